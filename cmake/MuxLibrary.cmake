@@ -1,0 +1,19 @@
+# Each folder of the daemon is one static library, and an include names its header from the root of the
+# tree. So that an upward include does not build, a library does not see the root: it sees one folder of
+# links for itself and one for each library it is linked with, and nothing else.
+
+add_library(mux_warnings INTERFACE)
+target_compile_options(mux_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+
+# mux_add_library(NAME FOLDER folder/from/root SOURCES ... [DEPENDS ...])
+function(mux_add_library name)
+  cmake_parse_arguments(ARG "" "FOLDER" "SOURCES;DEPENDS" ${ARGN})
+  set(root ${CMAKE_BINARY_DIR}/include-roots/${name})
+  get_filename_component(parent ${root}/${ARG_FOLDER} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${ARG_FOLDER} ${root}/${ARG_FOLDER} SYMBOLIC)
+
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${root})
+  target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} Threads::Threads PRIVATE mux_warnings)
+endfunction()

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <plog/Log.h>
+
+#include "diagnostics/LogCall.h"
+
+// Writes one line to the process log: MUX_LOG(plog::info) << "Gateway " << id << " connected.";
+//
+// The message begins with the full signature of the function that writes it, then a blank, then the text,
+// because log readers search for lines by the function they come from. The operands are evaluated only when
+// the severity is logged. Any thread may log, also a destructor and a signal handler; a log line is never a
+// cancellation point.
+#define MUX_LOG(severity) MUX_LOG_FROM(__PRETTY_FUNCTION__, severity)
+
+// The same for a helper that writes on behalf of the function whose signature it was given.
+#define MUX_LOG_FROM(signature, severity) \
+    IF_PLOG(severity)                     \
+    Diagnostics::LogCall() += plog::Record(severity, PLOG_GET_FUNC(), __LINE__, "", nullptr, 0).ref() << (signature) << " "
