@@ -13,6 +13,7 @@
 #define MUX_LOG(severity) MUX_LOG_FROM(__PRETTY_FUNCTION__, severity)
 
 // The same for a helper that writes on behalf of the function whose signature it was given.
-#define MUX_LOG_FROM(signature, severity) \
-    IF_PLOG(severity)                     \
-    Diagnostics::LogCall() += plog::Record(severity, PLOG_GET_FUNC(), __LINE__, "", nullptr, 0).ref() << (signature) << " "
+#define MUX_LOG_FROM(signature, severity)                                                             \
+    IF_PLOG(severity)                                                                                 \
+    Diagnostics::LogCall() += plog::Record(severity, PLOG_GET_FUNC(), __LINE__, "", nullptr, 0).ref() \
+                              << (signature) << " "

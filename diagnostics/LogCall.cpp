@@ -3,18 +3,51 @@
 #include <plog/Log.h>
 #include <pthread.h>
 
+#include <csignal>
+
 namespace Diagnostics {
+namespace {
+
+thread_local volatile std::sig_atomic_t linesInProgress = 0;
+thread_local volatile std::sig_atomic_t deferredSignal = 0;
+
+void RaiseDeferredSignal() {
+    const int signalNumber = deferredSignal;
+    if (signalNumber != 0) {
+        deferredSignal = 0;
+        pthread_kill(pthread_self(), signalNumber);
+    }
+}
+
+}  // namespace
 
 LogCall::LogCall() {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previousCancelState_);
+    linesInProgress = linesInProgress + 1;
 }
 
 LogCall::~LogCall() {
+    linesInProgress = linesInProgress - 1;
+    if (linesInProgress == 0) {
+        RaiseDeferredSignal();
+    }
     pthread_setcancelstate(previousCancelState_, nullptr);
 }
 
 void LogCall::operator+=(const plog::Record& record) const {
     *plog::get() += record;
+}
+
+bool LogCall::IsInProgressOnThisThread() {
+    return linesInProgress != 0;
+}
+
+bool LogCall::Defer(int signalNumber) {
+    if (!IsInProgressOnThisThread()) {
+        return false;
+    }
+    deferredSignal = signalNumber;
+    return true;
 }
 
 }  // namespace Diagnostics

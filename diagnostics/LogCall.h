@@ -4,8 +4,11 @@
 
 namespace Diagnostics {
 
-// Hands one finished record to logger 0 with thread cancellation held off: the appenders write to files, which
-// are cancellation points, and a destructor that logs must not be unwound.
+// Hands one finished record to logger 0.
+//
+// Thread cancellation is held off meanwhile: the appenders write to files, which are cancellation points, and a
+// destructor that logs must not be unwound. A signal that would log on a thread which is inside the logger, and so
+// holds its lock, can be put off until the line is written.
 //
 // Lives for one log line, on the thread that logs.
 class LogCall {
@@ -17,6 +20,13 @@ class LogCall {
 
     // Writes the record to every appender of logger 0, which must exist.
     void operator+=(const plog::Record& record) const;
+
+    // Whether the calling thread is inside the logger. Async-signal-safe.
+    static bool IsInProgressOnThisThread();
+
+    // If the calling thread is inside the logger, remembers the signal, which is raised again on this thread when
+    // the line is written, and returns true. Async-signal-safe.
+    static bool Defer(int signalNumber);
 
   private:
     int previousCancelState_ = 0;

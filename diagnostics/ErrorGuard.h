@@ -1,0 +1,58 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace Diagnostics {
+
+// What a report to the error guard is about.
+enum class ErrorKind : int {
+    kSocket = 0,      // a socket could not be made, configured or waited for
+    kConnection = 1,  // a peer could not be reached, sent to or received from
+};
+
+// The process-wide judge of errors: whoever meets a failure that the Mux cannot live with reports it here.
+//
+// A report counts and, when the limit of its kind is set, calls the first handler. The counters are deliberately
+// not compared with the limits: in the running process the first report ends it, and its supervisor starts it
+// again. A process that never configured the guard (a library test) only counts.
+//
+// Any thread may report; Configure belongs to start-up, before there are other threads.
+class ErrorGuard {
+  public:
+    using Handler = void (*)();
+    using Observer = void (*)(std::uint32_t secondCounter, int kind);
+
+    struct Configuration {
+        std::uint32_t firstLimit = 0;
+        std::uint32_t secondLimit = 0;
+        Handler firstHandler = nullptr;
+        Handler secondHandler = nullptr;  // registered, but no report calls it
+        Observer observer = nullptr;
+    };
+
+    // The one guard of the process, created on first use and never destroyed.
+    static ErrorGuard& Instance();
+
+    void Configure(const Configuration& configuration);
+    Configuration CurrentConfiguration() const;
+
+    // Counts one error and calls the first handler if there is one and the limit of the kind is not 0. A handler
+    // may end the process, so whoever reports has nothing left undone. Afterwards the observer, if set, gets the
+    // second counter and the kind.
+    void Report(ErrorKind kind);
+
+    std::uint32_t FirstCounter() const;
+    std::uint32_t SecondCounter() const;
+
+  private:
+    std::atomic<std::uint32_t> firstCounter_{0};
+    std::atomic<std::uint32_t> secondCounter_{0};
+    std::atomic<std::uint32_t> firstLimit_{0};
+    std::atomic<std::uint32_t> secondLimit_{0};
+    std::atomic<Handler> firstHandler_{nullptr};
+    std::atomic<Handler> secondHandler_{nullptr};
+    std::atomic<Observer> observer_{nullptr};
+};
+
+}  // namespace Diagnostics

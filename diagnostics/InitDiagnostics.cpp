@@ -1,0 +1,83 @@
+#include "diagnostics/InitDiagnostics.h"
+
+#include <fcntl.h>
+#include <plog/Appenders/ColorConsoleAppender.h>
+#include <plog/Appenders/ConsoleAppender.h>
+#include <plog/Appenders/RollingFileAppender.h>
+#include <plog/Converters/UTF8Converter.h>
+#include <plog/Formatters/TxtFormatter.h>
+#include <plog/Init.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "diagnostics/Backtrace.h"
+#include "diagnostics/ErrorGuard.h"
+#include "diagnostics/ErrorText.h"
+#include "diagnostics/Log.h"
+#include "diagnostics/ProcessEnd.h"
+#include "diagnostics/Tracer.h"
+
+namespace Diagnostics {
+namespace {
+
+constexpr std::size_t kLogFileBytes = 10000;
+constexpr int kLogFiles = 10;  // the current one and the rolled ones: plog rolls only when it may keep several
+constexpr mode_t kLogFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+
+constexpr std::uint32_t kFirstErrorLimit = 750;
+constexpr std::uint32_t kSecondErrorLimit = 5000;
+
+using FileAppender = plog::RollingFileAppender<plog::TxtFormatter, plog::UTF8Converter>;
+using PlainConsole = plog::ConsoleAppender<plog::TxtFormatter>;
+using ColorConsole = plog::ColorConsoleAppender<plog::TxtFormatter>;
+
+plog::IAppender* NewConsole(bool colors) {
+    return colors ? static_cast<plog::IAppender*>(new ColorConsole) : new PlainConsole;
+}
+
+// Returns 0 when the file can be written, and the error number otherwise: plog itself would stay silent.
+int TryToOpen(const std::string& logFile) {
+    const int descriptor = open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kLogFileMode);
+    if (descriptor == -1) {
+        return errno;
+    }
+    close(descriptor);
+    return 0;
+}
+
+void InitLog(plog::Severity maximumSeverity, const std::string& logFile, bool colors) {
+    plog::Logger<0>& logger = plog::init(maximumSeverity, NewConsole(colors));
+    logger.setMaxSeverity(maximumSeverity);
+    const int error = TryToOpen(logFile);
+    if (error == 0) {
+        logger.addAppender(new FileAppender(logFile.c_str(), kLogFileBytes, kLogFiles));
+    } else {
+        MUX_LOG(plog::warning) << "Cannot open log file " << logFile << ": " << ErrorText(error)
+                               << ". Logging to the console only.";
+    }
+}
+
+void InitErrorGuard() {
+    ErrorGuard::Configuration configuration;
+    configuration.firstLimit = kFirstErrorLimit;
+    configuration.secondLimit = kSecondErrorLimit;
+    configuration.firstHandler = CriticalErrorThresholdReached;
+    configuration.secondHandler = ErrorThresholdReached;
+    ErrorGuard::Instance().Configure(configuration);
+}
+
+}  // namespace
+
+void InitDiagnostics(plog::Severity maximumSeverity, const std::string& logFile, bool colors) {
+    InitLog(maximumSeverity, logFile.empty() ? kDefaultLogFile : logFile, colors);
+    Tracer::UseColors(colors);
+    PrepareBacktrace();
+    MUX_LOG(plog::info) << "Logging initialized.";
+
+    InitErrorGuard();
+    MUX_LOG(plog::info) << "Error guard initialized.";
+}
+
+}  // namespace Diagnostics

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Diagnostics {
+
+// Lines for a person at the console, beside the log: they go to standard output only, and only when the category
+// of their level is switched on. All categories are off at start; "--debug" switches on kDebugCategories.
+class Tracer {
+  public:
+    // The level of a line is the category bit that shows it.
+    enum class Level : std::uint8_t { kInformation = 0x01, kWarning = 0x02, kDetail = 0x04, kError = 0x08 };
+
+    static constexpr std::uint8_t kDebugCategories = 0x0B;
+
+    // Adds categories to those shown. Any thread.
+    static void Enable(std::uint8_t categories);
+    static std::uint8_t Categories();
+
+    // Colours are off at start; they are used only when standard output is a terminal as well.
+    static void UseColors(bool colors);
+
+    // Prints the text and a line break in the colour of its level. Any thread; lines of different threads do not mix.
+    static void WriteLine(const std::string& text, Level level);
+};
+
+}  // namespace Diagnostics
