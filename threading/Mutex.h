@@ -1,0 +1,49 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <string>
+
+namespace Threading {
+
+// One POSIX mutex (error-checking, robust on request) with a name that stands in every log line about it.
+//
+// The mutex object itself is never locked: a MutexGuard takes it by value and locks its own copy. So two guards of
+// one Mutex never wait for each other, and no data may lean on a guard for its safety; see Synchronized.
+class Mutex {
+  public:
+    // The same as Mutex(name, true, true).
+    explicit Mutex(std::string name);
+
+    // With `initializeNow` calls Initialize(robust) and logs how it went.
+    Mutex(std::string name, bool initializeNow, bool robust);
+
+    // Calls Destroy() unless that has happened or the mutex was never initialised.
+    ~Mutex();
+
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    // Creates the POSIX mutex; true when it exists afterwards, so also when it existed before. A failure is logged
+    // with its reason.
+    bool Initialize(bool robust);
+
+    // Destroys the mutex and its attributes; false, with a line for each, when either could not be.
+    bool Destroy();
+
+    // The mutex object by value.
+    pthread_mutex_t GetMutex() const;
+
+    std::string GetName() const;
+
+  private:
+    bool InitializeAttributes(bool robust);
+    bool CreateMutex();
+
+    std::string name_;
+    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutexattr_t attributes_ = {};
+    bool initialized_ = false;
+};
+
+}  // namespace Threading

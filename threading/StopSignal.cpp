@@ -1,0 +1,23 @@
+#include "threading/StopSignal.h"
+
+namespace Threading {
+
+void StopSignal::Stop() {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        stopped_ = true;
+    }
+    condition_.notify_all();
+}
+
+bool StopSignal::IsStopped() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return stopped_;
+}
+
+bool StopSignal::SleepFor(std::chrono::milliseconds duration) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return !condition_.wait_for(lock, duration, [this] { return stopped_; });
+}
+
+}  // namespace Threading
