@@ -1,0 +1,117 @@
+#include "net/ClientConnection.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <array>
+#include <cerrno>
+
+#include "diagnostics/ErrorText.h"
+#include "diagnostics/Log.h"
+#include "net/SocketWait.h"
+
+namespace Brenk::Net {
+namespace {
+
+constexpr std::size_t kChunkBytes = 1024;
+constexpr timeval kSendTimeout = {2, 0};
+constexpr timeval kReceiveTimeout = {0, 150};
+
+struct IntegerOption {
+    int level;
+    int option;
+    int value;
+};
+
+constexpr IntegerOption kOptions[] = {
+    {IPPROTO_TCP, TCP_NODELAY, 1}, {SOL_SOCKET, SO_KEEPALIVE, 1},    {IPPROTO_TCP, TCP_KEEPIDLE, 60},
+    {IPPROTO_TCP, TCP_KEEPCNT, 5}, {IPPROTO_TCP, TCP_KEEPINTVL, 10},
+};
+
+void SetOptions(int descriptor) {
+    for (const IntegerOption& option : kOptions) {
+        setsockopt(descriptor, option.level, option.option, &option.value, sizeof option.value);
+    }
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &kSendTimeout, sizeof kSendTimeout);
+}
+
+}  // namespace
+
+ClientConnection::ClientConnection(int descriptor, std::uint64_t serial) : socket_(descriptor), serial_(serial) {
+    SetOptions(descriptor);
+}
+
+ClientIdentity ClientConnection::Identity() const {
+    return {socket_.Descriptor(), serial_};
+}
+
+int ClientConnection::Descriptor() const {
+    return socket_.Descriptor();
+}
+
+void ClientConnection::ShutDown() {
+    socket_.ShutDown();
+}
+
+bool ClientConnection::IsShutDown() const {
+    return socket_.IsShutDown();
+}
+
+SendOutcome ClientConnection::Send(const std::vector<unsigned char>& data) {
+    SendOutcome outcome;
+    while (outcome.sent < data.size()) {
+        const ssize_t sent = send(Descriptor(), data.data() + outcome.sent, data.size() - outcome.sent, 0);
+        if (sent >= 0) {
+            outcome.sent += static_cast<std::size_t>(sent);
+        } else if (errno != EINTR) {
+            outcome.error = errno;
+            break;
+        }
+    }
+    return outcome;
+}
+
+DrainResult ClientConnection::Drain(std::vector<std::vector<unsigned char>>& packets) {
+    SetReceiveTimeout();
+    std::array<unsigned char, kChunkBytes> chunk{};
+    std::size_t drained = 0;
+    ssize_t count = 0;
+    do {
+        count = recv(Descriptor(), chunk.data(), chunk.size(), 0);
+        if (count < 1) {
+            break;
+        }
+        cutter_.Append(chunk.data(), static_cast<std::size_t>(count));
+        MUX_LOG(plog::warning) << "Received on socket " << Descriptor() << "bytes: " << count
+                               << " but expected size was: " << cutter_.ExpectedSize();
+        cutter_.Cut(packets);
+        drained += static_cast<std::size_t>(count);
+    } while (drained < kDrainBytes && HasMore());
+
+    if (count == -1 && errno != EAGAIN && errno != EINTR) {
+        const int error = errno;
+        MUX_LOG(plog::error) << "Error on select for socket " << Descriptor() << ". Error code: " << error
+                             << ", Error: " << Diagnostics::ErrorText(error);
+    }
+    if (cutter_.IsHopeless()) {
+        MUX_LOG(plog::warning) << "The bytes received on socket " << Descriptor()
+                               << " can never become a packet. It will be closed.";
+        return DrainResult::kHopeless;
+    }
+    return count == 0 ? DrainResult::kClosedByPeer : DrainResult::kStays;
+}
+
+void ClientConnection::SetReceiveTimeout() const {
+    if (setsockopt(Descriptor(), SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout, sizeof kReceiveTimeout) != 0) {
+        MUX_LOG(plog::error) << "Error set RECV_TIMEOUT for socket " << Descriptor();
+    }
+}
+
+// The kernel rounds the receive time-out up to a clock tick, which is far longer than a pass may block.
+bool ClientConnection::HasMore() const {
+    return WaitForEvent(Descriptor(), POLLIN, std::chrono::milliseconds(0)) == 1;
+}
+
+}  // namespace Brenk::Net

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Brenk::Net {
+
+// One packet from a client, unwrapped.
+//
+//   offset 0, 2 bytes   length, unsigned, little-endian; not 0
+//   offset 2, 4 bytes   the characters "MUXM"
+//   offset 6, the rest  the JSON text, without a terminating NUL
+//
+// The length is recorded but does not bound the text: the text is whatever follows the header.
+class MuxPacket {
+  public:
+    // Whether the data is a packet. Fewer than 6 bytes raise std::out_of_range.
+    static bool IsMuxPacket(std::vector<unsigned char>& data);
+
+    // Unwraps a packet. Data that is none leaves the object empty; fewer than 6 bytes raise std::out_of_range.
+    explicit MuxPacket(std::vector<unsigned char>& data);
+
+    // The length field; 0 when the data was no packet.
+    std::uint16_t Length() const;
+
+    // The text up to its first NUL.
+    const std::string& MessageText() const;
+
+  private:
+    std::vector<unsigned char> textBytes_;
+    std::uint16_t length_ = 0;
+    std::string messageText_;
+};
+
+}  // namespace Brenk::Net

@@ -1,0 +1,384 @@
+#include "net/ServerSocket.h"
+
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "diagnostics/ErrorText.h"
+#include "diagnostics/Log.h"
+#include "net/SocketWait.h"
+#include "threading/OwnerBlock.h"
+
+namespace Brenk::Net {
+namespace {
+
+using Diagnostics::ErrorText;
+using Threading::MutexGuard;
+
+constexpr int kListLockTimeout = 5;
+constexpr int kBacklog = 128;
+constexpr int kHighestPort = 65535;
+constexpr std::chrono::seconds kPause{1};
+
+// Descriptor numbers that are kept for everything that is no client: gateways, the log, a dump. Without them a crowd
+// of clients would make accept fail, and a failed accept closes the listening socket for good.
+constexpr int kReservedDescriptors = 48;
+constexpr int kHighestDescriptors = 1024;
+
+int DescriptorLimit() {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur > kHighestDescriptors) {
+        return kHighestDescriptors;
+    }
+    return static_cast<int>(limit.rlim_cur);
+}
+
+bool IsTransient(int error) {
+    return error == EINTR || error == ECONNABORTED;
+}
+
+}  // namespace
+
+ServerSocket::ServerSocket() : ServerSocket(kDefaultPort) {}
+
+ServerSocket::ServerSocket(int port) : port_(port), clientsListMutex_("clientsListMutex", true, true) {}
+
+ServerSocket::~ServerSocket() {
+    acceptRunning_ = false;
+    receiveRunning_ = false;
+    stop_.Stop();
+    CloseListener();
+    for (Threading::Thread* thread : {acceptThread_.get(), receiveThread_.get()}) {
+        if (thread != nullptr) {
+            thread->Join();
+        }
+    }
+}
+
+void ServerSocket::SetContext(void* context) {
+    context_ = context;
+}
+
+void ServerSocket::SetClientAcceptedCallback(ClientCallback callback) {
+    clientAccepted_ = callback;
+}
+
+void ServerSocket::SetClientDeletedCallback(ClientCallback callback) {
+    clientDeleted_ = callback;
+}
+
+void ServerSocket::SetDataReceivedCallback(DataReceivedCallback callback) {
+    dataReceived_ = callback;
+}
+
+void ServerSocket::SetDataSentCallback(DataSentCallback callback) {
+    dataSent_ = callback;
+}
+
+bool ServerSocket::InitSocket() {
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (descriptor == -1) {
+        return FailToInit("Error init server socket. ", errno);
+    }
+    auto listener = std::make_shared<OpenSocket>(descriptor);
+    const int enabled = 1;
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled);
+
+    if (const int error = Bind(descriptor)) {
+        return FailToInit("Error on bind server socket. ", error);
+    }
+    if (listen(descriptor, kBacklog) != 0) {
+        return FailToInit("Error on listen server socket. ", errno);
+    }
+    listener_.With([&](std::shared_ptr<OpenSocket>& current) { current = listener; });
+    return true;
+}
+
+bool ServerSocket::FailToInit(const char* text, int error) {
+    MUX_LOG(plog::error) << text << ErrorText(error);
+    return false;
+}
+
+// Returns 0 or the error number. A port that does not fit the address would be cut to another one, or to 0, for
+// which the kernel picks a port by itself.
+int ServerSocket::Bind(int descriptor) const {
+    if (port_ < 1 || port_ > kHighestPort) {
+        return EINVAL;
+    }
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port_));
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    return bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
+}
+
+void ServerSocket::StartAcceptLoop() {
+    if (!acceptRunning_.exchange(true)) {
+        acceptThread_ = std::make_unique<Threading::Thread>(AcceptLoopThreadProc);
+        Threading::StartWithOwner(*acceptThread_, this);
+    }
+}
+
+void ServerSocket::StartReceiveLoop() {
+    if (!receiveRunning_.exchange(true)) {
+        receiveThread_ = std::make_unique<Threading::Thread>(ReceiveDataLoopThreadProc);
+        Threading::StartWithOwner(*receiveThread_, this);
+    }
+}
+
+void* ServerSocket::AcceptLoopThreadProc(void* serverSocketBlock) {
+    auto* const serverSocket = Threading::TakeOwner<ServerSocket>(serverSocketBlock);
+    MUX_LOG(plog::info) << "Accept loop thread spawned.";
+    serverSocket->AcceptLoop();
+    MUX_LOG(plog::info) << "Accept loop thread closing.";
+    pthread_exit(nullptr);
+}
+
+void ServerSocket::AcceptLoop() {
+    const auto listener = listener_.With([](const std::shared_ptr<OpenSocket>& current) { return current; });
+    while (listener != nullptr && acceptRunning_ && AcceptClient(*listener)) {
+    }
+}
+
+// Returns false when the listening socket is broken.
+bool ServerSocket::AcceptClient(const OpenSocket& listener) {
+    const int descriptor = accept4(listener.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
+    if (descriptor == -1) {
+        const int error = errno;
+        if (IsTransient(error) || listener.IsShutDown()) {
+            return !listener.IsShutDown();
+        }
+        MUX_LOG(plog::error) << "Accept loop received a broken socket on Accept() request. "
+                             << "Error: " << ErrorText(error);
+        CloseListener();
+        return false;
+    }
+    if (HasRoomFor(descriptor)) {
+        AddClient(descriptor);
+    } else {
+        close(descriptor);
+    }
+    return true;
+}
+
+bool ServerSocket::HasRoomFor(int descriptor) const {
+    const int limit = DescriptorLimit() - kReservedDescriptors;
+    if (descriptor < limit) {
+        return true;
+    }
+    MUX_LOG(plog::warning) << "Too many clients. The connection with FD " << descriptor << " is closed at once.";
+    return false;
+}
+
+void ServerSocket::AddClient(int descriptor) {
+    MUX_LOG(plog::info) << "Accepted connection with FD " << descriptor;
+    const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_);
+    MutexGuard guard = ClientsGuard();
+    if (guard.Lock(kListLockTimeout)) {
+        clients_.With([&](Clients& clients) { clients.push_back(client); });
+    }
+    guard.Release();
+    if (clientAccepted_ != nullptr) {
+        clientAccepted_(descriptor, context_);
+    }
+}
+
+void ServerSocket::CloseListener() {
+    std::shared_ptr<OpenSocket> closed;
+    listener_.With([&](std::shared_ptr<OpenSocket>& current) { current.swap(closed); });
+    if (closed != nullptr) {
+        closed->ShutDown();
+    }
+}
+
+void* ServerSocket::ReceiveDataLoopThreadProc(void* serverSocketBlock) {
+    auto* const serverSocket = Threading::TakeOwner<ServerSocket>(serverSocketBlock);
+    MUX_LOG(plog::info) << "Receive data loop thread spawned.";
+    serverSocket->ReceiveLoop();
+    pthread_exit(nullptr);
+}
+
+void ServerSocket::ReceiveLoop() {
+    while (receiveRunning_) {
+        ReceivePass();
+    }
+}
+
+void ServerSocket::ReceivePass() {
+    MutexGuard guard = ClientsGuard();
+    if (!guard.Lock(kListLockTimeout)) {
+        return;
+    }
+    CollectClients();
+    guard.Release();
+    if (passClients_.empty()) {
+        stop_.SleepFor(kPause);
+        return;
+    }
+    if (WaitForActivity() < 1 || !guard.Lock(kListLockTimeout)) {
+        return;
+    }
+    DrainReadyClients();
+}
+
+void ServerSocket::CollectClients() {
+    passClients_.clear();
+    passEvents_.clear();
+    clients_.With([this](const Clients& clients) { passClients_.assign(clients.begin(), clients.end()); });
+    for (const ClientPointer& client : passClients_) {
+        passEvents_.push_back({client->Descriptor(), POLLIN, 0});
+    }
+}
+
+int ServerSocket::WaitForActivity() {
+    const int ready = WaitForEvents(passEvents_, kPause);
+    if (ready == -1) {
+        const int error = errno;
+        MUX_LOG(plog::error) << "Error on select. Error: " << ErrorText(error);
+    } else if (ready == 0) {
+        MUX_LOG(plog::verbose) << "Read select exits for timeout.";
+    }
+    return ready;
+}
+
+void ServerSocket::DrainReadyClients() {
+    std::vector<ClientPointer> resetClients;
+    for (std::size_t index = 0; index < passClients_.size(); ++index) {
+        const ClientPointer& client = passClients_.at(index);
+        // One that was closed by a failed send while this thread waited is no client any more.
+        if (passEvents_.at(index).revents != 0 && !client->IsShutDown() && !DrainClient(*client)) {
+            resetClients.push_back(client);
+        }
+    }
+    CloseResetClients(resetClients);
+    passClients_.clear();
+}
+
+bool ServerSocket::DrainClient(ClientConnection& client) {
+    MUX_LOG(plog::verbose) << "Activity detected for socket " << client.Descriptor();
+    std::vector<std::vector<unsigned char>> packets;
+    const DrainResult result = client.Drain(packets);
+    for (std::vector<unsigned char>& packet : packets) {
+        MUX_LOG(plog::verbose) << "Invoking DataReceivedCallback if not null.";
+        if (dataReceived_ != nullptr) {
+            dataReceived_(client.Descriptor(), new std::vector<unsigned char>(std::move(packet)), context_);
+        }
+    }
+    if (result == DrainResult::kClosedByPeer) {
+        MUX_LOG(plog::warning) << "Recv returned 0 for socket " << client.Descriptor()
+                               << " with a receivedData buffer empty. It will be market for close.";
+    }
+    return result == DrainResult::kStays;
+}
+
+void ServerSocket::CloseResetClients(const std::vector<ClientPointer>& resetClients) {
+    for (const ClientPointer& client : resetClients) {
+        MUX_LOG(plog::debug) << "Clearing reset sockets list. Current socket to close: " << client->Descriptor();
+        CloseConnection(client, ListLock::kAlreadyTaken);
+    }
+}
+
+bool ServerSocket::Send(int descriptor, const std::vector<unsigned char>& data) {
+    return SendTo(FindByDescriptor(descriptor), descriptor, data);
+}
+
+bool ServerSocket::Send(const ClientIdentity& client, const std::vector<unsigned char>& data) {
+    return SendTo(FindByIdentity(client), client.descriptor, data);
+}
+
+bool ServerSocket::SendTo(const ClientPointer& client, int descriptor, const std::vector<unsigned char>& data) {
+    MUX_LOG(plog::debug) << "Sending data to server client. Message data:" << std::string(data.begin(), data.end());
+    if (data.empty()) {
+        return true;
+    }
+    const SendOutcome outcome = client == nullptr ? SendOutcome{0, EBADF} : client->Send(data);
+    if (outcome.error != 0) {
+        MUX_LOG(plog::error) << "Cannot send data to server socket" << ErrorText(outcome.error) << "Socket "
+                             << descriptor << " will be closed.";
+        CloseConnection(client, ListLock::kTake);
+        return false;
+    }
+    if (dataSent_ != nullptr) {
+        dataSent_(descriptor, static_cast<int>(outcome.sent), context_);
+    }
+    return true;
+}
+
+void ServerSocket::CloseClient(int descriptor, ListLock lock) {
+    CloseConnection(FindByDescriptor(descriptor), lock);
+}
+
+void ServerSocket::CloseConnection(const ClientPointer& client, ListLock lock) {
+    MutexGuard guard = ClientsGuard();
+    if (lock == ListLock::kTake) {
+        guard.Lock();
+    }
+    const bool removed = client != nullptr && clients_.With([&](Clients& clients) {
+        const auto position = std::find(clients.begin(), clients.end(), client);
+        const bool found = position != clients.end();
+        if (found) {
+            clients.erase(position);
+        }
+        return found;
+    });
+    guard.Release();
+    if (!removed) {
+        return;
+    }
+    client->ShutDown();
+    if (clientDeleted_ != nullptr) {
+        clientDeleted_(client->Descriptor(), context_);
+    }
+}
+
+std::vector<int> ServerSocket::ConnectedDescriptors() {
+    std::vector<int> descriptors;
+    for (const ClientIdentity& client : ConnectedClients()) {
+        descriptors.push_back(client.descriptor);
+    }
+    return descriptors;
+}
+
+std::vector<ClientIdentity> ServerSocket::ConnectedClients() {
+    MutexGuard guard = ClientsGuard();
+    guard.Lock();
+    return clients_.With([](const Clients& clients) {
+        std::vector<ClientIdentity> identities;
+        identities.reserve(clients.size());
+        for (const ClientPointer& client : clients) {
+            identities.push_back(client->Identity());
+        }
+        return identities;
+    });
+}
+
+ClientIdentity ServerSocket::IdentityOf(int descriptor) {
+    const ClientPointer client = FindByDescriptor(descriptor);
+    return client == nullptr ? ClientIdentity{descriptor, 0} : client->Identity();
+}
+
+ClientPointer ServerSocket::FindByDescriptor(int descriptor) {
+    return clients_.With([descriptor](const Clients& clients) {
+        const auto found = std::find_if(clients.begin(), clients.end(), [descriptor](const ClientPointer& client) {
+            return client->Descriptor() == descriptor;
+        });
+        return found == clients.end() ? nullptr : *found;
+    });
+}
+
+ClientPointer ServerSocket::FindByIdentity(const ClientIdentity& client) {
+    const ClientPointer found = FindByDescriptor(client.descriptor);
+    return found != nullptr && found->Identity().serial == client.serial ? found : nullptr;
+}
+
+MutexGuard ServerSocket::ClientsGuard() {
+    return MutexGuard(clientsListMutex_.GetMutex(), clientsListMutex_.GetName(), false, 0);
+}
+
+}  // namespace Brenk::Net

@@ -1,0 +1,137 @@
+#pragma once
+
+#include <poll.h>
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "net/ClientConnection.h"
+#include "net/OpenSocket.h"
+#include "threading/Mutex.h"
+#include "threading/MutexGuard.h"
+#include "threading/StopSignal.h"
+#include "threading/Synchronized.h"
+#include "threading/Thread.h"
+
+namespace Brenk::Net {
+
+// The listening side toward the clients.
+//
+// Who points at whom: the owner holds the server socket and gives it callbacks and one context pointer; the server
+// socket holds its two threads, the listening socket and the client list; the list and whoever uses a client right
+// now share the ClientConnection. Clients are closed by the receive thread (the client closed its side) and by
+// Send (the client does not take its answer), both through CloseClient.
+//
+// Callbacks run on the accept thread (client accepted), the receive thread (data received, client deleted) and the
+// sending thread (data sent, client deleted); the owner makes them thread-safe. Set them before the loops start.
+class ServerSocket {
+  public:
+    using ClientCallback = void (*)(int descriptor, void* context);
+    // `packet` is one whole packet, length field included; the receiver owns it.
+    using DataReceivedCallback = void (*)(int descriptor, std::vector<unsigned char>* packet, void* context);
+    using DataSentCallback = void (*)(int descriptor, int bytesSent, void* context);
+
+    // Listens on port 5555.
+    ServerSocket();
+
+    // A port outside 1..65535 makes InitSocket fail; no other port is ever opened in its place.
+    explicit ServerSocket(int port);
+
+    // Ends both loops, waits for their threads and closes every client.
+    ~ServerSocket();
+
+    ServerSocket(const ServerSocket&) = delete;
+    ServerSocket& operator=(const ServerSocket&) = delete;
+
+    void SetContext(void* context);
+    void SetClientAcceptedCallback(ClientCallback callback);
+    void SetClientDeletedCallback(ClientCallback callback);
+    void SetDataReceivedCallback(DataReceivedCallback callback);
+    void SetDataSentCallback(DataSentCallback callback);
+
+    // Opens, binds and listens; false, with a line, when it cannot.
+    bool InitSocket();
+
+    // Each starts its thread, once; further calls do nothing.
+    void StartAcceptLoop();
+    void StartReceiveLoop();
+
+    static void* AcceptLoopThreadProc(void* serverSocketBlock);
+    static void* ReceiveDataLoopThreadProc(void* serverSocketBlock);
+
+    // Sends one buffer to the client that has this descriptor number now. An empty buffer is not sent. False when it
+    // could not be sent whole; the client has then been closed. Any thread.
+    bool Send(int descriptor, const std::vector<unsigned char>& data);
+
+    // The same for one particular client: fails when that client has gone, whoever has its number now.
+    bool Send(const ClientIdentity& client, const std::vector<unsigned char>& data);
+
+    // Removes and closes the client that has this number now, and reports it as deleted. Any thread.
+    enum class ListLock { kTake, kAlreadyTaken };
+    void CloseClient(int descriptor, ListLock lock);
+
+    // The descriptors of all connected clients, in the order in which they came. Any thread.
+    std::vector<int> ConnectedDescriptors();
+
+    // The same with their serial numbers.
+    std::vector<ClientIdentity> ConnectedClients();
+
+    // Who has this descriptor number now; serial 0 when nobody has. Any thread.
+    ClientIdentity IdentityOf(int descriptor);
+
+    static constexpr int kDefaultPort = 5555;
+
+  private:
+    using Clients = std::list<ClientPointer>;
+
+    bool FailToInit(const char* text, int error);
+    int Bind(int descriptor) const;
+
+    void AcceptLoop();
+    bool AcceptClient(const OpenSocket& listener);
+    bool HasRoomFor(int descriptor) const;
+    void AddClient(int descriptor);
+    void CloseListener();
+
+    void ReceiveLoop();
+    void ReceivePass();
+    void CollectClients();
+    int WaitForActivity();
+    void DrainReadyClients();
+    bool DrainClient(ClientConnection& client);  // false when the client is to be closed
+    void CloseResetClients(const std::vector<ClientPointer>& resetClients);
+
+    bool SendTo(const ClientPointer& client, int descriptor, const std::vector<unsigned char>& data);
+    ClientPointer FindByDescriptor(int descriptor);
+    ClientPointer FindByIdentity(const ClientIdentity& client);
+    void CloseConnection(const ClientPointer& client, ListLock lock);
+    Threading::MutexGuard ClientsGuard();
+
+    const int port_;
+    std::atomic<bool> acceptRunning_{false};
+    std::atomic<bool> receiveRunning_{false};
+    Threading::Synchronized<std::shared_ptr<OpenSocket>> listener_;
+    Threading::Mutex clientsListMutex_;
+    Threading::Synchronized<Clients> clients_;
+    std::uint64_t lastSerial_ = 0;  // accept thread only
+
+    ClientCallback clientAccepted_ = nullptr;
+    ClientCallback clientDeleted_ = nullptr;
+    DataReceivedCallback dataReceived_ = nullptr;
+    DataSentCallback dataSent_ = nullptr;
+    void* context_ = nullptr;
+
+    // The receive thread's own: the clients of the current pass and what it waits for, index by index.
+    std::vector<ClientPointer> passClients_;
+    std::vector<pollfd> passEvents_;
+
+    Threading::StopSignal stop_;
+    std::unique_ptr<Threading::Thread> acceptThread_;
+    std::unique_ptr<Threading::Thread> receiveThread_;
+};
+
+}  // namespace Brenk::Net
