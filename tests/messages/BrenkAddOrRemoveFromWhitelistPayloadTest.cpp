@@ -1,0 +1,166 @@
+#include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+#include "tests/messages/WireBytes.h"
+#include "tests/support/CapturedLog.h"
+
+// Expected bytes written by hand from the payload layout.
+
+namespace Brenk::Messages {
+namespace {
+
+using Testing::Bytes;
+using Testing::CapturedLog;
+using Testing::FromHex;
+
+constexpr bool kUidMode = true;
+constexpr bool kPlain = false;
+
+constexpr const char* kDummyData =
+    "Message card data bytes are null. This means no valid data was provided. Whitelist message payload will be filled "
+    "with dummy data, so Brenk Gateway will return a correlated error for the request.";
+
+Bytes Payload(bool uidMode, std::uint8_t setupNumber, std::uint8_t option, Bytes cardData) {
+    BrenkAddOrRemoveFromWhitelistPayload payload(uidMode, setupNumber, option, cardData);
+    return Testing::Serialized(payload);
+}
+
+// 1, 2, 3, ...
+Bytes Counting(std::size_t count) {
+    Bytes bytes(count);
+    std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(1));
+    return bytes;
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, ItsDataTypeIsNotSet) {
+    Bytes cardData = {1};
+    EXPECT_EQ(BrenkAddOrRemoveFromWhitelistPayload(kPlain, 0, 0, cardData).DataType(), 0);
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, AUidOfFourBytesIsReversedBehindSixZeros) {
+    EXPECT_EQ(Payload(kUidMode, 0, 1, FromHex("04 A1 B2 C3")), FromHex("00 01 0A 00 00 00 00 00 00 C3 B2 A1 04"));
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, AUidOfTenBytesIsReversed) {
+    EXPECT_EQ(Payload(kUidMode, 0, 0, FromHex("01 02 03 04 05 06 07 08 09 0A")),
+              FromHex("00 00 0A 0A 09 08 07 06 05 04 03 02 01"));
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, AUidOfOneByteAndOfNineBytesArePaddedToTen) {
+    EXPECT_EQ(Payload(kUidMode, 0, 0, FromHex("7F")), FromHex("00 00 0A 00 00 00 00 00 00 00 00 00 7F"));
+    EXPECT_EQ(Payload(kUidMode, 0, 0, Counting(9)), FromHex("00 00 0A 00 09 08 07 06 05 04 03 02 01"));
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, AUidOfElevenBytesIsRefusedWithAWarningAndSentWithoutCardBytes) {
+    const CapturedLog log;
+    EXPECT_EQ(Payload(kUidMode, 0, 1, Counting(11)), FromHex("00 01 00"));
+    EXPECT_EQ(log.Count(plog::warning, "Invalid card data. Whitelist message cannot be processed."), 1) << log.Text();
+    EXPECT_EQ(log.Count(plog::warning, kDummyData), 1) << log.Text();
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, SevenBytesOutsideUidModeWithSetupNumberZeroAreUnchanged) {
+    const CapturedLog log;
+    EXPECT_EQ(Payload(kPlain, 0, 1, Counting(7)), FromHex("00 01 07 01 02 03 04 05 06 07"));
+    EXPECT_EQ(log.Count(plog::debug, "Card data is not UID mode. So the data will be simply copied."), 1) << log.Text();
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, ElevenBytesOutsideUidModeAreUnchanged) {
+    EXPECT_EQ(Payload(kPlain, 0, 0, Counting(11)), FromHex("00 00 0B 01 02 03 04 05 06 07 08 09 0A 0B"));
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, EmptyCardDataWithSetupNumberZeroIsAnErrorThenTheDummyDataWarning) {
+    for (const bool uidMode : {kUidMode, kPlain}) {
+        const CapturedLog log;
+        EXPECT_EQ(Payload(uidMode, 0, 0, {}), FromHex("00 00 00"));
+        const auto lines = log.Lines();
+        ASSERT_EQ(lines.size(), 2U) << log.Text();
+        EXPECT_EQ(lines[0].first, plog::error);
+        EXPECT_EQ(lines[1].first, plog::warning);
+        EXPECT_EQ(log.Count(plog::error, "Whitelist card UUID vector is empty. Cannot request message."), 1);
+        EXPECT_EQ(log.Count(plog::warning, kDummyData), 1);
+    }
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, TwelveBytesWithSetupNumberOneAreUnchangedWhateverTheUidMode) {
+    const CapturedLog log;
+    const Bytes expected = FromHex("01 01 0C 01 02 03 04 05 06 07 08 09 0A 0B 0C");
+    EXPECT_EQ(Payload(kUidMode, 1, 1, Counting(12)), expected);
+    EXPECT_EQ(Payload(kPlain, 1, 1, Counting(12)), expected);
+    EXPECT_TRUE(log.Lines().empty()) << log.Text();
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, EmptyCardDataWithAnotherSetupNumberIsSentAsItIs) {
+    const CapturedLog log;
+    EXPECT_EQ(Payload(kPlain, 255, 1, {}), FromHex("FF 01 00"));
+    EXPECT_TRUE(log.Lines().empty()) << log.Text();
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, TheCardDataLengthIsTakenModulo256) {
+    for (const std::uint8_t setupNumber : {std::uint8_t{0}, std::uint8_t{1}}) {
+        EXPECT_EQ(Payload(kPlain, setupNumber, 0, Bytes(255, 0x55)).size(), 3U + 255U);
+        EXPECT_EQ(Payload(kPlain, setupNumber, 0, Bytes(256, 0x55)), (Bytes{setupNumber, 0, 0}));
+        EXPECT_EQ(Payload(kPlain, setupNumber, 0, Counting(258)), (Bytes{setupNumber, 0, 2, 1, 2}));
+    }
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, TheOptionIsSentAsGiven) {
+    EXPECT_EQ(Payload(kPlain, 2, 0xA5, {9}), FromHex("02 A5 01 09"));
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, TheCallersCardDataIsLeftAsItIs) {
+    Bytes cardData = FromHex("04 A1 B2 C3");
+    const BrenkAddOrRemoveFromWhitelistPayload payload(kUidMode, 0, 0, cardData);
+    EXPECT_EQ(cardData, FromHex("04 A1 B2 C3"));
+}
+
+TEST(GenerateUIDData, ReturnsATenByteArrayInUidMode) {
+    const std::unique_ptr<std::uint8_t[]> array(
+        BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(kUidMode, FromHex("04 A1 B2 C3")));
+    ASSERT_NE(array, nullptr);
+    EXPECT_EQ(Bytes(array.get(), array.get() + 10), FromHex("00 00 00 00 00 00 C3 B2 A1 04"));
+}
+
+TEST(GenerateUIDData, ReturnsACopyOutsideUidMode) {
+    const std::unique_ptr<std::uint8_t[]> array(
+        BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(kPlain, FromHex("04 A1 B2 C3")));
+    ASSERT_NE(array, nullptr);
+    EXPECT_EQ(Bytes(array.get(), array.get() + 4), FromHex("04 A1 B2 C3"));
+}
+
+TEST(GenerateUIDData, ReturnsNullForEmptyDataAndForAUidThatIsTooLong) {
+    EXPECT_EQ(BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(kUidMode, {}), nullptr);
+    EXPECT_EQ(BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(kPlain, {}), nullptr);
+    EXPECT_EQ(BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(kUidMode, Counting(11)), nullptr);
+}
+
+void ExpectDebugLines(const CapturedLog& log, const std::vector<std::string>& texts) {
+    EXPECT_EQ(log.Lines().size(), texts.size()) << log.Text();
+    for (const std::string& text : texts) {
+        EXPECT_EQ(log.Count(plog::debug, text), 1) << text << "\n" << log.Text();
+    }
+}
+
+TEST(GenerateUIDData, AShortUidIsLoggedAtDebugWithTheResultAsText) {
+    const CapturedLog log;
+    Payload(kUidMode, 0, 0, FromHex("04 A1 B2 C3"));
+    ExpectDebugLines(log, {
+                              "Card data is of valid dimension for UID mode. The data will be simply copied.",
+                              "The data isn't of UID mode length. It will be zero filled.",
+                              "The card data converted in BRENK Message data is 00 00 00 00 00 00 C3 B2 A1 04",
+                          });
+}
+
+TEST(GenerateUIDData, AUidOfFullLengthIsLoggedAtDebug) {
+    const CapturedLog log;
+    Payload(kUidMode, 0, 0, Counting(10));
+    ExpectDebugLines(log, {
+                              "Card data is of valid dimension for UID mode. The data will be simply copied.",
+                              "Card data is of UID mode length. A simple copy of the data will be done.",
+                          });
+}
+
+}  // namespace
+}  // namespace Brenk::Messages
