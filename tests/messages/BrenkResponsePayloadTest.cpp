@@ -1,0 +1,84 @@
+#include "messages/BrenkResponsePayload.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "messages/BrenkResponseCode.h"
+#include "tests/messages/WireBytes.h"
+
+// Frames written by hand from the frame layout; their CRC by python3, binascii.crc_hqx(data, 0).
+
+namespace Brenk::Messages {
+namespace {
+
+using Testing::Bytes;
+using Testing::CutTo;
+using Testing::FromHex;
+using Testing::Serialized;
+using Testing::WithByte;
+
+constexpr std::size_t kResponseCodeOffset = 17;
+
+Bytes CodeThreeFrame() {
+    return FromHex("14 FE FD 0F 01 00 00 05 00 00 01 00 00 00 01 02 00 03 57 E6");
+}
+
+Bytes CodeSevenFrame() {
+    return FromHex("18 FE FD 13 01 00 00 05 00 00 01 00 00 00 01 02 00 07 00 00 01 00 9D 2E");
+}
+
+TEST(BrenkResponsePayload, Code7CarriesTheGatewaysSequenceCounter256) {
+    Bytes frame = CodeSevenFrame();
+    BrenkResponsePayload payload(frame);
+    EXPECT_EQ(payload.DataType(), 0);
+    EXPECT_EQ(payload.ResponseCode(), BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR);
+    EXPECT_EQ(payload.CurrentSequenceCounter(), 256U);
+    EXPECT_EQ(Serialized(payload), FromHex("07 00 00 01 00"));
+}
+
+TEST(BrenkResponsePayload, TheSequenceCounterIsBigEndianAndUsesAll32Bits) {
+    Bytes frame = FromHex("18 FE FD 13 01 00 00 05 00 00 01 00 00 00 01 02 00 07 FE DC BA 98 00 00");
+    BrenkResponsePayload payload(frame);
+    EXPECT_EQ(payload.CurrentSequenceCounter(), 0xFEDCBA98U);
+    EXPECT_EQ(Serialized(payload), FromHex("07 FE DC BA 98"));
+}
+
+TEST(BrenkResponsePayload, Code3HasSequenceCounterZeroAndSerialisesToOneByte) {
+    Bytes frame = CodeThreeFrame();
+    BrenkResponsePayload payload(frame);
+    EXPECT_EQ(payload.ResponseCode(), BRENK_RESPONSE_WHITELIST_FULL);
+    EXPECT_EQ(payload.CurrentSequenceCounter(), 0U);
+    EXPECT_EQ(Serialized(payload), FromHex("03"));
+}
+
+TEST(BrenkResponsePayload, EveryCodeButSevenIsReadWithoutACounterEvenIfBytesFollow) {
+    for (int code = 0; code <= 255; ++code) {
+        if (code == BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR) {
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(code);
+        Bytes frame = WithByte(CodeSevenFrame(), kResponseCodeOffset, byte);
+        BrenkResponsePayload payload(frame);
+        EXPECT_EQ(payload.ResponseCode(), code);
+        EXPECT_EQ(payload.CurrentSequenceCounter(), 0U);
+        EXPECT_EQ(Serialized(payload), Bytes{byte});
+    }
+}
+
+TEST(BrenkResponsePayload, AFrameThatEndsBeforeTheCodeIsOutOfRange) {
+    for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{17}}) {
+        Bytes frame = CutTo(CodeThreeFrame(), length);
+        EXPECT_THROW(BrenkResponsePayload{frame}, std::out_of_range) << length;
+    }
+}
+
+TEST(BrenkResponsePayload, AFrameThatEndsInsideTheCounterIsOutOfRange) {
+    for (std::size_t length = 18; length < 22; ++length) {
+        Bytes frame = CutTo(CodeSevenFrame(), length);
+        EXPECT_THROW(BrenkResponsePayload{frame}, std::out_of_range) << length;
+    }
+}
+
+}  // namespace
+}  // namespace Brenk::Messages
