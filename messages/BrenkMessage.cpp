@@ -1,0 +1,64 @@
+#include "messages/BrenkMessage.h"
+
+#include <utility>
+
+#include "diagnostics/Log.h"
+#include "messages/BigEndian.h"
+#include "messages/FrameLayout.h"
+#include "messages/FrameReader.h"
+#include "messages/HexText.h"
+#include "messages/crc/CRC16.h"
+
+namespace Brenk::Messages {
+
+BrenkMessage::BrenkMessage(const BrenkFrameHeader& header) : header_(header) {}
+
+void BrenkMessage::AttachPayload(std::unique_ptr<BrenkMessagePayload> payload) {
+    payload_ = std::move(payload);
+}
+
+std::unique_ptr<BrenkMessagePayload> BrenkMessage::DetachPayload() {
+    return std::move(payload_);
+}
+
+std::vector<unsigned char>* BrenkMessage::Serialize() const {
+    MUX_LOG(plog::verbose) << "[BrenkMessage::Serialize] Serializing message main frame parts.";
+    auto frame = std::make_unique<std::vector<unsigned char>>(BytesWithoutCRC());
+    MUX_LOG(plog::verbose) << "Compunting message CRC16. Current buffer size is" << frame->size();
+    AppendBigEndian16(*frame, CRC::CRC16::XModem(*frame));
+    return frame.release();
+}
+
+std::uint16_t BrenkMessage::ComputeCRC16() const {
+    std::vector<unsigned char> bytes = BytesWithoutCRC();
+    return CRC::CRC16::XModem(bytes);
+}
+
+std::string BrenkMessage::BytesAsText() const {
+    const std::unique_ptr<std::vector<unsigned char>> frame(Serialize());
+    return BytesToHex(*frame);
+}
+
+std::vector<unsigned char> BrenkMessage::BytesWithoutCRC() const {
+    std::vector<unsigned char> bytes;
+    header_.AppendTo(bytes);
+    if (payload_ != nullptr) {
+        const std::unique_ptr<std::vector<unsigned char>> payloadBytes(payload_->Serialize());
+        bytes.insert(bytes.end(), payloadBytes->begin(), payloadBytes->end());
+    }
+    return bytes;
+}
+
+std::uint8_t BrenkMessage::ReadFrameLength(const std::vector<unsigned char>& frame) {
+    const FrameReader reader(frame);
+    const std::uint8_t magic1 = reader.Byte(FrameLayout::kMagic1);
+    const std::uint8_t magic2 = reader.Byte(FrameLayout::kMagic2);
+    const bool magic = magic1 == FrameLayout::kMagicByte1 && magic2 == FrameLayout::kMagicByte2;
+    return magic ? reader.Byte(FrameLayout::kTotalLength) : std::uint8_t{0};
+}
+
+std::uint8_t BrenkMessage::ReadPayloadType(const std::vector<unsigned char>& frame) {
+    return frame.empty() ? std::uint8_t{0} : FrameReader(frame).Byte(FrameLayout::kPayloadType);
+}
+
+}  // namespace Brenk::Messages
