@@ -17,3 +17,12 @@
     IF_PLOG(severity)                                                                                 \
     Diagnostics::LogCall() += plog::Record(severity, PLOG_GET_FUNC(), __LINE__, "", nullptr, 0).ref() \
                               << (signature) << " "
+
+namespace Diagnostics {
+
+// Whether a line of this severity would be written: for work that only a log line needs. Any thread.
+inline bool IsLogged(plog::Severity severity) {
+    return plog::get() != nullptr && plog::get()->checkSeverity(severity);
+}
+
+}  // namespace Diagnostics

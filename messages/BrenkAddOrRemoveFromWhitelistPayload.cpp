@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
-#include "messages/HexText.h"
 
 namespace Brenk::Messages {
 namespace {
@@ -71,7 +71,7 @@ std::uint8_t* BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(bool uidMode
     } else {
         MUX_LOG(plog::debug) << "The data isn't of UID mode length. It will be zero filled.";
         data.insert(data.begin(), kUidLength - data.size(), 0);
-        MUX_LOG(plog::debug) << "The card data converted in BRENK Message data is " << BytesToHex(data);
+        MUX_LOG(plog::debug) << "The card data converted in BRENK Message data is " << Diagnostics::BytesToHex(data);
     }
     return ArrayOf(data).release();
 }

@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
 #include "messages/BigEndian.h"
 #include "messages/FrameLayout.h"
 #include "messages/FrameReader.h"
-#include "messages/HexText.h"
 #include "messages/crc/CRC16.h"
 
 namespace Brenk::Messages {
@@ -36,7 +36,7 @@ std::uint16_t BrenkMessage::ComputeCRC16() const {
 
 std::string BrenkMessage::BytesAsText() const {
     const std::unique_ptr<std::vector<unsigned char>> frame(Serialize());
-    return BytesToHex(*frame);
+    return Diagnostics::BytesToHex(*frame);
 }
 
 std::vector<unsigned char> BrenkMessage::BytesWithoutCRC() const {

@@ -13,6 +13,7 @@
 
 #include "diagnostics/ErrorGuard.h"
 #include "diagnostics/ErrorText.h"
+#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
 #include "net/SocketWait.h"
 
@@ -135,15 +136,6 @@ ssize_t RepeatWhenInterrupted(Call call) {
     return result;
 }
 
-std::string HexText(const std::vector<unsigned char>& bytes) {
-    constexpr const char* kDigits = "0123456789ABCDEF";
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        text += {' ', kDigits[byte >> 4], kDigits[byte & 0x0F]};
-    }
-    return text;
-}
-
 }  // namespace
 
 ClientSocket::ClientSocket(std::string host, int port, milliseconds connectionTimeout)
@@ -227,7 +219,7 @@ bool ClientSocket::SetKeepAliveOption(int descriptor) {
 }
 
 bool ClientSocket::Send(std::vector<unsigned char>& data) {
-    MUX_LOG(plog::debug) << "Sending" << data.size() << " bytes of data. Bytes array:" << HexText(data);
+    MUX_LOG(plog::debug) << "Sending" << data.size() << " bytes of data. Bytes array:" << Diagnostics::BytesToHex(data);
     const SocketPointer socket = CurrentSocket();
     if (socket == nullptr) {
         MUX_LOG(plog::error) << "Socket send failed. Error:" << ErrorText(ENOTCONN);

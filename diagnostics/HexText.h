@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-namespace Brenk::Messages {
+namespace Diagnostics {
 
 // Returns `bytes` as upper-case hexadecimal, two digits each, with `separator` between two bytes and none at the
 // ends: "13 FE FD". No bytes give an empty text. `separator` must not be null. Any thread may call it.
 std::string BytesToHex(const std::vector<unsigned char>& bytes, const char* separator = " ");
 
-}  // namespace Brenk::Messages
+}  // namespace Diagnostics

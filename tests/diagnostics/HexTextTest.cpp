@@ -1,8 +1,8 @@
-#include "messages/HexText.h"
+#include "diagnostics/HexText.h"
 
 #include <gtest/gtest.h>
 
-namespace Brenk::Messages {
+namespace Diagnostics {
 namespace {
 
 TEST(HexText, BytesAreUpperCaseWithABlankBetweenThem) {
@@ -22,4 +22,4 @@ TEST(HexText, NoBytesGiveAnEmptyText) {
 }
 
 }  // namespace
-}  // namespace Brenk::Messages
+}  // namespace Diagnostics

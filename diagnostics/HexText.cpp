@@ -1,6 +1,6 @@
-#include "messages/HexText.h"
+#include "diagnostics/HexText.h"
 
-namespace Brenk::Messages {
+namespace Diagnostics {
 
 std::string BytesToHex(const std::vector<unsigned char>& bytes, const char* separator) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
@@ -15,4 +15,4 @@ std::string BytesToHex(const std::vector<unsigned char>& bytes, const char* sepa
     return text;
 }
 
-}  // namespace Brenk::Messages
+}  // namespace Diagnostics
