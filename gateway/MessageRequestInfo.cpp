@@ -1,0 +1,21 @@
+#include "gateway/MessageRequestInfo.h"
+
+#include "diagnostics/Log.h"
+
+namespace Brenk {
+
+MessageRequestInfo::~MessageRequestInfo() {
+    if (message != nullptr) {
+        MUX_LOG(plog::verbose) << "Internal request message set. Deallocate message memory.";
+    }
+}
+
+bool MessageRequestInfo::IsSequenceRefresh() const {
+    return IsSequenceRefresh(id);
+}
+
+bool MessageRequestInfo::IsSequenceRefresh(const std::string& requestID) {
+    return requestID.find(kSequenceRefreshMark) != std::string::npos;
+}
+
+}  // namespace Brenk

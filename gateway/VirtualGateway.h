@@ -1,0 +1,243 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "gateway/FrameBuffer.h"
+#include "gateway/MessageRequestInfo.h"
+#include "gateway/VirtualGatewayEventMessage.h"
+#include "gateway/VirtualGatewayResponseMessage.h"
+#include "gateway/VirtualGatewayStatuses.h"
+#include "messages/BrenkMessage.h"
+#include "messages/BrenkMessageBuilder.h"
+#include "net/ClientSocket.h"
+#include "threading/Mutex.h"
+#include "threading/MutexGuard.h"
+#include "threading/StopSignal.h"
+#include "threading/Synchronized.h"
+#include "threading/Thread.h"
+
+namespace Brenk {
+
+class VirtualGateway;
+
+// What the owner tells a gateway about itself and where it wants to be called. Callbacks may be null.
+struct GatewayOwner {
+    using StateChangedCallback = void (*)(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus,
+                                          VirtualGatewayStatuses newStatus, void* context);
+    // The receiver owns the message; null when the answer could not be understood.
+    using ResponseReceivedCallback = void (*)(VirtualGateway* gateway,
+                                              Messages::VG::VirtualGatewayResponseMessage* response, void* context);
+    // The receiver owns the message.
+    using EventReceivedCallback = void (*)(VirtualGateway* gateway, Messages::VG::VirtualGatewayEventMessage* event,
+                                           void* context);
+
+    std::int32_t id = 0;
+    std::string description;
+    void* context = nullptr;
+    StateChangedCallback stateChanged = nullptr;
+    ResponseReceivedCallback responseReceived = nullptr;
+    EventReceivedCallback eventReceived = nullptr;
+};
+
+// One physical lock gateway: the TCP connection to it, the queue of requests for it and the requests that wait for
+// its answer.
+//
+// Who points at whom: the Mux shares the gateway with its gateways thread; the gateway holds its socket by shared_ptr
+// together with the thread that sends or receives right now, so that an error callback may drop the socket inside
+// its own call. The two threads, send and read, run from construction on and are woken and joined by the
+// destructor; a gateway must therefore not be destroyed by one of its own callbacks.
+//
+// Threads: any thread may queue requests. Connecting, disconnecting and changes of status happen one at a time and are
+// re-entrant, because the owner reconnects from inside a state callback. Response and event callbacks run on
+// the read thread alone; state callbacks on whichever thread changed the state.
+class VirtualGateway {
+  public:
+    static constexpr std::uint32_t kDefaultPort = 2101;
+
+    // Throws (a pointer to a new) NullObjectException for an empty address and InvalidArgumentException for port 0.
+    VirtualGateway(std::string ipAddress, std::uint32_t port);
+    explicit VirtualGateway(std::string ipAddress);
+
+    ~VirtualGateway();
+
+    VirtualGateway(const VirtualGateway&) = delete;
+    VirtualGateway& operator=(const VirtualGateway&) = delete;
+
+    // To be called directly after construction, before the first Connect.
+    void SetOwner(GatewayOwner owner);
+
+    std::int32_t ID() const;
+    std::string Description() const;
+    const std::string& IpAddress() const;
+    std::uint32_t Port() const;
+    VirtualGatewayStatuses Status() const;
+    bool IsSequenceCounterKnown() const;
+    std::time_t LastSendTime() const;
+
+    // Connects, and then either asks the gateway for its sequence counter (status CONNECTED until it answers) or not
+    // (READY at once). False in CONNECTED and NOT_PRESENT, and when the connection fails; the 20th failure in the
+    // life of the object makes it NOT_PRESENT.
+    bool Connect(bool refreshSequence);
+
+    // Drops the connection. False, with nothing changed, unless CONNECTED, READY or FAULTED.
+    bool Disconnect();
+
+    // Keeps other threads from connecting and disconnecting while the caller looks at the status and decides what to
+    // do. The lock is not held if another thread is at it right now.
+    std::unique_lock<std::recursive_mutex> TryLockConnection();
+
+    // Error callbacks of the socket; `context` is the gateway.
+    static void SocketSendError(int errorNumber, void* context);
+    static void SocketRecvError(int errorNumber, void* context);
+
+    // Thread procedures; the argument is an owner block with the gateway.
+    static void* readThreadProc(void* gatewayBlock);
+    static void* sendThreadProc(void* gatewayBlock);
+
+    // Whether the frame is one that a gateway sends unasked. Throws ArgumentNullException (as a pointer) for null.
+    static bool IsEventMessageType(const Messages::BrenkMessage* message);
+
+    // Queues a frame for the send thread and takes it over. Throws ArgumentNullException (as a pointer) for a null
+    // message or context; then, and when the guard cannot be taken, the message stays the caller's.
+    void EnqueueMessage(std::string id, Messages::BrenkMessage* message, void* context);
+
+    // Queues the request whose answer tells the gateway's sequence counter: a status request to an address behind
+    // which no lock stands.
+    bool EnqueueRefreshSequenceCounter();
+
+    // Queues a sequence refresh when 27 s have passed since the last one that this queued.
+    void SendGetStatusKeepAlive();
+
+    // Handles one frame from the gateway, at `receiveTime`, and frees it. Read thread.
+    void ManageBrenkGatewayResponse(Messages::BrenkMessage* message, std::time_t receiveTime);
+
+    // The operations on a lock. Each queues one request and returns true, or refuses it, by the status of the gateway,
+    // and returns false; none waits for the answer, which comes through the response callback with `context`.
+    // `requestID` names the request in the answer, `lockID` is the lock's device address. With `flag` the request
+    // answers a card event (command code with its high bit set).
+    bool GetNodeStatus(std::string requestID, std::uint32_t lockID, void* context);
+    bool OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool flag, void* context);
+    bool CloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t delay, bool flag, void* context);
+    bool OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration, bool flag, void* context);
+    bool AccessDenied(std::string requestID, std::uint32_t lockID, bool flag, void* context);
+
+    // The operations on a lock's whitelist, likewise. In UID mode the setup number is always 0.
+    bool AddWhitelistEntry(std::string requestID, std::uint32_t lockID, bool uidMode, std::uint8_t setupNumber,
+                           bool flag, std::vector<unsigned char> cardData, void* context);
+    bool RemoveWhitelistEntry(std::string requestID, std::uint32_t lockID, bool uidMode, std::uint8_t setupNumber,
+                              std::vector<unsigned char> cardData, void* context);
+    bool ClearWhiteList(std::string requestID, std::uint32_t lockID, void* context);
+    bool EnableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
+    bool DisableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
+
+  protected:
+    // Puts another builder in place, or none; for a gateway that has to do without a working one.
+    void SetMessageBuilder(std::shared_ptr<Messages::BrenkMessageBuilder> builder);
+
+    // The next frame out of the receive buffer, owned by the caller; null when there is none. Read thread.
+    Messages::BrenkMessage* FetchAndTranslateMessage();
+
+    // Adds bytes to the receive buffer. Read thread.
+    void AppendReceived(const std::vector<unsigned char>& bytes);
+
+  private:
+    using RequestPointer = std::shared_ptr<MessageRequestInfo>;
+    using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;
+    using ResponsePointer = std::unique_ptr<Messages::VG::VirtualGatewayResponseMessage>;
+    using BuilderPointer = std::shared_ptr<Messages::BrenkMessageBuilder>;
+    using SocketPointer = std::shared_ptr<Net::ClientSocket>;
+    using BuildFrame = std::function<MessagePointer(Messages::BrenkMessageBuilder&)>;
+
+    // Texts and signature under which an operation logs; see VirtualGatewayOperations.cpp.
+    struct Operation;
+
+    std::shared_ptr<const GatewayOwner> Owner() const;
+    BuilderPointer Builder() const;
+    Threading::MutexGuard GuardOf(const Threading::Mutex& mutex) const;
+
+    // Creates both threads and starts the send and then the read thread. False, with a line and neither thread left,
+    // when one cannot be started. Called once, by the constructors.
+    bool InitThreads();
+    void ThreadsDestroy();
+
+    // Connection.
+    SocketPointer CurrentSocket() const;
+    SocketPointer SocketToConnect();
+    bool CountFailedAttempt();
+    void ChangeStatus(VirtualGatewayStatuses status);
+    bool IsOutdated(const Threading::Synchronized<SocketPointer>& socketInUse) const;
+
+    // Sending.
+    void Enqueue(std::string id, MessagePointer& message, void* context);
+    void SendLoop();
+    void SendCycle();
+    bool MayTake(const RequestPointer& request) const;
+    bool TakeNextRequest(RequestPointer& request);
+    void SendRequest(const RequestPointer& request);
+    bool WriteToSocket(std::vector<unsigned char>& bytes);
+
+    // Receiving.
+    void ReadLoop();
+    void ReadCycle();
+    bool ReceiveBytes();
+    void ManageReceivedFrames();
+    void ManageEvent(const Messages::BrenkMessage& frame);
+    std::string CardDataOf(const Messages::BrenkMessage& frame) const;
+    std::string PinDataOf(const Messages::BrenkMessage& frame) const;
+    void ManageAnswer(Messages::BrenkMessage& frame, std::time_t receiveTime);
+    void LogWaitingMessages(const Messages::BrenkMessage& frame) const;
+    void LogTimings(const MessageRequestInfo& request, std::time_t receiveTime) const;
+    void PassAnswerOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request);
+    void PassStatusOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request);
+    void PassResultOn(const Messages::BrenkMessage& frame, const MessageRequestInfo& request);
+    bool IsForOwner(std::uint8_t code, std::uint32_t sequenceCounter, const MessageRequestInfo& request);
+    bool IsOkForOwner(const MessageRequestInfo& request) const;
+    bool IsNoRouteForOwner(const MessageRequestInfo& request) const;
+    void TakeOverSequenceCounter(std::uint32_t sequenceCounter);
+    void CallResponseReceived(ResponsePointer response, const MessageRequestInfo& request);
+
+    // Operations.
+    bool IsIn(std::initializer_list<VirtualGatewayStatuses> statuses) const;
+    static std::uint8_t CheckedSetupNumber(const Operation& operation, bool uidMode, std::uint8_t setupNumber);
+    bool EnqueueOperation(const Operation& operation, std::string requestID, void* context, const BuildFrame& build);
+
+    const std::string ipAddress_;
+    const std::uint32_t port_;
+    std::atomic<VirtualGatewayStatuses> status_{CREATED};
+    std::atomic<bool> sequenceCounterKnown_{false};
+    std::atomic<std::time_t> lastSendTime_{0};
+    std::atomic<std::time_t> lastKeepAliveTime_{0};
+    std::atomic<bool> readThreadRunning_{true};
+    std::atomic<bool> sendThreadRunning_{true};
+    std::atomic<bool> keepAliveEnabled_{true};
+    bool hasTakenRequest_ = false;  // send thread only: from its first request on it sends in every status
+
+    Threading::Mutex waitingMessagesMutex_{"waitingMessagesMutex"};
+    Threading::Mutex queueMutex_{"queueMutex"};
+    Threading::Synchronized<std::deque<RequestPointer>> messagesQueue_;
+    Threading::Synchronized<std::map<std::uint8_t, RequestPointer>> waitingMessages_;
+    Threading::Synchronized<std::shared_ptr<const GatewayOwner>> owner_{std::make_shared<const GatewayOwner>()};
+    Threading::Synchronized<BuilderPointer> messageBuilder_;
+
+    std::recursive_mutex connectionMutex_;
+    int failedAttempts_ = 0;  // under connectionMutex_
+    Threading::Synchronized<SocketPointer> socket_;
+    Threading::Synchronized<SocketPointer> sendingSocket_;    // in use by the send thread
+    Threading::Synchronized<SocketPointer> receivingSocket_;  // in use by the read thread
+    FrameBuffer receiveBuffer_;                               // read thread only
+
+    Threading::StopSignal stop_;
+    std::unique_ptr<Threading::Thread> readThread_;
+    std::unique_ptr<Threading::Thread> sendThread_;
+};
+
+}  // namespace Brenk

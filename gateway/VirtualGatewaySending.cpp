@@ -1,0 +1,198 @@
+// The request queue of one gateway and the thread that sends it.
+
+#include <cxxabi.h>
+
+#include <chrono>
+#include <utility>
+
+#include "diagnostics/CaughtException.h"
+#include "diagnostics/HexText.h"
+#include "diagnostics/Log.h"
+#include "gateway/VirtualGateway.h"
+#include "messages/ArgumentNullException.h"
+#include "threading/OwnerBlock.h"
+
+namespace Brenk {
+namespace {
+
+using Threading::MutexGuard;
+
+constexpr int kEnqueueTimeout = 5;
+constexpr int kSendTimeout = 5;
+constexpr std::chrono::milliseconds kSendPeriod{300};
+constexpr std::int32_t kKeepAliveSeconds = 27;
+constexpr std::uint32_t kAddressWithoutLock = 0x100;
+
+}  // namespace
+
+void VirtualGateway::EnqueueMessage(std::string id, Messages::BrenkMessage* message, void* context) {
+    MessagePointer owned(message);
+    try {
+        Enqueue(std::move(id), owned, context);
+    } catch (...) {
+        static_cast<void>(owned.release());
+        throw;
+    }
+    static_cast<void>(owned.release());
+}
+
+// Takes the message out of `message` only when it is queued.
+void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* context) {
+    if (message == nullptr) {
+        MUX_LOG(plog::error) << "Message is nullptr";
+        throw new ArgumentNullException;
+    }
+    if (context == nullptr) {
+        throw new ArgumentNullException;
+    }
+    MutexGuard guard = GuardOf(waitingMessagesMutex_);
+    if (!guard.Lock(kEnqueueTimeout)) {
+        MUX_LOG(plog::error) << "Cannot enqueue message with ID " << id << "and reference ID "
+                             << static_cast<char>(message->ReferenceID());
+        return;
+    }
+    auto request = std::make_shared<MessageRequestInfo>();
+    request->id = std::move(id);
+    request->referenceID = message->ReferenceID();
+    request->message = std::move(message);
+    request->context = context;
+    request->enqueueTime = std::time(nullptr);
+    MUX_LOG(plog::verbose) << "RequestInfo built.";
+    messagesQueue_.With([&](std::deque<RequestPointer>& queue) { queue.push_back(std::move(request)); });
+    MUX_LOG(plog::verbose) << "RequestInfo pushed to messagesQueue.";
+}
+
+bool VirtualGateway::EnqueueRefreshSequenceCounter() {
+    MUX_LOG(plog::verbose) << "Refreshing sequence couter.";
+    const BuilderPointer builder = Builder();
+    if (builder == nullptr) {
+        MUX_LOG(plog::error) << "Message builder is null.";
+        return false;
+    }
+    MessagePointer message = builder->BuildGetStatus(kAddressWithoutLock);
+    if (message == nullptr) {
+        MUX_LOG(plog::error) << "Cannot allocate refresh counter message.";
+        return false;
+    }
+    const std::string id = MessageRequestInfo::kSequenceRefreshMark + std::to_string(std::time(nullptr));
+    Enqueue(id, message, Owner()->context);
+    MUX_LOG(plog::verbose) << "Sequence Counter refresh enqueued.";
+    return true;
+}
+
+void VirtualGateway::SendGetStatusKeepAlive() {
+    if (!keepAliveEnabled_) {
+        return;
+    }
+    const std::time_t now = std::time(nullptr);
+    if (static_cast<std::int32_t>(now - lastKeepAliveTime_) < kKeepAliveSeconds) {
+        return;
+    }
+    lastKeepAliveTime_ = now;
+    MUX_LOG(plog::verbose) << "Enquequing keep alive Get status.";
+    EnqueueRefreshSequenceCounter();
+}
+
+void* VirtualGateway::sendThreadProc(void* gatewayBlock) {
+    auto* const gateway = Threading::TakeOwner<VirtualGateway>(gatewayBlock);
+    MUX_LOG(plog::verbose) << "Send thread spawned.";
+    if (gateway == nullptr) {
+        MUX_LOG(plog::error) << "CurrentGateway is null.";
+        pthread_exit(nullptr);
+    }
+    gateway->SendLoop();
+    MUX_LOG(plog::debug) << "Closing send thread.";
+    pthread_exit(nullptr);
+}
+
+void VirtualGateway::SendLoop() {
+    while (sendThreadRunning_ && stop_.SleepFor(kSendPeriod)) {
+        try {
+            SendCycle();
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            MUX_LOG(plog::error) << "Exception in the send loop of virtual gateway with ID " << ID() << ": "
+                                 << Diagnostics::TakeCaughtException();
+        }
+    }
+}
+
+void VirtualGateway::SendCycle() {
+    SendGetStatusKeepAlive();
+    MutexGuard guard = GuardOf(queueMutex_);
+    if (!guard.Lock(kSendTimeout)) {
+        MUX_LOG(plog::error) << "Cannot acquire lock for messages for send thread loop of virtual gateway with ID "
+                             << ID();
+        return;
+    }
+    RequestPointer request;
+    if (!TakeNextRequest(request)) {
+        return;
+    }
+    if (request == nullptr) {
+        MUX_LOG(plog::error) << "Error sending enqueued message ";
+        return;
+    }
+    SendRequest(request);
+}
+
+// The first request ever is held back until the gateway is ready, unless it is the sequence refresh that makes it so.
+bool VirtualGateway::MayTake(const RequestPointer& request) const {
+    const VirtualGatewayStatuses status = Status();
+    return hasTakenRequest_ || status == READY ||
+           (status == CONNECTED && request != nullptr && request->IsSequenceRefresh());
+}
+
+bool VirtualGateway::TakeNextRequest(RequestPointer& request) {
+    const bool taken = messagesQueue_.With([&](std::deque<RequestPointer>& queue) {
+        if (queue.empty() || !MayTake(queue.front())) {
+            return false;
+        }
+        request = std::move(queue.front());
+        queue.pop_front();
+        return true;
+    });
+    hasTakenRequest_ = hasTakenRequest_ || taken;
+    return taken;
+}
+
+void VirtualGateway::SendRequest(const RequestPointer& request) {
+    const std::time_t now = std::time(nullptr);
+    lastSendTime_ = now;
+    request->sendTime = now;
+    const std::shared_ptr<Messages::BrenkMessageBuilder> builder = Builder();
+    const Messages::SendTicket ticket = builder->BeginSend();
+    waitingMessages_.With([&](auto& waiting) { waiting.emplace(request->referenceID, request); });
+
+    const Messages::BrenkMessage& message = *request->message;
+    const std::unique_ptr<std::vector<unsigned char>> bytes(request->message->Serialize());
+    if (!request->IsSequenceRefresh()) {
+        MUX_LOG(plog::info) << "Sending binary serialized message with ID " << request->id << ", code "
+                            << static_cast<char>(message.PayloadType()) << " to address " << message.DeviceAddress();
+    }
+    MUX_LOG(plog::verbose) << "Message binary data: " << Diagnostics::BytesToHex(*bytes);
+    MUX_LOG(plog::verbose) << "Sending binary serialized message with ID " << request->id << " to gateway socket send.";
+    if (WriteToSocket(*bytes)) {
+        MUX_LOG(plog::verbose) << "Binary serialized message with ID " << request->id << " and ReferenceID "
+                               << static_cast<char>(request->referenceID) << " sent using gateway socket send.";
+    } else {
+        MUX_LOG(plog::error) << "Error sending enqueued message " << request->id
+                             << " to current Virtual Gateway. Message removed from queue";
+    }
+    builder->AdvanceAfterSend(ticket);
+}
+
+// Without a socket the send has failed.
+bool VirtualGateway::WriteToSocket(std::vector<unsigned char>& bytes) {
+    const SocketPointer socket = CurrentSocket();
+    if (socket == nullptr) {
+        return false;
+    }
+    sendingSocket_.With([&](SocketPointer& current) { current = socket; });
+    const bool sent = socket->Send(bytes);
+    sendingSocket_.With([](SocketPointer& current) { current.reset(); });
+    return sent;
+}
+
+}  // namespace Brenk
