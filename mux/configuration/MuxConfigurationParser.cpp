@@ -1,0 +1,84 @@
+#include "mux/configuration/MuxConfigurationParser.h"
+
+#include <rapidjson/memorystream.h>
+
+#include <utility>
+
+namespace Mux::Configuration {
+namespace {
+
+// Looking a member up in anything but an object fails an assertion, which is what refuses wrong elements of the lists.
+const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* name) {
+    const auto member = object.FindMember(name);
+    return member != object.MemberEnd() ? &member->value : nullptr;
+}
+
+std::int32_t IntegerOrZero(const rapidjson::Value& object, const char* name) {
+    const auto* value = FindMember(object, name);
+    return value != nullptr && value->IsNumber() ? value->GetInt() : 0;
+}
+
+std::string TextOrEmpty(const rapidjson::Value& object, const char* name) {
+    const auto* value = FindMember(object, name);
+    if (value == nullptr || !value->IsString()) {
+        return {};
+    }
+    return {value->GetString(), value->GetStringLength()};
+}
+
+// The records that `read` makes of the elements of the array `name`; none when there is no such array.
+template <typename Record>
+std::vector<Record> RecordsIn(const rapidjson::Value& object, const char* name,
+                              Record (*read)(const rapidjson::Value&)) {
+    std::vector<Record> records;
+    const auto* list = FindMember(object, name);
+    if (list != nullptr && list->IsArray()) {
+        for (const auto& element : list->GetArray()) {
+            records.push_back(read(element));
+        }
+    }
+    return records;
+}
+
+DeviceConfiguration ReadDevice(const rapidjson::Value& element) {
+    DeviceConfiguration device;
+    device.name = TextOrEmpty(element, "Name");
+    device.id = IntegerOrZero(element, "ID");
+    return device;
+}
+
+GatewayConfiguration ReadGateway(const rapidjson::Value& element) {
+    GatewayConfiguration gateway;
+    gateway.id = IntegerOrZero(element, "ID");
+    gateway.description = TextOrEmpty(element, "Description");
+    gateway.ipAddress = TextOrEmpty(element, "IpAddress");
+    gateway.port = IntegerOrZero(element, "Port");
+    gateway.devices = RecordsIn(element, "Devices", ReadDevice);
+    return gateway;
+}
+
+}  // namespace
+
+bool MuxConfigurationParser::ParseText(const std::string& text, MuxConfigurationData& configuration) const {
+    rapidjson::Document document;
+    rapidjson::MemoryStream stream(text.data(), text.size());
+    document.ParseStream(stream);
+    // The parser takes a NUL for the end of the text; one inside the text is no JSON.
+    if (document.HasParseError() || stream.Tell() != text.size()) {
+        return false;
+    }
+    return ParseObject(document, configuration);
+}
+
+bool MuxConfigurationParser::ParseObject(const rapidjson::Value& object, MuxConfigurationData& configuration) const {
+    MuxConfigurationData parsed;
+    if (object.IsObject()) {
+        const auto* enabled = FindMember(object, "Enabled");
+        parsed.enabled = enabled != nullptr && enabled->IsTrue();
+        parsed.gateways = RecordsIn(object, "Gateways", ReadGateway);
+    }
+    configuration = std::move(parsed);
+    return true;
+}
+
+}  // namespace Mux::Configuration
