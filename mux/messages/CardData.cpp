@@ -1,0 +1,45 @@
+#include "mux/messages/CardData.h"
+
+namespace Mux {
+namespace {
+
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+int NybbleOf(char digit) {
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'A' && digit <= 'F') {
+        return digit - 'A' + 10;
+    }
+    if (digit >= 'a' && digit <= 'f') {
+        return digit - 'a' + 10;
+    }
+    return 0;
+}
+
+}  // namespace
+
+std::vector<unsigned char> HexToBytes(const std::string& text) {
+    std::vector<unsigned char> bytes;
+    bytes.reserve((text.size() + 1) / 2);
+    for (auto digit = text.rbegin(); digit != text.rend(); ++digit) {
+        const int low = NybbleOf(*digit);
+        const bool firstOfAnOddText = digit + 1 == text.rend();
+        const int high = firstOfAnOddText ? 0 : NybbleOf(*++digit);
+        bytes.push_back(static_cast<unsigned char>(high * 16 + low));
+    }
+    return bytes;
+}
+
+std::string BytesToHex(const std::vector<unsigned char>& bytes) {
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte) {
+        text += kHexDigits[*byte / 16];
+        text += kHexDigits[*byte % 16];
+    }
+    return text;
+}
+
+}  // namespace Mux

@@ -1,0 +1,142 @@
+#include "mux/messages/JsonTree.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "tests/mux/messages/ParsedJson.h"
+
+using Testing::ParsedJson;
+
+namespace Mux {
+namespace {
+
+// One of every type, both ends of every range of numbers, empty containers, and a key that occurs twice.
+const char* const kEverything =
+    R"({"null":null,"true":true,"false":false,"text":"a\"b\\c/d\u0000\u001F\n\t","empty":"","int":-2147483648,)"
+    R"("unsigned":4294967295,"int64":-9223372036854775808,"uint64":18446744073709551615,"double":-1.5,)"
+    R"("whole":3.0,"small":1e-7,"big":1.7976931348623157e308,"list":[1,[],{},[[2]],"x"],"object":{"":{"deep":[null]}},)"
+    R"("twice":1,"twice":2})";
+
+// The library's own writer, which takes the other way through the value, is what we compare with.
+std::string TextByTheLibrary(const rapidjson::Value& value) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    value.Accept(writer);
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+TEST(JsonText, IsWhatTheLibraryItselfWritesForValuesOfEveryType) {
+    const auto document = ParsedJson(kEverything);
+    EXPECT_EQ(JsonText(document), TextByTheLibrary(document));
+}
+
+TEST(JsonText, WritesACompactTextWithMembersInTheirOrder) {
+    EXPECT_EQ(JsonText(ParsedJson(R"( { "b" : [ 1 , -2.5 , true , null ] , "a" : { } } )")),
+              R"({"b":[1,-2.5,true,null],"a":{}})");
+}
+
+TEST(JsonText, WritesARootOfAnyType) {
+    for (const char* text : {"null", "true", "false", "7", "\"x\"", "[]", "{}"}) {
+        EXPECT_EQ(JsonText(ParsedJson(text)), text);
+    }
+}
+
+TEST(JsonText, EscapesQuotesBackslashesAndControlCharactersAndNothingElse) {
+    const std::string text("\"\\/\b\f\n\r\t\0\x01\x1F\x7F\xC3\xA9", 14);
+    const rapidjson::Value value(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    EXPECT_EQ(JsonText(value), "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u0001\\u001F\x7F\xC3\xA9\"");
+}
+
+TEST(JsonText, IsEmptyForNumbersThatJsonCannotExpress) {
+    EXPECT_EQ(JsonText(rapidjson::Value(std::numeric_limits<double>::quiet_NaN())), "");
+    rapidjson::Document list(rapidjson::kArrayType);
+    list.PushBack(1, list.GetAllocator()).PushBack(std::numeric_limits<double>::infinity(), list.GetAllocator());
+    EXPECT_EQ(JsonText(list), "");
+}
+
+TEST(CopyJson, CopiesValuesOfEveryType) {
+    const auto source = ParsedJson(kEverything);
+    rapidjson::Document target;
+    CopyJson(source, target, target.GetAllocator());
+    EXPECT_EQ(TextByTheLibrary(target), TextByTheLibrary(source));
+}
+
+TEST(CopyJson, ReplacesWhatTheTargetHeld) {
+    auto target = ParsedJson(R"({"old":[1,2,3]})");
+    CopyJson(ParsedJson("[4]"), target, target.GetAllocator());
+    EXPECT_EQ(JsonText(target), "[4]");
+}
+
+TEST(CopyJson, GivesACopyThatOutlivesItsSource) {
+    rapidjson::Document target;
+    {
+        const auto source =
+            ParsedJson(R"({"a key of some length, so that it is not kept inline":["and a long text too"]})");
+        CopyJson(source, target, target.GetAllocator());
+    }
+    EXPECT_EQ(JsonText(target), R"({"a key of some length, so that it is not kept inline":["and a long text too"]})");
+}
+
+TEST(CopyJson, CopiesTextThatIsOnlyReferredTo) {
+    std::string text = "first text, long enough not to be kept inline";
+    rapidjson::Document target;
+    CopyJson(rapidjson::Value(rapidjson::StringRef(text.data(), text.size())), target, target.GetAllocator());
+    text.assign(text.size(), 'x');
+    EXPECT_STREQ(target.GetString(), "first text, long enough not to be kept inline");
+}
+
+TEST(ParseJson, TakesAnyValueWithWhiteSpaceAroundIt) {
+    for (const char* text : {" \t\r\n{} \n", "[]", "1", "\"x\"", "null"}) {
+        rapidjson::Document document;
+        EXPECT_TRUE(ParseJson(text, document)) << text;
+    }
+}
+
+TEST(ParseJson, RefusesWhatStrictJsonDoesNotAllow) {
+    for (const char* text : {"",
+                             " ",
+                             "{",
+                             "}",
+                             "[1,]",
+                             "{\"a\":1,}",
+                             "{a:1}",
+                             "{'a':1}",
+                             "// c\n{}",
+                             "/* c */{}",
+                             "{}{}",
+                             "{} x",
+                             "01",
+                             "+1",
+                             "1.",
+                             ".5",
+                             "NaN",
+                             "Infinity",
+                             "tru",
+                             "\"\\x\"",
+                             "\"a",
+                             "\"\\uD800\"",
+                             "\xEF\xBB\xBF{}",
+                             "1e999"}) {
+        auto document = ParsedJson("[1]");
+        EXPECT_FALSE(ParseJson(text, document)) << text;
+        EXPECT_TRUE(document.IsNull()) << text;
+    }
+}
+
+TEST(ParseJson, RefusesANulCharacterWhereverItStands) {
+    for (const std::string& text : {std::string("{}\0", 3), std::string("{}\0{}", 5), std::string("\0{}", 3),
+                                    std::string("{\0}", 3), std::string("\"a\0b\"", 5)}) {
+        rapidjson::Document document;
+        EXPECT_FALSE(ParseJson(text, document)) << testing::PrintToString(text);
+    }
+}
+
+TEST(ParseJson, TakesAnEscapedNulCharacterAsPartOfItsText) {
+    rapidjson::Document document;
+    ASSERT_TRUE(ParseJson(R"("a\u0000b")", document));
+    EXPECT_EQ(std::string(document.GetString(), document.GetStringLength()), std::string("a\0b", 3));
+}
+
+}  // namespace
+}  // namespace Mux
