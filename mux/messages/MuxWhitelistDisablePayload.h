@@ -1,0 +1,13 @@
+#pragma once
+
+#include "mux/messages/MuxLockRequestPayload.h"
+
+namespace Mux {
+
+// Asks a lock to use its whitelist no more.
+class MuxWhitelistDisablePayload : public MuxLockRequestPayload {
+  public:
+    using MuxLockRequestPayload::MuxLockRequestPayload;
+};
+
+}  // namespace Mux

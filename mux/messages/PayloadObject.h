@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "diagnostics/RapidJson.h"
+
+namespace Mux {
+
+// Makes the "Data" object of a message, member by member in the order of the calls:
+//
+//     return PayloadObject(document).Add("Success", success_).Add("ErrorCode", errorCode_).Release();
+//
+// The members live in the document's memory. Without a document the object stays without members.
+// Lives for one object, on one thread.
+class PayloadObject {
+  public:
+    using Key = rapidjson::Value::StringRefType;
+
+    // `document` must outlive the object that Release() gives; it may be null.
+    explicit PayloadObject(rapidjson::Document* document);
+
+    PayloadObject& Add(const Key& key, bool value);
+    PayloadObject& Add(const Key& key, std::int32_t value);
+    PayloadObject& Add(const Key& key, std::uint32_t value);
+    PayloadObject& Add(const Key& key, const std::string& value);
+
+    // Adds what `held` holds and leaves `held` null; adds nothing when it is null already. `held` may live in any
+    // memory, because what is added is a copy.
+    PayloadObject& Move(const Key& key, rapidjson::Value& held);
+
+    // Hands the object over; the caller owns it. To be called once, last.
+    rapidjson::Value* Release();
+
+  private:
+    PayloadObject& Append(const Key& key, rapidjson::Value&& value);
+
+    rapidjson::Document* document_;
+    std::unique_ptr<rapidjson::Value> object_;
+};
+
+}  // namespace Mux
