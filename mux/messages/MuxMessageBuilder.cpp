@@ -1,0 +1,117 @@
+#include "mux/messages/MuxMessageBuilder.h"
+
+#include <ctime>
+#include <utility>
+
+#include "mux/messages/JsonTree.h"
+
+namespace Mux {
+namespace {
+
+// Looking a member up in anything but an object fails an assertion: the first look-up is what refuses a message whose
+// root is no object.
+const rapidjson::Value* FindMember(const rapidjson::Value& root, const char* name) {
+    const auto member = root.FindMember(name);
+    return member != root.MemberEnd() ? &member->value : nullptr;
+}
+
+std::int32_t LowBits(std::int64_t seconds) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds));
+}
+
+std::int32_t TimestampOf(const rapidjson::Value& root) {
+    const auto* timestamp = FindMember(root, "Timestamp");
+    return timestamp != nullptr && timestamp->IsNumber() ? LowBits(timestamp->GetInt64()) : 0;
+}
+
+std::string MessageIDOf(const rapidjson::Value& root) {
+    const auto* messageID = FindMember(root, "MessageID");
+    if (messageID == nullptr || !messageID->IsString()) {
+        return {};
+    }
+    return {messageID->GetString(), messageID->GetStringLength()};
+}
+
+std::int32_t MessageCodeOf(const rapidjson::Value& root) {
+    const auto* messageCode = FindMember(root, "MessageCode");
+    return messageCode != nullptr && messageCode->IsNumber() ? messageCode->GetInt() : 0;
+}
+
+rapidjson::Value* DataOf(rapidjson::Value& root) {
+    const auto data = root.FindMember("Data");
+    return data != root.MemberEnd() && data->value.IsObject() ? &data->value : nullptr;
+}
+
+std::unique_ptr<std::vector<unsigned char>> BytesOf(const std::string& text) {
+    return text.empty() ? nullptr : std::make_unique<std::vector<unsigned char>>(text.begin(), text.end());
+}
+
+}  // namespace
+
+std::unique_ptr<MuxMessage> MuxMessageBuilder::ParseMessage(const std::string& text) {
+    rapidjson::Document root;
+    if (!ParseJson(text, root)) {
+        return nullptr;
+    }
+    const std::int32_t timestamp = TimestampOf(root);
+    std::string messageID = MessageIDOf(root);
+    const std::int32_t messageCode = MessageCodeOf(root);
+    auto* data = DataOf(root);
+    auto payload = data != nullptr ? ParsePayload(messageCode, *data) : nullptr;
+    return std::make_unique<MuxMessage>(timestamp, std::move(messageID), messageCode, std::move(payload));
+}
+
+std::unique_ptr<MuxMessage> MuxMessageBuilder::BuildMessage(std::int32_t messageCode, std::string messageID,
+                                                            MuxMessageData data) {
+    const std::int32_t now = LowBits(std::time(nullptr));
+    return std::make_unique<MuxMessage>(now, std::move(messageID), messageCode, std::move(data));
+}
+
+std::unique_ptr<std::vector<unsigned char>> MuxMessageBuilder::MessageToBytes(MuxMessage& message) {
+    return BytesOf(message.ToJSON());
+}
+
+std::unique_ptr<std::vector<unsigned char>> MuxMessageBuilder::MessageToBytes(MuxMessage& message,
+                                                                              rapidjson::MemoryPoolAllocator<>& pool) {
+    return BytesOf(message.ToJSON(pool));
+}
+
+std::unique_ptr<MuxAckMessagePayload> MuxMessageBuilder::BuildAckPayload() {
+    return std::make_unique<MuxAckMessagePayload>();
+}
+
+std::unique_ptr<MuxAckMessagePayload> MuxMessageBuilder::BuildAckPayload(const rapidjson::Value& data) {
+    return std::make_unique<MuxAckMessagePayload>(data);
+}
+
+std::unique_ptr<MuxNackMessagePayload> MuxMessageBuilder::BuildNackPayload(std::int32_t errorCode,
+                                                                           std::string message) {
+    return std::make_unique<MuxNackMessagePayload>(errorCode, std::move(message));
+}
+
+std::unique_ptr<MuxNackMessagePayload> MuxMessageBuilder::BuildNackPayload(std::int32_t errorCode, std::string message,
+                                                                           const rapidjson::Value& data) {
+    return std::make_unique<MuxNackMessagePayload>(errorCode, std::move(message), data);
+}
+
+std::unique_ptr<MuxLockOperationResponsePayload> MuxMessageBuilder::BuildLockOperationResponse(bool success,
+                                                                                               std::int32_t errorCode) {
+    return std::make_unique<MuxLockOperationResponsePayload>(success, errorCode);
+}
+
+std::unique_ptr<MuxGetLockStatusResponsePayload> MuxMessageBuilder::BuildLockStatusResponse(
+    std::int32_t batteryStatus, std::int32_t batteryLevel, bool mechanicalActive, bool batteryWarning,
+    bool batteryAlarm, bool readerConnected) {
+    constexpr bool kScandinavianFireMode = false;
+    return std::make_unique<MuxGetLockStatusResponsePayload>(batteryStatus, batteryLevel, mechanicalActive,
+                                                             batteryWarning, batteryAlarm, kScandinavianFireMode,
+                                                             readerConnected);
+}
+
+std::unique_ptr<MuxCardEventPayload> MuxMessageBuilder::BuildCardEvent(std::int32_t gatewayID,
+                                                                       std::uint16_t deviceAddress,
+                                                                       std::string timestamp, std::string rfidData) {
+    return std::make_unique<MuxCardEventPayload>(gatewayID, deviceAddress, std::move(timestamp), std::move(rfidData));
+}
+
+}  // namespace Mux

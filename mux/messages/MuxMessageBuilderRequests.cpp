@@ -1,0 +1,216 @@
+// The parsers of what clients ask for, and the table that says which of them reads the data of which message code.
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "diagnostics/Log.h"
+#include "mux/messages/CardData.h"
+#include "mux/messages/MuxAccessDeniedMessagePayload.h"
+#include "mux/messages/MuxConfigureMessagePayload.h"
+#include "mux/messages/MuxGetLockStatusMessagePayload.h"
+#include "mux/messages/MuxLockCloseMessagePayload.h"
+#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
+#include "mux/messages/MuxLockOpenMessagePayload.h"
+#include "mux/messages/MuxMessageBuilder.h"
+#include "mux/messages/MuxMessageCodes.h"
+#include "mux/messages/MuxWhitelistClearPayload.h"
+#include "mux/messages/MuxWhitelistDisablePayload.h"
+#include "mux/messages/MuxWhitelistEnablePayload.h"
+#include "mux/messages/MuxWhitelistSetPayload.h"
+
+namespace Mux {
+namespace {
+
+// The member whose absence is a failed assertion.
+std::int32_t RequiredInteger(const rapidjson::Value& data, const char* name) {
+    const rapidjson::Value& value = data[name];
+    return value.IsNumber() ? value.GetInt() : 0;
+}
+
+template <typename Payload>
+std::unique_ptr<Payload> ParseLockRequest(const rapidjson::Value& data) {
+    const std::int32_t gatewayID = RequiredInteger(data, "gatewayID");
+    const std::int32_t lockID = RequiredInteger(data, "lockID");
+    return std::make_unique<Payload>(gatewayID, lockID);
+}
+
+std::optional<std::int32_t> OptionalInteger(const rapidjson::Value& data, const char* name) {
+    const auto member = data.FindMember(name);
+    if (member == data.MemberEnd() || !member->value.IsNumber()) {
+        return std::nullopt;
+    }
+    return member->value.GetInt();
+}
+
+// A member that may be left out, and what the log says when it is not there or no unsigned 32-bit integer.
+struct UnsignedMember {
+    const char* name;
+    const char* absent;
+    const char* unusable;
+};
+
+constexpr UnsignedMember kSetupNumber = {
+    "setupNumber",
+    "Current whitelist message doesn't contain a Setup Number value. Will be set to default (0)",
+    "Cannot parse setup number. Set to default 0.",
+};
+
+constexpr UnsignedMember kOptions = {
+    "options",
+    "Current whitelist message doesn't contain an Options value. Will be set to default (0)",
+    "Cannot parse options value. Set to default 0.",
+};
+
+unsigned UnsignedOrDefault(const rapidjson::Value& data, const UnsignedMember& wanted, const char* signature) {
+    const auto member = data.FindMember(wanted.name);
+    if (member == data.MemberEnd()) {
+        MUX_LOG_FROM(signature, plog::debug) << wanted.absent;
+        return 0;
+    }
+    if (!member->value.IsUint()) {
+        MUX_LOG_FROM(signature, plog::warning) << wanted.unusable;
+        return 0;
+    }
+    return member->value.GetUint();
+}
+
+// Empty when there is no usable card data.
+std::vector<unsigned char> CardDataOf(const rapidjson::Value& data, const char* signature) {
+    const auto member = data.FindMember("cardData");
+    if (member == data.MemberEnd()) {
+        MUX_LOG_FROM(signature, plog::warning) << "Received a Mux Set Whitelist payload, but the card data is nullptr";
+        return {};
+    }
+    if (!member->value.IsString()) {
+        MUX_LOG_FROM(signature, plog::warning) << "Card data value is not in the attended format.";
+        return {};
+    }
+    return HexToBytes({member->value.GetString(), member->value.GetStringLength()});
+}
+
+bool IsUIDCardOf(const rapidjson::Value& data, const char* signature) {
+    const auto member = data.FindMember("isUIDCard");
+    if (member == data.MemberEnd()) {
+        MUX_LOG_FROM(signature, plog::debug) << "Card data type is not specified. Default su IsUIDCard false";
+        return false;
+    }
+    if (!member->value.IsBool()) {
+        MUX_LOG_FROM(signature, plog::warning)
+            << "Card data type is not in a valid format. Will be used default value (false)";
+        return false;
+    }
+    return member->value.GetBool();
+}
+
+template <auto Parser>
+std::unique_ptr<MuxMessagePayloadBase> ParseWith(MuxMessageBuilder& builder, rapidjson::Value& data) {
+    return std::unique_ptr<MuxMessagePayloadBase>((builder.*Parser)(data));
+}
+
+struct ParserOfCode {
+    MuxMessageCodes messageCode;
+    std::unique_ptr<MuxMessagePayloadBase> (*parse)(MuxMessageBuilder&, rapidjson::Value&);
+};
+
+constexpr ParserOfCode kParsers[] = {
+    {MUX_MESSAGE_CONFIGURE, ParseWith<&MuxMessageBuilder::ParseConfigureMessage>},
+    {MUX_MESSAGE_LOCK_OPEN, ParseWith<&MuxMessageBuilder::ParseLockOpenMessage>},
+    {MUX_MESSAGE_LOCK_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockCloseMessage>},
+    {MUX_MESSAGE_LOCK_GET_STATUS, ParseWith<&MuxMessageBuilder::ParseGetLockStatusMessage>},
+    {MUX_MESSAGE_LOCK_OPEN_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockOpenCloseMessage>},
+    {MUX_MESSAGE_ACCESS_DENIED, ParseWith<&MuxMessageBuilder::ParseAccessDeniedMessage>},
+    {MUX_MESSAGE_LOCK_WHITELIST_SET, ParseWith<&MuxMessageBuilder::ParseWhitelistSetMessage>},
+    {MUX_MESSAGE_CLEAR_WHITELIST, ParseWith<&MuxMessageBuilder::ParseWhitelistClearMessage>},
+    {MUX_MESSAGE_ENABLE_WHITELIST, ParseWith<&MuxMessageBuilder::ParseWhitelistEnableMessage>},
+    {MUX_MESSAGE_DISABLE_WHITELIST, ParseWith<&MuxMessageBuilder::ParseWhitelistDisableMessage>},
+    {MUX_MESSAGE_LOCK_WHITELIST_REMOVE, ParseWith<&MuxMessageBuilder::ParseWhitelistSetMessage>},
+    {MUX_MESSAGE_EVENT_LOCK_OPEN, ParseWith<&MuxMessageBuilder::ParseLockOpenMessage>},
+    {MUX_MESSAGE_EVENT_LOCK_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockCloseMessage>},
+    {MUX_MESSAGE_EVENT_LOCK_OPEN_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockOpenCloseMessage>},
+    {MUX_MESSAGE_EVENT_ACCESS_DENIED, ParseWith<&MuxMessageBuilder::ParseAccessDeniedMessage>},
+};
+
+}  // namespace
+
+std::unique_ptr<MuxMessagePayloadBase> MuxMessageBuilder::ParsePayload(std::int32_t messageCode,
+                                                                       rapidjson::Value& data) {
+    for (const ParserOfCode& row : kParsers) {
+        if (row.messageCode == messageCode) {
+            return row.parse(*this, data);
+        }
+    }
+    return nullptr;
+}
+
+std::unique_ptr<MuxLockOpenMessagePayload> MuxMessageBuilder::ParseLockOpenMessage(rapidjson::Value& data) {
+    return ParseLockRequest<MuxLockOpenMessagePayload>(data);
+}
+
+std::unique_ptr<MuxLockCloseMessagePayload> MuxMessageBuilder::ParseLockCloseMessage(rapidjson::Value& data) {
+    auto payload = ParseLockRequest<MuxLockCloseMessagePayload>(data);
+    MUX_LOG(plog::debug) << "MuxMessageBuilder - gatewayID :" << payload->GatewayID()
+                         << " lockID :" << payload->LockID();
+    return payload;
+}
+
+std::unique_ptr<MuxGetLockStatusMessagePayload> MuxMessageBuilder::ParseGetLockStatusMessage(rapidjson::Value& data) {
+    return ParseLockRequest<MuxGetLockStatusMessagePayload>(data);
+}
+
+std::unique_ptr<MuxLockOpenCloseMessagePayload> MuxMessageBuilder::ParseLockOpenCloseMessage(rapidjson::Value& data) {
+    const std::int32_t gatewayID = RequiredInteger(data, "gatewayID");
+    const std::int32_t lockID = RequiredInteger(data, "lockID");
+    const rapidjson::Value& value = data["duration"];
+    // Gateways take eight bits of duration; a longer one loses its upper bits.
+    const auto duration = static_cast<std::uint8_t>(value.IsNumber() ? value.GetUint() : 0);
+    return std::make_unique<MuxLockOpenCloseMessagePayload>(gatewayID, lockID, duration);
+}
+
+std::unique_ptr<MuxAccessDeniedMessagePayload> MuxMessageBuilder::ParseAccessDeniedMessage(rapidjson::Value& data) {
+    return ParseLockRequest<MuxAccessDeniedMessagePayload>(data);
+}
+
+std::unique_ptr<MuxWhitelistClearPayload> MuxMessageBuilder::ParseWhitelistClearMessage(rapidjson::Value& data) {
+    return ParseLockRequest<MuxWhitelistClearPayload>(data);
+}
+
+std::unique_ptr<MuxWhitelistEnablePayload> MuxMessageBuilder::ParseWhitelistEnableMessage(rapidjson::Value& data) {
+    return ParseLockRequest<MuxWhitelistEnablePayload>(data);
+}
+
+std::unique_ptr<MuxWhitelistDisablePayload> MuxMessageBuilder::ParseWhitelistDisableMessage(rapidjson::Value& data) {
+    return ParseLockRequest<MuxWhitelistDisablePayload>(data);
+}
+
+MuxWhitelistSetPayload* MuxMessageBuilder::ParseWhitelistSetMessage(rapidjson::Value& data) {
+    const auto gatewayID = OptionalInteger(data, "gatewayID");
+    if (!gatewayID) {
+        MUX_LOG(plog::error) << "Cannot parse gateway ID for current message.";
+        return nullptr;
+    }
+    const auto lockID = OptionalInteger(data, "lockID");
+    if (!lockID) {
+        MUX_LOG(plog::error) << "Cannot parse lock ID for current message.";
+        return nullptr;
+    }
+    const char* signature = __PRETTY_FUNCTION__;
+    const unsigned setupNumber = UnsignedOrDefault(data, kSetupNumber, signature);
+    const unsigned options = UnsignedOrDefault(data, kOptions, signature);
+    auto cardData = CardDataOf(data, signature);
+    const bool isUIDCard = IsUIDCardOf(data, signature);
+    if (cardData.empty()) {
+        MUX_LOG(plog::error) << "Cannot determine card data in whitelist message. Unrecoverable error";
+        return nullptr;
+    }
+    MUX_LOG(plog::debug) << "Finished parsing whitelist message payload.";
+    return std::make_unique<MuxWhitelistSetPayload>(*gatewayID, *lockID, isUIDCard, setupNumber, options,
+                                                    std::move(cardData))
+        .release();
+}
+
+std::unique_ptr<MuxConfigureMessagePayload> MuxMessageBuilder::ParseConfigureMessage(rapidjson::Value& data) {
+    return std::make_unique<MuxConfigureMessagePayload>(std::move(data));
+}
+
+}  // namespace Mux
