@@ -1,0 +1,317 @@
+// The life of the Mux: its threads, its flags and the delivery of answers and events.
+
+#include "mux/BrenkMux.h"
+
+#include <cxxabi.h>
+
+#include <chrono>
+#include <utility>
+
+#include "diagnostics/CaughtException.h"
+#include "diagnostics/Log.h"
+#include "mux/messages/MuxMessageBuilder.h"
+#include "threading/OwnerBlock.h"
+#include "threading/Sleep.h"
+
+namespace Mux {
+namespace {
+
+using Brenk::Net::ServerSocket;
+using Threading::MutexGuard;
+
+constexpr std::size_t kAllocatorChunkBytes = 65536;
+constexpr std::chrono::milliseconds kPassPeriod{1};
+constexpr std::chrono::milliseconds kPauseAfterNullRecord{10};
+constexpr int kDeliveryTimeout = 5;
+constexpr int kMaximumSendAttempts = 15;
+
+}  // namespace
+
+BrenkMux::BrenkMux() : BrenkMux(ServerSocket::kDefaultPort) {}
+
+BrenkMux::BrenkMux(int port)
+    : port_(port),
+      gateways_(std::make_shared<const GatewayCollections>()),
+      allocator_(kAllocatorChunkBytes),
+      muxMessageQueueMutex_("muxMessageQueueMutex", true, true),
+      clientMessageQueueMutex_("clientMessageQueueMutex", true, true),
+      pendingMessagesListMutex_("pendingMessagesListMutex", true, true) {
+    InitMutexes();
+}
+
+BrenkMux::~BrenkMux() {
+    StopAndJoin();
+    DestroyVirtualGateways();
+    ownedServerSocket_.reset();
+    DestroyMutexes();
+}
+
+void BrenkMux::StopAndJoin() {
+    running_ = false;
+    gatewaysRunning_ = false;
+    for (const auto* thread : {&mainThread_, &gatewaysThread_}) {
+        if (*thread != nullptr) {
+            (*thread)->Join();
+        }
+    }
+}
+
+void BrenkMux::InitMutexes() {
+    MUX_LOG(plog::verbose) << "Initializing thread mutexes for multithread sync.";
+    MUX_LOG(plog::verbose) << "Mutexes for multithread initialized.";
+}
+
+void BrenkMux::DestroyMutexes() {
+    MUX_LOG(plog::verbose) << "Destroying thread mutexes for multithread sync.";
+    clientMessageQueueMutex_.Destroy();
+    muxMessageQueueMutex_.Destroy();
+    pendingMessagesListMutex_.Destroy();
+    MUX_LOG(plog::verbose) << "Thread mutexes destroyed.";
+}
+
+MutexGuard BrenkMux::GuardOf(const Threading::Mutex& mutex) const {
+    return MutexGuard(mutex.GetMutex(), mutex.GetName(), false, 0);
+}
+
+void BrenkMux::Start() {
+    if (running_) {
+        return;
+    }
+    mainThread_ = std::make_unique<Threading::Thread>(mainThreadProc);
+    running_ = true;
+    gatewaysRunning_ = true;
+    Threading::StartWithOwner(*mainThread_, this);
+    MUX_LOG(plog::info) << "Main thread spawned.";
+}
+
+void BrenkMux::Wait() {
+    if (mainThread_ == nullptr) {
+        return;
+    }
+    try {
+        mainThread_->Join();
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        MUX_LOG(plog::error) << Diagnostics::TakeCaughtException();
+    }
+}
+
+void BrenkMux::ForceShutdown() {
+    MUX_LOG(plog::verbose) << "Force shutdown initiated";
+    running_ = false;
+    gatewaysRunning_ = false;
+}
+
+void BrenkMux::Stop() {
+    if (running_) {
+        running_ = false;
+        gatewaysRunning_ = false;
+    }
+}
+
+void* BrenkMux::mainThreadProc(void* muxBlock) {
+    MUX_LOG(plog::debug) << "Mux main thread is now running on the main process.";
+    auto* const mux = Threading::TakeOwner<BrenkMux>(muxBlock);
+    if (mux == nullptr) {
+        pthread_exit(nullptr);
+    }
+    mux->RunMainThread();
+    MUX_LOG(plog::warning) << "Mux main thread is closing.";
+    pthread_exit(nullptr);
+}
+
+void BrenkMux::RunMainThread() {
+    gatewaysThread_ = std::make_unique<Threading::Thread>(gatewaysThreadProc);
+    Threading::StartWithOwner(*gatewaysThread_, this);
+    MUX_LOG(plog::info) << "Virtual gateways thread spawned.";
+
+    if (ownedServerSocket_ == nullptr) {
+        StartServerSocket();
+    }
+    MUX_LOG(plog::verbose) << "All modules threads spawned. Starting main thread control loop.";
+    while (running_) {
+        try {
+            SendMessageToClientIfAvailable();
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            MUX_LOG(plog::error) << "Exception in the main loop: " << Diagnostics::TakeCaughtException();
+        }
+        Threading::SleepFor(kPassPeriod);
+    }
+}
+
+void BrenkMux::StartServerSocket() {
+    ownedServerSocket_ = std::make_unique<ServerSocket>(port_);
+    ownedServerSocket_->SetContext(this);
+    ownedServerSocket_->SetClientAcceptedCallback(ServerSocketClientAccepted);
+    ownedServerSocket_->SetDataReceivedCallback(ServerSocketClientDataReceived);
+    ownedServerSocket_->SetClientDeletedCallback(ServerSocketClientDeleted);
+    serverSocket_ = ownedServerSocket_.get();
+    if (!ownedServerSocket_->InitSocket()) {
+        MUX_LOG(plog::error) << "Error detected on socket. Initialization. Shutdown Mux.";
+        ForceShutdown();
+        return;
+    }
+    MUX_LOG(plog::debug) << "Server socket initialized.";
+    ownedServerSocket_->StartAcceptLoop();
+    ownedServerSocket_->StartReceiveLoop();
+}
+
+void* BrenkMux::gatewaysThreadProc(void* muxBlock) {
+    auto* const mux = Threading::TakeOwner<BrenkMux>(muxBlock);
+    if (mux == nullptr) {
+        pthread_exit(nullptr);
+    }
+    mux->RunGatewaysThread();
+    MUX_LOG(plog::debug) << "GatewaysThreadProc thread procedure closing.";
+    pthread_exit(nullptr);
+}
+
+void BrenkMux::RunGatewaysThread() {
+    while (gatewaysRunning_) {
+        try {
+            ConnectVirtualGateways();
+            PopNextMessage();
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            MUX_LOG(plog::error) << "Exception in the gateways loop: " << Diagnostics::TakeCaughtException();
+        }
+        Threading::SleepFor(kPassPeriod);
+    }
+}
+
+bool BrenkMux::SendMessageToClientIfAvailable() {
+    MutexGuard guard = GuardOf(muxMessageQueueMutex_);
+    if (!guard.Lock(kDeliveryTimeout)) {
+        MUX_LOG(plog::warning) << "Cannot acquire resource mutex for send message to client queue.";
+        return false;
+    }
+    // The record stays at the head meanwhile: this thread alone takes records out.
+    MuxRequestRecord* head = nullptr;
+    const bool isEmpty = answerQueue_.With([&head](const RecordQueue& queue) {
+        head = queue.empty() ? nullptr : queue.front().get();
+        return queue.empty();
+    });
+    if (isEmpty) {
+        return false;
+    }
+    if (head == nullptr) {
+        MUX_LOG(plog::error) << "Popped message answer is NULL!!!";
+        DropAnswerHead();
+        Threading::SleepFor(kPauseAfterNullRecord);
+        return false;
+    }
+    return head->isEvent ? DeliverEvent(*head) : DeliverAnswer(*head);
+}
+
+void BrenkMux::DropAnswerHead() {
+    RecordPointer dropped;
+    answerQueue_.With([&dropped](RecordQueue& queue) {
+        dropped = std::move(queue.front());
+        queue.pop_front();
+    });
+}
+
+bool BrenkMux::DeliverAnswer(MuxRequestRecord& record) {
+    if (record.answer == nullptr) {
+        MUX_LOG(plog::error) << "AnswerMessage part in the answer message record structure is missing.";
+        DropAnswerHead();
+        return false;
+    }
+    const std::string& id = record.answer->MessageID();
+    MUX_LOG(plog::verbose) << "Message " << id << " popped.";
+    const auto bytes = BytesOf(*record.answer);
+    if (bytes == nullptr) {
+        return false;
+    }
+    MUX_LOG(plog::info) << "Sending message answer with ID " << id << " to socket with FD " << record.socketFD;
+    MUX_LOG(plog::verbose) << "Message payload: " << std::string(bytes->begin(), bytes->end());
+    if (!SendToClient(record, *bytes)) {
+        CountFailedDelivery(record, "Cannot send message to socket with FD ");
+        return false;
+    }
+    DropAnswerHead();
+    MUX_LOG(plog::verbose) << "Message sent. Deallocating messages memory.";
+    return true;
+}
+
+bool BrenkMux::DeliverEvent(MuxRequestRecord& record) {
+    if (record.message == nullptr) {
+        MUX_LOG(plog::error) << "Message part in the event record structure is missing.";
+        DropAnswerHead();
+        return false;
+    }
+    MUX_LOG(plog::verbose) << "Event message " << record.message->MessageID() << " popped.";
+    const auto bytes = BytesOf(*record.message);
+    if (bytes == nullptr) {
+        return false;
+    }
+    MUX_LOG(plog::debug) << "Sending event to socket with FD " << record.socketFD;
+    if (!SendToClient(record, *bytes)) {
+        CountFailedDelivery(record, "Cannot send event to socket with FD ");
+        return false;
+    }
+    DropAnswerHead();
+    MUX_LOG(plog::debug) << "Event sent. Deallocating messages memory.";
+    return true;
+}
+
+std::unique_ptr<std::vector<unsigned char>> BrenkMux::BytesOf(MuxMessage& message) {
+    auto bytes = MuxMessageBuilder().MessageToBytes(message, allocator_);
+    allocator_.Clear();
+    return bytes;
+}
+
+bool BrenkMux::SendToClient(const MuxRequestRecord& record, const std::vector<unsigned char>& bytes) {
+    ServerSocket* const serverSocket = serverSocket_;
+    return serverSocket != nullptr && serverSocket->Send(record.Client(), bytes);
+}
+
+void BrenkMux::CountFailedDelivery(MuxRequestRecord& record, const char* text) {
+    ++record.sendAttempts;
+    if (record.sendAttempts < kMaximumSendAttempts) {
+        return;
+    }
+    MUX_LOG(plog::error) << text << record.socketFD << ". Tried " << record.sendAttempts
+                         << ", I will delete the answer from queue.";
+    DropAnswerHead();
+}
+
+std::size_t BrenkMux::PushAnswer(RecordPointer record) {
+    return answerQueue_.With([&record](RecordQueue& queue) {
+        queue.push_back(std::move(record));
+        return queue.size();
+    });
+}
+
+std::size_t BrenkMux::RequestCount() const {
+    return requestQueue_.With([](const RecordQueue& queue) { return queue.size(); });
+}
+
+std::size_t BrenkMux::AnswerCount() const {
+    return answerQueue_.With([](const RecordQueue& queue) { return queue.size(); });
+}
+
+std::size_t BrenkMux::PendingCount() const {
+    return pendingList_.With([](const PendingList& pending) { return pending.size(); });
+}
+
+void BrenkMux::ServerSocketClientAccepted(int descriptor, void* context) {
+    if (context == nullptr) {
+        return;
+    }
+    MUX_LOG(plog::verbose) << "Data callback hit.";
+    MUX_LOG(plog::debug) << "Client with FD " << descriptor << " accepted.";
+}
+
+void BrenkMux::ServerSocketClientDeleted(int descriptor, void* context) {
+    if (context == nullptr) {
+        return;
+    }
+    MUX_LOG(plog::debug) << "Client deleted from list. FD " << descriptor;
+}
+
+}  // namespace Mux

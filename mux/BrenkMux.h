@@ -1,0 +1,193 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "diagnostics/RapidJson.h"
+#include "gateway/VirtualGateway.h"
+#include "mux/GatewayCollections.h"
+#include "mux/MuxRequestRecord.h"
+#include "mux/configuration/MuxConfigurationData.h"
+#include "net/ServerSocket.h"
+#include "threading/Mutex.h"
+#include "threading/MutexGuard.h"
+#include "threading/Synchronized.h"
+#include "threading/Thread.h"
+
+namespace Mux {
+
+// The one central object of the process: between the clients' server socket and the virtual gateways it moves
+// requests one way and answers and events the other.
+//
+//   client ── request queue ──▶ gateways thread ──▶ VirtualGateway      (pending list: what waits for an answer)
+//   client ◀── answer queue ─── main thread    ◀── read thread of the gateway
+//
+// Who points at whom: the Mux owns the server socket, the gateways and every record; a record belongs to the one
+// queue or list that holds it. The server socket and the gateways know the Mux as the context of their callbacks.
+//
+// Each of its two loops handles at most one record per millisecond. That pace is deliberate.
+class BrenkMux {
+  public:
+    // Listens on port 5555.
+    BrenkMux();
+    explicit BrenkMux(int port);
+
+    // Ends the loops and waits for them, then destroys the gateways and the server socket. The process leaves
+    // without it.
+    ~BrenkMux();
+
+    BrenkMux(const BrenkMux&) = delete;
+    BrenkMux& operator=(const BrenkMux&) = delete;
+
+    // Starts the main thread, which starts everything else; nothing when the Mux already runs.
+    void Start();
+
+    // Returns when the main thread has ended; at once if there is none.
+    void Wait();
+
+    // Each makes both loops end after their current pass. Any thread.
+    void ForceShutdown();
+    void Stop();
+
+    // Reads and applies a configuration. False, with the old configuration kept, when the file cannot be read or the
+    // text is no JSON. Not while requests are being routed to gateways that this replaces.
+    bool ParseConfigurationFile(const std::string& path);
+    bool ParseConfiguration(const std::string& json);
+    bool ParseConfigurationMessage(MuxMessage& message);
+
+    // Destroys all gateways and makes those of the configuration, not yet connected. One that cannot be made costs an
+    // error line.
+    void InitVirtualGateways(const Configuration::MuxConfigurationData& configuration);
+
+    // Connects every gateway that needs it. Gateways thread, once a pass.
+    void ConnectVirtualGateways();
+
+    // Takes a client's JSON text and queues the request. Receive thread.
+    void TranslateClientMessage(int descriptor, std::vector<unsigned char>& payload);
+
+    // Forwards the request at the head of the request queue, or queues a NACK for it. Gateways thread, once a pass.
+    void PopNextMessage();
+
+    // Hands the request to the gateway that it names. True when the gateway took it; the record is then in the pending
+    // list. Gateways thread.
+    bool SendMessageToVG(std::unique_ptr<MuxRequestRecord>& record);
+
+    // Delivers the record at the head of the answer queue; true when it was. Main thread, once a pass.
+    bool SendMessageToClientIfAvailable();
+
+    // Turns a gateway's answer into the client's and queues it; `response` may be null. Read thread of the gateway.
+    void TranslateVirtualGatewayMessage(Brenk::VirtualGateway* gateway,
+                                        Brenk::Messages::VG::VirtualGatewayResponseMessage* response);
+
+    // Turns a gateway's event into one event message and queues it for every client. Read thread of the gateway.
+    void TranslateVirtualGatewayEvent(Brenk::VirtualGateway* gateway,
+                                      Brenk::Messages::VG::VirtualGatewayEventMessage* event);
+
+    // Thread procedures; the argument is an owner block with the Mux.
+    static void* mainThreadProc(void* muxBlock);
+    static void* gatewaysThreadProc(void* muxBlock);
+
+    // Callbacks; `context` is the Mux. `data`, `response` and `event` are taken over.
+    static void ServerSocketClientAccepted(int descriptor, void* context);
+    static void ServerSocketClientDeleted(int descriptor, void* context);
+    static void ServerSocketClientDataReceived(int descriptor, std::vector<unsigned char>* data, void* context);
+    static void VirtualGatewayStateChangedCallback(Brenk::VirtualGateway* gateway,
+                                                   Brenk::VirtualGatewayStatuses oldStatus,
+                                                   Brenk::VirtualGatewayStatuses newStatus, void* context);
+    static void VirtualGatewayResponseReceivedCallback(Brenk::VirtualGateway* gateway,
+                                                       Brenk::Messages::VG::VirtualGatewayResponseMessage* response,
+                                                       void* context);
+    static void VirtualGatewayEventReceivedCallback(Brenk::VirtualGateway* gateway,
+                                                    Brenk::Messages::VG::VirtualGatewayEventMessage* event,
+                                                    void* context);
+
+    bool IsConfigured() const;
+
+    // The gateways of the current configuration. Any thread.
+    std::shared_ptr<const GatewayCollections> Gateways() const;
+
+  protected:
+    using RecordPointer = std::unique_ptr<MuxRequestRecord>;
+
+    // Puts a record at the end of the answer queue and returns how many there are then. Any thread.
+    std::size_t PushAnswer(RecordPointer record);
+
+    // How many records each holds at this moment. Any thread.
+    std::size_t RequestCount() const;
+    std::size_t AnswerCount() const;
+    std::size_t PendingCount() const;
+
+  private:
+    using RecordQueue = std::deque<RecordPointer>;
+    using PendingList = std::map<std::string, RecordPointer>;
+    using MessagePointer = std::shared_ptr<MuxMessage>;
+
+    void InitMutexes();
+    void DestroyMutexes();
+    void StopAndJoin();
+    Threading::MutexGuard GuardOf(const Threading::Mutex& mutex) const;
+
+    // Threads and delivery.
+    void RunMainThread();
+    void RunGatewaysThread();
+    void StartServerSocket();
+    void DropAnswerHead();
+    bool DeliverAnswer(MuxRequestRecord& record);
+    bool DeliverEvent(MuxRequestRecord& record);
+    std::unique_ptr<std::vector<unsigned char>> BytesOf(MuxMessage& message);
+    bool SendToClient(const MuxRequestRecord& record, const std::vector<unsigned char>& bytes);
+    void CountFailedDelivery(MuxRequestRecord& record, const char* text);
+
+    // Intake and routing.
+    Brenk::Net::ClientIdentity ClientOf(int descriptor) const;
+    void LogReceivedMessage(const MuxMessage& message) const;
+    RecordPointer TakeNextRequest(bool& isEmpty);
+    void ForwardRequest(RecordPointer record);
+    void AnswerWithNack(RecordPointer record);
+    void EnqueueNack(RecordPointer record);
+    bool RouteToGateway(const MuxMessage& message, const char* signature);
+    bool AddToPending(RecordPointer& record);
+    void TakeBackFromPending(const MuxRequestRecord* added, const std::string& messageID, RecordPointer& record);
+    RecordPointer TakeFromPending(const std::string& messageID);
+
+    // Translation.
+    void LogUnknownAnswer(const Brenk::Messages::VG::VirtualGatewayResponseMessage* response) const;
+    void EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> answer);
+    void EnqueueEvent(const MessagePointer& message);
+
+    // Configuration.
+    void ConnectVirtualGateway(Brenk::VirtualGateway& gateway);
+    void DestroyVirtualGateways();
+    std::shared_ptr<Brenk::VirtualGateway> CreateVirtualGateway(const Configuration::GatewayConfiguration& gateway);
+
+    const int port_;
+    std::unique_ptr<Brenk::Net::ServerSocket> ownedServerSocket_;
+    std::atomic<Brenk::Net::ServerSocket*> serverSocket_{nullptr};
+
+    std::atomic<bool> configured_{false};
+    std::atomic<bool> enabled_{false};
+    Threading::Synchronized<std::shared_ptr<const GatewayCollections>> gateways_;
+
+    Threading::Synchronized<RecordQueue> requestQueue_;
+    Threading::Synchronized<RecordQueue> answerQueue_;
+    Threading::Synchronized<PendingList> pendingList_;
+
+    // The memory in which the main thread builds the JSON of the answer that it sends; emptied after each.
+    rapidjson::MemoryPoolAllocator<> allocator_;
+
+    std::atomic<bool> running_{false};
+    std::atomic<bool> gatewaysRunning_{false};
+    std::unique_ptr<Threading::Thread> mainThread_;
+    std::unique_ptr<Threading::Thread> gatewaysThread_;
+
+    Threading::Mutex muxMessageQueueMutex_;
+    Threading::Mutex clientMessageQueueMutex_;
+    Threading::Mutex pendingMessagesListMutex_;
+};
+
+}  // namespace Mux

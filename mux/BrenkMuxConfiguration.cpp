@@ -1,0 +1,269 @@
+// Configurations: read, applied, and their gateways kept connected.
+
+#include <cxxabi.h>
+
+#include <array>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <utility>
+
+#include "diagnostics/CaughtException.h"
+#include "diagnostics/ErrorGuard.h"
+#include "diagnostics/Log.h"
+#include "mux/BrenkMux.h"
+#include "mux/configuration/MuxConfigurationParser.h"
+#include "mux/messages/MuxConfigureMessagePayload.h"
+
+namespace Mux {
+namespace {
+
+using Brenk::VirtualGateway;
+using Brenk::VirtualGatewayStatuses;
+using Configuration::GatewayConfiguration;
+using Configuration::MuxConfigurationData;
+using Configuration::MuxConfigurationParser;
+
+constexpr const char* kUnknownStatusText =
+    "The selected Virtual Gateway is in UNKNOWN status. A connection request will not be send.";
+
+// Returns false when the file cannot be read to its end.
+bool ReadFile(const std::string& path, std::string& text) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open()) {
+        return false;
+    }
+    std::ostringstream content;
+    content << file.rdbuf();
+    text = content.str();
+    // A directory opens and then cannot be read; an empty file sets failbit because it gives no character.
+    return !file.bad() && file.peek() == std::ifstream::traits_type::eof() && !file.bad();
+}
+
+std::string Summary(const MuxConfigurationData& configuration) {
+    std::ostringstream text;
+    text << "Parsed configuration data from JSON.\n"
+         << (configuration.enabled ? "Current MUX is enabled.\n" : "Current MUX is not enabled.\n")
+         << "Configuration contains data for " << configuration.gateways.size() << " gateways.\n";
+    std::size_t index = 0;
+    for (const GatewayConfiguration& gateway : configuration.gateways) {
+        text << "Gateway[" << index++ << "]\n"
+             << "ID: " << gateway.id << "\nDescription: " << gateway.description << "\nIpAddress: " << gateway.ipAddress
+             << "\nPort: " << gateway.port << "\nThe gateway have " << gateway.devices.size() << " nodes attached.\n";
+    }
+    return text.str();
+}
+
+struct StatusName {
+    VirtualGatewayStatuses status;
+    const char* name;
+};
+
+constexpr StatusName kStatusNames[] = {
+    {Brenk::UNKNOWN, "UNKNOWN"},           {Brenk::CONNECTED, "CONNECTED"}, {Brenk::READY, "READY"},
+    {Brenk::DISCONNECTED, "DISCONNECTED"}, {Brenk::FAULTED, "FAULTED"},
+};
+
+std::string NameOf(VirtualGatewayStatuses status) {
+    for (const StatusName& row : kStatusNames) {
+        if (row.status == status) {
+            return row.name;
+        }
+    }
+    return std::to_string(status);
+}
+
+void AddToCollections(GatewayCollections& collections, const std::shared_ptr<VirtualGateway>& gateway,
+                      const GatewayConfiguration& configuration) {
+    collections.gateways.push_back(gateway);
+    collections.gatewaysByID.emplace(configuration.id, gateway);
+    for (const Configuration::DeviceConfiguration& device : configuration.devices) {
+        collections.devices.emplace(device.id, ConfiguredDevice{configuration.id, device.name});
+    }
+}
+
+bool IsConnected(const VirtualGateway& gateway) {
+    const VirtualGatewayStatuses status = gateway.Status();
+    return status == Brenk::CONNECTED || status == Brenk::READY;
+}
+
+}  // namespace
+
+bool BrenkMux::ParseConfigurationFile(const std::string& path) {
+    MUX_LOG(plog::info) << "Reading configuration JSON data from file " << path;
+    std::string text;
+    if (!ReadFile(path, text)) {
+        MUX_LOG(plog::error) << "Cannot read configuration JSON data from file " << path;
+        return false;
+    }
+    return ParseConfiguration(text);
+}
+
+bool BrenkMux::ParseConfiguration(const std::string& json) {
+    MUX_LOG(plog::info) << "Parsing configuration JSON...";
+    MuxConfigurationData configuration;
+    if (!MuxConfigurationParser().ParseText(json, configuration)) {
+        MUX_LOG(plog::error) << "Cannot parse JSON configuration. Invalid data.";
+        return false;
+    }
+    MUX_LOG(plog::debug) << Summary(configuration);
+    MUX_LOG(plog::info) << "JSON Configuration parsed. Activating new configuration.";
+    enabled_ = configuration.enabled;
+    InitVirtualGateways(configuration);
+    return true;
+}
+
+bool BrenkMux::ParseConfigurationMessage(MuxMessage& message) {
+    MUX_LOG(plog::info) << "Trying to parse a configuration message that arrived from client.";
+    const auto* const payload = dynamic_cast<const MuxConfigureMessagePayload*>(message.Payload());
+    MuxConfigurationData configuration;
+    if (payload == nullptr || !MuxConfigurationParser().ParseObject(payload->Data(), configuration)) {
+        MUX_LOG(plog::error) << "Cannot parse configuration message data. Invalid data.";
+        return false;
+    }
+    MUX_LOG(plog::debug) << Summary(configuration);
+    MUX_LOG(plog::info) << "Received message configuration parsed. Activating new configuration.";
+    enabled_ = configuration.enabled;
+    InitVirtualGateways(configuration);
+    return true;
+}
+
+void BrenkMux::InitVirtualGateways(const MuxConfigurationData& configuration) {
+    MUX_LOG(plog::verbose) << "Destroying all gateways already configured...";
+    DestroyVirtualGateways();
+    configured_ = true;
+    if (!configuration.enabled) {
+        MUX_LOG(plog::warning) << "Mux is not enabled.";
+        return;
+    }
+    MUX_LOG(plog::info) << "Start configure gateways.";
+    if (configuration.gateways.empty()) {
+        return;
+    }
+    auto collections = std::make_shared<GatewayCollections>();
+    for (const GatewayConfiguration& gateway : configuration.gateways) {
+        if (const auto created = CreateVirtualGateway(gateway)) {
+            AddToCollections(*collections, created, gateway);
+        }
+    }
+    gateways_.With([&](std::shared_ptr<const GatewayCollections>& current) { current = collections; });
+    MUX_LOG(plog::info) << "Virtual gateways initialized.";
+}
+
+void BrenkMux::DestroyVirtualGateways() {
+    std::shared_ptr<const GatewayCollections> destroyed = std::make_shared<const GatewayCollections>();
+    gateways_.With([&](std::shared_ptr<const GatewayCollections>& current) { current.swap(destroyed); });
+    for (const auto& gateway : destroyed->gateways) {
+        gateway->Disconnect();
+    }
+}
+
+// Null, with a line, for a gateway that cannot be made.
+std::shared_ptr<VirtualGateway> BrenkMux::CreateVirtualGateway(const GatewayConfiguration& gateway) {
+    try {
+        auto created = std::make_shared<VirtualGateway>(gateway.ipAddress, static_cast<std::uint32_t>(gateway.port));
+        Brenk::GatewayOwner owner;
+        owner.id = gateway.id;
+        owner.description = gateway.description;
+        owner.context = this;
+        owner.stateChanged = VirtualGatewayStateChangedCallback;
+        owner.responseReceived = VirtualGatewayResponseReceivedCallback;
+        owner.eventReceived = VirtualGatewayEventReceivedCallback;
+        created->SetOwner(std::move(owner));
+        return created;
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        const std::string reason = Diagnostics::TakeCaughtException();
+        MUX_LOG(plog::error) << "Cannot create gateway with ID " << gateway.id << ". " << reason;
+        return nullptr;
+    }
+}
+
+void BrenkMux::ConnectVirtualGateways() {
+    if (!enabled_) {
+        return;
+    }
+    const auto gateways = Gateways();
+    for (const auto& gateway : gateways->gateways) {
+        if (gateway != nullptr && !IsConnected(*gateway)) {
+            ConnectVirtualGateway(*gateway);
+        }
+    }
+}
+
+void BrenkMux::ConnectVirtualGateway(VirtualGateway& gateway) {
+    // A gateway's own thread may be reconnecting it right now: then there is nothing to do here.
+    const auto connection = gateway.TryLockConnection();
+    if (!connection.owns_lock() || IsConnected(gateway)) {
+        return;
+    }
+    const auto fail = [&gateway] {
+        MUX_LOG(plog::error) << "Cannot connect to gateway with ID " << gateway.ID() << " over IP "
+                             << gateway.IpAddress();
+    };
+    switch (gateway.Status()) {
+        case Brenk::CREATED: {
+            const bool connected = gateway.Connect(true);
+            MUX_LOG(plog::verbose) << "Try to connect to gateway with ID " << gateway.ID() << " over IP "
+                                   << gateway.IpAddress() << ", and also send a request for a SEQUENCE REFRESH.";
+            if (!connected) {
+                fail();
+                Diagnostics::ErrorGuard::Instance().Report(Diagnostics::ErrorKind::kConnection);
+            }
+            break;
+        }
+        case Brenk::DISCONNECTED:
+        case Brenk::FAULTED: {
+            const bool connected = gateway.Connect(false);
+            MUX_LOG(plog::error) << kUnknownStatusText;
+            if (connected) {
+                MUX_LOG(plog::verbose) << "Connected to gateway with ID " << gateway.ID() << " over IP "
+                                       << gateway.IpAddress() << ".";
+            } else {
+                fail();
+            }
+            break;
+        }
+        case Brenk::UNKNOWN:
+            MUX_LOG(plog::error) << kUnknownStatusText;
+            fail();
+            break;
+        default:
+            fail();
+    }
+}
+
+void BrenkMux::VirtualGatewayStateChangedCallback(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus,
+                                                  VirtualGatewayStatuses newStatus, void* context) {
+    if (context == nullptr || gateway == nullptr) {
+        return;
+    }
+    try {
+        MUX_LOG(plog::info) << "[BrenkMux::VirtualGatewayStateChangedCallback] Gateway " << gateway->ID()
+                            << " changed state from " << NameOf(oldStatus) << " to state " << NameOf(newStatus);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        MUX_LOG(plog::error) << "Error in logging.";
+    }
+    if (newStatus == Brenk::CONNECTED) {
+        MUX_LOG(plog::info) << "VG connected.";
+    } else if (newStatus == Brenk::FAULTED) {
+        MUX_LOG(plog::warning) << "Try to reconnect VG";
+        gateway->Disconnect();
+        gateway->Connect(false);
+    } else if (newStatus < Brenk::CONNECTED || newStatus > Brenk::FAULTED) {
+        MUX_LOG(plog::verbose) << "Virtual gateway switched to an unsupported status.";
+    }
+}
+
+bool BrenkMux::IsConfigured() const {
+    return configured_;
+}
+
+std::shared_ptr<const GatewayCollections> BrenkMux::Gateways() const {
+    return gateways_.With([](const std::shared_ptr<const GatewayCollections>& current) { return current; });
+}
+
+}  // namespace Mux

@@ -1,0 +1,262 @@
+// Client requests: taken in from the server socket, queued, and handed to the gateway that they name.
+
+#include <cxxabi.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "diagnostics/CaughtException.h"
+#include "diagnostics/Log.h"
+#include "mux/BrenkMux.h"
+#include "mux/RoutingTable.h"
+#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
+#include "mux/messages/MuxMessageBuilder.h"
+#include "mux/messages/MuxMessageCodes.h"
+#include "net/MuxPacket.h"
+
+namespace Mux {
+namespace {
+
+using Brenk::Net::ClientIdentity;
+using Brenk::Net::MuxPacket;
+using Threading::MutexGuard;
+
+constexpr int kPopTimeout = 5;
+constexpr int kNackTimeout = 10;
+constexpr std::int32_t kRequestErrorCode = 0;
+constexpr const char* kRequestErrorText = "Error in request";
+
+// Whether the data is a client packet. One that is shorter than a packet's header is none.
+bool HoldsMuxPacket(std::vector<unsigned char>& data) {
+    try {
+        return !data.empty() && MuxPacket::IsMuxPacket(data);
+    } catch (const std::out_of_range&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsigned char>* data, void* context) {
+    const std::unique_ptr<std::vector<unsigned char>> received(data);
+    MUX_LOG(plog::verbose) << "Data callback hit.";
+    if (context == nullptr || received == nullptr || !HoldsMuxPacket(*received)) {
+        return;
+    }
+    const MuxPacket packet(*received);
+    const std::string& text = packet.MessageText();
+    MUX_LOG(plog::debug) << "[Mux::ServerSocketClientDataReceived] - Data received from socket with FD " << descriptor
+                         << ". Data size: " << received->size();
+    MUX_LOG(plog::verbose) << "The string contained is: " << text << ". I will try to parse message.";
+    std::vector<unsigned char> payload(text.begin(), text.end());
+    static_cast<BrenkMux*>(context)->TranslateClientMessage(descriptor, payload);
+}
+
+void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>& payload) {
+    MutexGuard guard = GuardOf(clientMessageQueueMutex_);
+    if (payload.empty()) {
+        return;
+    }
+    MUX_LOG(plog::verbose) << "Message received is of size > 0.";
+    const std::string json(payload.begin(), payload.end());
+    MUX_LOG(plog::debug) << "Received message JSON: " << json;
+    MessagePointer message = MuxMessageBuilder().ParseMessage(json);
+    if (message == nullptr) {
+        return;
+    }
+    MUX_LOG(plog::verbose) << "Parsed received message.";
+    LogReceivedMessage(*message);
+    if (message->MessageCode() == MUX_MESSAGE_CONFIGURE) {
+        MUX_LOG(plog::warning) << "Configure via network message currently not supported.";
+        return;
+    }
+    auto record = std::make_unique<MuxRequestRecord>(ClientOf(descriptor), std::move(message));
+    guard.Lock();
+    const std::size_t count = requestQueue_.With([&record](RecordQueue& queue) {
+        queue.push_back(std::move(record));
+        return queue.size();
+    });
+    MUX_LOG(plog::debug) << "Message enqueued. The queue is currently " << count << " elements long.";
+    guard.Release();
+}
+
+ClientIdentity BrenkMux::ClientOf(int descriptor) const {
+    Brenk::Net::ServerSocket* const serverSocket = serverSocket_;
+    return serverSocket == nullptr ? ClientIdentity{descriptor, 0} : serverSocket->IdentityOf(descriptor);
+}
+
+void BrenkMux::LogReceivedMessage(const MuxMessage& message) const {
+    const Route* const route = FindRoute(message.MessageCode());
+    if (route == nullptr || route->operation == nullptr) {
+        return;
+    }
+    const auto* const request = dynamic_cast<const MuxLockRequestPayload*>(message.Payload());
+    if (request == nullptr) {
+        MUX_LOG(plog::error) << "The message " << route->codeName << " is nullptr.";
+        return;
+    }
+    const auto* const openClose = dynamic_cast<const MuxLockOpenCloseMessagePayload*>(request);
+    const std::string duration = openClose == nullptr ? "" : ". Duration is " + std::to_string(openClose->Duration());
+    MUX_LOG(plog::debug) << "The message is " << route->codeName << ", and the lockID is " << request->LockID()
+                         << " on gateway " << request->GatewayID() << duration;
+}
+
+void BrenkMux::PopNextMessage() {
+    MutexGuard clientGuard = GuardOf(clientMessageQueueMutex_);
+    try {
+        if (!clientGuard.Lock(kPopTimeout)) {
+            MUX_LOG(plog::warning) << "Cannot acquire client messages queue lock.";
+            return;
+        }
+        bool isEmpty = true;
+        RecordPointer record = TakeNextRequest(isEmpty);
+        if (!isEmpty && record != nullptr) {
+            ForwardRequest(std::move(record));
+        }
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        const std::string reason = Diagnostics::TakeCaughtException();
+        MUX_LOG(plog::error) << "Exception throw in pop next message flow.";
+        MUX_LOG(plog::verbose) << "Explicit release of mutex guards.";
+        clientGuard.Release();
+        MUX_LOG(plog::debug) << "The exception was: " << reason;
+    }
+}
+
+BrenkMux::RecordPointer BrenkMux::TakeNextRequest(bool& isEmpty) {
+    return requestQueue_.With([&isEmpty](RecordQueue& queue) -> RecordPointer {
+        isEmpty = queue.empty();
+        if (isEmpty) {
+            return nullptr;
+        }
+        RecordPointer record = std::move(queue.front());
+        queue.pop_front();
+        return record;
+    });
+}
+
+void BrenkMux::ForwardRequest(RecordPointer record) {
+    const std::string messageID = record->message == nullptr ? "" : record->message->MessageID();
+    MUX_LOG(plog::verbose) << "Popped MuxRequestInfo with ID " << messageID << " for socket with FD "
+                           << record->socketFD << ".";
+    if (SendMessageToVG(record)) {
+        MUX_LOG(plog::verbose) << "Message " << messageID << " sent to VG.";
+        return;
+    }
+    if (record == nullptr || record->message == nullptr) {
+        return;
+    }
+    AnswerWithNack(std::move(record));
+}
+
+void BrenkMux::AnswerWithNack(RecordPointer record) {
+    try {
+        EnqueueNack(std::move(record));
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        const std::string reason = Diagnostics::TakeCaughtException();
+        MUX_LOG(plog::error) << "Exception thrown in enqueuing messages.";
+        MUX_LOG(plog::verbose) << "Explicit release of mutex guards.";
+        MUX_LOG(plog::debug) << "The exception was: " << reason;
+    }
+}
+
+void BrenkMux::EnqueueNack(RecordPointer record) {
+    MuxMessageBuilder builder;
+    const std::string messageID = record->message->MessageID();
+    record->answer = builder.BuildMessage(MUX_MESSAGE_NACK, messageID,
+                                          builder.BuildNackPayload(kRequestErrorCode, kRequestErrorText));
+    MUX_LOG(plog::warning) << "Enqueuing NACK mux answer " << messageID << " to the client.";
+    MutexGuard guard = GuardOf(muxMessageQueueMutex_);
+    if (!guard.Lock(kNackTimeout)) {
+        MUX_LOG(plog::error) << "Cannot acquire mux message lock for enqueued messages. The current message to "
+                                "enqueue will be lost.";
+        return;
+    }
+    const std::size_t count = PushAnswer(std::move(record));
+    MUX_LOG(plog::warning) << "Enqueued error NACK answer message with ID " << messageID << ". Currently, the Mux have "
+                           << count << " messages in the answer queue, ready to be sent to clients.";
+}
+
+// The record is in the pending list before the gateway has the request: its answer may come while this thread is still
+// on the way back. On refusal it is taken out again, and `record` holds it as before.
+bool BrenkMux::SendMessageToVG(std::unique_ptr<MuxRequestRecord>& record) {
+    MutexGuard guard = GuardOf(pendingMessagesListMutex_);
+    MUX_LOG(plog::debug) << "SendMessageToVG MutexGuard acquired ";
+    if (record == nullptr || record->message == nullptr) {
+        return false;
+    }
+    const MessagePointer message = record->message;
+    const MuxRequestRecord* const added = record.get();
+    const bool isPending = AddToPending(record);
+    if (RouteToGateway(*message, __PRETTY_FUNCTION__)) {
+        MUX_LOG(plog::info) << "Message correctly enqueued by Virtual Gateway. MessageID: " << message->MessageID();
+        guard.Lock();
+        // Of requests with the same ID the first stays pending; this one is freed and its client gets no answer.
+        record.reset();
+        guard.Release();
+        return true;
+    }
+    MUX_LOG(plog::debug) << "Message not correctly enqueued by Virtual Gateway. MessageID: " << message->MessageID();
+    if (isPending) {
+        TakeBackFromPending(added, message->MessageID(), record);
+    }
+    return false;
+}
+
+// Returns false, with `record` untouched, when a request with the same ID is pending already.
+bool BrenkMux::AddToPending(RecordPointer& record) {
+    return pendingList_.With([&record](PendingList& pending) {
+        const auto [position, inserted] = pending.try_emplace(record->message->MessageID());
+        if (inserted) {
+            position->second = std::move(record);
+        }
+        return inserted;
+    });
+}
+
+// Gives back what AddToPending took, unless a gateway's late answer to an older request of this ID has ended it.
+void BrenkMux::TakeBackFromPending(const MuxRequestRecord* added, const std::string& messageID, RecordPointer& record) {
+    pendingList_.With([&](PendingList& pending) {
+        const auto position = pending.find(messageID);
+        if (position != pending.end() && position->second.get() == added) {
+            record = std::move(position->second);
+            pending.erase(position);
+        }
+    });
+}
+
+bool BrenkMux::RouteToGateway(const MuxMessage& message, const char* signature) {
+    const auto gateways = Gateways();
+    if (gateways->gatewaysByID.empty()) {
+        return false;
+    }
+    const Route* const route = FindRoute(message.MessageCode());
+    MUX_LOG_FROM(signature, plog::verbose) << "Prepare to send message " << (route == nullptr ? "" : route->logName);
+    if (route == nullptr) {
+        return false;
+    }
+    if (route->operation == nullptr) {
+        if (*route->unsupportedText != '\0') {
+            MUX_LOG_FROM(signature, plog::warning) << route->unsupportedText;
+        }
+        return false;
+    }
+    auto* const payload = dynamic_cast<MuxLockRequestPayload*>(message.Payload());
+    if (payload == nullptr) {
+        if (*route->noPayloadText != '\0') {
+            MUX_LOG_FROM(signature, plog::error) << route->noPayloadText;
+        }
+        return false;
+    }
+    const auto gateway = gateways->gatewaysByID.find(payload->GatewayID());
+    if (gateway == gateways->gatewaysByID.end()) {
+        MUX_LOG_FROM(signature, plog::warning) << "Cannot find requested gateway for " << route->codeName;
+        return false;
+    }
+    return route->operation({*gateway->second, message.MessageID(), *payload, route->isEventResponse, this, signature});
+}
+
+}  // namespace Mux

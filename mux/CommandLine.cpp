@@ -1,0 +1,90 @@
+#include "mux/CommandLine.h"
+
+#include <argh.h>
+
+#include "diagnostics/InitDiagnostics.h"
+#include "diagnostics/Tracer.h"
+#include "mux/Version.h"
+
+namespace Mux {
+namespace {
+
+constexpr const char* kUsage[] = {
+    kNameAndVersion,
+    "Usage: ",
+    "dw-hal-mux-brenk [--port <listen port> --configFile <filePath> --help]",
+    "** commands listed inside \"[\" and \"]\" are optionals.",
+    "",
+    "--version: print out the application name and current version.",
+    "--ver: print out the application current version number.",
+    "--help: print this help.",
+    "--port: specifies a new listen port, different from default 5555.",
+    "--configFile: loads a JSON config file directly from filesystem. TCP/IP can still be used to change "
+    "configuration.",
+    "--logFile: write the log to a specified logfile",
+    "--verbose, -v: enable verbose logging",
+    "--debug, -dbg: enable debug logging",
+    "--colors: enable colored output for console",
+    "If nothing specified, MUX will be started with the default listen port (5555) waiting for a valid configuration "
+    "to be send via network using TCP connection.",
+    "",
+};
+
+CommandLineAction ReadAction(int argc, const argh::parser& arguments) {
+    if (argc <= 0 || arguments[{"--help", "-h"}]) {
+        return CommandLineAction::kShowUsage;
+    }
+    if (arguments["--version"]) {
+        return CommandLineAction::kShowVersion;
+    }
+    return arguments["--ver"] ? CommandLineAction::kShowVersionNumber : CommandLineAction::kRun;
+}
+
+std::int32_t ReadPort(const argh::parser& arguments, std::int32_t standardPort) {
+    std::int32_t port = standardPort;
+    if (arguments[{"--port", "-p"}]) {
+        arguments({"--port", "-p"}, standardPort) >> port;
+    }
+    return port;
+}
+
+bool ReadColors(const argh::parser& arguments) {
+    bool colors = false;
+    arguments("--colors", arguments["--colors"]) >> colors;
+    return colors;
+}
+
+void ReadSeverity(const argh::parser& arguments, CommandLine& options) {
+    if (arguments[{"--debug", "-dbg"}]) {
+        options.severity = plog::debug;
+        options.tracerCategories = Diagnostics::Tracer::kDebugCategories;
+    }
+    if (arguments[{"--verbose", "-v"}]) {
+        options.severity = plog::verbose;
+    }
+}
+
+}  // namespace
+
+CommandLine ParseCommandLine(int argc, const char* const* argv) {
+    argh::parser arguments;
+    arguments.add_params({"--configFile", "--logFile"});
+    arguments.parse(argc, argv, argh::parser::PREFER_FLAG_FOR_UNREG_OPTION);
+
+    CommandLine options;
+    options.action = ReadAction(argc, arguments);
+    options.port = ReadPort(arguments, options.port);
+    ReadSeverity(arguments, options);
+    options.configFile = arguments("--configFile", "").str();
+    options.logFile = arguments("--logFile", Diagnostics::kDefaultLogFile).str();
+    options.colors = ReadColors(arguments);
+    return options;
+}
+
+void PrintUsage(std::ostream& output) {
+    for (const char* const line : kUsage) {
+        output << line << std::endl;
+    }
+}
+
+}  // namespace Mux
