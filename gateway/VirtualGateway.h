@@ -190,6 +190,7 @@ class VirtualGateway {
     void ReadCycle();
     bool ReceiveBytes();
     void ManageReceivedFrames();
+    static void FreeAfterException(Threading::MutexGuard& guard, MessagePointer& frame);
     void ManageEvent(const Messages::BrenkMessage& frame);
     std::string CardDataOf(const Messages::BrenkMessage& frame) const;
     std::string PinDataOf(const Messages::BrenkMessage& frame) const;

@@ -187,11 +187,22 @@ void VirtualGateway::ManageBrenkGatewayResponse(Messages::BrenkMessage* message,
         const std::string reason = Diagnostics::TakeCaughtException();
         MUX_LOG(plog::error) << "Exception in Brenk Response message loop. Manually releasing mutexes.";
         MUX_LOG(plog::debug) << "The exception was: " << reason;
+        FreeAfterException(guard, frame);
+        return;
     }
     guard.Release();
     MUX_LOG(plog::verbose) << "Clear memory for the parsed response message.";
     frame.reset();
     MUX_LOG(plog::verbose) << "Ended management.";
+}
+
+void VirtualGateway::FreeAfterException(MutexGuard& guard, MessagePointer& frame) {
+    try {
+        guard.Release();
+        frame.reset();
+    } catch (const std::exception&) {
+        MUX_LOG(plog::error) << "Cannot deallocate memory for message objects. Maybe already deallocated.";
+    }
 }
 
 void VirtualGateway::ManageEvent(const Messages::BrenkMessage& frame) {
