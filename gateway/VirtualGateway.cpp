@@ -40,7 +40,7 @@ VirtualGateway::VirtualGateway(std::string ipAddress) : VirtualGateway(std::move
 
 VirtualGateway::~VirtualGateway() {
     MUX_LOG(plog::verbose) << "Virtual gateway destructor called.";
-    SetOwner({});
+    ClearCallbacks();
     readThreadRunning_ = false;
     sendThreadRunning_ = false;
     sequenceCounterKnown_ = false;
@@ -82,6 +82,14 @@ void VirtualGateway::ThreadsDestroy() {
 void VirtualGateway::SetOwner(GatewayOwner owner) {
     const auto replacement = std::make_shared<const GatewayOwner>(std::move(owner));
     owner_.With([&](std::shared_ptr<const GatewayOwner>& current) { current = replacement; });
+}
+
+void VirtualGateway::ClearCallbacks() {
+    GatewayOwner owner = *Owner();
+    owner.stateChanged = nullptr;
+    owner.responseReceived = nullptr;
+    owner.eventReceived = nullptr;
+    SetOwner(std::move(owner));
 }
 
 std::shared_ptr<const GatewayOwner> VirtualGateway::Owner() const {

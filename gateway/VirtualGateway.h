@@ -161,6 +161,7 @@ class VirtualGateway {
     struct Operation;
 
     std::shared_ptr<const GatewayOwner> Owner() const;
+    void ClearCallbacks();
     BuilderPointer Builder() const;
     Threading::MutexGuard GuardOf(const Threading::Mutex& mutex) const;
 
