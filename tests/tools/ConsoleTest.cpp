@@ -1,0 +1,282 @@
+#include "tools/gateway-simulator/Console.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/WaitUntil.h"
+#include "tests/tools/PlainSocket.h"
+#include "tests/tools/RecordingObserver.h"
+
+namespace Simulator {
+namespace {
+
+using testing::HasSubstr;
+using Testing::PlainSocket;
+
+SimulatorOptions Options(Observer& observer) {
+    SimulatorOptions options;
+    options.locks = {5, 6};
+    options.whitelistCapacity = 3;
+    options.observer = &observer;
+    return options;
+}
+
+class ConsoleTest : public testing::Test {
+  protected:
+    std::string Execute(const std::string& line) { return gateway_.Execute(line); }
+
+    Lock Door() const { return *gateway_.FindLock(5); }
+
+    // The output of a command, which must be a good one.
+    std::string Output(const std::string& line) {
+        EXPECT_EQ(Execute(line), "");
+        return observer_.Lines().empty() ? "" : observer_.Lines().back();
+    }
+
+    Testing::RecordingObserver observer_;
+    GatewaySimulator gateway_{Options(observer_)};
+};
+
+class ConnectedConsoleTest : public ConsoleTest {
+  protected:
+    ConnectedConsoleTest() : client_(Start(gateway_)) {
+        EXPECT_TRUE(Testing::WaitUntil([&] { return gateway_.IsConnected(); }));
+    }
+
+    static std::uint16_t Start(GatewaySimulator& gateway) {
+        gateway.Start();
+        return gateway.Port();
+    }
+
+    PlainSocket client_;
+};
+
+TEST_F(ConnectedConsoleTest, CardPresentsACard) {
+    EXPECT_EQ(Execute("card 5 04A1B2C3"), "");
+    EXPECT_EQ(client_.Receive(31),
+              "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 0E 00 00 00 00 00 00 00 04 04 A1 B2 C3 AB 10");
+    EXPECT_EQ(observer_.Lines().back(), "<- card event 14 lock 5 data 04A1B2C3");
+}
+
+TEST_F(ConnectedConsoleTest, CardTakesATypeAndEventBytes) {
+    EXPECT_EQ(Execute("add-lock 0x01020304"), "");
+    EXPECT_EQ(Execute("event-bytes 0a0b0c0d0e0f10"), "");
+    EXPECT_EQ(Execute("card 0x01020304 7f 18"), "");
+    EXPECT_EQ(client_.Receive(28),
+              "1C FE FD 17 01 00 00 00 00 00 00 01 01 02 03 04 12 0A 0B 0C 0D 0E 0F 10 01 7F 9E 10");
+}
+
+TEST_F(ConnectedConsoleTest, PinSendsAsciiDigits) {
+    EXPECT_EQ(Execute("pin 5 1234"), "");
+    EXPECT_EQ(client_.Receive(31),
+              "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 16 00 00 00 00 00 00 00 04 31 32 33 34 B0 6A");
+}
+
+TEST_F(ConnectedConsoleTest, RawSendsBytes) {
+    EXPECT_EQ(Execute("raw FEFD00"), "");
+    EXPECT_EQ(client_.Receive(3), "FE FD 00");
+}
+
+TEST_F(ConnectedConsoleTest, CloseAndResetEndTheConnection) {
+    EXPECT_EQ(Execute("close"), "");
+    EXPECT_EQ(client_.WaitForEnd(), PlainSocket::Ending::kClosed);
+    PlainSocket next(gateway_.Port());
+    ASSERT_TRUE(Testing::WaitUntil([&] { return gateway_.IsConnected(); }));
+    EXPECT_EQ(Execute("reset"), "");
+    EXPECT_EQ(next.WaitForEnd(), PlainSocket::Ending::kReset);
+}
+
+TEST_F(ConnectedConsoleTest, RefuseRefusesConnections) {
+    EXPECT_EQ(Execute("refuse 3600000"), "");
+    EXPECT_FALSE(PlainSocket(gateway_.Port()).IsConnected());
+    EXPECT_EQ(Execute("refuse 0"), "");
+    EXPECT_TRUE(Testing::WaitUntil([&] { return PlainSocket(gateway_.Port()).IsConnected(); }));
+}
+
+TEST_F(ConsoleTest, EventsNeedAConnectionAndALock) {
+    EXPECT_EQ(Execute("card 5 04"), "nobody is connected");
+    EXPECT_EQ(Execute("pin 5 1"), "nobody is connected");
+    EXPECT_EQ(Execute("raw 00"), "nobody is connected");
+    EXPECT_EQ(Execute("card 9 04"), "there is no lock 9");
+    EXPECT_EQ(Execute("pin 9 1"), "there is no lock 9");
+}
+
+TEST_F(ConsoleTest, EmptyLinesAndCommentsDoNothing) {
+    EXPECT_EQ(Execute(""), "");
+    EXPECT_EQ(Execute("   \t"), "");
+    EXPECT_EQ(Execute("# card 5"), "");
+    EXPECT_EQ(Execute("counter 7 # and no more"), "");
+    EXPECT_EQ(gateway_.Counter(), 7U);
+}
+
+TEST_F(ConsoleTest, SaysWhatIsWrongWithALine) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"open 5", "there is no command \"open\"; try help"},
+        {"CARD 5 04", "there is no command \"CARD\"; try help"},
+        {"card", "card ADDRESS HEX [TYPE]: ADDRESS is missing"},
+        {"card 5", "card ADDRESS HEX [TYPE]: HEX is missing"},
+        {"card five 04", "card ADDRESS HEX [TYPE]: ADDRESS must be a number from 0 to 4294967295, not \"five\""},
+        {"card -5 04", "card ADDRESS HEX [TYPE]: ADDRESS must be a number from 0 to 4294967295, not \"-5\""},
+        {"card 4294967296 04",
+         "card ADDRESS HEX [TYPE]: ADDRESS must be a number from 0 to 4294967295, not \"4294967296\""},
+        {"card 0x 04", "card ADDRESS HEX [TYPE]: ADDRESS must be a number from 0 to 4294967295, not \"0x\""},
+        {"card 5 04A", "card ADDRESS HEX [TYPE]: HEX must be pairs of hexadecimal digits, not \"04A\""},
+        {"card 5 0G", "card ADDRESS HEX [TYPE]: HEX must be pairs of hexadecimal digits, not \"0G\""},
+        {"card 5 -1", "card ADDRESS HEX [TYPE]: HEX must be pairs of hexadecimal digits, not \"-1\""},
+        {"card 5 04 16", "card ADDRESS HEX [TYPE]: TYPE must be 14, 15, 17 or 18"},
+        {"card 5 04 14 1", "card ADDRESS HEX [TYPE]: nothing should follow, but \"1\" does"},
+        {"card 5 " + std::string(458, '0'), "card ADDRESS HEX [TYPE]: HEX must not have more than 228 bytes"},
+        {"pin 5 12a4", "pin ADDRESS DIGITS: DIGITS must be at most 228 digits, not \"12a4\""},
+        {"status 5 0E", "status ADDRESS HEX: HEX must have 7 bytes"},
+        {"battery 5 4 0", "battery ADDRESS STATUS LEVEL: STATUS must be a number from 0 to 3, not \"4\""},
+        {"flag 5 smoke on", "flag ADDRESS FLAG on|off: FLAG must be mechanical, warning, alarm or bit6, not \"smoke\""},
+        {"flag 5 alarm yes", "flag ADDRESS FLAG on|off: on|off must be on or off, not \"yes\""},
+        {"close 5", "close: nothing should follow, but \"5\" does"},
+        {"setup-number 5 256", "setup-number ADDRESS NUMBER|any: NUMBER must be a number from 0 to 255, not \"256\""},
+        {"wait 5", "there is no command \"wait\"; try help"},
+    };
+    for (const auto& [line, error] : cases) {
+        EXPECT_EQ(Execute(line), error) << line;
+    }
+}
+
+TEST_F(ConsoleTest, SaysWhatIsWrongWithAFault) {
+    const std::string usage = "fault NAME [VALUE] [COUNT|always] [lock ADDRESS]: ";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"fault", "NAME is missing"},
+        {"fault smoke", "there is no fault \"smoke\"; try help"},
+        {"fault delay", "MILLISECONDS is missing"},
+        {"fault delay soon", "MILLISECONDS must be a number from 0 to 3600000, not \"soon\""},
+        {"fault wrong-length 256", "BYTE must be a number from 0 to 255, not \"256\""},
+        {"fault junk 0", "HEX must be pairs of hexadecimal digits, not \"0\""},
+        {"fault silence never", "COUNT must be a number from 0 to 4294967294, not \"never\""},
+        {"fault silence 2 lock", "ADDRESS is missing"},
+        {"fault silence lock 5 2", "nothing should follow, but \"2\" does"},
+        {"fault off 2", "nothing should follow, but \"2\" does"},
+    };
+    for (const auto& [line, error] : cases) {
+        EXPECT_EQ(Execute(line), usage + error) << line;
+    }
+    EXPECT_TRUE(gateway_.Faults().empty());
+}
+
+TEST_F(ConsoleTest, TakesEveryFault) {
+    const std::vector<std::pair<std::string, FaultKind>> cases = {
+        {"delay 500", FaultKind::kDelay},
+        {"silence", FaultKind::kSilence},
+        {"close", FaultKind::kClose},
+        {"reset", FaultKind::kReset},
+        {"close-mid-frame", FaultKind::kCloseMidFrame},
+        {"byte-by-byte 2", FaultKind::kByteByByte},
+        {"glue", FaultKind::kGlue},
+        {"junk DEAD", FaultKind::kJunk},
+        {"wrong-crc", FaultKind::kWrongCrc},
+        {"wrong-length 3", FaultKind::kWrongLength},
+        {"unknown-reference", FaultKind::kUnknownReference},
+        {"twice", FaultKind::kTwice},
+        {"force-result 12", FaultKind::kForceResult},
+        {"answer-code 0x33", FaultKind::kAnswerCode},
+    };
+    for (const auto& [words, kind] : cases) {
+        EXPECT_EQ(Execute("fault " + words), "") << words;
+        EXPECT_EQ(gateway_.Faults().back().kind, kind) << words;
+        EXPECT_EQ(gateway_.Faults().back().remaining, 1U) << words;
+    }
+    EXPECT_EQ(gateway_.Faults().size(), cases.size());
+}
+
+TEST_F(ConsoleTest, FaultTakesValueCountAndLock) {
+    EXPECT_EQ(Execute("fault delay 500 3 lock 6"), "");
+    EXPECT_EQ(Execute("fault junk DEAD always"), "");
+    EXPECT_EQ(Execute("fault wrong-length 255 lock 5"), "");
+    const std::vector<Fault> faults = gateway_.Faults();
+    ASSERT_EQ(faults.size(), 3U);
+    EXPECT_EQ(faults.at(0).Duration(), std::chrono::milliseconds(500));
+    EXPECT_EQ(faults.at(0).remaining, 3U);
+    EXPECT_EQ(faults.at(0).address, 6U);
+    EXPECT_EQ(faults.at(1).bytes, Bytes({0xDE, 0xAD}));
+    EXPECT_EQ(faults.at(1).remaining, Fault::kAlways);
+    EXPECT_FALSE(faults.at(1).address.has_value());
+    EXPECT_EQ(faults.at(2).Byte(), 255);
+    EXPECT_EQ(faults.at(2).address, 5U);
+}
+
+TEST_F(ConsoleTest, FaultsListsThemAndFaultOffEndsThem) {
+    Execute("fault delay 500 3 lock 6");
+    Execute("fault junk DEAD always");
+    EXPECT_EQ(Output("faults"), "delay 500 (for 3 more, lock 6)\njunk DEAD (always)");
+    Execute("fault off");
+    EXPECT_EQ(Output("faults"), "no faults");
+}
+
+TEST_F(ConsoleTest, SetsALocksStatus) {
+    EXPECT_EQ(Execute("status 5 0E001C00000077"), "");
+    EXPECT_EQ(Door().Status(), (Lock::StatusBytes{0x0E, 0, 0x1C, 0, 0, 0, 0x77}));
+    EXPECT_EQ(Execute("battery 5 1 2"), "");
+    EXPECT_EQ(Door().Status().at(0), 0x09);
+    EXPECT_EQ(Execute("flag 5 mechanical off"), "");
+    EXPECT_EQ(Execute("flag 5 bit6 on"), "");
+    EXPECT_EQ(Door().Status().at(2), 0x58);
+    EXPECT_EQ(Execute("flag 5 warning off"), "");
+    EXPECT_EQ(Execute("flag 5 alarm off"), "");
+    EXPECT_EQ(Door().Status().at(2), 0x40);
+}
+
+TEST_F(ConsoleTest, SetsWhatALockDemands) {
+    const Whitelist::Entry card = {1, 0, {0x04}};
+    EXPECT_EQ(Execute("setup-number 5 2"), "");
+    EXPECT_EQ(Door().Cards().Add(card), Result::kSetupNumberMismatch);
+    EXPECT_EQ(Execute("setup-number 5 any"), "");
+    EXPECT_EQ(Execute("card-length 5 10"), "");
+    EXPECT_EQ(Door().Cards().Add(card), Result::kDataLengthMismatch);
+    EXPECT_EQ(Execute("card-length 5 any"), "");
+    EXPECT_EQ(Execute("capacity 5 0"), "");
+    EXPECT_EQ(Door().Cards().Add(card), Result::kWhitelistFull);
+    EXPECT_EQ(Execute("demand-event 5 on"), "");
+    EXPECT_TRUE(Door().DemandsEvent());
+}
+
+TEST_F(ConsoleTest, SettingsNeedALockThatIsThere) {
+    for (const char* line : {"status 9 00000000000000", "battery 9 0 0", "flag 9 alarm on", "capacity 9 1", "cards 9",
+                             "setup-number 9 1", "card-length 9 1", "demand-event 9 on", "remove-lock 9"}) {
+        EXPECT_EQ(Execute(line), "there is no lock 9") << line;
+    }
+}
+
+TEST_F(ConsoleTest, AddsAndRemovesLocks) {
+    EXPECT_EQ(Execute("add-lock 9"), "");
+    EXPECT_EQ(Execute("add-lock 9"), "there is a lock 9 already");
+    EXPECT_EQ(gateway_.FindLock(9)->Cards().Capacity(), 3U);
+    EXPECT_EQ(Execute("remove-lock 9"), "");
+    EXPECT_FALSE(gateway_.FindLock(9).has_value());
+}
+
+TEST_F(ConsoleTest, ListsLocks) {
+    Execute("counter 41");
+    gateway_.ChangeLock(6, [](Lock& lock) {
+        lock.Open();
+        lock.EventRaised(kCardEvent);
+        lock.Cards().Add({0, 0, {0x04}});
+        lock.Cards().SetEnabled(false);
+    });
+    EXPECT_EQ(Output("locks"),
+              "counter 41\n"
+              "lock 5: closed, status 0F000000000000, whitelist enabled, 0 of 3 cards\n"
+              "lock 6: open, status 0F000000000000, whitelist disabled, 1 of 3 cards, event pending");
+}
+
+TEST_F(ConsoleTest, ListsALocksCards) {
+    gateway_.ChangeLock(5, [](Lock& lock) { lock.Cards().Add({7, 1, {0x04, 0xA1}}); });
+    EXPECT_EQ(Output("cards 5"), "whitelist of lock 5: 1 cards\n  04A1 setup 7 option 1");
+}
+
+TEST_F(ConsoleTest, HelpNamesCommandsAndFaults) {
+    const std::string help = Output("help");
+    EXPECT_THAT(help, HasSubstr("card ADDRESS HEX [TYPE]"));
+    EXPECT_THAT(help, HasSubstr("demand a card length, answer 9 to others"));
+    EXPECT_THAT(help, HasSubstr("close-mid-frame"));
+    EXPECT_THAT(help, HasSubstr("junk HEX"));
+}
+
+}  // namespace
+}  // namespace Simulator

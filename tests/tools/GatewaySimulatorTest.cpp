@@ -1,0 +1,341 @@
+// A gateway on a real port, seen through a plain socket. The frames were laid out by hand and their checksums computed
+// with Python: binascii.crc_hqx(frame, 0).
+
+#include "tools/gateway-simulator/GatewaySimulator.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <system_error>
+#include <thread>
+
+#include "tests/support/WaitUntil.h"
+#include "tests/tools/PlainSocket.h"
+#include "tools/gateway-simulator/FrameCodec.h"
+
+namespace Simulator {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Testing::PlainSocket;
+using Testing::WaitUntil;
+
+const std::string kRefresh = "13 FE FD 0E 01 00 00 01 00 00 00 01 00 00 01 00 01 08 4B";
+const std::string kRefreshAnswer = "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 00 00 07 00 00 03 E8 A7 07";
+const std::string kGetStatus = "13 FE FD 0E 01 00 00 02 00 00 03 E9 00 00 00 05 01 2F B9";
+const std::string kStatus = "1A FE FD 15 01 00 00 02 00 00 03 E9 00 00 00 05 01 0F 00 00 00 00 00 00 6D 02";
+const std::string kOpen = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
+const std::string kOk = "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC";
+const std::string kNextOpen = "17 FE FD 12 01 00 00 04 00 00 03 EA 00 00 00 05 0A 00 00 00 00 41 15";
+const std::string kNextOk = "14 FE FD 0F 01 00 00 04 00 00 03 EA 00 00 00 05 00 00 28 E3";
+const std::string kCardEvent5 =
+    "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 0E 00 00 00 00 00 00 00 04 04 A1 B2 C3 AB 10";
+const std::string kPinEvent5 =
+    "1F FE FD 1A 01 00 00 00 00 00 00 02 00 00 00 05 16 00 00 00 00 00 00 00 04 31 32 33 34 B0 18";
+
+SimulatorOptions Options() {
+    SimulatorOptions options;
+    options.locks = {5, 6};
+    return options;
+}
+
+class GatewaySimulatorTest : public testing::Test {
+  protected:
+    GatewaySimulatorTest() { gateway_.Start(); }
+
+    // Starts the socket's wait for an answer only when the gateway knows about the connection.
+    void AwaitConnection() {
+        ASSERT_TRUE(WaitUntil([&] { return gateway_.IsConnected(); }));
+    }
+
+    GatewaySimulator gateway_{Options()};
+};
+
+TEST_F(GatewaySimulatorTest, TellsTheFreePortItFound) {
+    EXPECT_NE(gateway_.Port(), 0);
+    EXPECT_TRUE(PlainSocket(gateway_.Port()).IsConnected());
+}
+
+TEST_F(GatewaySimulatorTest, AnswersAWrongCounterWithItsOwn) {
+    PlainSocket client(gateway_.Port());
+    client.Send(kRefresh);
+    EXPECT_EQ(client.Receive(24), kRefreshAnswer);
+    EXPECT_EQ(gateway_.Counter(), 1000U);
+}
+
+TEST_F(GatewaySimulatorTest, AnswersGetStatusWithAStatusFrame) {
+    PlainSocket client(gateway_.Port());
+    client.Send(kGetStatus);
+    EXPECT_EQ(client.Receive(26), kStatus);
+}
+
+TEST_F(GatewaySimulatorTest, AnswersGetStatusWithTheStatusThatWasSet) {
+    EXPECT_TRUE(gateway_.ChangeLock(5, [](Lock& lock) { lock.SetStatus({0x0E, 0, 0x1C, 0, 0, 0, 0}); }));
+    EXPECT_FALSE(gateway_.ChangeLock(99, [](Lock&) {}));
+    PlainSocket client(gateway_.Port());
+    client.Send(kGetStatus);
+    EXPECT_EQ(client.Receive(26), "1A FE FD 15 01 00 00 02 00 00 03 E9 00 00 00 05 01 0E 00 1C 00 00 00 00 5A 12");
+}
+
+TEST_F(GatewaySimulatorTest, CarriesOutRequestsInTheirOrder) {
+    PlainSocket client(gateway_.Port());
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), kOk);
+    client.Send(kNextOpen);
+    EXPECT_EQ(client.Receive(20), kNextOk);
+    EXPECT_EQ(gateway_.FindLock(5)->StateAt(Lock::Clock::now()), Lock::State::kOpen);
+    EXPECT_EQ(gateway_.Counter(), 1002U);
+}
+
+TEST_F(GatewaySimulatorTest, AnswersARepeatedFrameWithACounterError) {
+    PlainSocket client(gateway_.Port());
+    client.Send(kOpen);
+    client.Receive(20);
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(24), "18 FE FD 13 01 00 00 03 00 00 03 E9 00 00 00 05 00 07 00 00 03 E9 04 9F");
+}
+
+TEST_F(GatewaySimulatorTest, AnswersEightForAnUnknownAddressAndStillTakesTheCounter) {
+    PlainSocket client(gateway_.Port());
+    client.Send("13 FE FD 0E 01 00 00 06 00 00 03 E9 00 00 00 63 01 23 00");
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 06 00 00 03 E9 00 00 00 63 00 08 F8 11");
+    EXPECT_EQ(gateway_.Counter(), 1001U);
+}
+
+TEST_F(GatewaySimulatorTest, AnswersFiveToAnUnknownHeaderVersionAndKeepsItsCounter) {
+    PlainSocket client(gateway_.Port());
+    client.Send("17 FE FD 12 02 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 B1 FA");
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 05 89 79");
+    EXPECT_EQ(gateway_.Counter(), 1000U);
+}
+
+TEST_F(GatewaySimulatorTest, AnswersTenToReservedBytesThatAreNotZeroAndKeepsItsCounter) {
+    PlainSocket client(gateway_.Port());
+    client.Send("17 FE FD 12 01 00 01 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 2E 20");
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 0A 78 96");
+    EXPECT_EQ(gateway_.Counter(), 1000U);
+}
+
+TEST_F(GatewaySimulatorTest, DropsAFrameWithAWrongCrcAndReportsIt) {
+    PlainSocket client(gateway_.Port());
+    client.Send("17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DD" + kOpen);
+    EXPECT_EQ(client.Receive(20), kOk);
+    ASSERT_TRUE(gateway_.WaitForFrames(2));
+    EXPECT_EQ(gateway_.ReceivedFrames().at(0).verdict, Verdict::kChecksum);
+    EXPECT_EQ(gateway_.ReceivedFrames().at(1).verdict, Verdict::kGood);
+}
+
+TEST_F(GatewaySimulatorTest, DropsBytesWithoutMagicAndReportsThem) {
+    PlainSocket client(gateway_.Port());
+    client.Send("DE AD BE EF" + kOpen);
+    EXPECT_EQ(client.Receive(20), kOk);
+    ASSERT_TRUE(gateway_.WaitForFrames(2));
+    EXPECT_EQ(gateway_.ReceivedFrames().at(0).verdict, Verdict::kMagic);
+    EXPECT_EQ(gateway_.ReceivedFrames().at(0).bytes, Bytes({0xDE, 0xAD, 0xBE, 0xEF}));
+}
+
+TEST_F(GatewaySimulatorTest, AnswersGluedFramesOneByOne) {
+    PlainSocket client(gateway_.Port());
+    client.Send(kOpen + kNextOpen);
+    EXPECT_EQ(client.Receive(40), kOk + " " + kNextOk);
+}
+
+TEST_F(GatewaySimulatorTest, AnswersAFrameThatArrivesByteByByte) {
+    PlainSocket client(gateway_.Port());
+    for (const std::uint8_t byte : Testing::FromHexText(kOpen)) {
+        client.Send(Testing::ToHexText({byte}));
+    }
+    EXPECT_EQ(client.Receive(20), kOk);
+}
+
+TEST_F(GatewaySimulatorTest, RemembersWhatItReceivedAndWhen) {
+    const auto before = std::chrono::steady_clock::now();
+    PlainSocket client(gateway_.Port());
+    client.Send(kOpen);
+    ASSERT_TRUE(gateway_.WaitForFrames(1));
+    const ReceivedFrame received = gateway_.ReceivedFrames().at(0);
+    EXPECT_EQ(Testing::ToHexText(received.bytes), kOpen);
+    EXPECT_EQ(received.frame.code, 0x0A);
+    EXPECT_EQ(received.frame.referenceId, 3);
+    EXPECT_EQ(received.frame.sequenceCounter, 1001U);
+    EXPECT_EQ(received.connection, 1U);
+    EXPECT_GE(received.arrival, before);
+    EXPECT_LE(received.arrival, std::chrono::steady_clock::now());
+}
+
+TEST_F(GatewaySimulatorTest, WaitForFramesGivesUpAtItsDeadline) {
+    EXPECT_TRUE(gateway_.WaitForFrames(0, milliseconds(0)));
+    EXPECT_FALSE(gateway_.WaitForFrames(1, milliseconds(20)));
+}
+
+TEST_F(GatewaySimulatorTest, SendsACardEvent) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    EXPECT_TRUE(gateway_.RaiseCard(5, {0x04, 0xA1, 0xB2, 0xC3}));
+    EXPECT_EQ(client.Receive(31), kCardEvent5);
+    EXPECT_EQ(gateway_.FindLock(5)->PendingEvent(), std::uint8_t{14});
+}
+
+TEST_F(GatewaySimulatorTest, SendsEventsInTheirOrder) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    EXPECT_TRUE(gateway_.RaiseCard(5, {0x04, 0xA1, 0xB2, 0xC3}));
+    EXPECT_TRUE(gateway_.RaisePin(5, "1234"));
+    EXPECT_EQ(client.Receive(62), kCardEvent5 + " " + kPinEvent5);
+}
+
+TEST_F(GatewaySimulatorTest, SendsEventsForAddressesWithoutALockToo) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    gateway_.SetEventDetails({0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10});
+    EXPECT_TRUE(gateway_.RaiseCard(0x01020304, {0x7F}, 18));
+    EXPECT_EQ(client.Receive(28),
+              "1C FE FD 17 01 00 00 00 00 00 00 01 01 02 03 04 12 0A 0B 0C 0D 0E 0F 10 01 7F 9E 10");
+}
+
+TEST_F(GatewaySimulatorTest, SendsNoEventWhenNobodyIsConnected) {
+    EXPECT_FALSE(gateway_.RaiseCard(5, {0x04}));
+    EXPECT_FALSE(gateway_.RaisePin(5, "1"));
+    EXPECT_FALSE(gateway_.SendRaw({0x00}));
+    EXPECT_FALSE(gateway_.FindLock(5)->PendingEvent().has_value());
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    gateway_.RaiseCard(5, {0x04, 0xA1, 0xB2, 0xC3});
+    EXPECT_EQ(client.Receive(31), kCardEvent5);
+}
+
+TEST_F(GatewaySimulatorTest, SendsRawBytesAsTheyAre) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    EXPECT_TRUE(gateway_.SendRaw({0xFE, 0xFD, 0x00}));
+    EXPECT_EQ(client.Receive(3), "FE FD 00");
+}
+
+TEST_F(GatewaySimulatorTest, SendsEventsToTheConnectionAcceptedLastAndAnswersToTheOneThatAsked) {
+    PlainSocket first(gateway_.Port());
+    AwaitConnection();
+    PlainSocket second(gateway_.Port());
+    ASSERT_TRUE(WaitUntil([&] { return gateway_.ConnectionCount() == 2; }));
+    first.Send(kOpen);
+    EXPECT_EQ(first.Receive(20), kOk);
+    gateway_.RaiseCard(5, {0x04, 0xA1, 0xB2, 0xC3});
+    EXPECT_EQ(second.Receive(31), kCardEvent5);
+    second.Close();
+    ASSERT_TRUE(WaitUntil([&] { return gateway_.RaisePin(5, "1") && !first.IsQuietFor(milliseconds(1)); }));
+}
+
+TEST_F(GatewaySimulatorTest, CountsConnectionsThatEndedToo) {
+    EXPECT_EQ(gateway_.ConnectionCount(), 0U);
+    EXPECT_FALSE(gateway_.IsConnected());
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    client.Close();
+    EXPECT_TRUE(WaitUntil([&] { return !gateway_.IsConnected(); }));
+    EXPECT_EQ(gateway_.ConnectionCount(), 1U);
+}
+
+TEST_F(GatewaySimulatorTest, ClosesConnectionsInOrder) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    gateway_.CloseConnection();
+    EXPECT_FALSE(gateway_.IsConnected());
+    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kClosed);
+}
+
+TEST_F(GatewaySimulatorTest, ClosesInOrderAlsoWhileThePeerGoesOnSending) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    gateway_.CloseConnection();
+    client.Send(kOpen);
+    client.Send(kNextOpen);
+    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_EQ(gateway_.ReceivedFrames().size(), 0U);
+}
+
+TEST_F(GatewaySimulatorTest, ResetsConnections) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    gateway_.ResetConnection();
+    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kReset);
+}
+
+TEST_F(GatewaySimulatorTest, RefusesConnectionsForAWhileOnly) {
+    PlainSocket standing(gateway_.Port());
+    AwaitConnection();
+    const auto start = std::chrono::steady_clock::now();
+    gateway_.RefuseConnections(milliseconds(100));
+    standing.Send(kOpen);
+    EXPECT_EQ(standing.Receive(20), kOk);
+    EXPECT_TRUE(WaitUntil([&] { return PlainSocket(gateway_.Port()).IsConnected(); }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(100));
+}
+
+TEST_F(GatewaySimulatorTest, RefusesConnectionsUntilToldOtherwise) {
+    gateway_.RefuseConnections(seconds(3600));
+    EXPECT_FALSE(PlainSocket(gateway_.Port()).IsConnected());
+    gateway_.RefuseConnections(milliseconds(0));
+    EXPECT_TRUE(WaitUntil([&] { return PlainSocket(gateway_.Port()).IsConnected(); }));
+}
+
+TEST_F(GatewaySimulatorTest, KeepsPortLocksAndCounterOverAStop) {
+    const std::uint16_t port = gateway_.Port();
+    PlainSocket client(port);
+    client.Send(kOpen);
+    client.Receive(20);
+    gateway_.Stop();
+    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_FALSE(PlainSocket(port).IsConnected());
+    gateway_.Start();
+    PlainSocket next(port);
+    next.Send(kNextOpen);
+    EXPECT_EQ(next.Receive(20), kNextOk);
+}
+
+TEST_F(GatewaySimulatorTest, CannotListenOnAPortInUse) {
+    SimulatorOptions options = Options();
+    options.port = gateway_.Port();
+    GatewaySimulator second(options);
+    EXPECT_THROW(second.Start(), std::system_error);
+}
+
+TEST_F(GatewaySimulatorTest, CannotListenOnAHostThatIsNoAddress) {
+    SimulatorOptions options = Options();
+    options.host = "no address";
+    GatewaySimulator second(options);
+    EXPECT_THROW(second.Start(), std::system_error);
+}
+
+TEST_F(GatewaySimulatorTest, AddsAndRemovesLocks) {
+    EXPECT_TRUE(gateway_.AddLock(9));
+    EXPECT_FALSE(gateway_.AddLock(9));
+    EXPECT_EQ(gateway_.Locks().size(), 3U);
+    EXPECT_EQ(gateway_.FindLock(9)->Cards().Capacity(), 100U);
+    EXPECT_TRUE(gateway_.RemoveLock(9));
+    EXPECT_FALSE(gateway_.RemoveLock(9));
+    EXPECT_FALSE(gateway_.FindLock(9).has_value());
+}
+
+TEST_F(GatewaySimulatorTest, MayBeUsedFromSeveralThreads) {
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    std::array<std::thread, 4> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread([&] {
+            for (int round = 0; round < 50; ++round) {
+                gateway_.RaisePin(5, "1234");
+                gateway_.Inject(Fault::Delay(milliseconds(1)));
+                gateway_.ReceivedFrames();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    constexpr std::size_t kBytes = 200UL * 31UL;
+    // Two digits for each byte of the 200 events, and a blank between two bytes.
+    EXPECT_EQ(client.Receive(kBytes).size(), kBytes * 3 - 1);
+}
+
+}  // namespace
+}  // namespace Simulator

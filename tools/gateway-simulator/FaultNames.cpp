@@ -1,0 +1,68 @@
+#include "tools/gateway-simulator/FaultNames.h"
+
+#include <algorithm>
+#include <array>
+#include <iomanip>
+#include <sstream>
+
+namespace Simulator {
+namespace {
+
+using Value = FaultName::Value;
+
+constexpr std::array<FaultName, 14> kFaultNames = {{
+    {FaultKind::kDelay, "delay", Value::kMilliseconds, "MILLISECONDS", "send the answer that much later"},
+    {FaultKind::kSilence, "silence", Value::kNone, "", "never answer"},
+    {FaultKind::kClose, "close", Value::kNone, "", "close the connection instead of answering"},
+    {FaultKind::kReset, "reset", Value::kNone, "", "reset the connection instead of answering"},
+    {FaultKind::kCloseMidFrame, "close-mid-frame", Value::kNone, "", "send half the answer, then close"},
+    {FaultKind::kByteByByte, "byte-by-byte", Value::kMilliseconds, "MILLISECONDS",
+     "send single bytes, pausing between"},
+    {FaultKind::kGlue, "glue", Value::kNone, "", "send the answer in one piece with the next frame"},
+    {FaultKind::kJunk, "junk", Value::kHex, "HEX", "send these bytes before the answer"},
+    {FaultKind::kWrongCrc, "wrong-crc", Value::kNone, "", "invert the CRC"},
+    {FaultKind::kWrongLength, "wrong-length", Value::kByte, "BYTE", "put this into the length byte"},
+    {FaultKind::kUnknownReference, "unknown-reference", Value::kNone, "", "answer under another reference ID"},
+    {FaultKind::kTwice, "twice", Value::kNone, "", "send the answer twice"},
+    {FaultKind::kForceResult, "force-result", Value::kByte, "RESULT", "answer this result, carry nothing out"},
+    {FaultKind::kAnswerCode, "answer-code", Value::kByte, "CODE", "answer with this command code"},
+}};
+
+const FaultName& NameOf(FaultKind kind) {
+    const auto* found =
+        std::find_if(kFaultNames.begin(), kFaultNames.end(), [&](const FaultName& row) { return row.kind == kind; });
+    return kFaultNames.at(static_cast<std::size_t>(found - kFaultNames.begin()));
+}
+
+}  // namespace
+
+const FaultName* FindFaultName(std::string_view name) {
+    for (const FaultName& row : kFaultNames) {
+        if (row.name == name) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+std::string DescribeFault(const Fault& fault) {
+    const FaultName& row = NameOf(fault.kind);
+    std::string text = row.name;
+    if (row.value == Value::kHex) {
+        text += " " + ToHex(fault.bytes);
+    } else if (row.value != Value::kNone) {
+        text += " " + std::to_string(fault.number);
+    }
+    return text;
+}
+
+std::string FaultHelp() {
+    std::ostringstream help;
+    for (const FaultName& row : kFaultNames) {
+        help << "  " << std::left << std::setw(30) << std::string(row.name) + " " + row.valueName << ' ' << row.help
+             << '\n';
+    }
+    return help.str();
+}
+
+}  // namespace Simulator

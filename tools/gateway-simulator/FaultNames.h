@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/gateway-simulator/Fault.h"
+
+namespace Simulator {
+
+// How a kind of fault is written at the console and in report lines.
+struct FaultName {
+    enum class Value { kNone, kMilliseconds, kByte, kHex };
+
+    FaultKind kind;
+    const char* name;
+    Value value;
+    // What the value is called in help, empty for kNone.
+    const char* valueName;
+    const char* help;
+};
+
+// Null for an unknown name.
+const FaultName* FindFaultName(std::string_view name);
+
+// Name and value of a fault, as in "delay 500".
+std::string DescribeFault(const Fault& fault);
+
+// One line for each kind of fault, for --help.
+std::string FaultHelp();
+
+}  // namespace Simulator
