@@ -1,0 +1,171 @@
+// The program itself, as a process with its standard streams in pipes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "tests/tools/ChildProcess.h"
+#include "tests/tools/PlainSocket.h"
+
+namespace {
+
+using Testing::ChildProcess;
+using testing::HasSubstr;
+using testing::Not;
+using Testing::PlainSocket;
+
+const std::string kOpen = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
+const std::string kOk = "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC";
+
+std::vector<std::string> Command(const std::vector<std::string>& options) {
+    std::vector<std::string> command = {GATEWAY_SIMULATOR_PATH};
+    command.insert(command.end(), options.begin(), options.end());
+    return command;
+}
+
+// The port of the line that says it is ready.
+std::uint16_t WaitForPort(ChildProcess& program) {
+    const std::string text = "Listening on 127.0.0.1:";
+    EXPECT_TRUE(program.WaitForOutput(text));
+    EXPECT_TRUE(program.WaitForOutput("\n"));
+    const std::size_t found = program.Output().find(text);
+    return found == std::string::npos
+               ? std::uint16_t{0}
+               : static_cast<std::uint16_t>(std::stoul(program.Output().substr(found + text.size())));
+}
+
+class ScriptFile {
+  public:
+    explicit ScriptFile(const std::string& text)
+        : path_(testing::TempDir() + "gateway-simulator-" + std::to_string(getpid())) {
+        std::ofstream(path_) << text;
+    }
+    ~ScriptFile() { unlink(path_.c_str()); }
+    ScriptFile(const ScriptFile&) = delete;
+    ScriptFile& operator=(const ScriptFile&) = delete;
+
+    const std::string& Path() const { return path_; }
+
+  private:
+    std::string path_;
+};
+
+TEST(GatewaySimulatorProgramTest, PrintsALineForEachFrameAndAnswer) {
+    ChildProcess program(Command({"--port", "0", "--locks", "5,6"}));
+    PlainSocket client(WaitForPort(program));
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), kOk);
+    EXPECT_TRUE(program.WaitForOutput(" -> OPEN_LOCK lock 5 seq 1001 ref 3 payload 00000000\n"));
+    EXPECT_TRUE(program.WaitForOutput(" <- OK lock 5 ref 3\n"));
+}
+
+TEST(GatewaySimulatorProgramTest, TakesCounterLocksAndCapacityFromItsOptions) {
+    ChildProcess program(Command({"--port", "0", "--locks", "8,9", "--counter", "41", "--capacity", "2"}));
+    program.Write("locks\n");
+    EXPECT_TRUE(
+        program.WaitForOutput("counter 41\n"
+                              "lock 8: closed, status 0F000000000000, whitelist enabled, 0 of 2 cards\n"
+                              "lock 9: closed, status 0F000000000000, whitelist enabled, 0 of 2 cards\n"));
+}
+
+TEST(GatewaySimulatorProgramTest, PrintsNoFramesWhenQuiet) {
+    ChildProcess program(Command({"--port", "0", "--quiet"}));
+    PlainSocket client(WaitForPort(program));
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), kOk);
+    program.Write("faults\nquit\n");
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_THAT(program.Output(), HasSubstr("no faults\n"));
+    EXPECT_THAT(program.Output(), Not(HasSubstr("OPEN_LOCK")));
+}
+
+TEST(GatewaySimulatorProgramTest, TakesCommandsFromStandardInput) {
+    ChildProcess program(Command({"--port", "0"}));
+    PlainSocket client(WaitForPort(program));
+    ASSERT_TRUE(program.WaitForOutput("connection from 127.0.0.1:"));
+    program.Write("nonsense\nwait 1\npin 5 1234\n");
+    EXPECT_EQ(client.Receive(31),
+              "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 16 00 00 00 00 00 00 00 04 31 32 33 34 B0 6A");
+    EXPECT_TRUE(program.WaitForOutput("error: there is no command \"nonsense\"; try help\n"));
+}
+
+TEST(GatewaySimulatorProgramTest, GoesOnWhenStandardInputCloses) {
+    ChildProcess program(Command({"--port", "0"}));
+    const std::uint16_t port = WaitForPort(program);
+    program.Write("counter 1000\nlocks");
+    program.CloseInput();
+    ASSERT_TRUE(program.WaitForOutput("counter 1000\n"));
+    PlainSocket client(port);
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), kOk);
+}
+
+TEST(GatewaySimulatorProgramTest, RunsAScript) {
+    const ScriptFile script("# one answer under another code\nfault answer-code 0x33\nwait 1\nfaults\n");
+    ChildProcess program(Command({"--port", "0", "--script", script.Path()}));
+    PlainSocket client(WaitForPort(program));
+    ASSERT_TRUE(program.WaitForOutput("answer-code 51 (for 1 more)\n"));
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 33 00 89 1A");
+}
+
+TEST(GatewaySimulatorProgramTest, DoesNotStartWithABadScript) {
+    const ScriptFile script("card 5 04\ncrad 5 04\n");
+    ChildProcess program(Command({"--port", "0", "--script", script.Path()}));
+    EXPECT_EQ(program.WaitForExit(), 64);
+    EXPECT_EQ(program.Output(), script.Path() + ":2: there is no command \"crad\"; try help\n");
+}
+
+TEST(GatewaySimulatorProgramTest, EndsWithZeroOnTermInterruptAndQuit) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        ChildProcess program(Command({"--port", "0"}));
+        WaitForPort(program);
+        program.Signal(number);
+        EXPECT_EQ(program.WaitForExit(), 0) << number;
+    }
+    ChildProcess program(Command({"--port", "0"}));
+    program.Write("quit\n");
+    EXPECT_EQ(program.WaitForExit(), 0);
+}
+
+TEST(GatewaySimulatorProgramTest, EndsWhileAScriptWaitsAndAnAnswerIsDelayed) {
+    const ScriptFile script("fault delay 3600000\nfaults\nwait 3600000\n");
+    ChildProcess program(Command({"--port", "0", "--script", script.Path()}));
+    PlainSocket client(WaitForPort(program));
+    ASSERT_TRUE(program.WaitForOutput("delay 3600000 (for 1 more)\n"));
+    client.Send(kOpen);
+    ASSERT_TRUE(program.WaitForOutput("<- OK lock 5 ref 3 [delay 3600000]\n"));
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.WaitForExit(), 0);
+}
+
+TEST(GatewaySimulatorProgramTest, SaysThatItsPortIsInUse) {
+    ChildProcess first(Command({"--port", "0"}));
+    const std::string port = std::to_string(WaitForPort(first));
+    ChildProcess second(Command({"--port", port}));
+    EXPECT_EQ(second.WaitForExit(), 1);
+    EXPECT_EQ(second.Output(), "Cannot listen on 127.0.0.1:" + port + ": Address already in use\n");
+}
+
+TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
+    for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
+             {"--prot", "5"}, {"--port", "65536"}, {"--port", "-1"}, {"--locks", "five"}, {"--counter"}, {"stray"}}) {
+        ChildProcess program(Command(options));
+        EXPECT_EQ(program.WaitForExit(), 64) << options.front();
+        EXPECT_NE(program.Output(), "");
+    }
+}
+
+TEST(GatewaySimulatorProgramTest, TeachesItsCommandsInItsHelp) {
+    ChildProcess program(Command({"--help"}));
+    EXPECT_EQ(program.WaitForExit(), 0);
+    for (const char* word : {"--script", "card ADDRESS HEX [TYPE]", "pin ADDRESS DIGITS", "wait MILLISECONDS", "quit",
+                             "close-mid-frame", "byte-by-byte MILLISECONDS", "Examples:"}) {
+        EXPECT_THAT(program.Output(), HasSubstr(word));
+    }
+}
+
+}  // namespace
