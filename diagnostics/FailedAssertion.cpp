@@ -6,7 +6,7 @@
 namespace Diagnostics {
 
 void FailedAssertion(const char* condition, const char* file, int line) {
-    std::fprintf(stderr, "%s:%d: Assertion `%s' failed.\n", file, line, condition);
+    static_cast<void>(std::fprintf(stderr, "%s:%d: Assertion `%s' failed.\n", file, line, condition));
     std::abort();
 }
 
