@@ -1,17 +1,13 @@
 #include "mux/configuration/MuxConfigurationParser.h"
 
-#include <rapidjson/memorystream.h>
-
 #include <utility>
+
+#include "diagnostics/JsonReading.h"
 
 namespace Mux::Configuration {
 namespace {
 
-// Looking a member up in anything but an object fails an assertion, which is what refuses wrong elements of the lists.
-const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* name) {
-    const auto member = object.FindMember(name);
-    return member != object.MemberEnd() ? &member->value : nullptr;
-}
+using Diagnostics::FindMember;
 
 std::int32_t IntegerOrZero(const rapidjson::Value& object, const char* name) {
     const auto* value = FindMember(object, name);
@@ -26,7 +22,8 @@ std::string TextOrEmpty(const rapidjson::Value& object, const char* name) {
     return {value->GetString(), value->GetStringLength()};
 }
 
-// The records that `read` makes of the elements of the array `name`; none when there is no such array.
+// The records that `read` makes of the elements of the array `name`; none when there is no such array. An element that
+// is no object is refused by the first look-up in it.
 template <typename Record>
 std::vector<Record> RecordsIn(const rapidjson::Value& object, const char* name,
                               Record (*read)(const rapidjson::Value&)) {
@@ -61,13 +58,7 @@ GatewayConfiguration ReadGateway(const rapidjson::Value& element) {
 
 bool MuxConfigurationParser::ParseText(const std::string& text, MuxConfigurationData& configuration) const {
     rapidjson::Document document;
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    document.ParseStream(stream);
-    // The parser takes a NUL for the end of the text; one inside the text is no JSON.
-    if (document.HasParseError() || stream.Tell() != text.size()) {
-        return false;
-    }
-    return ParseObject(document, configuration);
+    return Diagnostics::ParseJson(text, document) && ParseObject(document, configuration);
 }
 
 bool MuxConfigurationParser::ParseObject(const rapidjson::Value& object, MuxConfigurationData& configuration) const {

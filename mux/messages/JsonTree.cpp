@@ -1,7 +1,5 @@
 #include "mux/messages/JsonTree.h"
 
-#include <rapidjson/memorystream.h>
-
 #include <vector>
 
 namespace Mux {
@@ -87,16 +85,6 @@ bool Walk(const rapidjson::Value& root, Handler& handler) {
 }
 
 }  // namespace
-
-bool ParseJson(const std::string& text, rapidjson::Document& document) {
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    document.ParseStream(stream);
-    const bool parsed = !document.HasParseError() && stream.Tell() == text.size();
-    if (!parsed) {
-        document.SetNull();
-    }
-    return parsed;
-}
 
 void CopyJson(const rapidjson::Value& source, rapidjson::Value& target, rapidjson::Document::AllocatorType& allocator) {
     rapidjson::Document copy(&allocator);

@@ -6,16 +6,11 @@
 
 namespace Mux {
 
-// Reading, copying and writing JSON of any depth.
+// Copying and writing JSON of any depth.
 //
 // A client may send tens of thousands of nested brackets, and the library's own copying and writing call themselves
 // once for each. These functions keep their place on the heap instead, so that the depth costs no thread its stack.
 // They keep no state; any thread may call them.
-
-// Parses `text` into `document`: one JSON value (RFC 8259) with nothing but white space around it, no comments, no
-// trailing commas, no byte order mark. A NUL character is no end of text but a character that JSON does not allow.
-// False when the text is anything else; the document is null then.
-bool ParseJson(const std::string& text, rapidjson::Document& document);
 
 // Makes `target` a copy of `source`, strings included, whose memory comes from `allocator` and lives as long as that.
 // `target` must not be a part of `source`.

@@ -3,17 +3,12 @@
 #include <ctime>
 #include <utility>
 
-#include "mux/messages/JsonTree.h"
+#include "diagnostics/JsonReading.h"
 
 namespace Mux {
 namespace {
 
-// Looking a member up in anything but an object fails an assertion: the first look-up is what refuses a message whose
-// root is no object.
-const rapidjson::Value* FindMember(const rapidjson::Value& root, const char* name) {
-    const auto member = root.FindMember(name);
-    return member != root.MemberEnd() ? &member->value : nullptr;
-}
+using Diagnostics::FindMember;
 
 std::int32_t LowBits(std::int64_t seconds) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds));
@@ -50,9 +45,10 @@ std::unique_ptr<std::vector<unsigned char>> BytesOf(const std::string& text) {
 
 std::unique_ptr<MuxMessage> MuxMessageBuilder::ParseMessage(const std::string& text) {
     rapidjson::Document root;
-    if (!ParseJson(text, root)) {
+    if (!Diagnostics::ParseJson(text, root)) {
         return nullptr;
     }
+    // The first look-up is what refuses a root that is no object.
     const std::int32_t timestamp = TimestampOf(root);
     std::string messageID = MessageIDOf(root);
     const std::int32_t messageCode = MessageCodeOf(root);
