@@ -2,13 +2,65 @@
 
 #include <rapidjson/memorystream.h>
 
+#include <algorithm>
+
 namespace Diagnostics {
+namespace {
+
+// Every number with an exponent of minus this many digits or more is zero.
+constexpr std::size_t kDigitsOfZero = 9;
+constexpr const char* kExponentOfZero = "e-999999999";
+
+// Where the string literal that begins at `quote` is over.
+std::size_t EndOfString(const std::string& text, std::size_t quote) {
+    std::size_t position = quote + 1;
+    while (position < text.size() && text.at(position) != '"') {
+        position += text.at(position) == '\\' ? 2 : 1;
+    }
+    return std::min(position + 1, text.size());
+}
+
+bool IsNegativeExponent(const std::string& text, std::size_t position) {
+    return text.compare(position, 2, "e-") == 0 || text.compare(position, 2, "E-") == 0;
+}
+
+// Appends the exponent of `text` at `position` to `target` and returns where it is over.
+std::size_t AppendExponent(const std::string& text, std::size_t position, std::string& target) {
+    const std::size_t end = std::min(text.find_first_not_of("0123456789", position + 2), text.size());
+    const std::size_t firstDigit = std::min(text.find_first_not_of('0', position + 2), end);
+    if (end - firstDigit >= kDigitsOfZero) {
+        target += kExponentOfZero;
+    } else {
+        target.append(text, position, end - position);
+    }
+    return end;
+}
+
+// The library adds a number's exponent and its decimals up as an int. A long negative exponent takes that below what
+// an int holds, and a table look-up far outside its table fails an assertion. A shorter one says the same number.
+std::string WithShortExponents(const std::string& text) {
+    std::string shortened;
+    shortened.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) {
+        if (IsNegativeExponent(text, position)) {
+            position = AppendExponent(text, position, shortened);
+            continue;
+        }
+        const std::size_t end = text.at(position) == '"' ? EndOfString(text, position) : position + 1;
+        shortened.append(text, position, end - position);
+        position = end;
+    }
+    return shortened;
+}
+
+}  // namespace
 
 bool ParseJson(const std::string& text, rapidjson::Document& document) {
-    rapidjson::MemoryStream stream(text.data(), text.size());
+    const std::string shortened = WithShortExponents(text);
+    rapidjson::MemoryStream stream(shortened.data(), shortened.size());
     document.ParseStream(stream);
     // The parser takes a NUL for the end of the text; one inside the text is no JSON.
-    const bool parsed = !document.HasParseError() && stream.Tell() == text.size();
+    const bool parsed = !document.HasParseError() && stream.Tell() == shortened.size();
     if (!parsed) {
         document.SetNull();
     }

@@ -60,6 +60,49 @@ TEST(ParseJson, TakesAnEscapedNulCharacterAsPartOfItsText) {
     EXPECT_EQ(std::string(document.GetString(), document.GetStringLength()), std::string("a\0b", 3));
 }
 
+double NumberOf(const std::string& text) {
+    rapidjson::Document document;
+    EXPECT_TRUE(ParseJson(text, document)) << text;
+    return document.IsDouble() ? document.GetDouble() : -1;
+}
+
+TEST(ParseJson, ReadsAnyNegativeExponentAndNothingOverflows) {
+    const std::string manyDecimals = "0." + std::string(60000, '0') + "1";
+    for (const char* exponent : {"e-99999999", "e-999999999", "e-2147483639", "e-2147483640", "E-2147483648",
+                                 "e-99999999999999999999", "e-00000000000000000000999999999999"}) {
+        for (const std::string& number :
+             {std::string("1"), std::string("1.5"), std::string("0.000000000000000000001"), manyDecimals}) {
+            EXPECT_EQ(NumberOf(number + exponent), 0.0) << exponent;
+            EXPECT_EQ(NumberOf("-" + number + exponent), 0.0) << exponent;
+        }
+    }
+}
+
+TEST(ParseJson, KeepsTheValueOfEveryExponentThatMatters) {
+    EXPECT_DOUBLE_EQ(NumberOf("1e-1"), 0.1);
+    EXPECT_DOUBLE_EQ(NumberOf("25E-1"), 2.5);
+    EXPECT_DOUBLE_EQ(NumberOf("2.5e-0000000000000001"), 0.25);
+    EXPECT_DOUBLE_EQ(NumberOf("1e-000000000000"), 1.0);
+    EXPECT_DOUBLE_EQ(NumberOf("1e-308"), 1e-308);
+    EXPECT_DOUBLE_EQ(NumberOf("1e+0000000000000002"), 100.0);
+}
+
+TEST(ParseJson, LeavesWhatLooksLikeAnExponentInATextAsItIs) {
+    rapidjson::Document document;
+    ASSERT_TRUE(ParseJson(R"({"1e-9999999999":"\"1e-9999999999\\","b":[1e-9999999999,"e-9999999999"]})", document));
+    EXPECT_STREQ(document["1e-9999999999"].GetString(), "\"1e-9999999999\\");
+    EXPECT_EQ(document["b"][0].GetDouble(), 0.0);
+    EXPECT_STREQ(document["b"][1].GetString(), "e-9999999999");
+}
+
+TEST(ParseJson, StillRefusesABrokenExponentOrText) {
+    for (const char* text : {"1e-", "e-9999999999", "1e-9999999999x", "1e--9999999999", "1e-9999999999e-1", "[1e-",
+                             "\"1e-9999999999", "\"\\", "\\\"1e-9999999999\""}) {
+        rapidjson::Document document;
+        EXPECT_FALSE(ParseJson(text, document)) << text;
+    }
+}
+
 TEST(FindMember, GivesTheFirstOfMembersWithTheNameInItsOwnCase) {
     rapidjson::Document document;
     document.Parse(R"({"A":1,"a":2,"a":3})");
