@@ -1,9 +1,9 @@
 #include "mux/messages/CardData.h"
 
+#include "diagnostics/HexText.h"
+
 namespace Mux {
 namespace {
-
-constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 int NybbleOf(char digit) {
     if (digit >= '0' && digit <= '9') {
@@ -33,13 +33,7 @@ std::vector<unsigned char> HexToBytes(const std::string& text) {
 }
 
 std::string BytesToHex(const std::vector<unsigned char>& bytes) {
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte) {
-        text += kHexDigits[*byte / 16];
-        text += kHexDigits[*byte % 16];
-    }
-    return text;
+    return Diagnostics::BytesToHex({bytes.rbegin(), bytes.rend()}, "");
 }
 
 }  // namespace Mux
