@@ -1,5 +1,6 @@
 #include "messages/BrenkLockState.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "diagnostics/Log.h"
@@ -11,7 +12,10 @@ namespace {
 
 using Testing::Bytes;
 using Testing::CapturedLog;
+using testing::ElementsAre;
+using testing::EndsWith;
 using Testing::FromHex;
+using testing::Pair;
 
 // Decodes the status that `statusBytes` (hexadecimal) stands for.
 BrenkLockState StateOf(const std::string& statusBytes) {
@@ -108,23 +112,28 @@ TEST(BrenkLockState, EveryBatteryLevelHasItsValueAndText) {
     }
 }
 
-TEST(BrenkLockState, SetFlagsAreLoggedAtDebug) {
-    const CapturedLog log;
-    StateOf("00 00 5C 00 00 00 00");
-    EXPECT_EQ(log.Count(plog::debug, "Brenk Lock State payload is valid."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Lock mechanical active."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Current lock is in battery warning."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Current lock is in battery alarm."), 1);
-    EXPECT_EQ(log.Lines().size(), 6U) << log.Text();
+auto DebugLine(const std::string& text) {
+    return Pair(plog::debug, EndsWith(") " + text));
 }
 
-TEST(BrenkLockState, ClearFlagsAreLoggedAtDebug) {
+TEST(BrenkLockState, SetFlagsAreLoggedAtDebugInTheOrderOfTheirDecoding) {
+    const CapturedLog log;
+    StateOf("0E 00 5C 00 00 00 00");
+    EXPECT_THAT(
+        log.Lines(),
+        ElementsAre(DebugLine("Brenk Lock State payload is valid."), DebugLine("Battery status medium."),
+                    DebugLine("minimum 95%"), DebugLine("Lock mechanical active."),
+                    DebugLine("Current lock is in battery warning."), DebugLine("Current lock is in battery alarm.")));
+}
+
+TEST(BrenkLockState, ClearFlagsAreLoggedAtDebugInTheOrderOfTheirDecoding) {
     const CapturedLog log;
     StateOf("00 00 00 00 00 00 00");
-    EXPECT_EQ(log.Count(plog::debug, "Lock mechanical non active."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Current lock is not in battery warning."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Current lock is not in battery alarm."), 1);
-    EXPECT_EQ(log.Lines().size(), 6U) << log.Text();
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(DebugLine("Brenk Lock State payload is valid."), DebugLine("No battery status available."),
+                            DebugLine("< 80%"), DebugLine("Lock mechanical non active."),
+                            DebugLine("Current lock is not in battery warning."),
+                            DebugLine("Current lock is not in battery alarm.")));
 }
 
 TEST(BrenkLockState, TheSameValuesResultWhenNothingIsLogged) {
