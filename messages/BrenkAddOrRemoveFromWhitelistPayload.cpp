@@ -21,25 +21,17 @@ std::unique_ptr<std::uint8_t[]> ArrayOf(const std::vector<unsigned char>& bytes)
 BrenkAddOrRemoveFromWhitelistPayload::BrenkAddOrRemoveFromWhitelistPayload(bool uidMode, std::uint8_t setupNumber,
                                                                            std::uint8_t whitelistOption,
                                                                            std::vector<unsigned char>& cardData)
-    : setupNumber_(setupNumber), whitelistOption_(whitelistOption) {
-    if (setupNumber == 0) {
-        TakeNormalised(uidMode, cardData);
-    } else {
-        cardDataLength_ = static_cast<std::uint8_t>(cardData.size());
-        cardData_ = ArrayOf(cardData);
-    }
-}
-
-void BrenkAddOrRemoveFromWhitelistPayload::TakeNormalised(bool uidMode, const std::vector<unsigned char>& cardData) {
-    cardData_.reset(GenerateUIDData(uidMode, cardData));
+    : setupNumber_(setupNumber),
+      whitelistOption_(whitelistOption),
+      cardDataLength_(static_cast<std::uint8_t>(setupNumber == 0 && uidMode ? kUidLength : cardData.size())),
+      cardData_(setupNumber == 0 ? GenerateUIDData(uidMode, cardData) : ArrayOf(cardData).release()) {
     if (cardData_ == nullptr) {
         MUX_LOG(plog::warning) << "Message card data bytes are null. This means no valid data was provided. Whitelist "
                                   "message payload will be filled with dummy data, so Brenk Gateway will return a "
                                   "correlated error for the request.";
+        cardDataLength_ = 0;
         cardData_ = std::make_unique<std::uint8_t[]>(1);
-        return;
     }
-    cardDataLength_ = static_cast<std::uint8_t>(uidMode ? kUidLength : cardData.size());
 }
 
 std::vector<unsigned char>* BrenkAddOrRemoveFromWhitelistPayload::Serialize() {

@@ -31,12 +31,9 @@ class BrenkAddOrRemoveFromWhitelistPayload : public BrenkMessagePayload {
     static std::uint8_t* GenerateUIDData(bool uidMode, std::vector<unsigned char> data);
 
   private:
-    // With setup number 0.
-    void TakeNormalised(bool uidMode, const std::vector<unsigned char>& cardData);
-
     std::uint8_t setupNumber_;
     std::uint8_t whitelistOption_;
-    std::uint8_t cardDataLength_ = 0;
+    std::uint8_t cardDataLength_;
     std::unique_ptr<std::uint8_t[]> cardData_;
 };
 

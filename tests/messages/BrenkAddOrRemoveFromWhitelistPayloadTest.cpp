@@ -1,5 +1,6 @@
 #include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -14,7 +15,11 @@ namespace {
 
 using Testing::Bytes;
 using Testing::CapturedLog;
+using testing::ElementsAre;
+using testing::EndsWith;
 using Testing::FromHex;
+using testing::Pair;
+using testing::StartsWith;
 
 constexpr bool kUidMode = true;
 constexpr bool kPlain = false;
@@ -26,6 +31,11 @@ constexpr const char* kDummyData =
 Bytes Payload(bool uidMode, std::uint8_t setupNumber, std::uint8_t option, Bytes cardData) {
     BrenkAddOrRemoveFromWhitelistPayload payload(uidMode, setupNumber, option, cardData);
     return Testing::Serialized(payload);
+}
+
+// Matches a line of the log with this severity and this text behind its signature.
+auto Line(plog::Severity severity, const std::string& text) {
+    return Pair(severity, EndsWith(" " + text));
 }
 
 // 1, 2, 3, ...
@@ -57,8 +67,9 @@ TEST(BrenkAddOrRemoveFromWhitelistPayload, AUidOfOneByteAndOfNineBytesArePaddedT
 TEST(BrenkAddOrRemoveFromWhitelistPayload, AUidOfElevenBytesIsRefusedWithAWarningAndSentWithoutCardBytes) {
     const CapturedLog log;
     EXPECT_EQ(Payload(kUidMode, 0, 1, Counting(11)), FromHex("00 01 00"));
-    EXPECT_EQ(log.Count(plog::warning, "Invalid card data. Whitelist message cannot be processed."), 1) << log.Text();
-    EXPECT_EQ(log.Count(plog::warning, kDummyData), 1) << log.Text();
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(Line(plog::warning, "Invalid card data. Whitelist message cannot be processed."),
+                            Line(plog::warning, kDummyData)));
 }
 
 TEST(BrenkAddOrRemoveFromWhitelistPayload, SevenBytesOutsideUidModeWithSetupNumberZeroAreUnchanged) {
@@ -75,13 +86,20 @@ TEST(BrenkAddOrRemoveFromWhitelistPayload, EmptyCardDataWithSetupNumberZeroIsAnE
     for (const bool uidMode : {kUidMode, kPlain}) {
         const CapturedLog log;
         EXPECT_EQ(Payload(uidMode, 0, 0, {}), FromHex("00 00 00"));
-        const auto lines = log.Lines();
-        ASSERT_EQ(lines.size(), 2U) << log.Text();
-        EXPECT_EQ(lines[0].first, plog::error);
-        EXPECT_EQ(lines[1].first, plog::warning);
-        EXPECT_EQ(log.Count(plog::error, "Whitelist card UUID vector is empty. Cannot request message."), 1);
-        EXPECT_EQ(log.Count(plog::warning, kDummyData), 1);
+        EXPECT_THAT(log.Lines(),
+                    ElementsAre(Line(plog::error, "Whitelist card UUID vector is empty. Cannot request message."),
+                                Line(plog::warning, kDummyData)));
     }
+}
+
+TEST(BrenkAddOrRemoveFromWhitelistPayload, EachLineStandsUnderTheSignatureOfTheFunctionThatWritesIt) {
+    const CapturedLog log;
+    Payload(kPlain, 0, 0, {});
+    const std::string className = "Brenk::Messages::BrenkAddOrRemoveFromWhitelistPayload";
+    ASSERT_EQ(log.Lines().size(), 2U) << log.Text();
+    EXPECT_THAT(log.Lines().at(0).second, StartsWith("static uint8_t* " + className + "::GenerateUIDData(bool, "));
+    EXPECT_THAT(log.Lines().at(1).second,
+                StartsWith(className + "::BrenkAddOrRemoveFromWhitelistPayload(bool, uint8_t, uint8_t, "));
 }
 
 TEST(BrenkAddOrRemoveFromWhitelistPayload, TwelveBytesWithSetupNumberOneAreUnchangedWhateverTheUidMode) {
@@ -136,30 +154,24 @@ TEST(GenerateUIDData, ReturnsNullForEmptyDataAndForAUidThatIsTooLong) {
     EXPECT_EQ(BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(kUidMode, Counting(11)), nullptr);
 }
 
-void ExpectDebugLines(const CapturedLog& log, const std::vector<std::string>& texts) {
-    EXPECT_EQ(log.Lines().size(), texts.size()) << log.Text();
-    for (const std::string& text : texts) {
-        EXPECT_EQ(log.Count(plog::debug, text), 1) << text << "\n" << log.Text();
-    }
-}
-
 TEST(GenerateUIDData, AShortUidIsLoggedAtDebugWithTheResultAsText) {
     const CapturedLog log;
     Payload(kUidMode, 0, 0, FromHex("04 A1 B2 C3"));
-    ExpectDebugLines(log, {
-                              "Card data is of valid dimension for UID mode. The data will be simply copied.",
-                              "The data isn't of UID mode length. It will be zero filled.",
-                              "The card data converted in BRENK Message data is 00 00 00 00 00 00 C3 B2 A1 04",
-                          });
+    EXPECT_THAT(
+        log.Lines(),
+        ElementsAre(
+            Line(plog::debug, "Card data is of valid dimension for UID mode. The data will be simply copied."),
+            Line(plog::debug, "The data isn't of UID mode length. It will be zero filled."),
+            Line(plog::debug, "The card data converted in BRENK Message data is 00 00 00 00 00 00 C3 B2 A1 04")));
 }
 
 TEST(GenerateUIDData, AUidOfFullLengthIsLoggedAtDebug) {
     const CapturedLog log;
     Payload(kUidMode, 0, 0, Counting(10));
-    ExpectDebugLines(log, {
-                              "Card data is of valid dimension for UID mode. The data will be simply copied.",
-                              "Card data is of UID mode length. A simple copy of the data will be done.",
-                          });
+    EXPECT_THAT(
+        log.Lines(),
+        ElementsAre(Line(plog::debug, "Card data is of valid dimension for UID mode. The data will be simply copied."),
+                    Line(plog::debug, "Card data is of UID mode length. A simple copy of the data will be done.")));
 }
 
 }  // namespace
