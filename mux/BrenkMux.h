@@ -56,13 +56,13 @@ class BrenkMux {
 
     // Reads and applies a configuration. False, with the old configuration kept, when the file cannot be read or the
     // text is no JSON. Not while requests are being routed to gateways that this replaces.
-    bool ParseConfigurationFile(const std::string& path);
-    bool ParseConfiguration(const std::string& json);
+    bool ParseConfigurationFile(std::string path);
+    bool ParseConfiguration(std::string json);
     bool ParseConfigurationMessage(MuxMessage& message);
 
     // Destroys all gateways and makes those of the configuration, not yet connected. One that cannot be made costs an
     // error line.
-    void InitVirtualGateways(const Configuration::MuxConfigurationData& configuration);
+    void InitVirtualGateways(Configuration::MuxConfigurationData configuration);
 
     // Connects every gateway that needs it. Gateways thread, once a pass.
     void ConnectVirtualGateways();
@@ -73,9 +73,10 @@ class BrenkMux {
     // Forwards the request at the head of the request queue, or queues a NACK for it. Gateways thread, once a pass.
     void PopNextMessage();
 
-    // Hands the request to the gateway that it names. True when the gateway took it; the record is then in the pending
-    // list. Gateways thread.
-    bool SendMessageToVG(std::unique_ptr<MuxRequestRecord>& record);
+    // Hands the request to the gateway that it names. True when the gateway took it; the record then belongs to the
+    // pending list, or has ended already. False when it could not be handed on: the record stays the caller's. When
+    // something is thrown the record is freed. Gateways thread.
+    bool SendMessageToVG(MuxRequestRecord* record);
 
     // Delivers the record at the head of the answer queue; true when it was. Main thread, once a pass.
     bool SendMessageToClientIfAvailable();
@@ -152,7 +153,7 @@ class BrenkMux {
     void EnqueueNack(RecordPointer record);
     bool RouteToGateway(const MuxMessage& message, const char* signature);
     bool AddToPending(RecordPointer& record);
-    void TakeBackFromPending(const MuxRequestRecord* added, const std::string& messageID, RecordPointer& record);
+    bool TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID);
     RecordPointer TakeFromPending(const std::string& messageID);
 
     // Translation.
@@ -163,6 +164,7 @@ class BrenkMux {
     // Configuration.
     void ConnectVirtualGateway(Brenk::VirtualGateway& gateway);
     void DestroyVirtualGateways();
+    void CreateVirtualGateways(const std::vector<Configuration::GatewayConfiguration>& gateways);
     std::shared_ptr<Brenk::VirtualGateway> CreateVirtualGateway(const Configuration::GatewayConfiguration& gateway);
 
     const int port_;

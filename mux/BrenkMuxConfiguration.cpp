@@ -89,17 +89,19 @@ bool IsConnected(const VirtualGateway& gateway) {
 
 }  // namespace
 
-bool BrenkMux::ParseConfigurationFile(const std::string& path) {
+// NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
+bool BrenkMux::ParseConfigurationFile(std::string path) {
     MUX_LOG(plog::info) << "Reading configuration JSON data from file " << path;
     std::string text;
     if (!ReadFile(path, text)) {
         MUX_LOG(plog::error) << "Cannot read configuration JSON data from file " << path;
         return false;
     }
-    return ParseConfiguration(text);
+    return ParseConfiguration(std::move(text));
 }
 
-bool BrenkMux::ParseConfiguration(const std::string& json) {
+// NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
+bool BrenkMux::ParseConfiguration(std::string json) {
     MUX_LOG(plog::info) << "Parsing configuration JSON...";
     MuxConfigurationData configuration;
     if (!MuxConfigurationParser().ParseText(json, configuration)) {
@@ -109,7 +111,7 @@ bool BrenkMux::ParseConfiguration(const std::string& json) {
     MUX_LOG(plog::debug) << Summary(configuration);
     MUX_LOG(plog::info) << "JSON Configuration parsed. Activating new configuration.";
     enabled_ = configuration.enabled;
-    InitVirtualGateways(configuration);
+    InitVirtualGateways(std::move(configuration));
     return true;
 }
 
@@ -124,30 +126,24 @@ bool BrenkMux::ParseConfigurationMessage(MuxMessage& message) {
     MUX_LOG(plog::debug) << Summary(configuration);
     MUX_LOG(plog::info) << "Received message configuration parsed. Activating new configuration.";
     enabled_ = configuration.enabled;
-    InitVirtualGateways(configuration);
+    InitVirtualGateways(std::move(configuration));
     return true;
 }
 
-void BrenkMux::InitVirtualGateways(const MuxConfigurationData& configuration) {
+// NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
+void BrenkMux::InitVirtualGateways(MuxConfigurationData configuration) {
     MUX_LOG(plog::verbose) << "Destroying all gateways already configured...";
     DestroyVirtualGateways();
-    configured_ = true;
-    if (!configuration.enabled) {
-        MUX_LOG(plog::warning) << "Mux is not enabled.";
-        return;
-    }
-    MUX_LOG(plog::info) << "Start configure gateways.";
-    if (configuration.gateways.empty()) {
-        return;
-    }
-    auto collections = std::make_shared<GatewayCollections>();
-    for (const GatewayConfiguration& gateway : configuration.gateways) {
-        if (const auto created = CreateVirtualGateway(gateway)) {
-            AddToCollections(*collections, created, gateway);
+    if (configuration.enabled) {
+        MUX_LOG(plog::info) << "Start configure gateways.";
+        if (!configuration.gateways.empty()) {
+            CreateVirtualGateways(configuration.gateways);
+            MUX_LOG(plog::info) << "Virtual gateways initialized.";
         }
+    } else {
+        MUX_LOG(plog::warning) << "Mux is not enabled.";
     }
-    gateways_.With([&](std::shared_ptr<const GatewayCollections>& current) { current = collections; });
-    MUX_LOG(plog::info) << "Virtual gateways initialized.";
+    configured_ = true;
 }
 
 void BrenkMux::DestroyVirtualGateways() {
@@ -156,6 +152,16 @@ void BrenkMux::DestroyVirtualGateways() {
     for (const auto& gateway : destroyed->gateways) {
         gateway->Disconnect();
     }
+}
+
+void BrenkMux::CreateVirtualGateways(const std::vector<GatewayConfiguration>& gateways) {
+    auto collections = std::make_shared<GatewayCollections>();
+    for (const GatewayConfiguration& gateway : gateways) {
+        if (const auto created = CreateVirtualGateway(gateway)) {
+            AddToCollections(*collections, created, gateway);
+        }
+    }
+    gateways_.With([&](std::shared_ptr<const GatewayCollections>& current) { current = collections; });
 }
 
 // Null, with a line, for a gateway that cannot be made.

@@ -140,14 +140,15 @@ void BrenkMux::ForwardRequest(RecordPointer record) {
     const std::string messageID = record->message == nullptr ? "" : record->message->MessageID();
     MUX_LOG(plog::verbose) << "Popped MuxRequestInfo with ID " << messageID << " for socket with FD "
                            << record->socketFD << ".";
-    if (SendMessageToVG(record)) {
+    MuxRequestRecord* const handedOver = record.release();
+    if (SendMessageToVG(handedOver)) {
         MUX_LOG(plog::verbose) << "Message " << messageID << " sent to VG.";
         return;
     }
-    if (record == nullptr || record->message == nullptr) {
-        return;
+    record.reset(handedOver);
+    if (record->message != nullptr) {
+        AnswerWithNack(std::move(record));
     }
-    AnswerWithNack(std::move(record));
 }
 
 void BrenkMux::AnswerWithNack(RecordPointer record) {
@@ -181,29 +182,33 @@ void BrenkMux::EnqueueNack(RecordPointer record) {
 }
 
 // The record is in the pending list before the gateway has the request: its answer may come while this thread is still
-// on the way back. On refusal it is taken out again, and `record` holds it as before.
-bool BrenkMux::SendMessageToVG(std::unique_ptr<MuxRequestRecord>& record) {
+// on the way back. On refusal it is taken out again.
+bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
+    RecordPointer owned(record);
+    const auto refuse = [&owned] {
+        static_cast<void>(owned.release());
+        return false;
+    };
     MutexGuard guard = GuardOf(pendingMessagesListMutex_);
     MUX_LOG(plog::debug) << "SendMessageToVG MutexGuard acquired ";
-    if (record == nullptr || record->message == nullptr) {
-        return false;
+    if (owned == nullptr || owned->message == nullptr) {
+        return refuse();
     }
-    const MessagePointer message = record->message;
-    const MuxRequestRecord* const added = record.get();
-    const bool isPending = AddToPending(record);
+    const MessagePointer message = owned->message;
+    const bool isPending = AddToPending(owned);
     if (RouteToGateway(*message, __PRETTY_FUNCTION__)) {
         MUX_LOG(plog::info) << "Message correctly enqueued by Virtual Gateway. MessageID: " << message->MessageID();
         guard.Lock();
         // Of requests with the same ID the first stays pending; this one is freed and its client gets no answer.
-        record.reset();
+        owned.reset();
         guard.Release();
         return true;
     }
     MUX_LOG(plog::debug) << "Message not correctly enqueued by Virtual Gateway. MessageID: " << message->MessageID();
-    if (isPending) {
-        TakeBackFromPending(added, message->MessageID(), record);
+    if (isPending && !TakeBackFromPending(record, owned, message->MessageID())) {
+        return true;
     }
-    return false;
+    return refuse();
 }
 
 // Returns false, with `record` untouched, when a request with the same ID is pending already.
@@ -217,14 +222,17 @@ bool BrenkMux::AddToPending(RecordPointer& record) {
     });
 }
 
-// Gives back what AddToPending took, unless a gateway's late answer to an older request of this ID has ended it.
-void BrenkMux::TakeBackFromPending(const MuxRequestRecord* added, const std::string& messageID, RecordPointer& record) {
-    pendingList_.With([&](PendingList& pending) {
+// Gives back what AddToPending took. False when it is not there any more: a gateway's late answer to an older request
+// of this ID has ended it.
+bool BrenkMux::TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID) {
+    return pendingList_.With([&](PendingList& pending) {
         const auto position = pending.find(messageID);
-        if (position != pending.end() && position->second.get() == added) {
+        const bool found = position != pending.end() && position->second.get() == added;
+        if (found) {
             record = std::move(position->second);
             pending.erase(position);
         }
+        return found;
     });
 }
 
