@@ -196,7 +196,15 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
     }
     const MessagePointer message = owned->message;
     const bool isPending = AddToPending(owned);
-    if (RouteToGateway(*message, __PRETTY_FUNCTION__)) {
+    bool isAccepted = false;
+    try {
+        isAccepted = RouteToGateway(*message, __PRETTY_FUNCTION__);
+    } catch (...) {
+        // The request is lost. Left in the list it would keep later ones of its ID from being answered.
+        TakeBackFromPending(record, owned, message->MessageID());
+        throw;
+    }
+    if (isAccepted) {
         MUX_LOG(plog::info) << "Message correctly enqueued by Virtual Gateway. MessageID: " << message->MessageID();
         guard.Lock();
         // Of requests with the same ID the first stays pending; this one is freed and its client gets no answer.
