@@ -2,6 +2,11 @@
 
 #include <argh.h>
 
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
 #include "diagnostics/InitDiagnostics.h"
 #include "diagnostics/Tracer.h"
 #include "mux/Version.h"
@@ -19,16 +24,51 @@ constexpr const char* kUsage[] = {
     "--ver: print out the application current version number.",
     "--help: print this help.",
     "--port: specifies a new listen port, different from default 5555.",
-    "--configFile: loads a JSON config file directly from filesystem. TCP/IP can still be used to change "
-    "configuration.",
+    ("--configFile: loads a JSON config file directly from filesystem. TCP/IP can still be used to change "
+     "configuration."),
     "--logFile: write the log to a specified logfile",
     "--verbose, -v: enable verbose logging",
     "--debug, -dbg: enable debug logging",
     "--colors: enable colored output for console",
-    "If nothing specified, MUX will be started with the default listen port (5555) waiting for a valid configuration "
-    "to be send via network using TCP connection.",
+    ("If nothing specified, MUX will be started with the default listen port (5555) waiting for a valid configuration "
+     "to be send via network using TCP connection."),
     "",
 };
+
+constexpr const char* kValueOptions[] = {"--configFile", "--logFile"};
+
+bool TakesValue(const std::string& word) {
+    return std::find(std::begin(kValueOptions), std::end(kValueOptions), word) != std::end(kValueOptions);
+}
+
+// The parser does not take empty words. One that is the value of an option is joined to it ("--logFile="); any other
+// is a positional argument, which counts for nothing.
+std::vector<std::string> WordsOf(int argc, const char* const* argv) {
+    std::vector<std::string> words;
+    for (int index = 0; index < argc; ++index) {
+        const std::string word = argv[index];
+        if (!word.empty()) {
+            words.push_back(word);
+        } else if (!words.empty() && TakesValue(words.back())) {
+            words.back() += '=';
+        }
+    }
+    return words;
+}
+
+argh::parser Parse(const std::vector<std::string>& words) {
+    std::vector<const char*> pointers;
+    pointers.reserve(words.size());
+    for (const std::string& word : words) {
+        pointers.push_back(word.c_str());
+    }
+    argh::parser arguments;
+    for (const char* const option : kValueOptions) {
+        arguments.add_param(option);
+    }
+    arguments.parse(static_cast<int>(pointers.size()), pointers.data(), argh::parser::PREFER_FLAG_FOR_UNREG_OPTION);
+    return arguments;
+}
 
 CommandLineAction ReadAction(int argc, const argh::parser& arguments) {
     if (argc <= 0 || arguments[{"--help", "-h"}]) {
@@ -67,10 +107,7 @@ void ReadSeverity(const argh::parser& arguments, CommandLine& options) {
 }  // namespace
 
 CommandLine ParseCommandLine(int argc, const char* const* argv) {
-    argh::parser arguments;
-    arguments.add_params({"--configFile", "--logFile"});
-    arguments.parse(argc, argv, argh::parser::PREFER_FLAG_FOR_UNREG_OPTION);
-
+    const argh::parser arguments = Parse(WordsOf(argc, argv));
     CommandLine options;
     options.action = ReadAction(argc, arguments);
     options.port = ReadPort(arguments, options.port);
