@@ -1,0 +1,232 @@
+// A running Mux with real clients: who gets which answer, and in which order.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "mux/BrenkMux.h"
+#include "mux/messages/MuxMessageBuilder.h"
+#include "mux/messages/MuxMessageCodes.h"
+#include "tests/mux/MuxClient.h"
+#include "tests/mux/TestMux.h"
+#include "tests/mux/WireGateway.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ReservedPort.h"
+#include "tests/support/WaitUntil.h"
+
+using Testing::CapturedLog;
+using Testing::ConfigurationText;
+using Testing::LockData;
+using Testing::MuxClient;
+using Testing::Request;
+using Testing::RequestNack;
+using Testing::ReservedPort;
+using Testing::TestMux;
+using Testing::WaitUntil;
+using Testing::WireGateway;
+
+namespace Mux {
+namespace {
+
+const char* const kOpened = R"({"Timestamp":T,"MessageID":"m1","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})";
+
+class BrenkMuxClients : public testing::Test {
+  protected:
+    // How many clients the Mux has taken into its list so far, and how many have gone from it.
+    int AcceptedClients() const { return CountLines("Client with FD "); }
+    int DeletedClients() const { return CountLines("Client deleted from list. FD "); }
+
+    int CountLines(const std::string& text) const {
+        int count = 0;
+        for (const CapturedLog::Line& line : log.Lines()) {
+            count += line.second.find(text) != std::string::npos ? 1 : 0;
+        }
+        return count;
+    }
+
+    // The descriptor number that the Mux was given for its latest client.
+    std::string LatestDescriptor() const {
+        static const std::string kBefore = "Client with FD ";
+        std::string descriptor;
+        for (const CapturedLog::Line& line : log.Lines()) {
+            const std::size_t position = line.second.find(kBefore);
+            if (position != std::string::npos) {
+                const std::size_t begin = position + kBefore.size();
+                descriptor = line.second.substr(begin, line.second.find(' ', begin) - begin);
+            }
+        }
+        return descriptor;
+    }
+
+    MuxClient ConnectedClient() {
+        const int before = AcceptedClients();
+        MuxClient client(port.Number());
+        EXPECT_TRUE(WaitUntil([&] { return AcceptedClients() == before + 1; }));
+        return client;
+    }
+
+    // Closes the client and waits until the Mux has forgotten it.
+    void Disconnect(MuxClient& client) {
+        const int before = DeletedClients();
+        client.Close();
+        EXPECT_TRUE(WaitUntil([&] { return DeletedClients() == before + 1; }));
+    }
+
+    // Connects until the newcomer has the descriptor number that the Mux gave to one that has gone.
+    std::unique_ptr<MuxClient> NewcomerWith(const std::string& descriptor) {
+        for (int attempt = 0; attempt < 50; ++attempt) {
+            auto client = std::make_unique<MuxClient>(ConnectedClient());
+            if (LatestDescriptor() == descriptor) {
+                return client;
+            }
+            Disconnect(*client);
+        }
+        return nullptr;
+    }
+
+    // Starts the Mux with gateway 1 connected.
+    void StartWithGateway() {
+        mux.ParseConfiguration(ConfigurationText({gateway.Port()}));
+        mux.Start();
+        gateway.Accept();
+    }
+
+    const ReservedPort port;
+    WireGateway gateway;
+    const CapturedLog log;
+    TestMux mux{port.Number()};
+};
+
+TEST_F(BrenkMuxClients, BeforeAnyConfigurationAClientGetsTheNack) {
+    mux.Start();
+    MuxClient client = ConnectedClient();
+    client.Send(Request(10, "m1", LockData()));
+    EXPECT_EQ(client.Receive(), RequestNack("m1"));
+}
+
+TEST_F(BrenkMuxClients, ARequestTravelsToItsGatewayAndTheAnswerBackToItsClient) {
+    StartWithGateway();
+    MuxClient client = ConnectedClient();
+    MuxClient other = ConnectedClient();
+    client.Send(Request(10, "m1", LockData()));
+    gateway.Answer(gateway.ReceiveFrame(), 0);
+    gateway.Answer(gateway.ReceiveRequest(), 0);
+    EXPECT_EQ(client.Receive(), kOpened);
+    EXPECT_TRUE(other.IsSilent());
+    EXPECT_EQ(mux.PendingCount(), 0U);
+}
+
+TEST_F(BrenkMuxClients, EachClientGetsItsOwnAnswers) {
+    mux.Start();
+    MuxClient first = ConnectedClient();
+    MuxClient second = ConnectedClient();
+    for (int count = 0; count < 10; ++count) {
+        first.Send(Request(10, "first " + std::to_string(count), LockData()));
+        second.Send(Request(10, "second " + std::to_string(count), LockData()));
+    }
+    for (int count = 0; count < 10; ++count) {
+        EXPECT_EQ(first.Receive(), RequestNack("first " + std::to_string(count)));
+        EXPECT_EQ(second.Receive(), RequestNack("second " + std::to_string(count)));
+    }
+}
+
+TEST_F(BrenkMuxClients, ACardReaderEventReachesTwoClientsWithTheSameMessageID) {
+    StartWithGateway();
+    MuxClient first = ConnectedClient();
+    MuxClient second = ConnectedClient();
+    gateway.SendCardEvent(14, 5, {0x04, 0xA1, 0xB2, 0xC3});
+    const std::string event = first.Receive();
+    EXPECT_EQ(second.Receive(), event);
+    EXPECT_NE(event.find("\"MessageID\":\"lockEventMessage-"), std::string::npos) << event;
+    EXPECT_NE(event.find("\"MessageCode\":51,\"Data\":{\"gatewayID\":1,\"lockID\":5,"), std::string::npos) << event;
+    EXPECT_NE(event.find("\"RFIDData\":\"04A1B2C3\"}"), std::string::npos) << event;
+    ASSERT_TRUE(WaitUntil([this] { return log.Count(plog::debug, "Event sent. Deallocating messages memory.") == 2; }));
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
+TEST_F(BrenkMuxClients, AnEventReachesNobodyWhileNoClientIsConnected) {
+    StartWithGateway();
+    gateway.SendCardEvent(14, 5, {0x04});
+    ASSERT_TRUE(log.WaitFor(plog::info, "READER EVENT. A card was passed on the reader of a smartlock."));
+    MuxClient client = ConnectedClient();
+    client.Send(Request(99, "m1"));
+    EXPECT_EQ(client.Receive(), RequestNack("m1"));
+    EXPECT_FALSE(log.Holds(plog::debug, "Sending event to socket"));
+}
+
+TEST_F(BrenkMuxClients, LogsADeliveredAnswer) {
+    mux.Start();
+    MuxClient client = ConnectedClient();
+    client.Send(Request(99, "m1"));
+    client.Receive();
+    EXPECT_TRUE(log.WaitFor(plog::verbose, "Message sent. Deallocating messages memory."));
+    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD " + LatestDescriptor()), 1);
+}
+
+TEST_F(BrenkMuxClients, WithNoClientConnectedQueuedAnswersForAVanishedClientAreDroppedAfter15Attempts) {
+    mux.Start();
+    MuxClient client = ConnectedClient();
+    const std::string descriptor = LatestDescriptor();
+    Disconnect(client);
+    mux.Route(Request(99, "m1"), std::stoi(descriptor));
+    ASSERT_TRUE(log.WaitFor(plog::error, "Cannot send message to socket with FD " + descriptor +
+                                             ". Tried 15, I will delete the answer from queue."));
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD " + descriptor), 15);
+}
+
+// The kernel hands a closed descriptor number out again: what was meant for the client that has gone must not reach
+// the one that has its number now.
+TEST_F(BrenkMuxClients, AnAnswerForAClientThatHasGoneNeverReachesTheNewcomerWithItsDescriptor) {
+    StartWithGateway();
+    MuxClient gone = ConnectedClient();
+    const std::string descriptor = LatestDescriptor();
+    gone.Send(Request(10, "m1", LockData()));
+    ASSERT_TRUE(WaitUntil([this] { return mux.PendingCount() == 1; }));
+    Disconnect(gone);
+    const std::unique_ptr<MuxClient> newcomer = NewcomerWith(descriptor);
+    ASSERT_NE(newcomer, nullptr) << "The descriptor was not used again.";
+
+    mux.AnswerFromGateway("m1", 0);
+    ASSERT_TRUE(log.WaitFor(plog::error, "Cannot send message to socket with FD " + descriptor +
+                                             ". Tried 15, I will delete the answer from queue."));
+    EXPECT_TRUE(newcomer->IsSilent());
+    newcomer->Send(Request(99, "m2"));
+    EXPECT_EQ(newcomer->Receive(), RequestNack("m2"));
+}
+
+TEST_F(BrenkMuxClients, AnEventForAClientThatHasGoneNeverReachesTheNewcomerWithItsDescriptor) {
+    mux.Start();
+    MuxClient gone = ConnectedClient();
+    const std::string descriptor = LatestDescriptor();
+    Disconnect(gone);
+    const std::unique_ptr<MuxClient> newcomer = NewcomerWith(descriptor);
+    ASSERT_NE(newcomer, nullptr) << "The descriptor was not used again.";
+
+    // The first client that a server socket accepts has serial number 1.
+    const Brenk::Net::ClientIdentity identity{std::stoi(descriptor), 1};
+    mux.PushAnswer(std::make_unique<MuxRequestRecord>(
+        identity,
+        MuxMessageBuilder().BuildMessage(MUX_MESSAGE_EVENT_CARD_READER, "e1",
+                                         MuxMessageBuilder().BuildCardEvent(1, 5, "time", "0A")),
+        true));
+    ASSERT_TRUE(log.WaitFor(plog::error, "Cannot send event to socket with FD " + descriptor +
+                                             ". Tried 15, I will delete the answer from queue."));
+    newcomer->Send(Request(99, "m2"));
+    EXPECT_EQ(newcomer->Receive(), RequestNack("m2"));
+}
+
+TEST_F(BrenkMuxClients, AClientThatHasGoneHoldsUpTheOthersOnlyForItsAttempts) {
+    mux.Start();
+    MuxClient gone = ConnectedClient();
+    const std::string descriptor = LatestDescriptor();
+    Disconnect(gone);
+    MuxClient client = ConnectedClient();
+    mux.TakeIn(Request(99, "m1"), 999);
+    client.Send(Request(99, "m2"));
+    EXPECT_EQ(client.Receive(), RequestNack("m2"));
+}
+
+}  // namespace
+}  // namespace Mux

@@ -1,0 +1,141 @@
+// The Mux's guards exclude nobody: its queues and lists have to hold by themselves. These tests have several threads at
+// the same ones; a race checker that runs them sees every unprotected access.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "mux/BrenkMux.h"
+#include "mux/messages/MuxMessageBuilder.h"
+#include "mux/messages/MuxMessageCodes.h"
+#include "tests/mux/TestMux.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ReservedPort.h"
+
+using Testing::CapturedLog;
+using Testing::ConfigurationText;
+using Testing::LockData;
+using Testing::Request;
+using Testing::ReservedPort;
+using Testing::TestMux;
+
+namespace Mux {
+namespace {
+
+constexpr int kRounds = 200;
+
+// Runs all actions side by side and waits for their end.
+void RunTogether(const std::vector<std::function<void()>>& actions) {
+    std::vector<std::thread> threads;
+    for (const auto& action : actions) {
+        threads.emplace_back(action);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+class BrenkMuxConcurrency : public testing::Test {
+  protected:
+    BrenkMuxConcurrency() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
+
+    // A client's thread: requests whose IDs begin with `name`.
+    std::function<void()> Requests(const std::string& name, int gatewayID) {
+        return [this, name, gatewayID] {
+            for (int round = 0; round < kRounds; ++round) {
+                mux.TakeIn(Request(22, name + std::to_string(round), LockData(gatewayID)));
+            }
+        };
+    }
+
+    const ReservedPort port;
+    TestMux mux;
+};
+
+TEST_F(BrenkMuxConcurrency, LosesNoRequestWhileClientsAddAndTheGatewaysThreadTakes) {
+    std::atomic<bool> done{false};
+    std::thread gateways([&] {
+        while (!done || mux.RequestCount() != 0) {
+            mux.PopNextMessage();
+        }
+    });
+    RunTogether({Requests("a", 9), Requests("b", 9), Requests("c", 9)});
+    done = true;
+    gateways.join();
+    EXPECT_EQ(mux.AnswerCount(), 3U * kRounds);
+    EXPECT_EQ(mux.PendingCount(), 0U);
+}
+
+TEST_F(BrenkMuxConcurrency, AnswersEachRequestOnceWhileGatewaysAnswerAndRequestsAreHandedOn) {
+    std::atomic<bool> done{false};
+    std::thread gateways([&] {
+        while (!done || mux.RequestCount() != 0) {
+            mux.PopNextMessage();
+        }
+    });
+    std::thread readThread([&] {
+        while (!done || mux.RequestCount() != 0 || mux.PendingCount() != 0) {
+            for (int round = 0; round < kRounds; ++round) {
+                mux.AnswerFromGateway("a" + std::to_string(round), 0);
+                mux.AnswerFromGateway("b" + std::to_string(round), 8);
+            }
+        }
+    });
+    RunTogether({Requests("a", 1), Requests("b", 1)});
+    done = true;
+    gateways.join();
+    readThread.join();
+    EXPECT_EQ(mux.PendingCount(), 0U);
+    EXPECT_EQ(mux.AnswerCount(), 2U * kRounds);
+}
+
+TEST_F(BrenkMuxConcurrency, DeliversWhileAnswersAreAdded) {
+    const auto add = [this] {
+        for (int round = 0; round < kRounds; ++round) {
+            mux.PushAnswer(std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{999, 1}, nullptr));
+        }
+    };
+    std::atomic<int> added{2};
+    const auto addAndTell = [&] {
+        add();
+        --added;
+    };
+    const auto deliver = [&] {
+        while (added != 0 || mux.AnswerCount() != 0) {
+            mux.SendMessageToClientIfAvailable();
+        }
+    };
+    RunTogether({addAndTell, addAndTell, deliver});
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
+TEST_F(BrenkMuxConcurrency, ReplacesTheConfigurationWhileRequestsAreRoutedAndGatewaysConnected) {
+    std::atomic<bool> done{false};
+    std::thread gateways([&] {
+        while (!done) {
+            mux.ConnectVirtualGateways();
+            mux.PopNextMessage();
+        }
+    });
+    std::thread client([&] {
+        while (!done) {
+            mux.TakeIn(Request(22, "m1", LockData()));
+            std::this_thread::yield();
+        }
+    });
+    for (int round = 0; round < 10; ++round) {
+        mux.ParseConfiguration(ConfigurationText({port.Number(), port.Number()}));
+    }
+    done = true;
+    gateways.join();
+    client.join();
+    EXPECT_EQ(mux.Gateways()->gateways.size(), 2U);
+}
+
+}  // namespace
+}  // namespace Mux

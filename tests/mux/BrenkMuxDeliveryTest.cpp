@@ -1,0 +1,198 @@
+// The delivery of answers and events at the head of the answer queue. These Muxes are not started: without a server
+// socket every delivery fails, as it does for a client that has gone.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "mux/BrenkMux.h"
+#include "mux/messages/MuxMessageBuilder.h"
+#include "mux/messages/MuxMessageCodes.h"
+#include "tests/mux/TestMux.h"
+#include "tests/support/CapturedLog.h"
+
+using Testing::CapturedLog;
+using Testing::TestMux;
+
+namespace Mux {
+namespace {
+
+using RecordPointer = std::unique_ptr<MuxRequestRecord>;
+
+class BrenkMuxDelivery : public testing::Test {
+  protected:
+    void Deliver(int passes) {
+        for (int pass = 0; pass < passes; ++pass) {
+            EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
+        }
+    }
+
+    const CapturedLog log;
+    TestMux mux;
+};
+
+std::unique_ptr<MuxMessage> Ack(const std::string& messageID) {
+    return MuxMessageBuilder().BuildMessage(MUX_MESSAGE_ACK, messageID, MuxMessageBuilder().BuildAckPayload());
+}
+
+RecordPointer RecordOf(int descriptor) {
+    return std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{descriptor, 1}, nullptr);
+}
+
+RecordPointer AnswerRecord(const std::string& messageID, int descriptor = 999) {
+    RecordPointer record = RecordOf(descriptor);
+    record->answer = Ack(messageID);
+    return record;
+}
+
+std::shared_ptr<MuxMessage> Event(const std::string& messageID) {
+    return MuxMessageBuilder().BuildMessage(MUX_MESSAGE_EVENT_CARD_READER, messageID,
+                                            MuxMessageBuilder().BuildCardEvent(1, 5, "time", "0A"));
+}
+
+RecordPointer EventRecord(std::shared_ptr<MuxMessage> event, int descriptor = 999) {
+    return std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{descriptor, 1}, std::move(event), true);
+}
+
+TEST_F(BrenkMuxDelivery, DoesNothingWhileTheQueueIsEmpty) {
+    const std::size_t before = log.Lines().size();
+    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
+    EXPECT_EQ(log.Lines().size(), before) << log.Text();
+}
+
+TEST_F(BrenkMuxDelivery, ANullHeadRecordIsRemovedAndTheLoopPauses10Milliseconds) {
+    mux.PushAnswer(nullptr);
+    mux.PushAnswer(AnswerRecord("m1"));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
+    EXPECT_EQ(log.Count(plog::error, "Popped message answer is NULL!!!"), 1);
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+}
+
+TEST_F(BrenkMuxDelivery, RemovesARecordWithoutAnswer) {
+    mux.PushAnswer(RecordOf(999));
+    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
+    EXPECT_EQ(log.Count(plog::error, "AnswerMessage part in the answer message record structure is missing."), 1);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
+TEST_F(BrenkMuxDelivery, RemovesAnEventRecordWithoutMessage) {
+    mux.PushAnswer(EventRecord(nullptr));
+    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
+    EXPECT_EQ(log.Count(plog::error, "Message part in the event record structure is missing."), 1);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
+TEST_F(BrenkMuxDelivery, HandlesOneRecordAPass) {
+    for (int count = 0; count < 3; ++count) {
+        mux.PushAnswer(RecordOf(999));
+    }
+    mux.SendMessageToClientIfAvailable();
+    EXPECT_EQ(mux.AnswerCount(), 2U);
+    mux.SendMessageToClientIfAvailable();
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+}
+
+TEST_F(BrenkMuxDelivery, LogsEachAttemptForAnAnswer) {
+    mux.PushAnswer(AnswerRecord("m1"));
+    Deliver(1);
+    EXPECT_EQ(log.Count(plog::verbose, "Message m1 popped."), 1);
+    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD 999"), 1);
+    EXPECT_TRUE(log.Holds(plog::verbose, "Message payload: {\"Timestamp\":"));
+    Deliver(1);
+    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD 999"), 2);
+}
+
+TEST_F(BrenkMuxDelivery, AnAnswerForAVanishedClientIsTried15TimesAndThenDroppedWithItsLine) {
+    mux.PushAnswer(AnswerRecord("m1"));
+    Deliver(14);
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+    EXPECT_FALSE(log.Holds(plog::error, "I will delete the answer from queue."));
+    Deliver(1);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_EQ(log.Count(plog::error,
+                        "Cannot send message to socket with FD 999. Tried 15, I will delete the answer from queue."),
+              1);
+    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD 999"), 15);
+}
+
+TEST_F(BrenkMuxDelivery, AnEventForAVanishedClientIsTried15TimesAndThenDroppedWithItsLine) {
+    mux.PushAnswer(EventRecord(Event("e1")));
+    Deliver(14);
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+    Deliver(1);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_EQ(log.Count(plog::error,
+                        "Cannot send event to socket with FD 999. Tried 15, I will delete the answer from queue."),
+              1);
+    EXPECT_EQ(log.Count(plog::verbose, "Event message e1 popped."), 15);
+    EXPECT_EQ(log.Count(plog::debug, "Sending event to socket with FD 999"), 15);
+}
+
+TEST_F(BrenkMuxDelivery, AnAnswerThatCannotBeDeliveredHoldsUpThoseBehindIt) {
+    mux.PushAnswer(AnswerRecord("m1"));
+    mux.PushAnswer(AnswerRecord("m2"));
+    Deliver(15);
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+    EXPECT_EQ(log.Count(plog::verbose, "Message m2 popped."), 0);
+    Deliver(1);
+    EXPECT_EQ(log.Count(plog::verbose, "Message m2 popped."), 1);
+}
+
+TEST_F(BrenkMuxDelivery, CountsTheAttemptsOfEachRecordByItself) {
+    const auto event = Event("e1");
+    mux.PushAnswer(EventRecord(event, 41));
+    mux.PushAnswer(EventRecord(event, 42));
+    Deliver(30);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_EQ(log.Count(plog::debug, "Sending event to socket with FD 41"), 15);
+    EXPECT_EQ(log.Count(plog::debug, "Sending event to socket with FD 42"), 15);
+}
+
+TEST_F(BrenkMuxDelivery, FreesTheEventWithItsLastRecord) {
+    auto event = Event("e1");
+    const std::weak_ptr<MuxMessage> watched = event;
+    mux.PushAnswer(EventRecord(event, 41));
+    mux.PushAnswer(EventRecord(std::move(event), 42));
+    Deliver(15);
+    EXPECT_FALSE(watched.expired());
+    Deliver(15);
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST_F(BrenkMuxDelivery, LeavesARecordAtTheHeadThatGivesNoBytes) {
+    const rapidjson::Value notANumber(std::numeric_limits<double>::quiet_NaN());
+    RecordPointer record = RecordOf(999);
+    record->answer =
+        MuxMessageBuilder().BuildMessage(MUX_MESSAGE_ACK, "m1", MuxMessageBuilder().BuildAckPayload(notANumber));
+    mux.PushAnswer(std::move(record));
+    Deliver(1);
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+    EXPECT_EQ(log.Count(plog::verbose, "Message m1 popped."), 1);
+    EXPECT_FALSE(log.Holds(plog::info, "Sending message answer"));
+}
+
+TEST(MuxRequestRecord, OfARequestStartsWithoutAttemptsAndWithoutAnswer) {
+    const std::shared_ptr<MuxMessage> message = Ack("m1");
+    const MuxRequestRecord record({7, 3}, message);
+    EXPECT_EQ(record.socketFD, 7);
+    EXPECT_EQ(record.Client().descriptor, 7);
+    EXPECT_EQ(record.Client().serial, 3U);
+    EXPECT_EQ(record.sendAttempts, 0);
+    EXPECT_FALSE(record.isEvent);
+    EXPECT_EQ(record.message, message);
+    EXPECT_EQ(record.answer, nullptr);
+}
+
+TEST(MuxRequestRecord, OfAnEventSaysSo) {
+    EXPECT_TRUE(MuxRequestRecord({7, 3}, Event("e1"), true).isEvent);
+    EXPECT_FALSE(MuxRequestRecord({7, 3}, Event("e1"), false).isEvent);
+}
+
+}  // namespace
+}  // namespace Mux

@@ -1,0 +1,269 @@
+// The life of the Mux: construction, start, the two loops, stop and destruction.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mux/BrenkMux.h"
+#include "tests/mux/LogHook.h"
+#include "tests/mux/MuxClient.h"
+#include "tests/mux/TestMux.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/LoopbackSocket.h"
+#include "tests/support/ReservedPort.h"
+#include "tests/support/WaitUntil.h"
+#include "threading/OwnerBlock.h"
+
+using Testing::CapturedLog;
+using Testing::ConfigurationText;
+using Testing::LogHook;
+using Testing::LoopbackSocket;
+using Testing::MuxClient;
+using Testing::Request;
+using Testing::RequestNack;
+using Testing::ReservedPort;
+using Testing::TestMux;
+using Testing::WaitUntil;
+
+namespace Mux {
+namespace {
+
+const char* const kRunning = "Mux main thread is now running on the main process.";
+const char* const kGatewaysSpawned = "Virtual gateways thread spawned.";
+const char* const kServerReady = "Server socket initialized.";
+const char* const kServerFailed = "Error detected on socket. Initialization. Shutdown Mux.";
+const char* const kLoop = "All modules threads spawned. Starting main thread control loop.";
+const char* const kMainClosing = "Mux main thread is closing.";
+const char* const kGatewaysClosing = "GatewaysThreadProc thread procedure closing.";
+
+using Lines = std::vector<std::string>;
+
+class BrenkMuxLifecycle : public testing::Test {
+  protected:
+    const ReservedPort port;
+    const CapturedLog log;
+    TestMux mux{port.Number()};
+};
+
+TEST(BrenkMuxConstruction, MakesTheThreeMutexesInTheirOrderAndThenSaysSo) {
+    const CapturedLog log;
+    const TestMux mux;
+    const Lines expected = {"Mutex muxMessageQueueMutex created.", "Mutex clientMessageQueueMutex created.",
+                            "Mutex pendingMessagesListMutex created.",
+                            "Initializing thread mutexes for multithread sync.",
+                            "Mutexes for multithread initialized."};
+    Lines reversed(expected.rbegin(), expected.rend());
+    EXPECT_EQ(InOrder(log, reversed), expected);
+    EXPECT_EQ(log.Count(plog::verbose, "Initializing thread mutexes for multithread sync."), 1);
+    EXPECT_EQ(log.Count(plog::verbose, "Mutexes for multithread initialized."), 1);
+}
+
+TEST(BrenkMuxConstruction, MakesAMuxThatHasNothing) {
+    TestMux mux;
+    EXPECT_FALSE(mux.IsConfigured());
+    EXPECT_TRUE(mux.Gateways()->gateways.empty());
+    EXPECT_EQ(mux.RequestCount(), 0U);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_EQ(mux.PendingCount(), 0U);
+}
+
+TEST(BrenkMuxDestruction, EndsTheGatewaysAndThenTheMutexesInTheirOrder) {
+    const ReservedPort port;
+    const CapturedLog log;
+    auto mux = std::make_unique<TestMux>();
+    mux->ParseConfiguration(ConfigurationText({port.Number()}));
+    mux.reset();
+    const Lines expected = {
+        "Virtual gateway destructor called.",        "Destroying thread mutexes for multithread sync.",
+        "Mutex clientMessageQueueMutex destroyed.",  "Mutex muxMessageQueueMutex destroyed.",
+        "Mutex pendingMessagesListMutex destroyed.", "Thread mutexes destroyed."};
+    Lines reversed(expected.rbegin(), expected.rend());
+    EXPECT_EQ(InOrder(log, reversed), expected);
+    EXPECT_EQ(log.Count(plog::verbose, "Destroying thread mutexes for multithread sync."), 1);
+    EXPECT_EQ(log.Count(plog::verbose, "Thread mutexes destroyed."), 1);
+}
+
+// What a gateway still tells while it is being destroyed meets a Mux that is whole.
+TEST(BrenkMuxDestruction, OfARunningMuxWithClientsAndRequestsEndsEverything) {
+    const ReservedPort port;
+    const CapturedLog log;
+    auto mux = std::make_unique<TestMux>(port.Number());
+    mux->ParseConfiguration(ConfigurationText({port.Number()}));  // its own listening port: connected, never answered
+    mux->Start();
+    MuxClient client(port.Number());
+    client.Send(Request(10, "m1", Testing::LockData()));
+    ASSERT_TRUE(WaitUntil([&] { return mux->PendingCount() == 1; }));
+    mux.reset();
+    EXPECT_EQ(log.Count(plog::warning, kMainClosing), 1);
+    EXPECT_EQ(log.Count(plog::debug, kGatewaysClosing), 1);
+}
+
+TEST_F(BrenkMuxLifecycle, LogsItsStartInOrder) {
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    EXPECT_EQ(InOrder(log, {kLoop, kServerReady, kGatewaysSpawned, kRunning}),
+              (Lines{kRunning, kGatewaysSpawned, kServerReady, kLoop}));
+    EXPECT_EQ(log.Count(plog::debug, kRunning), 1);
+    EXPECT_EQ(log.Count(plog::info, kGatewaysSpawned), 1);
+    EXPECT_EQ(log.Count(plog::debug, kServerReady), 1);
+    ASSERT_TRUE(log.WaitFor(plog::info, "Main thread spawned."));
+    ASSERT_TRUE(log.WaitFor(plog::info, "Accept loop thread spawned."));
+    ASSERT_TRUE(log.WaitFor(plog::info, "Receive data loop thread spawned."));
+}
+
+TEST_F(BrenkMuxLifecycle, ListensOnThePortThatItWasGiven) {
+    mux.Start();
+    MuxClient client(port.Number());
+    client.Send(Request(99, "m1"));
+    EXPECT_EQ(client.Receive(), RequestNack("m1"));
+}
+
+TEST_F(BrenkMuxLifecycle, StartedTwiceStartsOneMainThreadOnly) {
+    mux.Start();
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    mux.Start();
+    mux.ForceShutdown();
+    mux.Wait();
+    EXPECT_EQ(log.Count(plog::info, "Main thread spawned."), 1);
+    EXPECT_EQ(log.Count(plog::debug, kRunning), 1);
+    EXPECT_EQ(log.Count(plog::info, kGatewaysSpawned), 1);
+}
+
+TEST_F(BrenkMuxLifecycle, EndsBothLoopsOnForceShutdown) {
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    mux.ForceShutdown();
+    mux.Wait();
+    EXPECT_EQ(log.Count(plog::verbose, "Force shutdown initiated"), 1);
+    EXPECT_EQ(log.Count(plog::warning, kMainClosing), 1);
+    EXPECT_TRUE(log.WaitFor(plog::debug, kGatewaysClosing));
+}
+
+TEST_F(BrenkMuxLifecycle, EndsBothLoopsOnStopWithoutALine) {
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    mux.Stop();
+    mux.Wait();
+    EXPECT_FALSE(log.Holds(plog::verbose, "Force shutdown initiated"));
+    EXPECT_EQ(log.Count(plog::warning, kMainClosing), 1);
+    EXPECT_TRUE(log.WaitFor(plog::debug, kGatewaysClosing));
+}
+
+TEST_F(BrenkMuxLifecycle, CanBeStoppedBeforeItRuns) {
+    mux.Stop();
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    EXPECT_FALSE(log.Holds(plog::warning, kMainClosing));
+}
+
+TEST_F(BrenkMuxLifecycle, WaitsForNothingWhenItWasNotStarted) {
+    mux.Wait();
+    EXPECT_FALSE(log.Holds(plog::debug, kRunning));
+}
+
+TEST_F(BrenkMuxLifecycle, MayBeWaitedForAgain) {
+    mux.Start();
+    mux.ForceShutdown();
+    mux.Wait();
+    mux.Wait();
+    EXPECT_EQ(log.Count(plog::warning, kMainClosing), 1);
+}
+
+TEST_F(BrenkMuxLifecycle, LogsAnExceptionThatIsThrownWhileItWaits) {
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    {
+        const LogHook fault("Waiting for join", [] { throw std::runtime_error("cannot join"); });
+        mux.Wait();
+    }
+    EXPECT_EQ(log.Count(plog::error, "cannot join"), 1);
+}
+
+TEST_F(BrenkMuxLifecycle, ShutsDownWhenItsPortIsTaken) {
+    const LoopbackSocket taken = LoopbackSocket::Listening();
+    TestMux shut(taken.Port());
+    shut.Start();
+    shut.Wait();
+    EXPECT_EQ(InOrder(log, {kMainClosing, kLoop, "Force shutdown initiated", kServerFailed, kGatewaysSpawned}),
+              (Lines{kGatewaysSpawned, kServerFailed, "Force shutdown initiated", kLoop, kMainClosing}));
+    EXPECT_EQ(log.Count(plog::error, kServerFailed), 1);
+    EXPECT_TRUE(log.Holds(plog::error, "Error on bind server socket. Address already in use"));
+    EXPECT_FALSE(log.Holds(plog::debug, kServerReady));
+    EXPECT_FALSE(log.Holds(plog::info, "Accept loop thread spawned."));
+    EXPECT_TRUE(log.WaitFor(plog::debug, kGatewaysClosing));
+}
+
+TEST_F(BrenkMuxLifecycle, ShutsDownOnAPortThatIsNone) {
+    for (const int none : {0, -1, 65536, 70000}) {
+        TestMux shut(none);
+        shut.Start();
+        shut.Wait();
+    }
+    EXPECT_EQ(log.Count(plog::error, "Error on bind server socket. Invalid argument"), 4);
+    EXPECT_EQ(log.Count(plog::error, kServerFailed), 4);
+}
+
+TEST_F(BrenkMuxLifecycle, TheThreadProceduresEndWithoutAMux) {
+    for (const auto procedure : {&BrenkMux::mainThreadProc, &BrenkMux::gatewaysThreadProc}) {
+        Threading::Thread withoutBlock(procedure);
+        ASSERT_TRUE(withoutBlock.Start(nullptr));
+        EXPECT_TRUE(withoutBlock.Join());
+        Threading::Thread withoutOwner(procedure);
+        ASSERT_TRUE(Threading::StartWithOwner(withoutOwner, static_cast<BrenkMux*>(nullptr)));
+        EXPECT_TRUE(withoutOwner.Join());
+    }
+    EXPECT_EQ(log.Count(plog::debug, kRunning), 2);
+    EXPECT_FALSE(log.Holds(plog::warning, kMainClosing));
+    EXPECT_FALSE(log.Holds(plog::debug, kGatewaysClosing));
+}
+
+// The time is what is tested: each pass sleeps a millisecond.
+TEST_F(BrenkMuxLifecycle, AtMostOneRequestPerMillisecondLeavesTheRequestQueue) {
+    constexpr int kRequests = 200;
+    for (int count = 0; count < kRequests; ++count) {
+        mux.TakeIn(Request(99, "m"));
+    }
+    const auto start = std::chrono::steady_clock::now();
+    mux.Start();
+    ASSERT_TRUE(WaitUntil([this] { return mux.RequestCount() == 0; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kRequests - 1));
+}
+
+TEST_F(BrenkMuxLifecycle, AtMostOneAnswerPerMillisecondIsDelivered) {
+    constexpr int kAnswers = 200;
+    for (int count = 0; count < kAnswers; ++count) {
+        mux.PushAnswer(std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{999, 1}, nullptr));
+    }
+    const auto start = std::chrono::steady_clock::now();
+    mux.Start();
+    ASSERT_TRUE(WaitUntil([this] { return mux.AnswerCount() == 0; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kAnswers - 1));
+}
+
+TEST_F(BrenkMuxLifecycle, TheMainLoopGoesOnAfterAnException) {
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    const LogHook fault("AnswerMessage part in the answer message record structure is missing.",
+                        [] { throw std::runtime_error("disk full"); });
+    mux.PushAnswer(std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{999, 1}, nullptr));
+    ASSERT_TRUE(WaitUntil([&] { return fault.Runs() > 1; }));
+    EXPECT_TRUE(log.Holds(plog::error, "Exception in the main loop: disk full"));
+}
+
+TEST_F(BrenkMuxLifecycle, TheGatewaysLoopGoesOnAfterAnException) {
+    mux.ParseConfiguration(ConfigurationText({port.Number()}));
+    const LogHook fault("Try to connect to gateway", [] { throw std::runtime_error("disk full"); });
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::error, "Exception in the gateways loop: disk full"));
+    MuxClient client(port.Number());
+    client.Send(Request(99, "m1"));
+    EXPECT_EQ(client.Receive(), RequestNack("m1"));
+}
+
+}  // namespace
+}  // namespace Mux
