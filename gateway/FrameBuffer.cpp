@@ -14,10 +14,6 @@ void FrameBuffer::Append(const std::vector<unsigned char>& bytes) {
     bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
 }
 
-bool FrameBuffer::IsEmpty() const {
-    return bytes_.empty();
-}
-
 FrameSearch FrameBuffer::Find(std::vector<unsigned char>& frame) const {
     const Location location = Locate();
     const auto begin = bytes_.begin() + static_cast<std::ptrdiff_t>(location.begin);

@@ -20,8 +20,6 @@ class FrameBuffer {
   public:
     void Append(const std::vector<unsigned char>& bytes);
 
-    bool IsEmpty() const;
-
     // Looks for the first magic; for kFound copies the frame, which stays in the buffer, into `frame`.
     FrameSearch Find(std::vector<unsigned char>& frame) const;
 

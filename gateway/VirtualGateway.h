@@ -191,11 +191,12 @@ class VirtualGateway {
     void ReadCycle();
     bool ReceiveBytes();
     void ManageReceivedFrames();
-    static void FreeAfterException(Threading::MutexGuard& guard, MessagePointer& frame);
+    void ReconnectAfterPendingError();
     void ManageEvent(const Messages::BrenkMessage& frame);
     std::string CardDataOf(const Messages::BrenkMessage& frame) const;
     std::string PinDataOf(const Messages::BrenkMessage& frame) const;
     void ManageAnswer(Messages::BrenkMessage& frame, std::time_t receiveTime);
+    static void ReleaseAfterException(Threading::MutexGuard& guard, MessagePointer& frame);
     void LogWaitingMessages(const Messages::BrenkMessage& frame) const;
     void LogTimings(const MessageRequestInfo& request, std::time_t receiveTime) const;
     void PassAnswerOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request);

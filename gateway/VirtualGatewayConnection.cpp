@@ -8,6 +8,7 @@
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
+#include "threading/Cancellation.h"
 
 namespace Brenk {
 namespace {
@@ -51,7 +52,7 @@ bool VirtualGateway::CountFailedAttempt() {
     return false;
 }
 
-bool VirtualGateway::Disconnect() {
+LETS_CANCELLATION_PASS bool VirtualGateway::Disconnect() {
     const std::lock_guard<std::recursive_mutex> connection(connectionMutex_);
     if (!IsIn({CONNECTED, READY, FAULTED})) {
         return false;

@@ -17,6 +17,7 @@
 #include "messages/BrenkResponseCode.h"
 #include "messages/BrenkResponsePayload.h"
 #include "messages/CommandCodes.h"
+#include "threading/Cancellation.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {
@@ -79,7 +80,7 @@ void* VirtualGateway::readThreadProc(void* gatewayBlock) {
     pthread_exit(nullptr);
 }
 
-void VirtualGateway::ReadLoop() {
+LETS_CANCELLATION_PASS void VirtualGateway::ReadLoop() {
     while (readThreadRunning_ && stop_.SleepFor(kReadPeriod)) {
         try {
             ReadCycle();
@@ -98,8 +99,16 @@ void VirtualGateway::ReadCycle() {
     }
     const bool received = ReceiveBytes();
     ManageReceivedFrames();
+    if (!received) {
+        ReconnectAfterPendingError();
+    }
+}
+
+// Looks and acts in one: a connection that another thread has made meanwhile is not dropped for the error of the last.
+void VirtualGateway::ReconnectAfterPendingError() {
+    const std::lock_guard<std::recursive_mutex> connection(connectionMutex_);
     const SocketPointer socket = CurrentSocket();
-    if (received || socket == nullptr || !socket->HasPendingError()) {
+    if (socket == nullptr || !socket->HasPendingError()) {
         return;
     }
     MUX_LOG(plog::debug) << "[VirtualGateway::readThreadProc] Socket in error. Try a reconnect.";
@@ -167,7 +176,8 @@ bool VirtualGateway::IsEventMessageType(const Messages::BrenkMessage* message) {
     return false;
 }
 
-void VirtualGateway::ManageBrenkGatewayResponse(Messages::BrenkMessage* message, std::time_t receiveTime) {
+LETS_CANCELLATION_PASS void VirtualGateway::ManageBrenkGatewayResponse(Messages::BrenkMessage* message,
+                                                                       std::time_t receiveTime) {
     MessagePointer frame(message);
     if (frame == nullptr) {
         return;
@@ -181,26 +191,26 @@ void VirtualGateway::ManageBrenkGatewayResponse(Messages::BrenkMessage* message,
         } else {
             MUX_LOG(plog::error) << "Cannot acquire Mutex of Brenk Gateway Response.";
         }
+        guard.Release();
+        MUX_LOG(plog::verbose) << "Clear memory for the parsed response message.";
+        frame.reset();
+        MUX_LOG(plog::verbose) << "Ended management.";
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
         const std::string reason = Diagnostics::TakeCaughtException();
         MUX_LOG(plog::error) << "Exception in Brenk Response message loop. Manually releasing mutexes.";
         MUX_LOG(plog::debug) << "The exception was: " << reason;
-        FreeAfterException(guard, frame);
-        return;
+        ReleaseAfterException(guard, frame);
     }
-    guard.Release();
-    MUX_LOG(plog::verbose) << "Clear memory for the parsed response message.";
-    frame.reset();
-    MUX_LOG(plog::verbose) << "Ended management.";
 }
 
-void VirtualGateway::FreeAfterException(MutexGuard& guard, MessagePointer& frame) {
+// Neither step is a cancellation point.
+void VirtualGateway::ReleaseAfterException(MutexGuard& guard, MessagePointer& frame) {
     try {
         guard.Release();
         frame.reset();
-    } catch (const std::exception&) {
+    } catch (...) {
         MUX_LOG(plog::error) << "Cannot deallocate memory for message objects. Maybe already deallocated.";
     }
 }
@@ -254,7 +264,7 @@ void VirtualGateway::ManageAnswer(Messages::BrenkMessage& frame, std::time_t rec
         LogWaitingMessages(frame);
     }
     const auto referenceID = static_cast<std::uint8_t>(frame.ReferenceID() & kReferenceIDMask);
-    const auto found = waitingMessages_.With([referenceID](const auto& waiting) -> std::optional<RequestPointer> {
+    auto found = waitingMessages_.With([referenceID](const auto& waiting) -> std::optional<RequestPointer> {
         const auto position = waiting.find(referenceID);
         return position == waiting.end() ? std::nullopt : std::make_optional(position->second);
     });
@@ -263,7 +273,7 @@ void VirtualGateway::ManageAnswer(Messages::BrenkMessage& frame, std::time_t rec
                                   "waiting message map. The message is lost";
         return;
     }
-    RequestPointer request = *found;
+    RequestPointer request = std::move(*found);
     if (request == nullptr) {
         return;
     }
@@ -271,6 +281,8 @@ void VirtualGateway::ManageAnswer(Messages::BrenkMessage& frame, std::time_t rec
     PassAnswerOn(frame, *request);
 
     MUX_LOG(plog::verbose) << "Clear memory for the request.";
+    // Its destructor logs, so it is freed here and not while the map is held; the key stays until the line below.
+    waitingMessages_.With([&](auto& waiting) { request = std::move(waiting.at(referenceID)); });
     request.reset();
     MUX_LOG(plog::verbose) << "Remove the request from the pending list.";
     waitingMessages_.With([referenceID](auto& waiting) { waiting.erase(referenceID); });

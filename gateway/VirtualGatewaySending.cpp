@@ -10,6 +10,7 @@
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
 #include "messages/ArgumentNullException.h"
+#include "threading/Cancellation.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {
@@ -105,7 +106,7 @@ void* VirtualGateway::sendThreadProc(void* gatewayBlock) {
     pthread_exit(nullptr);
 }
 
-void VirtualGateway::SendLoop() {
+LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
     while (sendThreadRunning_ && stop_.SleepFor(kSendPeriod)) {
         try {
             SendCycle();
@@ -161,8 +162,8 @@ void VirtualGateway::SendRequest(const RequestPointer& request) {
     const std::time_t now = std::time(nullptr);
     lastSendTime_ = now;
     request->sendTime = now;
-    const std::shared_ptr<Messages::BrenkMessageBuilder> builder = Builder();
-    const Messages::SendTicket ticket = builder->BeginSend();
+    const BuilderPointer builder = Builder();
+    const Messages::SendTicket ticket = builder == nullptr ? Messages::SendTicket(0) : builder->BeginSend();
     waitingMessages_.With([&](auto& waiting) { waiting.emplace(request->referenceID, request); });
 
     const Messages::BrenkMessage& message = *request->message;
@@ -180,7 +181,9 @@ void VirtualGateway::SendRequest(const RequestPointer& request) {
         MUX_LOG(plog::error) << "Error sending enqueued message " << request->id
                              << " to current Virtual Gateway. Message removed from queue";
     }
-    builder->AdvanceAfterSend(ticket);
+    if (builder != nullptr) {
+        builder->AdvanceAfterSend(ticket);
+    }
 }
 
 // Without a socket the send has failed.

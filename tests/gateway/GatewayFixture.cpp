@@ -1,0 +1,161 @@
+#include "tests/gateway/GatewayFixture.h"
+
+namespace Testing {
+namespace {
+
+using Brenk::VirtualGateway;
+using Brenk::VirtualGatewayStatuses;
+using Brenk::Messages::VG::VirtualGatewayEventMessage;
+using Brenk::Messages::VG::VirtualGatewayResponseMessage;
+
+// Set while no gateway exists.
+Owner* currentOwner = nullptr;
+
+}  // namespace
+
+Owner::Owner() {
+    currentOwner = this;
+}
+
+Owner::~Owner() {
+    currentOwner = nullptr;
+}
+
+Brenk::GatewayOwner Owner::Callbacks(void* context) {
+    Brenk::GatewayOwner callbacks;
+    callbacks.id = 12;
+    callbacks.description = "Front door";
+    callbacks.context = context;
+    callbacks.stateChanged = StateChanged;
+    callbacks.responseReceived = ResponseReceived;
+    callbacks.eventReceived = EventReceived;
+    return callbacks;
+}
+
+void Owner::StateChanged(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus, VirtualGatewayStatuses newStatus,
+                         void* context) {
+    const StateChange change = {gateway, oldStatus, newStatus, context, std::this_thread::get_id()};
+    {
+        const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
+        currentOwner->stateChanges_.push_back(change);
+    }
+    if (currentOwner->onStateChanged) {
+        currentOwner->onStateChanged(change);
+    }
+}
+
+void Owner::ResponseReceived(VirtualGateway* /*gateway*/, VirtualGatewayResponseMessage* response, void* context) {
+    const std::unique_ptr<VirtualGatewayResponseMessage> owned(response);
+    ReceivedResponse received = {owned == nullptr, "", -1, 0, std::nullopt, context, std::this_thread::get_id()};
+    if (owned != nullptr) {
+        received.requestID = owned->requestID;
+        received.requestCode = owned->requestCode;
+        received.responseCode = owned->responseCode;
+        if (owned->statusPayload != nullptr) {
+            received.status = owned->statusPayload->StatusData();
+        }
+    }
+    {
+        const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
+        currentOwner->responses_.push_back(received);
+    }
+    if (currentOwner->onResponse) {
+        currentOwner->onResponse(received);
+    }
+}
+
+void Owner::EventReceived(VirtualGateway* /*gateway*/, VirtualGatewayEventMessage* event, void* context) {
+    const std::unique_ptr<VirtualGatewayEventMessage> owned(event);
+    const ReceivedEvent received = {owned->eventType, owned->deviceAddress,      owned->data, owned->reserved,
+                                    context,          std::this_thread::get_id()};
+    {
+        const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
+        currentOwner->events_.push_back(received);
+    }
+    if (currentOwner->onEvent) {
+        currentOwner->onEvent(received);
+    }
+}
+
+std::vector<StateChange> Owner::StateChanges() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return stateChanges_;
+}
+
+StateSteps Owner::Steps() const {
+    StateSteps steps;
+    for (const StateChange& change : StateChanges()) {
+        steps.emplace_back(change.from, change.to);
+    }
+    return steps;
+}
+
+std::vector<ReceivedResponse> Owner::Responses() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return responses_;
+}
+
+std::vector<ReceivedEvent> Owner::Events() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return events_;
+}
+
+bool Owner::WaitForStateChanges(std::size_t count) const {
+    return WaitUntil([&] { return StateChanges().size() >= count; }, kDeadline);
+}
+
+bool Owner::WaitForResponses(std::size_t count) const {
+    return WaitUntil([&] { return Responses().size() >= count; }, kDeadline);
+}
+
+bool Owner::WaitForEvents(std::size_t count) const {
+    return WaitUntil([&] { return Events().size() >= count; }, kDeadline);
+}
+
+GatewayTest::GatewayTest() : builder_(std::make_shared<Brenk::Messages::BrenkMessageBuilder>(0, 1)) {
+    fake_.Listen();
+    gateway_ = std::make_unique<OpenedGateway>("127.0.0.1", fake_.Port());
+    gateway_->SetMessageBuilder(builder_);
+    gateway_->SetOwner(Owner::Callbacks(Context(0)));
+}
+
+GatewayTest::~GatewayTest() {
+    sendingGate_.Open();
+    gateway_.reset();
+}
+
+void GatewayTest::StartSending() {
+    sendingGate_.Open();
+}
+
+void GatewayTest::ConnectReady() {
+    ASSERT_TRUE(gateway_->Connect(false));
+    connection_ = fake_.Accept();
+}
+
+void GatewayTest::PassFirstRefresh() {
+    StartSending();
+    const std::uint8_t referenceID = builder_->ReferenceID();
+    ASSERT_EQ(DeviceAddressOf(connection_.ReceiveFrame()), kRefreshAddress);
+    ASSERT_TRUE(WaitUntil([&] { return builder_->ReferenceID() != referenceID; }));
+}
+
+void GatewayTest::BeReady() {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    ASSERT_NO_FATAL_FAILURE(PassFirstRefresh());
+}
+
+Bytes GatewayTest::SendStatusRequest(const std::string& id) {
+    const std::uint8_t referenceID = builder_->ReferenceID();
+    EXPECT_TRUE(gateway_->GetNodeStatus(id, 5, Context(1)));
+    Bytes frame = connection_.ReceiveLockFrame();
+    EXPECT_FALSE(frame.empty());
+    EXPECT_TRUE(WaitUntil([&] { return builder_->ReferenceID() != referenceID; }));
+    return frame;
+}
+
+void* GatewayTest::Context(std::size_t number) {
+    return &contexts_.at(number);
+}
+
+}  // namespace Testing

@@ -1,0 +1,65 @@
+#include "tests/gateway/ThreadFaults.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <limits>
+
+namespace {
+
+constexpr int kUnlimited = std::numeric_limits<int>::max();
+
+std::atomic<bool> timedLocksFail{false};
+std::atomic<int> allowedThreads{kUnlimited};
+
+bool TakeAllowedThread() {
+    int allowed = allowedThreads;
+    while (allowed != kUnlimited && allowed > 0) {
+        if (allowedThreads.compare_exchange_weak(allowed, allowed - 1)) {
+            return true;
+        }
+    }
+    return allowed == kUnlimited;
+}
+
+}  // namespace
+
+extern "C" {
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
+int __real_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline);
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*procedure)(void*),
+                          void* argument);
+
+int __wrap_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline) {
+    return timedLocksFail ? ETIMEDOUT : __real_pthread_mutex_timedlock(mutex, deadline);
+}
+
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*procedure)(void*),
+                          void* argument) {
+    return TakeAllowedThread() ? __real_pthread_create(thread, attributes, procedure, argument) : EAGAIN;
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+}  // extern "C"
+
+namespace Testing {
+
+TimedLocksFail::TimedLocksFail() {
+    timedLocksFail = true;
+}
+
+TimedLocksFail::~TimedLocksFail() {
+    timedLocksFail = false;
+}
+
+ThreadCreationFails::ThreadCreationFails(int allowed) {
+    allowedThreads = allowed;
+}
+
+ThreadCreationFails::~ThreadCreationFails() {
+    allowedThreads = kUnlimited;
+}
+
+}  // namespace Testing

@@ -1,0 +1,26 @@
+#pragma once
+
+namespace Testing {
+
+// Makes calls of the thread library fail, as they do when resources run out. The test program is linked so that the
+// program's own calls come here first (--wrap); those of the C++ library do not.
+
+// While it lives, every timed lock in the process times out.
+class TimedLocksFail {
+  public:
+    TimedLocksFail();
+    ~TimedLocksFail();
+    TimedLocksFail(const TimedLocksFail&) = delete;
+    TimedLocksFail& operator=(const TimedLocksFail&) = delete;
+};
+
+// While it lives, threads can no longer be created after the next `allowed` ones.
+class ThreadCreationFails {
+  public:
+    explicit ThreadCreationFails(int allowed);
+    ~ThreadCreationFails();
+    ThreadCreationFails(const ThreadCreationFails&) = delete;
+    ThreadCreationFails& operator=(const ThreadCreationFails&) = delete;
+};
+
+}  // namespace Testing

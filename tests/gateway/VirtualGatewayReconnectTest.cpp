@@ -1,0 +1,371 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+
+#include "diagnostics/ErrorGuard.h"
+#include "messages/NullObjectException.h"
+#include "tests/gateway/GatewayFixture.h"
+
+namespace Testing {
+namespace {
+
+using Brenk::CONNECTED;
+using Brenk::CREATED;
+using Brenk::DISCONNECTED;
+using Brenk::FAULTED;
+using Brenk::READY;
+using Brenk::VirtualGateway;
+using Diagnostics::ErrorGuard;
+
+constexpr const char* kGracefulText =
+    "Connection gracefully closed. The VGs will reconnect. Error description: Success";
+constexpr const char* kChunksText = "Received data but more than one data chunk must be handled.";
+
+const StateSteps kOneReconnectAfterAnError = {
+    {CREATED, READY}, {READY, FAULTED}, {FAULTED, DISCONNECTED}, {DISCONNECTED, READY}};
+
+// Sockets with input on them, opened when a closed descriptor's number could be handed out again: whoever used that
+// number still would read these bytes, or write to the other ends.
+class NewcomersWithInput {
+  public:
+    explicit NewcomersWithInput(const Bytes& input) {
+        for (auto& pair : pairs_) {
+            if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair.data()) != 0 ||
+                write(pair[0], input.data(), input.size()) == -1 || write(pair[1], input.data(), input.size()) == -1) {
+                throw std::runtime_error("no socket pair");
+            }
+        }
+    }
+
+    ~NewcomersWithInput() {
+        for (const auto& pair : pairs_) {
+            close(pair[0]);
+            close(pair[1]);
+        }
+    }
+
+    NewcomersWithInput(const NewcomersWithInput&) = delete;
+    NewcomersWithInput& operator=(const NewcomersWithInput&) = delete;
+
+    // Whether every socket still holds exactly the input that it began with.
+    bool AreUntouched(std::size_t inputSize) const {
+        for (const auto& pair : pairs_) {
+            for (const int descriptor : pair) {
+                std::array<char, 1024> bytes{};
+                if (recv(descriptor, bytes.data(), bytes.size(), MSG_PEEK | MSG_DONTWAIT) !=
+                    static_cast<ssize_t>(inputSize)) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    }
+
+  private:
+    std::array<std::array<int, 2>, 16> pairs_{};
+};
+
+class ReconnectTest : public GatewayTest {
+  protected:
+    // As the Mux does: reconnects on the thread that reports the fault.
+    void ReconnectWhenFaulted() {
+        owner_.onStateChanged = [](const StateChange& change) {
+            if (change.to == FAULTED) {
+                change.gateway->Disconnect();
+                change.gateway->Connect(false);
+            }
+        };
+    }
+
+    // Fails unless requests and events go through the connection.
+    void ExpectWorking(FakeConnection& connection) {
+        connection.Send(EventFrame(14, {0x01}));
+        EXPECT_TRUE(owner_.WaitForEvents(1));
+        ASSERT_TRUE(gateway_->GetNodeStatus("afterwards", 5, Context(1)));
+        EXPECT_EQ(DeviceAddressOf(connection.ReceiveLockFrame()), 5U);
+    }
+};
+
+TEST_F(ReconnectTest, AnOrderlyCloseEndsInReadyThroughDisconnectedWithTwoCallbacksAndOneNewConnection) {
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    const std::uint32_t reports = ErrorGuard::Instance().FirstCounter() + ErrorGuard::Instance().SecondCounter();
+    connection_.Close();
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(owner_.WaitForStateChanges(3));
+    ExpectWorking(second);
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}, {READY, DISCONNECTED}, {DISCONNECTED, READY}}));
+    EXPECT_FALSE(fake_.HasNewConnection());
+    EXPECT_EQ(log_.Count(plog::warning, kGracefulText), 1);
+    EXPECT_EQ(ErrorGuard::Instance().FirstCounter() + ErrorGuard::Instance().SecondCounter(), reports);
+    EXPECT_EQ(owner_.StateChanges().back().thread, owner_.Events().front().thread);
+}
+
+TEST_F(ReconnectTest, AnOrderlyCloseInConnectedNeverAsksForASequenceRefresh) {
+    ASSERT_TRUE(gateway_->Connect(true));
+    fake_.Accept().Close();
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(owner_.WaitForStateChanges(3));
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, CONNECTED}, {CONNECTED, DISCONNECTED}, {DISCONNECTED, READY}}));
+    EXPECT_EQ(log_.Count(plog::verbose, "Refreshing sequence couter."), 1);
+}
+
+TEST_F(ReconnectTest, AnOrderlyCloseOfAGatewayThatRefusesAfterwardsEndsInDisconnected) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    fake_.Refuse();
+    connection_.Close();
+    ASSERT_TRUE(log_.WaitFor(plog::error, "Cannot connect to socket:Connection refused"));
+    EXPECT_TRUE(WaitUntil([&] { return gateway_->TryLockConnection().owns_lock(); }));
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}, {READY, DISCONNECTED}}));
+    fake_.Listen();
+    EXPECT_TRUE(gateway_->Connect(false));
+}
+
+// The Mux's gateways thread looks at every gateway each millisecond and connects those that are not.
+TEST_F(ReconnectTest, EachOrderlyCloseLeadsToOneNewConnectionThoughAnotherThreadPollsAndConnectsToo) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    std::atomic<bool> stopped{false};
+    std::thread poller([&] {
+        const auto isConnected = [&] { return gateway_->Status() == CONNECTED || gateway_->Status() == READY; };
+        while (!stopped) {
+            if (!isConnected()) {
+                const auto connection = gateway_->TryLockConnection();
+                if (connection.owns_lock() && !isConnected()) {
+                    gateway_->Connect(false);
+                }
+            }
+        }
+    });
+    StateSteps expected = {{CREATED, READY}};
+    for (std::size_t round = 1; round <= 5; ++round) {
+        connection_.Close();
+        connection_ = fake_.Accept();
+        connection_.Send(EventFrame(14, {0x01}));
+        EXPECT_TRUE(owner_.WaitForEvents(round));
+        EXPECT_FALSE(fake_.HasNewConnection());
+        expected.insert(expected.end(), {{READY, DISCONNECTED}, {DISCONNECTED, READY}});
+        EXPECT_EQ(owner_.Steps(), expected);
+    }
+    stopped = true;
+    poller.join();
+}
+
+TEST_F(ReconnectTest, AResetConnectionIsAReceiveErrorAndReconnectsInsideTheStateCallbackOnTheSameThread) {
+    ReconnectWhenFaulted();
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    connection_.Reset();
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(owner_.WaitForStateChanges(4));
+    ExpectWorking(second);
+    EXPECT_EQ(owner_.Steps(), kOneReconnectAfterAnError);
+    EXPECT_FALSE(fake_.HasNewConnection());
+    EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Receive error. Error description: Connection reset by peer"), 1);
+    for (std::size_t index = 1; index < 4; ++index) {
+        EXPECT_EQ(owner_.StateChanges().at(index).thread, owner_.Events().front().thread);
+    }
+}
+
+TEST_F(ReconnectTest, TheErrorGuardHearsOfAResetConnectionBeforeTheOwnerDoes) {
+    const std::uint32_t reports = ErrorGuard::Instance().FirstCounter();
+    std::atomic<std::uint32_t> reportsAtTheCallback{0};
+    owner_.onStateChanged = [&](const StateChange&) { reportsAtTheCallback = ErrorGuard::Instance().FirstCounter(); };
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    connection_.Reset();
+    ASSERT_TRUE(owner_.WaitForStateChanges(2));
+    EXPECT_EQ(owner_.Steps().back(), std::make_pair(READY, FAULTED));
+    EXPECT_EQ(reportsAtTheCallback, reports + 1);
+}
+
+// The read thread is held while it manages a frame, so that the send thread meets the reset connection.
+TEST_F(ReconnectTest, ASendErrorReconnectsInsideTheStateCallbackAndTheRequestKeepsWaiting) {
+    ReconnectWhenFaulted();
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    LogGate reading("Managing new message");
+    connection_.Send(EventFrame(14, {0x01}));
+    ASSERT_TRUE(reading.WaitForArrival());
+    connection_.Reset();
+    const std::uint32_t counter = builder_->SequenceCounter();
+    const std::uint8_t referenceID = builder_->ReferenceID();
+    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(WaitUntil([&] { return builder_->ReferenceID() == referenceID + 1; }));
+    EXPECT_EQ(builder_->SequenceCounter(), counter + 1);
+    EXPECT_EQ(owner_.Steps(), kOneReconnectAfterAnError);
+    EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Send error. Error description: Connection reset by peer"), 1)
+        << log_.Text();
+    EXPECT_EQ(log_.Count(plog::error,
+                         "Error sending enqueued message request-1 to current Virtual Gateway. Message removed from "
+                         "queue"),
+              1);
+    reading.Open();
+    second.Send(ResultFrame(referenceID, 0));
+    ASSERT_TRUE(owner_.WaitForResponses(1));
+    EXPECT_EQ(owner_.Responses().front().requestID, "request-1");
+    EXPECT_FALSE(fake_.HasNewConnection());
+}
+
+// Both threads meet the end of one connection; whoever is second must not fault the connection made by the first.
+TEST_F(ReconnectTest, AReceiveErrorOfAConnectionThatTheSendThreadHasReplacedChangesNothing) {
+    ReconnectWhenFaulted();
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    LogGate reading("Error not handled. Error code received:104");
+    connection_.Reset();
+    ASSERT_TRUE(reading.WaitForArrival());
+    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(owner_.WaitForStateChanges(4));
+    reading.Open();
+    ExpectWorking(second);
+    EXPECT_EQ(owner_.Steps(), kOneReconnectAfterAnError);
+    EXPECT_FALSE(fake_.HasNewConnection());
+    EXPECT_FALSE(log_.Holds(plog::error, "Receive error."));
+}
+
+TEST_F(ReconnectTest, ASendErrorOfAConnectionThatTheReadThreadHasReplacedChangesNothing) {
+    ReconnectWhenFaulted();
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    LogGate reading("Managing new message");
+    LogGate sending("Socket send failed. Error:");
+    connection_.Send(EventFrame(14, {0x01}));
+    ASSERT_TRUE(reading.WaitForArrival());
+    connection_.Reset();
+    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
+    ASSERT_TRUE(sending.WaitForArrival());
+    reading.Open();
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(owner_.WaitForStateChanges(3));
+    sending.Open();
+    ASSERT_TRUE(log_.WaitFor(plog::error, "Error sending enqueued message request-1"));
+    ExpectWorking(second);
+    // The error was taken by the sender, so the reader saw an orderly close.
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}, {READY, DISCONNECTED}, {DISCONNECTED, READY}}));
+    EXPECT_FALSE(fake_.HasNewConnection());
+    EXPECT_FALSE(log_.Holds(plog::error, "Send error."));
+}
+
+TEST_F(ReconnectTest, AConnectionThatEndsDuringItsMakingIsReconnectedWithARefreshByTheReadThread) {
+    LogGate closed("Received 0 bytes as read result");
+    LogGate reconnecting("Socket in error. Try a reconnect.");
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    connection_.Close();
+    ASSERT_TRUE(closed.WaitForArrival());
+    fake_.Accept().Reset();
+    closed.Open();
+    ASSERT_TRUE(reconnecting.WaitForArrival());
+    EXPECT_FALSE(gateway_->TryLockConnection().owns_lock()) << "another thread could replace the connection now";
+    reconnecting.Open();
+    FakeConnection third = fake_.Accept();
+    ASSERT_TRUE(owner_.WaitForStateChanges(5));
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY},
+                                          {READY, DISCONNECTED},
+                                          {DISCONNECTED, READY},
+                                          {READY, DISCONNECTED},
+                                          {DISCONNECTED, CONNECTED}}));
+    EXPECT_EQ(log_.Count(plog::debug, "[VirtualGateway::readThreadProc] Socket in error. Try a reconnect."), 1);
+    const Bytes frame = third.ReceiveFrame();
+    EXPECT_EQ(DeviceAddressOf(frame), kRefreshAddress);
+    third.Send(ResultFrame(ReferenceIDOf(frame), 7, 99));
+    EXPECT_TRUE(WaitUntil([&] { return gateway_->Status() == READY; }));
+}
+
+TEST_F(ReconnectTest, TheSocketErrorCallbacksIgnoreANullContext) {
+    VirtualGateway::SocketSendError(EPIPE, nullptr);
+    VirtualGateway::SocketRecvError(0, nullptr);
+    VirtualGateway::SocketRecvError(EPIPE, nullptr);
+    EXPECT_FALSE(log_.Holds(plog::error, ""));
+    EXPECT_FALSE(log_.Holds(plog::warning, ""));
+}
+
+TEST_F(ReconnectTest, TheSocketErrorCallbacksFaultAGatewayInAnyStatusAndReportTheChangeEachTime) {
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    VirtualGateway::SocketRecvError(ETIMEDOUT, gateway_.get());
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, FAULTED}, {FAULTED, FAULTED}}));
+    EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Send error. Error description: Broken pipe"), 1);
+    EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Receive error. Error description: Connection timed out"), 1);
+}
+
+TEST_F(ReconnectTest, AnOrderlyCloseOfAFaultedGatewayReconnectsIt) {
+    ASSERT_TRUE(gateway_->Connect(false));
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    VirtualGateway::SocketRecvError(0, gateway_.get());
+    EXPECT_EQ(owner_.Steps(),
+              StateSteps({{CREATED, READY}, {READY, FAULTED}, {FAULTED, DISCONNECTED}, {DISCONNECTED, READY}}));
+}
+
+TEST_F(ReconnectTest, BytesThatArriveInFaultedAreNotRead) {
+    // Faulted from the moment of its connection, so that the read thread is not yet receiving.
+    owner_.onStateChanged = [](const StateChange& change) {
+        if (change.to == READY) {
+            VirtualGateway::SocketSendError(EPIPE, change.gateway);
+        }
+    };
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    connection_.Send(EventFrame(14, {0x01}));
+    EXPECT_FALSE(WaitUntil([&] { return !owner_.Events().empty(); }, kQuietTime));
+}
+
+TEST_F(ReconnectTest, WhatWasReceivedBeforeAReconnectStaysInTheBuffer) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    const Bytes frame = EventFrame(14, {0xAB});
+    connection_.Send(Bytes(frame.begin(), frame.begin() + 10));
+    ASSERT_TRUE(log_.WaitFor(plog::debug, kChunksText));
+    connection_.Close();
+    connection_ = fake_.Accept();
+    connection_.Send(Bytes(frame.begin() + 10, frame.end()));
+    // The end of the connection makes the socket hand over what it has.
+    connection_.Close();
+    ASSERT_TRUE(owner_.WaitForEvents(1));
+    EXPECT_EQ(owner_.Events().front().data, "AB");
+}
+
+TEST_F(ReconnectTest, AnExceptionThrownAsAPointerInAStateCallbackOnTheReadThreadIsFreedAndTheLoopGoesOn) {
+    owner_.onStateChanged = [](const StateChange& change) {
+        if (change.to == FAULTED) {
+            throw new Brenk::NullObjectException;
+        }
+    };
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    connection_.Reset();
+    ASSERT_TRUE(
+        log_.WaitFor(plog::error, "Exception in the read loop of virtual gateway with ID 12: Null or empty object"));
+    EXPECT_EQ(gateway_->Status(), FAULTED);
+    EXPECT_TRUE(gateway_->Disconnect());
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    connection_.Send(EventFrame(14, {0x01}));
+    EXPECT_TRUE(owner_.WaitForEvents(1));
+}
+
+// The read thread is held between two receives of one frame while its connection goes.
+TEST_F(ReconnectTest, AReaderNeverReceivesFromASocketThatGotTheNumberOfItsOwn) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    const Bytes frame = EventFrame(14, {0xAB});
+    LogGate receiving(kChunksText);
+    connection_.Send(Bytes(frame.begin(), frame.begin() + 10));
+    ASSERT_TRUE(receiving.WaitForArrival());
+    ASSERT_TRUE(gateway_->Disconnect());
+    const Bytes rest(frame.begin() + 10, frame.end());
+    const NewcomersWithInput newcomers(rest);
+    receiving.Open();
+    EXPECT_FALSE(WaitUntil([&] { return !owner_.Events().empty(); }, kQuietTime));
+    EXPECT_TRUE(newcomers.AreUntouched(rest.size()));
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}, {READY, DISCONNECTED}}));
+}
+
+TEST_F(ReconnectTest, ASenderNeverSendsToASocketThatGotTheNumberOfItsOwn) {
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    LogGate sending("Sending19 bytes of data.");
+    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
+    ASSERT_TRUE(sending.WaitForArrival());
+    ASSERT_TRUE(gateway_->Disconnect());
+    const Bytes input = {0x01, 0x02, 0x03};
+    const NewcomersWithInput newcomers(input);
+    sending.Open();
+    ASSERT_TRUE(log_.WaitFor(plog::error, "Error sending enqueued message request-1"));
+    EXPECT_TRUE(newcomers.AreUntouched(input.size()));
+    EXPECT_EQ(gateway_->Status(), DISCONNECTED);
+}
+
+}  // namespace
+}  // namespace Testing

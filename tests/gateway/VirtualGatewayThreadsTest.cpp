@@ -1,0 +1,223 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <vector>
+
+#include "tests/gateway/GatewayFixture.h"
+#include "tests/support/SignalStorm.h"
+
+namespace Testing {
+namespace {
+
+using Brenk::CREATED;
+using Brenk::FAULTED;
+using Brenk::READY;
+using Brenk::VirtualGateway;
+
+// Less than the 11 s for which a read thread waits for bytes.
+constexpr std::chrono::seconds kPromptly{5};
+
+class ThreadsTest : public GatewayTest {
+  protected:
+    // Destroys the gateway and returns how long that took.
+    std::chrono::steady_clock::duration Destroy() {
+        const auto begin = std::chrono::steady_clock::now();
+        gateway_.reset();
+        return std::chrono::steady_clock::now() - begin;
+    }
+};
+
+[[noreturn]] void CancelThisThread() {
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+    std::terminate();
+}
+
+TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyWhileItsThreadsSleep) {
+    StartSending();
+    ASSERT_TRUE(log_.WaitFor(plog::verbose, "RequestInfo pushed to messagesQueue."));
+    EXPECT_LT(Destroy(), kPromptly);
+}
+
+TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyWhileItsReadThreadReceives) {
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    connection_.Send({0x1F, 0xFE, 0xFD});
+    ASSERT_TRUE(log_.WaitFor(plog::debug, "Received data but more than one data chunk must be handled."));
+    EXPECT_LT(Destroy(), kPromptly);
+    EXPECT_TRUE(connection_.WaitForEnd());
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}}));
+    EXPECT_FALSE(log_.Holds(plog::error, ""));
+}
+
+TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyAfterItWasDisconnected) {
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    ASSERT_TRUE(gateway_->Disconnect());
+    EXPECT_LT(Destroy(), kPromptly);
+}
+
+TEST_F(ThreadsTest, TheDestructorWaitsForACallbackThatIsStillRunning) {
+    std::promise<void> entered;
+    std::promise<void> release;
+    std::atomic<bool> left{false};
+    owner_.onEvent = [&](const ReceivedEvent&) {
+        entered.set_value();
+        release.get_future().wait();
+        left = true;
+    };
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    connection_.Send(EventFrame(14, {0x01}));
+    entered.get_future().wait();
+    auto destroyed = std::async(std::launch::async, [&] {
+        gateway_.reset();
+        return left.load();
+    });
+    ASSERT_TRUE(log_.WaitFor(plog::verbose, "Virtual gateway destructor called."));
+    EXPECT_EQ(destroyed.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    release.set_value();
+    EXPECT_TRUE(destroyed.get());
+}
+
+TEST_F(ThreadsTest, NoCallbackBeginsOnceTheDestructorHasClearedThem) {
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    LogGate managing("Managing new message");
+    connection_.Send(EventFrame(14, {0x01}));
+    ASSERT_TRUE(managing.WaitForArrival());
+    auto destroyed = std::async(std::launch::async, [&] { gateway_.reset(); });
+    // The callbacks are cleared before the threads are told to end, and the sender ends at once.
+    ASSERT_TRUE(log_.WaitFor(plog::debug, "Closing send thread."));
+    managing.Open();
+    destroyed.get();
+    EXPECT_TRUE(owner_.Events().empty());
+    EXPECT_EQ(log_.Count(plog::warning, "No callback for events is set. The event will be ignored."), 1);
+}
+
+// Cancelled threads unwind through the loops and their catch-alls, and the gateway can still be destroyed.
+
+TEST_F(ThreadsTest, AReadThreadCancelledInsideTheEventCallbackUnwinds) {
+    owner_.onEvent = [](const ReceivedEvent&) { CancelThisThread(); };
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    connection_.Send(EventFrame(14, {0x01}));
+    ASSERT_TRUE(owner_.WaitForEvents(1));
+    EXPECT_LT(Destroy(), kPromptly);
+    EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
+    EXPECT_EQ(log_.Count(plog::debug, "Closing send thread."), 1);
+    EXPECT_FALSE(log_.Holds(plog::debug, "Closing read thread."));
+}
+
+TEST_F(ThreadsTest, AReadThreadCancelledInsideTheResponseCallbackUnwinds) {
+    owner_.onResponse = [](const ReceivedResponse&) { CancelThisThread(); };
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    connection_.Send(ResultFrame(ReferenceIDOf(SendStatusRequest("request-1")), 0));
+    ASSERT_TRUE(owner_.WaitForResponses(1));
+    EXPECT_LT(Destroy(), kPromptly);
+    EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
+}
+
+TEST_F(ThreadsTest, AReadThreadCancelledWhileItDisconnectsUnwinds) {
+    owner_.onStateChanged = [](const StateChange& change) {
+        if (change.to == Brenk::DISCONNECTED) {
+            CancelThisThread();
+        }
+    };
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    connection_.Close();
+    ASSERT_TRUE(owner_.WaitForStateChanges(2));
+    // The connection is free again: another thread can take it.
+    EXPECT_TRUE(WaitUntil([&] { return gateway_->TryLockConnection().owns_lock(); }));
+    EXPECT_TRUE(gateway_->Connect(false));
+    EXPECT_LT(Destroy(), kPromptly);
+    EXPECT_FALSE(log_.Holds(plog::error, "Cannot disconnect"));
+}
+
+TEST_F(ThreadsTest, ASendThreadCancelledInsideTheStateCallbackUnwinds) {
+    owner_.onStateChanged = [](const StateChange& change) {
+        if (change.to == FAULTED) {
+            CancelThisThread();
+        }
+    };
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    LogGate managing("Managing new message");
+    connection_.Send(EventFrame(14, {0x01}));
+    ASSERT_TRUE(managing.WaitForArrival());
+    connection_.Reset();
+    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
+    ASSERT_TRUE(owner_.WaitForStateChanges(2));
+    managing.Open();
+    EXPECT_LT(Destroy(), kPromptly);
+    EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
+    EXPECT_FALSE(log_.Holds(plog::debug, "Closing send thread."));
+}
+
+// A debugger that attaches, or a stop and a continue, interrupts every call that waits.
+TEST_F(ThreadsTest, InterruptedCallsAreNoFailures) {
+    const SignalStorm storm;
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    for (const char* id : {"request-1", "request-2", "request-3"}) {
+        connection_.Send(ResultFrame(ReferenceIDOf(SendStatusRequest(id)), 0));
+    }
+    EXPECT_TRUE(owner_.WaitForResponses(3));
+    connection_.Close();
+    connection_ = fake_.Accept();
+    connection_.Send(EventFrame(14, {0x01}));
+    EXPECT_TRUE(owner_.WaitForEvents(1));
+    EXPECT_EQ(owner_.StateChanges().size(), 3U);
+    EXPECT_GT(storm.Handled(), 100);
+}
+
+// Everything at once, for the race and memory checkers.
+TEST_F(ThreadsTest, OperationsFromManyThreadsGoOnWhileConnectionsComeAndGo) {
+    owner_.onStateChanged = [](const StateChange& change) {
+        if (change.to == FAULTED) {
+            change.gateway->Disconnect();
+            change.gateway->Connect(false);
+        }
+    };
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    StartSending();
+    std::atomic<bool> stopped{false};
+    std::atomic<int> accepted{0};
+    std::vector<std::thread> clients;
+    for (std::size_t client = 0; client < 3; ++client) {
+        clients.emplace_back([&, client] {
+            while (!stopped) {
+                accepted += gateway_->OpenLock("request", 5, 1, false, Context(client)) ? 1 : 0;
+                gateway_->SetOwner(Owner::Callbacks(Context(client)));
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
+        });
+    }
+    for (int round = 0; round < 6; ++round) {
+        const Bytes frame = connection_.ReceiveFrame();
+        if (!frame.empty()) {
+            connection_.Send(ResultFrame(ReferenceIDOf(frame), round % 2 == 0 ? 7 : 0, 1000));
+        }
+        round % 2 == 0 ? connection_.Close() : connection_.Reset();
+        connection_ = fake_.Accept();
+    }
+    stopped = true;
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_GT(accepted, 0);
+    EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
+}
+
+// The owner of a gateway sets it up while its threads run already.
+TEST(VirtualGatewaySetUp, ThreadsThatRunBeforeTheOwnerIsSetDoNoHarm) {
+    const CapturedLog log;
+    const Owner owner;
+    int context = 0;
+    for (int count = 0; count < 20; ++count) {
+        OpenedGateway gateway("127.0.0.1", 1);
+        gateway.SetOwner(Owner::Callbacks(&context));
+        EXPECT_EQ(gateway.ID(), 12);
+        EXPECT_EQ(gateway.Status(), CREATED);
+    }
+    EXPECT_FALSE(log.Holds(plog::error, ""));
+}
+
+}  // namespace
+}  // namespace Testing
