@@ -1,0 +1,168 @@
+// What the options print, and where they make the Mux listen.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/WaitUntil.h"
+#include "tests/system/support/LogLines.h"
+#include "tests/system/support/MuxSystem.h"
+#include "tests/system/support/SideBySide.h"
+
+namespace SystemTest {
+namespace {
+
+const std::string kUsage =
+    "Brenk MUX version 2.18.1\n"
+    "Usage: \n"
+    "dw-hal-mux-brenk [--port <listen port> --configFile <filePath> --help]\n"
+    "** commands listed inside \"[\" and \"]\" are optionals.\n"
+    "\n"
+    "--version: print out the application name and current version.\n"
+    "--ver: print out the application current version number.\n"
+    "--help: print this help.\n"
+    "--port: specifies a new listen port, different from default 5555.\n"
+    "--configFile: loads a JSON config file directly from filesystem. TCP/IP can still be used to change "
+    "configuration.\n"
+    "--logFile: write the log to a specified logfile\n"
+    "--verbose, -v: enable verbose logging\n"
+    "--debug, -dbg: enable debug logging\n"
+    "--colors: enable colored output for console\n"
+    "If nothing specified, MUX will be started with the default listen port (5555) waiting for a valid configuration "
+    "to be send via network using TCP connection.\n"
+    "\n";
+const std::string kVersion = "Brenk MUX version 2.18.1\n";
+const std::string kVersionNumber = "2.18.1\n";
+
+struct PrintRow {
+    std::vector<std::string> arguments;
+    std::string printed;
+};
+
+const std::vector<PrintRow> kPrinting = {
+    {{"--help"}, kUsage},
+    {{"-h"}, kUsage},
+    {{"--version"}, kVersion},
+    {{"--ver"}, kVersionNumber},
+    {{"--help", "--version"}, kUsage},
+    {{"--version", "--help"}, kUsage},
+    {{"--ver", "--version"}, kVersion},
+    {{"--ver", "-h"}, kUsage},
+    {{"--verbose", "--port", "--port=0", "word", "--unknown", "--ver"}, kVersionNumber},
+};
+
+TEST(CommandLine, HelpAndVersionsArePrintedAndNothingIsStarted) {
+    ForEachSideBySide(kPrinting, [](const PrintRow& row) {
+        MuxProcess mux(row.arguments);
+        EXPECT_EQ(mux.WaitForEnd(), "status 0");
+        EXPECT_EQ(mux.Output(), row.printed);
+        EXPECT_EQ(mux.ErrorOutput(), "");
+        EXPECT_TRUE(std::filesystem::is_empty(mux.Folder().Path()));
+    });
+}
+
+using Ports = std::vector<std::uint16_t>;
+
+void ExpectListensOn(const std::vector<std::string>& arguments, std::uint16_t port) {
+    const MuxProcess mux(arguments);
+    EXPECT_TRUE(Testing::WaitUntil([&] { return !mux.ListeningPorts().empty(); }, kDeadline));
+    EXPECT_EQ(mux.ListeningPorts(), Ports{port}) << testing::PrintToString(arguments);
+}
+
+// Whether the Mux can have port 5555 here: another program may hold it.
+bool IsDefaultPortFree() {
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int enabled = 1;
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(5555);
+    const bool isFree = bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(descriptor);
+    return isFree;
+}
+
+TEST(DefaultPort, IsTakenUnlessThePortIsGivenTwice) {
+    if (!IsDefaultPortFree()) {
+        GTEST_SKIP() << "port 5555 is in use on this machine";
+    }
+    ExpectListensOn({}, 5555);
+    ExpectListensOn({"--port"}, 5555);
+    ExpectListensOn({"--port", "6000"}, 5555);
+    ExpectListensOn({"--port=6000"}, 5555);
+    ExpectListensOn({"-p", "6000"}, 5555);
+    ExpectListensOn({"-p=6000"}, 5555);
+}
+
+TEST(DefaultPort, IsListenedOnWithoutConfigurationWhenNothingIsSaid) {
+    if (!IsDefaultPortFree()) {
+        GTEST_SKIP() << "port 5555 is in use on this machine";
+    }
+    const MuxProcess mux({});
+    ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
+    ExpectInOrder(mux.Lines(), {{"INFO", "No configuration file specified. Waiting for a valid configuration."},
+                                {"INFO", "Mux ended initialization process."}});
+}
+
+TEST(CommandLine, ThePortGivenTwiceIsListenedOn) {
+    const ReservedPort port;
+    const std::string number = std::to_string(port.Number());
+    ExpectListensOn({"--port", "--port=" + number}, port.Number());
+    ExpectListensOn({"-p", "-p=" + number}, port.Number());
+    ExpectListensOn({"-p", "--port=" + number}, port.Number());
+    ExpectListensOn({"--port", "-p=" + number}, port.Number());
+    ExpectListensOn({"--port=" + number, "--debug", "--port"}, port.Number());
+}
+
+void ExpectNoListening(const std::string& portText, const std::string& reason) {
+    SCOPED_TRACE("--port=" + portText);
+    MuxProcess mux({"--port", "--port=" + portText, "--verbose"});
+    EXPECT_EQ(mux.WaitForEnd(), "status 0");
+    ExpectInOrder(mux.Lines(), {{"ERROR", "Error on bind server socket. " + reason},
+                                {"ERROR", "Error detected on socket. Initialization. Shutdown Mux."},
+                                {"VERB", "Force shutdown initiated"},
+                                {"WARN", "Mux main thread is closing."},
+                                {"VERB", "Mux loop cycle ended."}});
+}
+
+TEST(CommandLine, APortThatIsNoneEndsTheProcessWithStatus0) {
+    const std::vector<std::string> ports = {"0", "65536", "70000", "-1", "x", "2147483647"};
+    ForEachSideBySide(ports, [](const std::string& port) { ExpectNoListening(port, "Invalid argument"); });
+}
+
+TEST(CommandLine, APortThatIsTakenEndsTheProcessWithStatus0) {
+    const int taker = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(taker, reinterpret_cast<sockaddr*>(&address), size), 0);
+    ASSERT_EQ(listen(taker, 1), 0);
+    ASSERT_EQ(getsockname(taker, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    ExpectNoListening(std::to_string(ntohs(address.sin_port)), "Address already in use");
+    close(taker);
+}
+
+TEST(CommandLine, AMuxThatCannotListenLeavesItsGatewaysToo) {
+    Simulator::GatewaySimulator gateway;
+    gateway.Start();
+    const TemporaryFolder folder;
+    MuxProcess mux(
+        {"--port", "--port=0", "--configFile", folder.Write("mux.json", ConfigurationWithGateway(gateway.Port()))});
+    EXPECT_EQ(mux.WaitForEnd(), "status 0");
+}
+
+// Further arguments are ignored, wherever they stand.
+TEST(CommandLine, UnknownOptionsAndWordsAreIgnored) {
+    const ReservedPort port;
+    const std::string number = std::to_string(port.Number());
+    ExpectListensOn({"word", "--unknown", "--port", "--port=" + number, "-x", "--other=1", "another"}, port.Number());
+}
+
+}  // namespace
+}  // namespace SystemTest

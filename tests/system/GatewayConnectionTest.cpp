@@ -1,0 +1,157 @@
+// What becomes of the Mux when a gateway's connection ends, or is never made.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/WaitUntil.h"
+#include "tests/system/support/ExchangeRunner.h"
+#include "tests/system/support/LogLines.h"
+#include "tests/system/support/SideBySide.h"
+
+namespace SystemTest {
+namespace {
+
+const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
+const std::string kStateChange = "[BrenkMux::VirtualGatewayStateChangedCallback] Gateway 1 changed state from ";
+
+bool WaitForConnections(const Simulator::GatewaySimulator& gateway, std::size_t count) {
+    return Testing::WaitUntil([&] { return gateway.ConnectionCount() >= count && gateway.IsConnected(); }, kDeadline);
+}
+
+// The runner sees every frame: a question for the counter after a reconnect would be one too many.
+TEST(GatewayConnection, ClosedInOrderIsMadeOnceMoreAndRequestsGoOn) {
+    MuxSystem system;
+    ExchangeRunner runner(system);
+    runner.Run({kRequest});
+    system.Gateway().CloseConnection();
+    ASSERT_TRUE(WaitForConnections(system.Gateway(), 2));
+    ASSERT_TRUE(system.Mux().WaitFor(kStateChange + "DISCONNECTED to state READY"));
+
+    runner.Run({kRequest, kRequest});
+    EXPECT_EQ(system.Gateway().ConnectionCount(), 2U);
+    EXPECT_EQ(system.Gateway().ReceivedFrames().back().connection, 2U);
+    ExpectInOrder(system.Mux().Lines(),
+                  {{"INFO", kStateChange + "READY to state DISCONNECTED"},
+                   {"INFO", kStateChange + "DISCONNECTED to state READY"},
+                   {"",
+                    "Received 0 bytes as read result, and no other read operations was pending. The socket must be "
+                    "disconected."}});
+    EXPECT_EQ(system.Mux().Count("Connection gracefully closed. The VGs will reconnect. Error description: "), 1U);
+    // To CONNECTED and READY at the start, to DISCONNECTED and READY now.
+    EXPECT_EQ(system.Mux().Count(" changed state from "), 4U);
+}
+
+TEST(GatewayConnection, ClosedAgainAndAgainIsMadeExactlyAsOften) {
+    constexpr std::size_t kTimes = 5;
+    MuxSystem system;
+    ExchangeRunner runner(system);
+    for (std::size_t time = 1; time <= kTimes; ++time) {
+        system.Gateway().CloseConnection();
+        ASSERT_TRUE(WaitForConnections(system.Gateway(), time + 1));
+        ASSERT_TRUE(system.Mux().WaitFor(kStateChange + "DISCONNECTED to state READY", time));
+        runner.Run({kRequest});
+        EXPECT_EQ(system.Gateway().ConnectionCount(), time + 1);
+    }
+}
+
+TEST(GatewayConnection, ClosedInPlaceOfAnAnswerLeavesThatRequestUnanswered) {
+    MuxSystem system;
+    ExchangeRunner runner(system);
+    Exchange unanswered = kRequest;
+    unanswered.gateway = "fault close";
+    unanswered.answer.reset();
+    unanswered.log = kStateChange + "DISCONNECTED to state READY";
+    runner.Run({unanswered, kRequest});
+    EXPECT_EQ(system.Gateway().ConnectionCount(), 2U);
+}
+
+TEST(GatewayConnection, OfOneGatewayIsNoMatterForTheOthers) {
+    MuxSystem system(WithGateways({GatewaySetup{1}, GatewaySetup{2}}));
+    ExchangeRunner runner(system);
+    system.Gateway(0).CloseConnection();
+    ASSERT_TRUE(WaitForConnections(system.Gateway(0), 2));
+    ASSERT_TRUE(system.Mux().WaitFor(kStateChange + "DISCONNECTED to state READY"));
+    runner.RunSideBySide({{kRequest}, {kRequest}});
+    EXPECT_EQ(system.Gateway(1).ConnectionCount(), 1U);
+}
+
+// Its counter is asked for twice; the answer to a request that goes out nevertheless tells it.
+TEST(GatewayConnection, OnWhichTheCounterWasNeverToldTakesRequests) {
+    SystemSetup setup;
+    setup.gateways.front().commands = "fault silence 2";
+    setup.waitsUntilQuiet = false;
+    MuxSystem system(setup);
+    ExchangeRunner runner(system);
+    ASSERT_TRUE(system.Gateway().WaitForFrames(MuxSystem::kFramesAtStart, kDeadline));
+    runner.NextFrame().sequenceCounter = 3;
+    Exchange refused = kRequest;
+    refused.answer.reset();
+    refused.log = kStateChange + "CONNECTED to state READY";
+    runner.Run({refused});
+    runner.NextFrame().sequenceCounter = 1001;
+    runner.Run({kRequest});
+}
+
+void ExpectEndForCriticalErrors(MuxProcess& mux, const std::string& reason) {
+    EXPECT_EQ(mux.WaitForEnd(), "status 1");
+    ExpectInOrder(mux.Lines(), {{"", reason}, {"ERROR", "Exit for critical errors."}});
+    EXPECT_EQ(mux.Count("Exit for critical errors."), 1U);
+}
+
+TEST(GatewayConnection, ThatIsResetEndsTheProcessWithStatus1) {
+    MuxSystem system;
+    system.Gateway().ResetConnection();
+    ExpectEndForCriticalErrors(system.Mux(), "Error not handled. Error code received:104");
+    // The process ends before the gateway's state is touched.
+    EXPECT_EQ(system.Mux().Count("FAULTED"), 0U);
+}
+
+TEST(GatewayConnection, ThatIsResetInPlaceOfAnAnswerEndsTheProcessWithStatus1) {
+    MuxSystem system;
+    TestClient client = system.NewClient();
+    ASSERT_EQ(system.Gateway().Execute("fault reset"), "");
+    client.Send(Replace(Request(14), "@G", "1"));
+    ExpectEndForCriticalErrors(system.Mux(), "Error not handled. Error code received:104");
+    EXPECT_EQ(client.Receive(), "(closed)");
+}
+
+TEST(GatewayConnection, ThatCannotBeMadeAgainEndsTheProcessWithStatus1) {
+    MuxSystem system;
+    system.Gateway().Stop();
+    ExpectEndForCriticalErrors(system.Mux(), "Cannot connect to socket:Connection refused");
+}
+
+struct UnreachableRow {
+    const char* name;
+    // 0 for one that nobody listens on.
+    int port;
+    const char* reason;
+};
+
+const std::vector<UnreachableRow> kUnreachable = {
+    {"nobody listens", 0, "Cannot connect to socket:Connection refused"},
+    {"a port above 65535", 70000, "GetAddrInfo error:Servname not supported for ai_socktype"},
+    {"a port below 0", -1, "GetAddrInfo error:Servname not supported for ai_socktype"},
+};
+
+void ExpectUnreachable(const UnreachableRow& row) {
+    SCOPED_TRACE(row.name);
+    const ReservedPort nobodyListens;
+    const int port = row.port == 0 ? nobodyListens.Number() : row.port;
+    const TemporaryFolder folder;
+    const std::string file =
+        folder.Write("mux.json", R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":)" +
+                                     std::to_string(port) + "}]}");
+    const ReservedPort listen;
+    MuxProcess mux({"--port", "--port=" + std::to_string(listen.Number()), "--configFile", file});
+    ExpectEndForCriticalErrors(mux, row.reason);
+}
+
+TEST(GatewayConnection, ThatCannotBeMadeAtTheStartEndsTheProcessWithStatus1) {
+    ForEachSideBySide(kUnreachable, ExpectUnreachable);
+}
+
+}  // namespace
+}  // namespace SystemTest

@@ -1,0 +1,129 @@
+// Where the log goes.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/system/support/Exchange.h"
+#include "tests/system/support/MuxSystem.h"
+
+namespace SystemTest {
+namespace {
+
+constexpr const char* kDefaultLog = "smartlock_mux.log";
+
+std::vector<std::string> PortArguments(const ReservedPort& port) {
+    return {"--port", "--port=" + std::to_string(port.Number())};
+}
+
+std::vector<std::string> With(std::vector<std::string> arguments, const std::vector<std::string>& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+void EndInOrder(MuxProcess& mux) {
+    ASSERT_TRUE(mux.WaitFor("Receive data loop thread spawned."));
+    mux.Signal(SIGQUIT);
+    EXPECT_EQ(mux.WaitForEnd(), "status 0");
+}
+
+// The lines of a log file without the byte order mark at its start.
+std::vector<std::string> LinesOf(std::string content) {
+    static const std::string kByteOrderMark = "\xEF\xBB\xBF";
+    EXPECT_EQ(content.rfind(kByteOrderMark, 0), 0U);
+    std::istringstream text(content.erase(0, kByteOrderMark.size()));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> Sorted(std::vector<std::string> lines) {
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+TEST(LogFile, IsInTheWorkingDirectoryByDefaultAndHasWhatTheConsoleHas) {
+    const ReservedPort port;
+    MuxProcess mux(PortArguments(port));
+    EndInOrder(mux);
+    // Two threads may meet in another order at the file than at the console.
+    EXPECT_EQ(Sorted(LinesOf(mux.Folder().Read(kDefaultLog))), Sorted(mux.Lines()));
+    EXPECT_GE(mux.Lines().size(), 10U);
+}
+
+TEST(LogFile, IsWhereTheOptionSays) {
+    const ReservedPort port;
+    const TemporaryFolder folder;
+    const std::string file = (folder.Path() / "own.log").string();
+    MuxProcess mux(With(PortArguments(port), {"--logFile", file}));
+    EndInOrder(mux);
+    EXPECT_EQ(Sorted(LinesOf(folder.Read("own.log"))), Sorted(mux.Lines()));
+    EXPECT_FALSE(std::filesystem::exists(mux.Folder().Path() / kDefaultLog));
+}
+
+TEST(LogFile, ThatCannotBeOpenedIsNamedOnTheConsoleAndTheMuxRunsOn) {
+    const ReservedPort port;
+    MuxProcess mux(With(PortArguments(port), {"--logFile", "/nonexistent/folder/mux.log"}));
+    ASSERT_TRUE(mux.WaitFor("/nonexistent/folder/mux.log"));
+    EXPECT_EQ(mux.Count("No such file or directory"), 1U);
+    TestClient client(port.Number());
+    client.Send(R"({"MessageID":"a","MessageCode":3})");
+    EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+}
+
+TEST(LogFile, RollsAt10000BytesAndKeepsTheOldOne) {
+    constexpr std::size_t kMaximumSize = 10000;
+    const ReservedPort port;
+    MuxProcess mux(With(PortArguments(port), {"--verbose"}));
+    TestClient client(port.Number());
+    const auto hasRolledTwice = [&] { return std::filesystem::exists(mux.Folder().Path() / "smartlock_mux.2.log"); };
+    for (int request = 0; request < 1000 && !hasRolledTwice(); ++request) {
+        client.Send(R"({"MessageID":"a","MessageCode":3})");
+        ASSERT_NE(client.Receive().find("Error in request"), std::string::npos);
+    }
+    ASSERT_TRUE(hasRolledTwice());
+    mux.Signal(SIGQUIT);
+    EXPECT_EQ(mux.WaitForEnd(), "status 0");
+
+    const std::vector<std::string> console = Sorted(mux.Lines());
+    for (const char* const name : {"smartlock_mux.log", "smartlock_mux.1.log", "smartlock_mux.2.log"}) {
+        const std::string content = mux.Folder().Read(name);
+        const std::vector<std::string> lines = Sorted(LinesOf(content));
+        EXPECT_TRUE(std::includes(console.begin(), console.end(), lines.begin(), lines.end())) << name;
+        // The line that reaches the size is the last one.
+        const std::size_t lastLine = content.size() - content.rfind('\n', content.size() - 2);
+        EXPECT_LE(content.size(), kMaximumSize + lastLine) << name;
+    }
+    EXPECT_GT(mux.Folder().Read("smartlock_mux.1.log").size(), kMaximumSize - 1);
+}
+
+constexpr const char* kColorStart = "\x1B[";
+
+std::string ConsoleOf(const std::vector<std::string>& options, ChildOutput::Console console) {
+    const ReservedPort port;
+    MuxProcess mux(With(PortArguments(port), With({"--logFile", "/nonexistent/folder/mux.log"}, options)), {}, console);
+    EndInOrder(mux);
+    return mux.Output();
+}
+
+bool HasColors(const std::string& output) {
+    return output.find(kColorStart) != std::string::npos;
+}
+
+// The warning about the file gives the console something to colour.
+TEST(Console, HasColorsWhenAskedForAndOnlyOnATerminal) {
+    EXPECT_TRUE(HasColors(ConsoleOf({"--colors"}, ChildOutput::Console::kTerminal)));
+    EXPECT_TRUE(HasColors(ConsoleOf({"--colors=1"}, ChildOutput::Console::kTerminal)));
+    EXPECT_FALSE(HasColors(ConsoleOf({}, ChildOutput::Console::kTerminal)));
+    EXPECT_FALSE(HasColors(ConsoleOf({"--colors"}, ChildOutput::Console::kPipe)));
+}
+
+}  // namespace
+}  // namespace SystemTest

@@ -1,0 +1,22 @@
+#include "tests/system/support/FakeDumpTool.h"
+
+#include <cstdlib>
+
+namespace SystemTest {
+
+FakeDumpTool::FakeDumpTool(Behaviour behaviour) {
+    const std::string folder = folder_.Path().string();
+    std::string script =
+        "#!/bin/sh\necho \"gcore $*\" > '" + folder + "/called' && mv '" + folder + "/called' '" + folder + "/call'\n";
+    if (behaviour == Behaviour::kWaitsForLeave) {
+        script += "while [ ! -e '" + folder + "/leave' ]; do sleep 0.02; done\n";
+    }
+    std::filesystem::permissions(folder_.Write("gcore", script), std::filesystem::perms::owner_all);
+}
+
+MuxProcess::Environment FakeDumpTool::Environment() const {
+    const char* const path = std::getenv("PATH");
+    return {{"PATH", folder_.Path().string() + ":" + (path == nullptr ? "/usr/bin:/bin" : path)}};
+}
+
+}  // namespace SystemTest
