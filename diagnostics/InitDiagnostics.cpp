@@ -47,12 +47,19 @@ int TryToOpen(const std::string& logFile) {
     return 0;
 }
 
+// The appender takes what follows the last point of the whole path for the extension, and then cannot roll a file
+// that has none in a directory with a point. A point at the end tells it that there is no extension.
+std::string AppenderFileName(const std::string& logFile) {
+    const bool hasExtension = logFile.find('.', logFile.find_last_of('/') + 1) != std::string::npos;
+    return hasExtension ? logFile : logFile + ".";
+}
+
 void InitLog(plog::Severity maximumSeverity, const std::string& logFile, bool colors) {
     plog::Logger<0>& logger = plog::init(maximumSeverity, NewConsole(colors));
     logger.setMaxSeverity(maximumSeverity);
     const int error = TryToOpen(logFile);
     if (error == 0) {
-        logger.addAppender(new FileAppender(logFile.c_str(), kLogFileBytes, kLogFiles));
+        logger.addAppender(new FileAppender(AppenderFileName(logFile).c_str(), kLogFileBytes, kLogFiles));
     } else {
         MUX_LOG(plog::warning) << "Cannot open log file " << logFile << ": " << ErrorText(error)
                                << ". Logging to the console only.";

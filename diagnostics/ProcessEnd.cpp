@@ -1,5 +1,6 @@
 #include "diagnostics/ProcessEnd.h"
 
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -35,16 +36,23 @@ extern "C" void LeaveByWatchdog(int) {
     _exit(endingStatus);
 }
 
+// The handler that leads here may block them. A fault whose signal is blocked would kill the process with that signal
+// instead of our status.
+void UnblockFaultsAndWatchdog() {
+    sigset_t unblocked;
+    sigemptyset(&unblocked);
+    for (const int signalNumber : {SIGABRT, SIGBUS, SIGSEGV, SIGALRM}) {
+        sigaddset(&unblocked, signalNumber);
+    }
+    pthread_sigmask(SIG_UNBLOCK, &unblocked, nullptr);
+}
+
 void StartWatchdog(unsigned seconds) {
     struct sigaction action = {};
     action.sa_handler = LeaveByWatchdog;
     sigemptyset(&action.sa_mask);
     sigaction(SIGALRM, &action, nullptr);
 
-    sigset_t alarmOnly;
-    sigemptyset(&alarmOnly);
-    sigaddset(&alarmOnly, SIGALRM);
-    pthread_sigmask(SIG_UNBLOCK, &alarmOnly, nullptr);
     alarm(seconds);
 }
 
@@ -57,6 +65,8 @@ void StartWatchdog(unsigned seconds) {
 }  // namespace
 
 void BeginEnding(int status, unsigned secondsToFinish) {
+    // A thread that was cancelled, perhaps by the ending itself, must neither drop its ending nor leave its wait.
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     const long self = CurrentThread();
     long claimedBy = 0;
     if (!endingThread.compare_exchange_strong(claimedBy, self)) {
@@ -66,6 +76,7 @@ void BeginEnding(int status, unsigned secondsToFinish) {
         WaitForTheEnd();
     }
     endingStatus = status;
+    UnblockFaultsAndWatchdog();
     StartWatchdog(secondsToFinish);
 }
 

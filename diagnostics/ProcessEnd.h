@@ -17,7 +17,8 @@ enum class RuntimeReports {
 // Claims the end of the process with this exit status. Returns on the first thread that calls it and on no other.
 // A claim by the thread that already holds it is a fault inside an ending: the process leaves with 255 at once.
 // From here on a watchdog ends the process with the same status after `secondsToFinish`, should a lock held
-// by an interrupted thread keep the ending from getting through. Async-signal-safe.
+// by an interrupted thread keep the ending from getting through. The calling thread can't be cancelled any more.
+// Async-signal-safe.
 void BeginEnding(int status, unsigned secondsToFinish);
 
 // Whether the calling thread is the one that ends the process. Async-signal-safe.

@@ -44,25 +44,15 @@ const Ending* FindEnding(int signalNumber) {
     return nullptr;
 }
 
-// A fault while its own signal is blocked would kill the process with that signal instead of our status.
-void LetFaultsReachUs() {
-    sigset_t faults;
-    sigemptyset(&faults);
-    for (const int fault : {SIGABRT, SIGBUS, SIGSEGV}) {
-        sigaddset(&faults, fault);
-    }
-    pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
-}
-
-[[noreturn]] void EndByCrash(const Ending& ending) {
-    LetFaultsReachUs();
+// The line is written under the signature of the handler, as those of the other endings.
+[[noreturn]] void EndByCrash(const Ending& ending, const char* signature) {
     BeginEnding(ending.status, kSecondsToDump);
     // The thread that crashed inside the log holds its lock: no line can be written any more.
     if (LogCall::IsInProgressOnThisThread()) {
         RunDumpCommand();
         FinishEnding(RuntimeReports::kSkip);
     }
-    MUX_LOG(ending.severity) << ending.text;
+    MUX_LOG_FROM(signature, ending.severity) << ending.text;
     SaveDumpFile();
     LogBacktrace();
     FinishEnding(RuntimeReports::kSkip);
@@ -76,7 +66,7 @@ void SignalHandler(int signalNumber) {
         return;
     }
     if (ending->isCrash) {
-        EndByCrash(*ending);
+        EndByCrash(*ending, __PRETTY_FUNCTION__);
     }
     if (IsEndingOnThisThread() || LogCall::Defer(signalNumber)) {
         return;

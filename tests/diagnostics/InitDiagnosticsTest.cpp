@@ -1,0 +1,230 @@
+#include "diagnostics/InitDiagnostics.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "diagnostics/ErrorGuard.h"
+#include "diagnostics/Log.h"
+#include "diagnostics/ProcessEnd.h"
+#include "diagnostics/Tracer.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace Diagnostics {
+namespace {
+
+using testing::AllOf;
+using Testing::ChildOutput;
+using Testing::ChildResult;
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr std::size_t kRollingBytes = 10000;
+
+// A process has one logger, so each test sets it up in a process of its own.
+class InitDiagnosticsTest : public testing::Test {
+  protected:
+    ChildResult Run(const std::function<void()>& body, ChildOutput output = ChildOutput::kPipe) const {
+        const ChildResult result = Testing::RunInChild(directory_.Path(), body, output);
+        EXPECT_EQ(result.exitStatus, Testing::kBodyReturned) << result.output;
+        return result;
+    }
+
+    Testing::TemporaryDirectory directory_;
+};
+
+TEST_F(InitDiagnosticsTest, WithNoLogFileNameTheLogGoesToSmartlockMuxLogInTheWorkingDirectory) {
+    Run([] { InitDiagnostics(plog::info, "", false); });
+    EXPECT_THAT(directory_.Read("smartlock_mux.log"), HasSubstr("Logging initialized.\n"));
+}
+
+TEST_F(InitDiagnosticsTest, TheLogGoesToTheFileThatIsNamed) {
+    Run([] { InitDiagnostics(plog::info, "other.log", false); });
+    EXPECT_THAT(directory_.Read("other.log"), HasSubstr("Logging initialized.\n"));
+    EXPECT_FALSE(std::filesystem::exists(directory_.Path() / "smartlock_mux.log"));
+}
+
+TEST_F(InitDiagnosticsTest, FileAndConsoleGetTheSameTwoLinesAtInfo) {
+    const ChildResult result = Run([] { InitDiagnostics(plog::info, "mux.log", false); });
+    const auto lines = result.OutputLines();
+    ASSERT_EQ(lines.size(), 2U) << result.output;
+    const std::string prefix =
+        "^[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} INFO  \\[[0-9]+\\] .*";
+    EXPECT_THAT(lines.at(0), AllOf(ContainsRegex(prefix), EndsWith("Logging initialized.")));
+    EXPECT_THAT(lines.at(1), AllOf(ContainsRegex(prefix), EndsWith("Error guard initialized.")));
+    EXPECT_EQ(directory_.Read("mux.log"), "\xEF\xBB\xBF" + result.output);  // the file begins as UTF-8 files may
+}
+
+TEST_F(InitDiagnosticsTest, AMessageBeginsWithTheFullSignatureOfItsFunction) {
+    const ChildResult result = Run([] { InitDiagnostics(plog::info, "mux.log", false); });
+    EXPECT_THAT(result.output,
+                ContainsRegex("\\] void Diagnostics::InitDiagnostics\\(plog::Severity, const .*string.*&, "
+                              "bool\\) Logging initialized\\.\n"));
+}
+
+TEST_F(InitDiagnosticsTest, AnExistingLogFileIsContinued) {
+    std::ofstream(directory_.Path() / "mux.log") << "from the last run\n";
+    Run([] { InitDiagnostics(plog::info, "mux.log", false); });
+    EXPECT_THAT(directory_.Read("mux.log"), ContainsRegex("^from the last run\n.*Logging initialized"));
+}
+
+class InitDiagnosticsSeverityTest : public InitDiagnosticsTest, public testing::WithParamInterface<plog::Severity> {};
+
+TEST_P(InitDiagnosticsSeverityTest, LinesUpToTheMaximumSeverityAreLoggedAndNoOthers) {
+    const plog::Severity maximum = GetParam();
+    const ChildResult result = Run([maximum] {
+        InitDiagnostics(maximum, "mux.log", false);
+        for (int severity = plog::fatal; severity <= plog::verbose; ++severity) {
+            MUX_LOG(static_cast<plog::Severity>(severity)) << "severity " << severity << ".";
+        }
+    });
+    for (int severity = plog::fatal; severity <= plog::verbose; ++severity) {
+        const std::string text = "severity " + std::to_string(severity) + ".\n";
+        EXPECT_EQ(result.output.find(text) != std::string::npos, severity <= maximum) << text;
+        EXPECT_EQ(directory_.Read("mux.log").find(text) != std::string::npos, severity <= maximum) << text;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Severities, InitDiagnosticsSeverityTest,
+                         testing::Values(plog::none, plog::fatal, plog::error, plog::warning, plog::info, plog::debug,
+                                         plog::verbose),
+                         [](const auto& tested) { return std::string(plog::severityToString(tested.param)); });
+
+// Whole lines of one file, oldest first.
+std::vector<std::string> LinesOf(const std::string& content) {
+    return ChildResult{0, content}.OutputLines();
+}
+
+TEST_F(InitDiagnosticsTest, AFileOf10000BytesRollsAndTheRolledFileIsKept) {
+    Run([] {
+        InitDiagnostics(plog::info, "mux.log", false);
+        for (int line = 0; line < 100; ++line) {
+            MUX_LOG(plog::info) << "line " << line;
+        }
+    });
+    const std::string rolled = directory_.Read("mux.1.log");
+    EXPECT_GT(rolled.size(), kRollingBytes);
+    EXPECT_LT(rolled.size(), kRollingBytes + LinesOf(rolled).back().size() + 2);
+    // No line is lost or torn where the file rolled.
+    std::size_t lines = 0;
+    for (const char* name : {"mux.2.log", "mux.1.log", "mux.log"}) {
+        lines += LinesOf(directory_.Read(name)).size();
+    }
+    EXPECT_EQ(lines, 102U);
+    EXPECT_THAT(directory_.Read("mux.log"), HasSubstr("line 99\n"));
+}
+
+class ExtensionlessLogFileTest : public InitDiagnosticsTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(ExtensionlessLogFileTest, RollsToo) {
+    const std::string name = GetParam();
+    std::filesystem::create_directory(directory_.Path() / "logs.d");
+    Run([&] {
+        InitDiagnostics(plog::info, name, false);
+        for (int line = 0; line < 100; ++line) {
+            MUX_LOG(plog::info) << "line " << line;
+        }
+    });
+    EXPECT_GT(directory_.Read(name + ".1").size(), kRollingBytes);
+    EXPECT_THAT(directory_.Read(name), HasSubstr("line 99\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, ExtensionlessLogFileTest, testing::Values("muxlog", "./muxlog", "logs.d/muxlog"));
+
+TEST_F(InitDiagnosticsTest, TheRolledFilesDoNotFillTheDisk) {
+    Run([] {
+        InitDiagnostics(plog::info, "mux.log", false);
+        const std::string text(1000, 'x');
+        for (int line = 0; line < 200; ++line) {
+            MUX_LOG(plog::info) << text;
+        }
+    });
+    const std::filesystem::directory_iterator files(directory_.Path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 10);
+}
+
+TEST_F(InitDiagnosticsTest, ALogFileThatCannotBeOpenedIsAConsoleWarningWithNameAndReasonAndTheLogGoesOn) {
+    const ChildResult result = Run([] { InitDiagnostics(plog::info, "missing/mux.log", false); });
+    EXPECT_THAT(result.output,
+                ContainsRegex(" WARN  .* Cannot open log file missing/mux\\.log: No such file or directory"));
+    EXPECT_TRUE(result.HasInOrder({"Cannot open", "Logging initialized.\n", "Error guard initialized.\n"}))
+        << result.output;
+}
+
+TEST_F(InitDiagnosticsTest, ADirectoryInPlaceOfTheLogFileIsAConsoleWarningToo) {
+    const ChildResult result = Run([] { InitDiagnostics(plog::info, ".", false); });
+    EXPECT_THAT(result.output, ContainsRegex(" WARN  .* Cannot open log file \\.: Is a directory"));
+}
+
+TEST_F(InitDiagnosticsTest, TextBeyondAsciiReachesTheFileAsUtf8) {
+    Run([] {
+        InitDiagnostics(plog::info, "mux.log", false);
+        MUX_LOG(plog::info) << "T\xC3\xBCr";
+    });
+    EXPECT_THAT(directory_.Read("mux.log"), HasSubstr(" T\xC3\xBCr\n"));
+}
+
+TEST_F(InitDiagnosticsTest, TheConsoleIsColoredAtATerminalWhenWanted) {
+    const ChildResult result = Run(
+        [] {
+            InitDiagnostics(plog::info, "mux.log", true);
+            MUX_LOG(plog::error) << "red";
+        },
+        ChildOutput::kTerminal);
+    EXPECT_THAT(result.output, ContainsRegex("\x1B\\[91m.*ERROR .* red\r\n\x1B\\[0m"));
+    EXPECT_THAT(directory_.Read("mux.log"), Not(HasSubstr("\x1B")));
+}
+
+TEST_F(InitDiagnosticsTest, TheConsoleIsPlainAtATerminalWhenColorsAreNotWanted) {
+    const ChildResult result = Run(
+        [] {
+            InitDiagnostics(plog::info, "mux.log", false);
+            MUX_LOG(plog::error) << "plain";
+        },
+        ChildOutput::kTerminal);
+    EXPECT_THAT(result.output, AllOf(HasSubstr(" plain\r\n"), Not(HasSubstr("\x1B"))));
+}
+
+TEST_F(InitDiagnosticsTest, WhatIsNoTerminalGetsNoColors) {
+    const ChildResult result = Run([] {
+        InitDiagnostics(plog::info, "mux.log", true);
+        MUX_LOG(plog::error) << "plain";
+    });
+    EXPECT_THAT(result.output, AllOf(HasSubstr(" plain\n"), Not(HasSubstr("\x1B"))));
+}
+
+TEST_F(InitDiagnosticsTest, TheTracerGetsTheSameWishForColors) {
+    const ChildResult result = Run(
+        [] {
+            InitDiagnostics(plog::none, "mux.log", true);
+            Tracer::Enable(Tracer::kDebugCategories);
+            Tracer::WriteLine("red", Tracer::Level::kError);
+        },
+        ChildOutput::kTerminal);
+    EXPECT_EQ(result.output, "\x1B[31mred\x1B[0m\r\n");
+}
+
+TEST_F(InitDiagnosticsTest, TheErrorGuardGetsItsLimitsAndHandlersAndNoObserver) {
+    const ChildResult result = Run([] {
+        InitDiagnostics(plog::none, "mux.log", false);
+        const ErrorGuard::Configuration configuration = ErrorGuard::Instance().CurrentConfiguration();
+        EXPECT_EQ(configuration.firstLimit, 750U);
+        EXPECT_EQ(configuration.secondLimit, 5000U);
+        EXPECT_EQ(configuration.firstHandler, &CriticalErrorThresholdReached);
+        EXPECT_EQ(configuration.secondHandler, &ErrorThresholdReached);
+        EXPECT_EQ(configuration.observer, nullptr);
+        EXPECT_EQ(ErrorGuard::Instance().FirstCounter(), 0U);
+        EXPECT_EQ(ErrorGuard::Instance().SecondCounter(), 0U);
+    });
+    EXPECT_EQ(result.output, "");  // failed expectations would stand here
+}
+
+}  // namespace
+}  // namespace Diagnostics

@@ -1,0 +1,113 @@
+#include "diagnostics/Log.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <plog/Init.h>
+#include <pthread.h>
+
+#include <cstdio>
+#include <string>
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ChildProcess.h"
+
+namespace Diagnostics {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+class Door {
+  public:
+    void Open(int number, const char* by) const { MUX_LOG(plog::info) << "Door " << number << " opened by " << by; }
+};
+
+void LogOnBehalfOf(const char* signature) {
+    MUX_LOG_FROM(signature, plog::warning) << "on behalf";
+}
+
+TEST(Log, ALineBeginsWithTheFullSignatureOfTheFunctionThatWritesIt) {
+    const Testing::CapturedLog log;
+    Door().Open(5, "key");
+    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::info,
+                                              "void Diagnostics::{anonymous}::Door::Open(int, const char*) const "
+                                              "Door 5 opened by key")));
+}
+
+TEST(Log, AHelperCanWriteUnderTheSignatureOfItsCaller) {
+    const Testing::CapturedLog log;
+    LogOnBehalfOf("void Caller()");
+    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::warning, "void Caller() on behalf")));
+}
+
+TEST(Log, OperandsAreEvaluatedOnlyWhenTheSeverityIsLogged) {
+    const Testing::CapturedLog log;
+    plog::get()->setMaxSeverity(plog::info);
+    int evaluated = 0;
+    MUX_LOG(plog::debug) << ++evaluated;
+    EXPECT_EQ(evaluated, 0);
+    MUX_LOG(plog::info) << ++evaluated;
+    EXPECT_EQ(evaluated, 1);
+    EXPECT_EQ(log.Lines().size(), 1U);
+}
+
+TEST(Log, IsLoggedTellsWhetherASeverityIsWritten) {
+    const Testing::CapturedLog log;
+    plog::get()->setMaxSeverity(plog::warning);
+    EXPECT_TRUE(IsLogged(plog::error));
+    EXPECT_TRUE(IsLogged(plog::warning));
+    EXPECT_FALSE(IsLogged(plog::info));
+}
+
+TEST(Log, ALineCanStandAsTheOnlyStatementOfABranch) {
+    const Testing::CapturedLog log;
+    for (const bool first : {true, false}) {
+        if (first)
+            MUX_LOG(plog::info) << "first";
+        else
+            MUX_LOG(plog::info) << "second";
+    }
+    EXPECT_EQ(log.Count(plog::info, "first"), 1);
+    EXPECT_EQ(log.Count(plog::info, "second"), 1);
+}
+
+// Writing to a file or a console is a cancellation point; this one is nothing else.
+class CancellingAppender : public plog::IAppender {
+  public:
+    void write(const plog::Record& record) override {
+        pthread_testcancel();
+        std::puts(record.getMessage());
+    }
+};
+
+void* LogWhileCancelled(void*) {
+    pthread_cancel(pthread_self());
+    MUX_LOG(plog::info) << "first";
+    MUX_LOG(plog::info) << "second";
+    pthread_testcancel();
+    MUX_LOG(plog::info) << "never";
+    return nullptr;
+}
+
+TEST(Log, ALineIsNoCancellationPointAndLeavesCancellationAsItWas) {
+    const Testing::ChildResult result = Testing::RunInChild(".", [] {
+        CancellingAppender appender;
+        plog::init(plog::info, &appender);
+        pthread_t thread = 0;
+        pthread_create(&thread, nullptr, LogWhileCancelled, nullptr);
+        pthread_join(thread, nullptr);
+    });
+    EXPECT_EQ(result.exitStatus, Testing::kBodyReturned);
+    EXPECT_TRUE(result.HasInOrder({"LogWhileCancelled(void*) first", "LogWhileCancelled(void*) second"}))
+        << result.output;
+    EXPECT_EQ(result.OutputLines().size(), 2U) << result.output;
+}
+
+TEST(Log, WithoutALoggerALineIsDropped) {
+    const Testing::ChildResult result = Testing::RunInChild(".", [] { MUX_LOG(plog::fatal) << "nowhere"; });
+    EXPECT_EQ(result.exitStatus, Testing::kBodyReturned);
+    EXPECT_EQ(result.output, "");
+}
+
+}  // namespace
+}  // namespace Diagnostics
