@@ -30,6 +30,7 @@ constexpr seconds kConnectReceiveTimeout{2};
 constexpr seconds kReceiveTimeout{11};
 constexpr std::size_t kChunkBytes = 1024;
 constexpr int kHighestPort = 65535;
+constexpr const char* kReceiveTimeoutFailed = "Cannot set socket option SO_RCVTIMEO";
 
 using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
@@ -136,6 +137,11 @@ ssize_t RepeatWhenInterrupted(Call call) {
     return result;
 }
 
+ssize_t SendOnce(const OpenSocket& socket, const std::vector<unsigned char>& data) {
+    errno = 0;
+    return RepeatWhenInterrupted([&] { return send(socket.Descriptor(), data.data(), data.size(), 0); });
+}
+
 }  // namespace
 
 ClientSocket::ClientSocket(std::string host, int port, milliseconds connectionTimeout)
@@ -221,19 +227,15 @@ bool ClientSocket::SetKeepAliveOption(int descriptor) {
 bool ClientSocket::Send(std::vector<unsigned char>& data) {
     MUX_LOG(plog::debug) << "Sending" << data.size() << " bytes of data. Bytes array:" << Diagnostics::BytesToHex(data);
     const SocketPointer socket = CurrentSocket();
-    if (socket == nullptr) {
-        MUX_LOG(plog::error) << "Socket send failed. Error:" << ErrorText(ENOTCONN);
-        return false;
-    }
-    errno = 0;
-    const ssize_t sent = RepeatWhenInterrupted([&] { return send(socket->Descriptor(), data.data(), data.size(), 0); });
+    errno = ENOTCONN;
+    const ssize_t sent = socket == nullptr ? -1 : SendOnce(*socket, data);
     const int error = errno;
     MUX_LOG(plog::debug) << "Send result:" << sent;
     if (sent != -1) {
         return true;
     }
     MUX_LOG(plog::error) << "Socket send failed. Error:" << ErrorText(error);
-    if (socket->IsShutDown()) {
+    if (socket == nullptr || socket->IsShutDown()) {
         return false;
     }
     ErrorGuard::Instance().Report(ErrorKind::kConnection);
@@ -246,11 +248,12 @@ bool ClientSocket::Send(std::vector<unsigned char>& data) {
 bool ClientSocket::Receive(std::vector<unsigned char>& received) {
     const SocketPointer socket = CurrentSocket();
     if (socket == nullptr) {
+        MUX_LOG(plog::error) << kReceiveTimeoutFailed;
         return false;
     }
     errno = 0;
     if (!SetTimeout(socket->Descriptor(), SO_RCVTIMEO, kReceiveTimeout)) {
-        MUX_LOG(plog::error) << "Cannot set socket option SO_RCVTIMEO";
+        MUX_LOG(plog::error) << kReceiveTimeoutFailed;
         ErrorGuard::Instance().Report(ErrorKind::kSocket);
         return false;
     }

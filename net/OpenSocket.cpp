@@ -1,5 +1,6 @@
 #include "net/OpenSocket.h"
 
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -8,7 +9,11 @@ namespace Brenk::Net {
 OpenSocket::OpenSocket(int descriptor) : descriptor_(descriptor) {}
 
 OpenSocket::~OpenSocket() {
+    // close() is a cancellation point, and a thread must not be unwound out of a destructor.
+    int previousCancelState = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previousCancelState);
     close(descriptor_);
+    pthread_setcancelstate(previousCancelState, nullptr);
 }
 
 int OpenSocket::Descriptor() const {

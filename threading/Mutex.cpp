@@ -61,9 +61,7 @@ Mutex::Mutex(std::string name, bool initializeNow, bool robust) : name_(std::mov
 }
 
 Mutex::~Mutex() {
-    if (initialized_) {
-        Destroy();
-    }
+    Destroy();
 }
 
 bool Mutex::Initialize(bool robust) {

@@ -18,7 +18,7 @@ class Mutex {
     // With `initializeNow` calls Initialize(robust) and logs how it went.
     Mutex(std::string name, bool initializeNow, bool robust);
 
-    // Calls Destroy() unless that has happened or the mutex was never initialised.
+    // Calls Destroy().
     ~Mutex();
 
     Mutex(const Mutex&) = delete;
@@ -28,7 +28,8 @@ class Mutex {
     // with its reason.
     bool Initialize(bool robust);
 
-    // Destroys the mutex and its attributes; false, with a line for each, when either could not be.
+    // Destroys the mutex and its attributes, with a line for each. False when either could not be destroyed, so also
+    // when there is none: never initialised, or destroyed before.
     bool Destroy();
 
     // The mutex object by value.

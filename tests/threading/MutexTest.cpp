@@ -1,0 +1,239 @@
+#include "threading/Mutex.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tests/support/CapturedLog.h"
+#include "tests/threading/OriginalMutex.h"
+#include "tests/threading/PthreadCalls.h"
+
+namespace Threading {
+namespace {
+
+using Testing::CapturedLog;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Testing::OriginalMutex;
+using Testing::PthreadCalls;
+
+TEST(Mutex, IsCreatedErrorCheckingAndRobustInThisOrderOfCalls) {
+    Mutex mutex("m", false, false);
+    const PthreadCalls calls(mutex);
+    EXPECT_TRUE(mutex.Initialize(true));
+    EXPECT_THAT(calls.Names(), ElementsAre("mutexattr_init", "mutexattr_settype errorcheck",
+                                           "mutexattr_setrobust robust", "mutex_init with attributes"));
+}
+
+TEST(Mutex, IsNotMadeRobustUnlessRequested) {
+    Mutex mutex("m", false, false);
+    const PthreadCalls calls(mutex);
+    EXPECT_TRUE(mutex.Initialize(false));
+    EXPECT_THAT(calls.Names(),
+                ElementsAre("mutexattr_init", "mutexattr_settype errorcheck", "mutex_init with attributes"));
+}
+
+TEST(Mutex, TheConstructorWithANameInitializesARobustMutexAndLogsIt) {
+    const CapturedLog log;
+    const Mutex mutex("muxMessageQueueMutex");
+    const auto lines = log.Lines();
+    ASSERT_EQ(lines.size(), 2U) << log.Text();
+    EXPECT_EQ(log.Count(plog::info, "Mutex muxMessageQueueMutex created."), 1);
+    EXPECT_THAT(lines.at(1).second, testing::EndsWith(" Mutex initialized in .ctor"));
+    EXPECT_EQ(lines.at(1).first, plog::info);
+    EXPECT_EQ(mutex.GetName(), "muxMessageQueueMutex");
+
+    // Robust: whoever locks it after its owner's end is told so. Error-checking: its owner is told of a second lock.
+    OriginalMutex copy(mutex);
+    std::thread([&copy] {
+        EXPECT_EQ(copy.Lock(), 0);
+        EXPECT_EQ(copy.Lock(), EDEADLK);
+    }).join();
+    EXPECT_TRUE(copy.RecoverFromDeadOwner());
+}
+
+TEST(Mutex, AMutexThatIsNotRobustIsErrorCheckingAllTheSame) {
+    const Mutex mutex("m", true, false);
+    OriginalMutex copy(mutex);
+    EXPECT_EQ(copy.Lock(), 0);
+    EXPECT_EQ(copy.Lock(), EDEADLK);
+    EXPECT_FALSE(copy.RecoverFromDeadOwner());
+    EXPECT_EQ(copy.Unlock(), 0);
+}
+
+TEST(Mutex, TheConstructorInitializesNothingUnlessTold) {
+    const CapturedLog log;
+    Mutex mutex("m", false, true);
+    EXPECT_THAT(log.Lines(), IsEmpty());
+    EXPECT_TRUE(mutex.Initialize(true));
+    EXPECT_EQ(log.Count(plog::info, "Mutex m created."), 1);
+}
+
+TEST(Mutex, InitializeOnAnInitializedMutexDoesNothing) {
+    Mutex mutex("m");
+    const CapturedLog log;
+    const PthreadCalls calls(mutex);
+    EXPECT_TRUE(mutex.Initialize(true));
+    EXPECT_THAT(calls.Names(), IsEmpty());
+    EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+// One row of the tables of failures.
+struct Failure {
+    const char* call;
+    int result;
+    const char* text;
+};
+
+constexpr Failure kFailures[] = {
+    {"mutexattr_init", ENOMEM, "Cannot initialize mutex attributes. No memory. Mutex: door"},
+    {"mutexattr_init", EINVAL, "Cannot initialize mutex attributes. Invalid values. Mutex: door"},
+    {"mutexattr_settype errorcheck", ENOMEM, "Cannot set mutex type to error check. No memory. Mutex: door"},
+    {"mutexattr_settype errorcheck", EINVAL, "Cannot set mutex type to error check. Invalid values. Mutex: door"},
+    {"mutexattr_setrobust robust", ENOMEM, "Cannot initialize mutex with robust attribute. No memory. Mutex: door"},
+    {"mutexattr_setrobust robust", EINVAL, "Cannot initialize mutex with robust attribute. Invalid value. Mutex: door"},
+    {"mutex_init with attributes", EINVAL, "Cannot create mutex.. Invalid value. Mutex: door"},
+    {"mutex_init with attributes", ENOMEM, "Cannot create mutex. No memory. Mutex: door"},
+    {"mutex_init with attributes", EPERM, "Cannot create mutex. No permissions. Mutex: door"},
+    {"mutex_init with attributes", EBUSY, "Cannot create mutex. No permissions. Mutex: door"},
+    {"mutex_init with attributes", EAGAIN, "Cannot create mutex. No resources. Mutex already created? Mutex: door"},
+};
+
+class MutexFailureTest : public testing::TestWithParam<Failure> {};
+
+TEST_P(MutexFailureTest, IsLoggedWithItsReasonAtErrorAndEndsTheInitialization) {
+    const CapturedLog log;
+    Mutex mutex("door", false, true);
+    PthreadCalls calls(mutex);
+    calls.Fail(GetParam().call, GetParam().result);
+    EXPECT_FALSE(mutex.Initialize(true));
+    EXPECT_EQ(log.Count(plog::error, GetParam().text), 1) << log.Text();
+    EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
+    EXPECT_EQ(calls.Names().back(), GetParam().call);
+}
+
+TEST_P(MutexFailureTest, LeavesTheMutexToBeInitializedLater) {
+    Mutex mutex("door", false, true);
+    {
+        PthreadCalls calls(mutex);
+        calls.Fail(GetParam().call, GetParam().result);
+        EXPECT_FALSE(mutex.Initialize(true));
+    }
+    const CapturedLog log;
+    EXPECT_TRUE(mutex.Initialize(true));
+    EXPECT_EQ(log.Count(plog::info, "Mutex door created."), 1) << log.Text();
+}
+
+std::string FailureName(const testing::TestParamInfo<Failure>& tested) {
+    std::string name = std::string(tested.param.call) + " " + strerrorname_np(tested.param.result);
+    for (char& character : name) {
+        character = std::isalnum(static_cast<unsigned char>(character)) != 0 ? character : '_';
+    }
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, MutexFailureTest, testing::ValuesIn(kFailures), FailureName);
+
+class MutexUnlistedResultTest : public testing::TestWithParam<Failure> {};
+
+TEST_P(MutexUnlistedResultTest, CountsAsSuccess) {
+    const CapturedLog log;
+    Mutex mutex("door", false, true);
+    PthreadCalls calls(mutex);
+    calls.Fail(GetParam().call, GetParam().result);
+    EXPECT_TRUE(mutex.Initialize(true));
+    EXPECT_EQ(log.Count(plog::info, "Mutex door created."), 1);
+    EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, MutexUnlistedResultTest,
+                         testing::Values(Failure{"mutexattr_settype errorcheck", EPERM, ""},
+                                         Failure{"mutexattr_setrobust robust", ENOTSUP, ""},
+                                         Failure{"mutex_init with attributes", EFAULT, ""},
+                                         Failure{"mutex_init with attributes", ENOTSUP, ""}),
+                         FailureName);
+
+TEST(Mutex, AFailureInTheConstructorIsLoggedTwice) {
+    const CapturedLog log;
+    alignas(Mutex) unsigned char place[sizeof(Mutex)];
+    PthreadCalls calls(place);
+    calls.Fail("mutex_init with attributes", ENOMEM);
+    auto* const mutex = new (place) Mutex("door");
+    const auto lines = log.Lines();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_THAT(lines.at(0).second, testing::EndsWith(" Cannot create mutex. No memory. Mutex: door"));
+    EXPECT_THAT(lines.at(1).second, testing::EndsWith(" Cannot initialize mutex in .ctor"));
+    EXPECT_EQ(lines.at(1).first, plog::error);
+    mutex->~Mutex();
+}
+
+TEST(Mutex, DestroyDestroysTheMutexAndThenItsAttributes) {
+    Mutex mutex("door");
+    const CapturedLog log;
+    const PthreadCalls calls(mutex);
+    EXPECT_TRUE(mutex.Destroy());
+    EXPECT_THAT(calls.Names(), ElementsAre("mutex_destroy", "mutexattr_destroy"));
+    const auto lines = log.Lines();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_THAT(lines.at(0).second, testing::EndsWith(" Mutex door destroyed."));
+    EXPECT_THAT(lines.at(1).second, testing::EndsWith(" Mutex attribute structure for door destroyed."));
+}
+
+TEST(Mutex, AMutexThatCannotBeDestroyedIsAnErrorAndItsAttributesAreDestroyedAllTheSame) {
+    Mutex mutex("door");
+    const CapturedLog log;
+    PthreadCalls calls(mutex);
+    calls.Fail("mutex_destroy", EBUSY);
+    EXPECT_FALSE(mutex.Destroy());
+    EXPECT_EQ(log.Count(plog::error, "Error destroying mutex door"), 1);
+    EXPECT_EQ(log.Count(plog::info, "Mutex attribute structure for door destroyed."), 1);
+}
+
+TEST(Mutex, AttributesThatCannotBeDestroyedAreAnError) {
+    Mutex mutex("door");
+    const CapturedLog log;
+    PthreadCalls calls(mutex);
+    calls.Fail("mutexattr_destroy", EINVAL);
+    EXPECT_FALSE(mutex.Destroy());
+    EXPECT_EQ(log.Count(plog::info, "Mutex door destroyed."), 1);
+    EXPECT_EQ(log.Count(plog::error, "Error destroying mutex attributes for door"), 1);
+}
+
+TEST(Mutex, TheDestructorCallsDestroy) {
+    std::optional<Mutex> mutex;
+    mutex.emplace("door");
+    const CapturedLog log;
+    const PthreadCalls calls(mutex);
+    mutex.reset();
+    EXPECT_THAT(calls.Names(), ElementsAre("mutex_destroy", "mutexattr_destroy"));
+    EXPECT_EQ(log.Count(plog::info, "Mutex door destroyed."), 1);
+    EXPECT_EQ(log.Count(plog::info, "Mutex attribute structure for door destroyed."), 1);
+}
+
+// To destroy a POSIX mutex that does not exist is undefined, so it must not come to that.
+TEST(Mutex, WhatDoesNotExistCannotBeDestroyed) {
+    std::optional<Mutex> mutex;
+    mutex.emplace("door", false, true);
+    const CapturedLog log;
+    const PthreadCalls calls(mutex);
+    EXPECT_FALSE(mutex->Destroy());
+    mutex.reset();
+    EXPECT_THAT(calls.Names(), IsEmpty());
+    EXPECT_EQ(log.Count(plog::error, "Error destroying mutex door"), 2);
+    EXPECT_EQ(log.Count(plog::error, "Error destroying mutex attributes for door"), 2);
+}
+
+TEST(Mutex, ADestroyedMutexCanBeInitializedAgain) {
+    Mutex mutex("door");
+    EXPECT_TRUE(mutex.Destroy());
+    EXPECT_FALSE(mutex.Destroy());
+    EXPECT_TRUE(mutex.Initialize(true));
+    EXPECT_TRUE(mutex.Destroy());
+}
+
+}  // namespace
+}  // namespace Threading

@@ -1,0 +1,254 @@
+#include "threading/Thread.h"
+
+#include <cxxabi.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <iterator>
+#include <optional>
+#include <thread>
+
+#include "diagnostics/Log.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/WaitUntil.h"
+#include "tests/threading/PthreadCalls.h"
+
+namespace Threading {
+namespace {
+
+using Testing::CapturedLog;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Testing::PthreadCalls;
+using Testing::WaitUntil;
+
+// What the procedures below tell the tests. Static: a cancelled thread may outlive the test that started it.
+std::atomic<int> begun{0};
+std::atomic<int> unwound{0};
+std::atomic<int> caught{0};
+
+class CountUnwinding {
+  public:
+    CountUnwinding() { ++begun; }
+    ~CountUnwinding() { ++unwound; }
+    CountUnwinding(const CountUnwinding&) = delete;
+    CountUnwinding& operator=(const CountUnwinding&) = delete;
+};
+
+void* ReturnAtOnce(void* argument) {
+    *static_cast<std::atomic<bool>*>(argument) = true;
+    return nullptr;
+}
+
+void* ExitAtOnce(void* argument) {
+    *static_cast<std::atomic<bool>*>(argument) = true;
+    pthread_exit(nullptr);
+}
+
+// A cancellation point that waits in no call: ThreadSanitizer goes blind in a thread that is unwound out of one.
+void LetCancel() {
+    pthread_testcancel();
+    std::this_thread::yield();
+}
+
+void* WaitForCancellation(void*) {
+    const CountUnwinding counter;
+    for (;;) {
+        LetCancel();
+    }
+}
+
+// As the loops of the program: everything is caught, and cancellation passes.
+// What the handler of a forced unwinding is given is a null reference, which is gcc's way and no fault of the
+// handler's.
+__attribute__((no_sanitize("null"))) void* WaitInsideACatchAll(void*) {
+    const CountUnwinding counter;
+    for (;;) {
+        try {
+            LetCancel();
+        } catch (abi::__forced_unwind&) {
+            MUX_LOG(plog::info) << "unwinding";
+            throw;
+        } catch (...) {
+            ++caught;
+        }
+    }
+}
+
+class ThreadTest : public testing::Test {
+  protected:
+    ThreadTest() {
+        begun = 0;
+        unwound = 0;
+        caught = 0;
+    }
+
+    static void StartWaiting(Thread& thread) {
+        ASSERT_TRUE(thread.Start(nullptr));
+        ASSERT_TRUE(WaitUntil([] { return begun == 1; }));
+    }
+
+    // Starts a thread and waits, without joining it, until the kernel knows it no more.
+    void StartAndLetEnd(Thread& thread) {
+        const std::ptrdiff_t before = CountTasks();
+        ASSERT_TRUE(thread.Start(&ran_));
+        ASSERT_TRUE(WaitUntil([&] { return ran_ && CountTasks() == before; }));
+    }
+
+    static std::ptrdiff_t CountTasks() {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return std::distance(begin(tasks), end(tasks));
+    }
+
+    std::atomic<bool> ran_{false};
+};
+
+TEST_F(ThreadTest, StartWithoutAProcedureReturnsFalseAndStartsNothing) {
+    const PthreadCalls calls;
+    Thread thread(nullptr);
+    EXPECT_FALSE(thread.Start(nullptr));
+    EXPECT_FALSE(thread.Join());
+    thread.Cancel();
+    EXPECT_THAT(calls.Names(), IsEmpty());
+}
+
+TEST_F(ThreadTest, StartRunsTheProcedureWithItsArgumentOnAThreadWithDefaultAttributes) {
+    const PthreadCalls calls;
+    Thread thread(ReturnAtOnce);
+    EXPECT_TRUE(thread.Start(&ran_));
+    EXPECT_TRUE(thread.Join());
+    EXPECT_TRUE(ran_);
+    EXPECT_THAT(calls.Names(), ElementsAre("create"));
+}
+
+TEST_F(ThreadTest, StartReturnsFalseWhenTheThreadCannotBeCreated) {
+    PthreadCalls calls;
+    calls.Fail("create", EAGAIN);
+    {
+        Thread thread(ReturnAtOnce);
+        EXPECT_FALSE(thread.Start(&ran_));
+        EXPECT_FALSE(thread.Join());
+    }
+    EXPECT_THAT(calls.Names(), ElementsAre("create"));
+    EXPECT_FALSE(ran_);
+}
+
+TEST_F(ThreadTest, AThreadIsStartedOnce) {
+    Thread thread(ReturnAtOnce);
+    EXPECT_TRUE(thread.Start(&ran_));
+    EXPECT_FALSE(thread.Start(&ran_));
+    EXPECT_TRUE(thread.Join());
+}
+
+TEST_F(ThreadTest, JoinLogsTheHandleAtVerboseAndWaitsForTheEnd) {
+    const CapturedLog log;
+    Thread thread(ExitAtOnce);
+    ASSERT_TRUE(thread.Start(&ran_));
+    EXPECT_TRUE(thread.Join());
+    EXPECT_TRUE(ran_);
+    const auto lines = log.Lines();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines.at(0).first, plog::verbose);
+    EXPECT_THAT(lines.at(0).second,
+                testing::MatchesRegex("bool Threading::Thread::Join\\(\\) Waiting for join thrad ID [0-9]+"));
+}
+
+TEST_F(ThreadTest, JoinReturnsFalseForAThreadThatWasNotStartedOrWasJoined) {
+    const CapturedLog log;
+    Thread thread(ReturnAtOnce);
+    EXPECT_FALSE(thread.Join());
+    ASSERT_TRUE(thread.Start(&ran_));
+    EXPECT_TRUE(thread.Join());
+    EXPECT_FALSE(thread.Join());
+    EXPECT_EQ(log.Lines().size(), 1U);
+}
+
+TEST_F(ThreadTest, DestroyingAStartedNeverJoinedThreadDetachesAndCancelsIt) {
+    std::optional<Thread> thread(WaitForCancellation);
+    StartWaiting(*thread);
+    const PthreadCalls calls;
+    thread.reset();
+    EXPECT_EQ(calls.Count("detach"), 1);
+    EXPECT_EQ(calls.Count("cancel"), 1);
+    EXPECT_TRUE(WaitUntil([] { return unwound == 1; })) << "its stack was not unwound";
+}
+
+TEST_F(ThreadTest, DestroyingAJoinedThreadNeitherDetachesNorCancels) {
+    std::optional<Thread> thread(ReturnAtOnce);
+    ASSERT_TRUE(thread->Start(&ran_));
+    ASSERT_TRUE(thread->Join());
+    const PthreadCalls calls;
+    thread->Cancel();
+    thread.reset();
+    EXPECT_THAT(calls.Names(), IsEmpty());
+}
+
+TEST_F(ThreadTest, DestroyingAThreadThatWasNeverStartedDoesNothing) {
+    const PthreadCalls calls;
+    { const Thread thread(ReturnAtOnce); }
+    EXPECT_THAT(calls.Names(), IsEmpty());
+}
+
+class EndedThreadTest : public ThreadTest, public testing::WithParamInterface<Thread::Procedure> {};
+
+TEST_P(EndedThreadTest, IsDetachedAndNotCancelledWhenItIsDestroyed) {
+    std::optional<Thread> thread(GetParam());
+    StartAndLetEnd(*thread);
+    const PthreadCalls calls;
+    thread->Cancel();
+    thread.reset();
+    EXPECT_THAT(calls.Names(), ElementsAre("detach"));
+}
+
+INSTANTIATE_TEST_SUITE_P(WaysToEnd, EndedThreadTest, testing::Values(ReturnAtOnce, ExitAtOnce),
+                         [](const auto& tested) { return tested.index == 0 ? "Return" : "Exit"; });
+
+TEST_F(ThreadTest, CancelUnwindsTheThreadAndForgetsItsHandle) {
+    Thread thread(WaitForCancellation);
+    StartWaiting(thread);
+    const PthreadCalls calls;
+    thread.Cancel();
+    EXPECT_TRUE(WaitUntil([] { return unwound == 1; }));
+    EXPECT_FALSE(thread.Join());
+    thread.Cancel();
+    EXPECT_EQ(calls.Count("cancel"), 1);
+}
+
+TEST_F(ThreadTest, AThreadThatCouldNotBeCancelledKeepsItsHandle) {
+    Thread thread(ReturnAtOnce);
+    ASSERT_TRUE(thread.Start(&ran_));
+    {
+        PthreadCalls calls;
+        calls.Fail("cancel", ESRCH);
+        thread.Cancel();
+        EXPECT_EQ(calls.Count("detach"), 0);
+    }
+    EXPECT_TRUE(thread.Join());
+}
+
+TEST_F(ThreadTest, CancellationPassesACatchAllThatLetsForcedUnwindingPass) {
+    const CapturedLog log;
+    {
+        Thread thread(WaitInsideACatchAll);
+        StartWaiting(thread);
+    }
+    EXPECT_TRUE(WaitUntil([] { return unwound == 1; }));
+    EXPECT_EQ(caught, 0);
+    EXPECT_TRUE(log.Holds(plog::info, "unwinding"));
+}
+
+TEST_F(ThreadTest, ManyThreadsThatAreDestroyedAtOnceAllUnwind) {
+    constexpr int kThreads = 20;
+    for (int index = 0; index < kThreads; ++index) {
+        Thread thread(WaitForCancellation);
+        ASSERT_TRUE(thread.Start(nullptr));
+        ASSERT_TRUE(WaitUntil([&] { return begun == index + 1; }));
+    }
+    EXPECT_TRUE(WaitUntil([] { return unwound == kThreads; }));
+}
+
+}  // namespace
+}  // namespace Threading
