@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <thread>
 
@@ -88,6 +90,10 @@ struct Failure {
     int result;
     const char* text;
 };
+
+void PrintTo(const Failure& failure, std::ostream* stream) {
+    *stream << failure.call << " gives " << strerrorname_np(failure.result);
+}
 
 constexpr Failure kFailures[] = {
     {"mutexattr_init", ENOMEM, "Cannot initialize mutex attributes. No memory. Mutex: door"},
