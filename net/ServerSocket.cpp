@@ -1,5 +1,6 @@
 #include "net/ServerSocket.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -30,12 +31,24 @@ constexpr std::chrono::seconds kPause{1};
 constexpr int kReservedDescriptors = 48;
 constexpr int kHighestDescriptors = 1024;
 
-int DescriptorLimit() {
+// The first descriptor number that no client may have.
+int ClientLimit() {
     rlimit limit = {};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur > kHighestDescriptors) {
-        return kHighestDescriptors;
+        return kHighestDescriptors - kReservedDescriptors;
     }
-    return static_cast<int>(limit.rlim_cur);
+    return static_cast<int>(limit.rlim_cur) - kReservedDescriptors;
+}
+
+// The kernel picks the number of a connection when accept begins to wait for it, perhaps when there was less room than
+// now. Returns the lowest number that the connection can have.
+int WithLowestNumber(int descriptor) {
+    const int other = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (other == -1) {
+        return descriptor;
+    }
+    close(std::max(descriptor, other));
+    return std::min(descriptor, other);
 }
 
 bool IsTransient(int error) {
@@ -148,7 +161,7 @@ void ServerSocket::AcceptLoop() {
 
 // Returns false when the listening socket is broken.
 bool ServerSocket::AcceptClient(const OpenSocket& listener) {
-    const int descriptor = accept4(listener.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
+    int descriptor = accept4(listener.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor == -1) {
         const int error = errno;
         if (IsTransient(error) || listener.IsShutDown()) {
@@ -159,6 +172,9 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
         CloseListener();
         return false;
     }
+    if (descriptor >= ClientLimit()) {
+        descriptor = WithLowestNumber(descriptor);
+    }
     if (HasRoomFor(descriptor)) {
         AddClient(descriptor);
     } else {
@@ -168,8 +184,7 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
 }
 
 bool ServerSocket::HasRoomFor(int descriptor) const {
-    const int limit = DescriptorLimit() - kReservedDescriptors;
-    if (descriptor < limit) {
+    if (descriptor < ClientLimit()) {
         return true;
     }
     MUX_LOG(plog::warning) << "Too many clients. The connection with FD " << descriptor << " is closed at once.";

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -94,6 +95,11 @@ LoopbackSocket LoopbackSocket::Accept(std::chrono::milliseconds deadline) {
     return LoopbackSocket(Checked("accept", [this] { return accept(descriptor_, nullptr, nullptr); }));
 }
 
+void LoopbackSocket::UseSmallReceiveBuffer() {
+    const int least = 1;
+    Checked("setsockopt", [&] { return setsockopt(descriptor_, SOL_SOCKET, SO_RCVBUF, &least, sizeof least); });
+}
+
 int LoopbackSocket::Port() const {
     sockaddr_in address = {};
     socklen_t size = sizeof address;
@@ -127,7 +133,7 @@ LoopbackSocket::Bytes LoopbackSocket::Receive(std::size_t count, std::chrono::mi
     const auto end = Clock::now() + deadline;
     Bytes received;
     while (received.size() < count) {
-        Bytes chunk(count - received.size());
+        Bytes chunk(std::min(kChunkBytes, count - received.size()));
         const std::size_t size = ReceiveOnce(chunk, end);
         if (size == 0) {
             break;

@@ -31,6 +31,10 @@ class LoopbackSocket {
     void ConnectTo(int port);
     LoopbackSocket Accept(std::chrono::milliseconds deadline = std::chrono::seconds(10));
 
+    // Makes the receive buffer as small as it can be, here and in what is accepted here from now on: a peer that sends
+    // much is soon held up by one that does not read. Before connecting.
+    void UseSmallReceiveBuffer();
+
     int Port() const;
     int Descriptor() const;
 

@@ -1,0 +1,146 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <plog/Log.h>
+
+#include <cerrno>
+
+#include "tests/net/GatewayConnection.h"
+#include "tests/net/SocketCalls.h"
+#include "tests/support/WaitUntil.h"
+
+namespace Brenk::Net {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::ElementsAre;
+using Testing::FailingCalls;
+using testing::IsEmpty;
+using Testing::SocketCall;
+
+class ClientSocketSendTest : public Testing::GatewayConnection {
+  protected:
+    using GatewayConnection::GatewayConnection;
+
+    Bytes frame_ = {0x01, 0x02, 0xFF};
+};
+
+TEST_F(ClientSocketSendTest, SendsTheBytesAndLogsThemAtDebug) {
+    Connect();
+    EXPECT_TRUE(socket_->Send(frame_));
+    EXPECT_EQ(gateway_.Receive(3), frame_);
+    EXPECT_EQ(log_.Count(plog::debug, "Sending3 bytes of data. Bytes array:01 02 FF"), 1) << log_.Text();
+    EXPECT_EQ(log_.Count(plog::debug, "Send result:3"), 1);
+    EXPECT_THAT(Callbacks(), IsEmpty());
+    EXPECT_THAT(Failures(), IsEmpty());
+}
+
+TEST_F(ClientSocketSendTest, AnEmptyVectorIsSentAsNothing) {
+    Connect();
+    Bytes nothing;
+    EXPECT_TRUE(socket_->Send(nothing));
+    EXPECT_EQ(log_.Count(plog::debug, "Send result:0"), 1);
+}
+
+TEST_F(ClientSocketSendTest, WithoutAConnectionItFailsWithoutReportOrCallback) {
+    EXPECT_FALSE(socket_->Send(frame_));
+    EXPECT_EQ(log_.Count(plog::debug, "Send result:-1"), 1);
+    EXPECT_THAT(Failures(), ElementsAre("Socket send failed. Error:Transport endpoint is not connected"));
+    EXPECT_EQ(log_.Count(plog::error, Failures().front()), 1);
+}
+
+TEST_F(ClientSocketSendTest, AfterCloseItFailsWithoutReportOrCallback) {
+    Connect();
+    socket_->Close();
+    EXPECT_FALSE(socket_->Send(frame_));
+    EXPECT_THAT(Failures(), ElementsAre("Socket send failed. Error:Transport endpoint is not connected"));
+}
+
+TEST_F(ClientSocketSendTest, AFailureIsLoggedThenReportedAsKind1ThenHandedToTheSendErrorCallback) {
+    Connect();
+    const FailingCalls failing(SocketCall::kSend, EPIPE);
+    EXPECT_FALSE(socket_->Send(frame_));
+    EXPECT_EQ(log_.Count(plog::debug, "Send result:-1"), 1);
+    EXPECT_THAT(Failures(), ElementsAre("Socket send failed. Error:Broken pipe", "report 1",
+                                        "callback send " + std::to_string(EPIPE)));
+    EXPECT_EQ(log_.Count(plog::error, "Socket send failed. Error:Broken pipe"), 1);
+    EXPECT_EQ(ConnectionReports(), 1);
+    EXPECT_EQ(SocketReports(), 0);
+}
+
+TEST_F(ClientSocketSendTest, AGatewayThatHasResetTheConnectionFailsTheSendAndKillsNobody) {
+    Connect();
+    gateway_.Reset();
+    ASSERT_TRUE(Testing::WaitUntil([this] { return !socket_->Send(frame_); }));
+    ASSERT_EQ(Callbacks().size(), 1U);
+    EXPECT_THAT(Callbacks().front(),
+                testing::AnyOf("send " + std::to_string(ECONNRESET), "send " + std::to_string(EPIPE)));
+}
+
+TEST_F(ClientSocketSendTest, AnInterruptedSendIsRepeated) {
+    Connect();
+    const FailingCalls failing(SocketCall::kSend, EINTR, 3);
+    EXPECT_TRUE(socket_->Send(frame_));
+    EXPECT_EQ(failing.Left(), 0);
+    EXPECT_EQ(gateway_.Receive(3), frame_);
+    EXPECT_THAT(Failures(), IsEmpty());
+}
+
+class SlowGatewayTest : public ClientSocketSendTest {
+  protected:
+    SlowGatewayTest() : ClientSocketSendTest(milliseconds(200)) {
+        plog::get()->setMaxSeverity(plog::info);  // the debug lines hold all the bytes
+    }
+
+    Bytes huge_ = Bytes(16UL * 1024 * 1024, 0xAA);
+};
+
+TEST_F(SlowGatewayTest, APartialSendIsASuccessAndIsNeitherCompletedNorRepeated) {
+    Connect();
+    EXPECT_TRUE(socket_->Send(huge_));
+    EXPECT_THAT(Failures(), IsEmpty());
+    socket_->Close();
+    EXPECT_LT(gateway_.Receive(huge_.size()).size(), huge_.size());
+}
+
+TEST_F(SlowGatewayTest, AGatewayThatDoesNotReadFailsTheSendAfterTheConnectionTimeout) {
+    listener_.UseSmallReceiveBuffer();
+    Connect();
+    EXPECT_TRUE(Testing::WaitUntil([&] { return !socket_->Send(huge_); }, seconds(60)));
+    EXPECT_THAT(Failures(), ElementsAre("Socket send failed. Error:Resource temporarily unavailable", "report 1",
+                                        "callback send " + std::to_string(EAGAIN)));
+}
+
+// An owner whose callback drops the socket while the call that failed is still on the stack.
+void DropSocket(int, void* context) {
+    auto& owned = *static_cast<std::shared_ptr<ClientSocket>*>(context);
+    owned->Close();
+    owned.reset();
+}
+
+TEST_F(ClientSocketSendTest, TheCallbackMayCloseAndDropTheSocket) {
+    Connect();
+    std::shared_ptr<ClientSocket> owned = socket_;
+    socket_->SetCallbacks(DropSocket, nullptr, &owned);
+    const std::weak_ptr<ClientSocket> alive = socket_;
+    socket_.reset();
+    const FailingCalls failing(SocketCall::kSend, EPIPE);
+    {
+        const std::shared_ptr<ClientSocket> caller = owned;
+        EXPECT_FALSE(caller->Send(frame_));
+        EXPECT_EQ(owned, nullptr);
+    }
+    EXPECT_TRUE(alive.expired());
+    EXPECT_TRUE(gateway_.WaitForEnd());
+}
+
+TEST_F(ClientSocketSendTest, WithoutACallbackAFailureIsOnlyLoggedAndReported) {
+    Connect();
+    socket_->SetCallbacks(nullptr, nullptr, nullptr);
+    const FailingCalls failing(SocketCall::kSend, EPIPE);
+    EXPECT_FALSE(socket_->Send(frame_));
+    EXPECT_THAT(Failures(), ElementsAre("Socket send failed. Error:Broken pipe", "report 1"));
+}
+
+}  // namespace
+}  // namespace Brenk::Net

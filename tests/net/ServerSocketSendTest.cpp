@@ -1,0 +1,256 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <plog/Log.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/net/SocketCalls.h"
+#include "tests/net/TestServer.h"
+#include "tests/support/WaitUntil.h"
+
+namespace Brenk::Net {
+namespace {
+
+using std::chrono::seconds;
+using Clock = std::chrono::steady_clock;
+using testing::ElementsAre;
+using Testing::FailingCalls;
+using testing::IsEmpty;
+using Testing::LoopbackSocket;
+using Testing::ServerEvent;
+using Testing::SocketCall;
+
+class ServerSocketSendTest : public Testing::TestServer {
+  protected:
+    static Bytes Text(const std::string& text) { return {text.begin(), text.end()}; }
+
+    static std::string FailureLine(const std::string& error, int descriptor) {
+        return "Cannot send data to server socket" + error + "Socket " + std::to_string(descriptor) +
+               " will be closed.";
+    }
+
+    // The debug line of a send holds all its bytes.
+    static void LogLess() { plog::get()->setMaxSeverity(plog::info); }
+
+    // More than the buffers of both ends hold.
+    const Bytes huge_ = Bytes(16UL * 1024 * 1024, 0x41);
+};
+
+TEST_F(ServerSocketSendTest, TheBareBytesReachTheClientAndAreReportedAsSent) {
+    StartAccepting();
+    LoopbackSocket client = ConnectClient();
+    const int descriptor = NewestDescriptor();
+    EXPECT_TRUE(server_->Send(descriptor, Text("{\"code\":1}")));
+    EXPECT_EQ(client.Receive(10), Text("{\"code\":1}"));
+    const ServerEvent sent = Events().back();
+    EXPECT_EQ(sent.what, "sent");
+    EXPECT_EQ(sent.descriptor, descriptor);
+    EXPECT_EQ(sent.bytesSent, 10);
+    EXPECT_EQ(sent.thread, std::this_thread::get_id());
+    EXPECT_EQ(log_.Count(plog::debug, "Sending data to server client. Message data:{\"code\":1}"), 1);
+    EXPECT_EQ(client.Receive(1, std::chrono::milliseconds(50)), Bytes{}) << "something was added";
+}
+
+TEST_F(ServerSocketSendTest, AnEmptyBufferSendsNothing) {
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    const FailingCalls unused(SocketCall::kSend, EPIPE);
+    EXPECT_TRUE(server_->Send(NewestDescriptor(), {}));
+    EXPECT_EQ(unused.Left(), 1);
+    EXPECT_EQ(Count("sent"), 0);
+    EXPECT_EQ(log_.Count(plog::debug, "Sending data to server client. Message data:"), 1);
+}
+
+TEST_F(ServerSocketSendTest, AFailedSendIsLoggedAndTheClientClosedAndReportedOnTheSendingThread) {
+    StartAccepting();
+    LoopbackSocket client = ConnectClient();
+    const int descriptor = NewestDescriptor();
+    {
+        const FailingCalls failing(SocketCall::kSend, EPIPE);
+        EXPECT_FALSE(server_->Send(descriptor, Text("{}")));
+    }
+    EXPECT_EQ(log_.Count(plog::error, FailureLine("Broken pipe", descriptor)), 1) << log_.Text();
+    EXPECT_THAT(server_->ConnectedDescriptors(), IsEmpty());
+    const ServerEvent deleted = Events().back();
+    EXPECT_EQ(deleted.what, "deleted");
+    EXPECT_EQ(deleted.descriptor, descriptor);
+    EXPECT_EQ(deleted.thread, std::this_thread::get_id());
+    EXPECT_EQ(deleted.connected, 0U);
+    EXPECT_TRUE(client.WaitForEnd());
+    EXPECT_EQ(Count("sent"), 0);
+}
+
+TEST_F(ServerSocketSendTest, AClientThatHasResetTheConnectionFailsTheSendAndKillsNobody) {
+    StartAccepting();
+    LoopbackSocket client = ConnectClient();
+    const int descriptor = NewestDescriptor();
+    client.Reset();
+    EXPECT_TRUE(Testing::WaitUntil([&] { return !server_->Send(descriptor, Text("{}")); }));
+    EXPECT_EQ(Count("deleted"), 1);
+}
+
+TEST_F(ServerSocketSendTest, ToADescriptorThatIsNoClientItFailsAgainAndAgainAndReportsNobody) {
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    const int nobody = NewestDescriptor() + 1000;
+    for (int attempt = 0; attempt < 15; ++attempt) {
+        EXPECT_FALSE(server_->Send(nobody, Text("{}")));
+    }
+    EXPECT_EQ(log_.Count(plog::error, FailureLine("Bad file descriptor", nobody)), 15);
+    EXPECT_EQ(Count("deleted"), 0);
+    EXPECT_EQ(server_->ConnectedDescriptors().size(), 1U);
+}
+
+TEST_F(ServerSocketSendTest, AnInterruptedSendIsRepeated) {
+    StartAccepting();
+    LoopbackSocket client = ConnectClient();
+    const FailingCalls failing(SocketCall::kSend, EINTR, 3);
+    EXPECT_TRUE(server_->Send(NewestDescriptor(), Text("{}")));
+    EXPECT_EQ(failing.Left(), 0);
+    EXPECT_EQ(client.Receive(2), Text("{}"));
+}
+
+TEST_F(ServerSocketSendTest, ALongAnswerReachesAReadingClientWhole) {
+    LogLess();
+    StartAccepting();
+    LoopbackSocket client = ConnectClient();
+    std::thread reader([&] { EXPECT_EQ(client.Receive(huge_.size(), seconds(60)), huge_); });
+    EXPECT_TRUE(server_->Send(NewestDescriptor(), huge_));
+    reader.join();
+    EXPECT_EQ(Events().back().bytesSent, static_cast<int>(huge_.size()));
+}
+
+TEST_F(ServerSocketSendTest, ToAClientThatDoesNotReadItFailsWithinSecondsAndTheOthersGoOn) {
+    LogLess();
+    StartAll();
+    LoopbackSocket stalled;
+    stalled.UseSmallReceiveBuffer();
+    stalled.ConnectTo(port_.Number());
+    ASSERT_TRUE(WaitForEvents("accepted", 1));
+    const int stalledDescriptor = NewestDescriptor();
+    LoopbackSocket reading = ConnectClient();
+    const int readingDescriptor = NewestDescriptor();
+
+    const auto begin = Clock::now();
+    std::atomic<bool> failed{false};
+    std::thread delivering([&] {
+        EXPECT_FALSE(server_->Send(stalledDescriptor, huge_));
+        failed = true;
+        EXPECT_TRUE(server_->Send(readingDescriptor, Text("{}")));
+    });
+    reading.Send(PacketWith("{}"));
+    EXPECT_TRUE(WaitForEvents("received", 1)) << "the receive thread was held up";
+    EXPECT_EQ(reading.Receive(2, seconds(30)), Text("{}"));
+    EXPECT_LT(Clock::now() - begin, seconds(15));
+    delivering.join();
+    EXPECT_TRUE(failed);
+    EXPECT_THAT(server_->ConnectedDescriptors(), ElementsAre(readingDescriptor));
+    EXPECT_EQ(log_.Count(plog::error, FailureLine("Resource temporarily unavailable", stalledDescriptor)), 1);
+    EXPECT_TRUE(stalled.WaitForEnd());
+    EXPECT_EQ(Count("deleted"), 1);
+}
+
+TEST_F(ServerSocketSendTest, ToAnIdentityWhoseNumberWasReusedItFailsAndTheNewcomerGetsNothing) {
+    StartAccepting();
+    // Both are made first, so that the freed number goes to the server's end of one of them. That is the second: the
+    // number of the first was picked when the server began to wait for it.
+    LoopbackSocket other;
+    LoopbackSocket newcomer;
+    const LoopbackSocket client = ConnectClient();
+    const ClientIdentity gone = server_->IdentityOf(NewestDescriptor());
+    server_->CloseClient(gone.descriptor, ServerSocket::ListLock::kTake);
+    other.ConnectTo(port_.Number());
+    ASSERT_TRUE(WaitForEvents("accepted", 2));
+    newcomer.ConnectTo(port_.Number());
+    ASSERT_TRUE(WaitForEvents("accepted", 3));
+    const ClientIdentity present = server_->IdentityOf(NewestDescriptor());
+    ASSERT_EQ(present.descriptor, gone.descriptor) << "the number was not reused";
+    EXPECT_NE(present.serial, gone.serial);
+
+    EXPECT_FALSE(server_->Send(gone, Text("secret")));
+    EXPECT_EQ(log_.Count(plog::error, FailureLine("Bad file descriptor", gone.descriptor)), 1);
+    EXPECT_EQ(Count("deleted"), 1) << "the newcomer was closed for it";
+    EXPECT_TRUE(server_->Send(present, Text("{}")));
+    EXPECT_EQ(newcomer.Receive(2), Text("{}"));
+    EXPECT_EQ(newcomer.Receive(1, std::chrono::milliseconds(50)), Bytes{});
+}
+
+TEST_F(ServerSocketSendTest, ToNoIdentityItFails) {
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    EXPECT_FALSE(server_->Send(ClientIdentity{NewestDescriptor(), 0}, Text("{}")));
+    EXPECT_FALSE(server_->Send(ClientIdentity{}, Text("{}")));
+    EXPECT_EQ(Count("sent") + Count("deleted"), 0);
+}
+
+TEST_F(ServerSocketSendTest, ClosingAClientRemovesClosesAndReportsItOnce) {
+    StartAll();
+    LoopbackSocket client = ConnectClient();
+    const int descriptor = NewestDescriptor();
+    server_->CloseClient(descriptor, ServerSocket::ListLock::kTake);
+    server_->CloseClient(descriptor, ServerSocket::ListLock::kTake);
+    EXPECT_TRUE(client.WaitForEnd());
+    EXPECT_EQ(Count("deleted"), 1);
+    EXPECT_THAT(server_->ConnectedDescriptors(), IsEmpty());
+}
+
+TEST_F(ServerSocketSendTest, ClosingAClientTakesTheListLockOnlyWhenAsked) {
+    constexpr const char* kLockLine = "Requested lock withtout timeout for mutex clientsListMutex";
+    server_->CloseClient(4711, ServerSocket::ListLock::kAlreadyTaken);
+    EXPECT_EQ(log_.Count(plog::warning, kLockLine), 0);
+    server_->CloseClient(4711, ServerSocket::ListLock::kTake);
+    EXPECT_EQ(log_.Count(plog::warning, kLockLine), 1);
+}
+
+TEST_F(ServerSocketSendTest, AClientThatResetsWhileItIsSentToIsReportedOnce) {
+    StartAll();
+    for (int round = 1; round <= 20; ++round) {
+        LoopbackSocket client = ConnectClient();
+        const ClientIdentity identity = server_->IdentityOf(NewestDescriptor());
+        client.Send(PacketWith("{}"));
+        std::thread sender([&] {
+            while (server_->Send(identity, Text("{}"))) {
+            }
+        });
+        client.Reset();
+        sender.join();
+        ASSERT_TRUE(WaitForEvents("deleted", round));
+    }
+    LoopbackSocket last = ConnectClient();  // the receive thread is past the others
+    last.Send(PacketWith("last"));
+    const int descriptor = NewestDescriptor();
+    EXPECT_TRUE(Testing::WaitUntil([&] { return PacketsFrom(descriptor).size() == 1; }));
+    EXPECT_EQ(Count("deleted"), 20);
+}
+
+TEST_F(ServerSocketSendTest, SendersAndClosersAndTheReceiveThreadShareTheClients) {
+    StartAll();
+    std::atomic<bool> stopped{false};
+    std::thread sender([&] {
+        while (!stopped) {
+            for (const ClientIdentity& client : server_->ConnectedClients()) {
+                server_->Send(client, Text("{}"));
+            }
+        }
+    });
+    for (int round = 0; round < 50; ++round) {
+        LoopbackSocket client = ConnectClient();
+        client.Send(PacketWith("{}"));
+        if (round % 2 == 0) {
+            server_->CloseClient(NewestDescriptor(), ServerSocket::ListLock::kTake);
+        }
+    }
+    EXPECT_TRUE(WaitForEvents("deleted", 50));
+    stopped = true;
+    sender.join();
+    EXPECT_EQ(Count("deleted"), 50);
+    EXPECT_THAT(server_->ConnectedDescriptors(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace Brenk::Net

@@ -1,0 +1,149 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <iterator>
+#include <vector>
+
+#include "net/ServerSocket.h"
+#include "tests/net/SocketCalls.h"
+#include "tests/net/TestServer.h"
+
+namespace Brenk::Net {
+namespace {
+
+using Testing::CapturedLog;
+using Testing::FailingCalls;
+using testing::IsEmpty;
+using Testing::LoopbackSocket;
+using Testing::SocketCall;
+
+class ServerSocketStartTest : public Testing::TestServer {
+  protected:
+    static std::ptrdiff_t OpenDescriptors() {
+        const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+        return std::distance(begin(descriptors), end(descriptors));
+    }
+
+    // InitSocket fails with this line and leaves nothing open.
+    void ExpectFailedInit(ServerSocket& server, const std::string& line) {
+        const std::ptrdiff_t before = OpenDescriptors();
+        EXPECT_FALSE(server.InitSocket());
+        EXPECT_EQ(log_.Count(plog::error, line), 1) << log_.Text();
+        EXPECT_EQ(OpenDescriptors(), before);
+    }
+};
+
+TEST_F(ServerSocketStartTest, ItListensOnItsPort) {
+    EXPECT_TRUE(server_->InitSocket());
+    LoopbackSocket::ConnectedTo(port_.Number());
+    EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
+}
+
+TEST_F(ServerSocketStartTest, TheDefaultPortIs5555) {
+    const FailingCalls failing(SocketCall::kBind, EADDRINUSE);  // others may need that port
+    ServerSocket server;
+    EXPECT_FALSE(server.InitSocket());
+    EXPECT_EQ(Testing::LastBoundPort(), 5555);
+}
+
+TEST_F(ServerSocketStartTest, TheClientListHasARobustMutexOfItsName) {
+    EXPECT_EQ(log_.Count(plog::info, "Mutex clientsListMutex created."), 1);
+    EXPECT_EQ(log_.Count(plog::info, "Mutex initialized in .ctor"), 1);
+}
+
+class InvalidPortTest : public ServerSocketStartTest, public testing::WithParamInterface<int> {};
+
+TEST_P(InvalidPortTest, IsAFailedBindAndOpensNoOtherPort) {
+    ServerSocket server(GetParam());
+    const FailingCalls unused(SocketCall::kBind, EADDRINUSE);
+    ExpectFailedInit(server, "Error on bind server socket. Invalid argument");
+    EXPECT_EQ(unused.Left(), 1) << "it was tried";
+}
+
+INSTANTIATE_TEST_SUITE_P(Ports, InvalidPortTest, testing::Values(0, -1, 65536, 70000, -5555, 2147483647));
+
+TEST_F(ServerSocketStartTest, ASocketThatCannotBeCreatedIsAnError) {
+    const FailingCalls failing(SocketCall::kSocket, EMFILE);
+    ExpectFailedInit(*server_, "Error init server socket. Too many open files");
+}
+
+TEST_F(ServerSocketStartTest, APortThatAListenerWithoutReusePortHasIsAFailedBind) {
+    const LoopbackSocket owner = LoopbackSocket::Listening();
+    ServerSocket server(owner.Port());
+    ExpectFailedInit(server, "Error on bind server socket. Address already in use");
+}
+
+TEST_F(ServerSocketStartTest, AFailedListenIsAnError) {
+    const FailingCalls failing(SocketCall::kListen, EADDRINUSE);
+    ExpectFailedInit(*server_, "Error on listen server socket. Address already in use");
+}
+
+TEST_F(ServerSocketStartTest, OptionsThatCannotBeSetDoNotStopIt) {
+    const FailingCalls failing(SocketCall::kSetSockOpt, EINVAL, 2);
+    const LoopbackSocket free = LoopbackSocket::Listening();
+    EXPECT_EQ(failing.Left(), 2);
+    ServerSocket server(port_.Number());
+    static_cast<void>(server.InitSocket());
+    EXPECT_EQ(failing.Left(), 0);
+    EXPECT_FALSE(log_.Holds(plog::error, "setsockopt"));
+}
+
+TEST_F(ServerSocketStartTest, TwoServersMayShareAPort) {
+    ServerSocket second(port_.Number());
+    EXPECT_TRUE(server_->InitSocket());
+    EXPECT_TRUE(second.InitSocket());
+}
+
+TEST_F(ServerSocketStartTest, ThePortIsUsableAgainAtOnceAfterConnectionsOnIt) {
+    StartAll();
+    LoopbackSocket client = ConnectClient();
+    server_.reset();
+    EXPECT_TRUE(client.WaitForEnd());
+    ServerSocket next(port_.Number());
+    EXPECT_TRUE(next.InitSocket()) << log_.Text();
+}
+
+TEST_F(ServerSocketStartTest, StartingTheAcceptLoopTwiceStartsOneThread) {
+    StartAccepting();
+    server_->StartAcceptLoop();
+    server_->StartAcceptLoop();
+    ConnectClient();
+    server_.reset();
+    EXPECT_EQ(log_.Count(plog::info, "Accept loop thread spawned."), 1);
+    EXPECT_EQ(log_.Count(plog::info, "Accept loop thread closing."), 1);
+}
+
+TEST_F(ServerSocketStartTest, StartingTheReceiveLoopTwiceStartsOneThread) {
+    StartAll();
+    server_->StartReceiveLoop();
+    EXPECT_TRUE(log_.WaitFor(plog::info, "Receive data loop thread spawned."));
+    server_.reset();
+    EXPECT_EQ(log_.Count(plog::info, "Receive data loop thread spawned."), 1);
+}
+
+TEST_F(ServerSocketStartTest, WithoutAListenerTheAcceptLoopEndsAtOnce) {
+    server_->StartAcceptLoop();
+    EXPECT_TRUE(log_.WaitFor(plog::info, "Accept loop thread closing."));
+    EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
+}
+
+TEST_F(ServerSocketStartTest, DestroyingItClosesEveryClientAndTheListener) {
+    StartAll();
+    LoopbackSocket first = ConnectClient();
+    LoopbackSocket second = ConnectClient();
+    server_.reset();
+    EXPECT_TRUE(first.WaitForEnd());
+    EXPECT_TRUE(second.WaitForEnd());
+    EXPECT_THROW(LoopbackSocket::ConnectedTo(port_.Number()), std::system_error);
+    EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
+}
+
+TEST_F(ServerSocketStartTest, AServerThatWasNeverStartedCanBeDestroyed) {
+    server_.reset();
+    EXPECT_THAT(Events(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace Brenk::Net
