@@ -58,8 +58,8 @@ void Tracer::WriteLine(const std::string& text, Level level) {
     // Writing is a cancellation point, and a thread that is unwound here would keep the stream's lock.
     int previousCancelState = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previousCancelState);
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stdout));
+    static_cast<void>(std::fflush(stdout));
     pthread_setcancelstate(previousCancelState, nullptr);
 }
 

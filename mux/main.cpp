@@ -65,7 +65,7 @@ void StartMux(int port, const std::string& configFile) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const Mux::CommandLine options = Mux::ParseCommandLine(argc, argv);
     Diagnostics::SetDumpName(argc > 0 ? argv[0] : "");
     switch (options.action) {

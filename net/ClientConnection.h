@@ -54,7 +54,7 @@ class ClientConnection {
     DrainResult Drain(std::vector<std::vector<unsigned char>>& packets);
 
     // The most that one pass takes from one client, so that a client that never pauses does not starve the others.
-    static constexpr std::size_t kDrainBytes = 64 * 1024;
+    static constexpr std::size_t kDrainBytes = 65536;
 
   private:
     void SetReceiveTimeout() const;

@@ -88,7 +88,7 @@ bool SetTimeout(int descriptor, int option, milliseconds timeout) {
 // The resolver's list for host and port, or null with a line and a report.
 AddressList Resolve(const std::string& host, int port) {
     std::array<char, 16> portText{};
-    std::snprintf(portText.data(), portText.size(), "%d", port);
+    static_cast<void>(std::snprintf(portText.data(), portText.size(), "%d", port));
     addrinfo hints = {};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;

@@ -28,7 +28,7 @@ class PacketCutter {
     // Whether the buffer holds more than kHopelessBytes that can never become a packet.
     bool IsHopeless() const;
 
-    static constexpr std::size_t kHopelessBytes = 128 * 1024;
+    static constexpr std::size_t kHopelessBytes = 131072;
 
   private:
     std::vector<unsigned char> buffer_;
