@@ -123,13 +123,15 @@ class BrenkMux {
     std::size_t AnswerCount() const;
     std::size_t PendingCount() const;
 
+    // Called when the three mutexes have been made, and to destroy them; after that no guard of theirs can be locked.
+    void InitMutexes();
+    void DestroyMutexes();
+
   private:
     using RecordQueue = std::deque<RecordPointer>;
     using PendingList = std::map<std::string, RecordPointer>;
     using MessagePointer = std::shared_ptr<MuxMessage>;
 
-    void InitMutexes();
-    void DestroyMutexes();
     void StopAndJoin();
     Threading::MutexGuard GuardOf(const Threading::Mutex& mutex) const;
 

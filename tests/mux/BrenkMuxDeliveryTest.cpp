@@ -177,6 +177,25 @@ TEST_F(BrenkMuxDelivery, LeavesARecordAtTheHeadThatGivesNoBytes) {
     EXPECT_FALSE(log.Holds(plog::info, "Sending message answer"));
 }
 
+TEST_F(BrenkMuxDelivery, LeavesAnEventAtTheHeadThatGivesNoBytes) {
+    const rapidjson::Value notANumber(std::numeric_limits<double>::quiet_NaN());
+    mux.PushAnswer(EventRecord(
+        MuxMessageBuilder().BuildMessage(MUX_MESSAGE_ACK, "e1", MuxMessageBuilder().BuildAckPayload(notANumber))));
+    Deliver(1);
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+    EXPECT_EQ(log.Count(plog::verbose, "Event message e1 popped."), 1);
+    EXPECT_FALSE(log.Holds(plog::debug, "Sending event to socket"));
+}
+
+TEST_F(BrenkMuxDelivery, SkipsAPassWhenItCannotLockAndLosesNothing) {
+    mux.PushAnswer(AnswerRecord("m1"));
+    mux.DestroyMutexes();
+    Deliver(1);
+    EXPECT_EQ(log.Count(plog::warning, "Cannot acquire resource mutex for send message to client queue."), 1);
+    EXPECT_EQ(mux.AnswerCount(), 1U);
+    EXPECT_FALSE(log.Holds(plog::verbose, "Message m1 popped."));
+}
+
 TEST(MuxRequestRecord, OfARequestStartsWithoutAttemptsAndWithoutAnswer) {
     const std::shared_ptr<MuxMessage> message = Ack("m1");
     const MuxRequestRecord record({7, 3}, message);

@@ -174,6 +174,20 @@ TEST_F(BrenkMuxPending, DoesNotAnswerTwiceWhenALateAnswerMeetsARefusal) {
     EXPECT_EQ(mux.TakeAnswer(log), R"({"Timestamp":T,"MessageID":"m1","MessageCode":0,"Data":{}})");
 }
 
+// No gateway is ever asked for such a code, but one may still answer an older request of the same MessageID.
+TEST_F(BrenkMuxPending, AnAnswerToACodeThatHasNoneEndsTheRequestWithItsLines) {
+    const LogHook answer("Prepare to send message", [this] { mux.AnswerFromGateway("m1", 0); });
+    mux.Route(Request(99, "m1"));
+    ASSERT_EQ(answer.Runs(), 1);
+    EXPECT_EQ(log.Count(plog::error,
+                        "Answer message is nullptr. This means that we cannot build a correct answer for this "
+                        "message. Removed from the pending queue."),
+              1);
+    EXPECT_EQ(log.Count(plog::error, "Cannot enqueue a NULL answer message!"), 1);
+    EXPECT_EQ(mux.PendingCount(), 0U);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
 TEST_F(BrenkMuxPending, CatchesAnExceptionInTheFlow) {
     const LogHook fault("Prepare to send message", [] { throw std::runtime_error("no memory"); });
     mux.Route(Request(10, "m1", LockData()));

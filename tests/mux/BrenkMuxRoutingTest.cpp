@@ -8,6 +8,7 @@
 
 #include "mux/BrenkMux.h"
 #include "tests/mux/GatewayStates.h"
+#include "tests/mux/LogHook.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ReservedPort.h"
@@ -15,6 +16,7 @@
 using Testing::CapturedLog;
 using Testing::ConfigurationText;
 using Testing::LockData;
+using Testing::LogHook;
 using Testing::Request;
 using Testing::RequestNack;
 using Testing::ReservedPort;
@@ -284,6 +286,26 @@ TEST_F(BrenkMuxRouting, TakesRequestsInTheOrderInWhichTheyCame) {
     EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1"));
     EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m2"));
     EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m3"));
+}
+
+TEST_F(BrenkMuxRouting, SkipsAPassWhenItCannotLockAndLosesNothing) {
+    mux.TakeIn(Request(10, "m1", LockData()));
+    mux.DestroyMutexes();
+    mux.PopNextMessage();
+    EXPECT_EQ(log.Count(plog::warning, "Cannot acquire client messages queue lock."), 1);
+    EXPECT_EQ(mux.RequestCount(), 1U);
+    EXPECT_EQ(mux.PendingCount(), 0U);
+}
+
+TEST_F(BrenkMuxRouting, LosesTheNackWhenItCannotLockTheAnswerQueue) {
+    const LogHook mutexesGone("Popped MuxRequestInfo", [this] { mux.DestroyMutexes(); });
+    mux.Route(Request(99, "m1"));
+    ASSERT_EQ(mutexesGone.Runs(), 1);
+    EXPECT_EQ(log.Count(plog::error,
+                        "Cannot acquire mux message lock for enqueued messages. The current message to enqueue will "
+                        "be lost."),
+              1);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
 }
 
 TEST_F(BrenkMuxRouting, DoesNothingWhenNoRequestWaits) {

@@ -152,6 +152,16 @@ TEST_F(BrenkMuxTranslation, AnEventBeforeThereIsAServerSocketReachesNobody) {
     EXPECT_EQ(mux.AnswerCount(), 0U);
 }
 
+TEST_F(BrenkMuxTranslation, AnEventIsLostWithItsLineWhenItCannotLockTheAnswerQueue) {
+    mux.DestroyMutexes();
+    BrenkMux::VirtualGatewayEventReceivedCallback(mux.Gateway(), Event(14), &mux);
+    EXPECT_EQ(log.Count(plog::error,
+                        "Cannot acquire resources lock for enqueuing current Mux Message Event. The event will be "
+                        "lost."),
+              1);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
 TEST_F(BrenkMuxTranslation, EventsOfOtherTypesAreLoggedAndQueuedForNobody) {
     for (const int type : {17, 18, 99}) {
         BrenkMux::VirtualGatewayEventReceivedCallback(mux.Gateway(), Event(static_cast<std::uint8_t>(type)), &mux);

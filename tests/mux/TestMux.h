@@ -9,13 +9,14 @@
 
 namespace Testing {
 
-// A Mux of which a test sees how full its queues are.
+// A Mux of which a test sees how full its queues are. Without its mutexes all its locks with a time-out fail.
 //
 // Not started it has no threads of its own (its gateways do): the test plays them and calls one pass after another.
 class TestMux : public Mux::BrenkMux {
   public:
     using BrenkMux::AnswerCount;
     using BrenkMux::BrenkMux;
+    using BrenkMux::DestroyMutexes;
     using BrenkMux::PendingCount;
     using BrenkMux::PushAnswer;
     using BrenkMux::RequestCount;
