@@ -72,32 +72,49 @@ TEST(RefusedRequests, CodesThatAreNotRouted) {
     ExchangeRunner(system).Run(table);
 }
 
-TEST(RefusedRequests, DataThatIsMissingOrNoObject) {
+struct PayloadText {
+    int code;
+    const char* log;
+};
+
+const std::vector<PayloadText> kWithoutPayload = {
+    {10, kNotEnqueued},
+    {11, kNotEnqueued},
+    {12, "Paylaod for LOCK_GETSTATUS is nullptr. Message cannot be routed to gateway."},
+    {13, "Current data payload for LOCK_OPEN_CLOSE is null. Nothing can be done."},
+    {14, "MUX_MESSAGE_ACCESS_DENIED payload is nullptr."},
+    {21, "Current data payload for LOCK_WHITELIST_SET is null. Nothing can be done."},
+    {22, "MUX_MESSAGE_CLEAR_WHITELIST payload is nullptr."},
+    {23, "MUX_MESSAGE_ENABLE_WHITELIST payload is nullptr."},
+    {24, "MUX_MESSAGE_DISABLE_WHITELIST payload is nullptr."},
+    {25, "Current data payload for LOCK_WHITELIST_REMOVE is null. Nothing can be done."},
+    {110, kNotEnqueued},
+    {111, kNotEnqueued},
+    {113, "Current data payload for LOCK_OPEN_CLOSE is null. Nothing can be done."},
+    {114, "MUX_MESSAGE_ACCESS_DENIED payload is nullptr."},
+};
+
+TEST(RefusedRequests, DataThatIsMissing) {
     std::vector<Exchange> table;
-    const std::vector<std::pair<int, const char*>> codesAndTexts = {
-        {10, kNotEnqueued},
-        {11, kNotEnqueued},
-        {12, "Paylaod for LOCK_GETSTATUS is nullptr. Message cannot be routed to gateway."},
-        {13, "Current data payload for LOCK_OPEN_CLOSE is null. Nothing can be done."},
-        {14, "MUX_MESSAGE_ACCESS_DENIED payload is nullptr."},
-        {21, "Current data payload for LOCK_WHITELIST_SET is null. Nothing can be done."},
-        {22, "MUX_MESSAGE_CLEAR_WHITELIST payload is nullptr."},
-        {23, "MUX_MESSAGE_ENABLE_WHITELIST payload is nullptr."},
-        {24, "MUX_MESSAGE_DISABLE_WHITELIST payload is nullptr."},
-        {25, "Current data payload for LOCK_WHITELIST_REMOVE is null. Nothing can be done."},
-        {110, kNotEnqueued},
-        {111, kNotEnqueued},
-        {113, "Current data payload for LOCK_OPEN_CLOSE is null. Nothing can be done."},
-        {114, "MUX_MESSAGE_ACCESS_DENIED payload is nullptr."},
-    };
-    for (const auto& [code, log] : codesAndTexts) {
-        table.push_back(Refused("no data for code " + std::to_string(code), RequestWithoutData(code), log));
-    }
-    for (const char* const data : {"null", "[]", R"([{"gatewayID":1,"lockID":5}])", R"("gatewayID")", "5", "true"}) {
-        table.push_back(Refused(std::string("data ") + data, RequestWithData(10, data)));
+    table.reserve(kWithoutPayload.size());
+    for (const PayloadText& row : kWithoutPayload) {
+        table.push_back(Refused("code " + std::to_string(row.code), RequestWithoutData(row.code), row.log));
     }
     MuxSystem system;
     ExchangeRunner(system).Run(table);
+}
+
+TEST(RefusedRequests, DataThatIsNoObject) {
+    MuxSystem system;
+    ExchangeRunner(system).Run({
+        Refused("null", RequestWithData(10, "null")),
+        Refused("an array", RequestWithData(11, "[]")),
+        Refused("an array with an object", RequestWithData(12, R"([{"gatewayID":1,"lockID":5}])")),
+        Refused("a text", RequestWithData(13, R"("gatewayID")")),
+        Refused("a number", RequestWithData(14, "5")),
+        Refused("true", RequestWithData(21, "true")),
+        Refused("a key in another case", R"({"MessageID":"@I","MessageCode":10,"data":{"gatewayID":1,"lockID":5}})"),
+    });
 }
 
 TEST(RefusedRequests, WhitelistRequestsThatCannotBeRead) {

@@ -136,6 +136,7 @@ std::vector<Exchange> AllResults(const RequestRow& request, const std::vector<Re
 // One gateway for each request, so that all of them go at the same time.
 SystemSetup OneGatewayForEach(const std::vector<RequestRow>& requests) {
     std::vector<GatewaySetup> gateways;
+    gateways.reserve(requests.size());
     for (const RequestRow& request : requests) {
         gateways.push_back({200 + request.code, {4711}, 1000});
     }
@@ -145,6 +146,7 @@ SystemSetup OneGatewayForEach(const std::vector<RequestRow>& requests) {
 void RunAllResults(const std::vector<RequestRow>& requests, const std::vector<ResultRow>& results, ErrorCode code) {
     MuxSystem system(OneGatewayForEach(requests));
     std::vector<std::vector<Exchange>> tables;
+    tables.reserve(requests.size());
     for (const RequestRow& request : requests) {
         tables.push_back(AllResults(request, results, code));
     }

@@ -1,6 +1,6 @@
 #include "tests/system/support/FakeDumpTool.h"
 
-#include <cstdlib>
+#include <filesystem>
 
 namespace SystemTest {
 
@@ -15,8 +15,7 @@ FakeDumpTool::FakeDumpTool(Behaviour behaviour) {
 }
 
 MuxProcess::Environment FakeDumpTool::Environment() const {
-    const char* const path = std::getenv("PATH");
-    return {{"PATH", folder_.Path().string() + ":" + (path == nullptr ? "/usr/bin:/bin" : path)}};
+    return {{"PATH", folder_.Path().string() + ":/usr/bin:/bin"}};
 }
 
 }  // namespace SystemTest

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -35,33 +34,43 @@ void Check(int error, const char* what) {
     }
 }
 
-void SetVariable(std::vector<std::string>& variables, const std::string& name, const std::string& value) {
+// Takes a variable out and returns its value, empty when there is none.
+std::string TakeVariable(std::vector<std::string>& variables, const std::string& name) {
     const std::string start = name + "=";
-    variables.erase(std::remove_if(variables.begin(), variables.end(),
-                                   [&](const std::string& variable) { return variable.rfind(start, 0) == 0; }),
-                    variables.end());
-    variables.push_back(start + value);
+    const auto found = std::find_if(variables.begin(), variables.end(), [&](const std::string& variable) {
+        return variable.compare(0, start.size(), start) == 0;
+    });
+    if (found == variables.end()) {
+        return "";
+    }
+    std::string value = found->substr(start.size());
+    variables.erase(found);
+    return value;
+}
+
+std::vector<std::string> OwnVariables() {
+    char** end = environ;
+    while (*end != nullptr) {
+        ++end;
+    }
+    return {environ, end};
 }
 
 std::vector<std::string> VariablesFor(const MuxProcess::Environment& environment) {
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        variables.emplace_back(*variable);
-    }
-    const char* const sanitizer = std::getenv("TSAN_OPTIONS");
-    SetVariable(variables, "TSAN_OPTIONS",
-                std::string(sanitizer == nullptr ? "" : sanitizer) + " " + kThreadSanitizerOptions);
+    std::vector<std::string> variables = OwnVariables();
+    const std::string sanitizerOptions = TakeVariable(variables, "TSAN_OPTIONS");
+    variables.push_back("TSAN_OPTIONS=" + sanitizerOptions + " " + kThreadSanitizerOptions);
     for (const auto& [name, value] : environment) {
-        SetVariable(variables, name, value);
+        TakeVariable(variables, name);
+        variables.push_back(name);
+        variables.back().append("=").append(value);
     }
     return variables;
 }
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (std::string& text : texts) {
-        pointers.push_back(text.data());
-    }
+    std::vector<char*> pointers(texts.size());
+    std::transform(texts.begin(), texts.end(), pointers.begin(), [](std::string& text) { return text.data(); });
     pointers.push_back(nullptr);
     return pointers;
 }
