@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/system/support/Exchange.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/system/support/MuxSystem.h"
 
 namespace SystemTest {
@@ -24,12 +24,6 @@ std::vector<std::string> PortArguments(const ReservedPort& port) {
 std::vector<std::string> With(std::vector<std::string> arguments, const std::vector<std::string>& more) {
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
-}
-
-void EndInOrder(MuxProcess& mux) {
-    ASSERT_TRUE(mux.WaitFor("Receive data loop thread spawned."));
-    mux.Signal(SIGQUIT);
-    EXPECT_EQ(mux.WaitForEnd(), "status 0");
 }
 
 // The lines of a log file without the byte order mark at its start.
@@ -49,10 +43,21 @@ std::vector<std::string> Sorted(std::vector<std::string> lines) {
     return lines;
 }
 
+// Ends the process when everything that it logs at its start is in both places.
+void EndWhenLogged(MuxProcess& mux, const TemporaryFolder& folder, const std::string& file) {
+    for (const char* const last :
+         {"Mux ended initialization process.", "Accept loop thread spawned.", "Receive data loop thread spawned."}) {
+        ASSERT_TRUE(mux.WaitFor(last)) << last;
+    }
+    ASSERT_TRUE(Testing::WaitUntil([&] { return LinesOf(folder.Read(file)).size() == mux.Lines().size(); }, kDeadline));
+    mux.Signal(SIGQUIT);
+    EXPECT_EQ(mux.WaitForEnd(), "status 0");
+}
+
 TEST(LogFile, IsInTheWorkingDirectoryByDefaultAndHasWhatTheConsoleHas) {
     const ReservedPort port;
     MuxProcess mux(PortArguments(port));
-    EndInOrder(mux);
+    EndWhenLogged(mux, mux.Folder(), kDefaultLog);
     // Two threads may meet in another order at the file than at the console.
     EXPECT_EQ(Sorted(LinesOf(mux.Folder().Read(kDefaultLog))), Sorted(mux.Lines()));
     EXPECT_GE(mux.Lines().size(), 10U);
@@ -63,7 +68,7 @@ TEST(LogFile, IsWhereTheOptionSays) {
     const TemporaryFolder folder;
     const std::string file = (folder.Path() / "own.log").string();
     MuxProcess mux(With(PortArguments(port), {"--logFile", file}));
-    EndInOrder(mux);
+    EndWhenLogged(mux, folder, "own.log");
     EXPECT_EQ(Sorted(LinesOf(folder.Read("own.log"))), Sorted(mux.Lines()));
     EXPECT_FALSE(std::filesystem::exists(mux.Folder().Path() / kDefaultLog));
 }
@@ -109,7 +114,7 @@ constexpr const char* kColorStart = "\x1B[";
 std::string ConsoleOf(const std::vector<std::string>& options, ChildOutput::Console console) {
     const ReservedPort port;
     MuxProcess mux(With(PortArguments(port), With({"--logFile", "/nonexistent/folder/mux.log"}, options)), {}, console);
-    EndInOrder(mux);
+    EXPECT_TRUE(mux.WaitFor("Mux ended initialization process."));
     return mux.Output();
 }
 

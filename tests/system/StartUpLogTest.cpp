@@ -77,15 +77,23 @@ std::string ThreadThatSays(const std::vector<LogLine>& log, const std::string& t
     return found == log.end() ? "" : found->thread;
 }
 
+// Both threads log until they are at work, in no order between them.
+void WaitUntilStarted(const MuxProcess& mux, const std::string& maximum) {
+    std::vector<std::string> texts = Texts(kProcessThread, maximum);
+    const std::vector<std::string> more = Texts(kMuxThread, maximum);
+    texts.insert(texts.end(), more.begin(), more.end());
+    for (const std::string& text : texts) {
+        const auto times = static_cast<std::size_t>(std::count(texts.begin(), texts.end(), text));
+        EXPECT_TRUE(mux.WaitFor(text.substr(text.find(' ')), times)) << text;
+    }
+}
+
 void ExpectStart(const std::vector<std::string>& options, const std::string& maximum) {
     const ReservedPort port;
     std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(port.Number())};
     arguments.insert(arguments.end(), options.begin(), options.end());
     MuxProcess mux(arguments);
-    // An answered request proves that everything has started.
-    TestClient client(port.Number());
-    client.Send(R"({"MessageCode":3})");
-    EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+    WaitUntilStarted(mux, maximum);
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
 
@@ -121,7 +129,7 @@ TEST(StartUpLog, IsVerboseWhenDebugIsAskedForToo) {
 TEST(StartUpLog, HasOneFormForEveryLine) {
     const ReservedPort port;
     MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--verbose"});
-    ASSERT_TRUE(mux.WaitFor("All modules threads spawned. Starting main thread control loop."));
+    WaitUntilStarted(mux, "VERB");
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
     for (const std::string& line : mux.Lines()) {

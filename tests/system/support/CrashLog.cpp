@@ -9,6 +9,8 @@
 namespace SystemTest {
 namespace {
 
+const std::string kProgramName = "dw-hal-mux-brenk-";
+constexpr std::size_t kUuidSize = 36;
 constexpr const char* kFramesFollow = "Backtrace (frames) with symbols starts here";
 
 std::size_t LinesAfter(const std::vector<LogLine>& log, const std::string& text) {
@@ -29,7 +31,8 @@ std::string DumpNameOf(const MuxProcess& mux) {
 
 void ExpectCrashLog(const MuxProcess& mux, const FakeDumpTool& tool) {
     const std::string name = DumpNameOf(mux);
-    EXPECT_EQ(name.find(' '), std::string::npos);
+    EXPECT_EQ(name.rfind(kProgramName, 0), 0U) << name;
+    EXPECT_EQ(name.size(), kProgramName.size() + kUuidSize) << name;
     const std::string command = "gcore -o " + name + ".dump " + std::to_string(mux.Id());
     ExpectInOrder(mux.Lines(), {{"ERROR",
                                  "Received aborting or error signal. Try to save a dump file. Closing the Mux "

@@ -47,6 +47,7 @@ class MuxSystem {
     explicit MuxSystem(const SystemSetup& setup = {});
 
     MuxProcess& Mux() { return *mux_; }
+    const MuxProcess& Mux() const { return *mux_; }
     std::uint16_t Port() const { return port_.Number(); }
     TestClient NewClient() const { return TestClient(port_.Number()); }
 
