@@ -1,3 +1,4 @@
+#!/usr/bin/env python3
 """The steps of scripts/demo: python3 scripts/lib/demo.py BUILD_FOLDER.
 
 Starts the gateway simulator and the Mux from the build folder, plays two clients and checks every answer.
