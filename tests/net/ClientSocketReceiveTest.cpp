@@ -261,6 +261,37 @@ TEST_F(ClientSocketReceiveTest, CloseInTheMiddleOfAFrameWakesTheReceiverWithoutA
     EXPECT_THAT(Failures(), IsEmpty());
 }
 
+// An owner whose callback drops the socket while the call that failed is still on the stack.
+void DropSocket(int, void* context) {
+    auto& owned = *static_cast<std::shared_ptr<ClientSocket>*>(context);
+    owned->Close();
+    owned.reset();
+}
+
+TEST_F(ClientSocketReceiveTest, TheCallbackMayCloseAndDropTheSocket) {
+    Connect();
+    std::shared_ptr<ClientSocket> owned = std::move(socket_);
+    owned->SetCallbacks(nullptr, DropSocket, &owned);
+    const std::weak_ptr<ClientSocket> alive = owned;
+    gateway_.ShutDownSending();
+    {
+        const std::shared_ptr<ClientSocket> caller = owned;
+        EXPECT_FALSE(caller->Receive(received_));
+        EXPECT_EQ(owned, nullptr);
+    }
+    EXPECT_TRUE(alive.expired());
+    EXPECT_TRUE(gateway_.WaitForEnd());
+    EXPECT_EQ(log_.Count(plog::error, kEndOfStream), 1);
+}
+
+TEST_F(ClientSocketReceiveTest, WithoutACallbackTheEndIsOnlyLogged) {
+    Connect();
+    socket_->SetCallbacks(nullptr, nullptr, nullptr);
+    gateway_.Close();
+    EXPECT_FALSE(socket_->Receive(received_));
+    EXPECT_THAT(Failures(), ElementsAre(kEndOfStream));
+}
+
 TEST_F(ClientSocketReceiveTest, InterruptedCallsAreRepeated) {
     Connect();
     gateway_.Send(Frame(19));

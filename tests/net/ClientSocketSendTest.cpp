@@ -120,10 +120,9 @@ void DropSocket(int, void* context) {
 
 TEST_F(ClientSocketSendTest, TheCallbackMayCloseAndDropTheSocket) {
     Connect();
-    std::shared_ptr<ClientSocket> owned = socket_;
-    socket_->SetCallbacks(DropSocket, nullptr, &owned);
-    const std::weak_ptr<ClientSocket> alive = socket_;
-    socket_.reset();
+    std::shared_ptr<ClientSocket> owned = std::move(socket_);
+    owned->SetCallbacks(DropSocket, nullptr, &owned);
+    const std::weak_ptr<ClientSocket> alive = owned;
     const FailingCalls failing(SocketCall::kSend, EPIPE);
     {
         const std::shared_ptr<ClientSocket> caller = owned;

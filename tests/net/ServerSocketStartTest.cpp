@@ -81,13 +81,11 @@ TEST_F(ServerSocketStartTest, AFailedListenIsAnError) {
 }
 
 TEST_F(ServerSocketStartTest, OptionsThatCannotBeSetDoNotStopIt) {
+    ServerSocket server(LoopbackSocket::Listening().Port());  // free again, and reserved by nobody
     const FailingCalls failing(SocketCall::kSetSockOpt, EINVAL, 2);
-    const LoopbackSocket free = LoopbackSocket::Listening();
-    EXPECT_EQ(failing.Left(), 2);
-    ServerSocket server(port_.Number());
-    static_cast<void>(server.InitSocket());
+    EXPECT_TRUE(server.InitSocket()) << log_.Text();
     EXPECT_EQ(failing.Left(), 0);
-    EXPECT_FALSE(log_.Holds(plog::error, "setsockopt"));
+    EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
 }
 
 TEST_F(ServerSocketStartTest, TwoServersMayShareAPort) {

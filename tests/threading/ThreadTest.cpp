@@ -16,6 +16,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/threading/PthreadCalls.h"
+#include "threading/Cancellation.h"
 
 namespace Threading {
 namespace {
@@ -64,9 +65,7 @@ void* WaitForCancellation(void*) {
 }
 
 // As the loops of the program: everything is caught, and cancellation passes.
-// What the handler of a forced unwinding is given is a null reference, which is gcc's way and no fault of the
-// handler's.
-__attribute__((no_sanitize("null"))) void* WaitInsideACatchAll(void*) {
+LETS_CANCELLATION_PASS void* WaitInsideACatchAll(void*) {
     const CountUnwinding counter;
     for (;;) {
         try {
