@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 #include "tests/mux/LogHook.h"
 
 namespace Testing {
@@ -11,11 +9,7 @@ namespace {
 
 class TestEnvironment : public testing::Environment {
   public:
-    void SetUp() override {
-        // As main does it: a peer that has gone is a failed send and not the end of the process.
-        std::signal(SIGPIPE, SIG_IGN);
-        LogHook::Install();
-    }
+    void SetUp() override { LogHook::Install(); }
 };
 
 const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new TestEnvironment);
