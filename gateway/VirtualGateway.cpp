@@ -84,6 +84,7 @@ void VirtualGateway::SetOwner(GatewayOwner owner) {
     owner_.With([&](std::shared_ptr<const GatewayOwner>& current) { current = replacement; });
 }
 
+// Identity and context stay: a thread that is still at work uses both.
 void VirtualGateway::ClearCallbacks() {
     GatewayOwner owner = *Owner();
     owner.stateChanged = nullptr;
