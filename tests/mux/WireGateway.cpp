@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
+#include <string>
 
 namespace Testing {
 namespace {
@@ -90,12 +89,13 @@ void WireGateway::Close() {
 }
 
 std::string TimelessPart(const WireGateway::Bytes& frame) {
+    static const std::string kDigits = "0123456789ABCDEF";
     std::string text;
     for (std::size_t offset = 0; offset + kChecksumSize < frame.size(); ++offset) {
         if (offset < kReferenceOffset || offset >= kAddressOffset) {
-            std::array<char, 4> digits{};
-            std::snprintf(digits.data(), digits.size(), "%02X ", frame.at(offset));
-            text += digits.data();
+            text += kDigits.at(frame.at(offset) / 16);
+            text += kDigits.at(frame.at(offset) % 16);
+            text += ' ';
         }
     }
     return text.empty() ? text : text.substr(0, text.size() - 1);
