@@ -27,10 +27,10 @@ const std::vector<ConsoleCommand>& Commands() {
     return commands;
 }
 
-const ConsoleCommand& FindCommand(const std::string& name) {
+const ConsoleCommand* FindCommand(const std::string& name) {
     for (const ConsoleCommand& command : Commands()) {
         if (command.name == name) {
-            return command;
+            return &command;
         }
     }
     throw CommandError("there is no command \"" + name + "\"; try help");
@@ -47,7 +47,7 @@ Action ParseCommand(std::string_view line) {
     if (arguments.IsEmpty()) {
         return Silent([](GatewaySimulator&) {});
     }
-    const ConsoleCommand& command = FindCommand(arguments.Word("COMMAND"));
+    const ConsoleCommand& command = *FindCommand(arguments.Word("COMMAND"));
     try {
         Action action = command.parse(arguments);
         arguments.End();
