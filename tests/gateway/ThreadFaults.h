@@ -2,8 +2,8 @@
 
 namespace Testing {
 
-// Makes calls of the thread library fail, as they do when resources run out. The test program is linked so that the
-// program's own calls come here first (--wrap); those of the C++ library do not.
+// Makes calls of the thread library fail, as they do when resources run out, or take long. The test program is linked
+// so that the program's own calls come here first (--wrap); those of the C++ library do not.
 
 // While it lives, every timed lock in the process times out.
 class TimedLocksFail {
@@ -22,5 +22,9 @@ class ThreadCreationFails {
     ThreadCreationFails(const ThreadCreationFails&) = delete;
     ThreadCreationFails& operator=(const ThreadCreationFails&) = delete;
 };
+
+// From now on the calling thread pauses after each unlocking of a mutex, or no longer does: other threads that wait
+// for the mutex get it then.
+void PauseAfterUnlocks(bool pause);
 
 }  // namespace Testing
