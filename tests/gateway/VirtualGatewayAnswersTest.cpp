@@ -89,7 +89,7 @@ TEST_P(ResultTest, IsLoggedAndPassedToTheCallbackWithTheRequestsContext) {
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
     EXPECT_EQ(log_.Count(GetParam().severity, GetParam().text), 1) << log_.Text();
     ASSERT_EQ(owner_.Responses().size(), 1U);
-    const ReceivedResponse response = owner_.Responses().front();
+    const ReceivedResponse response = owner_.Responses().at(0);
     EXPECT_FALSE(response.isNull);
     EXPECT_EQ(response.requestID, "request-1");
     EXPECT_EQ(response.requestCode, 138);
@@ -140,8 +140,8 @@ TEST_F(AnswersTest, AnyOtherResultOfASequenceRefreshIsPassedOnWithTheOwnersConte
     StartSending();
     connection_.Send(ResultFrame(ReferenceIDOf(connection_.ReceiveFrame()), 6));
     ASSERT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_EQ(owner_.Responses().front().requestID.rfind("requestNewSEQID-", 0), 0U);
-    EXPECT_EQ(owner_.Responses().front().context, Context(0));
+    EXPECT_EQ(owner_.Responses().at(0).requestID.rfind("requestNewSEQID-", 0), 0U);
+    EXPECT_EQ(owner_.Responses().at(0).context, Context(0));
 }
 
 TEST_F(AnswersTest, Result7ToAnyRequestSetsTheCounterMakesReadyAndRemovesTheRequestWithoutACallback) {
@@ -194,7 +194,7 @@ TEST_F(AnswersTest, AStatusAnswerBringsTheStatusWhichOutlivesTheFrame) {
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
     EXPECT_EQ(log_.Count(plog::verbose, "Received a MSG_GetStatus"), 1);
     ASSERT_EQ(owner_.Responses().size(), 1U);
-    const ReceivedResponse response = owner_.Responses().front();
+    const ReceivedResponse response = owner_.Responses().at(0);
     EXPECT_EQ(response.requestID, "request-1");
     EXPECT_EQ(response.requestCode, 1);
     EXPECT_EQ(response.responseCode, 0U);
@@ -211,8 +211,8 @@ TEST_F(AnswersTest, AStatusAnswerWithoutPayloadCallsTheResponseCallbackWithANull
     EXPECT_EQ(log_.Count(plog::verbose, "Received a MSG_GetStatus"), 1);
     EXPECT_EQ(log_.Count(plog::error, "Cannot parse GetStatus message payload."), 1);
     ASSERT_EQ(owner_.Responses().size(), 1U);
-    EXPECT_TRUE(owner_.Responses().front().isNull);
-    EXPECT_EQ(owner_.Responses().front().context, Context(1));
+    EXPECT_TRUE(owner_.Responses().at(0).isNull);
+    EXPECT_EQ(owner_.Responses().at(0).context, Context(1));
     EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
 }
 
@@ -221,7 +221,7 @@ TEST_F(AnswersTest, AResultWithoutPayloadCallsTheResponseCallbackWithANullMessag
     const Bytes frame = SendStatusRequest("request-1");
     gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(0, ReferenceIDOf(frame)), std::time(nullptr));
     ASSERT_EQ(owner_.Responses().size(), 1U);
-    EXPECT_TRUE(owner_.Responses().front().isNull);
+    EXPECT_TRUE(owner_.Responses().at(0).isNull);
     EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
 }
 
@@ -231,8 +231,8 @@ TEST_F(AnswersTest, AnAnswerOfAnUnknownCodeCallsTheResponseCallbackWithANullMess
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
     EXPECT_EQ(log_.Count(plog::verbose, "Received unmanaged message response."), 1);
     ASSERT_EQ(owner_.Responses().size(), 1U);
-    EXPECT_TRUE(owner_.Responses().front().isNull);
-    EXPECT_EQ(owner_.Responses().front().context, Context(1));
+    EXPECT_TRUE(owner_.Responses().at(0).isNull);
+    EXPECT_EQ(owner_.Responses().at(0).context, Context(1));
     EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
 }
 
@@ -241,7 +241,7 @@ TEST_F(AnswersTest, AnAnswerWhoseReferenceByteHasItsTopTwoBitsSetMatchesTheReque
     const std::uint8_t referenceID = ReferenceIDOf(SendStatusRequest("request-1"));
     connection_.Send(ResultFrame(static_cast<std::uint8_t>(referenceID | 0xC0), 0));
     ASSERT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_EQ(owner_.Responses().front().requestID, "request-1");
+    EXPECT_EQ(owner_.Responses().at(0).requestID, "request-1");
 }
 
 TEST_F(AnswersTest, AnAnswerThatNoRequestWaitsForIsLostWithAWarning) {

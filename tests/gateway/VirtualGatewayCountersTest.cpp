@@ -61,7 +61,7 @@ TEST_F(CountersTest, TwoRequestsOfOneSendPeriodCarryTheSameCountersAndOnlyTheFir
 
     connection_.Send(ResultFrame(ReferenceIDOf(first), 0));
     ASSERT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_EQ(owner_.Responses().front().requestID, "request-1");
+    EXPECT_EQ(owner_.Responses().at(0).requestID, "request-1");
     connection_.Send(ResultFrame(ReferenceIDOf(second), 0));
     EXPECT_TRUE(log_.WaitFor(plog::warning, kOrphanText));
     EXPECT_EQ(owner_.Responses().size(), 1U);

@@ -72,7 +72,7 @@ TEST_F(EventsTest, ACardEventFromTheSocketReachesTheCallbackWithItsDataAsHexadec
     connection_.Send(kCardEvent);
     ASSERT_TRUE(log_.WaitFor(plog::verbose, "Ended management."));
     ASSERT_EQ(owner_.Events().size(), 1U);
-    const ReceivedEvent event = owner_.Events().front();
+    const ReceivedEvent event = owner_.Events().at(0);
     EXPECT_EQ(event.type, 14);
     EXPECT_EQ(event.data, "04A1B2C3");
     EXPECT_EQ(event.reserved, 0U);
@@ -88,9 +88,9 @@ TEST_F(EventsTest, APinEventFromTheSocketReachesTheCallbackInConnectedToo) {
     connection_.Send(kPinEvent);
     ASSERT_TRUE(log_.WaitFor(plog::verbose, "Ended management."));
     ASSERT_EQ(owner_.Events().size(), 1U);
-    EXPECT_EQ(owner_.Events().front().type, 22);
-    EXPECT_EQ(owner_.Events().front().deviceAddress, 5);
-    EXPECT_EQ(owner_.Events().front().data, "0102030F");
+    EXPECT_EQ(owner_.Events().at(0).type, 22);
+    EXPECT_EQ(owner_.Events().at(0).deviceAddress, 5);
+    EXPECT_EQ(owner_.Events().at(0).data, "0102030F");
     EXPECT_EQ(log_.Count(plog::verbose, "Current message CRC: 79CE"), 1) << log_.Text();
     EXPECT_EQ(log_.Count(plog::verbose, "Payload is of type PinCode. Will be parsed for PIN."), 1);
     EXPECT_EQ(log_.Count(plog::debug, "PIN received : 0102030F"), 1);
@@ -167,8 +167,8 @@ TEST_F(EventsTest, EventsAndAnswersAreCalledBackOnTheReadThreadAlone) {
     ASSERT_TRUE(owner_.WaitForResponses(1));
     connection_.Send(kCardEvent);
     ASSERT_TRUE(owner_.WaitForEvents(1));
-    EXPECT_EQ(owner_.Events().front().thread, owner_.Responses().front().thread);
-    EXPECT_NE(owner_.Events().front().thread, std::this_thread::get_id());
+    EXPECT_EQ(owner_.Events().at(0).thread, owner_.Responses().at(0).thread);
+    EXPECT_NE(owner_.Events().at(0).thread, std::this_thread::get_id());
 }
 
 // Glued frames do not end the socket's receiving, which goes on until its time-out of 11 s.
@@ -178,7 +178,7 @@ TEST_F(EventsTest, TwoFramesGluedIntoOneChunkAreBothHandledInOneCycleAfterTheRec
     both.insert(both.end(), kPinEvent.begin(), kPinEvent.end());
     connection_.Send(both);
     ASSERT_TRUE(WaitUntil([&] { return owner_.Events().size() == 2; }, std::chrono::seconds(40)));
-    EXPECT_EQ(owner_.Events().front().data, "04A1B2C3");
+    EXPECT_EQ(owner_.Events().at(0).data, "04A1B2C3");
     EXPECT_EQ(owner_.Events().back().data, "0102030F");
     EXPECT_EQ(log_.Count(plog::debug, "Received data but more than one data chunk must be handled."), 1);
     EXPECT_EQ(gateway_->Status(), Brenk::READY);

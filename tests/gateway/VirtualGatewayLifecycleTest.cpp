@@ -130,8 +130,8 @@ TEST_F(LifecycleTest, ConnectWithoutRefreshIsReadyAtOnce) {
     EXPECT_TRUE(gateway_->Connect(false));
     EXPECT_EQ(gateway_->Status(), READY);
     ASSERT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}}));
-    EXPECT_EQ(owner_.StateChanges().front().gateway, gateway_.get());
-    EXPECT_EQ(owner_.StateChanges().front().context, Context(0));
+    EXPECT_EQ(owner_.StateChanges().at(0).gateway, gateway_.get());
+    EXPECT_EQ(owner_.StateChanges().at(0).context, Context(0));
     EXPECT_FALSE(log_.Holds(plog::verbose, "Refreshing sequence couter."));
 }
 
@@ -229,7 +229,7 @@ TEST_F(LifecycleTest, The20thFailedConnectMovesToNotPresentAndAttempts1To19Leave
     EXPECT_FALSE(gateway_->Connect(true));
     EXPECT_EQ(gateway_->Status(), NOT_PRESENT);
     EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, NOT_PRESENT}}));
-    EXPECT_EQ(owner_.StateChanges().front().context, Context(0));
+    EXPECT_EQ(owner_.StateChanges().at(0).context, Context(0));
     EXPECT_EQ(ErrorGuard::Instance().FirstCounter(), reports + 20);
     EXPECT_EQ(log_.Count(plog::error, "Cannot connect to socket:Connection refused"), 20);
 }

@@ -166,9 +166,9 @@ TEST_P(OperationTest, ItsAnswerComesWithItsIDItsCodeAndItsContext) {
     const Bytes frame = connection_.ReceiveLockFrame();
     connection_.Send(ResultFrame(ReferenceIDOf(frame), 0));
     ASSERT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_EQ(owner_.Responses().front().requestID, "request-1");
-    EXPECT_EQ(owner_.Responses().front().requestCode, frame.at(16));
-    EXPECT_EQ(owner_.Responses().front().context, Context(2));
+    EXPECT_EQ(owner_.Responses().at(0).requestID, "request-1");
+    EXPECT_EQ(owner_.Responses().at(0).requestCode, frame.at(16));
+    EXPECT_EQ(owner_.Responses().at(0).context, Context(2));
 }
 
 TEST_P(OperationTest, WithoutABuilderItReturnsFalse) {

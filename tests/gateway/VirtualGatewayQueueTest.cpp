@@ -57,8 +57,8 @@ TEST_F(QueueTest, AMessageIsQueuedAndSentAndAnswered) {
     EXPECT_EQ(frame.at(16), 5);
     connection_.Send(ResultFrame(ReferenceIDOf(frame), 0));
     ASSERT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_EQ(owner_.Responses().front().requestID, "request-1");
-    EXPECT_EQ(owner_.Responses().front().context, Context(1));
+    EXPECT_EQ(owner_.Responses().at(0).requestID, "request-1");
+    EXPECT_EQ(owner_.Responses().at(0).context, Context(1));
 }
 
 TEST_F(QueueTest, AMessageWhoseLockCannotBeTakenIsNotQueuedAndStaysTheCallers) {
@@ -241,7 +241,7 @@ TEST_F(QueueTest, WithoutASocketARequestIsAFailedSendThatKeepsWaitingAndAdvances
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
     connection_.Send(ResultFrame(referenceID, 0));
     ASSERT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_EQ(owner_.Responses().front().requestID, "request-1");
+    EXPECT_EQ(owner_.Responses().at(0).requestID, "request-1");
 }
 
 TEST_F(QueueTest, ARequestIsNotSentAgainAfterAFailedSend) {

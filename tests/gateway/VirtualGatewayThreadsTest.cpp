@@ -94,6 +94,18 @@ TEST_F(ThreadsTest, NoCallbackBeginsOnceTheDestructorHasClearedThem) {
     EXPECT_EQ(log_.Count(plog::warning, "No callback for events is set. The event will be ignored."), 1);
 }
 
+TEST_F(ThreadsTest, ASendThreadThatIsStillBusyKeepsItsContextWhileTheGatewayIsDestroyed) {
+    LogGate keepAlive("Enquequing keep alive Get status.");
+    StartSending();
+    ASSERT_TRUE(keepAlive.WaitForArrival());
+    auto destroyed = std::async(std::launch::async, [&] { gateway_.reset(); });
+    ASSERT_TRUE(log_.WaitFor(plog::debug, "Closing read thread."));
+    keepAlive.Open();
+    destroyed.get();
+    EXPECT_EQ(log_.Count(plog::verbose, "Sequence Counter refresh enqueued."), 1);
+    EXPECT_FALSE(log_.Holds(plog::error, ""));
+}
+
 // Cancelled threads unwind through the loops and their catch-alls, and the gateway can still be destroyed.
 
 TEST_F(ThreadsTest, AReadThreadCancelledInsideTheEventCallbackUnwinds) {
