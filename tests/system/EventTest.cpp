@@ -145,6 +145,7 @@ TEST(Events, AreLoggedWithTheirType) {
 TEST(Events, ReachOnlyThoseWhoAreConnected) {
     MuxSystem system(InTimeZone());
     ASSERT_TRUE(system.Gateway().RaiseCard(5, {0x01}));
+    ASSERT_TRUE(system.Mux().WaitFor("Received an event from Virtual Gateway with ID 1 of type 14."));
     // Events are taken up one after the other: with the second one here the first one has been handed out.
     ASSERT_TRUE(system.Gateway().RaiseCard(5, {0x01}, 17));
     ASSERT_TRUE(system.Mux().WaitFor("Received an event from Virtual Gateway with ID 1 of type 17."));

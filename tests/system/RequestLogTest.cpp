@@ -32,7 +32,7 @@ class RequestLog : public testing::Test {
     // Sends the text and waits until the Mux is done with the answer; returns the answer.
     std::string Ask(const std::string& text) {
         client_.Send(text);
-        const std::string answer = client_.Receive();
+        std::string answer = client_.Receive();
         EXPECT_TRUE(system_.Mux().WaitFor("Message sent. Deallocating messages memory."));
         descriptor_ = DescriptorOf(system_.Mux());
         return answer;
