@@ -41,6 +41,15 @@ TEST(FrameBuffer, FindsTheSameFrameUntilItIsErased) {
     EXPECT_TRUE(found.empty());
 }
 
+TEST(FrameBuffer, ALengthOfZeroIsNoFrameHoweverMuchFollows) {
+    FrameBuffer buffer;
+    buffer.Append({0x00, 0xFE, 0xFD});
+    buffer.Append(kCardEvent);
+    Bytes found;
+    EXPECT_EQ(buffer.Find(found), FrameSearch::kNone);
+    EXPECT_TRUE(found.empty());
+}
+
 // The gateway is never connected here, so its read thread leaves the buffer to the test.
 class ReceiveBufferTest : public GatewayTest {
   protected:
