@@ -45,6 +45,8 @@ TEST(DumpFile, SavingLogsThatItRunsAndTheCommandLine) {
     SaveDumpFile();
     const auto lines = log.Lines();
     ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines.at(0).first, plog::info);
+    EXPECT_EQ(lines.at(1).first, plog::info);
     EXPECT_EQ(lines.at(0).second, "void Diagnostics::SaveDumpFile() Running gcore for save current core dump.");
     EXPECT_EQ(lines.at(1).second, "void Diagnostics::SaveDumpFile() Command line:" + DumpCommand());
 }

@@ -2,7 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <plog/Init.h>
 
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -69,6 +74,29 @@ TEST_F(InitDiagnosticsTest, AMessageBeginsWithTheFullSignatureOfItsFunction) {
                               "bool\\) Logging initialized\\.\n"));
 }
 
+std::string UtcText(std::time_t time) {
+    std::tm parts = {};
+    gmtime_r(&time, &parts);
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts)};
+}
+
+TEST_F(InitDiagnosticsTest, ALineBeginsWithTheLocalTimeInFileAndConsole) {
+    constexpr std::time_t kOffset = 14L * 60 * 60;
+    const std::string from = UtcText(std::time(nullptr) + kOffset);
+    const ChildResult result = Run([] {
+        setenv("TZ", "XST-14", 1);
+        tzset();
+        InitDiagnostics(plog::info, "mux.log", false);
+    });
+    const std::string until = UtcText(std::time(nullptr) + kOffset);
+    constexpr std::size_t kByteOrderMark = 3;
+    for (const std::string& line : {result.output, directory_.Read("mux.log").substr(kByteOrderMark)}) {
+        EXPECT_GE(line.substr(0, from.size()), from);
+        EXPECT_LE(line.substr(0, until.size()), until);
+    }
+}
+
 TEST_F(InitDiagnosticsTest, AnExistingLogFileIsContinued) {
     std::ofstream(directory_.Path() / "mux.log") << "from the last run\n";
     Run([] { InitDiagnostics(plog::info, "mux.log", false); });
@@ -119,6 +147,33 @@ TEST_F(InitDiagnosticsTest, AFileOf10000BytesRollsAndTheRolledFileIsKept) {
     }
     EXPECT_EQ(lines, 102U);
     EXPECT_THAT(directory_.Read("mux.log"), HasSubstr("line 99\n"));
+}
+
+// One place in the code, so that two lines differ in their texts only.
+void LogText(std::size_t length) {
+    MUX_LOG(plog::info) << std::string(length, 'x');
+}
+
+// Fills the log file up to exactly this size.
+void FillLogFile(std::size_t size) {
+    const std::size_t before = std::filesystem::file_size("mux.log");
+    LogText(0);
+    const std::size_t now = std::filesystem::file_size("mux.log");
+    LogText(size - now - (now - before));
+}
+
+TEST_F(InitDiagnosticsTest, AFileOf10000BytesTakesOneMoreLineAndALargerOneNone) {
+    for (const std::size_t size : {kRollingBytes, kRollingBytes + 1}) {
+        const Testing::TemporaryDirectory directory;
+        Testing::RunInChild(directory.Path(), [size] {
+            InitDiagnostics(plog::info, "mux.log", false);
+            FillLogFile(size);
+            EXPECT_EQ(std::filesystem::file_size("mux.log"), size);
+            MUX_LOG(plog::info) << "one more";
+        });
+        EXPECT_THAT(directory.Read("mux.log"), HasSubstr(" one more\n"));
+        EXPECT_EQ(std::filesystem::exists(directory.Path() / "mux.1.log"), size > kRollingBytes) << size;
+    }
 }
 
 class ExtensionlessLogFileTest : public InitDiagnosticsTest, public testing::WithParamInterface<const char*> {};
@@ -209,6 +264,24 @@ TEST_F(InitDiagnosticsTest, TheTracerGetsTheSameWishForColors) {
         },
         ChildOutput::kTerminal);
     EXPECT_EQ(result.output, "\x1B[31mred\x1B[0m\r\n");
+}
+
+// Tells for each line whether the error guard was set up by then.
+class GuardWatchingAppender : public plog::IAppender {
+  public:
+    void write(const plog::Record& record) override {
+        const bool isSetUp = ErrorGuard::Instance().CurrentConfiguration().firstHandler != nullptr;
+        std::printf("%s %s\n", isSetUp ? "after:" : "before:", record.getMessage());
+    }
+};
+
+TEST_F(InitDiagnosticsTest, TheErrorGuardIsSetUpBetweenTheTwoLines) {
+    const ChildResult result = Run([] {
+        plog::init(plog::info, new GuardWatchingAppender);
+        InitDiagnostics(plog::info, "mux.log", false);
+    });
+    EXPECT_THAT(result.output, ContainsRegex("before: [^\n]*Logging initialized\\.\n"));
+    EXPECT_THAT(result.output, ContainsRegex("after: [^\n]*Error guard initialized\\.\n"));
 }
 
 TEST_F(InitDiagnosticsTest, TheErrorGuardGetsItsLimitsAndHandlersAndNoObserver) {

@@ -57,7 +57,10 @@ TEST_F(SignalHandlerTest, SighupEndsTheProcessWithStatus255AndAWarningLine) {
 TEST_F(SignalHandlerTest, SigkillIsHandledLikeSighup) {
     const ChildResult result = process_.Run([] { SignalHandler(SIGKILL); });
     EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_THAT(result.output, HasSubstr(kKill));
+    EXPECT_THAT(result.output,
+                ContainsRegex(" WARN  .*void Diagnostics::SignalHandler\\(int\\) Kill signal received\\. "
+                              "Terminating mux\\.\n$"));
+    EXPECT_EQ(process_.GcoreArguments(), "");
 }
 
 class CrashSignalTest : public SignalHandlerTest, public testing::WithParamInterface<int> {};
@@ -113,6 +116,14 @@ TEST_F(SignalHandlerTest, WithoutGcoreTheBacktraceAndTheStatusAreTheSame) {
         << result.output;
 }
 
+TEST_F(SignalHandlerTest, TheDumpIsMadeBetweenItsLinesAndTheBacktrace) {
+    process_.UseGcore("#!/bin/sh\necho dumping\n");
+    const ChildResult result = process_.Run([] { raise(SIGABRT); });
+    EXPECT_TRUE(result.HasInOrder(
+        {kCrash, "Command line:gcore -o mux-", "\ndumping\n", "Obtaining stack trace for current SIG.\n"}))
+        << result.output;
+}
+
 TEST_F(SignalHandlerTest, ACrashOfAnyThreadEndsTheProcess) {
     const ChildResult result = process_.Run([] { std::thread([] { raise(SIGSEGV); }).join(); });
     EXPECT_EQ(result.exitStatus, 255);
@@ -150,6 +161,15 @@ TEST_F(SignalHandlerTest, BelowTheSeverityOfTheLineTheProcessEndsWithoutIt) {
     const ChildResult hangUp = process_.Run([] { raise(SIGHUP); }, plog::error);
     EXPECT_EQ(hangUp.exitStatus, 255);
     EXPECT_EQ(hangUp.output, "");
+    const ChildResult crash = process_.Run([] { raise(SIGABRT); }, plog::fatal);
+    EXPECT_EQ(crash.exitStatus, 255);
+    EXPECT_EQ(crash.output, "");
+    EXPECT_THAT(process_.GcoreArguments(), HasSubstr("-o mux-"));
+}
+
+TEST_F(SignalHandlerTest, AtTheSeverityOfTheLineItIsWritten) {
+    EXPECT_THAT(process_.Run([] { raise(SIGHUP); }, plog::warning).output, HasSubstr(kKill));
+    EXPECT_THAT(process_.Run([] { raise(SIGABRT); }, plog::error).output, HasSubstr(kCrash));
 }
 
 // Calls its function for each line while it holds a lock, as the appenders of the log do.

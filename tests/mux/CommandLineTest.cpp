@@ -196,6 +196,13 @@ TEST(CommandLineColors, AreOnWithTheFlagAndWithAOne) {
     EXPECT_TRUE(Parsed({"--colors=1"}).colors);
 }
 
+TEST(CommandLine, AWordBehindAFlagIsNoValueOfIt) {
+    EXPECT_EQ(Parsed({"--debug", "word"}).severity, plog::debug);
+    EXPECT_EQ(Parsed({"-v", "word"}).severity, plog::verbose);
+    EXPECT_TRUE(Parsed({"--colors", "0"}).colors);
+    EXPECT_EQ(ActionOf({"--version", "word"}), CommandLineAction::kShowVersion);
+}
+
 TEST(CommandLineColors, AreOffWithAnyOtherValue) {
     EXPECT_FALSE(Parsed({"--colors=0"}).colors);
     EXPECT_FALSE(Parsed({"--colors=yes"}).colors);
@@ -215,6 +222,14 @@ TEST(CommandLine, TakesEmptyWordsAnywhere) {
     const CommandLine options = Parsed({"", "--debug", "", "--configFile=a.json", ""});
     EXPECT_EQ(options.severity, plog::debug);
     EXPECT_EQ(options.configFile, "a.json");
+}
+
+TEST(CommandLine, ANameOfTheProgramThatIsEmptyCountsForNothing) {
+    const char* const words[] = {"", "--port", "--port=6000", "-dbg", nullptr};
+    const CommandLine options = ParseCommandLine(4, words);
+    EXPECT_EQ(options.action, CommandLineAction::kRun);
+    EXPECT_EQ(options.port, 6000);
+    EXPECT_EQ(options.severity, plog::debug);
 }
 
 TEST(UsageText, IsByteForByteTheOneThatWasWrittenDown) {

@@ -1,12 +1,62 @@
+// This program is linked so that sigaction() comes here first: what is asked of the kernel can then be seen, also what
+// it refuses.
 #include "mux/SignalRegistration.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <ostream>
 #include <set>
+#include <tuple>
 #include <vector>
 
 #include "diagnostics/SignalHandler.h"
+
+namespace {
+
+std::set<int> SignalsOf(const sigset_t& mask) {
+    std::set<int> signals;
+    for (int candidate = 1; candidate < SIGRTMIN; ++candidate) {
+        if (sigismember(&mask, candidate) == 1) {
+            signals.insert(candidate);
+        }
+    }
+    return signals;
+}
+
+// One call that installs a handler.
+struct Registration {
+    int signalNumber;
+    void (*handler)(int);
+    int flags;
+    std::set<int> blocked;
+
+    bool operator==(const Registration& other) const {
+        return std::tie(signalNumber, handler, flags, blocked) ==
+               std::tie(other.signalNumber, other.handler, other.flags, other.blocked);
+    }
+};
+
+void PrintTo(const Registration& registration, std::ostream* stream) {
+    *stream << "signal " << registration.signalNumber << " with flags " << registration.flags << " blocks "
+            << testing::PrintToString(registration.blocked);
+}
+
+// Null when nobody watches.
+std::vector<Registration>* registrations = nullptr;
+
+}  // namespace
+
+extern "C" {
+int __real_sigaction(int signalNumber, const struct sigaction* action, struct sigaction* before);
+int __wrap_sigaction(int signalNumber, const struct sigaction* action, struct sigaction* before) {
+    if (registrations != nullptr && action != nullptr) {
+        registrations->push_back({signalNumber, action->sa_handler, action->sa_flags, SignalsOf(action->sa_mask)});
+    }
+    return __real_sigaction(signalNumber, action, before);
+}
+}
 
 namespace Mux {
 namespace {
@@ -23,13 +73,8 @@ struct sigaction ActionOf(int signalNumber) {
 // SIGKILL is left out: the kernel takes it out of every mask, but a race checker that stands before the kernel does
 // not.
 std::set<int> BlockedBy(int signalNumber) {
-    const struct sigaction action = ActionOf(signalNumber);
-    std::set<int> blocked;
-    for (int candidate = 1; candidate < SIGRTMIN; ++candidate) {
-        if (candidate != SIGKILL && sigismember(&action.sa_mask, candidate) == 1) {
-            blocked.insert(candidate);
-        }
-    }
+    std::set<int> blocked = SignalsOf(ActionOf(signalNumber).sa_mask);
+    blocked.erase(SIGKILL);
     return blocked;
 }
 
@@ -53,6 +98,19 @@ class SignalRegistration : public testing::Test {
   private:
     std::vector<struct sigaction> before_;
 };
+
+TEST_F(SignalRegistration, AsksForSixSignalsInTheirOrderEachBlockingThoseBeforeItAndNoFlags) {
+    std::vector<Registration> asked;
+    registrations = &asked;
+    RegisterSignalHandlers();
+    registrations = nullptr;
+    const auto handler = &Diagnostics::SignalHandler;
+    EXPECT_THAT(asked,
+                testing::ElementsAre(Registration{3, handler, 0, {3}}, Registration{1, handler, 0, {3, 1}},
+                                     Registration{9, handler, 0, {3, 1, 9}}, Registration{6, handler, 0, {3, 1, 9, 6}},
+                                     Registration{11, handler, 0, {3, 1, 9, 6, 11}},
+                                     Registration{7, handler, 0, {3, 1, 9, 6, 11, 7}}));
+}
 
 TEST_F(SignalRegistration, InstallsTheHandlerWithoutFlags) {
     for (const int signalNumber : kCatchable) {

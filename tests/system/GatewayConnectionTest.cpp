@@ -98,6 +98,8 @@ void ExpectEndForCriticalErrors(MuxProcess& mux, const std::string& reason) {
     EXPECT_EQ(mux.WaitForEnd(), "status 1");
     ExpectInOrder(mux.Lines(), {{"", reason}, {"ERROR", "Exit for critical errors."}});
     EXPECT_EQ(mux.Count("Exit for critical errors."), 1U);
+    // The Mux is stopped without a line of its own.
+    EXPECT_EQ(mux.Count("Force shutdown initiated"), 0U);
 }
 
 TEST(GatewayConnection, ThatIsResetEndsTheProcessWithStatus1) {
@@ -145,7 +147,7 @@ void ExpectUnreachable(const UnreachableRow& row) {
         folder.Write("mux.json", R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":)" +
                                      std::to_string(port) + "}]}");
     const ReservedPort listen;
-    MuxProcess mux({"--port", "--port=" + std::to_string(listen.Number()), "--configFile", file});
+    MuxProcess mux({"--port", "--port=" + std::to_string(listen.Number()), "--configFile", file, "--verbose"});
     ExpectEndForCriticalErrors(mux, row.reason);
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -11,6 +12,7 @@
 
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/MuxSystem.h"
+#include "tests/system/support/SideBySide.h"
 
 namespace SystemTest {
 namespace {
@@ -107,6 +109,36 @@ TEST(LogFile, RollsAt10000BytesAndKeepsTheOldOne) {
         EXPECT_LE(content.size(), kMaximumSize + lastLine) << name;
     }
     EXPECT_GT(mux.Folder().Read("smartlock_mux.1.log").size(), kMaximumSize - 1);
+}
+
+struct TracerRow {
+    std::vector<std::string> options;
+    std::ptrdiff_t lines;
+};
+
+// A packet is looked at when it comes in and again when its text is taken out.
+const std::vector<TracerRow> kTracing = {
+    {{}, 0}, {{"--debug"}, 2}, {{"-dbg"}, 2}, {{"--verbose"}, 0}, {{"--debug", "--verbose"}, 2},
+};
+
+void ExpectTracerLines(const TracerRow& row) {
+    SCOPED_TRACE(testing::PrintToString(row.options));
+    const std::string line = "[MuxPacket::IsMuxPacket] Data is a MUX packet.";
+    const ReservedPort port;
+    MuxProcess mux(With(PortArguments(port), row.options));
+    TestClient client(port.Number());
+    client.Send(R"({"MessageID":"a","MessageCode":3})");
+    EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+    mux.Signal(SIGQUIT);
+    EXPECT_EQ(mux.WaitForEnd(), "status 0");
+
+    const std::vector<std::string> console = mux.Lines();
+    EXPECT_EQ(std::count(console.begin(), console.end(), line), row.lines);
+    EXPECT_EQ(mux.Folder().Read(kDefaultLog).find(line), std::string::npos) << "it is no line of the log";
+}
+
+TEST(Console, HasTheLinesOfTheTracerWithTheDebugOptionOnly) {
+    ForEachSideBySide(kTracing, ExpectTracerLines);
 }
 
 constexpr const char* kColorStart = "\x1B[";

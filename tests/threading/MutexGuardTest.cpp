@@ -103,10 +103,37 @@ TEST_F(MutexGuardTest, AGuardWithoutAMutexOfItsOwnCanBeLocked) {
     EXPECT_TRUE(unnamed.Lock(5));
 }
 
+TEST_F(MutexGuardTest, AGuardWithoutANameHasAnEmptyOne) {
+    MutexGuard unnamed;
+    EXPECT_TRUE(unnamed.Lock());
+    EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex "), 1);
+}
+
 TEST_F(MutexGuardTest, LockNowWithATimeoutLocksWithIt) {
-    MutexGuard guard(mutex_.GetMutex(), "door", true, 5);
+    std::optional<MutexGuard> guard;
+    const PthreadCalls calls(guard);
+    guard.emplace(mutex_.GetMutex(), "door", true, 15);
+    EXPECT_THAT(calls.Names(), ElementsAre("mutex_timedlock"));
+    EXPECT_EQ(calls.Deadline().tv_sec, 15);
     EXPECT_THAT(log_.Lines(), IsEmpty());
-    EXPECT_TRUE(guard.Release());
+    EXPECT_TRUE(guard->Release());
+}
+
+TEST_F(MutexGuardTest, LockNowWithATimeoutBelow0LocksWithItToo) {
+    std::optional<MutexGuard> guard;
+    const PthreadCalls calls(guard);
+    guard.emplace(mutex_.GetMutex(), "door", true, -1);
+    EXPECT_THAT(calls.Names(), ElementsAre("mutex_lock"));
+    EXPECT_THAT(log_.Lines(), IsEmpty()) << "only a lock without time-out is warned of";
+    EXPECT_TRUE(guard->Release());
+}
+
+TEST_F(MutexGuardTest, WithoutLockNowATimeoutLocksNothing) {
+    std::optional<MutexGuard> guard;
+    const PthreadCalls calls(guard);
+    guard.emplace(mutex_.GetMutex(), "door", false, 5);
+    EXPECT_THAT(calls.Names(), IsEmpty());
+    EXPECT_FALSE(guard->Release());
 }
 
 TEST_F(MutexGuardTest, LockNowWithATimeoutOf0LocksWithoutTimeout) {
@@ -182,8 +209,12 @@ TEST_P(LockResultTest, WithoutTimeoutIsAnErrorAndLeavesTheGuardUnlocked) {
     PthreadCalls calls(guard);
     calls.Fail("mutex_lock", GetParam());
     EXPECT_FALSE(guard.Lock());
-    EXPECT_EQ(log_.Count(plog::error, "Cannot lock for mutex door"), 1);
-    EXPECT_EQ(log_.Lines().size(), 2U) << log_.Text();
+    const auto lines = log_.Lines();
+    ASSERT_EQ(lines.size(), 2U) << log_.Text();
+    EXPECT_EQ(lines.at(0).first, plog::warning);
+    EXPECT_THAT(lines.at(0).second, testing::EndsWith(" Requested lock withtout timeout for mutex door"));
+    EXPECT_EQ(lines.at(1).first, plog::error);
+    EXPECT_THAT(lines.at(1).second, testing::EndsWith(" Cannot lock for mutex door"));
     EXPECT_FALSE(guard.Release());
 }
 

@@ -180,6 +180,11 @@ int __wrap_pthread_detach(pthread_t thread) {
     return Note(watch != nullptr, "detach", [&] { return __real_pthread_detach(thread); });
 }
 
+int __real_pthread_join(pthread_t thread, void** result);
+int __wrap_pthread_join(pthread_t thread, void** result) {
+    return Note(watch != nullptr, "join", [&] { return __real_pthread_join(thread, result); });
+}
+
 int __real_pthread_cancel(pthread_t thread);
 int __wrap_pthread_cancel(pthread_t thread) {
     return Note(watch != nullptr, "cancel", [&] { return __real_pthread_cancel(thread); });

@@ -117,7 +117,7 @@ TEST_F(ThreadTest, StartRunsTheProcedureWithItsArgumentOnAThreadWithDefaultAttri
     EXPECT_TRUE(thread.Start(&ran_));
     EXPECT_TRUE(thread.Join());
     EXPECT_NE(ran_, 0);
-    EXPECT_THAT(calls.Names(), ElementsAre("create"));
+    EXPECT_THAT(calls.Names(), ElementsAre("create", "join"));
 }
 
 TEST_F(ThreadTest, StartReturnsFalseWhenTheThreadCannotBeCreated) {
@@ -139,17 +139,48 @@ TEST_F(ThreadTest, AThreadIsStartedOnce) {
     EXPECT_TRUE(thread.Join());
 }
 
-TEST_F(ThreadTest, JoinLogsTheHandleAtVerboseAndWaitsForTheEnd) {
+// A thread that ends when it is being joined.
+struct Joined {
     const CapturedLog log;
-    Thread thread(ExitAtOnce);
-    ASSERT_TRUE(thread.Start(&ran_));
+    std::atomic<pthread_t> handle{0};
+    std::atomic<bool> sawLine{false};
+    std::atomic<bool> ended{false};
+};
+
+void* EndWhenJoined(void* argument) {
+    auto* const joined = static_cast<Joined*>(argument);
+    joined->handle = pthread_self();
+    joined->sawLine = joined->log.WaitFor(plog::verbose, "Waiting for join thrad ID ");
+    joined->ended = true;
+    pthread_exit(nullptr);
+}
+
+TEST_F(ThreadTest, JoinLogsTheHandleAtVerboseAndThenWaitsForTheEnd) {
+    Joined joined;
+    Thread thread(EndWhenJoined);
+    ASSERT_TRUE(thread.Start(&joined));
     EXPECT_TRUE(thread.Join());
-    EXPECT_NE(ran_, 0);
-    const auto lines = log.Lines();
+    EXPECT_TRUE(joined.sawLine) << "it is logged before it is waited for";
+    EXPECT_TRUE(joined.ended);
+    const auto lines = joined.log.Lines();
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_EQ(lines.at(0).first, plog::verbose);
-    EXPECT_THAT(lines.at(0).second,
-                testing::MatchesRegex("bool Threading::Thread::Join\\(\\) Waiting for join thrad ID [0-9]+"));
+    EXPECT_EQ(lines.at(0).second,
+              "bool Threading::Thread::Join() Waiting for join thrad ID " + std::to_string(joined.handle));
+}
+
+TEST_F(ThreadTest, AThreadThatCouldNotBeJoinedCanBeJoinedLater) {
+    const CapturedLog log;
+    Thread thread(ReturnAtOnce);
+    ASSERT_TRUE(thread.Start(&ran_));
+    {
+        PthreadCalls calls;
+        calls.Fail("join", EDEADLK);
+        EXPECT_FALSE(thread.Join());
+        EXPECT_THAT(calls.Names(), ElementsAre("join"));
+    }
+    EXPECT_TRUE(thread.Join());
+    EXPECT_EQ(log.Lines().size(), 2U) << log.Text();
 }
 
 TEST_F(ThreadTest, JoinReturnsFalseForAThreadThatWasNotStartedOrWasJoined) {
