@@ -2,13 +2,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <plog/Log.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <optional>
 #include <system_error>
 #include <thread>
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/threading/PthreadCalls.h"
 #include "threading/Mutex.h"
 
@@ -202,6 +205,30 @@ TEST_F(MutexGuardTest, LockWithoutTimeoutOnALockedGuardReturnsAtOnce) {
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
+// Prints how many calls were made before each line.
+class CallCountingAppender : public plog::IAppender {
+  public:
+    explicit CallCountingAppender(const PthreadCalls& calls) : calls_(calls) {}
+
+    void write(const plog::Record& record) override {
+        std::printf("%zu calls, then %s\n", calls_.Names().size(), record.getMessage());
+    }
+
+  private:
+    const PthreadCalls& calls_;
+};
+
+TEST_F(MutexGuardTest, LockWithoutTimeoutLogsBeforeItWaits) {
+    const Testing::ChildResult result = Testing::RunInChild(".", [this] {
+        MutexGuard guard = NewGuard();
+        const PthreadCalls calls(guard);
+        plog::get()->addAppender(new CallCountingAppender(calls));
+        EXPECT_TRUE(guard.Lock());
+    });
+    EXPECT_EQ(result.output,
+              "0 calls, then bool Threading::MutexGuard::Lock() Requested lock withtout timeout for mutex door\n");
+}
+
 class LockResultTest : public MutexGuardTest, public testing::WithParamInterface<int> {};
 
 TEST_P(LockResultTest, WithoutTimeoutIsAnErrorAndLeavesTheGuardUnlocked) {
@@ -289,7 +316,14 @@ TEST_F(MutexGuardTest, ADeadOwnersMutexThatCannotBeMadeConsistentThrows) {
     PthreadCalls calls(guard);
     calls.Fail("mutex_timedlock", EOWNERDEAD);
     calls.Fail("mutex_consistent", EINVAL);
-    EXPECT_THROW(guard.Lock(5), std::system_error);
+    try {
+        guard.Lock(5);
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const std::system_error& error) {
+        EXPECT_STREQ(error.what(), "Mutex door: Invalid argument");
+    }
+    EXPECT_THAT(calls.Names(), ElementsAre("mutex_timedlock", "mutex_consistent", "mutex_unlock"));
+    EXPECT_EQ(log_.Count(plog::info, "Mutex owner is dead. Reclaiming consistancy of current mutex"), 1);
     EXPECT_EQ(log_.Lines().size(), 1U) << log_.Text();
     EXPECT_FALSE(guard.Release()) << "it is not locked";
 }
