@@ -162,18 +162,29 @@ void FillLogFile(std::size_t size) {
     LogText(size - now - (now - before));
 }
 
-TEST_F(InitDiagnosticsTest, AFileOf10000BytesTakesOneMoreLineAndALargerOneNone) {
-    for (const std::size_t size : {kRollingBytes, kRollingBytes + 1}) {
-        const Testing::TemporaryDirectory directory;
-        Testing::RunInChild(directory.Path(), [size] {
-            InitDiagnostics(plog::info, "mux.log", false);
-            FillLogFile(size);
-            EXPECT_EQ(std::filesystem::file_size("mux.log"), size);
-            MUX_LOG(plog::info) << "one more";
-        });
-        EXPECT_THAT(directory.Read("mux.log"), HasSubstr(" one more\n"));
-        EXPECT_EQ(std::filesystem::exists(directory.Path() / "mux.1.log"), size > kRollingBytes) << size;
-    }
+// Runs a process that logs one more line when its file has this size.
+void LogOneMoreAt(std::size_t size, const std::filesystem::path& directory) {
+    const ChildResult result = Testing::RunInChild(directory, [size] {
+        InitDiagnostics(plog::info, "mux.log", false);
+        FillLogFile(size);
+        MUX_LOG(plog::info) << "one more";
+    });
+    EXPECT_EQ(result.exitStatus, Testing::kBodyReturned) << result.output;
+}
+
+TEST_F(InitDiagnosticsTest, AFileOf10000BytesTakesOneMoreLine) {
+    LogOneMoreAt(kRollingBytes, directory_.Path());
+    const std::string content = directory_.Read("mux.log");
+    EXPECT_EQ(content.rfind('\n', content.size() - 2) + 1, kRollingBytes);
+    EXPECT_THAT(content, EndsWith(" one more\n"));
+    EXPECT_FALSE(std::filesystem::exists(directory_.Path() / "mux.1.log"));
+}
+
+TEST_F(InitDiagnosticsTest, AFileOf10001BytesTakesNone) {
+    LogOneMoreAt(kRollingBytes + 1, directory_.Path());
+    EXPECT_EQ(directory_.Read("mux.1.log").size(), kRollingBytes + 1);
+    EXPECT_EQ(LinesOf(directory_.Read("mux.log")).size(), 1U);
+    EXPECT_THAT(directory_.Read("mux.log"), EndsWith(" one more\n"));
 }
 
 class ExtensionlessLogFileTest : public InitDiagnosticsTest, public testing::WithParamInterface<const char*> {};
