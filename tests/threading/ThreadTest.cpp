@@ -237,9 +237,12 @@ TEST_F(ThreadTest, CancelUnwindsTheThreadAndForgetsItsHandle) {
     const PthreadCalls calls;
     thread.Cancel();
     EXPECT_TRUE(WaitUntil([] { return unwound == 1; }));
+    const CapturedLog log;
     EXPECT_FALSE(thread.Join());
     thread.Cancel();
     EXPECT_EQ(calls.Count("cancel"), 1);
+    EXPECT_EQ(calls.Count("join"), 0);
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST_F(ThreadTest, AThreadThatCouldNotBeCancelledKeepsItsHandle) {
