@@ -177,7 +177,8 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
 
 int __real_pthread_detach(pthread_t thread);
 int __wrap_pthread_detach(pthread_t thread) {
-    return Note(watch != nullptr, "detach", [&] { return __real_pthread_detach(thread); });
+    return Note(watch != nullptr, thread != 0 ? "detach" : "detach of no thread",
+                [&] { return __real_pthread_detach(thread); });
 }
 
 int __real_pthread_join(pthread_t thread, void** result);
@@ -187,7 +188,8 @@ int __wrap_pthread_join(pthread_t thread, void** result) {
 
 int __real_pthread_cancel(pthread_t thread);
 int __wrap_pthread_cancel(pthread_t thread) {
-    return Note(watch != nullptr, "cancel", [&] { return __real_pthread_cancel(thread); });
+    return Note(watch != nullptr, thread != 0 ? "cancel" : "cancel of no thread",
+                [&] { return __real_pthread_cancel(thread); });
 }
 
 }  // extern "C"
