@@ -206,6 +206,7 @@ TEST(CommandLine, AWordBehindAFlagIsNoValueOfIt) {
 TEST(CommandLineColors, AreOffWithAnyOtherValue) {
     EXPECT_FALSE(Parsed({"--colors=0"}).colors);
     EXPECT_FALSE(Parsed({"--colors=yes"}).colors);
+    EXPECT_FALSE(Parsed({"--colors="}).colors);
 }
 
 TEST(CommandLine, IgnoresUnknownOptionsAndPositionalArguments) {

@@ -137,9 +137,15 @@ TEST_F(SignalRegistration, GivesTheSameMasksWhenItIsRepeated) {
 }
 
 TEST_F(SignalRegistration, LeavesKillInterruptAndTerminateWithTheirDefaultAction) {
+    // A shell has what it starts in the background ignore the interrupt.
+    const auto interrupt = std::signal(SIGINT, SIG_DFL);
+    const auto terminate = std::signal(SIGTERM, SIG_DFL);
+    RegisterSignalHandlers();
     for (const int signalNumber : {SIGKILL, SIGINT, SIGTERM}) {
         EXPECT_EQ(ActionOf(signalNumber).sa_handler, SIG_DFL) << signalNumber;
     }
+    std::signal(SIGINT, interrupt);
+    std::signal(SIGTERM, terminate);
 }
 
 }  // namespace
