@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -103,6 +104,15 @@ TEST(Tracer, LinesOfDifferentThreadsDoNotMix) {
         other.join();
     });
     EXPECT_THAT(result.OutputLines(), testing::AllOf(SizeIs(2 * kLines), Each(text)));
+}
+
+TEST(Tracer, ALineIsPrintedAtOnce) {
+    const ChildResult result = Trace([] {
+        Tracer::Enable(0xFF);
+        Tracer::WriteLine("error", Level::kError);
+        _exit(Testing::kBodyReturned);
+    });
+    EXPECT_EQ(result.output, "error\n");
 }
 
 void* WriteWhileCancelled(void*) {
