@@ -219,7 +219,8 @@ TEST_F(InitDiagnosticsTest, TheRolledFilesDoNotFillTheDisk) {
 TEST_F(InitDiagnosticsTest, ALogFileThatCannotBeOpenedIsAConsoleWarningWithNameAndReasonAndTheLogGoesOn) {
     const ChildResult result = Run([] { InitDiagnostics(plog::info, "missing/mux.log", false); });
     EXPECT_THAT(result.output,
-                ContainsRegex(" WARN  .* Cannot open log file missing/mux\\.log: No such file or directory"));
+                ContainsRegex(" WARN  .* Cannot open log file missing/mux\\.log: No such file or directory\\. "
+                              "Logging to the console only\\.\n"));
     EXPECT_TRUE(result.HasInOrder({"Cannot open", "Logging initialized.\n", "Error guard initialized.\n"}))
         << result.output;
 }
