@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
@@ -24,6 +25,7 @@ using testing::ElementsAre;
 using Testing::FailingCalls;
 using testing::IsEmpty;
 using Testing::LoopbackSocket;
+using Testing::SeenCalls;
 using Testing::SocketCall;
 
 class ClientSocketConnectTest : public Testing::GatewayConnection {
@@ -40,13 +42,11 @@ class ClientSocketConnectTest : public Testing::GatewayConnection {
 
 TEST_F(ClientSocketConnectTest, ConnectsAndLogsItsSteps) {
     Connect();
-    const auto lines = log_.Lines();
-    const std::vector<std::string> steps = {"Getaddr ok. Address found.", "Socket created.", "Keepalive set.",
-                                            "Socket connected."};
-    ASSERT_EQ(lines.size(), steps.size()) << log_.Text();
-    for (std::size_t index = 0; index < steps.size(); ++index) {
-        EXPECT_THAT(lines.at(index).second, testing::EndsWith(" " + steps.at(index)));
-    }
+    const auto step = [](const std::string& text) {
+        return testing::Pair(plog::debug, testing::EndsWith(") " + text));
+    };
+    EXPECT_THAT(log_.Lines(), ElementsAre(step("Getaddr ok. Address found."), step("Socket created."),
+                                          step("Keepalive set."), step("Socket connected.")));
     EXPECT_EQ(SocketReports() + ConnectionReports(), 0);
 }
 
@@ -57,6 +57,19 @@ TEST_F(ClientSocketConnectTest, SetsTheReceiveTimeoutTo2AndTheSendTimeoutTo15Sec
     EXPECT_EQ(TimeoutOf(descriptor, SO_RCVTIMEO).tv_usec, 0);
     EXPECT_EQ(TimeoutOf(descriptor, SO_SNDTIMEO).tv_sec, 15);
     EXPECT_EQ(TimeoutOf(descriptor, SO_SNDTIMEO).tv_usec, 0);
+}
+
+TEST_F(ClientSocketConnectTest, SetsItsOptionsInTheirOrderBeforeItConnects) {
+    const SeenCalls seen;
+    ASSERT_TRUE(socket_->Connect());
+    EXPECT_THAT(seen.All(), ElementsAre("setsockopt SO_RCVTIMEO 2000000", "setsockopt SO_SNDTIMEO 15000000",
+                                        "setsockopt SO_KEEPALIVE 1", "setsockopt TCP_KEEPIDLE 5",
+                                        "setsockopt TCP_KEEPCNT 10", "setsockopt TCP_KEEPINTVL 5"));
+}
+
+TEST_F(ClientSocketConnectTest, TheConnectionIsNotHandedDownToOtherPrograms) {
+    Connect();
+    EXPECT_EQ(fcntl(DescriptorConnectedTo(listener_.Port()), F_GETFD), FD_CLOEXEC);
 }
 
 TEST_F(ClientSocketConnectTest, AFailedResolveIsLoggedWithTheResolversTextAndReportedAsKind0) {
@@ -81,6 +94,18 @@ TEST_P(PortOutOfRangeTest, IsAFailedResolve) {
 
 INSTANTIATE_TEST_SUITE_P(Ports, PortOutOfRangeTest, testing::Values(-1, -2101, 65536, 70000, 2147483647));
 
+class PortInRangeTest : public ClientSocketConnectTest, public testing::WithParamInterface<int> {};
+
+TEST_P(PortInRangeTest, IsResolved) {
+    ClientSocket socket("127.0.0.1", GetParam(), seconds(15));
+    const FailingCalls unconnected(SocketCall::kSocket, EMFILE);
+    EXPECT_FALSE(socket.Connect());
+    EXPECT_EQ(log_.Count(plog::debug, "Getaddr ok. Address found."), 1) << log_.Text();
+    EXPECT_EQ(unconnected.Left(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ports, PortInRangeTest, testing::Values(0, 1, 2101, 65535));
+
 TEST_F(ClientSocketConnectTest, APortBeyondTheRangeIsNotTakenModulo65536) {
     ClientSocket socket("127.0.0.1", listener_.Port() + 65536, seconds(15));
     EXPECT_FALSE(socket.Connect());
@@ -90,7 +115,7 @@ TEST_F(ClientSocketConnectTest, ASocketThatCannotBeCreatedIsLoggedAndReportedAsK
     const FailingCalls failing(SocketCall::kSocket, EMFILE);
     EXPECT_FALSE(socket_->Connect());
     EXPECT_THAT(Failures(), ElementsAre("Cannot create socket:Too many open files", "report 0"));
-    EXPECT_TRUE(log_.Holds(plog::error, "Cannot create socket:"));
+    EXPECT_FALSE(log_.Holds(plog::debug, "Socket created."));
 }
 
 TEST_F(ClientSocketConnectTest, TimeoutsThatCannotBeSetAreLoggedAndDoNotStopTheConnection) {

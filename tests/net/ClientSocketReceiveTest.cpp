@@ -21,6 +21,7 @@ using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
 using Testing::FailingCalls;
 using testing::IsEmpty;
+using Testing::SeenCalls;
 using Testing::SocketCall;
 
 constexpr const char* kMoreChunks = "Received data but more than one data chunk must be handled.";
@@ -54,7 +55,17 @@ TEST_F(ClientSocketReceiveTest, AFrameOf19BytesInChunksOf10And9IsOneBufferOf19By
     EXPECT_TRUE(socket_->Receive(received_));
     gateway.join();
     EXPECT_EQ(received_, frame);
+    EXPECT_EQ(log_.Count(plog::debug, kMoreChunks), 1) << log_.Text();
     EXPECT_THAT(Failures(), IsEmpty());
+}
+
+TEST_F(ClientSocketReceiveTest, SetsTheTimeoutThenWaits11SecondsAtMostThenReads1024BytesWithoutFlags) {
+    Connect();
+    gateway_.Send(Frame(19));
+    const SeenCalls seen;
+    EXPECT_TRUE(socket_->Receive(received_));
+    EXPECT_THAT(seen.All(),
+                ElementsAre("setsockopt SO_RCVTIMEO 11000000", "poll 11000 ms", "recv 1024 bytes, flags 0"));
 }
 
 TEST_F(ClientSocketReceiveTest, AWholeFrameIsHandedOverAtOnce) {
@@ -143,11 +154,13 @@ TEST_F(ClientSocketReceiveTest, ATimeoutWithNothingCollectedIsRepeated) {
 TEST_F(ClientSocketReceiveTest, NothingReadableWithin11SecondsIsTrueWithNothingAppendedAndNoLineAboveVerbose) {
     Connect();
     const std::size_t before = log_.Lines().size();
+    const SeenCalls seen;
     const auto begin = Clock::now();
     EXPECT_TRUE(socket_->Receive(received_));
-    EXPECT_GE(Clock::now() - begin, seconds(10));
+    EXPECT_GE(Clock::now() - begin, milliseconds(10900));
     EXPECT_LT(Clock::now() - begin, seconds(20));
     EXPECT_THAT(received_, IsEmpty());
+    EXPECT_THAT(seen.All(), ElementsAre("setsockopt SO_RCVTIMEO 11000000", "poll 11000 ms")) << "nothing to read";
     const auto lines = log_.Lines();
     for (std::size_t index = before; index < lines.size(); ++index) {
         EXPECT_EQ(lines.at(index).first, plog::verbose) << lines.at(index).second;
@@ -211,6 +224,16 @@ INSTANTIATE_TEST_SUITE_P(Errors, ReceiveErrorTest,
                                          ReceiveError{EBADF, "Bad file descriptor on connectionSocket."},
                                          ReceiveError{ETIMEDOUT, "Error not handled. Error code received:110"},
                                          ReceiveError{EHOSTUNREACH, "Error not handled. Error code received:113"}));
+
+TEST_F(ClientSocketReceiveTest, AReadThatFailsBecauseTheSocketWasClosedMeanwhileIsNoFailure) {
+    Connect();
+    gateway_.Send(Frame(1));
+    FailingCalls failing(SocketCall::kReceive, EBADF);
+    failing.Doing([this] { socket_->Close(); });
+    EXPECT_FALSE(socket_->Receive(received_));
+    EXPECT_EQ(failing.Left(), 0);
+    EXPECT_THAT(Failures(), IsEmpty());
+}
 
 TEST_F(ClientSocketReceiveTest, ATimeoutThatCannotBeSetFailsAndIsReportedAsKind0WithoutACallback) {
     Connect();

@@ -16,6 +16,7 @@ using std::chrono::seconds;
 using testing::ElementsAre;
 using Testing::FailingCalls;
 using testing::IsEmpty;
+using Testing::SeenCalls;
 using Testing::SocketCall;
 
 class ClientSocketSendTest : public Testing::GatewayConnection {
@@ -33,6 +34,41 @@ TEST_F(ClientSocketSendTest, SendsTheBytesAndLogsThemAtDebug) {
     EXPECT_EQ(log_.Count(plog::debug, "Send result:3"), 1);
     EXPECT_THAT(Callbacks(), IsEmpty());
     EXPECT_THAT(Failures(), IsEmpty());
+}
+
+TEST_F(ClientSocketSendTest, TheBytesAreLoggedBeforeTheyLeaveAndTheResultAfterwards) {
+    Connect();
+    const std::size_t before = log_.Lines().size();
+    EXPECT_TRUE(socket_->Send(frame_));
+    const FailingCalls failing(SocketCall::kSend, EPIPE);
+    EXPECT_FALSE(socket_->Send(frame_));
+    auto lines = log_.Lines();
+    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(before));
+    const auto line = [](plog::Severity severity, const std::string& text) {
+        return testing::Pair(severity, testing::EndsWith(") " + text));
+    };
+    EXPECT_THAT(lines, ElementsAre(line(plog::debug, "Sending3 bytes of data. Bytes array:01 02 FF"),
+                                   line(plog::debug, "Send result:3"),
+                                   line(plog::debug, "Sending3 bytes of data. Bytes array:01 02 FF"),
+                                   line(plog::debug, "Send result:-1"),
+                                   line(plog::error, "Socket send failed. Error:Broken pipe"),
+                                   line(plog::warning, "report 1"), line(plog::warning, "callback send 32")));
+}
+
+TEST_F(ClientSocketSendTest, TheWholeVectorGoesIntoOneSendWithoutFlags) {
+    Connect();
+    Bytes frame(269, 0x5A);
+    const SeenCalls seen;
+    EXPECT_TRUE(socket_->Send(frame));
+    EXPECT_THAT(seen.All(), ElementsAre("send 269 bytes, flags 0"));
+}
+
+TEST_F(ClientSocketSendTest, ASendThatFailsBecauseTheSocketWasClosedMeanwhileIsOnlyLogged) {
+    Connect();
+    FailingCalls failing(SocketCall::kSend, EPIPE);
+    failing.Doing([this] { socket_->Close(); });
+    EXPECT_FALSE(socket_->Send(frame_));
+    EXPECT_THAT(Failures(), ElementsAre("Socket send failed. Error:Broken pipe"));
 }
 
 TEST_F(ClientSocketSendTest, AnEmptyVectorIsSentAsNothing) {

@@ -27,6 +27,10 @@ std::string WithoutSignature(const std::string& line) {
     return end == std::string::npos ? line : line.substr(end + 2);
 }
 
+bool IsOwnNote(const std::string& text) {
+    return text.rfind("report ", 0) == 0 || text.rfind("callback ", 0) == 0;
+}
+
 }  // namespace
 
 GatewayConnection::GatewayConnection(std::chrono::milliseconds connectionTimeout)
@@ -56,8 +60,11 @@ std::vector<std::string> GatewayConnection::Callbacks() const {
 std::vector<std::string> GatewayConnection::Failures() const {
     std::vector<std::string> failures;
     for (const auto& [severity, line] : log_.Lines()) {
-        if (severity <= plog::warning) {
-            failures.push_back(WithoutSignature(line));
+        const std::string text = WithoutSignature(line);
+        if (severity == plog::error || IsOwnNote(text)) {
+            failures.push_back(text);
+        } else if (severity < plog::info) {
+            failures.push_back(std::string(plog::severityToString(severity)) + ": " + text);
         }
     }
     return failures;

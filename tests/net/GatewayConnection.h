@@ -29,7 +29,8 @@ class GatewayConnection : public testing::Test {
     // "send 32" or "receive 0": which callbacks came with which error number.
     std::vector<std::string> Callbacks() const;
 
-    // The texts of the lines at warning and above, with "report <kind>" and "callback <which>" where those came.
+    // The texts of the lines at error, with "report <kind>" and "callback <which>" where those came. A line at warning
+    // or fatal, which the socket never writes, stands with its severity in front.
     std::vector<std::string> Failures() const;
 
     // Reports to the error guard since the test began.

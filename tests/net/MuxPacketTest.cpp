@@ -89,6 +89,34 @@ TEST(MuxPacket, TheDataIsLeftAsItIs) {
     EXPECT_EQ(data, before);
 }
 
+TEST(MuxPacket, APacketIsInformationAndWhatIsNoneIsAWarningOfTheTracer) {
+    using Diagnostics::Tracer;
+    const auto traced = [](Tracer::Level shown) {
+        const Testing::ChildResult result = Testing::RunInChild(".", [shown] {
+            Tracer::Enable(static_cast<std::uint8_t>(shown));
+            Bytes packet = {0x06, 0x00, 0x4D, 0x55, 0x58, 0x4D};
+            Bytes other = {0x06, 0x00, 0x4D, 0x55, 0x58, 0x4E};
+            MuxPacket::IsMuxPacket(packet);
+            MuxPacket::IsMuxPacket(other);
+        });
+        return result.output;
+    };
+    EXPECT_EQ(traced(Tracer::Level::kInformation), "[MuxPacket::IsMuxPacket] Data is a MUX packet.\n");
+    EXPECT_EQ(traced(Tracer::Level::kWarning), "[MuxPacket::IsMuxPacket] Data is NOT a MUX packet.\n");
+}
+
+TEST(MuxPacket, UnwrappingAsksOnce) {
+    const Testing::ChildResult result = Testing::RunInChild(".", [] {
+        Diagnostics::Tracer::Enable(Diagnostics::Tracer::kDebugCategories);
+        Bytes data = {0x06, 0x00, 0x4D, 0x55, 0x58, 0x4D};
+        const MuxPacket packet(data);
+        data.at(0) = 0x00;
+        const MuxPacket other(data);
+    });
+    EXPECT_EQ(result.output,
+              "[MuxPacket::IsMuxPacket] Data is a MUX packet.\n[MuxPacket::IsMuxPacket] Data is NOT a MUX packet.\n");
+}
+
 TEST(MuxPacket, TheVerdictGoesToTheTracer) {
     const Testing::ChildResult result = Testing::RunInChild(".", [] {
         Diagnostics::Tracer::Enable(Diagnostics::Tracer::kDebugCategories);
