@@ -17,9 +17,11 @@
 namespace Brenk::Net {
 namespace {
 
+using Testing::CallsFrom;
 using testing::ElementsAre;
 using Testing::FailingCalls;
 using Testing::LoopbackSocket;
+using Testing::SeenCalls;
 using Testing::SocketCall;
 
 class ServerSocketAcceptTest : public Testing::TestServer {
@@ -40,6 +42,43 @@ TEST_F(ServerSocketAcceptTest, AnAcceptedClientIsLoggedListedAndReported) {
     EXPECT_THAT(server_->ConnectedDescriptors(), ElementsAre(descriptor));
     EXPECT_EQ(Events().front().connected, 1U) << "it was not listed yet when it was reported";
     EXPECT_NE(Events().front().thread, std::this_thread::get_id());
+}
+
+// What the log held when a client was reported as accepted.
+std::string logAtReport;
+
+TEST_F(ServerSocketAcceptTest, AnAcceptedClientIsLoggedBeforeItIsReported) {
+    server_->SetContext(&log_);
+    server_->SetClientAcceptedCallback([](int, void* context) {
+        const auto& log = *static_cast<Testing::CapturedLog*>(context);
+        logAtReport = log.Lines().back().second;
+    });
+    StartAccepting();
+    const LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
+    EXPECT_TRUE(log_.WaitFor(plog::info, "Accepted connection with FD "));
+    server_.reset();
+    EXPECT_THAT(logAtReport, testing::HasSubstr(") Accepted connection with FD "));
+}
+
+TEST_F(ServerSocketAcceptTest, TheListIsLockedFor5) {
+    const SeenCalls seen(CallsFrom::kOtherThreads);
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    EXPECT_THAT(seen.All(), testing::Contains("lock until 5 s").Times(1));
+}
+
+TEST_F(ServerSocketAcceptTest, AClientForWhomTheListCannotBeLockedIsReportedButNotListed) {
+    const FailingCalls failing(SocketCall::kTimedLock, ETIMEDOUT, 1, FailingCalls::From::kOtherThreads);
+    StartAccepting();
+    LoopbackSocket client = ConnectClient();
+    EXPECT_EQ(failing.Left(), 0);
+    EXPECT_EQ(log_.Count(plog::error, "Mutex clientsListMutex timed out while acquiring lock."), 1);
+    EXPECT_EQ(Events().front().connected, 0U);
+    EXPECT_TRUE(server_->ConnectedDescriptors().empty());
+    EXPECT_TRUE(client.WaitForEnd());
+
+    const LoopbackSocket next = ConnectClient();
+    EXPECT_EQ(server_->ConnectedDescriptors().size(), 1U);
 }
 
 TEST_F(ServerSocketAcceptTest, TheSnapshotHoldsTheClientsInTheOrderInWhichTheyCame) {

@@ -22,6 +22,7 @@ using testing::ElementsAre;
 using Testing::FailingCalls;
 using testing::IsEmpty;
 using Testing::LoopbackSocket;
+using Testing::SeenCalls;
 using Testing::ServerEvent;
 using Testing::SocketCall;
 
@@ -83,6 +84,32 @@ TEST_F(ServerSocketSendTest, AFailedSendIsLoggedAndTheClientClosedAndReportedOnT
     EXPECT_EQ(deleted.connected, 0U);
     EXPECT_TRUE(client.WaitForEnd());
     EXPECT_EQ(Count("sent"), 0);
+}
+
+TEST_F(ServerSocketSendTest, TheWholeBufferGoesIntoOneSendWithoutFlags) {
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    const SeenCalls seen;
+    EXPECT_TRUE(server_->Send(NewestDescriptor(), Bytes(3000, 0x41)));
+    EXPECT_THAT(seen.All(), ElementsAre("send 3000 bytes, flags 0"));
+}
+
+TEST_F(ServerSocketSendTest, AFailedSendLogsItsStepsInOrderAndTakesTheListLockForTheClose) {
+    server_->SetClientDeletedCallback(nullptr);  // ours would ask for the clients, which takes the lock as well
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    const int descriptor = NewestDescriptor();
+    const std::size_t before = log_.Lines().size();
+    const FailingCalls failing(SocketCall::kSend, EPIPE);
+    EXPECT_FALSE(server_->Send(descriptor, Text("{}")));
+    auto lines = log_.Lines();
+    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(before));
+    const auto line = [](plog::Severity severity, const std::string& text) {
+        return testing::Pair(severity, testing::EndsWith(") " + text));
+    };
+    EXPECT_THAT(lines, ElementsAre(line(plog::debug, "Sending data to server client. Message data:{}"),
+                                   line(plog::error, FailureLine("Broken pipe", descriptor)),
+                                   line(plog::warning, "Requested lock withtout timeout for mutex clientsListMutex")));
 }
 
 TEST_F(ServerSocketSendTest, AClientThatHasResetTheConnectionFailsTheSendAndKillsNobody) {

@@ -1,8 +1,9 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <iterator>
 #include <vector>
 
@@ -14,21 +15,29 @@ namespace Brenk::Net {
 namespace {
 
 using Testing::CapturedLog;
+using testing::ElementsAre;
 using Testing::FailingCalls;
 using testing::IsEmpty;
 using Testing::LoopbackSocket;
+using Testing::SeenCalls;
 using Testing::SocketCall;
 
 class ServerSocketStartTest : public Testing::TestServer {
   protected:
-    static std::ptrdiff_t OpenDescriptors() {
-        const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-        return std::distance(begin(descriptors), end(descriptors));
+    // In ascending order.
+    static std::vector<int> OpenDescriptors() {
+        std::vector<int> descriptors;
+        for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+            if (fcntl(descriptor, F_GETFD) != -1) {
+                descriptors.push_back(descriptor);
+            }
+        }
+        return descriptors;
     }
 
     // InitSocket fails with this line and leaves nothing open.
     void ExpectFailedInit(ServerSocket& server, const std::string& line) {
-        const std::ptrdiff_t before = OpenDescriptors();
+        const std::vector<int> before = OpenDescriptors();
         EXPECT_FALSE(server.InitSocket());
         EXPECT_EQ(log_.Count(plog::error, line), 1) << log_.Text();
         EXPECT_EQ(OpenDescriptors(), before);
@@ -41,6 +50,25 @@ TEST_F(ServerSocketStartTest, ItListensOnItsPort) {
     EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
 }
 
+TEST_F(ServerSocketStartTest, ItSetsItsOptionsThenBindsToAnyAddressThenListensWithABacklogOf128) {
+    const SeenCalls seen;
+    EXPECT_TRUE(server_->InitSocket());
+    EXPECT_THAT(seen.All(), ElementsAre("setsockopt SO_REUSEADDR 1", "setsockopt SO_REUSEPORT 1",
+                                        "bind 0.0.0.0:" + std::to_string(port_.Number()), "listen 128"));
+}
+
+TEST_F(ServerSocketStartTest, NoSocketOfItsIsHandedDownToOtherPrograms) {
+    const std::vector<int> before = OpenDescriptors();
+    StartAccepting();
+    const std::vector<int> after = OpenDescriptors();
+    std::vector<int> added;
+    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(added));
+    ASSERT_EQ(added.size(), 1U);
+    EXPECT_EQ(fcntl(added.front(), F_GETFD), FD_CLOEXEC);
+    const LoopbackSocket client = ConnectClient();
+    EXPECT_EQ(fcntl(NewestDescriptor(), F_GETFD), FD_CLOEXEC);
+}
+
 TEST_F(ServerSocketStartTest, TheDefaultPortIs5555) {
     const FailingCalls failing(SocketCall::kBind, EADDRINUSE);  // others may need that port
     ServerSocket server;
@@ -51,6 +79,9 @@ TEST_F(ServerSocketStartTest, TheDefaultPortIs5555) {
 TEST_F(ServerSocketStartTest, TheClientListHasARobustMutexOfItsName) {
     EXPECT_EQ(log_.Count(plog::info, "Mutex clientsListMutex created."), 1);
     EXPECT_EQ(log_.Count(plog::info, "Mutex initialized in .ctor"), 1);
+    const SeenCalls seen;
+    const ServerSocket another;
+    EXPECT_THAT(seen.All(), ElementsAre("robust"));
 }
 
 class InvalidPortTest : public ServerSocketStartTest, public testing::WithParamInterface<int> {};
@@ -63,6 +94,18 @@ TEST_P(InvalidPortTest, IsAFailedBindAndOpensNoOtherPort) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ports, InvalidPortTest, testing::Values(0, -1, 65536, 70000, -5555, 2147483647));
+
+class ValidPortTest : public ServerSocketStartTest, public testing::WithParamInterface<int> {};
+
+TEST_P(ValidPortTest, IsBound) {
+    ServerSocket server(GetParam());
+    const FailingCalls failing(SocketCall::kBind, EADDRINUSE);  // others may need that port
+    ExpectFailedInit(server, "Error on bind server socket. Address already in use");
+    EXPECT_EQ(failing.Left(), 0);
+    EXPECT_EQ(Testing::LastBoundPort(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Ports, ValidPortTest, testing::Values(1, 256, 5555, 65535));
 
 TEST_F(ServerSocketStartTest, ASocketThatCannotBeCreatedIsAnError) {
     const FailingCalls failing(SocketCall::kSocket, EMFILE);

@@ -1,0 +1,192 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/net/SocketCalls.h"
+#include "tests/net/TestServer.h"
+#include "tests/support/WaitUntil.h"
+
+namespace Brenk::Net {
+namespace {
+
+using Testing::CallsFrom;
+using testing::ElementsAre;
+using Testing::FailingCalls;
+using Testing::LoopbackSocket;
+using Testing::SeenCalls;
+using Testing::SocketCall;
+
+// The receive loop begins when the clients are there and have sent, so that its first pass meets them all. Nothing but
+// the loop writes lines: the callbacks only count.
+class ServerSocketFirstPassTest : public Testing::TestServer {
+  protected:
+    ServerSocketFirstPassTest() {
+        accepted = 0;
+        deleted = 0;
+        server_->SetClientAcceptedCallback([](int, void*) { ++accepted; });
+        server_->SetClientDeletedCallback([](int, void*) { ++deleted; });
+        server_->SetDataReceivedCallback(
+            [](int, std::vector<unsigned char>* packet, void*) { const std::unique_ptr<Bytes> owned(packet); });
+        StartAccepting();
+    }
+
+    // Connects a client and waits until the server has it.
+    LoopbackSocket ConnectNext() {
+        const int before = accepted;
+        LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
+        EXPECT_TRUE(Testing::WaitUntil([&] { return accepted == before + 1; }));
+        return client;
+    }
+
+    // The server's numbers of the clients, in the order in which they came.
+    std::vector<std::string> Numbers() const {
+        constexpr const char* kAccepted = "Accepted connection with FD ";
+        std::vector<std::string> numbers;
+        for (const auto& [severity, line] : log_.Lines()) {
+            const std::size_t begin = line.find(kAccepted);
+            if (begin != std::string::npos) {
+                numbers.push_back(line.substr(begin + std::string(kAccepted).size()));
+            }
+        }
+        return numbers;
+    }
+
+    // Starts the receive loop and gives the first `count` lines from then on.
+    std::vector<Testing::CapturedLog::Line> LinesOfFirstPass(std::size_t count) {
+        const std::size_t before = log_.Lines().size();
+        server_->StartReceiveLoop();
+        EXPECT_TRUE(Testing::WaitUntil([&] { return log_.Lines().size() >= before + count; })) << log_.Text();
+        const auto lines = log_.Lines();
+        return {lines.begin() + static_cast<std::ptrdiff_t>(before),
+                lines.begin() + static_cast<std::ptrdiff_t>(std::min(lines.size(), before + count))};
+    }
+
+    static auto Line(plog::Severity severity, const std::string& text) {
+        return testing::Pair(severity, testing::EndsWith(") " + text));
+    }
+
+    static std::atomic<int> accepted;
+    static std::atomic<int> deleted;
+};
+
+std::atomic<int> ServerSocketFirstPassTest::accepted{0};
+std::atomic<int> ServerSocketFirstPassTest::deleted{0};
+
+TEST_F(ServerSocketFirstPassTest, LocksFor5AndWaitsASecondAtMostAndReads1024BytesWithATimeoutOf150Microseconds) {
+    LoopbackSocket client = ConnectNext();
+    client.Send(PacketWith("{}"));
+    const SeenCalls seen(CallsFrom::kOtherThreads);
+    server_->StartReceiveLoop();
+    EXPECT_THAT(seen.First(7),
+                ElementsAre("lock until 5 s", "poll 1000 ms", "lock until 5 s", "setsockopt SO_RCVTIMEO 150",
+                            "recv 1024 bytes, flags 0", "poll 0 ms", "lock until 5 s"));
+}
+
+TEST_F(ServerSocketFirstPassTest, WithoutAClientThePassOnlyLocksAndTheNextComesAfterASecond) {
+    const auto begin = std::chrono::steady_clock::now();
+    const SeenCalls seen(CallsFrom::kOtherThreads);
+    server_->StartReceiveLoop();
+    EXPECT_THAT(seen.First(2), ElementsAre("lock until 5 s", "lock until 5 s"));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(950));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
+}
+
+TEST_F(ServerSocketFirstPassTest, APassThatCannotLockTheListIsSkipped) {
+    LoopbackSocket client = ConnectNext();
+    client.Send(PacketWith("{}"));
+    const SeenCalls seen(CallsFrom::kOtherThreads);
+    const FailingCalls failing(SocketCall::kTimedLock, ETIMEDOUT, 2, FailingCalls::From::kOtherThreads);
+    server_->StartReceiveLoop();
+    EXPECT_THAT(seen.First(4), ElementsAre("lock until 5 s", "lock until 5 s", "lock until 5 s", "poll 1000 ms"));
+    EXPECT_EQ(log_.Count(plog::error, "Mutex clientsListMutex timed out while acquiring lock."), 2);
+}
+
+TEST_F(ServerSocketFirstPassTest, NothingIsReadWhenTheListCannotBeLockedAfterTheWait) {
+    LoopbackSocket client = ConnectNext();
+    client.Send(PacketWith("{}"));
+    const SeenCalls seen(CallsFrom::kOtherThreads);
+    FailingCalls failing(SocketCall::kTimedLock, ETIMEDOUT, 1, FailingCalls::From::kOtherThreads);
+    failing.After(1);
+    server_->StartReceiveLoop();
+    EXPECT_THAT(seen.First(6), ElementsAre("lock until 5 s", "poll 1000 ms", "lock until 5 s", "lock until 5 s",
+                                           "poll 1000 ms", "lock until 5 s"));
+    EXPECT_EQ(failing.Left(), 0);
+}
+
+TEST_F(ServerSocketFirstPassTest, ItsLinesComeInTheirOrderWithOneForEachPacket) {
+    LoopbackSocket client = ConnectNext();
+    Bytes both = PacketWith("first");
+    const Bytes second = PacketWith("second");
+    both.insert(both.end(), second.begin(), second.end());
+    client.Send(both);
+    const std::string number = Numbers().front();
+    EXPECT_THAT(LinesOfFirstPass(5),
+                ElementsAre(Line(plog::info, "Receive data loop thread spawned."),
+                            Line(plog::verbose, "Activity detected for socket " + number),
+                            Line(plog::warning, "Received on socket " + number + "bytes: 23 but expected size was: 11"),
+                            Line(plog::verbose, "Invoking DataReceivedCallback if not null."),
+                            Line(plog::verbose, "Invoking DataReceivedCallback if not null.")));
+}
+
+TEST_F(ServerSocketFirstPassTest, EachReadOf1024BytesHasALineOfItsOwn) {
+    LoopbackSocket client = ConnectNext();
+    client.Send(PacketWith(std::string(2194, 'x')));
+    const std::string number = Numbers().front();
+    const std::string line = "Received on socket " + number + "bytes: ";
+    EXPECT_THAT(LinesOfFirstPass(6), ElementsAre(Line(plog::info, "Receive data loop thread spawned."),
+                                                 Line(plog::verbose, "Activity detected for socket " + number),
+                                                 Line(plog::warning, line + "1024 but expected size was: 2200"),
+                                                 Line(plog::warning, line + "1024 but expected size was: 2200"),
+                                                 Line(plog::warning, line + "152 but expected size was: 2200"),
+                                                 Line(plog::verbose, "Invoking DataReceivedCallback if not null.")));
+}
+
+TEST_F(ServerSocketFirstPassTest, ClosedClientsAreClosedAtItsEndWithoutTakingTheLockAgain) {
+    LoopbackSocket first = ConnectNext();
+    LoopbackSocket second = ConnectNext();
+    first.Close();
+    second.Close();
+    const std::vector<std::string> numbers = Numbers();
+    const auto activity = [&](std::size_t index) {
+        return Line(plog::verbose, "Activity detected for socket " + numbers.at(index));
+    };
+    const auto ended = [&](std::size_t index) {
+        return Line(plog::warning, "Recv returned 0 for socket " + numbers.at(index) +
+                                       " with a receivedData buffer empty. It will be market for close.");
+    };
+    const auto closed = [&](std::size_t index) {
+        return Line(plog::debug, "Clearing reset sockets list. Current socket to close: " + numbers.at(index));
+    };
+    EXPECT_THAT(LinesOfFirstPass(7), ElementsAre(Line(plog::info, "Receive data loop thread spawned."), activity(0),
+                                                 ended(0), activity(1), ended(1), closed(0), closed(1)));
+    EXPECT_TRUE(Testing::WaitUntil([] { return deleted == 2; }));
+    EXPECT_FALSE(log_.Holds(plog::warning, "Requested lock withtout timeout")) << log_.Text();
+}
+
+TEST_F(ServerSocketFirstPassTest, WithoutAnyCallbackEverythingIsDoneAllTheSame) {
+    ServerSocket bare(port_.Number());
+    server_.reset();
+    ASSERT_TRUE(bare.InitSocket());
+    bare.StartAcceptLoop();
+    bare.StartReceiveLoop();
+    LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
+    client.Send(PacketWith("{}"));
+    EXPECT_TRUE(log_.WaitFor(plog::verbose, "Invoking DataReceivedCallback if not null."));
+    const std::vector<int> connected = bare.ConnectedDescriptors();
+    ASSERT_EQ(connected.size(), 1U);
+    EXPECT_TRUE(bare.Send(connected.front(), {0x41}));
+    EXPECT_EQ(client.Receive(1), Bytes{0x41});
+    const FailingCalls failing(SocketCall::kSend, EPIPE);
+    EXPECT_FALSE(bare.Send(connected.front(), {0x41}));
+    EXPECT_TRUE(client.WaitForEnd());
+}
+
+}  // namespace
+}  // namespace Brenk::Net
