@@ -75,7 +75,8 @@ TEST(BrenkAddOrRemoveFromWhitelistPayload, AUidOfElevenBytesIsRefusedWithAWarnin
 TEST(BrenkAddOrRemoveFromWhitelistPayload, SevenBytesOutsideUidModeWithSetupNumberZeroAreUnchanged) {
     const CapturedLog log;
     EXPECT_EQ(Payload(kPlain, 0, 1, Counting(7)), FromHex("00 01 07 01 02 03 04 05 06 07"));
-    EXPECT_EQ(log.Count(plog::debug, "Card data is not UID mode. So the data will be simply copied."), 1) << log.Text();
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(Line(plog::debug, "Card data is not UID mode. So the data will be simply copied.")));
 }
 
 TEST(BrenkAddOrRemoveFromWhitelistPayload, ElevenBytesOutsideUidModeAreUnchanged) {

@@ -33,11 +33,13 @@ TEST(BrenkGetStatusPayload, TheAnswerHoldsFrameBytes17To23) {
     BrenkGetStatusPayload payload(frame);
     EXPECT_EQ(payload.DataType(), 2);
     EXPECT_EQ(payload.StatusData(), (BrenkGetStatusPayload::StatusBytes{0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7}));
+    EXPECT_EQ(Serialized(payload), Bytes()) << "status is never sent";
 }
 
 TEST(BrenkGetStatusPayload, AnEmptyFrameGivesNoStatus) {
     Bytes frame;
     EXPECT_EQ(BrenkGetStatusPayload(frame).StatusData(), kNoStatus);
+    EXPECT_EQ(BrenkGetStatusPayload(frame).DataType(), 2);
 }
 
 TEST(BrenkGetStatusPayload, AFrameShorterThan24BytesIsOutOfRange) {

@@ -161,6 +161,35 @@ TEST(Parse, ThePayloadsDataTypeIsLoggedAtVerboseAsOneCharacter) {
     EXPECT_EQ(log.Count(plog::verbose, kAttached + std::string("\x02")), 1) << log.Text();
 }
 
+// A response's data type is 0, at which the log ends the line.
+TEST(Parse, EveryPayloadHasOneLineAtVerbose) {
+    for (const char* const frame :
+         {kResponseFrame, kCounterErrorFrame, kStatusFrame, kCardReaderFrame, kCardAccessFrame, kPincodeFrame}) {
+        const CapturedLog log;
+        Parsed(FromHex(frame));
+        ASSERT_EQ(log.Lines().size(), 1U) << log.Text();
+        EXPECT_TRUE(log.Holds(plog::verbose, std::string(") ") + kAttached)) << log.Text();
+    }
+}
+
+TEST(Parse, ThePayloadsClassIsThatOfTheType) {
+    for (const char* const frame : {kResponseFrame, kCounterErrorFrame}) {
+        EXPECT_EQ(Parsed(FromHex(frame))->Payload()->DataType(), 0x00);
+    }
+    EXPECT_EQ(Parsed(FromHex(kStatusFrame))->Payload()->DataType(), 0x02);
+    EXPECT_EQ(Parsed(FromHex(kCardReaderFrame))->Payload()->DataType(), 0x32);
+    EXPECT_EQ(Parsed(FromHex(kCardAccessFrame))->Payload()->DataType(), 0x32);
+    EXPECT_EQ(Parsed(FromHex(kPincodeFrame))->Payload()->DataType(), 0x33);
+}
+
+// What the gateway's log line of a received status or card event shows is the CRC of the header alone.
+TEST(Parse, StatusAndCardEventsSerialiseToTheirHeader) {
+    EXPECT_EQ(Serialized(*Parsed(FromHex(kStatusFrame))),
+              FromHex("1A FE FD 15 01 00 00 05 00 00 01 00 00 00 01 02 01 09 10"));
+    EXPECT_EQ(Serialized(*Parsed(FromHex(kCardReaderFrame))),
+              FromHex("1F FE FD 1A 01 00 00 05 00 00 01 00 00 00 01 02 0E 30 F8"));
+}
+
 TEST(Parse, NoPayloadNoLine) {
     const CapturedLog log;
     Parsed(FromHex(kType2Frame));

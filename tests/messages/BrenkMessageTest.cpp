@@ -1,5 +1,6 @@
 #include "messages/BrenkMessage.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -13,10 +14,15 @@
 namespace Brenk::Messages {
 namespace {
 
+using testing::AllOf;
 using Testing::Bytes;
 using Testing::CapturedLog;
+using testing::ElementsAre;
+using testing::EndsWith;
 using Testing::FromHex;
+using testing::Pair;
 using Testing::Serialized;
+using testing::StartsWith;
 
 // Every field another value, so that none can stand in for another.
 BrenkFrameHeader DistinctHeader() {
@@ -82,15 +88,39 @@ TEST(BrenkMessage, DetachPayloadLeavesTheFrameWithoutPayload) {
     EXPECT_EQ(message.DetachPayload(), nullptr);
 }
 
-TEST(BrenkMessage, SerializeLogsItsTwoStepsAtVerbose) {
-    const CapturedLog log;
+// Matches a line of the log with this severity and this text behind its signature.
+auto Line(plog::Severity severity, const std::string& text) {
+    return Pair(severity, EndsWith(") " + text));
+}
+
+auto LineOf(const std::string& function, const std::string& text) {
+    return Pair(plog::verbose, AllOf(StartsWith(function), EndsWith(") const " + text)));
+}
+
+TEST(BrenkMessage, SerializeLogsItsStepsAtVerboseAndTheCRCAtDebugInOrder) {
     BrenkMessage message = ShortTermActivation();
+    const CapturedLog log;
     Serialized(message);
-    EXPECT_EQ(log.Count(plog::verbose, "[BrenkMessage::Serialize] Serializing message main frame parts."), 1)
-        << log.Text();
-    EXPECT_EQ(log.Count(plog::verbose, "Compunting message CRC16. Current buffer size is18"), 1) << log.Text();
-    EXPECT_EQ(log.Count(plog::debug, "CRC Vector size: 18"), 1) << log.Text();
-    EXPECT_EQ(log.Count(plog::debug, "CRC Value: 30609"), 1) << log.Text();
+    const std::string function = "std::vector<unsigned char>* Brenk::Messages::BrenkMessage::Serialize()";
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(LineOf(function, "[BrenkMessage::Serialize] Serializing message main frame parts."),
+                            LineOf(function, "Compunting message CRC16. Current buffer size is18"),
+                            Line(plog::debug, "CRC Vector size: 18"), Line(plog::debug, "CRC Value: 30609")));
+}
+
+TEST(BrenkMessage, ComputeCRC16LogsTheCRCAlone) {
+    const BrenkMessage message = ShortTermActivation();
+    const CapturedLog log;
+    message.ComputeCRC16();
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(Line(plog::debug, "CRC Vector size: 18"), Line(plog::debug, "CRC Value: 30609")));
+}
+
+TEST(BrenkMessage, BytesAsTextLogsWhatSerializeLogs) {
+    const BrenkMessage message = ShortTermActivation();
+    const CapturedLog log;
+    message.BytesAsText();
+    EXPECT_EQ(log.Lines().size(), 4U) << log.Text();
 }
 
 TEST(ReadFrameLength, IsTheFirstByteWhenTheMagicFollows) {

@@ -68,6 +68,18 @@ TEST(BrenkCardReaderMessagePayload, WithDataLength0TheFrameMayEndWithTheLength) 
     EXPECT_TRUE(payload.Data().empty());
 }
 
+TEST(BrenkCardReaderMessagePayload, TheDataLengthBoundsTheData) {
+    Bytes frame = WithByte(CardFrame(), kDataLengthOffset, 2);
+    EXPECT_EQ(BrenkCardReaderMessagePayload(frame).Data(), FromHex("04 A1"));
+}
+
+TEST(BrenkCardReaderMessagePayload, DataOf255BytesIsRead) {
+    Bytes frame = CutTo(WithByte(CardFrame(), kDataLengthOffset, 255), kDataOffset);
+    const Bytes data(255, 0xC3);
+    frame.insert(frame.end(), data.begin(), data.end());
+    EXPECT_EQ(BrenkCardReaderMessagePayload(frame).Data(), data);
+}
+
 TEST(BrenkCardReaderMessagePayload, WithADataLengthBeyondTheBytesPresentIsOutOfRange) {
     for (const unsigned char length : Bytes{7, 100, 255}) {
         Bytes frame = WithByte(CardFrame(), kDataLengthOffset, length);
@@ -87,6 +99,7 @@ TEST(BrenkCardReaderMessagePayload, AFrameThatEndsBeforeAFieldIsOutOfRange) {
 TEST(BrenkCardReaderMessagePayload, AnEmptyFrameAndTheDefaultConstructorGiveZerosAndNoData) {
     Bytes frame;
     ExpectNothing(BrenkCardReaderMessagePayload(frame));
+    EXPECT_EQ(BrenkCardReaderMessagePayload(frame).DataType(), 0x32);
     ExpectNothing(BrenkCardReaderMessagePayload());
     EXPECT_EQ(BrenkCardReaderMessagePayload().DataType(), 0x32);
 }
@@ -119,7 +132,10 @@ TEST(BrenkPincodeMessagePayload, WithADataLengthBeyondTheBytesPresentIsOutOfRang
 
 TEST(BrenkPincodeMessagePayload, AnEmptyFrameGivesZerosAndNoData) {
     Bytes frame;
-    ExpectNothing(BrenkPincodeMessagePayload(frame));
+    BrenkPincodeMessagePayload payload(frame);
+    ExpectNothing(payload);
+    EXPECT_EQ(payload.DataType(), 0x33);
+    EXPECT_EQ(Serialized(payload), FromHex("00 00 00 00 00 00 00 00"));
 }
 
 }  // namespace

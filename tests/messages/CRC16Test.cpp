@@ -1,5 +1,6 @@
 #include "messages/crc/CRC16.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -14,6 +15,9 @@ namespace Brenk::CRC {
 namespace {
 
 using Testing::Bytes;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::Pair;
 
 Bytes Ascii(const std::string& text) {
     return Bytes(text.begin(), text.end());
@@ -54,8 +58,8 @@ TEST(CRC16, SizeAndResultAreLoggedAtDebugAsNumbers) {
     const Testing::CapturedLog log;
     Bytes data = Ascii("123456789");
     CRC16::XModem(data);
-    EXPECT_EQ(log.Count(plog::debug, "CRC Vector size: 9"), 1) << log.Text();
-    EXPECT_EQ(log.Count(plog::debug, "CRC Value: 12739"), 1) << log.Text();
+    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::debug, EndsWith(") CRC Vector size: 9")),
+                                         Pair(plog::debug, EndsWith(") CRC Value: 12739"))));
 }
 
 }  // namespace

@@ -53,6 +53,8 @@ TEST(RequestPayloads, ALongTermReleaseOf300Is012C) {
     BrenkLongTermReleasePayload payload(300);
     EXPECT_EQ(payload.DataType(), 0x0C);
     EXPECT_EQ(Serialized(payload), FromHex("01 2C"));
+    BrenkLongTermReleasePayload highest(0xFFFE);
+    EXPECT_EQ(Serialized(highest), FromHex("FF FE"));
 }
 
 TEST(RequestPayloads, AccessDeniedHasDataType0DAndNoBytes) {
