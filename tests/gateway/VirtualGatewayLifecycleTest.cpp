@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 
 #include <future>
 
@@ -133,6 +136,26 @@ TEST_F(LifecycleTest, ConnectWithoutRefreshIsReadyAtOnce) {
     EXPECT_EQ(owner_.StateChanges().at(0).gateway, gateway_.get());
     EXPECT_EQ(owner_.StateChanges().at(0).context, Context(0));
     EXPECT_FALSE(log_.Holds(plog::verbose, "Refreshing sequence couter."));
+}
+
+// The send time-out of this process's end of the connection to `port`, in seconds; -1 when there is no connection.
+long SendTimeoutOfConnectionTo(std::uint32_t port) {
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        sockaddr_in peer = {};
+        socklen_t size = sizeof peer;
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && ntohs(peer.sin_port) == port) {
+            timeval timeout = {};
+            size = sizeof timeout;
+            getsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &timeout, &size);
+            return timeout.tv_sec;
+        }
+    }
+    return -1;
+}
+
+TEST_F(LifecycleTest, ConnectingAndSendingAreBoundedBy15Seconds) {
+    ConnectReady();
+    EXPECT_EQ(SendTimeoutOfConnectionTo(fake_.Port()), 15);
 }
 
 TEST_F(LifecycleTest, ConnectWithRefreshIsConnectedAndQueuesTheRefreshAfterTheCallback) {
