@@ -162,9 +162,9 @@ TEST_F(ClientSocketReceiveTest, NothingReadableWithin11SecondsIsTrueWithNothingA
     EXPECT_THAT(received_, IsEmpty());
     EXPECT_THAT(seen.All(), ElementsAre("setsockopt SO_RCVTIMEO 11000000", "poll 11000 ms")) << "nothing to read";
     const auto lines = log_.Lines();
-    for (std::size_t index = before; index < lines.size(); ++index) {
-        EXPECT_EQ(lines.at(index).first, plog::verbose) << lines.at(index).second;
-    }
+    ASSERT_EQ(lines.size(), before + 1) << log_.Text();
+    EXPECT_EQ(lines.back().first, plog::verbose);
+    EXPECT_THAT(lines.back().second, testing::EndsWith(") Nothing received within 11 seconds."));
     EXPECT_THAT(Callbacks(), IsEmpty());
 }
 
