@@ -226,6 +226,24 @@ TEST_F(ServerSocketSendTest, ClosingAClientRemovesClosesAndReportsItOnce) {
     EXPECT_THAT(server_->ConnectedDescriptors(), IsEmpty());
 }
 
+// A client's own end, and whether the connection had ended when the client was reported as deleted.
+struct WatchedClient {
+    LoopbackSocket socket;
+    bool endedAtReport = false;
+};
+
+TEST_F(ServerSocketSendTest, AClientIsClosedWhenItIsReported) {
+    StartAccepting();
+    WatchedClient client = {ConnectClient(), false};
+    server_->SetContext(&client);
+    server_->SetClientDeletedCallback([](int, void* context) {
+        auto& watched = *static_cast<WatchedClient*>(context);
+        watched.endedAtReport = watched.socket.WaitForEnd(seconds(5));
+    });
+    server_->CloseClient(NewestDescriptor(), ServerSocket::ListLock::kTake);
+    EXPECT_TRUE(client.endedAtReport);
+}
+
 TEST_F(ServerSocketSendTest, ClosingAClientTakesTheListLockOnlyWhenAsked) {
     constexpr const char* kLockLine = "Requested lock withtout timeout for mutex clientsListMutex";
     server_->CloseClient(4711, ServerSocket::ListLock::kAlreadyTaken);
