@@ -59,10 +59,11 @@ TEST_F(ClientSocketConnectTest, SetsTheReceiveTimeoutTo2AndTheSendTimeoutTo15Sec
     EXPECT_EQ(TimeoutOf(descriptor, SO_SNDTIMEO).tv_usec, 0);
 }
 
-TEST_F(ClientSocketConnectTest, SetsItsOptionsInTheirOrderBeforeItConnects) {
+TEST_F(ClientSocketConnectTest, ResolvesHostAndPortAndSetsItsOptionsInTheirOrder) {
     const SeenCalls seen;
     ASSERT_TRUE(socket_->Connect());
-    EXPECT_THAT(seen.All(), ElementsAre("setsockopt SO_RCVTIMEO 2000000", "setsockopt SO_SNDTIMEO 15000000",
+    EXPECT_THAT(seen.All(), ElementsAre("getaddrinfo 127.0.0.1 " + std::to_string(listener_.Port()) + ", stream",
+                                        "setsockopt SO_RCVTIMEO 2000000", "setsockopt SO_SNDTIMEO 15000000",
                                         "setsockopt SO_KEEPALIVE 1", "setsockopt TCP_KEEPIDLE 5",
                                         "setsockopt TCP_KEEPCNT 10", "setsockopt TCP_KEEPINTVL 5"));
 }

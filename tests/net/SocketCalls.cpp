@@ -203,6 +203,8 @@ extern "C" {
 
 int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result);
 int __wrap_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result) {
+    const std::string type = hints != nullptr && hints->ai_socktype == SOCK_STREAM ? "stream" : "any type";
+    Note(std::string("getaddrinfo ") + host + " " + service + ", " + type);
     const int error = ErrorOf(SocketCall::kGetAddrInfo);
     return error != 0 ? error : __real_getaddrinfo(host, service, hints, result);
 }

@@ -55,6 +55,7 @@ class FailingCalls {
 // While an object of this class lives, the calls of its thread, or of all others, are noted in their order. One at a
 // time. Noted are what the kernel cannot be asked for afterwards:
 //
+//   "getaddrinfo 127.0.0.1 2101, stream"
 //   "setsockopt SO_RCVTIMEO 150"   time-outs in microseconds, other options as they are
 //   "bind 0.0.0.0:5555"
 //   "listen 128"
