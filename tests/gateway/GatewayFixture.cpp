@@ -1,5 +1,9 @@
 #include "tests/gateway/GatewayFixture.h"
 
+#include <algorithm>
+
+#include "tests/gateway/ThreadFaults.h"
+
 namespace Testing {
 namespace {
 
@@ -34,7 +38,7 @@ Brenk::GatewayOwner Owner::Callbacks(void* context) {
 
 void Owner::StateChanged(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus, VirtualGatewayStatuses newStatus,
                          void* context) {
-    const StateChange change = {gateway, oldStatus, newStatus, context, std::this_thread::get_id()};
+    const StateChange change = {gateway, oldStatus, newStatus, context, std::this_thread::get_id(), HoldsTimedLock()};
     {
         const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
         currentOwner->stateChanges_.push_back(change);
@@ -46,7 +50,8 @@ void Owner::StateChanged(VirtualGateway* gateway, VirtualGatewayStatuses oldStat
 
 void Owner::ResponseReceived(VirtualGateway* /*gateway*/, VirtualGatewayResponseMessage* response, void* context) {
     const std::unique_ptr<VirtualGatewayResponseMessage> owned(response);
-    ReceivedResponse received = {owned == nullptr, "", -1, 0, std::nullopt, context, std::this_thread::get_id()};
+    ReceivedResponse received = {owned == nullptr, "", -1, 0, std::nullopt, context, std::this_thread::get_id(),
+                                 HoldsTimedLock()};
     if (owned != nullptr) {
         received.requestID = owned->requestID;
         received.requestCode = owned->requestCode;
@@ -66,8 +71,8 @@ void Owner::ResponseReceived(VirtualGateway* /*gateway*/, VirtualGatewayResponse
 
 void Owner::EventReceived(VirtualGateway* /*gateway*/, VirtualGatewayEventMessage* event, void* context) {
     const std::unique_ptr<VirtualGatewayEventMessage> owned(event);
-    const ReceivedEvent received = {owned->eventType, owned->deviceAddress,      owned->data, owned->reserved,
-                                    context,          std::this_thread::get_id()};
+    const ReceivedEvent received = {owned->eventType, owned->deviceAddress,       owned->data,     owned->reserved,
+                                    context,          std::this_thread::get_id(), HoldsTimedLock()};
     {
         const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
         currentOwner->events_.push_back(received);
@@ -152,6 +157,20 @@ Bytes GatewayTest::SendStatusRequest(const std::string& id) {
     EXPECT_FALSE(frame.empty());
     EXPECT_TRUE(WaitUntil([&] { return builder_->ReferenceID() != referenceID; }));
     return frame;
+}
+
+void GatewayTest::ExpectInOrder(const std::vector<CapturedLog::Line>& expected) const {
+    const auto lines = log_.Lines();
+    auto position = lines.begin();
+    for (const CapturedLog::Line& wanted : expected) {
+        position = std::find_if(position, lines.end(), [&](const CapturedLog::Line& line) {
+            const std::string end = " " + wanted.second;
+            return line.first == wanted.first && line.second.size() >= end.size() &&
+                   line.second.compare(line.second.size() - end.size(), end.size(), end) == 0;
+        });
+        ASSERT_NE(position, lines.end()) << "not there, or not in its place: " << wanted.second << '\n' << log_.Text();
+        ++position;
+    }
 }
 
 void* GatewayTest::Context(std::size_t number) {

@@ -44,6 +44,7 @@ struct StateChange {
     Brenk::VirtualGatewayStatuses to;
     void* context;
     std::thread::id thread;
+    bool underLock;  // of one of the gateway's guards
 };
 
 struct ReceivedResponse {
@@ -54,6 +55,7 @@ struct ReceivedResponse {
     std::optional<Brenk::Messages::BrenkGetStatusPayload::StatusBytes> status;
     void* context;
     std::thread::id thread;
+    bool underLock;  // of one of the gateway's guards
 };
 
 struct ReceivedEvent {
@@ -63,6 +65,7 @@ struct ReceivedEvent {
     std::uint32_t reserved;
     void* context;
     std::thread::id thread;
+    bool underLock;  // of one of the gateway's guards
 };
 
 using StateSteps = std::vector<std::pair<Brenk::VirtualGatewayStatuses, Brenk::VirtualGatewayStatuses>>;
@@ -131,6 +134,10 @@ class GatewayTest : public ::testing::Test {
 
     // Queues a status request for lock 5 and returns the frame that reaches the fake once both counters have moved on.
     Bytes SendStatusRequest(const std::string& id);
+
+    // Fails unless lines of these severities that end in exactly these texts stand in the log in this order; others may
+    // stand between.
+    void ExpectInOrder(const std::vector<CapturedLog::Line>& expected) const;
 
     // Any address that tells one context from another.
     void* Context(std::size_t number);

@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -15,7 +17,18 @@ constexpr std::chrono::milliseconds kPause{1};
 
 std::atomic<bool> timedLocksFail{false};
 std::atomic<int> allowedThreads{kUnlimited};
+std::atomic<long> lastLockDeadline{0};
 thread_local bool pausesAfterUnlocks = false;
+
+// Of this thread, taken with a timed lock and not yet unlocked; a thread takes few one within the other.
+thread_local std::array<const pthread_mutex_t*, 8> heldMutexes{};
+
+void Replace(const pthread_mutex_t* searched, const pthread_mutex_t* replacement) {
+    auto* const position = std::find(heldMutexes.begin(), heldMutexes.end(), searched);
+    if (position != heldMutexes.end()) {
+        *position = replacement;
+    }
+}
 
 bool TakeAllowedThread() {
     int allowed = allowedThreads;
@@ -39,6 +52,7 @@ int __real_pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept;
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
     const int result = __real_pthread_mutex_unlock(mutex);
+    Replace(mutex, nullptr);
     if (pausesAfterUnlocks) {
         std::this_thread::sleep_for(kPause);
     }
@@ -46,7 +60,12 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
 }
 
 int __wrap_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline) {
-    return timedLocksFail ? ETIMEDOUT : __real_pthread_mutex_timedlock(mutex, deadline);
+    lastLockDeadline = deadline->tv_sec;
+    const int result = timedLocksFail ? ETIMEDOUT : __real_pthread_mutex_timedlock(mutex, deadline);
+    if (result == 0) {
+        Replace(nullptr, mutex);
+    }
+    return result;
 }
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*procedure)(void*),
@@ -73,6 +92,14 @@ ThreadCreationFails::ThreadCreationFails(int allowed) {
 
 ThreadCreationFails::~ThreadCreationFails() {
     allowedThreads = kUnlimited;
+}
+
+long LastLockDeadline() {
+    return lastLockDeadline;
+}
+
+bool HoldsTimedLock() {
+    return std::any_of(heldMutexes.begin(), heldMutexes.end(), [](const auto* mutex) { return mutex != nullptr; });
 }
 
 void PauseAfterUnlocks(bool pause) {

@@ -23,6 +23,12 @@ class ThreadCreationFails {
     ThreadCreationFails& operator=(const ThreadCreationFails&) = delete;
 };
 
+// The seconds of the deadline with which a timed lock was asked for last, by any thread.
+long LastLockDeadline();
+
+// Whether the calling thread holds a mutex that it took with a timed lock, as the program's guards do.
+bool HoldsTimedLock();
+
 // From now on the calling thread pauses after each unlocking of a mutex, or no longer does: other threads that wait
 // for the mutex get it then.
 void PauseAfterUnlocks(bool pause);
