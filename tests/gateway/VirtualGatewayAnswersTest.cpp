@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "messages/NullObjectException.h"
 #include "tests/gateway/GatewayFixture.h"
+#include "tests/gateway/ProgramClock.h"
 #include "tests/gateway/ThreadFaults.h"
 
 namespace Testing {
@@ -31,21 +33,6 @@ class AnswersTest : public GatewayTest {
         header.payloadType = type;
         header.referenceID = referenceID;
         return new BrenkMessage(header);
-    }
-
-    // Fails unless lines that end in these texts stand in the log in this order.
-    void ExpectInOrder(const std::vector<std::string>& texts) {
-        const auto lines = log_.Lines();
-        auto position = lines.begin();
-        for (const std::string& text : texts) {
-            position = std::find_if(position, lines.end(), [&](const CapturedLog::Line& line) {
-                const std::string end = " " + text;
-                return line.second.size() >= end.size() &&
-                       line.second.compare(line.second.size() - end.size(), end.size(), end) == 0;
-            });
-            ASSERT_NE(position, lines.end()) << "not there, or not in its place: " << text << '\n' << log_.Text();
-            ++position;
-        }
     }
 };
 
@@ -88,6 +75,14 @@ TEST_P(ResultTest, IsLoggedAndPassedToTheCallbackWithTheRequestsContext) {
     connection_.Send(ResultFrame(ReferenceIDOf(frame), GetParam().code));
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
     EXPECT_EQ(log_.Count(GetParam().severity, GetParam().text), 1) << log_.Text();
+    // No other result has a say.
+    const auto lines = log_.Lines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](const auto& line) { return line.first == plog::warning; }),
+              GetParam().severity == plog::warning ? 1 : 0)
+        << log_.Text();
+    EXPECT_FALSE(log_.Holds(plog::debug, kExcludedText));
+    EXPECT_EQ(log_.Holds(plog::info, "Response from gateway"), GetParam().severity == plog::info);
+    EXPECT_EQ(log_.Holds(plog::debug, "BRENK_RESPONSE"), GetParam().severity == plog::debug);
     ASSERT_EQ(owner_.Responses().size(), 1U);
     const ReceivedResponse response = owner_.Responses().at(0);
     EXPECT_FALSE(response.isNull);
@@ -155,8 +150,9 @@ TEST_F(AnswersTest, Result7ToAnyRequestSetsTheCounterMakesReadyAndRemovesTheRequ
     EXPECT_FALSE(gateway_->IsSequenceCounterKnown());
     connection_.Send(ResultFrame(ReferenceIDOf(frame), 7, 0xFFFFFF00));
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
-    ExpectInOrder({"Received BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR. Current SEQ is 3",
-                   "Received new sequence number. The current SEQ is 4294967040", kRemovedText});
+    ExpectInOrder({{plog::debug, "Received BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR. Current SEQ is 3"},
+                   {plog::warning, "Received new sequence number. The current SEQ is 4294967040"},
+                   {plog::verbose, kRemovedText}});
     EXPECT_EQ(log_.Count(plog::debug, "Received BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR. Current SEQ is 3"), 1);
     EXPECT_EQ(log_.Count(plog::warning, "Received new sequence number. The current SEQ is 4294967040"), 1);
     EXPECT_EQ(builder_->SequenceCounter(), 0xFFFFFF00U);
@@ -165,6 +161,29 @@ TEST_F(AnswersTest, Result7ToAnyRequestSetsTheCounterMakesReadyAndRemovesTheRequ
     EXPECT_EQ(owner_.StateChanges().back().context, Context(0));
     EXPECT_TRUE(owner_.Responses().empty());
     EXPECT_EQ(SequenceCounterOf(SendStatusRequest("request-2")), 0xFFFFFF01U);
+}
+
+TEST_F(AnswersTest, TheOwnerHearsOfReadyWhenTheCounterIsStoredAndWhileTheLockIsHeld) {
+    int linesBeforeCallback = -1;
+    bool knownBeforeCallback = false;
+    std::uint32_t counterBeforeCallback = 0;
+    owner_.onStateChanged = [&](const StateChange& change) {
+        if (change.to == READY) {
+            linesBeforeCallback = log_.Count(plog::warning, "Received new sequence number. The current SEQ is 77");
+            knownBeforeCallback = gateway_->IsSequenceCounterKnown();
+            counterBeforeCallback = builder_->SequenceCounter();
+        }
+    };
+    ASSERT_TRUE(gateway_->Connect(true));
+    connection_ = fake_.Accept();
+    StartSending();
+    connection_.Send(ResultFrame(ReferenceIDOf(connection_.ReceiveFrame()), 7, 77));
+    ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
+    EXPECT_EQ(linesBeforeCallback, 1);
+    EXPECT_TRUE(knownBeforeCallback);
+    EXPECT_EQ(counterBeforeCallback, 77U);
+    EXPECT_TRUE(owner_.StateChanges().back().underLock);
+    EXPECT_FALSE(log_.Holds(plog::debug, kExcludedText));
 }
 
 TEST_F(AnswersTest, Result7InReadyChangesNoState) {
@@ -266,36 +285,52 @@ TEST_F(AnswersTest, ASecondAnswerToTheSameRequestIsLost) {
     EXPECT_EQ(owner_.Responses().size(), 1U);
 }
 
-TEST_F(AnswersTest, EveryStepOfAnAnswerIsLoggedInItsOrder) {
+TEST_F(AnswersTest, EveryStepOfAnAnswerIsLoggedInItsOrderAndTheCallbackComesBetweenWhileTheLockIsHeld) {
+    std::pair<int, int> linesBeforeCallback;
+    owner_.onResponse = [&](const ReceivedResponse&) {
+        linesBeforeCallback = {log_.Count(plog::info, "Response from gateway: OK for message with ID request-1"),
+                               log_.Count(plog::verbose, "Clear memory for the request.")};
+    };
     ASSERT_NO_FATAL_FAILURE(BeReady());
     const std::uint8_t referenceID = ReferenceIDOf(SendStatusRequest("request-1"));
     SendStatusRequest("request-2");
     ASSERT_EQ(referenceID, 2);
     connection_.Send(ResultFrame(0xC0 | 2, 0));
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
-    ExpectInOrder({"Managing new message", "ReplyReferenceID 2", "ReplyReferenceID LE192", "ReplyReferenceID BE2",
-                   "Waiting message count 3", "Message pending with refereceID 2 and Message ID request-1",
-                   "Message pending with refereceID 2 and Message ID request-2",
-                   "Response from gateway: OK for message with ID request-1", "Clear memory for the request.",
-                   "Internal request message set. Deallocate message memory.", kRemovedText,
-                   "Clear memory for the parsed response message.", kEndedText});
+    ExpectInOrder({{plog::debug, "Message fetched and translated. Erasing the array from the buffer."},
+                   {plog::debug, "Managing new message"},
+                   {plog::verbose, "ReplyReferenceID 2"},
+                   {plog::verbose, "ReplyReferenceID LE192"},
+                   {plog::verbose, "ReplyReferenceID BE2"},
+                   {plog::verbose, "Waiting message count 3"},
+                   {plog::verbose, "Message pending with refereceID 2 and Message ID request-1"},
+                   {plog::verbose, "Message pending with refereceID 2 and Message ID request-2"},
+                   {plog::info, "Response from gateway: OK for message with ID request-1"},
+                   {plog::verbose, "Clear memory for the request."},
+                   {plog::verbose, "Internal request message set. Deallocate message memory."},
+                   {plog::verbose, kRemovedText},
+                   {plog::verbose, "Clear memory for the parsed response message."},
+                   {plog::verbose, kEndedText}});
+    EXPECT_EQ(linesBeforeCallback, std::make_pair(1, 0));
+    EXPECT_TRUE(owner_.Responses().at(0).underLock);
     EXPECT_EQ(log_.Count(plog::debug, "Managing new message"), 1);
-    EXPECT_TRUE(log_.Holds(plog::debug, "Message timings - from enqueue to send:"));
     EXPECT_TRUE(log_.Holds(plog::verbose, "Message pending with refereceID 2 and Message ID requestNewSEQID-"));
 }
 
 TEST_F(AnswersTest, TheTimingsOfARequestAreLoggedInSeconds) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    const std::uint8_t referenceID = ReferenceIDOf(SendStatusRequest("request-1"));
-    gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(0x63, referenceID), gateway_->LastSendTime() + 70);
-    // A second may end between queueing and sending.
-    const int atOnce = log_.Count(plog::debug,
-                                  "Message timings - from enqueue to send:0 sec, from send to receive: 70 sec, total "
-                                  "time: 70 sec");
-    const int oneLater = log_.Count(plog::debug,
-                                    "Message timings - from enqueue to send:1 sec, from send to receive: 70 sec, total "
-                                    "time: 71 sec");
-    EXPECT_EQ(atOnce + oneLater, 1) << log_.Text();
+    StandingClock clock(1000);
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
+    clock.Set(1003);
+    StartSending();
+    const Bytes frame = connection_.ReceiveLockFrame();
+    EXPECT_EQ(gateway_->LastSendTime(), 1003);
+    clock.Set(1010);
+    connection_.Send(ResultFrame(ReferenceIDOf(frame), 0));
+    ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
+    ExpectInOrder(
+        {{plog::debug, "Message timings - from enqueue to send:3 sec, from send to receive: 7 sec, total time: 10 sec"},
+         {plog::info, "Response from gateway: OK for message with ID request-1"}});
 }
 
 TEST_F(AnswersTest, ANullMessageIsIgnored) {
@@ -329,6 +364,18 @@ TEST_F(AnswersTest, AnAnswerWhoseLockCannotBeTakenIsDroppedAndTheRequestStaysWai
     EXPECT_TRUE(owner_.Responses().empty());
     connection_.Send(answer);
     EXPECT_TRUE(owner_.WaitForResponses(1));
+}
+
+TEST_F(AnswersTest, TheLockOfAnAnswerIsThatOfTheWaitingRequestsWithTimeout10) {
+    // The sender, which takes locks too, stands at its gate.
+    ASSERT_TRUE(sendingGate_.WaitForArrival());
+    const TimedLocksFail fault;
+    gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(0, 1), 0);
+    EXPECT_EQ(LastLockDeadline(), 10);
+    ExpectInOrder({{plog::error, "Mutex waitingMessagesMutex timed out while acquiring lock."},
+                   {plog::error, "Cannot acquire Mutex of Brenk Gateway Response."},
+                   {plog::verbose, "Clear memory for the parsed response message."},
+                   {plog::verbose, kEndedText}});
 }
 
 TEST_F(AnswersTest, AnExceptionThrownAsAPointerInTheCallbackIsFreedAndTheRequestStaysWaiting) {

@@ -75,7 +75,10 @@ TEST_F(CountersTest, TheCountersWrapInTheFrame) {
     // Written by hand from the frame layout; CRC by python3, binascii.crc_hqx(data, 0).
     EXPECT_EQ(connection_.ReceiveLockFrame(), FromHex("13 FE FD 0E 01 00 00 3F 00 00 00 00 00 00 00 05 01 11 41"));
     // The keep-alive of the first cycle was built before the counters moved.
-    EXPECT_EQ(DeviceAddressOf(connection_.ReceiveFrame()), kRefreshAddress);
+    const Bytes keepAlive = connection_.ReceiveFrame();
+    EXPECT_EQ(DeviceAddressOf(keepAlive), kRefreshAddress);
+    EXPECT_EQ(ReferenceIDOf(keepAlive), 63);
+    EXPECT_EQ(SequenceCounterOf(keepAlive), 0U);
     ASSERT_TRUE(WaitUntil([&] { return builder_->ReferenceID() == 2; }));
     EXPECT_EQ(builder_->SequenceCounter(), 1U);
 }

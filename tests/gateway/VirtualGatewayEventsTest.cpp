@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "messages/ArgumentNullException.h"
 #include "messages/BrenkCardReaderMessagePayload.h"
@@ -64,6 +65,11 @@ class EventsTest : public GatewayTest {
         return owner_.Events().back();
     }
 
+    void ExpectNoPinLines() const {
+        EXPECT_FALSE(log_.Holds(plog::verbose, "Payload is of type PinCode."));
+        EXPECT_FALSE(log_.Holds(plog::debug, "PIN received"));
+    }
+
     std::unique_ptr<BrenkMessage> Parsed(Bytes frame) { return std::unique_ptr<BrenkMessage>(builder_->Parse(frame)); }
 };
 
@@ -77,6 +83,7 @@ TEST_F(EventsTest, ACardEventFromTheSocketReachesTheCallbackWithItsDataAsHexadec
     EXPECT_EQ(event.data, "04A1B2C3");
     EXPECT_EQ(event.reserved, 0U);
     EXPECT_EQ(event.context, Context(0));
+    EXPECT_FALSE(event.underLock);
     EXPECT_EQ(event.deviceAddress, 5) << "the low 16 bits of 00 01 00 05";
     EXPECT_EQ(log_.Count(plog::debug, "RFID received : 04A1B2C3"), 1);
     EXPECT_EQ(log_.Count(plog::verbose, "Clear memory for the parsed response message."), 1);
@@ -91,9 +98,14 @@ TEST_F(EventsTest, APinEventFromTheSocketReachesTheCallbackInConnectedToo) {
     EXPECT_EQ(owner_.Events().at(0).type, 22);
     EXPECT_EQ(owner_.Events().at(0).deviceAddress, 5);
     EXPECT_EQ(owner_.Events().at(0).data, "0102030F");
-    EXPECT_EQ(log_.Count(plog::verbose, "Current message CRC: 79CE"), 1) << log_.Text();
-    EXPECT_EQ(log_.Count(plog::verbose, "Payload is of type PinCode. Will be parsed for PIN."), 1);
-    EXPECT_EQ(log_.Count(plog::debug, "PIN received : 0102030F"), 1);
+    ExpectInOrder({{plog::verbose, "Current message CRC: 79CE"},
+                   {plog::verbose, "Payload is of type PinCode. Will be parsed for PIN."},
+                   {plog::debug, "PIN received : 0102030F"},
+                   {plog::verbose, "Clear memory for the parsed response message."},
+                   {plog::verbose, "Ended management."}});
+    EXPECT_FALSE(log_.Holds(plog::debug, "RFID received"));
+    EXPECT_FALSE(log_.Holds(plog::warning, ""));
+    EXPECT_FALSE(log_.Holds(plog::error, ""));
 }
 
 TEST_F(EventsTest, BothCardCodesBringTheirData) {
@@ -135,6 +147,7 @@ TEST_F(EventsTest, APinEventWhosePayloadIsOfAnotherTypeIsStillDeliveredWithEmpty
     EXPECT_EQ(log_.Count(plog::warning, "Payload type is not PinCode type. Current value: \x02"), 1) << log_.Text();
     EXPECT_EQ(log_.Count(plog::error, kNoPinText), 1);
     EXPECT_FALSE(log_.Holds(plog::error, "Current message payload is null."));
+    ExpectNoPinLines();
 }
 
 TEST_F(EventsTest, APinEventWithoutPayloadIsStillDeliveredWithEmptyData) {
@@ -142,6 +155,8 @@ TEST_F(EventsTest, APinEventWithoutPayloadIsStillDeliveredWithEmptyData) {
     EXPECT_EQ(log_.Count(plog::error, "Current message payload is null."), 1);
     EXPECT_EQ(log_.Count(plog::error, kNoPinText), 1);
     EXPECT_FALSE(log_.Holds(plog::warning, "Payload type"));
+    EXPECT_TRUE(log_.Holds(plog::verbose, "Current message CRC: "));
+    ExpectNoPinLines();
 }
 
 TEST_F(EventsTest, WithoutAnEventCallbackTheEventIsIgnored) {
@@ -159,6 +174,21 @@ TEST_F(EventsTest, EventsAreDeliveredWithoutAnyLock) {
     const TimedLocksFail fault;
     EXPECT_EQ(EventOf(Parsed(kCardEvent)).data, "04A1B2C3");
     EXPECT_FALSE(log_.Holds(plog::error, ""));
+}
+
+TEST_F(EventsTest, AnExceptionThrownAsAPointerInTheCallbackIsFreedAndTheNextEventIsHandled) {
+    bool first = true;
+    owner_.onEvent = [&first](const ReceivedEvent&) {
+        if (std::exchange(first, false)) {
+            throw new Brenk::ArgumentNullException;
+        }
+    };
+    gateway_->ManageBrenkGatewayResponse(Parsed(kCardEvent).release(), 0);
+    EXPECT_EQ(log_.Count(plog::error, "Exception in Brenk Response message loop. Manually releasing mutexes."), 1);
+    EXPECT_FALSE(log_.Holds(plog::verbose, "Ended management."));
+    gateway_->ManageBrenkGatewayResponse(Parsed(kPinEvent).release(), 0);
+    EXPECT_EQ(owner_.Events().size(), 2U);
+    EXPECT_EQ(log_.Count(plog::verbose, "Ended management."), 1);
 }
 
 TEST_F(EventsTest, EventsAndAnswersAreCalledBackOnTheReadThreadAlone) {

@@ -4,6 +4,7 @@
 #include <sys/time.h>
 
 #include <future>
+#include <optional>
 
 #include "diagnostics/ErrorGuard.h"
 #include "messages/InvalidArgumentException.h"
@@ -75,6 +76,9 @@ TEST(VirtualGatewayConstruction, MakesBothMutexesAndBothThreadsAndDestroysTheMut
         EXPECT_EQ(gateway.LastSendTime(), 0);
         EXPECT_TRUE(log.WaitFor(plog::verbose, "Send thread spawned."));
         EXPECT_TRUE(log.WaitFor(plog::debug, "Read thread spawned."));
+        EXPECT_EQ(log.Count(plog::verbose, "Send thread spawned."), 1);
+        EXPECT_EQ(log.Count(plog::debug, "Read thread spawned."), 1);
+        EXPECT_EQ(log.Count(plog::info, "Mutex initialized in .ctor"), 2);
     }
     EXPECT_EQ(log.Count(plog::verbose, "Virtual gateway destructor called."), 1);
     EXPECT_EQ(log.Count(plog::debug, "Closing send thread."), 1);
@@ -112,12 +116,31 @@ TEST(VirtualGatewayThreads, AThreadWithoutAGatewayEndsWithALine) {
     Threading::Thread reader(VirtualGateway::readThreadProc);
     ASSERT_TRUE(reader.Start(nullptr));
     EXPECT_TRUE(reader.Join());
+    EXPECT_EQ(log.Count(plog::debug, "Read thread spawned."), 1);
     EXPECT_EQ(log.Count(plog::error, "CurrentGateway is null."), 1);
     Threading::Thread sender(VirtualGateway::sendThreadProc);
     ASSERT_TRUE(sender.Start(nullptr));
     EXPECT_TRUE(sender.Join());
+    EXPECT_EQ(log.Count(plog::verbose, "Send thread spawned."), 1);
     EXPECT_EQ(log.Count(plog::error, "CurrentGateway is null."), 2);
     EXPECT_FALSE(log.Holds(plog::debug, "Closing"));
+}
+
+// The SO_SNDTIMEO of the first socket of this process whose other end has this port.
+std::optional<timeval> SendTimeoutOfConnectionTo(int port) {
+    constexpr int kDescriptors = 1024;
+    for (int descriptor = 0; descriptor < kDescriptors; ++descriptor) {
+        sockaddr_in peer = {};
+        socklen_t size = sizeof peer;
+        timeval timeout = {};
+        socklen_t timeoutSize = sizeof timeout;
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && peer.sin_family == AF_INET &&
+            ntohs(peer.sin_port) == port &&
+            getsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &timeout, &timeoutSize) == 0) {
+            return timeout;
+        }
+    }
+    return std::nullopt;
 }
 
 using LifecycleTest = GatewayTest;
@@ -206,6 +229,63 @@ TEST_F(LifecycleTest, DisconnectClosesTheSocketAndTellsTheOwner) {
     EXPECT_TRUE(connection_.WaitForEnd());
     EXPECT_EQ(gateway_->Status(), DISCONNECTED);
     EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}, {READY, DISCONNECTED}}));
+}
+
+TEST_F(LifecycleTest, TheOwnerHearsOfADisconnectWhenTheSocketIsClosedAndTheStatusIsSet) {
+    int closedBeforeCallback = -1;
+    Brenk::VirtualGatewayStatuses statusInCallback = Brenk::UNKNOWN;
+    owner_.onStateChanged = [&](const StateChange& change) {
+        closedBeforeCallback = log_.Count(plog::debug, "Called close on current connectionSocket.");
+        statusInCallback = change.gateway->Status();
+    };
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    EXPECT_EQ(closedBeforeCallback, 0);
+    EXPECT_EQ(statusInCallback, READY);
+    EXPECT_TRUE(gateway_->Disconnect());
+    EXPECT_EQ(closedBeforeCallback, 1);
+    EXPECT_EQ(statusInCallback, DISCONNECTED);
+}
+
+// Only CONNECTED and NOT_PRESENT turn it away.
+TEST_F(LifecycleTest, ConnectInFaultedConnectsAnewWithAndWithoutARefresh) {
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    EXPECT_TRUE(gateway_->Connect(false));
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    EXPECT_TRUE(gateway_->Connect(true));
+    EXPECT_EQ(owner_.Steps(),
+              StateSteps({{CREATED, FAULTED}, {FAULTED, READY}, {READY, FAULTED}, {FAULTED, CONNECTED}}));
+    EXPECT_EQ(log_.Count(plog::verbose, "Sequence Counter refresh enqueued."), 1);
+}
+
+TEST_F(LifecycleTest, ConnectWithARefreshInReadyGoesBackToConnected) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    EXPECT_TRUE(gateway_->Connect(true));
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}, {READY, CONNECTED}}));
+}
+
+TEST_F(LifecycleTest, AFaultedGatewayThatWasNeverConnectedIsDisconnectedToo) {
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    EXPECT_TRUE(gateway_->Disconnect());
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, FAULTED}, {FAULTED, DISCONNECTED}}));
+}
+
+TEST_F(LifecycleTest, AFaultedGatewayBecomesNotPresentAtThe20thFailureAndNotBefore) {
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    fake_.Refuse();
+    for (int attempt = 1; attempt <= 19; ++attempt) {
+        EXPECT_FALSE(gateway_->Connect(false));
+        EXPECT_EQ(gateway_->Status(), FAULTED);
+    }
+    EXPECT_FALSE(gateway_->Connect(true));
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, FAULTED}, {FAULTED, NOT_PRESENT}}));
+}
+
+TEST_F(LifecycleTest, ASendToTheGatewayMayTake15Seconds) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    const std::optional<timeval> timeout = SendTimeoutOfConnectionTo(static_cast<int>(fake_.Port()));
+    ASSERT_TRUE(timeout.has_value());
+    EXPECT_EQ(timeout->tv_sec, 15);
+    EXPECT_EQ(timeout->tv_usec, 0);
 }
 
 TEST_F(LifecycleTest, DisconnectIsAllowedInConnectedAndFaultedToo) {

@@ -150,6 +150,13 @@ TEST_P(OperationTest, SendsItsFrameAndLogsItsLines) {
     EXPECT_TRUE(tested.call(*gateway_, Context(1)));
     EXPECT_EQ(log_.Count(plog::info, tested.enqueuingText), 1) << log_.Text();
     EXPECT_EQ(log_.Count(plog::verbose, tested.bytesText + tested.frame), 1) << log_.Text();
+    std::vector<CapturedLog::Line> inOrder = {{plog::info, tested.enqueuingText},
+                                              {plog::verbose, tested.bytesText + tested.frame},
+                                              {plog::verbose, "RequestInfo built."}};
+    if (tested.correctsSetupNumber) {
+        inOrder.insert(inOrder.begin(), {plog::warning, kUidText});
+    }
+    ExpectInOrder(inOrder);
     EXPECT_NE(LineOf(tested.enqueuingText).find("VirtualGateway::" + tested.operation + "("), std::string::npos);
     EXPECT_NE(LineOf(tested.bytesText).find("VirtualGateway::" + tested.operation + "("), std::string::npos);
     EXPECT_EQ(log_.Count(plog::warning, kUidText), tested.correctsSetupNumber ? 1 : 0);
@@ -261,9 +268,7 @@ class OperationStatusTest : public GatewayTest, public ::testing::WithParamInter
         EXPECT_FALSE(Call());
         const auto lines = log_.Lines();
         ASSERT_EQ(lines.size(), before + expected.size()) << log_.Text();
-        for (const CapturedLog::Line& line : expected) {
-            EXPECT_EQ(log_.Count(line.first, line.second), 1) << line.second;
-        }
+        ExpectInOrder(expected);
     }
 
     void BeNotPresent() {

@@ -2,6 +2,7 @@
 
 #include "messages/ArgumentNullException.h"
 #include "tests/gateway/GatewayFixture.h"
+#include "tests/gateway/ProgramClock.h"
 #include "tests/gateway/ThreadFaults.h"
 #include "tests/messages/WireBytes.h"
 
@@ -37,6 +38,8 @@ using QueueTest = GatewayTest;
 TEST_F(QueueTest, ANullMessageThrowsAndIsLogged) {
     EXPECT_TRUE(ThrowsArgumentNull([&] { gateway_->EnqueueMessage("request-1", nullptr, Context(1)); }));
     EXPECT_EQ(log_.Count(plog::error, "Message is nullptr"), 1);
+    EXPECT_TRUE(ThrowsArgumentNull([&] { gateway_->EnqueueMessage("request-1", nullptr, nullptr); }));
+    EXPECT_EQ(log_.Count(plog::error, "Message is nullptr"), 2);
 }
 
 TEST_F(QueueTest, ANullContextThrowsAndTheMessageStaysTheCallers) {
@@ -62,12 +65,16 @@ TEST_F(QueueTest, AMessageIsQueuedAndSentAndAnswered) {
 }
 
 TEST_F(QueueTest, AMessageWhoseLockCannotBeTakenIsNotQueuedAndStaysTheCallers) {
+    // The sender, which takes locks too, stands at its gate.
+    ASSERT_TRUE(sendingGate_.WaitForArrival());
     const std::unique_ptr<BrenkMessage> message = builder_->BuildGetStatus(5);
     {
         const TimedLocksFail fault;
         gateway_->EnqueueMessage("request-1", message.get(), Context(1));
     }
-    EXPECT_EQ(log_.Count(plog::error, "Cannot enqueue message with ID request-1and reference ID \x01"), 1);
+    EXPECT_EQ(LastLockDeadline(), 5);
+    ExpectInOrder({{plog::error, "Mutex waitingMessagesMutex timed out while acquiring lock."},
+                   {plog::error, "Cannot enqueue message with ID request-1and reference ID \x01"}});
     EXPECT_EQ(message->DeviceAddress(), 5U);
     EXPECT_FALSE(log_.Holds(plog::verbose, kBuiltText));
 }
@@ -139,6 +146,63 @@ TEST_F(QueueTest, TheKeepAliveIsTheSequenceRefreshAndIsNotRepeatedWithin27Second
     EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 1);
 }
 
+TEST_F(QueueTest, TheKeepAliveIsDueToTheSecondWhen27HavePassedSinceTheLast) {
+    StandingClock clock(1000000000);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 1);
+    clock.Set(1000000026);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 1);
+    clock.Set(1000000027);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 2);
+    clock.Set(1000000053);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 2);
+    clock.Set(1000000054);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 3);
+    ExpectInOrder({{plog::verbose, kKeepAliveText},
+                   {plog::verbose, "Refreshing sequence couter."},
+                   {plog::verbose, kBuiltText},
+                   {plog::verbose, kPushedText},
+                   {plog::verbose, "Sequence Counter refresh enqueued."}});
+}
+
+TEST_F(QueueTest, TheTimeOfTheLastKeepAliveBeginsAt0) {
+    StandingClock clock(26);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 0);
+    clock.Set(27);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 1);
+}
+
+TEST_F(QueueTest, AClockThatWasPutBackMakesNoKeepAliveDue) {
+    StandingClock clock(1000000000);
+    gateway_->SendGetStatusKeepAlive();
+    clock.Set(999999900);
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 1);
+}
+
+TEST_F(QueueTest, TheSecondsSinceTheLastKeepAliveAreASigned32BitNumber) {
+    if (sizeof(std::time_t) < sizeof(std::int64_t)) {
+        GTEST_SKIP() << "no time is that far away here";
+    }
+    constexpr std::int64_t kStart = 1000000000;
+    StandingClock clock(kStart);
+    gateway_->SendGetStatusKeepAlive();
+    for (const std::int64_t later : {0x80000000LL, 0xFFFFFFFFLL, 0x10000001ALL}) {
+        clock.Set(static_cast<std::time_t>(kStart + later));
+        gateway_->SendGetStatusKeepAlive();
+        EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 1) << later;
+    }
+    clock.Set(static_cast<std::time_t>(kStart + 0x7FFFFFFF));
+    gateway_->SendGetStatusKeepAlive();
+    EXPECT_EQ(log_.Count(plog::verbose, kKeepAliveText), 2);
+}
+
 TEST_F(QueueTest, TheKeepAliveFiresInTheFirstCycleInEveryStatus) {
     ASSERT_EQ(gateway_->Status(), Brenk::CREATED);
     StartSending();
@@ -190,6 +254,20 @@ TEST_F(QueueTest, BeforeTheFirstRequestNothingIsTakenWithoutAConnection) {
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kKeepAliveText));
     EXPECT_FALSE(WaitUntil([&] { return gateway_->LastSendTime() != 0; }, kQuietTime));
     EXPECT_EQ(builder_->ReferenceID(), 1);
+}
+
+TEST_F(QueueTest, BeforeTheFirstRequestNotEvenASequenceRefreshIsTakenInFaultedOrDisconnected) {
+    ASSERT_TRUE(gateway_->Connect(true));
+    connection_ = fake_.Accept();
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    ASSERT_EQ(gateway_->Status(), FAULTED);
+    StartSending();
+    EXPECT_TRUE(connection_.ReceiveFrame(kQuietTime).empty());
+    ASSERT_TRUE(gateway_->Disconnect());
+    EXPECT_FALSE(WaitUntil([&] { return gateway_->LastSendTime() != 0; }, kQuietTime));
+    EXPECT_FALSE(log_.Holds(plog::verbose, "Message binary data: "));
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    EXPECT_EQ(DeviceAddressOf(connection_.ReceiveFrame()), kRefreshAddress);
 }
 
 // A client's ID that holds the mark is taken for a refresh.
@@ -256,26 +334,28 @@ TEST_F(QueueTest, ARequestIsNotSentAgainAfterAFailedSend) {
 
 // What the send thread does around a request.
 
-TEST_F(QueueTest, EveryStepOfASendIsLogged) {
+TEST_F(QueueTest, EveryStepOfASendIsLoggedInItsOrder) {
     ASSERT_NO_FATAL_FAILURE(BeReady());
     const std::time_t before = std::time(nullptr);
     ASSERT_TRUE(gateway_->CloseLock("request-1", 0xFFFFFFFF, 9, false, Context(1)));
     EXPECT_FALSE(connection_.ReceiveLockFrame().empty());
     ASSERT_TRUE(log_.WaitFor(plog::verbose, "Binary serialized message with ID request-1"));
+    // CRC by python3, binascii.crc_hqx(data, 0).
+    ExpectInOrder({
+        {plog::debug, "VGS - CloseLock entered requestID : request-1 lockid :4294967295 delay:9"},
+        {plog::info, " Enqueuing CLOSE_LOCK message."},
+        {plog::verbose, kBuiltText},
+        {plog::verbose, kPushedText},
+        {plog::info, "Sending binary serialized message with ID request-1, code \x0B to address 4294967295"},
+        {plog::verbose, "Message binary data: 15 FE FD 10 01 00 00 02 00 00 00 02 FF FF FF FF 0B 00 09 B7 A3"},
+        {plog::verbose, "Sending binary serialized message with ID request-1 to gateway socket send."},
+        {plog::verbose,
+         "Binary serialized message with ID request-1 and ReferenceID \x02 sent using gateway socket send."},
+    });
     EXPECT_EQ(
         log_.Count(plog::info, "Sending binary serialized message with ID request-1, code \x0B to address 4294967295"),
         1);
-    // CRC by python3, binascii.crc_hqx(data, 0).
-    EXPECT_EQ(log_.Count(plog::verbose,
-                         "Message binary data: 15 FE FD 10 01 00 00 02 00 00 00 02 FF FF FF FF 0B 00 09 B7 A3"),
-              1)
-        << log_.Text();
-    EXPECT_EQ(log_.Count(plog::verbose, "Sending binary serialized message with ID request-1 to gateway socket send."),
-              1);
-    EXPECT_EQ(log_.Count(plog::verbose,
-                         "Binary serialized message with ID request-1 and ReferenceID \x02 sent using gateway socket "
-                         "send."),
-              1);
+    EXPECT_FALSE(log_.Holds(plog::error, ""));
     EXPECT_GE(gateway_->LastSendTime(), before);
 }
 
@@ -291,10 +371,12 @@ TEST_F(QueueTest, ASendLoopThatCannotTakeItsLockSaysSoAndTriesAgain) {
     ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
     {
         const TimedLocksFail fault;
-        ASSERT_TRUE(log_.WaitFor(plog::error,
-                                 "Cannot acquire lock for messages for send thread loop of virtual gateway with ID "
-                                 "12"));
+        ASSERT_TRUE(log_.WaitFor(plog::error, "Cannot acquire lock for messages"));
     }
+    EXPECT_EQ(LastLockDeadline(), 5);
+    ExpectInOrder(
+        {{plog::error, "Mutex queueMutex timed out while acquiring lock."},
+         {plog::error, "Cannot acquire lock for messages for send thread loop of virtual gateway with ID 12"}});
     EXPECT_FALSE(connection_.ReceiveLockFrame().empty());
 }
 

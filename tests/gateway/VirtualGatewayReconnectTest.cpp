@@ -4,6 +4,8 @@
 
 #include <array>
 #include <atomic>
+#include <utility>
+#include <vector>
 
 #include "diagnostics/ErrorGuard.h"
 #include "messages/NullObjectException.h"
@@ -195,6 +197,7 @@ TEST_F(ReconnectTest, ASendErrorReconnectsInsideTheStateCallbackAndTheRequestKee
     ASSERT_TRUE(WaitUntil([&] { return builder_->ReferenceID() == referenceID + 1; }));
     EXPECT_EQ(builder_->SequenceCounter(), counter + 1);
     EXPECT_EQ(owner_.Steps(), kOneReconnectAfterAnError);
+    EXPECT_TRUE(owner_.StateChanges().at(1).underLock) << "the sender sends under its guard";
     EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Send error. Error description: Connection reset by peer"), 1)
         << log_.Text();
     EXPECT_EQ(log_.Count(plog::error,
@@ -286,6 +289,44 @@ TEST_F(ReconnectTest, TheSocketErrorCallbacksFaultAGatewayInAnyStatusAndReportTh
     EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, FAULTED}, {FAULTED, FAULTED}}));
     EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Send error. Error description: Broken pipe"), 1);
     EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Receive error. Error description: Connection timed out"), 1);
+}
+
+TEST_F(ReconnectTest, TheOwnerHearsOfAFaultWhenItHasItsLineAndTheStatusIsSet) {
+    std::vector<std::pair<int, Brenk::VirtualGatewayStatuses>> inCallback;
+    owner_.onStateChanged = [&](const StateChange& change) {
+        inCallback.emplace_back(log_.Count(plog::error, "Socket faulted. Send error. Error description: Broken pipe") +
+                                    log_.Count(plog::error,
+                                               "Socket faulted. Receive error. Error description: Broken "
+                                               "pipe") +
+                                    log_.Count(plog::warning, kGracefulText),
+                                change.gateway->Status());
+    };
+    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
+    VirtualGateway::SocketRecvError(EPIPE, gateway_.get());
+    VirtualGateway::SocketRecvError(0, gateway_.get());
+    const std::vector<std::pair<int, Brenk::VirtualGatewayStatuses>> expected = {
+        {1, FAULTED}, {2, FAULTED}, {3, DISCONNECTED}, {3, READY}};
+    EXPECT_EQ(inCallback, expected);
+}
+
+TEST_F(ReconnectTest, AnOrderlyCloseConnectsAGatewayThatNeedsNoDisconnecting) {
+    VirtualGateway::SocketRecvError(0, gateway_.get());
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}}));
+    EXPECT_EQ(log_.Count(plog::warning, kGracefulText), 1);
+}
+
+// What was received is handled first, and the error is left to the receive that meets it.
+TEST_F(ReconnectTest, AnErrorThatComesAfterAReceiveIsNoReasonToReconnectBeforeTheNextReceive) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    LogGate managing("Managing new message");
+    connection_.Send(EventFrame(14, {0x01}));
+    ASSERT_TRUE(managing.WaitForArrival());
+    connection_.Reset();
+    managing.Open();
+    ASSERT_TRUE(owner_.WaitForStateChanges(2));
+    EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}, {READY, FAULTED}}));
+    EXPECT_EQ(log_.Count(plog::error, "Socket faulted. Receive error. Error description: Connection reset by peer"), 1);
+    EXPECT_FALSE(log_.Holds(plog::debug, "Socket in error. Try a reconnect."));
 }
 
 TEST_F(ReconnectTest, AnOrderlyCloseOfAFaultedGatewayReconnectsIt) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -104,6 +105,31 @@ TEST_F(ThreadsTest, ASendThreadThatIsStillBusyKeepsItsContextWhileTheGatewayIsDe
     destroyed.get();
     EXPECT_EQ(log_.Count(plog::verbose, "Sequence Counter refresh enqueued."), 1);
     EXPECT_FALSE(log_.Holds(plog::error, ""));
+}
+
+// Each event is sent from inside the callback of the one before: it waits until the reader has rested.
+TEST_F(ThreadsTest, TheReadThreadRestsFor300MillisecondsBeforeItReceives) {
+    constexpr std::size_t kEvents = 6;
+    constexpr std::chrono::milliseconds kPeriod{300};
+    constexpr std::chrono::milliseconds kWorkInAPeriod{50};
+    std::vector<std::chrono::steady_clock::time_point> moments;
+    owner_.onEvent = [&](const ReceivedEvent&) {
+        moments.push_back(std::chrono::steady_clock::now());
+        if (moments.size() < kEvents) {
+            connection_.Send(EventFrame(14, {0x01}));
+        }
+    };
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    connection_.Send(EventFrame(14, {0x01}));
+    ASSERT_TRUE(owner_.WaitForEvents(kEvents));
+    StartSending();
+    gateway_.reset();
+    auto shortest = std::chrono::steady_clock::duration::max();
+    for (std::size_t index = 1; index < kEvents; ++index) {
+        shortest = std::min(shortest, moments.at(index) - moments.at(index - 1));
+    }
+    EXPECT_GE(shortest, kPeriod);
+    EXPECT_LT(shortest, kPeriod + kWorkInAPeriod);
 }
 
 // Cancelled threads unwind through the loops and their catch-alls, and the gateway can still be destroyed.
