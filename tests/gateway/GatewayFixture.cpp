@@ -48,10 +48,10 @@ void Owner::StateChanged(VirtualGateway* gateway, VirtualGatewayStatuses oldStat
     }
 }
 
-void Owner::ResponseReceived(VirtualGateway* /*gateway*/, VirtualGatewayResponseMessage* response, void* context) {
+void Owner::ResponseReceived(VirtualGateway* gateway, VirtualGatewayResponseMessage* response, void* context) {
     const std::unique_ptr<VirtualGatewayResponseMessage> owned(response);
-    ReceivedResponse received = {owned == nullptr, "", -1, 0, std::nullopt, context, std::this_thread::get_id(),
-                                 HoldsTimedLock()};
+    ReceivedResponse received = {
+        gateway, owned == nullptr, "", -1, 0, std::nullopt, context, std::this_thread::get_id(), HoldsTimedLock()};
     if (owned != nullptr) {
         received.requestID = owned->requestID;
         received.requestCode = owned->requestCode;
@@ -69,10 +69,10 @@ void Owner::ResponseReceived(VirtualGateway* /*gateway*/, VirtualGatewayResponse
     }
 }
 
-void Owner::EventReceived(VirtualGateway* /*gateway*/, VirtualGatewayEventMessage* event, void* context) {
+void Owner::EventReceived(VirtualGateway* gateway, VirtualGatewayEventMessage* event, void* context) {
     const std::unique_ptr<VirtualGatewayEventMessage> owned(event);
-    const ReceivedEvent received = {owned->eventType, owned->deviceAddress,       owned->data,     owned->reserved,
-                                    context,          std::this_thread::get_id(), HoldsTimedLock()};
+    const ReceivedEvent received = {gateway,         owned->eventType, owned->deviceAddress,       owned->data,
+                                    owned->reserved, context,          std::this_thread::get_id(), HoldsTimedLock()};
     {
         const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
         currentOwner->events_.push_back(received);

@@ -48,6 +48,7 @@ struct StateChange {
 };
 
 struct ReceivedResponse {
+    Brenk::VirtualGateway* gateway;
     bool isNull;
     std::string requestID;
     int requestCode;
@@ -59,6 +60,7 @@ struct ReceivedResponse {
 };
 
 struct ReceivedEvent {
+    Brenk::VirtualGateway* gateway;
     int type;
     int deviceAddress;
     std::string data;

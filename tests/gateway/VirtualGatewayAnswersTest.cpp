@@ -85,6 +85,7 @@ TEST_P(ResultTest, IsLoggedAndPassedToTheCallbackWithTheRequestsContext) {
     EXPECT_EQ(log_.Holds(plog::debug, "BRENK_RESPONSE"), GetParam().severity == plog::debug);
     ASSERT_EQ(owner_.Responses().size(), 1U);
     const ReceivedResponse response = owner_.Responses().at(0);
+    EXPECT_EQ(response.gateway, gateway_.get());
     EXPECT_FALSE(response.isNull);
     EXPECT_EQ(response.requestID, "request-1");
     EXPECT_EQ(response.requestCode, 138);
@@ -231,6 +232,7 @@ TEST_F(AnswersTest, AStatusAnswerWithoutPayloadCallsTheResponseCallbackWithANull
     EXPECT_EQ(log_.Count(plog::error, "Cannot parse GetStatus message payload."), 1);
     ASSERT_EQ(owner_.Responses().size(), 1U);
     EXPECT_TRUE(owner_.Responses().at(0).isNull);
+    EXPECT_EQ(owner_.Responses().at(0).gateway, gateway_.get());
     EXPECT_EQ(owner_.Responses().at(0).context, Context(1));
     EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
 }
@@ -251,6 +253,7 @@ TEST_F(AnswersTest, AnAnswerOfAnUnknownCodeCallsTheResponseCallbackWithANullMess
     EXPECT_EQ(log_.Count(plog::verbose, "Received unmanaged message response."), 1);
     ASSERT_EQ(owner_.Responses().size(), 1U);
     EXPECT_TRUE(owner_.Responses().at(0).isNull);
+    EXPECT_EQ(owner_.Responses().at(0).gateway, gateway_.get());
     EXPECT_EQ(owner_.Responses().at(0).context, Context(1));
     EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
 }
@@ -291,20 +294,23 @@ TEST_F(AnswersTest, EveryStepOfAnAnswerIsLoggedInItsOrderAndTheCallbackComesBetw
         linesBeforeCallback = {log_.Count(plog::info, "Response from gateway: OK for message with ID request-1"),
                                log_.Count(plog::verbose, "Clear memory for the request.")};
     };
+    // The refresh takes 44 (0x2C), the requests 45 and 46.
+    builder_ = std::make_shared<Brenk::Messages::BrenkMessageBuilder>(0, 44);
+    gateway_->SetMessageBuilder(builder_);
     ASSERT_NO_FATAL_FAILURE(BeReady());
     const std::uint8_t referenceID = ReferenceIDOf(SendStatusRequest("request-1"));
     SendStatusRequest("request-2");
-    ASSERT_EQ(referenceID, 2);
-    connection_.Send(ResultFrame(0xC0 | 2, 0));
+    ASSERT_EQ(referenceID, 45);
+    connection_.Send(ResultFrame(0xC0 | 45, 0));
     ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
     ExpectInOrder({{plog::debug, "Message fetched and translated. Erasing the array from the buffer."},
                    {plog::debug, "Managing new message"},
-                   {plog::verbose, "ReplyReferenceID 2"},
-                   {plog::verbose, "ReplyReferenceID LE192"},
-                   {plog::verbose, "ReplyReferenceID BE2"},
+                   {plog::verbose, "ReplyReferenceID 45"},
+                   {plog::verbose, "ReplyReferenceID LE236"},
+                   {plog::verbose, "ReplyReferenceID BE45"},
                    {plog::verbose, "Waiting message count 3"},
-                   {plog::verbose, "Message pending with refereceID 2 and Message ID request-1"},
-                   {plog::verbose, "Message pending with refereceID 2 and Message ID request-2"},
+                   {plog::verbose, "Message pending with refereceID 45 and Message ID request-1"},
+                   {plog::verbose, "Message pending with refereceID 45 and Message ID request-2"},
                    {plog::info, "Response from gateway: OK for message with ID request-1"},
                    {plog::verbose, "Clear memory for the request."},
                    {plog::verbose, "Internal request message set. Deallocate message memory."},
@@ -314,7 +320,7 @@ TEST_F(AnswersTest, EveryStepOfAnAnswerIsLoggedInItsOrderAndTheCallbackComesBetw
     EXPECT_EQ(linesBeforeCallback, std::make_pair(1, 0));
     EXPECT_TRUE(owner_.Responses().at(0).underLock);
     EXPECT_EQ(log_.Count(plog::debug, "Managing new message"), 1);
-    EXPECT_TRUE(log_.Holds(plog::verbose, "Message pending with refereceID 2 and Message ID requestNewSEQID-"));
+    EXPECT_TRUE(log_.Holds(plog::verbose, "Message pending with refereceID 45 and Message ID requestNewSEQID-"));
 }
 
 TEST_F(AnswersTest, TheTimingsOfARequestAreLoggedInSeconds) {

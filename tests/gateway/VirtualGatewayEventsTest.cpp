@@ -83,6 +83,7 @@ TEST_F(EventsTest, ACardEventFromTheSocketReachesTheCallbackWithItsDataAsHexadec
     EXPECT_EQ(event.data, "04A1B2C3");
     EXPECT_EQ(event.reserved, 0U);
     EXPECT_EQ(event.context, Context(0));
+    EXPECT_EQ(event.gateway, gateway_.get());
     EXPECT_FALSE(event.underLock);
     EXPECT_EQ(event.deviceAddress, 5) << "the low 16 bits of 00 01 00 05";
     EXPECT_EQ(log_.Count(plog::debug, "RFID received : 04A1B2C3"), 1);
@@ -115,6 +116,11 @@ TEST_F(EventsTest, BothCardCodesBringTheirData) {
         EXPECT_EQ(owner_.Events().back().data, "AB");
     }
     EXPECT_FALSE(log_.Holds(plog::error, kNoCardText));
+}
+
+TEST_F(EventsTest, OfTheDeviceAddressTheLow16BitsArePassedOn) {
+    const Bytes payload = {0xA0, 0xA1, 0xA2, 0xA3, 0xB1, 0xB2, 0xB3, 0x01, 0xAB};
+    EXPECT_EQ(EventOf(Parsed(Frame(14, 0, payload, 0x1234FEDC))).deviceAddress, 0xFEDC);
 }
 
 TEST_F(EventsTest, TheOtherEventCodesHaveNoPayloadAndAreDeliveredWithEmptyData) {
