@@ -241,6 +241,7 @@ TEST_F(AnswersTest, AResultWithoutPayloadCallsTheResponseCallbackWithANullMessag
     ASSERT_NO_FATAL_FAILURE(BeReady());
     const Bytes frame = SendStatusRequest("request-1");
     gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(0, ReferenceIDOf(frame)), std::time(nullptr));
+    EXPECT_EQ(log_.Count(plog::error, "Cannot parse the result of the request."), 1);
     ASSERT_EQ(owner_.Responses().size(), 1U);
     EXPECT_TRUE(owner_.Responses().at(0).isNull);
     EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);

@@ -319,6 +319,7 @@ TEST_F(LifecycleTest, AnExceptionInTheStateCallbackMakesDisconnectFail) {
     ASSERT_TRUE(gateway_->Connect(false));
     EXPECT_FALSE(gateway_->Disconnect());
     EXPECT_EQ(gateway_->Status(), DISCONNECTED);
+    EXPECT_EQ(log_.Count(plog::error, "Cannot disconnect from the gateway: Null or empty object"), 1);
 }
 
 TEST_F(LifecycleTest, The20thFailedConnectMovesToNotPresentAndAttempts1To19LeaveTheStatusUnchanged) {

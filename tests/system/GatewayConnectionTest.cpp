@@ -33,7 +33,8 @@ TEST(GatewayConnection, ClosedInOrderIsMadeOnceMoreAndRequestsGoOn) {
     EXPECT_EQ(system.Gateway().ConnectionCount(), 2U);
     EXPECT_EQ(system.Gateway().ReceivedFrames().back().connection, 2U);
     ExpectInOrder(system.Mux().Lines(),
-                  {{"INFO", kStateChange + "READY to state DISCONNECTED"},
+                  {{"WARN", "Connection gracefully closed. The VGs will reconnect. Error description: Success"},
+                   {"INFO", kStateChange + "READY to state DISCONNECTED"},
                    {"INFO", kStateChange + "DISCONNECTED to state READY"},
                    {"",
                     "Received 0 bytes as read result, and no other read operations was pending. The socket must be "
