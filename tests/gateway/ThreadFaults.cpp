@@ -23,10 +23,14 @@ thread_local bool pausesAfterUnlocks = false;
 // Of this thread, taken with a timed lock and not yet unlocked; a thread takes few one within the other.
 thread_local std::array<const pthread_mutex_t*, 8> heldMutexes{};
 
+// Of all threads.
+std::atomic<int> heldCount{0};
+
 void Replace(const pthread_mutex_t* searched, const pthread_mutex_t* replacement) {
     auto* const position = std::find(heldMutexes.begin(), heldMutexes.end(), searched);
     if (position != heldMutexes.end()) {
         *position = replacement;
+        heldCount += replacement == nullptr ? -1 : 1;
     }
 }
 
@@ -100,6 +104,10 @@ long LastLockDeadline() {
 
 bool HoldsTimedLock() {
     return std::any_of(heldMutexes.begin(), heldMutexes.end(), [](const auto* mutex) { return mutex != nullptr; });
+}
+
+int HeldTimedLocks() {
+    return heldCount;
 }
 
 void PauseAfterUnlocks(bool pause) {

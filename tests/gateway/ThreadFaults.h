@@ -29,6 +29,9 @@ long LastLockDeadline();
 // Whether the calling thread holds a mutex that it took with a timed lock, as the program's guards do.
 bool HoldsTimedLock();
 
+// How many such mutexes all threads hold together.
+int HeldTimedLocks();
+
 // From now on the calling thread pauses after each unlocking of a mutex, or no longer does: other threads that wait
 // for the mutex get it then.
 void PauseAfterUnlocks(bool pause);

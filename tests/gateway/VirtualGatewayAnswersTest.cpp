@@ -385,6 +385,21 @@ TEST_F(AnswersTest, TheLockOfAnAnswerIsThatOfTheWaitingRequestsWithTimeout10) {
                    {plog::verbose, kEndedText}});
 }
 
+TEST_F(AnswersTest, TheLockOfAnAnswerIsReleasedBeforeTheFrameIsFreed) {
+    // The sender, which takes locks too, stands at its gate.
+    ASSERT_TRUE(sendingGate_.WaitForArrival());
+    LogGate lost(kOrphanText);
+    LogGate clearing("Clear memory for the parsed response message.");
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    const int before = HeldTimedLocks();
+    connection_.Send(ResultFrame(1, 0));
+    EXPECT_TRUE(lost.WaitForArrival());
+    EXPECT_EQ(HeldTimedLocks(), before + 1);
+    lost.Open();
+    EXPECT_TRUE(clearing.WaitForArrival());
+    EXPECT_EQ(HeldTimedLocks(), before);
+}
+
 TEST_F(AnswersTest, AnExceptionThrownAsAPointerInTheCallbackIsFreedAndTheRequestStaysWaiting) {
     bool first = true;
     owner_.onResponse = [&first](const ReceivedResponse&) {

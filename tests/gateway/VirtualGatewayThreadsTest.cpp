@@ -75,7 +75,7 @@ TEST_F(ThreadsTest, TheDestructorWaitsForACallbackThatIsStillRunning) {
         gateway_.reset();
         return left.load();
     });
-    ASSERT_TRUE(log_.WaitFor(plog::verbose, "Virtual gateway destructor called."));
+    EXPECT_TRUE(log_.WaitFor(plog::verbose, "Virtual gateway destructor called."));
     EXPECT_EQ(destroyed.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     release.set_value();
     EXPECT_TRUE(destroyed.get());
@@ -88,7 +88,7 @@ TEST_F(ThreadsTest, NoCallbackBeginsOnceTheDestructorHasClearedThem) {
     ASSERT_TRUE(managing.WaitForArrival());
     auto destroyed = std::async(std::launch::async, [&] { gateway_.reset(); });
     // The callbacks are cleared before the threads are told to end, and the sender ends at once.
-    ASSERT_TRUE(log_.WaitFor(plog::debug, "Closing send thread."));
+    EXPECT_TRUE(log_.WaitFor(plog::debug, "Closing send thread."));
     managing.Open();
     destroyed.get();
     EXPECT_TRUE(owner_.Events().empty());
@@ -100,7 +100,7 @@ TEST_F(ThreadsTest, ASendThreadThatIsStillBusyKeepsItsContextWhileTheGatewayIsDe
     StartSending();
     ASSERT_TRUE(keepAlive.WaitForArrival());
     auto destroyed = std::async(std::launch::async, [&] { gateway_.reset(); });
-    ASSERT_TRUE(log_.WaitFor(plog::debug, "Closing read thread."));
+    EXPECT_TRUE(log_.WaitFor(plog::debug, "Closing read thread."));
     keepAlive.Open();
     destroyed.get();
     EXPECT_EQ(log_.Count(plog::verbose, "Sequence Counter refresh enqueued."), 1);
