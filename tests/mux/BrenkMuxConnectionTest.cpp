@@ -106,6 +106,14 @@ TEST_F(BrenkMuxReachable, DoesNotConnectAnythingWhileTheMuxIsNotEnabled) {
     EXPECT_EQ(LinesOfOnePass(disabled, log), Lines{});
 }
 
+// The gateways of the configuration before are still there at that line, and the gateways thread goes round meanwhile.
+TEST_F(BrenkMuxReachable, DoesNotConnectTheGatewaysThatAConfigurationIsAboutToSwitchOff) {
+    const LogHook line("Destroying all gateways already configured...", [&] { mux.ConnectVirtualGateways(); });
+    mux.ParseConfiguration("{}");
+    EXPECT_EQ(line.Runs(), 1);
+    EXPECT_EQ(InOrder(log, kLines), Lines{});
+}
+
 // The gateway's own thread is connecting it at this moment: its status is about to change.
 TEST_F(BrenkMuxReachable, LeavesAGatewayAloneThatAnotherThreadIsConnecting) {
     const auto connection = mux.Gateway()->TryLockConnection();

@@ -185,6 +185,11 @@ TEST(MuxConfigurationParser, ReplacesAllThatTheDestinationHeld) {
     ASSERT_TRUE(MuxConfigurationParser().ParseText(R"({"Gateways":[{"ID":1}]})", configuration));
     ASSERT_EQ(configuration.gateways.size(), 1U);
     EXPECT_EQ(configuration.gateways.at(0).id, 1);
+
+    configuration = Filled();
+    ASSERT_TRUE(MuxConfigurationParser().ParseText("[]", configuration));
+    EXPECT_FALSE(configuration.enabled);
+    EXPECT_TRUE(configuration.gateways.empty());
 }
 
 TEST(MuxConfigurationParser, MalformedTextFailsAndLeavesTheDestinationAsItWas) {
