@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "mux/BrenkMux.h"
 #include "mux/messages/MuxMessageBuilder.h"
@@ -145,6 +146,21 @@ TEST_F(BrenkMuxClients, ACardReaderEventReachesTwoClientsWithTheSameMessageID) {
     EXPECT_NE(event.find("\"RFIDData\":\"04A1B2C3\"}"), std::string::npos) << event;
     ASSERT_TRUE(WaitUntil([this] { return log.Count(plog::debug, "Event sent. Deallocating messages memory.") == 2; }));
     EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
+TEST_F(BrenkMuxClients, AnEventGoesToTheClientsInTheOrderInWhichTheyCame) {
+    StartWithGateway();
+    std::vector<MuxClient> clients;
+    std::vector<std::string> expected;
+    for (int count = 0; count < 4; ++count) {
+        clients.push_back(ConnectedClient());
+        expected.push_back("Sending event to socket with FD " + LatestDescriptor());
+    }
+    gateway.SendCardEvent(22, 5, {0x31});
+    for (MuxClient& client : clients) {
+        client.Receive();
+    }
+    EXPECT_EQ(InOrder(log, {expected.rbegin(), expected.rend()}), expected);
 }
 
 TEST_F(BrenkMuxClients, AnEventReachesNobodyWhileNoClientIsConnected) {

@@ -8,6 +8,7 @@
 
 #include "diagnostics/ErrorGuard.h"
 #include "mux/BrenkMux.h"
+#include "mux/messages/MuxMessageBuilder.h"
 #include "tests/mux/GatewayStates.h"
 #include "tests/mux/LogHook.h"
 #include "tests/mux/TestMux.h"
@@ -69,6 +70,27 @@ TEST_F(BrenkMuxReachable, ConnectsAFreshlyCreatedGatewayWithASequenceRefresh) {
     gateway.Accept();
     // A status request to address 0x100.
     EXPECT_EQ(Testing::TimelessPart(gateway.ReceiveFrame()), "13 FE FD 0E 01 00 00 00 00 01 00 01");
+}
+
+TEST_F(BrenkMuxReachable, ConnectsTheGatewaysOfAMessageThatIsEnabled) {
+    TestMux configured;
+    const auto message =
+        MuxMessageBuilder().ParseMessage(Testing::Request(2, "m1", ConfigurationText({gateway.Port()})));
+    ASSERT_TRUE(configured.ParseConfigurationMessage(*message));
+    EXPECT_EQ(LinesOfOnePass(configured, log), (Lines{kTry}));
+    EXPECT_EQ(configured.Gateway()->Status(), Brenk::CONNECTED);
+}
+
+// The Mux hears of the disconnect, so it comes before the gateway is deleted, which tells nothing any more.
+TEST_F(BrenkMuxReachable, DisconnectsAGatewayBeforeANewConfigurationDeletesIt) {
+    ASSERT_TRUE(mux.Gateway()->Connect(false));
+    const std::string destroying = "Destroying all gateways already configured...";
+    const std::string disconnected =
+        "[BrenkMux::VirtualGatewayStateChangedCallback] Gateway 1 changed state from READY to state DISCONNECTED";
+    const std::string deleted = "Virtual gateway destructor called.";
+    mux.ParseConfiguration("{}");
+    EXPECT_EQ(InOrder(log, {deleted, disconnected, destroying}),
+              (Lines{destroying, destroying, disconnected, deleted}));
 }
 
 TEST_F(BrenkMuxReachable, LeavesAConnectedGatewayAlone) {

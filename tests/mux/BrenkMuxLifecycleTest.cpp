@@ -18,6 +18,7 @@
 #include "tests/support/ReservedPort.h"
 #include "tests/support/WaitUntil.h"
 #include "threading/OwnerBlock.h"
+#include "threading/Synchronized.h"
 
 using Testing::CapturedLog;
 using Testing::ConfigurationText;
@@ -42,6 +43,7 @@ const char* const kMainClosing = "Mux main thread is closing.";
 const char* const kGatewaysClosing = "GatewaysThreadProc thread procedure closing.";
 
 using Lines = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
 
 class BrenkMuxLifecycle : public testing::Test {
   protected:
@@ -113,8 +115,29 @@ TEST_F(BrenkMuxLifecycle, LogsItsStartInOrder) {
     EXPECT_EQ(log.Count(plog::info, kGatewaysSpawned), 1);
     EXPECT_EQ(log.Count(plog::debug, kServerReady), 1);
     ASSERT_TRUE(log.WaitFor(plog::info, "Main thread spawned."));
-    ASSERT_TRUE(log.WaitFor(plog::info, "Accept loop thread spawned."));
-    ASSERT_TRUE(log.WaitFor(plog::info, "Receive data loop thread spawned."));
+}
+
+TEST_F(BrenkMuxLifecycle, StartsTheLoopsOfItsServerSocketOnceThatIsReady) {
+    const std::string accept = "Accept loop thread spawned.";
+    const std::string receive = "Receive data loop thread spawned.";
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::info, accept));
+    ASSERT_TRUE(log.WaitFor(plog::info, receive));
+    EXPECT_EQ(InOrder(log, {kServerReady, accept, receive}).front(), kServerReady);
+    EXPECT_EQ(log.Count(plog::info, accept), 1);
+    EXPECT_EQ(log.Count(plog::info, receive), 1);
+}
+
+TEST_F(BrenkMuxLifecycle, OnEachPassConnectsGatewaysBeforeItForwardsARequest) {
+    const std::string tried =
+        "Try to connect to gateway with ID 1 over IP 127.0.0.1, and also send a request for a SEQUENCE REFRESH.";
+    const std::string popped = "Popped MuxRequestInfo with ID m1 for socket with FD 999.";
+    const LoopbackSocket gateway = LoopbackSocket::Listening();
+    mux.ParseConfiguration(ConfigurationText({gateway.Port()}));
+    mux.TakeIn(Request(99, "m1"));
+    mux.Start();
+    ASSERT_TRUE(log.WaitFor(plog::verbose, popped));
+    EXPECT_EQ(InOrder(log, {popped, tried}), (Lines{tried, popped}));
 }
 
 TEST_F(BrenkMuxLifecycle, ListensOnThePortThatItWasGiven) {
@@ -245,6 +268,64 @@ TEST_F(BrenkMuxLifecycle, AtMostOneAnswerPerMillisecondIsDelivered) {
     mux.Start();
     ASSERT_TRUE(WaitUntil([this] { return mux.AnswerCount() == 0; }));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kAnswers - 1));
+}
+
+// The shortest time between two passes that each wrote the line: the machine may be late with any one pass, not with
+// all.
+class PassPeriod {
+  public:
+    explicit PassPeriod(const std::string& line) : hook_(line, [this] { Note(); }) {}
+
+    Clock::duration Shortest() const {
+        return times_.With([](const std::vector<Clock::time_point>& times) {
+            auto shortest = Clock::duration::max();
+            for (std::size_t index = 1; index < times.size(); ++index) {
+                shortest = std::min(shortest, times.at(index) - times.at(index - 1));
+            }
+            return shortest;
+        });
+    }
+
+  private:
+    void Note() {
+        times_.With([](std::vector<Clock::time_point>& times) { times.push_back(Clock::now()); });
+    }
+
+    Threading::Synchronized<std::vector<Clock::time_point>> times_;
+    const LogHook hook_;
+};
+
+TEST_F(BrenkMuxLifecycle, TheNextRequestLeavesTheRequestQueueWithinTwoMilliseconds) {
+    for (int count = 0; count < 200; ++count) {
+        mux.TakeIn(Request(99, "m"));
+    }
+    const PassPeriod passes("Popped MuxRequestInfo");
+    mux.Start();
+    ASSERT_TRUE(WaitUntil([this] { return mux.RequestCount() == 0; }));
+    EXPECT_GE(passes.Shortest(), std::chrono::milliseconds(1));
+    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(2));
+}
+
+TEST_F(BrenkMuxLifecycle, TheNextAnswerIsDeliveredWithinTwoMilliseconds) {
+    for (int count = 0; count < 200; ++count) {
+        mux.PushAnswer(std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{999, 1}, nullptr));
+    }
+    const PassPeriod passes("AnswerMessage part in the answer message record structure is missing.");
+    mux.Start();
+    ASSERT_TRUE(WaitUntil([this] { return mux.AnswerCount() == 0; }));
+    EXPECT_GE(passes.Shortest(), std::chrono::milliseconds(1));
+    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(2));
+}
+
+TEST_F(BrenkMuxLifecycle, TheLoopGoesOnWithin15MillisecondsOfANullRecord) {
+    for (int count = 0; count < 20; ++count) {
+        mux.PushAnswer(nullptr);
+    }
+    const PassPeriod passes("Popped message answer is NULL!!!");
+    mux.Start();
+    ASSERT_TRUE(WaitUntil([this] { return mux.AnswerCount() == 0; }));
+    EXPECT_GE(passes.Shortest(), std::chrono::milliseconds(11));
+    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(15));
 }
 
 TEST_F(BrenkMuxLifecycle, TheMainLoopGoesOnAfterAnException) {

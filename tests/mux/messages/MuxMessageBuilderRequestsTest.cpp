@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "mux/messages/MuxConfigureMessagePayload.h"
 #include "mux/messages/MuxLockCloseMessagePayload.h"
@@ -294,6 +295,37 @@ TEST_F(WhitelistRequest, ACardTypeGivenAsTextBecomesFalseWithAWarning) {
     EXPECT_FALSE(payload->IsUIDCard());
     ExpectLine(plog::warning, "Card data type is not in a valid format. Will be used default value (false)");
     EXPECT_EQ(LineCount(), 2U);
+}
+
+// What the log says of each member, in the order in which they are looked at.
+std::vector<std::string> TextsOf(const std::string& members) {
+    auto data = ParsedJson(R"({"gatewayID":1,"lockID":5)" + members + "}");
+    const CapturedLog log;
+    const std::unique_ptr<MuxWhitelistSetPayload> payload(MuxMessageBuilder().ParseWhitelistSetMessage(data));
+    std::vector<std::string> texts;
+    for (const CapturedLog::Line& line : log.Lines()) {
+        texts.push_back(line.second.substr(line.second.find(") ") + 2));
+    }
+    return texts;
+}
+
+TEST(ParseWhitelistSetMessage, LooksAtItsMembersInTheirOrderAndSaysLastWhatBecameOfTheRequest) {
+    EXPECT_THAT(
+        TextsOf(""),
+        ElementsAre("Current whitelist message doesn't contain a Setup Number value. Will be set to default (0)",
+                    "Current whitelist message doesn't contain an Options value. Will be set to default (0)",
+                    "Received a Mux Set Whitelist payload, but the card data is nullptr",
+                    "Card data type is not specified. Default su IsUIDCard false", kNoCardData));
+    EXPECT_THAT(
+        TextsOf(R"(,"setupNumber":"1","options":"1","cardData":1,"isUIDCard":1)"),
+        ElementsAre("Cannot parse setup number. Set to default 0.", "Cannot parse options value. Set to default 0.",
+                    "Card data value is not in the attended format.",
+                    "Card data type is not in a valid format. Will be used default value (false)", kNoCardData));
+    EXPECT_THAT(
+        TextsOf(R"(,"cardData":"AB")"),
+        ElementsAre("Current whitelist message doesn't contain a Setup Number value. Will be set to default (0)",
+                    "Current whitelist message doesn't contain an Options value. Will be set to default (0)",
+                    "Card data type is not specified. Default su IsUIDCard false", kFinished));
 }
 
 TEST_F(WhitelistRequest, ACardTypeOfFalseIsNoWarning) {
