@@ -9,6 +9,7 @@
 #include "mux/messages/JsonTree.h"
 #include "mux/messages/MuxMessagePayloadBase.h"
 #include "tests/mux/messages/ParsedJson.h"
+#include "tests/mux/messages/VirtualSlot.h"
 
 using Testing::ParsedJson;
 
@@ -22,6 +23,12 @@ static_assert(!std::has_virtual_destructor_v<MuxNackMessagePayload>);
 TEST(MuxNackMessagePayload, WritesErrorCodeAndMessageAndNoDataWhenThereIsNone) {
     EXPECT_EQ(MuxNackMessagePayload(0, "Error in request").ToJSON(), R"({"ErrorCode":0,"Message":"Error in request"})");
     EXPECT_EQ(MuxNackMessagePayload(1, "m", rapidjson::Value()).ToJSON(), R"({"ErrorCode":1,"Message":"m"})");
+}
+
+// It has no virtual destructor in front of them.
+TEST(MuxNackMessagePayload, HasItsTextInTheFirstSlotOfItsVirtualTableAndItsObjectInTheSecond) {
+    EXPECT_EQ(Testing::VirtualSlot(&MuxNackMessagePayload::ToJSON), 1U);
+    EXPECT_EQ(Testing::VirtualSlot(&MuxNackMessagePayload::ToJSONObject), 2U);
 }
 
 TEST(MuxNackMessagePayload, WritesItsDataLast) {

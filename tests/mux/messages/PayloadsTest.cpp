@@ -22,8 +22,10 @@
 #include "mux/messages/MuxWhitelistEnablePayload.h"
 #include "mux/messages/MuxWhitelistSetPayload.h"
 #include "tests/mux/messages/ParsedJson.h"
+#include "tests/mux/messages/VirtualSlot.h"
 
 using Testing::ParsedJson;
+using Testing::VirtualSlot;
 
 namespace Mux {
 namespace {
@@ -34,6 +36,12 @@ TEST(MuxMessagePayloadBase, HasNoTextAndNoObject) {
     EXPECT_EQ(payload.ToJSON(), "");
     EXPECT_EQ(payload.ToJSONObject(&document), nullptr);
     EXPECT_EQ(payload.ToJSONObject(nullptr), nullptr);
+}
+
+// Behind the two destructors.
+TEST(MuxMessagePayloadBase, HasItsTextInTheThirdSlotOfItsVirtualTableAndItsObjectInTheFourth) {
+    EXPECT_EQ(VirtualSlot(&MuxMessagePayloadBase::ToJSON), 3U);
+    EXPECT_EQ(VirtualSlot(&MuxMessagePayloadBase::ToJSONObject), 4U);
 }
 
 TEST(MuxLockRequestPayload, WritesGatewayAndLockForEveryRequestThatNamesNothingElse) {
