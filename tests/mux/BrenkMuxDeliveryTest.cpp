@@ -2,6 +2,7 @@
 // socket every delivery fails, as it does for a client that has gone.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <chrono>
 #include <limits>
@@ -163,6 +164,25 @@ TEST_F(BrenkMuxDelivery, FreesTheEventWithItsLastRecord) {
     EXPECT_FALSE(watched.expired());
     Deliver(15);
     EXPECT_TRUE(watched.expired());
+}
+
+std::size_t BytesInUse() {
+    const struct mallinfo2 memory = mallinfo2();
+    return memory.uordblks + memory.hblkhd;
+}
+
+// Each attempt builds its text anew. A race or address checker has a heap of its own, of which this sees nothing.
+TEST_F(BrenkMuxDelivery, KeepsNoMemoryOfTheTextsThatItHasBuilt) {
+    constexpr std::size_t kSize = 60000;
+    constexpr int kAttempts = 60;
+    for (int record = 0; record < kAttempts / 15 + 1; ++record) {
+        mux.PushAnswer(EventRecord(MuxMessageBuilder().BuildMessage(
+            MUX_MESSAGE_EVENT_INFO, "e1", MuxMessageBuilder().BuildCardEvent(1, 5, "", std::string(kSize, '0')))));
+    }
+    Deliver(1);
+    const std::size_t before = BytesInUse();
+    Deliver(kAttempts);
+    EXPECT_LT(BytesInUse(), before + kAttempts * kSize / 10);
 }
 
 TEST_F(BrenkMuxDelivery, LeavesARecordAtTheHeadThatGivesNoBytes) {
