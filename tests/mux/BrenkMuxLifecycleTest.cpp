@@ -12,6 +12,7 @@
 #include "mux/BrenkMux.h"
 #include "tests/mux/LogHook.h"
 #include "tests/mux/MuxClient.h"
+#include "tests/mux/RefusedBind.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/LoopbackSocket.h"
@@ -25,6 +26,7 @@ using Testing::ConfigurationText;
 using Testing::LogHook;
 using Testing::LoopbackSocket;
 using Testing::MuxClient;
+using Testing::RefusedBind;
 using Testing::Request;
 using Testing::RequestNack;
 using Testing::ReservedPort;
@@ -138,6 +140,14 @@ TEST_F(BrenkMuxLifecycle, OnEachPassConnectsGatewaysBeforeItForwardsARequest) {
     mux.Start();
     ASSERT_TRUE(log.WaitFor(plog::verbose, popped));
     EXPECT_EQ(InOrder(log, {popped, tried}), (Lines{tried, popped}));
+}
+
+TEST_F(BrenkMuxLifecycle, ListensOnPort5555WhenItWasGivenNone) {
+    const RefusedBind refused;
+    TestMux withoutPort;
+    withoutPort.Start();
+    withoutPort.Wait();
+    EXPECT_EQ(refused.Port(), 5555);
 }
 
 TEST_F(BrenkMuxLifecycle, ListensOnThePortThatItWasGiven) {
