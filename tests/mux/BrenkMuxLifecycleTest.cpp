@@ -13,6 +13,7 @@
 #include "tests/mux/LogHook.h"
 #include "tests/mux/MuxClient.h"
 #include "tests/mux/RefusedBind.h"
+#include "tests/mux/RobustMutexes.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/LoopbackSocket.h"
@@ -65,6 +66,12 @@ TEST(BrenkMuxConstruction, MakesTheThreeMutexesInTheirOrderAndThenSaysSo) {
     EXPECT_EQ(InOrder(log, reversed), expected);
     EXPECT_EQ(log.Count(plog::verbose, "Initializing thread mutexes for multithread sync."), 1);
     EXPECT_EQ(log.Count(plog::verbose, "Mutexes for multithread initialized."), 1);
+}
+
+TEST(BrenkMuxConstruction, MakesEachOfTheThreeMutexesRobust) {
+    const int before = Testing::RobustMutexes();
+    const TestMux mux;
+    EXPECT_EQ(Testing::RobustMutexes(), before + 3);
 }
 
 TEST(BrenkMuxConstruction, MakesAMuxThatHasNothing) {
