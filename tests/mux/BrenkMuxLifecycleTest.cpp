@@ -312,6 +312,13 @@ class PassPeriod {
     const LogHook hook_;
 };
 
+// A race or address checker makes the work of a pass slower than its sleep.
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr std::chrono::milliseconds kWorkOfAPass{20};
+#else
+constexpr std::chrono::milliseconds kWorkOfAPass{1};
+#endif
+
 TEST_F(BrenkMuxLifecycle, TheNextRequestLeavesTheRequestQueueWithinTwoMilliseconds) {
     for (int count = 0; count < 200; ++count) {
         mux.TakeIn(Request(99, "m"));
@@ -320,7 +327,7 @@ TEST_F(BrenkMuxLifecycle, TheNextRequestLeavesTheRequestQueueWithinTwoMillisecon
     mux.Start();
     ASSERT_TRUE(WaitUntil([this] { return mux.RequestCount() == 0; }));
     EXPECT_GE(passes.Shortest(), std::chrono::milliseconds(1));
-    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(2));
+    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(1) + kWorkOfAPass);
 }
 
 TEST_F(BrenkMuxLifecycle, TheNextAnswerIsDeliveredWithinTwoMilliseconds) {
@@ -331,7 +338,7 @@ TEST_F(BrenkMuxLifecycle, TheNextAnswerIsDeliveredWithinTwoMilliseconds) {
     mux.Start();
     ASSERT_TRUE(WaitUntil([this] { return mux.AnswerCount() == 0; }));
     EXPECT_GE(passes.Shortest(), std::chrono::milliseconds(1));
-    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(2));
+    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(1) + kWorkOfAPass);
 }
 
 TEST_F(BrenkMuxLifecycle, TheLoopGoesOnWithin15MillisecondsOfANullRecord) {
@@ -342,7 +349,7 @@ TEST_F(BrenkMuxLifecycle, TheLoopGoesOnWithin15MillisecondsOfANullRecord) {
     mux.Start();
     ASSERT_TRUE(WaitUntil([this] { return mux.AnswerCount() == 0; }));
     EXPECT_GE(passes.Shortest(), std::chrono::milliseconds(11));
-    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(15));
+    EXPECT_LT(passes.Shortest(), std::chrono::milliseconds(11) + 4 * kWorkOfAPass);
 }
 
 TEST_F(BrenkMuxLifecycle, TheMainLoopGoesOnAfterAnException) {
