@@ -6,116 +6,14 @@ Starts the gateway simulator and the Mux from the build folder, plays two client
 import json
 import pathlib
 import signal
-import socket
-import subprocess
 import sys
 import tempfile
-import threading
 import time
 
-DEADLINE = 10.0
+from programs import Client, PlayError, Program, free_port
+
 LOCK = 5
 CARD = "04A1B2C3"
-
-
-class DemoError(Exception):
-    """Something is not as it should be."""
-
-
-def wait_until(condition, what):
-    end = time.monotonic() + DEADLINE
-    while not condition():
-        if time.monotonic() > end:
-            raise DemoError(f"{what}: not within {DEADLINE:.0f} seconds")
-        time.sleep(0.02)
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-class Program:
-    """One started program, its output collected line by line."""
-
-    def __init__(self, *command):
-        self.name = pathlib.Path(command[0]).name
-        self.lines = []
-        self.process = subprocess.Popen(
-            command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
-            bufsize=1)
-        self.reader = threading.Thread(target=self._collect, daemon=True)
-        self.reader.start()
-
-    def _collect(self):
-        for line in self.process.stdout:
-            self.lines.append(line.rstrip("\n"))
-
-    def count(self, text):
-        return sum(text in line for line in self.lines)
-
-    def wait_for(self, text, times=1):
-        def there():
-            if self.process.poll() is not None and self.count(text) < times:
-                raise DemoError(f"{self.name} ended with status {self.process.returncode}: {self.lines[-3:]}")
-            return self.count(text) >= times
-
-        wait_until(there, f'"{text}" from {self.name}')
-
-    def command(self, line):
-        self.process.stdin.write(line + "\n")
-        self.process.stdin.flush()
-
-    def stop(self, signal_number, status):
-        self.process.send_signal(signal_number)
-        try:
-            ended = self.process.wait(DEADLINE)
-        except subprocess.TimeoutExpired:
-            raise DemoError(f"{self.name} does not stop") from None
-        if ended != status:
-            raise DemoError(f"{self.name} ended with status {ended}, not {status}")
-
-    def kill(self):
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-
-
-class Client:
-    """A client of the Mux: packets one way, bare JSON texts one after another the other way."""
-
-    def __init__(self, port):
-        self.buffer = ""
-
-        def connected():
-            try:
-                self.socket = socket.create_connection(("127.0.0.1", port), DEADLINE)
-                return True
-            except ConnectionRefusedError:
-                return False
-
-        wait_until(connected, "The Mux listening")
-
-    def send(self, text):
-        body = b"MUXM" + text.encode()
-        self.socket.sendall((len(body) + 2).to_bytes(2, "little") + body)
-
-    def receive(self):
-        while True:
-            try:
-                message, end = json.JSONDecoder().raw_decode(self.buffer)
-                text, self.buffer = self.buffer[:end], self.buffer[end:]
-                return text, message
-            except ValueError:
-                pass
-            try:
-                received = self.socket.recv(4096)
-            except TimeoutError:
-                raise DemoError(f"The client got nothing within {DEADLINE:.0f} seconds") from None
-            if not received:
-                raise DemoError("The Mux closed the client's connection")
-            self.buffer += received.decode()
 
 
 class Demo:
@@ -166,7 +64,7 @@ class Demo:
         wanted = (message_id, expected_code, expected_data)
         got = (answer.get("MessageID"), answer.get("MessageCode"), answer.get("Data"))
         if got != wanted:
-            raise DemoError(f"{what}: expected {wanted}, got {got}")
+            raise PlayError(f"{what}: expected {wanted}, got {got}")
 
     def present_card(self):
         self.heading(f"Present card {CARD} at the reader of lock {LOCK}: both clients are told")
@@ -178,7 +76,7 @@ class Demo:
             events.append(event)
         data = events[0].get("Data", {})
         if events[0] != events[1] or events[0].get("MessageCode") != 51 or data.get("RFIDData") != CARD:
-            raise DemoError(f"Card event: not the same event with the card at both clients: {events}")
+            raise PlayError(f"Card event: not the same event with the card at both clients: {events}")
 
     def run(self):
         lock = {"gatewayID": 1, "lockID": LOCK}
@@ -211,7 +109,7 @@ def main():
         try:
             demo.start(build, pathlib.Path(folder))
             demo.run()
-        except (DemoError, OSError) as error:
+        except (PlayError, OSError) as error:
             print(f"\ndemo failed: {error}", file=sys.stderr)
             return 1
         finally:

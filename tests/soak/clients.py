@@ -1,0 +1,205 @@
+"""The clients of a soak, a thread each. Those that count check that every request which must be answered is answered
+exactly once, with its own MessageID and on its own connection."""
+import random
+import socket
+import struct
+import threading
+import time
+
+import client_requests as requests
+from programs import Client, PlayError, packet
+
+ANSWER_DEADLINE = 60.0
+EVENT_PREFIX = "lockEventMessage-"
+PAUSE_BEHIND_ANSWER = 0.05
+
+# A frame of a gateway that arrives in one piece with another is taken up 11 seconds later.
+QUIET_AT_THE_END = 25.0
+
+
+class SoakClient(threading.Thread):
+    """Does step() again and again until it is told to end."""
+
+    def __init__(self, name, port, tally):
+        super().__init__(name=name)
+        self.port, self.tally = port, tally
+        self.ending = threading.Event()
+        self.number = 0
+
+    def run(self):
+        try:
+            while not self.ending.is_set():
+                self.step()
+            self.finish()
+        except (PlayError, OSError) as error:
+            self.tally.find(f"{self.name}: {error}")
+
+    def next_id(self):
+        self.number += 1
+        return f"{self.name}-{self.number}"
+
+    def finish(self):
+        pass
+
+
+class CountingClient(SoakClient):
+    """One connection for the whole soak; keeps the events that it is told."""
+
+    def __init__(self, name, port, tally):
+        super().__init__(name, port, tally)
+        self.client = Client(port, ANSWER_DEADLINE)
+        self.events = []
+        self.open = set()
+
+    def receive(self):
+        """Takes the next message; None for an event."""
+        _, message = self.client.receive()
+        return self.take(message)
+
+    def take(self, message):
+        message_id = message["MessageID"]
+        if message_id.startswith(EVENT_PREFIX):
+            self.events.append(message["Data"]["RFIDData"])
+            self.tally.add("events received")
+            return None
+        if message_id not in self.open:
+            self.tally.find(f"{self.name}: an answer that it does not wait for: {message}")
+        self.open.discard(message_id)
+        return message
+
+    def receive_answers(self):
+        while self.open:
+            self.receive()
+
+    def finish(self):
+        """Takes the events that are still on their way; there is an end when nothing comes for a while."""
+        self.client.socket.settimeout(QUIET_AT_THE_END)
+        try:
+            while True:
+                self.receive()
+        except PlayError:
+            pass
+
+
+class GatewayClient(CountingClient):
+    """One request at a time to a gateway that keeps to the rules: requests that are queued within one period share
+    their reference ID, and only the first of them would be answered."""
+
+    def __init__(self, name, port, tally, gateway_id):
+        super().__init__(name, port, tally)
+        self.gateway_id = gateway_id
+
+    def step(self):
+        message_id = self.next_id()
+        self.open.add(message_id)
+        self.client.send(requests.for_gateway(message_id, self.gateway_id))
+        self.tally.add("requests to gateways that keep to the rules")
+        self.receive_answers()
+        self.tally.add("their answers")
+        self.ending.wait(PAUSE_BEHIND_ANSWER)
+
+
+class FaultyGatewayClient(CountingClient):
+    """Requests to a gateway that goes wrong: none is answered twice or to somebody else, but any may stay open."""
+
+    def __init__(self, name, port, tally, gateway_id):
+        super().__init__(name, port, tally)
+        self.gateway_id = gateway_id
+        self.client.socket.settimeout(1.0)
+
+    def step(self):
+        message_id = self.next_id()
+        self.open.add(message_id)
+        self.client.send(requests.for_gateway(message_id, self.gateway_id))
+        self.tally.add("requests to gateways that go wrong")
+        end = time.monotonic() + 1.5
+        while message_id in self.open and time.monotonic() < end:
+            try:
+                if self.receive() is not None:
+                    self.tally.add("answers of these")
+            except PlayError as error:
+                if "nothing" not in str(error):
+                    raise
+
+
+class RefusedClient(CountingClient):
+    """Many requests at a time that the Mux refuses by itself, and among them texts that it does not answer."""
+
+    def step(self):
+        ids = [self.next_id() for _ in range(random.randrange(1, 60))]
+        self.open.update(ids)
+        stream = b""
+        for message_id in ids:
+            stream += packet(requests.refused_by_mux(message_id))
+            if random.random() < 0.2:
+                stream += packet(requests.unanswered(message_id))
+        self.send_in_pieces(stream)
+        self.tally.add("requests that the Mux refuses", len(ids))
+        self.receive_answers()
+        self.tally.add("their refusals", len(ids))
+
+    def send_in_pieces(self, stream):
+        while stream:
+            size = random.choice((1, 2, 7, 100, len(stream)))
+            self.client.socket.sendall(stream[:size])
+            stream = stream[size:]
+
+
+class ComingAndGoingClient(SoakClient):
+    """Connects, asks and goes again, in order or not, with or without waiting for the answers. Not more often than
+    the Mux, which tries 15 times and a millisecond each to deliver an answer, can stand beside its other clients."""
+
+    def step(self):
+        self.ending.wait(random.uniform(0.1, 0.5))
+        client = Client(self.port)
+        self.tally.add("clients that came and went")
+        own = [self.next_id() for _ in range(random.randrange(4))]
+        try:
+            for message_id in own:
+                client.send(requests.refused_by_mux(message_id))
+            if random.random() < 0.3:
+                client.socket.sendall(requests.garbage())
+                self.tally.add("pieces of garbage")
+            if random.random() < 0.5:
+                self.look_at_answers(client, own)
+            if random.random() < 0.5:
+                client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        except OSError:
+            pass  # the Mux may close a client that sends garbage
+        client.close()
+
+    def look_at_answers(self, client, own):
+        client.socket.settimeout(0.05)
+        try:
+            while own:
+                _, message = client.receive()
+                message_id = message["MessageID"]
+                if message_id in own:
+                    own.remove(message_id)
+                elif not message_id.startswith(EVENT_PREFIX):
+                    self.tally.find(f"{self.name}: somebody else's answer: {message}")
+        except PlayError:
+            pass
+
+
+class StallingClient(SoakClient):
+    """Asks for more than its buffers take and reads nothing; the Mux closes it. What it asked for then fails at
+    delivery 15 times each, a millisecond a time and among everybody's answers, so it is few and long requests."""
+
+    def __init__(self, name, port, tally, period):
+        super().__init__(name, port, tally)
+        self.period = period
+
+    def step(self):
+        stalled = socket.socket()
+        stalled.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        stalled.connect(("127.0.0.1", self.port))
+        stalled.settimeout(1.0)
+        self.tally.add("clients that stalled")
+        try:
+            for _ in range(120):
+                stalled.sendall(packet(requests.refused_by_mux(self.next_id() + "x" * 60000)))
+        except OSError:
+            pass
+        self.ending.wait(self.period)
+        stalled.close()
