@@ -1,0 +1,40 @@
+// Runs a fuzz target over stored inputs where no fuzzer is built in: replay FOLDER...
+//
+// Ends with 0 when the target came through all of them, with 1 when a folder holds none.
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "fuzz/FuzzTarget.h"
+
+namespace {
+
+// How many inputs the folder holds.
+int Replay(const std::filesystem::path& folder) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::string input{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        std::printf("%s\n", entry.path().filename().c_str());
+        std::fflush(stdout);
+        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+        ++count;
+    }
+    return count;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    for (const std::string folder : std::vector<std::string>(argv + 1, argv + argc)) {
+        if (Replay(folder) == 0) {
+            std::fprintf(stderr, "%s holds no input\n", folder.c_str());
+            return 1;
+        }
+    }
+    return 0;
+}
