@@ -30,7 +30,8 @@ int Replay(const std::filesystem::path& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    for (const std::string folder : std::vector<std::string>(argv + 1, argv + argc)) {
+    const std::vector<std::string> folders(argv + 1, argv + argc);
+    for (const std::string& folder : folders) {
         if (Replay(folder) == 0) {
             std::fprintf(stderr, "%s holds no input\n", folder.c_str());
             return 1;
