@@ -28,7 +28,7 @@ class Demo:
     def start(self, build, folder):
         self.simulator = self.start_program(build / "gateway-simulator", "--port", "0", "--locks", str(LOCK))
         self.simulator.wait_for("Listening on 127.0.0.1:")
-        gateway_port = int(next(line for line in self.simulator.lines if "Listening on" in line).rsplit(":", 1)[1])
+        gateway_port = int(self.simulator.lines_with("Listening on")[0].rsplit(":", 1)[1])
         configuration = {"Enabled": True, "Gateways": [
             {"ID": 1, "Description": "Hall", "IpAddress": "127.0.0.1", "Port": gateway_port,
              "Devices": [{"Name": "Front door", "ID": LOCK}]}]}

@@ -14,6 +14,10 @@ class PlayError(Exception):
     """Something is not as it should be."""
 
 
+class Silence(PlayError):
+    """Nothing came within the time that there was for it."""
+
+
 def wait_until(condition, what, deadline=DEADLINE):
     end = time.monotonic() + deadline
     while not condition():
@@ -41,8 +45,8 @@ class Program:
         self.name = pathlib.Path(command[0]).name
         self.lines = collections.deque(maxlen=keep)
         self.process = subprocess.Popen(
-            command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
-            bufsize=1, env=environment)
+            command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+            errors="replace", bufsize=1, env=environment)
         self.reader = threading.Thread(target=self._collect, daemon=True)
         self.reader.start()
 
@@ -50,8 +54,12 @@ class Program:
         for line in self.process.stdout:
             self.lines.append(line.rstrip("\n"))
 
+    # A copy, because a deque that grows cannot be walked through.
+    def lines_with(self, text):
+        return [line for line in list(self.lines) if text in line]
+
     def count(self, text):
-        return sum(text in line for line in list(self.lines))
+        return len(self.lines_with(text))
 
     def wait_for(self, text, times=1, deadline=DEADLINE):
         def there():
@@ -85,7 +93,6 @@ class Client:
 
     def __init__(self, port, deadline=DEADLINE):
         self.buffer = ""
-        self.deadline = deadline
 
         def connected():
             try:
@@ -108,7 +115,7 @@ class Client:
             try:
                 received = self.socket.recv(65536)
             except TimeoutError:
-                raise PlayError(f"The client got nothing within {self.deadline:.0f} seconds") from None
+                raise Silence(f"The client got nothing within {self.socket.gettimeout()} seconds") from None
             if not received:
                 raise PlayError("The Mux closed the client's connection")
             self.buffer += received.decode()

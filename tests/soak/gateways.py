@@ -19,7 +19,7 @@ class Gateway:
         self.gateway_id = gateway_id
         self.program = Program(program, "--port", "0", "--quiet", "--locks", ",".join(map(str, requests.LOCKS)))
         self.program.wait_for("Listening on 127.0.0.1:")
-        self.port = int(next(line for line in self.program.lines if "Listening on" in line).rsplit(":", 1)[1])
+        self.port = int(self.program.lines_with("Listening on")[0].rsplit(":", 1)[1])
 
     def configuration(self):
         return {"ID": self.gateway_id, "Description": f"Gateway {self.gateway_id}", "IpAddress": "127.0.0.1",

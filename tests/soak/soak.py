@@ -10,6 +10,7 @@ import os
 import pathlib
 import signal
 import sys
+import threading
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "lib"))
@@ -48,10 +49,15 @@ class Soak:
     def __init__(self, mux_program, simulator_program, folder):
         self.folder = folder
         self.tally = Tally()
+        threading.excepthook = self.find_broken_thread
         self.gateways = [gateways.Gateway(simulator_program, number)
                          for number in RULE_KEEPING_GATEWAYS + FAULTY_GATEWAYS]
         self.port = free_port()
         self.mux = self.start_mux(mux_program)
+
+    def find_broken_thread(self, broken):
+        """A thread that an exception ends does its part of the soak no longer, so the soak must not pass."""
+        self.tally.find(f"{broken.thread.name}: {broken.exc_value!r}")
 
     def start_mux(self, program):
         configuration_file = self.folder / "mux.json"
@@ -116,7 +122,8 @@ class Soak:
 
     def stop_mux(self, memory):
         if self.mux.process.poll() is not None:
-            self.tally.find(f"the Mux ended with status {self.mux.process.returncode}: {[line[:300] for line in list(self.mux.lines)[-5:]]}")
+            last_lines = [line[:300] for line in list(self.mux.lines)[-5:]]
+            self.tally.find(f"the Mux ended with status {self.mux.process.returncode}: {last_lines}")
             return
         print(f"  resident memory: {memory:,} KiB before, {resident_kib(self.mux.process):,} KiB behind")
         try:
