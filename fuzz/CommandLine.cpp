@@ -2,6 +2,7 @@
 
 #include "mux/CommandLine.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ std::vector<std::string> SplitWords(const std::string& text) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::vector<std::string> words = SplitWords(std::string(data, data + size));
     std::vector<const char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (const std::string& word : words) {
         pointers.push_back(word.c_str());
     }

@@ -2,9 +2,9 @@
 //
 // Ends with 0 when the target came through all of them, with 1 when a folder holds none.
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -19,8 +19,7 @@ int Replay(const std::filesystem::path& folder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         std::ifstream file(entry.path(), std::ios::binary);
         const std::string input{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-        std::printf("%s\n", entry.path().filename().c_str());
-        std::fflush(stdout);
+        std::cout << entry.path().filename().string() << '\n' << std::flush;
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
         ++count;
     }
@@ -33,7 +32,7 @@ int main(int argc, char** argv) {
     const std::vector<std::string> folders(argv + 1, argv + argc);
     for (const std::string& folder : folders) {
         if (Replay(folder) == 0) {
-            std::fprintf(stderr, "%s holds no input\n", folder.c_str());
+            std::cerr << folder << " holds no input\n";
             return 1;
         }
     }

@@ -37,7 +37,7 @@ constexpr std::size_t kRollingBytes = 10000;
 class InitDiagnosticsTest : public testing::Test {
   protected:
     ChildResult Run(const std::function<void()>& body, ChildOutput output = ChildOutput::kPipe) const {
-        const ChildResult result = Testing::RunInChild(directory_.Path(), body, output);
+        ChildResult result = Testing::RunInChild(directory_.Path(), body, output);
         EXPECT_EQ(result.exitStatus, Testing::kBodyReturned) << result.output;
         return result;
     }

@@ -62,10 +62,12 @@ TEST(Log, IsLoggedTellsWhetherASeverityIsWritten) {
 TEST(Log, ALineCanStandAsTheOnlyStatementOfABranch) {
     const Testing::CapturedLog log;
     for (const bool first : {true, false}) {
+        // NOLINTBEGIN(readability-braces-around-statements): the missing braces are what is tested
         if (first)
             MUX_LOG(plog::info) << "first";
         else
             MUX_LOG(plog::info) << "second";
+        // NOLINTEND(readability-braces-around-statements)
     }
     EXPECT_EQ(log.Count(plog::info, "first"), 1);
     EXPECT_EQ(log.Count(plog::info, "second"), 1);

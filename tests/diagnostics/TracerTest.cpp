@@ -26,7 +26,7 @@ void WriteAllLevels() {
 }
 
 ChildResult Trace(const std::function<void()>& body, ChildOutput output = ChildOutput::kPipe) {
-    const ChildResult result = Testing::RunInChild(".", body, output);
+    ChildResult result = Testing::RunInChild(".", body, output);
     EXPECT_EQ(result.exitStatus, Testing::kBodyReturned) << result.output;
     return result;
 }
