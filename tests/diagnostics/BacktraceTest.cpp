@@ -22,7 +22,6 @@ std::function<char**(void* const*, int)> symbols;
 }  // namespace
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's names
 int __real_backtrace(void** buffer, int size);
 int __wrap_backtrace(void** buffer, int size) {
     return addresses ? addresses(buffer, size) : __real_backtrace(buffer, size);
@@ -31,7 +30,6 @@ char** __real_backtrace_symbols(void* const* buffer, int size);
 char** __wrap_backtrace_symbols(void* const* buffer, int size) {
     return symbols ? symbols(buffer, size) : __real_backtrace_symbols(buffer, size);
 }
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 }
 
 namespace Diagnostics {

@@ -12,7 +12,6 @@ std::atomic<std::time_t> standsAt{kRunning};
 
 extern "C" {
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's names
 std::time_t __real_time(std::time_t* result) noexcept;
 
 std::time_t __wrap_time(std::time_t* result) noexcept {
@@ -25,7 +24,6 @@ std::time_t __wrap_time(std::time_t* result) noexcept {
     }
     return standing;
 }
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 }  // extern "C"
 

@@ -48,7 +48,6 @@ bool TakeAllowedThread() {
 
 extern "C" {
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's names
 int __real_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline);
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*procedure)(void*),
                           void* argument);
@@ -76,7 +75,6 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
                           void* argument) {
     return TakeAllowedThread() ? __real_pthread_create(thread, attributes, procedure, argument) : EAGAIN;
 }
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 }  // extern "C"
 

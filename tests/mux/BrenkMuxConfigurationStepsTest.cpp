@@ -40,7 +40,7 @@ class BrenkMuxConfigurationSteps : public testing::Test {
     TestMux mux;
 
     std::string WriteFile(const std::string& content) const {
-        const std::string path = directory.Path() / "gateways.json";
+        std::string path = directory.Path() / "gateways.json";
         std::ofstream(path) << content;
         return path;
     }

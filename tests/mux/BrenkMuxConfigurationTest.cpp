@@ -29,7 +29,7 @@ namespace {
 class BrenkMuxConfiguration : public testing::Test {
   protected:
     std::string WriteFile(const std::string& content) const {
-        const std::string path = directory.Path() / "gateways.json";
+        std::string path = directory.Path() / "gateways.json";
         std::ofstream(path) << content;
         return path;
     }
