@@ -298,7 +298,7 @@ TEST_F(ClientSocketReceiveTest, TheCallbackMayCloseAndDropTheSocket) {
     const std::weak_ptr<ClientSocket> alive = owned;
     gateway_.ShutDownSending();
     {
-        const std::shared_ptr<ClientSocket> caller = owned;
+        const std::shared_ptr<ClientSocket> caller = alive.lock();
         EXPECT_FALSE(caller->Receive(received_));
         EXPECT_EQ(owned, nullptr);
     }

@@ -161,7 +161,7 @@ TEST_F(ClientSocketSendTest, TheCallbackMayCloseAndDropTheSocket) {
     const std::weak_ptr<ClientSocket> alive = owned;
     const FailingCalls failing(SocketCall::kSend, EPIPE);
     {
-        const std::shared_ptr<ClientSocket> caller = owned;
+        const std::shared_ptr<ClientSocket> caller = alive.lock();
         EXPECT_FALSE(caller->Send(frame_));
         EXPECT_EQ(owned, nullptr);
     }

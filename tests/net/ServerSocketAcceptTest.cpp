@@ -177,7 +177,7 @@ class CrowdedServerTest : public ServerSocketAcceptTest {
     CrowdedServerTest() {
         getrlimit(RLIMIT_NOFILE, &before_);
         rlimit crowded = before_;
-        crowded.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor() + kPlaces + kReserved);
+        crowded.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + kPlaces + kReserved;
         setrlimit(RLIMIT_NOFILE, &crowded);
     }
     ~CrowdedServerTest() override { setrlimit(RLIMIT_NOFILE, &before_); }
