@@ -57,7 +57,7 @@ void* ParseBrackets(void* text) {
 bool ParsesOnASmallStack(std::string text) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, static_cast<std::size_t>(PTHREAD_STACK_MIN) + std::size_t{64} * 1024);
+    pthread_attr_setstacksize(&attributes, static_cast<std::size_t>(PTHREAD_STACK_MIN) + 64UL * 1024);
     pthread_t thread = 0;
     EXPECT_EQ(pthread_create(&thread, &attributes, ParseBrackets, &text), 0);
     pthread_attr_destroy(&attributes);

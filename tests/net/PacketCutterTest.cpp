@@ -122,7 +122,7 @@ TEST(PacketCutter, CutPacketsAreAddedToThoseThatAreThere) {
 TEST(PacketCutter, AStreamIsHopelessWhenMoreThan128KilobytesCanNeverBecomeAPacket) {
     PacketCutter cutter;
     EXPECT_FALSE(cutter.IsHopeless());
-    Feed(cutter, Bytes(std::size_t{128} * 1024, 0x00));
+    Feed(cutter, Bytes(128UL * 1024, 0x00));
     EXPECT_FALSE(cutter.IsHopeless());
     Feed(cutter, {0x00});
     EXPECT_TRUE(cutter.IsHopeless());
