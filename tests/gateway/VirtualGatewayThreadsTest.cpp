@@ -205,6 +205,22 @@ TEST_F(ThreadsTest, InterruptedCallsAreNoFailures) {
     EXPECT_GT(storm.Handled(), 100);
 }
 
+// Both threads stand right before their access to the waiting requests and are let go together: nothing orders the two
+// accesses but the protection of the container. For the race checker.
+TEST_F(ThreadsTest, ARequestIsAddedToTheWaitingOnesWhileAnAnswerIsLookedUpInThem) {
+    LogGate adding("Sequence Counter refresh enqueued.");
+    LogGate lookingUp("ReplyReferenceID BE");
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    connection_.Send(ResultFrame(60, 0));
+    ASSERT_TRUE(lookingUp.WaitForArrival());
+    StartSending();
+    ASSERT_TRUE(adding.WaitForArrival());
+    adding.Open();
+    lookingUp.Open();
+    EXPECT_FALSE(connection_.ReceiveFrame().empty());
+    EXPECT_TRUE(log_.WaitFor(plog::warning, "The message is lost"));
+}
+
 // Everything at once, for the race and memory checkers.
 TEST_F(ThreadsTest, OperationsFromManyThreadsGoOnWhileConnectionsComeAndGo) {
     owner_.onStateChanged = [](const StateChange& change) {

@@ -21,6 +21,7 @@ using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
 using Testing::FailingCalls;
 using testing::IsEmpty;
+using Testing::LoopbackSocket;
 using Testing::SeenCalls;
 using Testing::SocketCall;
 
@@ -282,6 +283,25 @@ TEST_F(ClientSocketReceiveTest, CloseInTheMiddleOfAFrameWakesTheReceiverWithoutA
     socket_->Close();
     receiver.join();
     EXPECT_THAT(Failures(), IsEmpty());
+}
+
+// While it waits, another thread closes the connection, and others are opened on which bytes arrive.
+TEST_F(ClientSocketReceiveTest, AReceiverThatWaitsNeverReadsFromASocketThatGotTheNumberOfItsOwn) {
+    Connect();
+    std::vector<LoopbackSocket> newcomers;
+    FailingCalls interrupted(SocketCall::kPoll, EINTR);
+    interrupted.Doing([&] {
+        socket_->Close();
+        newcomers.push_back(LoopbackSocket::Listening());
+        newcomers.push_back(LoopbackSocket::ConnectedTo(newcomers.front().Port()));
+        newcomers.push_back(newcomers.front().Accept());
+        newcomers.at(1).Send(Frame(19));
+        newcomers.at(2).Send(Frame(19));
+    });
+    EXPECT_FALSE(socket_->Receive(received_));
+    EXPECT_EQ(newcomers.size(), 3U);
+    EXPECT_THAT(received_, IsEmpty());
+    EXPECT_THAT(Callbacks(), IsEmpty());
 }
 
 // An owner whose callback drops the socket while the call that failed is still on the stack.

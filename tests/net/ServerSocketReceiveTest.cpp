@@ -239,6 +239,37 @@ TEST_F(ServerSocketReceiveTest, DataFromAClientThatNeverPausesDoesNotStarveTheOt
     sender.join();
 }
 
+// The receive thread is about to read from the first client when another thread closes that client. Then others come:
+// one has the number that was picked before, and one would have the first client's, were it free.
+TEST_F(ServerSocketReceiveTest, WhatANewcomerSendsNeverGetsIntoTheBufferOfAClientThatIsClosedMeanwhile) {
+    StartAll();
+    LoopbackSocket closed = ConnectClient();
+    const int descriptor = NewestDescriptor();
+    const Bytes unfinished = Part(PacketWith("unfinished"), 0, 4);
+    closed.Send(unfinished);
+    ASSERT_TRUE(log_.WaitFor(plog::warning, ReceivedLine(descriptor, 4, 16)));
+
+    std::vector<LoopbackSocket> newcomers;
+    std::vector<int> descriptors;
+    std::atomic<bool> done{false};
+    FailingCalls beforeReading(SocketCall::kSetSockOpt, EINVAL, 1, FailingCalls::From::kOtherThreads);
+    beforeReading.ForOption(SO_RCVTIMEO).Doing([&] {
+        server_->CloseClient(descriptor, ServerSocket::ListLock::kTake);
+        for (const char* text : {"first", "second"}) {
+            newcomers.push_back(ConnectClient());
+            newcomers.back().Send(PacketWith(text));
+            descriptors.push_back(NewestDescriptor());
+        }
+        done = true;
+    });
+    closed.Send({'M'});
+    ASSERT_TRUE(Testing::WaitUntil([&] { return done.load(); }));
+    ASSERT_TRUE(WaitForEvents("received", 2)) << log_.Text();
+    EXPECT_THAT(PacketsFrom(descriptors.at(0)), ElementsAre(PacketWith("first")));
+    EXPECT_THAT(PacketsFrom(descriptors.at(1)), ElementsAre(PacketWith("second")));
+    EXPECT_EQ(Count("deleted"), 1);
+}
+
 TEST_F(ServerSocketReceiveTest, ALongPacketIsDeliveredWhole) {
     StartAll();
     LoopbackSocket client = ConnectClient();

@@ -207,6 +207,27 @@ TEST_F(ServerSocketSendTest, ToAnIdentityWhoseNumberWasReusedItFailsAndTheNewcom
     EXPECT_EQ(newcomer.Receive(1, std::chrono::milliseconds(50)), Bytes{});
 }
 
+// Something had to be sent in a second call. Before that another thread closes the client, and newcomers come.
+TEST_F(ServerSocketSendTest, TheRestOfABufferNeverReachesANewcomerWhenItsClientIsClosedMeanwhile) {
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    const int descriptor = NewestDescriptor();
+    std::vector<LoopbackSocket> newcomers;
+    FailingCalls interrupted(SocketCall::kSend, EINTR);
+    interrupted.Doing([&] {
+        server_->CloseClient(descriptor, ServerSocket::ListLock::kTake);
+        newcomers.push_back(ConnectClient());
+        newcomers.push_back(ConnectClient());
+    });
+    EXPECT_FALSE(server_->Send(descriptor, Text("secret")));
+    ASSERT_EQ(newcomers.size(), 2U);
+    for (LoopbackSocket& newcomer : newcomers) {
+        EXPECT_EQ(newcomer.Receive(1, std::chrono::milliseconds(50)), Bytes{});
+    }
+    EXPECT_EQ(log_.Count(plog::error, FailureLine("Broken pipe", descriptor)), 1);
+    EXPECT_EQ(Count("deleted"), 1) << "a newcomer was closed for it";
+}
+
 TEST_F(ServerSocketSendTest, ToNoIdentityItFails) {
     StartAccepting();
     const LoopbackSocket client = ConnectClient();

@@ -77,5 +77,34 @@ TEST(Delivery, OfTwoPendingRequestsWithOneMessageIdIsToTheOlderOne) {
     ExpectMessage(newer.Receive(), "next", Refusal(), from);
 }
 
+// The Mux waits 2 seconds for a client to take something. What was cut off by then is the last that this client gets:
+// nothing follows the fragment.
+TEST(Delivery, ToAClientThatDoesNotReadEndsThatClientAndTheOthersGoOn) {
+    constexpr std::size_t kRequests = 12;
+    const std::string longId(30000, 'x');
+    SystemSetup setup;
+    setup.arguments = {};
+    MuxSystem system(setup);
+    ExchangeRunner runner(system);
+    TestClient other = system.NewClient();
+    TestClient stalled = system.NewClient(TestClient::Buffers::kSmall);
+    const std::time_t from = std::time(nullptr);
+    for (std::size_t number = 0; number < kRequests; ++number) {
+        stalled.Send(R"({"MessageID":")" + longId + std::to_string(number) + R"(","MessageCode":3})");
+    }
+    ASSERT_TRUE(system.Mux().WaitFor("Sending message answer with ID "));
+    other.Send(R"({"MessageID":"other","MessageCode":3})");
+    ExpectMessage(other.Receive(std::chrono::seconds(20)), "other", Refusal(), from);
+    EXPECT_EQ(system.Mux().Count("Cannot send data to server socketResource temporarily unavailableSocket "), 1U);
+    runner.Run({kRequest});
+
+    std::size_t whole = 0;
+    for (std::string text = stalled.Receive(); text != "(closed)"; text = stalled.Receive()) {
+        ExpectMessage(text, longId + std::to_string(whole), Refusal(), from);
+        ++whole;
+        ASSERT_LT(whole, kRequests) << "it took everything";
+    }
+}
+
 }  // namespace
 }  // namespace SystemTest

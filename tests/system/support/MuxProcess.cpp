@@ -78,7 +78,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 // What the child does with itself between its birth and the program.
 class Preparation {
   public:
-    Preparation(const std::string& folder, int output, int error) {
+    Preparation(const std::string& folder, int output, int error, int inheritedDescriptors) {
         posix_spawn_file_actions_init(&actions_);
         posix_spawnattr_init(&attributes_);
         Check(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0), "addopen");
@@ -86,6 +86,9 @@ class Preparation {
         Check(posix_spawn_file_actions_adddup2(&actions_, error, STDERR_FILENO), "adddup2");
         // A socket of the gateway simulator that lived on in the Mux would keep its port or its connection open.
         Check(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1), "addclosefrom_np");
+        for (int descriptor = STDERR_FILENO + 1; descriptor <= STDERR_FILENO + inheritedDescriptors; ++descriptor) {
+            Check(posix_spawn_file_actions_adddup2(&actions_, STDIN_FILENO, descriptor), "adddup2");
+        }
         Check(posix_spawn_file_actions_addchdir_np(&actions_, folder.c_str()), "addchdir_np");
         ResetSignals();
     }
@@ -122,9 +125,9 @@ std::string Describe(int waitStatus) {
 }  // namespace
 
 MuxProcess::MuxProcess(const std::vector<std::string>& arguments, const Environment& environment,
-                       ChildOutput::Console console)
+                       ChildOutput::Console console, int inheritedDescriptors)
     : output_(console) {
-    Start(arguments, environment);
+    Start(arguments, environment, inheritedDescriptors);
 }
 
 MuxProcess::~MuxProcess() {
@@ -142,12 +145,13 @@ MuxProcess::~MuxProcess() {
     }
 }
 
-void MuxProcess::Start(const std::vector<std::string>& arguments, const Environment& environment) {
+void MuxProcess::Start(const std::vector<std::string>& arguments, const Environment& environment,
+                       int inheritedDescriptors) {
     std::vector<std::string> words = {MUX_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = VariablesFor(environment);
     const Preparation preparation(folder_.Path().string(), output_.WriteEnd(ChildOutput::Stream::kOutput),
-                                  output_.WriteEnd(ChildOutput::Stream::kError));
+                                  output_.WriteEnd(ChildOutput::Stream::kError), inheritedDescriptors);
     Check(posix_spawn(&process_, MUX_PROGRAM, preparation.Actions(), preparation.Attributes(), Pointers(words).data(),
                       Pointers(variables).data()),
           "posix_spawn");

@@ -26,8 +26,10 @@ class MuxProcess {
     // Variables on top of those of the test, or in place of them.
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
+    // `inheritedDescriptors` is how many descriptors are open in the process, behind the standard three, when it
+    // starts; this process must be allowed as many.
     explicit MuxProcess(const std::vector<std::string>& arguments, const Environment& environment = {},
-                        ChildOutput::Console console = ChildOutput::Console::kPipe);
+                        ChildOutput::Console console = ChildOutput::Console::kPipe, int inheritedDescriptors = 0);
     ~MuxProcess();
     MuxProcess(const MuxProcess&) = delete;
     MuxProcess& operator=(const MuxProcess&) = delete;
@@ -59,7 +61,7 @@ class MuxProcess {
     std::vector<std::uint16_t> ListeningPorts() const;
 
   private:
-    void Start(const std::vector<std::string>& arguments, const Environment& environment);
+    void Start(const std::vector<std::string>& arguments, const Environment& environment, int inheritedDescriptors);
     // Takes the exit status if there is one.
     void TryToReap();
     void CheckSanitizerReports() const;

@@ -64,7 +64,8 @@ MuxSystem::MuxSystem(const SystemSetup& setup) : setups_(setup.gateways) {
     std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(Port()), "--configFile",
                                           folder_.Write("mux.json", Configuration(entries))};
     arguments.insert(arguments.end(), setup.arguments.begin(), setup.arguments.end());
-    mux_ = std::make_unique<MuxProcess>(arguments, setup.environment);
+    mux_ = std::make_unique<MuxProcess>(arguments, setup.environment, ChildOutput::Console::kPipe,
+                                        setup.inheritedDescriptors);
     if (setup.waitsUntilQuiet) {
         WaitUntilQuiet();
     }

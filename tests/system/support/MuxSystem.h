@@ -29,6 +29,8 @@ struct SystemSetup {
     MuxProcess::Environment environment = {};
     // For a gateway that does not answer at the start.
     bool waitsUntilQuiet = true;
+    // Open in the Mux when it starts.
+    int inheritedDescriptors = 0;
 };
 
 SystemSetup WithGateways(const std::vector<GatewaySetup>& gateways);
@@ -49,7 +51,9 @@ class MuxSystem {
     MuxProcess& Mux() { return *mux_; }
     const MuxProcess& Mux() const { return *mux_; }
     std::uint16_t Port() const { return port_.Number(); }
-    TestClient NewClient() const { return TestClient(port_.Number()); }
+    TestClient NewClient(TestClient::Buffers buffers = TestClient::Buffers::kUsual) const {
+        return TestClient(port_.Number(), buffers);
+    }
 
     std::size_t GatewayCount() const { return gateways_.size(); }
     Simulator::GatewaySimulator& Gateway(std::size_t index = 0) { return *gateways_.at(index); }

@@ -1,6 +1,7 @@
 #include "tests/system/support/TestClient.h"
 
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,9 +17,20 @@
 namespace SystemTest {
 namespace {
 
+// The peer's kernel measures its send buffer by the size of our segments.
+void UseSmallBuffers(int descriptor) {
+    const int bufferSize = 1;  // the kernel takes its smallest instead
+    const int segmentSize = 536;
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
+    setsockopt(descriptor, IPPROTO_TCP, TCP_MAXSEG, &segmentSize, sizeof segmentSize);
+}
+
 // Returns -1 when nobody listens.
-int TryToConnect(std::uint16_t port) {
+int TryToConnect(std::uint16_t port, TestClient::Buffers buffers) {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (buffers == TestClient::Buffers::kSmall) {
+        UseSmallBuffers(descriptor);
+    }
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
@@ -54,9 +66,9 @@ std::string Packet(std::string_view text) {
     return packet;
 }
 
-TestClient::TestClient(std::uint16_t port) {
+TestClient::TestClient(std::uint16_t port, Buffers buffers) {
     const auto connected = [&] {
-        socket_ = TryToConnect(port);
+        socket_ = TryToConnect(port, buffers);
         return socket_ != -1;
     };
     if (!Testing::WaitUntil(connected, kDeadline)) {

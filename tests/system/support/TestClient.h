@@ -23,8 +23,11 @@ std::string Packet(std::string_view text);
 // For one thread at a time.
 class TestClient {
   public:
+    // With small ones the Mux can send only some hundred kilobytes to a client that does not read.
+    enum class Buffers { kUsual, kSmall };
+
     // Connects to 127.0.0.1; tries again until the Mux listens. Throws when it never does.
-    explicit TestClient(std::uint16_t port);
+    explicit TestClient(std::uint16_t port, Buffers buffers = Buffers::kUsual);
     ~TestClient();
     TestClient(TestClient&& other) noexcept;
     TestClient& operator=(TestClient&&) = delete;

@@ -1,0 +1,149 @@
+// What the Mux does with the descriptor numbers that it may have: when they run out, and when they are many.
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "tests/support/WaitUntil.h"
+#include "tests/system/support/ExchangeRunner.h"
+
+namespace SystemTest {
+namespace {
+
+const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
+const std::string kAccepted = "Accepted connection with FD ";
+const std::string kTooMany = "Too many clients. The connection with FD ";
+
+// The first number that no client has: 48 are kept in reserve.
+constexpr int kReserve = 48;
+constexpr int kHighest = 1024;
+
+// Sets the limit of the running Mux; false when this machine does not allow that many.
+bool AllowDescriptors(const MuxProcess& mux, rlim_t count) {
+    rlimit limit = {};
+    if (prlimit(mux.Id(), RLIMIT_NOFILE, nullptr, &limit) != 0 || limit.rlim_max < count) {
+        return false;
+    }
+    limit.rlim_cur = count;
+    return prlimit(mux.Id(), RLIMIT_NOFILE, &limit, nullptr) == 0;
+}
+
+// Lets this process have as many descriptors as it may, until the end of the test.
+class ManyDescriptors {
+  public:
+    ManyDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        rlimit all = before_;
+        all.rlim_cur = all.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &all);
+    }
+    ~ManyDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+    ManyDescriptors(const ManyDescriptors&) = delete;
+    ManyDescriptors& operator=(const ManyDescriptors&) = delete;
+
+    bool Suffice(rlim_t count) const { return before_.rlim_max >= count; }
+
+  private:
+    rlimit before_ = {};
+};
+
+// The numbers that follow `text` in the log.
+std::vector<int> NumbersBehind(const MuxProcess& mux, const std::string& text) {
+    std::vector<int> numbers;
+    for (const std::string& line : mux.Lines()) {
+        const std::size_t position = line.find(text);
+        if (position != std::string::npos) {
+            numbers.push_back(std::stoi(line.substr(position + text.size())));
+        }
+    }
+    return numbers;
+}
+
+// Connects clients until one is turned away and returns those that are served.
+std::vector<TestClient> FillUp(const MuxSystem& system) {
+    std::vector<TestClient> clients;
+    do {
+        clients.push_back(system.NewClient());
+        const std::size_t count = clients.size();
+        EXPECT_TRUE(Testing::WaitUntil(
+            [&] { return system.Mux().Count(kAccepted) + system.Mux().Count(kTooMany) >= count; }, kDeadline));
+    } while (system.Mux().Count(kTooMany) == 0 && clients.size() < kHighest);
+    EXPECT_EQ(clients.back().Receive(), "(closed)");
+    clients.pop_back();
+    return clients;
+}
+
+void ExpectServed(TestClient& client) {
+    const std::time_t from = std::time(nullptr);
+    client.Send(R"({"MessageID":"served","MessageCode":3})");
+    ExpectMessage(client.Receive(), "served", Refusal(), from);
+}
+
+TEST(Descriptors, ThatRunOutTurnNewcomersAwayUntilPlacesAreFree) {
+    constexpr int kAllowed = 64;
+    MuxSystem system;
+    ASSERT_TRUE(AllowDescriptors(system.Mux(), kAllowed));
+    std::vector<TestClient> clients = FillUp(system);
+    ASSERT_GE(clients.size(), 2U);
+    for (TestClient& client : clients) {
+        ExpectServed(client);
+    }
+    EXPECT_EQ(system.NewClient().Receive(), "(closed)") << "it still listens, and has still no place";
+
+    // The reserve is what a gateway's new connection is made of.
+    system.Gateway().CloseConnection();
+    EXPECT_TRUE(system.Mux().WaitFor("Gateway 1 changed state from DISCONNECTED to state READY"));
+
+    clients.front().Close();
+    ASSERT_TRUE(system.Mux().WaitFor("Client deleted from list. FD "));
+    TestClient next = system.NewClient();
+    ExpectServed(next);
+    for (const int number : NumbersBehind(system.Mux(), kAccepted)) {
+        EXPECT_LT(number, kAllowed - kReserve);
+    }
+    EXPECT_EQ(system.Mux().Count("Accept loop received a broken socket"), 0U);
+}
+
+TEST(Descriptors, ThatAreManyGiveNoClientANumberOf1024OrMore) {
+    constexpr int kAllowed = 2000;
+    // All but a few of the numbers that a client may have are taken.
+    constexpr int kTaken = kHighest - kReserve - 20;
+    const ManyDescriptors allowed;
+    if (!allowed.Suffice(kAllowed)) {
+        GTEST_SKIP() << "this machine allows fewer than " << kAllowed << " descriptors";
+    }
+    SystemSetup setup;
+    setup.inheritedDescriptors = kTaken;
+    MuxSystem system(setup);
+    ASSERT_TRUE(AllowDescriptors(system.Mux(), kAllowed));
+    std::vector<TestClient> clients = FillUp(system);
+    ASSERT_GE(clients.size(), 2U);
+    const std::vector<int> numbers = NumbersBehind(system.Mux(), kAccepted);
+    EXPECT_EQ(*std::max_element(numbers.begin(), numbers.end()), kHighest - kReserve - 1);
+    ExpectServed(clients.front());
+    ExpectServed(clients.back());
+}
+
+TEST(Descriptors, OfGatewaysMayBe1024OrMore) {
+    constexpr int kTaken = 1100;
+    const ManyDescriptors allowed;
+    if (!allowed.Suffice(2 * kTaken)) {
+        GTEST_SKIP() << "this machine allows fewer than " << 2 * kTaken << " descriptors";
+    }
+    SystemSetup setup;
+    setup.inheritedDescriptors = kTaken;
+    MuxSystem system(setup);
+    RunCommands(system.Gateway(), "card 5 04A1B2C3");
+    EXPECT_TRUE(system.Mux().WaitFor("READER EVENT."));
+    EXPECT_EQ(system.NewClient().Receive(), "(closed)");
+    const std::vector<int> turnedAway = NumbersBehind(system.Mux(), kTooMany);
+    ASSERT_EQ(turnedAway.size(), 1U);
+    EXPECT_GT(turnedAway.front(), kTaken);
+}
+
+}  // namespace
+}  // namespace SystemTest
