@@ -23,14 +23,14 @@ thread_local bool pausesAfterUnlocks = false;
 // Of this thread, taken with a timed lock and not yet unlocked; a thread takes few one within the other.
 thread_local std::array<const pthread_mutex_t*, 8> heldMutexes{};
 
-// Of all threads.
+// Of all threads. Relaxed, so that it orders nothing: a race checker would not see what the threads do unordered.
 std::atomic<int> heldCount{0};
 
 void Replace(const pthread_mutex_t* searched, const pthread_mutex_t* replacement) {
     auto* const position = std::find(heldMutexes.begin(), heldMutexes.end(), searched);
     if (position != heldMutexes.end()) {
         *position = replacement;
-        heldCount += replacement == nullptr ? -1 : 1;
+        heldCount.fetch_add(replacement == nullptr ? -1 : 1, std::memory_order_relaxed);
     }
 }
 
