@@ -34,6 +34,27 @@ std::vector<Bytes> CutInPieces(const Bytes& stream, std::size_t pieceSize) {
     return frames;
 }
 
+// Cuts frames without forgetting anything: what the daemon drops must not be missed. A frame that cannot be decoded
+// keeps everything behind it from being taken; here those are the ones that end before their payload begins.
+std::vector<Bytes> CutNaively(Bytes stream) {
+    constexpr unsigned char kMagic[] = {0xFE, 0xFD};
+    constexpr std::ptrdiff_t kShortestFrame = 17;
+    std::vector<Bytes> frames;
+    for (;;) {
+        const auto magic = std::search(stream.begin(), stream.end(), std::begin(kMagic), std::end(kMagic));
+        if (magic == stream.begin() || magic == stream.end()) {
+            return frames;
+        }
+        const auto begin = magic - 1;
+        const std::ptrdiff_t size = *begin;
+        if (size < kShortestFrame || size > stream.end() - begin) {
+            return frames;
+        }
+        frames.emplace_back(begin, begin + size);
+        stream.erase(begin, begin + size);
+    }
+}
+
 // A frame may end before any of its fields; nothing else is an error.
 void Decode(Bytes frame) {
     Brenk::Messages::BrenkMessageBuilder builder(0, 1);
@@ -55,6 +76,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     }
     const Bytes stream(data + 1, data + size);
     const std::vector<Bytes> frames = CutInPieces(stream, stream.size());
+    FUZZ_CHECK(CutNaively(stream) == frames);
     FUZZ_CHECK(CutInPieces(stream, std::max<std::size_t>(*data, 1)) == frames);
     std::for_each(frames.begin(), frames.end(), Decode);
     Decode(stream);
