@@ -3,15 +3,51 @@
 #include <algorithm>
 #include <array>
 
+#include "messages/FrameLayout.h"
+
 namespace Brenk {
 namespace {
 
-constexpr std::array<unsigned char, 2> kMagic = {0xFE, 0xFD};
+namespace FrameLayout = Messages::FrameLayout;
+
+constexpr std::array<unsigned char, 2> kMagic = {FrameLayout::kMagicByte1, FrameLayout::kMagicByte2};
+
+// A frame that ends before its payload begins can't be decoded, whatever its command code is.
+bool IsTooShortALength(unsigned char length) {
+    return length < FrameLayout::kPayload;
+}
+
+std::vector<unsigned char>::const_iterator FindMagic(const std::vector<unsigned char>& bytes) {
+    return std::search(bytes.begin(), bytes.end(), kMagic.begin(), kMagic.end());
+}
 
 }  // namespace
 
 void FrameBuffer::Append(const std::vector<unsigned char>& bytes) {
+    if (isStuck_) {
+        return;
+    }
     bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+    DropWhatCannotMatter();
+}
+
+void FrameBuffer::DropWhatCannotMatter() {
+    const auto isTooShort =
+        std::find_if(std::make_reverse_iterator(FindMagic(bytes_)), bytes_.crend(), IsTooShortALength);
+    if (isTooShort != bytes_.crend()) {
+        bytes_.erase(bytes_.begin(), std::prev(isTooShort.base()));
+    }
+    const auto magic = FindMagic(bytes_);
+    const bool isFirst = magic == bytes_.begin();
+    if (magic != bytes_.end() && (isFirst || IsTooShortALength(*std::prev(magic)))) {
+        StickTo(isFirst ? magic : std::prev(magic), magic + kMagic.size());
+    }
+}
+
+void FrameBuffer::StickTo(std::vector<unsigned char>::const_iterator begin,
+                          std::vector<unsigned char>::const_iterator end) {
+    bytes_ = std::vector<unsigned char>(begin, end);
+    isStuck_ = true;
 }
 
 FrameSearch FrameBuffer::Find(std::vector<unsigned char>& frame) const {
@@ -27,8 +63,20 @@ void FrameBuffer::EraseFound() {
     bytes_.erase(begin, begin + static_cast<std::ptrdiff_t>(location.size));
 }
 
+void FrameBuffer::KeepOnlyFound() {
+    const Location location = Locate();
+    if (location.result == FrameSearch::kFound) {
+        const auto begin = bytes_.cbegin() + static_cast<std::ptrdiff_t>(location.begin);
+        StickTo(begin, begin + static_cast<std::ptrdiff_t>(location.size));
+    }
+}
+
+std::size_t FrameBuffer::Size() const {
+    return bytes_.size();
+}
+
 FrameBuffer::Location FrameBuffer::Locate() const {
-    const auto magic = std::search(bytes_.begin(), bytes_.end(), kMagic.begin(), kMagic.end());
+    const auto magic = FindMagic(bytes_);
     if (magic == bytes_.end()) {
         return {};
     }
@@ -37,7 +85,7 @@ FrameBuffer::Location FrameBuffer::Locate() const {
     }
     const auto begin = static_cast<std::size_t>(magic - bytes_.begin()) - 1;
     const std::size_t size = bytes_.at(begin);
-    if (size == 0 || size > bytes_.size() - begin) {
+    if (IsTooShortALength(bytes_.at(begin)) || size > bytes_.size() - begin) {
         return {};
     }
     return {FrameSearch::kFound, begin, size};

@@ -15,7 +15,13 @@ enum class FrameSearch {
 // The bytes received from a gateway from which frames are cut: byte pair 0xFE 0xFD, the byte before the pair is the
 // length of the whole frame, counted from that byte on.
 //
-// Bytes before a frame stay where they are when the frame is taken. Not thread-safe: the read thread's own.
+// Bytes before a frame stay where they are when the frame is taken, and one of them becomes a length byte when a magic
+// comes without its own. Three streams are stuck for good, so nothing that follows is kept: the magic at index 0, a
+// length too short for any frame, and a frame that KeepOnlyFound was called for. Because of the second of these, bytes
+// before the last one that is too short a length are dropped: it would have to be taken before they could matter.
+// Junk of greater bytes alone stays whole, since each of them may be the length of a frame to come.
+//
+// Not thread-safe: the read thread's own.
 class FrameBuffer {
   public:
     void Append(const std::vector<unsigned char>& bytes);
@@ -26,6 +32,12 @@ class FrameBuffer {
     // Removes the frame that Find would find; nothing for any other result.
     void EraseFound();
 
+    // For a frame that can't be decoded: Find finds it for ever, and whatever else came or comes is dropped.
+    void KeepOnlyFound();
+
+    // How many bytes are kept.
+    std::size_t Size() const;
+
   private:
     struct Location {
         FrameSearch result = FrameSearch::kNone;
@@ -33,8 +45,11 @@ class FrameBuffer {
         std::size_t size = 0;
     };
     Location Locate() const;
+    void DropWhatCannotMatter();
+    void StickTo(std::vector<unsigned char>::const_iterator begin, std::vector<unsigned char>::const_iterator end);
 
     std::vector<unsigned char> bytes_;
+    bool isStuck_ = false;
 };
 
 }  // namespace Brenk

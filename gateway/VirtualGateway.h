@@ -149,6 +149,9 @@ class VirtualGateway {
     // Adds bytes to the receive buffer. Read thread.
     void AppendReceived(const std::vector<unsigned char>& bytes);
 
+    // How many bytes the receive buffer keeps. Read thread.
+    std::size_t ReceivedSize() const;
+
   private:
     using RequestPointer = std::shared_ptr<MessageRequestInfo>;
     using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;

@@ -133,6 +133,10 @@ void VirtualGateway::AppendReceived(const std::vector<unsigned char>& bytes) {
     receiveBuffer_.Append(bytes);
 }
 
+std::size_t VirtualGateway::ReceivedSize() const {
+    return receiveBuffer_.Size();
+}
+
 void VirtualGateway::ManageReceivedFrames() {
     while (Messages::BrenkMessage* const frame = FetchAndTranslateMessage()) {
         const std::time_t now = std::time(nullptr);
@@ -157,6 +161,7 @@ Messages::BrenkMessage* VirtualGateway::FetchAndTranslateMessage() {
         frame.reset(builder->Parse(bytes));
     } catch (const std::out_of_range&) {
         // Shorter than its own type asks for: it stays, and the same bytes are tried again.
+        receiveBuffer_.KeepOnlyFound();
         return nullptr;
     }
     MUX_LOG(plog::debug) << "Message fetched and translated. Erasing the array from the buffer.";

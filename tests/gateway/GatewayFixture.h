@@ -24,6 +24,7 @@ class OpenedGateway : public Brenk::VirtualGateway {
   public:
     using VirtualGateway::AppendReceived;
     using VirtualGateway::FetchAndTranslateMessage;
+    using VirtualGateway::ReceivedSize;
     using VirtualGateway::SetMessageBuilder;
     using VirtualGateway::VirtualGateway;
 };
