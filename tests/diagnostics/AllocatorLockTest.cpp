@@ -1,0 +1,85 @@
+// A process that must end while a thread was interrupted inside the allocator. Every line of the log allocates, so none
+// can be written any more; only the watchdog gets the process to its end.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "tests/diagnostics/EndingProcess.h"
+
+namespace {
+
+// The lock of an allocator whose holder never comes back to release it.
+std::atomic<bool> allocatorIsLocked{false};
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    while (allocatorIsLocked) {
+        pause();
+    }
+    void* const memory = std::malloc(size);
+    return memory == nullptr ? throw std::bad_alloc() : memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+// The watchdog's time, written out and then cut short.
+extern "C" unsigned alarm(unsigned seconds) noexcept {
+    const std::string_view text = seconds == 5 ? "5 seconds\n" : seconds == 60 ? "60 seconds\n" : "another time\n";
+    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+    const itimerval soon = {{0, 0}, {0, 100000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    return written < 0 ? 1 : 0;
+}
+
+namespace Diagnostics {
+namespace {
+
+using Testing::ChildResult;
+using Testing::EndingProcess;
+
+ChildResult EndInsideTheAllocator(int signalNumber) {
+    return EndingProcess().Run([signalNumber] {
+        allocatorIsLocked = true;
+        raise(signalNumber);
+    });
+}
+
+void ExpectEnd(int signalNumber, int status, const std::string& boundedBy) {
+    const ChildResult result = EndInsideTheAllocator(signalNumber);
+    EXPECT_EQ(result.exitStatus, status);
+    EXPECT_THAT(result.output, testing::EndsWith(boundedBy));
+}
+
+TEST(AllocatorLock, HeldByTheInterruptedThreadDelaysAQuitButKeepsItsStatus) {
+    ExpectEnd(SIGQUIT, 0, "\n5 seconds\n");
+}
+
+TEST(AllocatorLock, HeldByTheInterruptedThreadDelaysAHangUpButKeepsItsStatus) {
+    ExpectEnd(SIGHUP, 255, "\n5 seconds\n");
+}
+
+TEST(AllocatorLock, HeldByTheThreadThatCrashedDelaysTheEndButKeepsItsStatus) {
+    for (const int signalNumber : {SIGABRT, SIGBUS, SIGSEGV}) {
+        ExpectEnd(signalNumber, 255, "\n60 seconds\n");
+    }
+}
+
+}  // namespace
+}  // namespace Diagnostics
