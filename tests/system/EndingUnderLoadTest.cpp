@@ -52,15 +52,29 @@ void Ask(TestClient& client, Counter& events) {
     events += text.find("lockEventMessage") == std::string::npos ? 0 : 1;
 }
 
-// One event after the other: frames that arrive together are held back until the gateway pauses.
-void SendNextEvent(MuxSystem& system, const Counter& events, int& sent) {
-    if (events < sent) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return;
+// Sends one event after the other: frames that arrive together are held back until the gateway pauses. One that comes
+// before the Mux is connected is lost, so the next does not wait for it for ever.
+class EventSource {
+  public:
+    EventSource(MuxSystem& system, const Counter& events) : system_(system), events_(events) {}
+
+    void SendWhenDue() {
+        const auto now = std::chrono::steady_clock::now();
+        if (events_ < expected_ && now < lost_) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            return;
+        }
+        expected_ = events_ + 1;
+        lost_ = now + std::chrono::seconds(1);
+        system_.Gateway().Execute("card 5 04A1B2C3");
     }
-    ++sent;
-    system.Gateway().Execute("card 5 04A1B2C3");
-}
+
+  private:
+    MuxSystem& system_;
+    const Counter& events_;
+    int expected_ = 0;
+    std::chrono::steady_clock::time_point lost_;
+};
 
 struct Ending {
     const char* name;
@@ -81,10 +95,10 @@ TEST_P(EndingUnderLoad, HasItsExactStatus) {
     TestClient first = system.NewClient();
     TestClient second = system.NewClient();
     Counter events{0};
-    int sent = 0;
+    EventSource source(system, events);
     const Busy firstClient([&] { Ask(first, events); });
     const Busy secondClient([&] { Ask(second, events); });
-    const Busy gateway([&] { SendNextEvent(system, events, sent); });
+    const Busy gateway([&] { source.SendWhenDue(); });
     ASSERT_TRUE(Testing::WaitUntil([&] { return events > 0; }, kDeadline));
     GetParam().cause(system);
     EXPECT_EQ(system.Mux().WaitForEnd(), GetParam().status);
