@@ -23,7 +23,8 @@ std::atomic<bool> allocatorIsLocked{false};
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Inlined into their callers they would look to the compiler like memory freed by the wrong function.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     while (allocatorIsLocked) {
         pause();
     }
@@ -31,11 +32,11 @@ void* operator new(std::size_t size) {
     return memory == nullptr ? throw std::bad_alloc() : memory;
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
