@@ -13,6 +13,7 @@
 
 #include "tests/system/support/CrashLog.h"
 #include "tests/system/support/MuxSystem.h"
+#include "tests/system/support/Sanitized.h"
 
 namespace SystemTest {
 namespace {
@@ -65,6 +66,9 @@ bool HoldsInOrder(const std::string& text, const std::vector<std::string>& parts
 TEST(CoreDump, OpensInTheDebuggerAndShowsTheStackOfTheThreadThatCrashed) {
     if (!IsInstalled("gdb") || !IsInstalled("gcore")) {
         GTEST_SKIP() << "gdb and gcore are not installed";
+    }
+    if (kIsSanitized) {
+        GTEST_SKIP() << "a dump of a sanitizer's address space takes minutes";
     }
     MuxSystem system(WithGateways({}));
     const TestClient client = system.NewClient();

@@ -12,15 +12,10 @@
 #include "tests/system/support/FakeDumpTool.h"
 #include "tests/system/support/LogLines.h"
 #include "tests/system/support/MuxSystem.h"
+#include "tests/system/support/Sanitized.h"
 
 namespace SystemTest {
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSanitized = true;
-#else
-constexpr bool kIsSanitized = false;
-#endif
 
 SystemSetup WithDumpTool(const FakeDumpTool& tool) {
     SystemSetup setup;
