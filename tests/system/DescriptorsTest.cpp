@@ -130,9 +130,10 @@ TEST(Descriptors, ThatAreManyGiveNoClientANumberOf1024OrMore) {
 
 TEST(Descriptors, OfGatewaysMayBe1024OrMore) {
     constexpr int kTaken = 1100;
+    constexpr int kAllowed = 2 * kTaken;
     const ManyDescriptors allowed;
-    if (!allowed.Suffice(2 * kTaken)) {
-        GTEST_SKIP() << "this machine allows fewer than " << 2 * kTaken << " descriptors";
+    if (!allowed.Suffice(kAllowed)) {
+        GTEST_SKIP() << "this machine allows fewer than " << kAllowed << " descriptors";
     }
     SystemSetup setup;
     setup.inheritedDescriptors = kTaken;
@@ -140,6 +141,7 @@ TEST(Descriptors, OfGatewaysMayBe1024OrMore) {
     RunCommands(system.Gateway(), "card 5 04A1B2C3");
     EXPECT_TRUE(system.Mux().WaitFor("READER EVENT."));
     EXPECT_EQ(system.NewClient().Receive(), "(closed)");
+    ASSERT_TRUE(system.Mux().WaitFor(kTooMany));
     const std::vector<int> turnedAway = NumbersBehind(system.Mux(), kTooMany);
     ASSERT_EQ(turnedAway.size(), 1U);
     EXPECT_GT(turnedAway.front(), kTaken);
