@@ -1,0 +1,22 @@
+#include "messages/BrenkActivateWhitelist.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/messages/WireBytes.h"
+
+// Expected bytes written by hand from the payload layout.
+
+namespace Brenk::Messages {
+namespace {
+
+using Testing::Bytes;
+using Testing::Serialized;
+
+TEST(BrenkActivateWhitelist, HasDataType1EAndNoBytes) {
+    BrenkActivateWhitelist payload;
+    EXPECT_EQ(payload.DataType(), 0x1E);
+    EXPECT_EQ(Serialized(payload), Bytes());
+}
+
+}  // namespace
+}  // namespace Brenk::Messages

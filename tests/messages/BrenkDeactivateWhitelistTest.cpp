@@ -1,0 +1,22 @@
+#include "messages/BrenkDeactivateWhitelist.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/messages/WireBytes.h"
+
+// Expected bytes written by hand from the payload layout.
+
+namespace Brenk::Messages {
+namespace {
+
+using Testing::Bytes;
+using Testing::Serialized;
+
+TEST(BrenkDeactivateWhitelist, HasDataType1FAndNoBytes) {
+    BrenkDeactivateWhitelist payload;
+    EXPECT_EQ(payload.DataType(), 0x1F);
+    EXPECT_EQ(Serialized(payload), Bytes());
+}
+
+}  // namespace
+}  // namespace Brenk::Messages

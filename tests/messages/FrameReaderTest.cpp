@@ -1,0 +1,81 @@
+#include "messages/FrameReader.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+
+#include "tests/messages/WireBytes.h"
+
+namespace Brenk::Messages {
+namespace {
+
+using Testing::FromHex;
+
+constexpr std::size_t kHighestOffset = std::numeric_limits<std::size_t>::max();
+
+class FrameReaderTest : public testing::Test {
+  protected:
+    const std::vector<unsigned char> frame_ = FromHex("06 FE FD 81 02 FF");
+    const FrameReader reader_{frame_};
+};
+
+TEST_F(FrameReaderTest, GivesTheByteAtAnOffset) {
+    EXPECT_EQ(reader_.Byte(0), 0x06);
+    EXPECT_EQ(reader_.Byte(5), 0xFF);
+}
+
+TEST_F(FrameReaderTest, AByteBehindTheEndIsOutOfRange) {
+    EXPECT_THROW(reader_.Byte(6), std::out_of_range);
+    EXPECT_THROW(reader_.Byte(kHighestOffset), std::out_of_range);
+}
+
+TEST_F(FrameReaderTest, GivesFourBytesMostSignificantFirst) {
+    EXPECT_EQ(reader_.BigEndian32(0), 0x06FEFD81U);
+    EXPECT_EQ(reader_.BigEndian32(2), 0xFD8102FFU);
+}
+
+TEST_F(FrameReaderTest, FourBytesThatDoNotAllStandInTheFrameAreOutOfRange) {
+    for (const std::size_t offset : {std::size_t{3}, std::size_t{5}, std::size_t{6}, kHighestOffset}) {
+        EXPECT_THROW(reader_.BigEndian32(offset), std::out_of_range) << offset;
+    }
+}
+
+TEST_F(FrameReaderTest, GivesACopyOfSomeBytes) {
+    EXPECT_EQ(reader_.Bytes(1, 3), FromHex("FE FD 81"));
+    EXPECT_EQ(reader_.Bytes(0, 6), frame_);
+}
+
+TEST_F(FrameReaderTest, NoBytesAreEmptyWhereverTheyBegin) {
+    for (const std::size_t offset : {std::size_t{0}, std::size_t{6}, std::size_t{7}, kHighestOffset}) {
+        EXPECT_TRUE(reader_.Bytes(offset, 0).empty()) << offset;
+    }
+}
+
+TEST_F(FrameReaderTest, BytesBeyondTheEndAreOutOfRange) {
+    EXPECT_THROW(reader_.Bytes(0, 7), std::out_of_range);
+    EXPECT_THROW(reader_.Bytes(5, 2), std::out_of_range);
+    EXPECT_THROW(reader_.Bytes(6, 1), std::out_of_range);
+    EXPECT_THROW(reader_.Bytes(kHighestOffset, 2), std::out_of_range);
+}
+
+TEST_F(FrameReaderTest, GivesAnArrayOfSomeBytes) {
+    EXPECT_EQ(reader_.Array<3>(3), (std::array<std::uint8_t, 3>{0x81, 0x02, 0xFF}));
+}
+
+TEST_F(FrameReaderTest, AnArrayThatDoesNotFitIntoTheRestIsOutOfRange) {
+    EXPECT_THROW(reader_.Array<3>(4), std::out_of_range);
+    EXPECT_THROW(reader_.Array<7>(0), std::out_of_range);
+}
+
+TEST(FrameReader, InAnEmptyFrameEverythingIsOutOfRange) {
+    const std::vector<unsigned char> empty;
+    const FrameReader reader(empty);
+    EXPECT_THROW(reader.Byte(0), std::out_of_range);
+    EXPECT_THROW(reader.BigEndian32(0), std::out_of_range);
+    EXPECT_THROW(reader.Bytes(0, 1), std::out_of_range);
+    EXPECT_THROW(reader.Array<1>(0), std::out_of_range);
+}
+
+}  // namespace
+}  // namespace Brenk::Messages
