@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/mux/messages/PayloadText.h"
+
 using testing::ElementsAre;
+using Testing::TextWithoutDocument;
 
 namespace Mux {
 namespace {
@@ -23,6 +26,11 @@ TEST(MuxWhitelistSetPayload, WritesTheKeysThatItIsParsedFromWithCardDataAsHexade
     EXPECT_EQ(
         payload.ToJSON(),
         R"({"gatewayID":1,"lockID":2,"setupNumber":3,"options":4294967295,"cardData":"01B2C3","isUIDCard":true})");
+}
+
+TEST(MuxWhitelistSetPayload, WritesAnObjectWithoutMembersWhenItIsGivenNoDocument) {
+    MuxWhitelistSetPayload payload(1, 2, true, 3, 4, {5});
+    EXPECT_EQ(TextWithoutDocument(payload), "{}");
 }
 
 }  // namespace

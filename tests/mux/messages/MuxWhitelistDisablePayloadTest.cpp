@@ -1,0 +1,33 @@
+#include "mux/messages/MuxWhitelistDisablePayload.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+
+#include "tests/mux/messages/PayloadText.h"
+
+using Testing::TextWithoutDocument;
+
+namespace Mux {
+namespace {
+
+TEST(MuxWhitelistDisablePayload, WritesGatewayAndLock) {
+    constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
+    constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
+    EXPECT_EQ(MuxWhitelistDisablePayload(kMin, kMax).ToJSON(), R"({"gatewayID":-2147483648,"lockID":2147483647})");
+}
+
+TEST(MuxWhitelistDisablePayload, HoldsGatewayAndLock) {
+    const MuxWhitelistDisablePayload payload(-1, 65535);
+    EXPECT_EQ(payload.GatewayID(), -1);
+    EXPECT_EQ(payload.LockID(), 65535);
+}
+
+TEST(MuxWhitelistDisablePayload, WritesAnObjectWithoutMembersWhenItIsGivenNoDocument) {
+    MuxWhitelistDisablePayload payload(1, 2);
+    EXPECT_EQ(TextWithoutDocument(payload), "{}");
+}
+
+}  // namespace
+}  // namespace Mux

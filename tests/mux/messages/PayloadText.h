@@ -1,0 +1,20 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "mux/messages/JsonTree.h"
+#include "mux/messages/MuxMessagePayloadBase.h"
+
+namespace Testing {
+
+// The text of the object that `payload` makes when it is given no document; empty when it makes none.
+inline std::string TextWithoutDocument(Mux::MuxMessagePayloadBase& payload) {
+    const std::unique_ptr<rapidjson::Value> object(payload.ToJSONObject(nullptr));
+    EXPECT_NE(object, nullptr);
+    return object ? Mux::JsonText(*object) : std::string();
+}
+
+}  // namespace Testing
