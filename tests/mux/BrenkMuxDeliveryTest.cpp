@@ -216,22 +216,5 @@ TEST_F(BrenkMuxDelivery, SkipsAPassWhenItCannotLockAndLosesNothing) {
     EXPECT_FALSE(log.Holds(plog::verbose, "Message m1 popped."));
 }
 
-TEST(MuxRequestRecord, OfARequestStartsWithoutAttemptsAndWithoutAnswer) {
-    const std::shared_ptr<MuxMessage> message = Ack("m1");
-    const MuxRequestRecord record({7, 3}, message);
-    EXPECT_EQ(record.socketFD, 7);
-    EXPECT_EQ(record.Client().descriptor, 7);
-    EXPECT_EQ(record.Client().serial, 3U);
-    EXPECT_EQ(record.sendAttempts, 0);
-    EXPECT_FALSE(record.isEvent);
-    EXPECT_EQ(record.message, message);
-    EXPECT_EQ(record.answer, nullptr);
-}
-
-TEST(MuxRequestRecord, OfAnEventSaysSo) {
-    EXPECT_TRUE(MuxRequestRecord({7, 3}, Event("e1"), true).isEvent);
-    EXPECT_FALSE(MuxRequestRecord({7, 3}, Event("e1"), false).isEvent);
-}
-
 }  // namespace
 }  // namespace Mux
