@@ -384,7 +384,7 @@ constexpr bool kCanFollowACancellation = true;
 // are cancelled in a log line, so that they meet it in connect() and in send().
 TEST(BrenkMuxCancellation, PassesThroughTheGatewaysLoop) {
     if (!kCanFollowACancellation) {
-        GTEST_SKIP();
+        GTEST_SKIP() << "the sanitizer of this build cannot follow a cancellation";
     }
     const ReservedPort port;
     const CapturedLog log;
@@ -403,7 +403,7 @@ TEST(BrenkMuxCancellation, PassesThroughTheGatewaysLoop) {
 
 TEST(BrenkMuxCancellation, PassesThroughTheMainLoop) {
     if (!kCanFollowACancellation) {
-        GTEST_SKIP();
+        GTEST_SKIP() << "the sanitizer of this build cannot follow a cancellation";
     }
     const ReservedPort port;
     const CapturedLog log;
