@@ -1,0 +1,21 @@
+# 32-bit ARM with hard float, as Debian's armhf. The libraries of that architecture stand in a folder that
+# scripts/test --armhf and scripts/package --arch armhf fetch; programs run under an emulator.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR armv7l)
+set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
+set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
+set(MUX_DEBIAN_ARCHITECTURE armhf)
+
+get_filename_component(sysroot ${CMAKE_CURRENT_LIST_DIR}/../build/armhf-sysroot ABSOLUTE)
+set(root ${sysroot}/root)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static;-L;${root})
+
+# Programs and headers are those of this machine: Debian's cross compiler finds headers of every architecture itself.
+list(APPEND CMAKE_FIND_ROOT_PATH ${root})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE BOTH)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
+set(ENV{PKG_CONFIG_LIBDIR} ${root}/usr/lib/arm-linux-gnueabihf/pkgconfig)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} ${root})
