@@ -17,3 +17,17 @@ function(mux_add_library name)
   target_include_directories(${name} PUBLIC ${root})
   target_link_libraries(${name} PUBLIC ${ARG_DEPENDS} Threads::Threads PRIVATE mux_warnings)
 endfunction()
+
+# mux_runnable(VARIABLE TARGET): the path under which a test starts the program TARGET: the program itself, or, when it is
+# built for another architecture, a script that starts it under the emulator.
+function(mux_runnable variable target)
+  set(path $<TARGET_FILE:${target}>)
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+    set(script ${CMAKE_BINARY_DIR}/emulated/${target})
+    file(GENERATE OUTPUT ${script} CONTENT "#!/bin/sh\nexec ${emulator} ${path} \"$@\"\n"
+      FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    set(path ${script})
+  endif()
+  set(${variable} ${path} PARENT_SCOPE)
+endfunction()

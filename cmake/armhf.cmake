@@ -9,7 +9,11 @@ set(MUX_DEBIAN_ARCHITECTURE armhf)
 
 get_filename_component(sysroot ${CMAKE_CURRENT_LIST_DIR}/../build/armhf-sysroot ABSOLUTE)
 set(root ${sysroot}/root)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm-static;-L;${root})
+find_program(MUX_EMULATOR NAMES qemu-arm-static qemu-arm REQUIRED)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${MUX_EMULATOR};-L;${root})
+
+# Everything comes from one compiler: how its predecessors passed such arguments is of no concern.
+add_compile_options(-Wno-psabi)
 
 # Programs and headers are those of this machine: Debian's cross compiler finds headers of every architecture itself.
 list(APPEND CMAKE_FIND_ROOT_PATH ${root})

@@ -46,3 +46,14 @@ make_armhf_sysroot() {
     rm -r "$armhf_sysroot/apt"
     touch "$armhf_sysroot/complete"
 }
+
+# What scripts/test --armhf builds and runs, in arguments of CTest: unit tests by program, and the system tests of the
+# main road. The simulator's own tests and the fuzzers' corpora are left to the other builds.
+readonly armhf_test_programs=(
+    diagnostics_test threading_test net_test messages_test gateway_test
+    mux_messages_test mux_configuration_test mux_test other_time_width_test system_tests
+)
+armhf_unit_tests=$(IFS='|' && echo "^(${armhf_test_programs[*]})\.")
+readonly armhf_system_tests='^(CommandLine|Events|RequestFrames|ResultTables|Signals|WhitelistCards)\.'
+# shellcheck disable=SC2034 # used where this is sourced
+readonly armhf_selection=(-R "$armhf_unit_tests|$armhf_system_tests")

@@ -156,9 +156,9 @@ void LogText(std::size_t length) {
 
 // Fills the log file up to exactly this size.
 void FillLogFile(std::size_t size) {
-    const std::size_t before = std::filesystem::file_size("mux.log");
+    const auto before = static_cast<std::size_t>(std::filesystem::file_size("mux.log"));
     LogText(0);
-    const std::size_t now = std::filesystem::file_size("mux.log");
+    const auto now = static_cast<std::size_t>(std::filesystem::file_size("mux.log"));
     LogText(size - now - (now - before));
 }
 

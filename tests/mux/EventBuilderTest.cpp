@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <string>
@@ -101,6 +102,13 @@ TEST_F(EventBuilder, WritesTheTimeWithoutLeadingZeros) {
 TEST_F(EventBuilder, WritesTheTimeWithTwoDigitsWhereItHasThem) {
     EXPECT_EQ(EventTimeText(951868799), "23:59:59 29-2-2000");
     EXPECT_EQ(EventTimeText(2147483647), "3:14:7 19-1-2038");
+}
+
+TEST_F(EventBuilder, WritesTimesThatNeedMoreThan32Bits) {
+    if (sizeof(std::time_t) < sizeof(std::int64_t)) {
+        GTEST_SKIP() << "time has 32 bits here";
+    }
+    EXPECT_EQ(EventTimeText(static_cast<std::time_t>(INT64_C(4102444800))), "0:0:0 1-1-2100");
 }
 
 TEST_F(EventBuilder, WritesLocalTime) {
