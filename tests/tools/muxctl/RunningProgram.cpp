@@ -48,7 +48,8 @@ void ResetSignals() {
 
 }  // namespace
 
-RunningProgram::RunningProgram(const std::vector<std::string>& command, const Setup& setup) : output_(setup.console) {
+RunningProgram::RunningProgram(const std::vector<std::string>& command, const ProgramSetup& setup)
+    : output_(setup.console) {
     const int input = OpenInput(setup.input);
     const int output = output_.WriteEnd(ChildOutput::Stream::kOutput);
     const bool isTerminal = setup.console == ChildOutput::Console::kTerminal;
@@ -101,7 +102,7 @@ int RunningProgram::WaitForExit() {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-Ending RunToEnd(const std::vector<std::string>& command, const RunningProgram::Setup& setup) {
+Ending RunToEnd(const std::vector<std::string>& command, const ProgramSetup& setup) {
     RunningProgram program(command, setup);
     const int status = program.WaitForExit();
     return {status, program.Output(), program.ErrorOutput()};
@@ -113,7 +114,7 @@ std::vector<std::string> MuxctlCommand(const std::vector<std::string>& arguments
     return command;
 }
 
-Ending RunMuxctl(const std::vector<std::string>& arguments, const RunningProgram::Setup& setup) {
+Ending RunMuxctl(const std::vector<std::string>& arguments, const ProgramSetup& setup) {
     return RunToEnd(MuxctlCommand(arguments), setup);
 }
 

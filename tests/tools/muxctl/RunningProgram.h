@@ -10,22 +10,22 @@
 
 namespace Muxctl {
 
+struct ProgramSetup {
+    // On top of the test's variables, or in place of them.
+    std::vector<std::pair<std::string, std::string>> variables = {};
+    // What stands on standard input.
+    std::string input = {};
+    // On a terminal standard output and standard error are the same.
+    SystemTest::ChildOutput::Console console = SystemTest::ChildOutput::Console::kPipe;
+};
+
 // A program under test with its standard streams in our hands. Killed when it is still there at the end.
 //
 // For one thread.
 class RunningProgram {
   public:
-    struct Setup {
-        // On top of the test's variables, or in place of them.
-        std::vector<std::pair<std::string, std::string>> variables = {};
-        // What stands on standard input.
-        std::string input = {};
-        // On a terminal standard output and standard error are the same.
-        SystemTest::ChildOutput::Console console = SystemTest::ChildOutput::Console::kPipe;
-    };
-
-    // The first word is the program's path.
-    explicit RunningProgram(const std::vector<std::string>& command, const Setup& setup = {});
+    // The first word is the program, looked for as a shell would.
+    explicit RunningProgram(const std::vector<std::string>& command, const ProgramSetup& setup = {});
     ~RunningProgram();
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;
@@ -55,10 +55,10 @@ struct Ending {
 };
 
 // Runs a program to its end.
-Ending RunToEnd(const std::vector<std::string>& command, const RunningProgram::Setup& setup = {});
+Ending RunToEnd(const std::vector<std::string>& command, const ProgramSetup& setup = {});
 
 // The same for muxctl with these arguments.
 std::vector<std::string> MuxctlCommand(const std::vector<std::string>& arguments);
-Ending RunMuxctl(const std::vector<std::string>& arguments, const RunningProgram::Setup& setup = {});
+Ending RunMuxctl(const std::vector<std::string>& arguments, const ProgramSetup& setup = {});
 
 }  // namespace Muxctl
