@@ -1,6 +1,7 @@
 #include "tools/muxctl/JsonFault.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "diagnostics/RapidJson.h"
 
@@ -15,22 +16,6 @@ namespace {
 // Numbers are not converted, for the library's conversion fails on exponents of ten digits.
 constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
 
-struct Fault {
-    std::size_t offset;
-    const char* reason;
-};
-
-Fault FindFault(const std::string& text) {
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    rapidjson::BaseReaderHandler<> handler;
-    const rapidjson::ParseResult result = rapidjson::Reader().Parse<kFlags>(stream, handler);
-    if (result.IsError()) {
-        return {result.Offset(), rapidjson::GetParseError_En(result.Code())};
-    }
-    // The reader took a NUL for the end.
-    return {stream.Tell(), "A NUL character stands here."};
-}
-
 std::string PositionText(const std::string& text, std::size_t offset) {
     const std::string before = text.substr(0, offset);
     const auto line = std::count(before.begin(), before.end(), '\n') + 1;
@@ -41,8 +26,15 @@ std::string PositionText(const std::string& text, std::size_t offset) {
 }  // namespace
 
 std::string JsonFaultText(const std::string& text) {
-    const Fault fault = FindFault(text);
-    return "is no JSON: " + PositionText(text, fault.offset) + ": " + fault.reason;
+    rapidjson::MemoryStream stream(text.data(), text.size());
+    rapidjson::BaseReaderHandler<> handler;
+    const rapidjson::ParseResult result = rapidjson::Reader().Parse<kFlags>(stream, handler);
+    if (result.IsError()) {
+        return "is no JSON: " + PositionText(text, result.Offset()) + ": " + rapidjson::GetParseError_En(result.Code());
+    }
+    // The reader takes a NUL for the end. Some versions of the library refuse a number only when they convert it.
+    return stream.Tell() < text.size() ? "is no JSON: " + PositionText(text, stream.Tell()) + ": A NUL character."
+                                       : "is no JSON: A number in it is too large.";
 }
 
 }  // namespace Muxctl

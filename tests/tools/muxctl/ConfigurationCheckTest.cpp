@@ -205,8 +205,9 @@ TEST(ConfigurationCheckTest, SaysWhereATextIsNoJson) {
         {R"({"Enabled":true,})", "line 1, column 17: "},
         {"// hello\n{}", "line 1, column 1: "},
         {"{}\n{}", "line 2, column 1: "},
-        {std::string("{}\n \0{}", 7), "line 2, column 2: A NUL character stands here."},
+        {std::string("{}\n \0{}", 7), "line 2, column 2: A NUL character."},
         {R"({"a":1e-99999999999)", "line 1, column 20: "},
+        {R"({"Port":1e999})", "line 1, column 9: "},
     };
     for (const auto& [text, position] : positionsInTexts) {
         const ConfigurationReport report = CheckConfiguration(text);
