@@ -21,12 +21,14 @@ using Words = std::vector<std::string>;
 
 const std::set<std::string> kCommon = {"--host", "--port", "--timeout", "--json", "--help"};
 
+// Completes the words that it is given and prints what is offered for the last one.
+const std::string kScript = std::string("source ") + MUXCTL_COMPLETION +
+                            "; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _muxctl; "
+                            "printf '%s\\n' \"${COMPREPLY[@]}\"";
+
 // What is offered for the last of these words, which may be empty.
 std::set<std::string> Offers(const Words& words) {
-    Words command = {"bash", "-c",
-                     "source " MUXCTL_COMPLETION
-                     "; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _muxctl; printf '%s\\n' \"${COMPREPLY[@]}\"",
-                     "bash", "muxctl"};
+    Words command = {"bash", "-c", kScript, "bash", "muxctl"};
     command.insert(command.end(), words.begin(), words.end());
     const Ending ending = RunToEnd(command);
     EXPECT_EQ(ending.status, 0);

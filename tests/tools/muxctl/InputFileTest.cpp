@@ -12,7 +12,7 @@ namespace {
 class InputFileTest : public testing::Test {
   protected:
     std::string Write(const std::string& content) const {
-        const std::string path = (directory_.Path() / "file").string();
+        std::string path = (directory_.Path() / "file").string();
         std::ofstream(path, std::ios::binary) << content;
         return path;
     }
@@ -21,7 +21,7 @@ class InputFileTest : public testing::Test {
 };
 
 TEST_F(InputFileTest, IsReadWithEveryByte) {
-    const std::string content("{\r\n}\0\xFF\n", 8);
+    const std::string content("{\r\n}\0\xFF\n", 7);
     EXPECT_EQ(ReadInputFile(Write(content)), content);
 }
 
