@@ -1,6 +1,7 @@
 #include "tests/tools/muxctl/RunningProgram.h"
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <system_error>
 
 #include "tests/support/WaitUntil.h"
@@ -35,16 +35,58 @@ std::vector<char*> Pointers(std::vector<std::string>& words) {
     return pointers;
 }
 
-void UseAsStandardStreams(int input, int output, int error) {
-    dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
-    dup2(error, STDERR_FILENO);
+std::string NameOf(const std::string& variable) {
+    return variable.substr(0, variable.find('='));
 }
 
-// Signals that the test ignores would be ignored by the program too.
-void ResetSignals() {
-    static_cast<void>(std::signal(SIGPIPE, SIG_DFL));
+// The test's variables, and these on top of them or in place of them.
+std::vector<std::string> VariablesWith(const std::vector<std::pair<std::string, std::string>>& others) {
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string name = NameOf(*variable);
+        if (std::none_of(others.begin(), others.end(), [&](const auto& other) { return other.first == name; })) {
+            variables.emplace_back(*variable);
+        }
+    }
+    for (const auto& [name, value] : others) {
+        variables.push_back(name);
+        variables.back().append("=").append(value);
+    }
+    return variables;
 }
+
+// What the child does with itself between its birth and the program.
+class Preparation {
+  public:
+    Preparation(int input, int output, int error) {
+        posix_spawn_file_actions_init(&actions_);
+        posix_spawn_file_actions_adddup2(&actions_, input, STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&actions_, error, STDERR_FILENO);
+        // A connection of the test's own that lived on in the program would not be seen to close.
+        posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+        // What the test ignores the program would ignore too.
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGPIPE);
+        posix_spawnattr_init(&attributes_);
+        posix_spawnattr_setsigdefault(&attributes_, &signals);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+    }
+    ~Preparation() {
+        posix_spawn_file_actions_destroy(&actions_);
+        posix_spawnattr_destroy(&attributes_);
+    }
+    Preparation(const Preparation&) = delete;
+    Preparation& operator=(const Preparation&) = delete;
+
+    const posix_spawn_file_actions_t* Actions() const { return &actions_; }
+    const posix_spawnattr_t* Attributes() const { return &attributes_; }
+
+  private:
+    posix_spawn_file_actions_t actions_ = {};
+    posix_spawnattr_t attributes_ = {};
+};
 
 }  // namespace
 
@@ -54,17 +96,13 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command, const Pr
     const int output = output_.WriteEnd(ChildOutput::Stream::kOutput);
     const bool isTerminal = setup.console == ChildOutput::Console::kTerminal;
     const int error = isTerminal ? output : output_.WriteEnd(ChildOutput::Stream::kError);
+    const Preparation preparation(input, output, error);
     std::vector<std::string> words = command;
-    const std::vector<char*> arguments = Pointers(words);
-    process_ = fork();
-    if (process_ == 0) {
-        UseAsStandardStreams(input, output, error);
-        ResetSignals();
-        for (const auto& [name, value] : setup.variables) {
-            setenv(name.c_str(), value.c_str(), 1);
-        }
-        execvp(arguments.front(), arguments.data());
-        _exit(127);
+    std::vector<std::string> variables = VariablesWith(setup.variables);
+    const int failure = posix_spawnp(&process_, words.front().c_str(), preparation.Actions(), preparation.Attributes(),
+                                     Pointers(words).data(), Pointers(variables).data());
+    if (failure != 0) {
+        throw std::system_error(failure, std::generic_category(), words.front());
     }
     close(input);
     output_.StartReading();
