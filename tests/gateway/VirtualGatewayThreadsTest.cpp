@@ -256,17 +256,32 @@ TEST_F(ThreadsTest, OperationsFromManyThreadsGoOnWhileConnectionsComeAndGo) {
     EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
 }
 
-// The owner of a gateway sets it up while its threads run already.
-TEST(VirtualGatewaySetUp, ThreadsThatRunBeforeTheOwnerIsSetDoNoHarm) {
+// A machine that is busy may take longer from the construction of a gateway to its set-up than the sender rests. Two
+// other gateways, one after the other, tell when the sender of the first has rested.
+TEST(VirtualGatewaySetUp, ASenderThatRunsBeforeTheOwnerIsSetLosesNoKeepAlive) {
     const CapturedLog log;
     const Owner owner;
     int context = 0;
-    for (int count = 0; count < 20; ++count) {
-        OpenedGateway gateway("127.0.0.1", 1);
+    const auto setUpAndWaitForKeepAlives = [&](OpenedGateway& gateway, int count) {
         gateway.SetOwner(Owner::Callbacks(&context));
-        EXPECT_EQ(gateway.ID(), 12);
-        EXPECT_EQ(gateway.Status(), CREATED);
+        return WaitUntil([&] { return log.Count(plog::verbose, "Sequence Counter refresh enqueued.") == count; });
+    };
+    OpenedGateway late("127.0.0.1", 1);
+    OpenedGateway inTime("127.0.0.1", 1);
+    ASSERT_TRUE(setUpAndWaitForKeepAlives(inTime, 1));
+    OpenedGateway next("127.0.0.1", 1);
+    ASSERT_TRUE(setUpAndWaitForKeepAlives(next, 2));
+    EXPECT_TRUE(setUpAndWaitForKeepAlives(late, 3));
+    EXPECT_FALSE(log.Holds(plog::error, ""));
+}
+
+TEST(VirtualGatewaySetUp, AGatewayThatNeverGotAnOwnerIsDestroyedWithoutAnError) {
+    const CapturedLog log;
+    for (int count = 0; count < 20; ++count) {
+        const OpenedGateway gateway("127.0.0.1", 1);
+        EXPECT_EQ(gateway.ID(), 0);
     }
+    EXPECT_EQ(log.Count(plog::debug, "Closing send thread."), 20);
     EXPECT_FALSE(log.Holds(plog::error, ""));
 }
 
