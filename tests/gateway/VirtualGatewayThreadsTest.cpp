@@ -278,9 +278,10 @@ TEST(VirtualGatewaySetUp, ASenderThatRunsBeforeTheOwnerIsSetLosesNoKeepAlive) {
 TEST(VirtualGatewaySetUp, GatewaysThatNeverGotAnOwnerAreDestroyedPromptlyAndWithoutAnError) {
     const CapturedLog log;
     const auto begin = std::chrono::steady_clock::now();
-    for (int count = 0; count < 20; ++count) {
+    for (int count = 1; count <= 20; ++count) {
         const OpenedGateway gateway("127.0.0.1", 1);
         EXPECT_EQ(gateway.ID(), 0);
+        EXPECT_TRUE(WaitUntil([&] { return log.Count(plog::verbose, "Send thread spawned.") == count; }));
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, kPromptly);
     EXPECT_EQ(log.Count(plog::debug, "Closing send thread."), 20);
