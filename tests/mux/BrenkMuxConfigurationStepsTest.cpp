@@ -13,7 +13,7 @@
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ReservedPort.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TemporaryFolder.h"
 
 using plog::debug;
 using plog::error;
@@ -35,7 +35,7 @@ namespace {
 class BrenkMuxConfigurationSteps : public testing::Test {
   protected:
     const ReservedPort port;
-    const Testing::TemporaryDirectory directory;
+    const Testing::TemporaryFolder directory;
     const CapturedLog log;
     TestMux mux;
 

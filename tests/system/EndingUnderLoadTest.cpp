@@ -130,7 +130,7 @@ TEST(FailedStartUnderLoad, HasItsExactStatus) {
         gateway.Execute("card 5 04A1B2C3");
         std::this_thread::yield();
     });
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     MuxProcess mux({"--verbose", "--port", "--port=0", "--configFile",
                     folder.Write("mux.json", ConfigurationWithGateway(gateway.Port()))});
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
