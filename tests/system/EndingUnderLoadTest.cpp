@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -81,6 +82,10 @@ struct Ending {
     const char* status;
     void (*cause)(MuxSystem& system);
 };
+
+void PrintTo(const Ending& ending, std::ostream* out) {
+    *out << ending.name;
+}
 
 class EndingUnderLoad : public testing::TestWithParam<Ending> {};
 
