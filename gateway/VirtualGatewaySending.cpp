@@ -120,6 +120,10 @@ LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
 }
 
 void VirtualGateway::SendCycle() {
+    // A keep-alive without the owner's context is refused, and the next one would come 27 s later.
+    if (!hasOwner_) {
+        return;
+    }
     SendGetStatusKeepAlive();
     MutexGuard guard = GuardOf(queueMutex_);
     if (!guard.Lock(kSendTimeout)) {

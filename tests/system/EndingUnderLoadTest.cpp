@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -82,6 +83,10 @@ struct Ending {
     void (*cause)(MuxSystem& system);
 };
 
+void PrintTo(const Ending& ending, std::ostream* out) {
+    *out << ending.name;
+}
+
 class EndingUnderLoad : public testing::TestWithParam<Ending> {};
 
 // Everything is logged, so that every thread of the Mux is inside the logger most of the time.
@@ -130,7 +135,7 @@ TEST(FailedStartUnderLoad, HasItsExactStatus) {
         gateway.Execute("card 5 04A1B2C3");
         std::this_thread::yield();
     });
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     MuxProcess mux({"--verbose", "--port", "--port=0", "--configFile",
                     folder.Write("mux.json", ConfigurationWithGateway(gateway.Port()))});
     EXPECT_EQ(mux.WaitForEnd(), "status 0");

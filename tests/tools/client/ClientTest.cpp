@@ -252,7 +252,7 @@ TEST_F(ClientTest, SaysWhenItTalksToSomethingElse) {
 
 TEST(ClientConnectTest, SaysWhenNobodyListens) {
     const Testing::ReservedPort port;
-    const MuxAddress address = {"127.0.0.1", static_cast<std::uint16_t>(port.Number())};
+    const MuxAddress address = {"127.0.0.1", port.Number()};
     EXPECT_THAT([&] { Client client(address, kLong); },
                 ThrowsMessage<ConnectionError>("cannot connect to 127.0.0.1:" + std::to_string(port.Number()) +
                                                ": Connection refused"));

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/system/support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
 namespace Muxctl {
@@ -25,7 +25,7 @@ class CheckConfigTest : public testing::Test {
         return RunMuxctl({"check-config", file_});
     }
 
-    SystemTest::TemporaryFolder folder_;
+    Testing::TemporaryFolder folder_;
     std::string file_;
 };
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/system/support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/tools/muxctl/HelpText.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
@@ -88,7 +88,7 @@ TEST(CompletionTest, OffersNothingWhereANumberStands) {
 }
 
 TEST(CompletionTest, OffersFilesWhereAFileStands) {
-    const SystemTest::TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::string file = folder.Write("mux file.json", "");
     const std::string start = (folder.Path() / "mux").string();
     EXPECT_THAT(Offers({"check-config", start}), UnorderedElementsAre(file));

@@ -2,22 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace Muxctl {
 namespace {
 
 class InputFileTest : public testing::Test {
   protected:
-    std::string Write(const std::string& content) const {
-        std::string path = (directory_.Path() / "file").string();
-        std::ofstream(path, std::ios::binary) << content;
-        return path;
-    }
+    std::string Write(const std::string& content) const { return folder_.Write("file", content); }
 
-    Testing::TemporaryDirectory directory_;
+    Testing::TemporaryFolder folder_;
 };
 
 TEST_F(InputFileTest, IsReadWithEveryByte) {
@@ -30,8 +24,8 @@ TEST_F(InputFileTest, MayBeEmpty) {
 }
 
 TEST_F(InputFileTest, IsNothingWhenItCannotBeRead) {
-    EXPECT_EQ(ReadInputFile((directory_.Path() / "none").string()), std::nullopt);
-    EXPECT_EQ(ReadInputFile(directory_.Path().string()), std::nullopt);
+    EXPECT_EQ(ReadInputFile((folder_.Path() / "none").string()), std::nullopt);
+    EXPECT_EQ(ReadInputFile(folder_.Path().string()), std::nullopt);
 }
 
 }  // namespace

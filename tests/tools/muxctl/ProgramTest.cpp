@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "tests/support/ReservedPort.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/SideBySide.h"
-#include "tests/system/support/TemporaryFolder.h"
 #include "tests/tools/muxctl/FakeMux.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
@@ -158,7 +158,7 @@ TEST(MuxctlTest, EndsWithTwoWhenTheMuxGoesAwayOrIsNone) {
 }
 
 TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
-    const SystemTest::TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::string noObject = folder.Write("list.json", "[]");
     const std::vector<Words> rows = {
         {},
@@ -199,7 +199,7 @@ TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
 
 TEST(MuxctlTest, SendsATextAsItIs) {
     const std::string text = R"( {"MessageCode" : 12,"MessageID":"mine"} )";
-    const SystemTest::TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::vector<std::pair<Words, std::string>> commands = {
         {{"send", text}, ""},
         {{"send", "--file", folder.Write("request.json", text)}, ""},
@@ -234,7 +234,7 @@ TEST(MuxctlTest, RefusesATextThatFitsNoPacket) {
 }
 
 TEST(MuxctlTest, SendsAConfigurationAndExpectsNoAnswer) {
-    const SystemTest::TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::string file = folder.Write("mux.json", "{ \"Enabled\": true }\n");
     FakeMux mux;
     const Ending ending = RunMuxctl(Words{"configure", file} + mux.PortArguments());

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ReservedPort.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/MuxSystem.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
@@ -112,7 +114,7 @@ TEST(MuxctlSystemTest, SeesAMuxThatHangs) {
 
 TEST(MuxctlSystemTest, IsNotAnsweredOnAConfiguration) {
     MuxSystem system;
-    const SystemTest::TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     EXPECT_EQ(RunWith(system, {"configure", folder.Write("mux.json", R"({"Enabled":true})")}).status, 0);
     EXPECT_TRUE(system.Mux().WaitFor("Configure via network message currently not supported."));
 }
@@ -139,8 +141,8 @@ class WatchSystemTest : public testing::Test {
     }
 
     Simulator::GatewaySimulator gateway_{{"127.0.0.1", 0, {5}}};
-    SystemTest::ReservedPort port_;
-    SystemTest::TemporaryFolder folder_;
+    Testing::ReservedPort port_;
+    Testing::TemporaryFolder folder_;
 };
 
 TEST_F(WatchSystemTest, GoesOnWhenTheMuxGoesAwayAndComesBack) {
@@ -201,7 +203,7 @@ TEST(ExampleTest, InPythonSaysThatItIsRefused) {
 }
 
 TEST(ExampleTest, InPythonSaysThatNobodyIsThere) {
-    const SystemTest::ReservedPort port;
+    const Testing::ReservedPort port;
     const Ending ending =
         RunToEnd(WithPort({"python3", PYTHON_EXAMPLE, "--gateway", "1", "--lock", "5"}, port.Number()));
     EXPECT_EQ(ending.status, 2);

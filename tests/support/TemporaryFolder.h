@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace SystemTest {
+namespace Testing {
 
 // An empty folder that is removed, with all that is in it, together with the object.
 class TemporaryFolder {
@@ -19,6 +19,9 @@ class TemporaryFolder {
     // Writes a file of the folder and returns its full path.
     std::string Write(const std::string& name, std::string_view content) const;
 
+    // The same for a file that can be run.
+    std::string WriteProgram(const std::string& name, std::string_view content) const;
+
     // The content of a file, empty when there is none of that name.
     std::string Read(const std::string& name) const;
 
@@ -26,4 +29,4 @@ class TemporaryFolder {
     std::filesystem::path path_;
 };
 
-}  // namespace SystemTest
+}  // namespace Testing

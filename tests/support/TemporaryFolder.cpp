@@ -1,4 +1,4 @@
-#include "tests/system/support/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 #include <sstream>
 #include <system_error>
 
-namespace SystemTest {
+namespace Testing {
 
 TemporaryFolder::TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "mux-test-XXXXXX").string();
@@ -32,6 +32,12 @@ std::string TemporaryFolder::Write(const std::string& name, std::string_view con
     return path.string();
 }
 
+std::string TemporaryFolder::WriteProgram(const std::string& name, std::string_view content) const {
+    std::string path = Write(name, content);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    return path;
+}
+
 std::string TemporaryFolder::Read(const std::string& name) const {
     const std::ifstream file(path_ / name, std::ios::binary);
     std::ostringstream content;
@@ -39,4 +45,4 @@ std::string TemporaryFolder::Read(const std::string& name) const {
     return content.str();
 }
 
-}  // namespace SystemTest
+}  // namespace Testing
