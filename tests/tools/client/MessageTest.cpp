@@ -90,7 +90,7 @@ TEST(MessageTest, HasNothingFromDataThatIsNoObject) {
 TEST(MessageTest, IsNotReadFromAnythingElse) {
     for (const char* const text :
          {"{}", R"({"MessageCode":null})", R"({"MessageCode":"0"})", R"({"MessageCode":2147483648})",
-          R"({"MessageCode":0)", R"({"MessageCode":0,})", "[]", ""}) {
+          R"({"MessageCode":0.5})", R"({"MessageCode":0)", R"({"MessageCode":0,})", "[]", ""}) {
         EXPECT_THROW(ParseMessage(text), ProtocolError) << text;
     }
     EXPECT_THROW(ParseMessage(std::string("{\"MessageCode\":0}\0", 18)), ProtocolError);
