@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/ReservedPort.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/tools/muxctl/FakeMux.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
@@ -81,6 +82,36 @@ TEST(WatchTest, ConnectsAgainWhenTheMuxHasGone) {
     EXPECT_EQ(watch.ErrorOutput(), "muxctl: watching " + name + "\n" + "muxctl: " + name +
                                        " has closed the connection; trying again every second\n" + "muxctl: watching " +
                                        name + "\n");
+}
+
+std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+TEST(WatchTest, SaysEachTimeThatTheMuxHasGone) {
+    FakeMux mux;
+    RunningProgram watch(WatchCommand(mux, {"--count", "1"}));
+    for (int times = 0; times < 2; ++times) {
+        mux.Accept();
+        mux.HangUp();
+    }
+    mux.Accept();
+    mux.Send(Event(1));
+    EXPECT_EQ(watch.WaitForExit(), 0);
+    EXPECT_EQ(Count(watch.ErrorOutput(), "; trying again every second\n"), 2U);
+}
+
+TEST(WatchTest, DoesNotSayItAtEveryTry) {
+    const Testing::ReservedPort port;
+    RunningProgram watch(MuxctlCommand({"watch", "--port", std::to_string(port.Number())}));
+    EXPECT_TRUE(watch.WaitForErrorOutput("Connection refused; trying again every second\n"));
+    // Two tries later.
+    const auto hasSaidItAgain = [&] { return Count(watch.ErrorOutput(), "Connection refused") > 1; };
+    EXPECT_FALSE(Testing::WaitUntil(hasSaidItAgain, std::chrono::milliseconds(2500)));
 }
 
 TEST(WatchTest, EndsWhenItTalksToSomethingElse) {
