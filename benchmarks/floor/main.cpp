@@ -216,7 +216,7 @@ pthread_t Start(void* (*procedure)(void*)) {
     pthread_t thread = {};
     if (pthread_create(&thread, nullptr, procedure, nullptr) != 0) {
         std::perror("floor: thread");
-        std::exit(EXIT_FAILURE);
+        _exit(EXIT_FAILURE);
     }
     return thread;
 }
@@ -227,7 +227,7 @@ int main(int argc, char** argv) {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const bool hasGateway = argc == 3;
     if ((argc != 2 && !hasGateway) || !Listen(argv[1]) || (hasGateway && !ConnectToGateway(argv[2]))) {
-        std::fprintf(stderr, "floor PORT [GATEWAY_PORT]: %s\n", errno == 0 ? "wrong arguments" : "no such port");
+        std::perror("floor PORT [GATEWAY_PORT]");
         return EXIT_FAILURE;
     }
     if (hasGateway) {

@@ -48,7 +48,7 @@ void AddLatency(CLI::App& app, Action& action) {
 // Measurements that need nothing but their options.
 template <typename Measurement>
 std::shared_ptr<typename Measurement::Options> AddPlain(CLI::App& command, Action& action) {
-    const auto options = std::make_shared<typename Measurement::Options>();
+    auto options = std::make_shared<typename Measurement::Options>();
     command.callback([&action, options] {
         action = [options](const Target& target, Report& report) { Measurement(target, *options).Run(report); };
     });

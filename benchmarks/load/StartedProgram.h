@@ -16,6 +16,8 @@ class StartedProgram {
     StartedProgram(const StartedProgram&) = delete;
     StartedProgram& operator=(const StartedProgram&) = delete;
 
+    pid_t Process() const { return process_; }
+
   private:
     pid_t process_ = 0;
 };

@@ -32,26 +32,16 @@ void WriteJson(const Load::Report& report, const std::string& file) {
     }
 }
 
-int Measure(const Load::Action& action, const Load::Target& target, const std::string& jsonFile) {
-    try {
-        Load::Report report;
-        action(target, report);
-        std::cout << report.Table() << std::flush;
-        if (!jsonFile.empty()) {
-            WriteJson(report, jsonFile);
-        }
-        return EXIT_SUCCESS;
-    } catch (const std::exception& error) {
-        std::cerr << "load: " << error.what() << '\n';
-        return EXIT_FAILURE;
+void Measure(const Load::Action& action, const Load::Target& target, const std::string& jsonFile) {
+    Load::Report report;
+    action(target, report);
+    std::cout << report.Table() << std::flush;
+    if (!jsonFile.empty()) {
+        WriteJson(report, jsonFile);
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-    RaiseDescriptorLimit();
+int Run(int argc, char** argv) {
     CLI::App app("Measures a running server and prints the figures.");
     Load::Target target;
     std::string jsonFile;
@@ -61,5 +51,19 @@ int main(int argc, char** argv) {
     app.add_option("--json", jsonFile, "Also write the figures into this file");
     Load::AddCommands(app, action);
     CLI11_PARSE(app, argc, argv);
-    return Measure(action, target, jsonFile);
+    Measure(action, target, jsonFile);
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    RaiseDescriptorLimit();
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "load: " << error.what() << '\n';
+        return EXIT_FAILURE;
+    }
 }
