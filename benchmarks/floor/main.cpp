@@ -15,6 +15,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +27,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -226,8 +228,12 @@ pthread_t Start(void* (*procedure)(void*)) {
 int main(int argc, char** argv) {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const bool hasGateway = argc == 3;
-    if ((argc != 2 && !hasGateway) || !Listen(argv[1]) || (hasGateway && !ConnectToGateway(argv[2]))) {
-        std::perror("floor PORT [GATEWAY_PORT]");
+    if (argc != 2 && !hasGateway) {
+        static_cast<void>(std::fputs("usage: floor PORT [GATEWAY_PORT]\n", stderr));
+        return EXIT_FAILURE;
+    }
+    if (!Listen(argv[1]) || (hasGateway && !ConnectToGateway(argv[2]))) {
+        std::perror("floor: port");
         return EXIT_FAILURE;
     }
     if (hasGateway) {

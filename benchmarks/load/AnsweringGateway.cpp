@@ -1,6 +1,7 @@
 #include "benchmarks/load/AnsweringGateway.h"
 
 #include <stdexcept>
+#include <string>
 #include <system_error>
 #include <utility>
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include "benchmarks/load/AtOnceModel.h"
 #include "benchmarks/load/Clock.h"

@@ -1,6 +1,8 @@
 #include "benchmarks/load/Commands.h"
 
 #include <asio.hpp>
+#include <chrono>
+#include <cstddef>
 #include <iostream>
 #include <memory>
 

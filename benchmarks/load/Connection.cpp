@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "benchmarks/load/Clock.h"
 

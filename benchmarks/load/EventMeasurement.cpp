@@ -1,5 +1,6 @@
 #include "benchmarks/load/EventMeasurement.h"
 
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <random>

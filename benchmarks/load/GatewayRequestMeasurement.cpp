@@ -104,15 +104,19 @@ class Pair {
 
 using Pairs = std::vector<std::unique_ptr<Pair>>;
 
-// Returns how many answers were lost.
+bool AnythingMeasured(const Pairs& pairs) {
+    return std::any_of(pairs.begin(), pairs.end(), [](const auto& pair) { return !pair->Latencies().empty(); });
+}
+
+// Goes on for longer when there is nothing to show for the time. Returns how many answers were lost.
 std::size_t RunAsking(asio::io_context& loop, const Pairs& pairs, std::chrono::nanoseconds duration) {
     for (const auto& pair : pairs) {
         pair->Ask();
     }
     std::size_t lost = 0;
     const Clock::time_point end = Clock::now() + duration;
-    while (Clock::now() < end) {
-        RunFor(loop, std::min<std::chrono::nanoseconds>(kLookForLost, end - Clock::now()));
+    while (Clock::now() < end || (!AnythingMeasured(pairs) && Clock::now() < end + kPatience)) {
+        RunFor(loop, kLookForLost);
         const Clock::time_point now = Clock::now();
         for (const auto& pair : pairs) {
             lost += pair->AskAfterLoss(now) ? 1U : 0U;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <utility>
 
 #include "benchmarks/load/Connection.h"
 #include "benchmarks/load/Report.h"

@@ -1,5 +1,6 @@
 #include "benchmarks/load/IdleMeasurement.h"
 
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <vector>

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <utility>
 
 #include "benchmarks/load/Connection.h"
 #include "benchmarks/load/Report.h"

@@ -1,6 +1,7 @@
 #include "benchmarks/load/LatencyMeasurement.h"
 
 #include <asio.hpp>
+#include <cstdint>
 #include <random>
 #include <stdexcept>
 #include <string>

@@ -1,6 +1,8 @@
 #include "benchmarks/load/Report.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
 #include <iomanip>
 #include <sstream>
 

@@ -1,5 +1,7 @@
 #include "benchmarks/load/Requests.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 

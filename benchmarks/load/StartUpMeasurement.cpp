@@ -1,5 +1,6 @@
 #include "benchmarks/load/StartUpMeasurement.h"
 
+#include <optional>
 #include <stdexcept>
 #include <thread>
 

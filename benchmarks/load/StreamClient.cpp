@@ -1,5 +1,6 @@
 #include "benchmarks/load/StreamClient.h"
 
+#include <cstddef>
 #include <system_error>
 #include <utility>
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <utility>
 
 #include "benchmarks/load/Connection.h"
 #include "benchmarks/load/Report.h"

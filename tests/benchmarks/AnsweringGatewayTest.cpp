@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <string>
 
 #include "benchmarks/load/Waiting.h"
 #include "tests/support/LoopbackSocket.h"

@@ -2,7 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
+#include <cstdint>
+#include <stdexcept>
 #include <string>
+#include <system_error>
+#include <vector>
 
 #include "benchmarks/load/IdleMeasurement.h"
 #include "benchmarks/load/LatencyMeasurement.h"

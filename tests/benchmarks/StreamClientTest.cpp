@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <system_error>
 #include <vector>
