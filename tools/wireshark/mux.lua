@@ -1,6 +1,6 @@
 -- Packet dissector for Wireshark and tshark: the two protocols of the Mux.
 --
---   mux    between clients and the Mux (TCP port 5555): packets with a JSON text toward the Mux, bare JSON texts from it
+--   mux    between clients and the Mux (TCP port 5555): JSON texts, in packets toward the Mux and bare from it
 --   brenk  between the Mux and its lock gateways (TCP port 2101): binary frames
 --
 -- To install it, copy this file and the folder "mux" beside it into Wireshark's folder for personal Lua plugins
@@ -12,7 +12,7 @@
 -- In the order in which they need each other. Wireshark also runs each file of its plugin folder by itself: so a part
 -- only returns a function, and nothing happens until that is called here.
 local part_names = {
-    "codes", "crc16", "columns", "exchanges", "stream", "ports",
+    "codes", "crc16", "columns", "stream", "exchanges", "ports",
     "json_reader", "client_fields", "client_protocol",
     "gateway_fields", "gateway_payloads", "gateway_protocol",
 }

@@ -2,8 +2,8 @@
 --
 -- Wireshark dissects a packet when it first reads it, in order, and then again whenever it is looked at. What belongs
 -- together is found the first time and kept; a packet that is looked at again finds what was kept.
-return function()
-    local tcp_stream = Field.new("tcp.stream")
+return function(parts)
+    local connection_of = parts.stream.connection_of
 
     local Exchanges = {}
     Exchanges.__index = Exchanges
@@ -26,11 +26,6 @@ return function()
         return count
     end
 
-    local function conversation()
-        local stream = tcp_stream()
-        return stream and tostring(stream.value) or ""
-    end
-
     -- The record of the message that is being dissected, and whether it was made only now.
     function Exchanges:record(pinfo)
         local place = pinfo.number .. ":" .. count_message(self.name, pinfo)
@@ -43,8 +38,8 @@ return function()
         return record, true
     end
 
-    function Exchanges:waiting_under(key)
-        local place = conversation() .. ":" .. key
+    function Exchanges:waiting_under(pinfo, key)
+        local place = connection_of(pinfo) .. ":" .. key
         local queue = self.waiting[place] or {}
         self.waiting[place] = queue
         return queue
@@ -60,7 +55,7 @@ return function()
     function Exchanges:request(pinfo, key, generation)
         local record, is_new = self:record(pinfo)
         if is_new then
-            local queue = self:waiting_under(key)
+            local queue = self:waiting_under(pinfo, key)
             record.generation = generation
             while queue[1] and queue[1].generation ~= generation do
                 table.remove(queue, 1)
@@ -74,7 +69,7 @@ return function()
     function Exchanges:answer(pinfo, key)
         local record, is_new = self:record(pinfo)
         if is_new then
-            record.request = table.remove(self:waiting_under(key), 1)
+            record.request = table.remove(self:waiting_under(pinfo, key), 1)
             if record.request then
                 record.request.answer = record
             end

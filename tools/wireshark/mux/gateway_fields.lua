@@ -9,7 +9,7 @@ return function(parts)
         remaining_length = ProtoField.uint8("brenk.remaining_length", "Remaining length", base.DEC, nil, nil,
             "From the byte behind the header version to the end"),
         header_version = ProtoField.uint8("brenk.header_version", "Header version", base.DEC),
-        reserved = ProtoField.bytes("brenk.reserved", "Reserved", base.SPACE),
+        reserved = ProtoField.bytes("brenk.reserved", "Reserved"),
         reference_id = ProtoField.uint8("brenk.reference_id", "Reference ID", base.DEC, nil, 0x3F),
         reference_top_bits = ProtoField.uint8("brenk.reference_id.top_bits", "Top bits, without a meaning", base.DEC,
             nil, 0xC0),
@@ -17,8 +17,8 @@ return function(parts)
         device_address = ProtoField.uint32("brenk.device_address", "Device address (lock ID)", base.DEC),
         command = ProtoField.uint8("brenk.command", "Command", base.HEX, codes.commands),
         answers_event = ProtoField.bool("brenk.command.answers_event", "Answers an event", 8, nil, 0x80),
-        payload = ProtoField.bytes("brenk.payload", "Payload", base.SPACE),
-        unread = ProtoField.bytes("brenk.unread", "Bytes outside a frame", base.SPACE),
+        payload = ProtoField.bytes("brenk.payload", "Payload"),
+        unread = ProtoField.bytes("brenk.unread", "Bytes outside a frame"),
         crc = ProtoField.uint16("brenk.crc", "CRC-16/XMODEM", base.HEX),
         crc_status = ProtoField.uint8("brenk.crc.status", "CRC status", base.DEC, { [0] = "Bad", [1] = "Good" }),
         response_in = ProtoField.framenum("brenk.response_in", "Response in", base.NONE, frametype.RESPONSE),
@@ -33,7 +33,7 @@ return function(parts)
         setup_number = ProtoField.uint8("brenk.whitelist.setup_number", "Setup number", base.DEC),
         whitelist_option = ProtoField.uint8("brenk.whitelist.option", "Whitelist option", base.DEC),
         card_length = ProtoField.uint8("brenk.whitelist.card_length", "Card data length", base.DEC),
-        card_data = ProtoField.bytes("brenk.whitelist.card_data", "Card data", base.SPACE),
+        card_data = ProtoField.bytes("brenk.whitelist.card_data", "Card data"),
 
         response_code = ProtoField.uint8("brenk.response.code", "Response code", base.DEC, codes.results),
         current_counter = ProtoField.uint32("brenk.response.sequence_counter", "Gateway's current sequence counter",
@@ -47,15 +47,15 @@ return function(parts)
         battery_warning = ProtoField.bool("brenk.status.battery_warning", "Battery warning", 8, nil, 0x08),
         battery_alarm = ProtoField.bool("brenk.status.battery_alarm", "Battery alarm", 8, nil, 0x10),
         reader_connected = ProtoField.bool("brenk.status.reader_connected", "Reader connected", 8, nil, 0x40),
-        status_undecoded = ProtoField.bytes("brenk.status.undecoded", "Without a known meaning", base.SPACE),
+        status_undecoded = ProtoField.bytes("brenk.status.undecoded", "Without a known meaning"),
 
-        event_header = ProtoField.bytes("brenk.event.header", "Event header", base.SPACE),
+        event_header = ProtoField.bytes("brenk.event.header", "Event header"),
         event_byte_1 = ProtoField.uint8("brenk.event.byte_1", "Event byte 1", base.HEX),
         event_byte_2 = ProtoField.uint8("brenk.event.byte_2", "Event byte 2", base.HEX),
         event_byte_3 = ProtoField.uint8("brenk.event.byte_3", "Event byte 3", base.HEX),
         event_length = ProtoField.uint8("brenk.event.data_length", "Data length", base.DEC),
-        event_rfid = ProtoField.bytes("brenk.event.rfid", "RFID data", base.NONE),
-        event_pin = ProtoField.bytes("brenk.event.pin", "PIN", base.NONE),
+        event_rfid = ProtoField.bytes("brenk.event.rfid", "RFID data"),
+        event_pin = ProtoField.bytes("brenk.event.pin", "PIN"),
     }
 
     gateway_fields.experts = {

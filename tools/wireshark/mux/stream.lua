@@ -7,6 +7,14 @@ return function()
         return pinfo.match == pinfo.dst_port
     end
 
+    -- Names the connection, the same in both directions. Wireshark's own number of it is no help: when a capture is
+    -- read for the first time there are no fields to take it from.
+    function stream.connection_of(pinfo)
+        local source = tostring(pinfo.src) .. " " .. pinfo.src_port
+        local destination = tostring(pinfo.dst) .. " " .. pinfo.dst_port
+        return stream.is_to_server(pinfo) and source .. " " .. destination or destination .. " " .. source
+    end
+
     -- Asks TCP to come back with the bytes from `offset` on when `count` more have arrived, or some more when `count`
     -- is nil. Returns false when TCP does not do so: it is told not to, or the capture has cut the packet short.
     function stream.ask_for(pinfo, offset, count)
