@@ -17,7 +17,8 @@ local part_names = {
     "gateway_fields", "gateway_payloads", "gateway_protocol",
 }
 
-local folder = __DIR__ == "" and "mux/" or __DIR__ .. "/mux/"
+-- Not from Wireshark's __DIR__: since 4.4 a plugin is not given one.
+local folder = debug.getinfo(1, "S").source:match("^@(.*)mux%.lua$") .. "mux/"
 local parts = {}
 for _, name in ipairs(part_names) do
     parts[name] = dofile(folder .. name .. ".lua")(parts)

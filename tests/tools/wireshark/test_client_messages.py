@@ -105,8 +105,13 @@ class Fields(ClientTest):
             "mux.event_time": "22:13:20 14-11-2023", "mux.rfid_data": "04A1"}])
 
     def test_escapes_in_a_string_are_undone(self):
-        self.client.to_server(packet(r'{"MessageID":"a\"\\\/\b\u00e9\u20AC\ud83d\uDE00","MessageCode":10}'))
-        self.assert_fields(self.capture, [{"mux.message_id": 'a"\\/\\b\u00e9\u20ac\U0001F600', EXPERT: ""}])
+        self.client.to_server(packet(r'{"MessageID":"a\"\/\b\u00e9\u20AC\ud83d\uDE00","MessageCode":10}'))
+        self.assert_fields(self.capture, [{"mux.message_id": 'a"/\\b\u00e9\u20ac\U0001F600', EXPERT: ""}])
+
+    # With a filter, because only newer versions of tshark print one backslash as two.
+    def test_an_escaped_backslash_is_one(self):
+        self.client.to_server(packet(r'{"MessageID":"a\\b","MessageCode":10}'))
+        self.assertEqual(len(self.rows(self.capture, ["mux.code"], ["-Y", r'mux.message_id == "a\\b"'])), 1)
 
     def test_of_two_members_of_one_name_the_first_counts(self):
         self.client.to_server(packet('{"MessageCode":10,"MessageCode":11}'))
