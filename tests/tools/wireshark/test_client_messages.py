@@ -57,19 +57,22 @@ class Fields(ClientTest):
         self.assertEqual([line for line in self.details(self.capture, "mux") if line.startswith("Message code")],
                          [f"Message code: MUX_MESSAGE_{name} ({code})" for code, name in NAMES.items()])
 
-    def test_the_packet_list_tells_what_a_message_is_about(self):
+    def test_the_packet_list_tells_what_each_message_of_a_packet_is_about(self):
         self.request(10)
-        self.answer(1, data={"ErrorCode": 0, "Message": "Error in request"})
-        lines = self.details(self.capture, "mux")
-        self.assertIn('Mux Client Protocol, LOCK_OPEN gateway 1 lock 5 ID "a1"', lines)
-        self.assertIn('Mux Client Protocol, NACK (Error in request) ID "a1"', lines)
+        refusal = message(1, "a1", {"ErrorCode": 0, "Message": "Error in request"})
+        self.client.from_server((refusal + message(51, "e1", {**LOCK, "RFIDData": "04A1"})).encode())
+        lines = [line.split(" MUX ")[1].split(" ", 1)[1] for line in self.tshark(self.capture).splitlines()]
+        self.assertEqual(lines, [
+            'LOCK_OPEN gateway 1 lock 5 ID "a1"',
+            'NACK (Error in request) ID "a1", EVENT_CARD_READER gateway 1 lock 5 card 04A1 ID "e1"'])
 
     def test_the_timestamp_is_shown_as_a_time(self):
         self.client.to_server(packet(message(10, "a1", LOCK, timestamp=1700000000)))
         self.assertIn("Timestamp: Nov 14, 2023 22:13:20.000000000 UTC", self.details(self.capture, "mux"))
 
     def test_what_a_request_says_about_a_card_is_shown(self):
-        self.request(21, data={**LOCK, "setupNumber": 4294967295, "options": 1, "cardData": "A1B2C3", "isUIDCard": True})
+        card = {"setupNumber": 4294967295, "options": 1, "cardData": "A1B2C3", "isUIDCard": True}
+        self.request(21, data={**LOCK, **card})
         self.request(25, data={**LOCK, "setupNumber": -1, "cardData": 5, "isUIDCard": "no"})
         self.assert_fields(self.capture, [
             {**SHOWN_LOCK, "mux.setup_number": "4294967295", "mux.options": "1", "mux.card_data": "A1B2C3",
@@ -147,13 +150,22 @@ class Remarks(ClientTest):
         self.assertIn('Not a packet with "MUXM": the Mux ignores it', rows[0][EXPERT])
 
     def test_a_text_that_is_not_json_is_not_answered(self):
-        texts = ["{", "{}x", '{"a":1,}', '{"a" 1}', "{'a':1}", '{"a":01}', '{"a":1.}', '{"a":+1}', '{"a":tru}',
-                 '{"a":"\\x"}', '{"a":"\\ud800"}', '{"a":"\n"}', '{"a":[1 2]}', "nul", '{"a":1']
+        texts = ["{", "{}x", "nul", '{"a":1,}', '{"a" 1}', "{'a':1}", '{"a":01}', '{"a":1.}', '{"a":+1}', '{"a":tru}',
+                 '{"a":"\\x"}', '{"a":"\\ud800"}', '{"a":"\\udc00\\udc00"}', '{"a":"\n"}', '{"a":[1 2]}', '{"a":1']
         self.assert_remark("Not a JSON text: the Mux does not answer it", *map(packet, texts))
 
     def test_a_text_that_is_json_but_no_object_ends_the_mux(self):
         self.assert_remark("JSON, but not an object: it ends the Mux",
                            *map(packet, ["[]", " [1, 2] ", '"a"', "-1.5e3", "true", "null", "0"]))
+
+    def test_a_text_that_is_nested_too_deeply_is_left_alone(self):
+        self.client.to_server(packet("[" * 1001 + "]" * 1001))
+        self.client.to_server(packet("[" * 1002 + "]" * 1002))
+        self.client.to_server(packet("[" * 65000))
+        rows = self.rows(self.capture, [EXPERT])
+        self.assertEqual([row[EXPERT] for row in rows], [
+            "JSON, but not an object: it ends the Mux", "Nested deeper than this dissector reads",
+            "Nested deeper than this dissector reads"])
 
     def test_a_code_without_a_meaning_is_remarked(self):
         self.request(112)
@@ -177,10 +189,10 @@ class Exchanges(ClientTest):
 
     def test_a_request_and_its_answer_name_each_other_and_the_time_between(self):
         self.client.to_server(packet(message(10, "a1", LOCK)), at=0.9)
-        self.client.from_server(message(0, "a1", {}).encode(), at=1.512)
+        self.client.from_server(message(0, "a1", {}).encode(), at=3.512)
         self.assert_fields(self.capture, [
             {"mux.response_in": "2", "mux.response_time": ""},
-            {"mux.response_to": "1", "mux.response_time": "0.612000000"}])
+            {"mux.response_to": "1", "mux.response_time": "2.612000000"}])
 
     def test_answers_are_matched_by_message_id_in_whatever_order_they_come(self):
         self.request(10, "first")

@@ -276,6 +276,14 @@ class Stream(DissectorTest):
         expected = [part for cut in range(1, len(stream)) for part in (("", "1|2") if cut < 19 else ("1", "2"))]
         self.assertEqual(shown, expected)
 
+    def test_a_length_that_looks_like_half_a_magic_may_end_a_segment(self):
+        longest = frame(0x0E, bytes(7) + b"\xE3" + bytes(227), 2)
+        self.assertEqual(longest[0], 0xFE)
+        self.connection.from_server(frame(0x00, b"\0", 1) + longest[:1])
+        self.connection.from_server(longest[1:])
+        self.assert_fields(self.capture, [
+            {"brenk.reference_id": "1", EXPERT: ""}, {"brenk.reference_id": "2", EXPERT: ""}])
+
     def test_bytes_before_a_frame_are_remarked_and_the_frame_is_found(self):
         self.connection.from_server(bytes.fromhex("00 FF FE 11") + frame(0x00, b"\0", 7))
         self.assert_fields(self.capture, [{

@@ -53,6 +53,8 @@ return function(parts)
             expert.group.MALFORMED, expert.severity.WARN),
         not_an_object = ProtoExpert.new("mux.text.not_an_object", "JSON, but not an object: it ends the Mux",
             expert.group.MALFORMED, expert.severity.ERROR),
+        too_deep = ProtoExpert.new("mux.text.too_deep", "Nested deeper than this dissector reads",
+            expert.group.UNDECODED, expert.severity.NOTE),
         unknown_code = ProtoExpert.new("mux.code.unknown", "A message code that has no meaning",
             expert.group.PROTOCOL, expert.severity.WARN),
         outside = ProtoExpert.new("mux.unread.outside", "Bytes that belong to no message",

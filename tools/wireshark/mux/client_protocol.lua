@@ -15,6 +15,9 @@ return function(parts)
     -- How each text of the Mux begins: from here on a stream can be read whose beginning is not in the capture.
     local TEXT_START = '{"Timestamp":'
 
+    -- The remark on a packet's text, by why it cannot be read.
+    local FAILURE_EXPERTS = { incomplete = "not_json", malformed = "not_json", ["too deep"] = "too_deep" }
+
     local function dissect_json(tvb, pinfo, tree)
         Dissector.get("json"):call(tvb, pinfo, tree)
     end
@@ -127,11 +130,11 @@ return function(parts)
             tree:add(fields.ignored_text, tvb(ending - 1))
             text = text:sub(1, ending - 1)
         end
-        local object = json_reader.read_whole(text)
+        local object, failure = json_reader.read_whole(text)
         if object and object.kind == "object" then
             dissect_message(tvb(0, #text):tvb(), pinfo, tree, object, true)
         elseif text ~= "" then
-            dissect_odd_text(tvb(0, #text), pinfo, tree, object and experts.not_an_object or experts.not_json)
+            dissect_odd_text(tvb(0, #text), pinfo, tree, experts[FAILURE_EXPERTS[failure] or "not_an_object"])
         end
     end
 

@@ -7,10 +7,11 @@
 return function()
     local json_reader = {}
 
-    -- No message of the Mux has more; the limit keeps hostile texts from exhausting the stack.
-    local DEEPEST = 200
+    -- Far beyond what messages have, and far from what exhausts Lua's stack.
+    local DEEPEST = 1000
 
-    local INCOMPLETE, MALFORMED = {}, {}
+    local INCOMPLETE, MALFORMED, TOO_DEEP = {}, {}, {}
+    local FAILURES = { [INCOMPLETE] = "incomplete", [MALFORMED] = "malformed", [TOO_DEEP] = "too deep" }
     local ESCAPES = { ['"'] = '"', ["\\"] = "\\", ["/"] = "/", b = "\b", f = "\f", n = "\n", r = "\r", t = "\t" }
     local WORDS = {
         ["true"] = { kind = "boolean", value = true },
@@ -189,33 +190,33 @@ return function()
 
     function read_value(text, position, depth)
         if depth > DEEPEST then
-            error(MALFORMED, 0)
+            error(TOO_DEEP, 0)
         end
         local reader = READERS[character_at(text, position)] or read_number
         return reader(text, position, depth)
     end
 
     -- Reads the value that begins at `first`, blanks before it included. Returns it, or nil and "incomplete" when the
-    -- text ends within it, or nil and "malformed".
+    -- text ends within it, "malformed", or "too deep" when it is nested deeper than is read here.
     function json_reader.read(text, first)
         local done, result = pcall(function()
             return read_value(text, skip_blanks(text, first), 0)
         end)
         if done then
             return result
-        end
-        if result == INCOMPLETE then
-            return nil, "incomplete"
-        elseif result == MALFORMED then
-            return nil, "malformed"
+        elseif FAILURES[result] then
+            return nil, FAILURES[result]
         end
         error(result, 0)
     end
 
-    -- Reads a text that holds one value and nothing else but blanks. Returns it, or nil when it is not that.
+    -- Reads a text that holds one value and nothing else but blanks. Returns it, or nil and the failure.
     function json_reader.read_whole(text)
-        local value = json_reader.read(text, 1)
-        return value and skip_blanks(text, value.last + 1) > #text and value or nil
+        local value, failure = json_reader.read(text, 1)
+        if value and skip_blanks(text, value.last + 1) <= #text then
+            return nil, "malformed"
+        end
+        return value, failure
     end
 
     return json_reader
