@@ -1,4 +1,6 @@
-"""The dissector's ports and the ways of loading it."""
+"""The dissector's ports, the ways of loading it, and what its guide tells to type."""
+import pathlib
+import re
 import shutil
 import unittest
 
@@ -6,6 +8,7 @@ from capture import Capture
 from dissection import DissectorTest, main
 from frames import frame, message, packet
 
+GUIDE = pathlib.Path(__file__).resolve().parents[3] / "docs" / "dissector.md"
 PLUGINS = ".local/lib/wireshark/plugins"
 
 
@@ -51,6 +54,27 @@ class Ports(DissectorTest):
     def test_it_can_be_loaded_from_the_folder_in_which_it_is(self):
         shutil.copytree(self.folder / "dissector", self.folder, dirs_exist_ok=True)
         self.assertEqual(self.protocols([5555], [2101], script="-Xlua_script:mux.lua"), [["mux"], ["brenk"]])
+
+
+class Guide(DissectorTest):
+    """docs/dissector.md"""
+
+    def matches(self, display_filter):
+        capture = Capture()
+        client, gateway = capture.connection(5555), capture.connection(2101)
+        client.to_server(packet(message(10, "open", {"gatewayID": 1, "lockID": 5})))
+        gateway.to_server(frame(0x0A, bytes(4), reference=3))
+        gateway.from_server(frame(0x00, b"\x08", reference=3)[:-1] + b"?")
+        client.from_server(message(1, "open", {"ErrorCode": 0, "Message": ""}).encode())
+        gateway.to_server(frame(0x05, reference=4))
+        client.to_server(packet("{}"))
+        return [int(row["frame.number"]) for row in self.rows(capture, ["frame.number"], ["-Y", display_filter])]
+
+    def test_its_filters_find_what_it_says(self):
+        rows = re.findall(r"^\| [^|]+ \| (`.*`) \|$", GUIDE.read_text().split("## Filters")[1], re.MULTILINE)
+        filters = [text.replace("\\|", "|") for row in rows for text in re.findall("`([^`]+)`", row)]
+        self.assertEqual([self.matches(each) for each in filters],
+                         [[1, 4], [2, 3, 5], [5], [6], [3, 4], [3, 4], [3], [3]])
 
 
 if __name__ == "__main__":
