@@ -1,4 +1,4 @@
-// One log line of each severity: written to the log file, and filtered out.
+// One log line of each severity: written to log file and console, and filtered out.
 
 #include <benchmark/benchmark.h>
 #include <plog/Log.h>
@@ -21,8 +21,7 @@ void WriteLines(benchmark::State& state, plog::Severity severity) {
 }
 
 void LogLineWritten(benchmark::State& state, plog::Severity severity) {
-    const Benchmark::LogOutput output(Benchmark::LogOutput::To::kFile);
-    plog::get()->setMaxSeverity(severity);
+    const Benchmark::LogOutput output(severity);
     WriteLines(state, severity);
 }
 

@@ -1,16 +1,15 @@
 #include "benchmarks/micro/LogOutput.h"
 
 #include <fcntl.h>
-#include <plog/Appenders/ConsoleAppender.h>
-#include <plog/Appenders/RollingFileAppender.h>
-#include <plog/Converters/UTF8Converter.h>
-#include <plog/Formatters/TxtFormatter.h>
 #include <plog/Init.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <string>
+
+#include "diagnostics/LogOutputs.h"
 
 namespace Benchmark {
 namespace {
@@ -18,62 +17,55 @@ namespace {
 constexpr std::size_t kLogFileBytes = 10000;
 constexpr int kLogFiles = 10;
 
-std::string NewFolder() {
-    std::string folder = (std::filesystem::temp_directory_path() / "micro-benchmarks-XXXXXX").string();
-    return mkdtemp(folder.data()) == nullptr ? "." : folder;
-}
-
-// The benchmarks write their results to standard output, so standard error is the console that nobody sees.
-void HideStandardError() {
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    dup2(nowhere, STDERR_FILENO);
-    close(nowhere);
-}
-
-// plog keeps what it was once given, so its appenders exist once, behind a switch.
-class SwitchedAppender : public plog::IAppender {
+// Removed when the program ends.
+class Folder {
   public:
-    void write(const plog::Record& record) override {
-        file_.write(record);
-        if (withConsole_) {
-            console_.write(record);
-        }
-    }
-    void Switch(bool withConsole) { withConsole_ = withConsole; }
-    const std::string& Folder() const { return folder_; }
+    Folder() { static_cast<void>(mkdtemp(path_.data())); }
+    ~Folder() { std::filesystem::remove_all(path_); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    const std::string& Path() const { return path_; }
 
   private:
-    const std::string folder_ = NewFolder();
-    plog::RollingFileAppender<plog::TxtFormatter, plog::UTF8Converter> file_{(folder_ + "/mux.log").c_str(),
-                                                                             kLogFileBytes, kLogFiles};
-    plog::ConsoleAppender<plog::TxtFormatter> console_{plog::streamStdErr};
-    bool withConsole_ = false;
+    std::string path_ = (std::filesystem::temp_directory_path() / "micro-benchmarks-XXXXXX").string();
 };
 
-SwitchedAppender& Appender() {
-    static SwitchedAppender appender;
-    return appender;
+Diagnostics::LogOutputs& Outputs() {
+    static const Folder folder;
+    static Diagnostics::LogOutputs outputs(false);
+    static const bool hasFile = [] {
+        outputs.AddFile(folder.Path() + "/mux.log", kLogFileBytes, kLogFiles);
+        return true;
+    }();
+    static_cast<void>(hasFile);
+    return outputs;
+}
+
+// Returns a second descriptor of what was standard output before.
+int HideStandardOutput() {
+    std::cout.flush();
+    const int before = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
+    return before;
 }
 
 }  // namespace
 
 void FilterLogOut() {
-    plog::init(plog::none, &Appender()).setMaxSeverity(plog::none);
+    plog::init(plog::none, &Outputs()).setMaxSeverity(plog::none);
 }
 
-LogOutput::LogOutput(To to) {
-    if (to == To::kFileAndConsole) {
-        HideStandardError();
-    }
-    Appender().Switch(to == To::kFileAndConsole);
-    plog::get()->setMaxSeverity(plog::info);
+LogOutput::LogOutput(plog::Severity maximumSeverity) : standardOutput_(HideStandardOutput()) {
+    plog::get()->setMaxSeverity(maximumSeverity);
 }
 
 LogOutput::~LogOutput() {
     plog::get()->setMaxSeverity(plog::none);
-    for (const auto& file : std::filesystem::directory_iterator(Appender().Folder())) {
-        std::filesystem::resize_file(file, 0);
-    }
+    std::cout.flush();
+    dup2(standardOutput_, STDOUT_FILENO);
+    close(standardOutput_);
 }
 
 }  // namespace Benchmark
