@@ -101,7 +101,8 @@ class ProfiledMux:
         return Calls(profiles[-1])
 
     def control(self, order):
-        subprocess.run(["callgrind_control", order, str(self.process.pid)], check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["callgrind_control", order, str(self.process.pid)], check=True, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
 
     def kill(self):
         self.process.kill()

@@ -55,13 +55,13 @@ int ArenasOfFourThreads() {
     return Arenas();
 }
 
-TEST(Footprint, AThreadMadeAfterwardsHasAStackOf256KiB) {
+TEST(Footprint, AThreadMadeAfterwardsHasAStackOf1MiB) {
     const auto result = Testing::RunInChild(".", [] {
         KeepFootprintSmall();
         std::thread([] { std::printf("%zu bytes\n", OwnStackBytes()); }).join();
         static_cast<void>(std::fflush(stdout));
     });
-    EXPECT_EQ(result.output, "262144 bytes\n");
+    EXPECT_EQ(result.output, "1048576 bytes\n");
 }
 
 TEST(Footprint, ThreadsMadeAfterwardsShareOneArena) {
