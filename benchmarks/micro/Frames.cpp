@@ -8,6 +8,7 @@
 
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"
+#include "messages/FrameLayout.h"
 
 namespace {
 
@@ -70,14 +71,13 @@ void Serialise(benchmark::State& state, const Request& request) {
 
 // A status request's frame with another type in it and zeros behind, which is as long as any payload needs.
 Bytes FrameOf(std::uint8_t type) {
-    constexpr std::size_t kTypeOffset = 14;
     constexpr std::size_t kLength = 64;
     BrenkMessageBuilder builder(41, 1);
     const std::unique_ptr<Bytes> request(builder.BuildGetStatus(kLock)->Serialize());
     Bytes frame = *request;
     frame.resize(kLength);
     frame.at(0) = kLength;
-    frame.at(kTypeOffset) = type;
+    frame.at(Brenk::Messages::FrameLayout::kPayloadType) = type;
     return frame;
 }
 

@@ -6,13 +6,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <iostream>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 
 namespace Benchmark {
@@ -21,9 +21,8 @@ namespace {
 constexpr int kFirstNumber = 1024;
 constexpr rlim_t kDescriptors = 4096;
 
-[[noreturn]] void Fail(const std::string& what) {
-    std::cerr << what << ": " << std::generic_category().message(errno) << '\n';
-    std::exit(EXIT_FAILURE);
+[[noreturn]] void Fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
 }
 
 void MakeRoom() {
@@ -71,8 +70,10 @@ int FreePort() {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = AddressOf(0);
     socklen_t size = sizeof address;
-    bind(descriptor, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
+    if (bind(descriptor, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+        getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        Fail("bind");
+    }
     close(descriptor);
     return ntohs(address.sin_port);
 }

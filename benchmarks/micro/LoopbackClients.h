@@ -11,7 +11,7 @@ namespace Benchmark {
 int FreePort();
 
 // So many clients of a server on this machine. Their descriptors have numbers above those that the server gives its
-// own, so both ends find room in one process. Ends the program when there is no room.
+// own, so both ends find room in one process. Throws std::system_error when there is no room.
 class LoopbackClients {
   public:
     LoopbackClients(int port, std::size_t count);
