@@ -110,10 +110,6 @@ VirtualGateway::BuilderPointer VirtualGateway::Builder() const {
     return messageBuilder_.With([](const BuilderPointer& current) { return current; });
 }
 
-Threading::MutexGuard VirtualGateway::GuardOf(const Threading::Mutex& mutex) const {
-    return Threading::MutexGuard(mutex.GetMutex(), mutex.GetName(), false, 0);
-}
-
 std::int32_t VirtualGateway::ID() const {
     return Owner()->id;
 }

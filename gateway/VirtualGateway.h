@@ -168,7 +168,6 @@ class VirtualGateway {
     void ReplaceOwner(GatewayOwner owner);
     void ClearCallbacks();
     BuilderPointer Builder() const;
-    Threading::MutexGuard GuardOf(const Threading::Mutex& mutex) const;
 
     // Creates both threads and starts the send and then the read thread. False, with a line and neither thread left,
     // when one cannot be started. Called once, by the constructors.

@@ -46,7 +46,7 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
     if (context == nullptr) {
         throw new ArgumentNullException;
     }
-    MutexGuard guard = GuardOf(waitingMessagesMutex_);
+    MutexGuard guard = waitingMessagesMutex_.NewGuard();
     if (!guard.Lock(kEnqueueTimeout)) {
         MUX_LOG(plog::error) << "Cannot enqueue message with ID " << id << "and reference ID "
                              << static_cast<char>(message->ReferenceID());
@@ -125,7 +125,7 @@ void VirtualGateway::SendCycle() {
         return;
     }
     SendGetStatusKeepAlive();
-    MutexGuard guard = GuardOf(queueMutex_);
+    MutexGuard guard = queueMutex_.NewGuard();
     if (!guard.Lock(kSendTimeout)) {
         MUX_LOG(plog::error) << "Cannot acquire lock for messages for send thread loop of virtual gateway with ID "
                              << ID();

@@ -11,6 +11,7 @@
 #include "diagnostics/Tracer.h"
 #include "mux/BrenkMux.h"
 #include "mux/CommandLine.h"
+#include "mux/Footprint.h"
 #include "mux/SignalRegistration.h"
 #include "mux/Version.h"
 
@@ -65,6 +66,7 @@ void StartMux(int port, const std::string& configFile) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    Mux::KeepFootprintSmall();
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const Mux::CommandLine options = Mux::ParseCommandLine(argc, argv);
     Diagnostics::SetDumpName(argc > 0 ? argv[0] : "");
