@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/BookExamples.h"
 #include "tests/system/support/CrashLog.h"
 #include "tests/system/support/Exchange.h"
@@ -46,7 +47,7 @@ TEST(BookPackets, AreAnsweredAsTheBookSays) {
 
 TEST(BookClient, PrintsWhatTheBookSays) {
     MuxSystem system;
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::string standardPort = "\"127.0.0.1\", 5555";
     const std::string& program = ClientBook().Find("client", "")->text;
     ASSERT_NE(program.find(standardPort), std::string::npos);

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ReservedPort.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/BookExamples.h"
 #include "tests/system/support/Exchange.h"
 #include "tests/system/support/FakeDumpTool.h"
@@ -19,7 +21,7 @@ using Documents::Example;
 
 constexpr const char* kRequest = R"({"MessageID":"a","MessageCode":14,"Data":{"gatewayID":1,"lockID":5}})";
 
-std::vector<std::string> Arguments(const ReservedPort& port, const std::string& file) {
+std::vector<std::string> Arguments(const Testing::ReservedPort& port, const std::string& file) {
     return {"--port", "--port=" + std::to_string(port.Number()), "--configFile", file};
 }
 
@@ -32,8 +34,8 @@ TEST(BookConfigurations, WorkWithTheGatewayThatTheyName) {
         gateway.Start();
         const std::string here =
             Replace(Replace(example.text, "192.168.1.20", "127.0.0.1"), "2101", std::to_string(gateway.Port()));
-        const TemporaryFolder folder;
-        const ReservedPort port;
+        const Testing::TemporaryFolder folder;
+        const Testing::ReservedPort port;
         MuxProcess mux(Arguments(port, folder.Write("mux.json", here)));
         ASSERT_TRUE(mux.WaitFor("to state READY"));
         ASSERT_TRUE(gateway.WaitForFrames(MuxSystem::kFramesAtStart, kDeadline));
@@ -49,8 +51,8 @@ void ExpectLog(const Example& example) {
     SCOPED_TRACE(example.name);
     const Example* const log = ConfigurationBook().Find("log", example.name);
     ASSERT_NE(log, nullptr);
-    const TemporaryFolder folder;
-    const ReservedPort port;
+    const Testing::TemporaryFolder folder;
+    const Testing::ReservedPort port;
     MuxProcess mux(Arguments(port, folder.Write("mux.json", example.text)));
     std::istringstream lines(log->text);
     for (std::string line; std::getline(lines, line);) {
@@ -72,8 +74,8 @@ TEST(BookConfigurations, ThatAreFatalEndTheProcessAtItsStart) {
     ForEachSideBySide(ConfigurationBook().OfKind("fatal-configuration"), [](const Example& example) {
         SCOPED_TRACE(example.name);
         const FakeDumpTool tool;
-        const TemporaryFolder folder;
-        const ReservedPort port;
+        const Testing::TemporaryFolder folder;
+        const Testing::ReservedPort port;
         MuxProcess mux(Arguments(port, folder.Write("mux.json", example.text)), tool.Environment());
         EXPECT_EQ(mux.WaitForEnd(), "status 255");
         EXPECT_EQ(mux.Count("Main thread spawned."), 0U);
