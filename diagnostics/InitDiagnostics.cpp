@@ -1,11 +1,6 @@
 #include "diagnostics/InitDiagnostics.h"
 
 #include <fcntl.h>
-#include <plog/Appenders/ColorConsoleAppender.h>
-#include <plog/Appenders/ConsoleAppender.h>
-#include <plog/Appenders/RollingFileAppender.h>
-#include <plog/Converters/UTF8Converter.h>
-#include <plog/Formatters/TxtFormatter.h>
 #include <plog/Init.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +11,7 @@
 #include "diagnostics/ErrorGuard.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/LogOutputs.h"
 #include "diagnostics/ProcessEnd.h"
 #include "diagnostics/Tracer.h"
 
@@ -28,14 +24,6 @@ constexpr mode_t kLogFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 
 constexpr std::uint32_t kFirstErrorLimit = 750;
 constexpr std::uint32_t kSecondErrorLimit = 5000;
-
-using FileAppender = plog::RollingFileAppender<plog::TxtFormatter, plog::UTF8Converter>;
-using PlainConsole = plog::ConsoleAppender<plog::TxtFormatter>;
-using ColorConsole = plog::ColorConsoleAppender<plog::TxtFormatter>;
-
-plog::IAppender* NewConsole(bool colors) {
-    return colors ? static_cast<plog::IAppender*>(new ColorConsole) : new PlainConsole;
-}
 
 // Returns 0 when the file can be written, and the error number otherwise: plog itself would stay silent.
 int TryToOpen(const std::string& logFile) {
@@ -55,11 +43,11 @@ std::string AppenderFileName(const std::string& logFile) {
 }
 
 void InitLog(plog::Severity maximumSeverity, const std::string& logFile, bool colors) {
-    plog::Logger<0>& logger = plog::init(maximumSeverity, NewConsole(colors));
-    logger.setMaxSeverity(maximumSeverity);
+    auto* const outputs = new LogOutputs(colors);
+    plog::init(maximumSeverity, outputs).setMaxSeverity(maximumSeverity);
     const int error = TryToOpen(logFile);
     if (error == 0) {
-        logger.addAppender(new FileAppender(AppenderFileName(logFile).c_str(), kLogFileBytes, kLogFiles));
+        outputs->AddFile(AppenderFileName(logFile), kLogFileBytes, kLogFiles);
     } else {
         MUX_LOG(plog::warning) << "Cannot open log file " << logFile << ": " << ErrorText(error)
                                << ". Logging to the console only.";

@@ -21,7 +21,8 @@ std::size_t EndOfString(const std::string& text, std::size_t quote) {
 }
 
 bool IsNegativeExponent(const std::string& text, std::size_t position) {
-    return text.compare(position, 2, "e-") == 0 || text.compare(position, 2, "E-") == 0;
+    const char letter = text.at(position);
+    return (letter == 'e' || letter == 'E') && position + 1 < text.size() && text.at(position + 1) == '-';
 }
 
 // Appends the exponent of `text` at `position` to `target` and returns where it is over.

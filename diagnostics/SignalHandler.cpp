@@ -1,9 +1,11 @@
 #include "diagnostics/SignalHandler.h"
 
+#include <chrono>
 #include <csignal>
 
 #include "diagnostics/Backtrace.h"
 #include "diagnostics/DumpFile.h"
+#include "diagnostics/DumpWatch.h"
 #include "diagnostics/Log.h"
 #include "diagnostics/ProcessEnd.h"
 
@@ -47,6 +49,7 @@ const Ending* FindEnding(int signalNumber) {
 // The line is written under the signature of the handler, as those of the other endings.
 [[noreturn]] void EndByCrash(const Ending& ending, const char* signature) {
     BeginEnding(ending.status, kSecondsToDump);
+    StartDumpWatch(std::chrono::seconds(kSecondsToDump));
     // The thread that crashed inside the log holds its lock: no line can be written any more.
     if (LogCall::IsInProgressOnThisThread()) {
         RunDumpCommand();

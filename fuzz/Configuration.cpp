@@ -1,20 +1,43 @@
-// A configuration file, and the configuration that a client sends.
+// A configuration file, and the configuration that a client sends. The check that operators have for such a file must
+// tell for each what the parser does with it.
 
+#include <algorithm>
 #include <string>
 
+#include "diagnostics/JsonReading.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/JsonAssertion.h"
 #include "mux/configuration/MuxConfigurationParser.h"
+#include "tools/muxctl/ConfigurationShape.h"
+#include "tools/muxctl/ConfigurationValues.h"
+#include "tools/muxctl/JsonFault.h"
+
+namespace {
+
+bool SaysThatTheDaemonEnds(const std::string& text) {
+    rapidjson::Document document;
+    Diagnostics::ParseJson(text, document);
+    const Muxctl::Findings findings = Muxctl::CheckShape(document);
+    return std::any_of(findings.begin(), findings.end(),
+                       [](const Muxctl::Finding& finding) { return finding.level == Muxctl::Finding::Level::kError; });
+}
+
+}  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Fuzz::DiscardLog();
+    const std::string text(reinterpret_cast<const char*>(data), size);
     Mux::Configuration::MuxConfigurationData configuration;
     try {
         const Mux::Configuration::MuxConfigurationParser parser;
-        const bool isJson = parser.ParseText(std::string(reinterpret_cast<const char*>(data), size), configuration);
+        const bool isJson = parser.ParseText(text, configuration);
         FUZZ_CHECK(isJson || configuration.gateways.empty());
+        FUZZ_CHECK(isJson || Muxctl::JsonFaultText(text).find("is no JSON: ") == 0);
+        FUZZ_CHECK(!SaysThatTheDaemonEnds(text));
+        Muxctl::CheckValues(configuration);
     } catch (const Fuzz::JsonAssertion&) {
         // How the daemon ends then is a matter of its tests.
+        FUZZ_CHECK(SaysThatTheDaemonEnds(text));
     }
     return 0;
 }

@@ -80,6 +80,11 @@ void VirtualGateway::ThreadsDestroy() {
 }
 
 void VirtualGateway::SetOwner(GatewayOwner owner) {
+    ReplaceOwner(std::move(owner));
+    hasOwner_ = true;
+}
+
+void VirtualGateway::ReplaceOwner(GatewayOwner owner) {
     const auto replacement = std::make_shared<const GatewayOwner>(std::move(owner));
     owner_.With([&](std::shared_ptr<const GatewayOwner>& current) { current = replacement; });
 }
@@ -90,7 +95,7 @@ void VirtualGateway::ClearCallbacks() {
     owner.stateChanged = nullptr;
     owner.responseReceived = nullptr;
     owner.eventReceived = nullptr;
-    SetOwner(std::move(owner));
+    ReplaceOwner(std::move(owner));
 }
 
 std::shared_ptr<const GatewayOwner> VirtualGateway::Owner() const {
@@ -103,10 +108,6 @@ void VirtualGateway::SetMessageBuilder(BuilderPointer builder) {
 
 VirtualGateway::BuilderPointer VirtualGateway::Builder() const {
     return messageBuilder_.With([](const BuilderPointer& current) { return current; });
-}
-
-Threading::MutexGuard VirtualGateway::GuardOf(const Threading::Mutex& mutex) const {
-    return Threading::MutexGuard(mutex.GetMutex(), mutex.GetName(), false, 0);
 }
 
 std::int32_t VirtualGateway::ID() const {

@@ -72,7 +72,8 @@ class VirtualGateway {
     VirtualGateway(const VirtualGateway&) = delete;
     VirtualGateway& operator=(const VirtualGateway&) = delete;
 
-    // To be called directly after construction, before the first Connect.
+    // To be called directly after construction, before the first Connect. Until then the send thread, which runs
+    // already, does nothing.
     void SetOwner(GatewayOwner owner);
 
     std::int32_t ID() const;
@@ -164,9 +165,9 @@ class VirtualGateway {
     struct Operation;
 
     std::shared_ptr<const GatewayOwner> Owner() const;
+    void ReplaceOwner(GatewayOwner owner);
     void ClearCallbacks();
     BuilderPointer Builder() const;
-    Threading::MutexGuard GuardOf(const Threading::Mutex& mutex) const;
 
     // Creates both threads and starts the send and then the read thread. False, with a line and neither thread left,
     // when one cannot be started. Called once, by the constructors.
@@ -225,6 +226,7 @@ class VirtualGateway {
     std::atomic<bool> readThreadRunning_{true};
     std::atomic<bool> sendThreadRunning_{true};
     std::atomic<bool> keepAliveEnabled_{true};
+    std::atomic<bool> hasOwner_{false};
     bool hasTakenRequest_ = false;  // send thread only: from its first request on it sends in every status
 
     Threading::Mutex waitingMessagesMutex_{"waitingMessagesMutex"};

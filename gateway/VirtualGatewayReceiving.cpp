@@ -187,7 +187,7 @@ LETS_CANCELLATION_PASS void VirtualGateway::ManageBrenkGatewayResponse(Messages:
     if (frame == nullptr) {
         return;
     }
-    MutexGuard guard = GuardOf(waitingMessagesMutex_);
+    MutexGuard guard = waitingMessagesMutex_.NewGuard();
     try {
         if (IsEventMessageType(frame.get())) {
             ManageEvent(*frame);

@@ -46,7 +46,7 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
     if (context == nullptr) {
         throw new ArgumentNullException;
     }
-    MutexGuard guard = GuardOf(waitingMessagesMutex_);
+    MutexGuard guard = waitingMessagesMutex_.NewGuard();
     if (!guard.Lock(kEnqueueTimeout)) {
         MUX_LOG(plog::error) << "Cannot enqueue message with ID " << id << "and reference ID "
                              << static_cast<char>(message->ReferenceID());
@@ -120,8 +120,12 @@ LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
 }
 
 void VirtualGateway::SendCycle() {
+    // A keep-alive without the owner's context is refused, and the next one would come 27 s later.
+    if (!hasOwner_) {
+        return;
+    }
     SendGetStatusKeepAlive();
-    MutexGuard guard = GuardOf(queueMutex_);
+    MutexGuard guard = queueMutex_.NewGuard();
     if (!guard.Lock(kSendTimeout)) {
         MUX_LOG(plog::error) << "Cannot acquire lock for messages for send thread loop of virtual gateway with ID "
                              << ID();

@@ -69,10 +69,6 @@ void BrenkMux::DestroyMutexes() {
     MUX_LOG(plog::verbose) << "Thread mutexes destroyed.";
 }
 
-MutexGuard BrenkMux::GuardOf(const Threading::Mutex& mutex) const {
-    return MutexGuard(mutex.GetMutex(), mutex.GetName(), false, 0);
-}
-
 void BrenkMux::Start() {
     if (running_) {
         return;
@@ -184,7 +180,7 @@ void BrenkMux::RunGatewaysThread() {
 }
 
 bool BrenkMux::SendMessageToClientIfAvailable() {
-    MutexGuard guard = GuardOf(muxMessageQueueMutex_);
+    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
     if (!guard.Lock(kDeliveryTimeout)) {
         MUX_LOG(plog::warning) << "Cannot acquire resource mutex for send message to client queue.";
         return false;

@@ -133,7 +133,6 @@ class BrenkMux {
     using MessagePointer = std::shared_ptr<MuxMessage>;
 
     void StopAndJoin();
-    Threading::MutexGuard GuardOf(const Threading::Mutex& mutex) const;
 
     // Threads and delivery.
     void RunMainThread();

@@ -53,7 +53,7 @@ void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsign
 }
 
 void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>& payload) {
-    MutexGuard guard = GuardOf(clientMessageQueueMutex_);
+    MutexGuard guard = clientMessageQueueMutex_.NewGuard();
     if (payload.empty()) {
         return;
     }
@@ -102,7 +102,7 @@ void BrenkMux::LogReceivedMessage(const MuxMessage& message) const {
 }
 
 void BrenkMux::PopNextMessage() {
-    MutexGuard clientGuard = GuardOf(clientMessageQueueMutex_);
+    MutexGuard clientGuard = clientMessageQueueMutex_.NewGuard();
     try {
         if (!clientGuard.Lock(kPopTimeout)) {
             MUX_LOG(plog::warning) << "Cannot acquire client messages queue lock.";
@@ -170,7 +170,7 @@ void BrenkMux::EnqueueNack(RecordPointer record) {
     record->answer = builder.BuildMessage(MUX_MESSAGE_NACK, messageID,
                                           builder.BuildNackPayload(kRequestErrorCode, kRequestErrorText));
     MUX_LOG(plog::warning) << "Enqueuing NACK mux answer " << messageID << " to the client.";
-    MutexGuard guard = GuardOf(muxMessageQueueMutex_);
+    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
     if (!guard.Lock(kNackTimeout)) {
         MUX_LOG(plog::error) << "Cannot acquire mux message lock for enqueued messages. The current message to "
                                 "enqueue will be lost.";
@@ -189,7 +189,7 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
         static_cast<void>(owned.release());
         return false;
     };
-    MutexGuard guard = GuardOf(pendingMessagesListMutex_);
+    MutexGuard guard = pendingMessagesListMutex_.NewGuard();
     MUX_LOG(plog::debug) << "SendMessageToVG MutexGuard acquired ";
     if (owned == nullptr || owned->message == nullptr) {
         return refuse();

@@ -40,7 +40,7 @@ void BrenkMux::VirtualGatewayResponseReceivedCallback(VirtualGateway* gateway, V
 }
 
 void BrenkMux::TranslateVirtualGatewayMessage(VirtualGateway* gateway, VirtualGatewayResponseMessage* response) {
-    MutexGuard guard = GuardOf(pendingMessagesListMutex_);
+    MutexGuard guard = pendingMessagesListMutex_.NewGuard();
     guard.Lock();
     RecordPointer record = response == nullptr ? nullptr : TakeFromPending(response->requestID);
     if (record == nullptr) {
@@ -89,7 +89,7 @@ void BrenkMux::EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> a
     const std::string messageID = answer->MessageID();
     record->answer = std::move(answer);
     MUX_LOG(plog::debug) << "Enqueuing mux answer " << messageID << " to client.";
-    MutexGuard guard = GuardOf(muxMessageQueueMutex_);
+    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
     guard.Lock();
     const std::size_t count = PushAnswer(std::move(record));
     MUX_LOG(plog::verbose) << "Enqueued mux answer message with ID " << messageID << ". Currently, the Mux have "
@@ -119,7 +119,7 @@ void BrenkMux::TranslateVirtualGatewayEvent(VirtualGateway* gateway, VirtualGate
 }
 
 void BrenkMux::EnqueueEvent(const MessagePointer& message) {
-    MutexGuard guard = GuardOf(muxMessageQueueMutex_);
+    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
     if (!guard.Lock(kEventTimeout)) {
         MUX_LOG(plog::error) << "Cannot acquire resources lock for enqueuing current Mux Message Event. The event "
                                 "will be lost.";

@@ -1,5 +1,8 @@
 // The process: reads the command line, sets up diagnostics, starts the one Mux and waits for its end.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <iostream>
 #include <string>
@@ -11,6 +14,7 @@
 #include "diagnostics/Tracer.h"
 #include "mux/BrenkMux.h"
 #include "mux/CommandLine.h"
+#include "mux/Footprint.h"
 #include "mux/SignalRegistration.h"
 #include "mux/Version.h"
 
@@ -20,6 +24,18 @@ constexpr unsigned kSecondsToLeave = 5;
 
 // The one Mux of the process; never destroyed, because its threads run until the process has left.
 Mux::BrenkMux* muxInstance = nullptr;
+
+// A supervisor may start the process without standard streams. The first sockets would then get their numbers, and a
+// gateway what is written to the console.
+void OccupyStandardStreams() {
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor != -1 && descriptor <= STDERR_FILENO);
+    if (descriptor != -1) {
+        close(descriptor);
+    }
+}
 
 void StopMux() {
     if (muxInstance != nullptr) {
@@ -65,6 +81,8 @@ void StartMux(int port, const std::string& configFile) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    Mux::KeepFootprintSmall();
+    OccupyStandardStreams();
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const Mux::CommandLine options = Mux::ParseCommandLine(argc, argv);
     Diagnostics::SetDumpName(argc > 0 ? argv[0] : "");

@@ -194,9 +194,9 @@ bool ServerSocket::HasRoomFor(int descriptor) const {
 void ServerSocket::AddClient(int descriptor) {
     MUX_LOG(plog::info) << "Accepted connection with FD " << descriptor;
     const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_);
-    MutexGuard guard = ClientsGuard();
+    MutexGuard guard = clientsListMutex_.NewGuard();
     if (guard.Lock(kListLockTimeout)) {
-        clients_.With([&](Clients& clients) { clients.push_back(client); });
+        clients_.With([&](ClientList& clients) { clients.Add(client); });
     }
     guard.Release();
     if (clientAccepted_ != nullptr) {
@@ -226,7 +226,7 @@ void ServerSocket::ReceiveLoop() {
 }
 
 void ServerSocket::ReceivePass() {
-    MutexGuard guard = ClientsGuard();
+    MutexGuard guard = clientsListMutex_.NewGuard();
     if (!guard.Lock(kListLockTimeout)) {
         return;
     }
@@ -245,7 +245,7 @@ void ServerSocket::ReceivePass() {
 void ServerSocket::CollectClients() {
     passClients_.clear();
     passEvents_.clear();
-    clients_.With([this](const Clients& clients) { passClients_.assign(clients.begin(), clients.end()); });
+    clients_.With([this](const ClientList& clients) { clients.CopyTo(passClients_); });
     for (const ClientPointer& client : passClients_) {
         passEvents_.push_back({client->Descriptor(), POLLIN, 0});
     }
@@ -330,18 +330,11 @@ void ServerSocket::CloseClient(int descriptor, ListLock lock) {
 }
 
 void ServerSocket::CloseConnection(const ClientPointer& client, ListLock lock) {
-    MutexGuard guard = ClientsGuard();
+    MutexGuard guard = clientsListMutex_.NewGuard();
     if (lock == ListLock::kTake) {
         guard.Lock();
     }
-    const bool removed = client != nullptr && clients_.With([&](Clients& clients) {
-        const auto position = std::find(clients.begin(), clients.end(), client);
-        const bool found = position != clients.end();
-        if (found) {
-            clients.erase(position);
-        }
-        return found;
-    });
+    const bool removed = clients_.With([&](ClientList& clients) { return clients.Remove(client); });
     guard.Release();
     if (!removed) {
         return;
@@ -361,16 +354,9 @@ std::vector<int> ServerSocket::ConnectedDescriptors() {
 }
 
 std::vector<ClientIdentity> ServerSocket::ConnectedClients() {
-    MutexGuard guard = ClientsGuard();
+    MutexGuard guard = clientsListMutex_.NewGuard();
     guard.Lock();
-    return clients_.With([](const Clients& clients) {
-        std::vector<ClientIdentity> identities;
-        identities.reserve(clients.size());
-        for (const ClientPointer& client : clients) {
-            identities.push_back(client->Identity());
-        }
-        return identities;
-    });
+    return clients_.With([](const ClientList& clients) { return clients.Identities(); });
 }
 
 ClientIdentity ServerSocket::IdentityOf(int descriptor) {
@@ -379,21 +365,12 @@ ClientIdentity ServerSocket::IdentityOf(int descriptor) {
 }
 
 ClientPointer ServerSocket::FindByDescriptor(int descriptor) {
-    return clients_.With([descriptor](const Clients& clients) {
-        const auto found = std::find_if(clients.begin(), clients.end(), [descriptor](const ClientPointer& client) {
-            return client->Descriptor() == descriptor;
-        });
-        return found == clients.end() ? nullptr : *found;
-    });
+    return clients_.With([descriptor](const ClientList& clients) { return clients.Find(descriptor); });
 }
 
 ClientPointer ServerSocket::FindByIdentity(const ClientIdentity& client) {
     const ClientPointer found = FindByDescriptor(client.descriptor);
     return found != nullptr && found->Identity().serial == client.serial ? found : nullptr;
-}
-
-MutexGuard ServerSocket::ClientsGuard() {
-    return MutexGuard(clientsListMutex_.GetMutex(), clientsListMutex_.GetName(), false, 0);
 }
 
 }  // namespace Brenk::Net

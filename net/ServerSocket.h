@@ -4,12 +4,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "net/ClientConnection.h"
+#include "net/ClientList.h"
 #include "net/OpenSocket.h"
 #include "threading/Mutex.h"
 #include "threading/MutexGuard.h"
@@ -86,8 +86,6 @@ class ServerSocket {
     static constexpr int kDefaultPort = 5555;
 
   private:
-    using Clients = std::list<ClientPointer>;
-
     bool FailToInit(const char* text, int error);
     int Bind(int descriptor) const;
 
@@ -109,14 +107,13 @@ class ServerSocket {
     ClientPointer FindByDescriptor(int descriptor);
     ClientPointer FindByIdentity(const ClientIdentity& client);
     void CloseConnection(const ClientPointer& client, ListLock lock);
-    Threading::MutexGuard ClientsGuard();
 
     const int port_;
     std::atomic<bool> acceptRunning_{false};
     std::atomic<bool> receiveRunning_{false};
     Threading::Synchronized<std::shared_ptr<OpenSocket>> listener_;
     Threading::Mutex clientsListMutex_;
-    Threading::Synchronized<Clients> clients_;
+    Threading::Synchronized<ClientList> clients_;
     std::uint64_t lastSerial_ = 0;  // accept thread only
 
     ClientCallback clientAccepted_ = nullptr;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
+#include "threading/MutexGuard.h"
 
 namespace Threading {
 namespace {
@@ -49,7 +50,8 @@ const char* FindFailure(const FailureText (&failures)[Size], int result) {
 
 Mutex::Mutex(std::string name) : Mutex(std::move(name), true, true) {}
 
-Mutex::Mutex(std::string name, bool initializeNow, bool robust) : name_(std::move(name)) {
+Mutex::Mutex(std::string name, bool initializeNow, bool robust)
+    : name_(std::make_shared<const std::string>(std::move(name))) {
     if (!initializeNow) {
         return;
     }
@@ -81,7 +83,7 @@ bool Mutex::InitializeAttributes(bool robust) {
         failure = FindFailure(kRobustFailures, pthread_mutexattr_setrobust(&attributes_, PTHREAD_MUTEX_ROBUST));
     }
     if (failure != nullptr) {
-        MUX_LOG(plog::error) << failure << name_;
+        MUX_LOG(plog::error) << failure << *name_;
     }
     return failure == nullptr;
 }
@@ -89,25 +91,25 @@ bool Mutex::InitializeAttributes(bool robust) {
 bool Mutex::CreateMutex() {
     const char* failure = FindFailure(kCreateFailures, pthread_mutex_init(&mutex_, &attributes_));
     if (failure != nullptr) {
-        MUX_LOG(plog::error) << failure << name_;
+        MUX_LOG(plog::error) << failure << *name_;
         return false;
     }
-    MUX_LOG(plog::info) << "Mutex " << name_ << " created.";
+    MUX_LOG(plog::info) << "Mutex " << *name_ << " created.";
     return true;
 }
 
 bool Mutex::Destroy() {
     const bool mutexDestroyed = initialized_ && pthread_mutex_destroy(&mutex_) == 0;
     if (mutexDestroyed) {
-        MUX_LOG(plog::info) << "Mutex " << name_ << " destroyed.";
+        MUX_LOG(plog::info) << "Mutex " << *name_ << " destroyed.";
     } else {
-        MUX_LOG(plog::error) << "Error destroying mutex " << name_;
+        MUX_LOG(plog::error) << "Error destroying mutex " << *name_;
     }
     const bool attributesDestroyed = initialized_ && pthread_mutexattr_destroy(&attributes_) == 0;
     if (attributesDestroyed) {
-        MUX_LOG(plog::info) << "Mutex attribute structure for " << name_ << " destroyed.";
+        MUX_LOG(plog::info) << "Mutex attribute structure for " << *name_ << " destroyed.";
     } else {
-        MUX_LOG(plog::error) << "Error destroying mutex attributes for " << name_;
+        MUX_LOG(plog::error) << "Error destroying mutex attributes for " << *name_;
     }
     initialized_ = false;
     return mutexDestroyed && attributesDestroyed;
@@ -118,7 +120,11 @@ pthread_mutex_t Mutex::GetMutex() const {
 }
 
 std::string Mutex::GetName() const {
-    return name_;
+    return *name_;
+}
+
+MutexGuard Mutex::NewGuard() const {
+    return MutexGuard(mutex_, name_);
 }
 
 }  // namespace Threading

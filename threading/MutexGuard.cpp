@@ -9,10 +9,12 @@
 
 namespace Threading {
 
-MutexGuard::MutexGuard(std::string name) : name_(std::move(name)) {}
+MutexGuard::MutexGuard(std::string name) : name_(std::make_shared<const std::string>(std::move(name))) {}
+
+MutexGuard::MutexGuard(pthread_mutex_t mutex, SharedName name) : name_(std::move(name)), mutex_(mutex) {}
 
 MutexGuard::MutexGuard(pthread_mutex_t mutex, std::string name, bool lockNow, int timeoutMs)
-    : name_(std::move(name)), mutex_(mutex) {
+    : MutexGuard(mutex, std::make_shared<const std::string>(std::move(name))) {
     if (lockNow) {
         timeoutMs != 0 ? Lock(timeoutMs) : Lock();
     }
@@ -39,7 +41,7 @@ bool MutexGuard::Lock() {
     if (state_ != State::kUnlocked) {
         return true;
     }
-    MUX_LOG(plog::warning) << "Requested lock withtout timeout for mutex " << name_;
+    MUX_LOG(plog::warning) << "Requested lock withtout timeout for mutex " << *name_;
     const int result = pthread_mutex_lock(&mutex_);
     if (result == 0) {
         state_ = State::kLocked;
@@ -49,7 +51,7 @@ bool MutexGuard::Lock() {
         // It is locked nevertheless, and a robust mutex that dies locked would be walked when the thread ends.
         pthread_mutex_unlock(&mutex_);
     }
-    MUX_LOG(plog::error) << "Cannot lock for mutex " << name_;
+    MUX_LOG(plog::error) << "Cannot lock for mutex " << *name_;
     return false;
 }
 
@@ -62,18 +64,18 @@ bool MutexGuard::Lock(int timeoutMs) {
             state_ = State::kLocked;
             return true;
         case EDEADLK:
-            MUX_LOG(plog::warning) << "Mutex " << name_ << " already owned.";
+            MUX_LOG(plog::warning) << "Mutex " << *name_ << " already owned.";
             state_ = State::kTakenOver;
             return true;
         case EOWNERDEAD:
             return Reclaim();
         case ETIMEDOUT:
-            MUX_LOG(plog::error) << "Mutex " << name_ << " timed out while acquiring lock.";
+            MUX_LOG(plog::error) << "Mutex " << *name_ << " timed out while acquiring lock.";
             return false;
         default:
             MUX_LOG(plog::warning)
                 << "Cannot lock mutex. The mutex is already locked and timedout, or there was an error. Mutex "
-                << name_;
+                << *name_;
             return false;
     }
 }
@@ -91,10 +93,10 @@ bool MutexGuard::Reclaim() {
     MUX_LOG(plog::info) << "Mutex owner is dead. Reclaiming consistancy of current mutex";
     if (pthread_mutex_consistent(&mutex_) == EINVAL) {
         pthread_mutex_unlock(&mutex_);
-        throw std::system_error(EINVAL, std::generic_category(), "Mutex " + name_);
+        throw std::system_error(EINVAL, std::generic_category(), "Mutex " + *name_);
     }
     state_ = State::kLocked;
-    MUX_LOG(plog::info) << "Current mutex " << name_
+    MUX_LOG(plog::info) << "Current mutex " << *name_
                         << " is considered locked as recovered consistancy from dead owner.";
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <memory>
 #include <string>
 
 namespace Threading {
@@ -41,18 +42,23 @@ class MutexGuard {
     bool Release();
 
   private:
+    friend class Mutex;
+    using SharedName = std::shared_ptr<const std::string>;
+
     enum class State {
         kUnlocked,
         kLocked,
         kTakenOver,  // the copy was made from a mutex that this thread holds elsewhere: there is nothing to unlock
     };
 
+    MutexGuard(pthread_mutex_t mutex, SharedName name);
+
     int AcquireCopy(int timeoutMs);
     bool Reclaim();
     void FreeCopy();
 
     State state_ = State::kUnlocked;
-    std::string name_;
+    SharedName name_ = std::make_shared<const std::string>();
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "tests/support/ChildProcess.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace Testing {
 
@@ -27,7 +27,7 @@ class EndingProcess {
     void UseGcore(const std::string& script);
 
   private:
-    TemporaryDirectory directory_;
+    TemporaryFolder directory_;
 };
 
 }  // namespace Testing

@@ -18,7 +18,7 @@
 #include "diagnostics/ProcessEnd.h"
 #include "diagnostics/Tracer.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace Diagnostics {
 namespace {
@@ -42,7 +42,7 @@ class InitDiagnosticsTest : public testing::Test {
         return result;
     }
 
-    Testing::TemporaryDirectory directory_;
+    Testing::TemporaryFolder directory_;
 };
 
 TEST_F(InitDiagnosticsTest, WithNoLogFileNameTheLogGoesToSmartlockMuxLogInTheWorkingDirectory) {

@@ -18,7 +18,7 @@ using Brenk::FAULTED;
 using Brenk::READY;
 using Brenk::VirtualGateway;
 
-// Less than the 11 s for which a read thread waits for bytes.
+// Less than the 11 s for which a read thread waits for bytes, and than 20 of the 300 ms for which each thread rests.
 constexpr std::chrono::seconds kPromptly{5};
 
 class ThreadsTest : public GatewayTest {
@@ -256,17 +256,35 @@ TEST_F(ThreadsTest, OperationsFromManyThreadsGoOnWhileConnectionsComeAndGo) {
     EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
 }
 
-// The owner of a gateway sets it up while its threads run already.
-TEST(VirtualGatewaySetUp, ThreadsThatRunBeforeTheOwnerIsSetDoNoHarm) {
+// A machine that is busy may take longer from the construction of a gateway to its set-up than the sender rests. Two
+// other gateways, one after the other, tell when the sender of the first has rested.
+TEST(VirtualGatewaySetUp, ASenderThatRunsBeforeTheOwnerIsSetLosesNoKeepAlive) {
     const CapturedLog log;
     const Owner owner;
     int context = 0;
-    for (int count = 0; count < 20; ++count) {
-        OpenedGateway gateway("127.0.0.1", 1);
+    const auto setUpAndWaitForKeepAlives = [&](OpenedGateway& gateway, int count) {
         gateway.SetOwner(Owner::Callbacks(&context));
-        EXPECT_EQ(gateway.ID(), 12);
-        EXPECT_EQ(gateway.Status(), CREATED);
+        return WaitUntil([&] { return log.Count(plog::verbose, "Sequence Counter refresh enqueued.") == count; });
+    };
+    OpenedGateway late("127.0.0.1", 1);
+    OpenedGateway inTime("127.0.0.1", 1);
+    ASSERT_TRUE(setUpAndWaitForKeepAlives(inTime, 1));
+    OpenedGateway next("127.0.0.1", 1);
+    ASSERT_TRUE(setUpAndWaitForKeepAlives(next, 2));
+    EXPECT_TRUE(setUpAndWaitForKeepAlives(late, 3));
+    EXPECT_FALSE(log.Holds(plog::error, ""));
+}
+
+TEST(VirtualGatewaySetUp, GatewaysThatNeverGotAnOwnerAreDestroyedPromptlyAndWithoutAnError) {
+    const CapturedLog log;
+    const auto begin = std::chrono::steady_clock::now();
+    for (int count = 1; count <= 20; ++count) {
+        const OpenedGateway gateway("127.0.0.1", 1);
+        EXPECT_EQ(gateway.ID(), 0);
+        EXPECT_TRUE(WaitUntil([&] { return log.Count(plog::verbose, "Send thread spawned.") == count; }));
     }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kPromptly);
+    EXPECT_EQ(log.Count(plog::debug, "Closing send thread."), 20);
     EXPECT_FALSE(log.Holds(plog::error, ""));
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <ostream>
 #include <typeinfo>
 
 #include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
@@ -31,6 +32,10 @@ struct GoldenFrame {
     std::string frame;
     std::uint8_t dataType;
 };
+
+void PrintTo(const GoldenFrame& golden, std::ostream* out) {
+    *out << golden.name;
+}
 
 // The frames that a builder with sequence counter 41 and reference ID 5 gives.
 std::vector<GoldenFrame> GoldenFrames() {

@@ -13,6 +13,7 @@
 #include "tests/mux/LogHook.h"
 #include "tests/mux/MuxClient.h"
 #include "tests/mux/MuxLog.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ReservedPort.h"
@@ -25,11 +26,11 @@ using plog::info;
 using plog::verbose;
 using plog::warning;
 using Testing::CapturedLog;
-using Testing::ConfigurationText;
 using Testing::LockData;
 using Testing::LogHook;
 using Testing::MuxClient;
 using Testing::MuxLog;
+using Testing::MuxWithGateway;
 using Testing::Request;
 using Testing::ReservedPort;
 using Testing::Step;
@@ -42,17 +43,7 @@ namespace {
 const Step kPendingLock = {warning, "Requested lock withtout timeout for mutex pendingMessagesListMutex"};
 const Step kAnswerLock = {warning, "Requested lock withtout timeout for mutex muxMessageQueueMutex"};
 
-// A Mux with gateway 1, which is not connected.
-class BrenkMuxAnswerLog : public testing::Test {
-  protected:
-    BrenkMuxAnswerLog() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
-};
-
-class BrenkMuxTranslationSteps : public BrenkMuxAnswerLog {
+class BrenkMuxTranslationSteps : public MuxWithGateway {
   protected:
     void ExpectAnswerSteps(const std::string& id, const Steps& steps) {
         auto response = std::make_unique<VirtualGatewayResponseMessage>();

@@ -10,10 +10,11 @@
 #include "mux/BrenkMux.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "tests/mux/MuxLog.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ReservedPort.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TemporaryFolder.h"
 
 using plog::debug;
 using plog::error;
@@ -23,6 +24,7 @@ using plog::warning;
 using Testing::CapturedLog;
 using Testing::ConfigurationText;
 using Testing::MuxLog;
+using Testing::MuxWithGateway;
 using Testing::Request;
 using Testing::ReservedPort;
 using Testing::Step;
@@ -35,7 +37,7 @@ namespace {
 class BrenkMuxConfigurationSteps : public testing::Test {
   protected:
     const ReservedPort port;
-    const Testing::TemporaryDirectory directory;
+    const Testing::TemporaryFolder directory;
     const CapturedLog log;
     TestMux mux;
 
@@ -124,17 +126,7 @@ TEST_F(BrenkMuxConfigurationSteps, AreLoggedOfAMessageThatHasNone) {
                    {error, "Cannot parse configuration message data. Invalid data."}});
 }
 
-// A Mux with gateway 1, which is not connected.
-class BrenkMuxGatewayLog : public testing::Test {
-  protected:
-    BrenkMuxGatewayLog() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
-};
-
-class BrenkMuxStateSteps : public BrenkMuxGatewayLog {
+class BrenkMuxStateSteps : public MuxWithGateway {
   protected:
     void ExpectSteps(Brenk::VirtualGatewayStatuses to, const std::string& name, const Steps& further) {
         const MuxLog muxLog(log);

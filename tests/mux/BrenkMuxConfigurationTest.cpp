@@ -12,14 +12,14 @@
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ReservedPort.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TemporaryFolder.h"
 
 using Testing::CapturedLog;
 using Testing::LockData;
 using Testing::Request;
 using Testing::RequestNack;
 using Testing::ReservedPort;
-using Testing::TemporaryDirectory;
+using Testing::TemporaryFolder;
 using Testing::TestMux;
 
 namespace Mux {
@@ -50,7 +50,7 @@ class BrenkMuxConfiguration : public testing::Test {
     }
 
     const ReservedPort port;
-    const TemporaryDirectory directory;
+    const TemporaryFolder directory;
     const CapturedLog log;
     TestMux mux;
 };

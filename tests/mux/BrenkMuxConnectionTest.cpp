@@ -11,6 +11,7 @@
 #include "mux/messages/MuxMessageBuilder.h"
 #include "tests/mux/GatewayStates.h"
 #include "tests/mux/LogHook.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
 #include "tests/mux/WireGateway.h"
 #include "tests/support/CapturedLog.h"
@@ -19,6 +20,7 @@
 using Testing::CapturedLog;
 using Testing::ConfigurationText;
 using Testing::LogHook;
+using Testing::MuxWithGateway;
 using Testing::ReservedPort;
 using Testing::TestMux;
 using Testing::WireGateway;
@@ -54,14 +56,7 @@ class BrenkMuxReachable : public testing::Test {
     TestMux mux;
 };
 
-class BrenkMuxUnreachable : public testing::Test {
-  protected:
-    BrenkMuxUnreachable() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
-};
+class BrenkMuxUnreachable : public MuxWithGateway {};
 
 TEST_F(BrenkMuxReachable, ConnectsAFreshlyCreatedGatewayWithASequenceRefresh) {
     EXPECT_EQ(LinesOfOnePass(mux, log), (Lines{kTry}));

@@ -8,15 +8,19 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "mux/BrenkMux.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
+#include "tests/mux/LogHook.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 
 using Testing::CapturedLog;
+using Testing::LogHook;
+using Testing::Request;
 using Testing::TestMux;
 
 namespace Mux {
@@ -205,6 +209,17 @@ TEST_F(BrenkMuxDelivery, LeavesAnEventAtTheHeadThatGivesNoBytes) {
     EXPECT_EQ(mux.AnswerCount(), 1U);
     EXPECT_EQ(log.Count(plog::verbose, "Event message e1 popped."), 1);
     EXPECT_FALSE(log.Holds(plog::debug, "Sending event to socket"));
+}
+
+// The guard of the queue is held for as long as a client takes to be sent to, and must keep nobody else out of it.
+TEST_F(BrenkMuxDelivery, AnswersAreQueuedWhileADeliveryHoldsItsGuard) {
+    mux.PushAnswer(AnswerRecord("m1"));
+    const LogHook meanwhile("Sending message answer",
+                            [this] { std::thread([this] { mux.Route(Request(99, "m2")); }).join(); });
+    Deliver(1);
+    EXPECT_EQ(meanwhile.Runs(), 1);
+    EXPECT_EQ(mux.AnswerCount(), 2U);
+    EXPECT_FALSE(log.Holds(plog::error, "The current message to enqueue will be lost."));
 }
 
 TEST_F(BrenkMuxDelivery, SkipsAPassWhenItCannotLockAndLosesNothing) {

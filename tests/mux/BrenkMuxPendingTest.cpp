@@ -12,17 +12,14 @@
 #include "mux/messages/MuxMessageBuilder.h"
 #include "tests/mux/GatewayStates.h"
 #include "tests/mux/LogHook.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/ReservedPort.h"
 
-using Testing::CapturedLog;
-using Testing::ConfigurationText;
 using Testing::LockData;
 using Testing::LogHook;
+using Testing::MuxWithGateway;
 using Testing::Request;
 using Testing::RequestNack;
-using Testing::ReservedPort;
 using Testing::TestMux;
 
 namespace Mux {
@@ -30,15 +27,7 @@ namespace {
 
 const char* const kOpened = R"({"Timestamp":T,"MessageID":"m1","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})";
 
-// A Mux with gateway 1, which is not connected, so that what it takes stays in its queue.
-class BrenkMuxPending : public testing::Test {
-  protected:
-    BrenkMuxPending() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
-};
+class BrenkMuxPending : public MuxWithGateway {};
 
 std::shared_ptr<MuxMessage> Message(int code, const std::string& data) {
     return MuxMessageBuilder().ParseMessage(Request(code, "m1", data));

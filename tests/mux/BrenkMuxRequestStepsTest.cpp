@@ -12,41 +12,27 @@
 #include "tests/mux/LogHook.h"
 #include "tests/mux/MuxClient.h"
 #include "tests/mux/MuxLog.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/ReservedPort.h"
 
 using plog::debug;
 using plog::error;
 using plog::info;
 using plog::verbose;
 using plog::warning;
-using Testing::CapturedLog;
-using Testing::ConfigurationText;
 using Testing::LockData;
 using Testing::LogHook;
 using Testing::MuxLog;
+using Testing::MuxWithGateway;
 using Testing::Request;
-using Testing::ReservedPort;
 using Testing::Step;
 using Testing::Steps;
-using Testing::TestMux;
 
 namespace Mux {
 namespace {
 
 const Step kClientLock = {warning, "Requested lock withtout timeout for mutex clientMessageQueueMutex"};
 const Step kPendingLock = {warning, "Requested lock withtout timeout for mutex pendingMessagesListMutex"};
-
-// A Mux with gateway 1, which is not connected.
-class BrenkMuxRequestLog : public testing::Test {
-  protected:
-    BrenkMuxRequestLog() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
-};
 
 // What is logged of every packet, up to the parser.
 Steps Received(const std::string& json) {
@@ -58,7 +44,7 @@ Steps Received(const std::string& json) {
             {debug, "Received message JSON: " + json}};
 }
 
-class BrenkMuxIntakeSteps : public BrenkMuxRequestLog {
+class BrenkMuxIntakeSteps : public MuxWithGateway {
   protected:
     void ExpectSteps(const std::string& json, const Steps& further) {
         const MuxLog muxLog(log);
@@ -228,7 +214,7 @@ const RoutedRow kRoutedRows[] = {
      kNoDenied},
 };
 
-class BrenkMuxRoutingSteps : public BrenkMuxRequestLog {
+class BrenkMuxRoutingSteps : public MuxWithGateway {
   protected:
     void ExpectSteps(const std::string& request, const Steps& steps) {
         mux.TakeIn(request);

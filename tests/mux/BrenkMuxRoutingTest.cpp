@@ -9,17 +9,16 @@
 #include "mux/BrenkMux.h"
 #include "tests/mux/GatewayStates.h"
 #include "tests/mux/LogHook.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/ReservedPort.h"
 
 using Testing::CapturedLog;
-using Testing::ConfigurationText;
 using Testing::LockData;
 using Testing::LogHook;
+using Testing::MuxWithGateway;
 using Testing::Request;
 using Testing::RequestNack;
-using Testing::ReservedPort;
 using Testing::TestMux;
 
 namespace Mux {
@@ -67,15 +66,7 @@ std::vector<int> UnroutedCodes() {
     return codes;
 }
 
-// A Mux with gateway 1, which is not connected, so that what it takes stays in its queue.
-class BrenkMuxRouting : public testing::Test {
-  protected:
-    BrenkMuxRouting() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
-};
+class BrenkMuxRouting : public MuxWithGateway {};
 
 TEST_F(BrenkMuxRouting, HandsEachRoutedCodeToItsGateway) {
     for (const int code : kRoutedCodes) {

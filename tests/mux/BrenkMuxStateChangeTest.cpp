@@ -10,17 +10,17 @@
 
 #include "mux/BrenkMux.h"
 #include "tests/mux/LogHook.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
 #include "tests/mux/WireGateway.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/ReservedPort.h"
 
 using Brenk::VirtualGateway;
 using Brenk::VirtualGatewayStatuses;
 using Testing::CapturedLog;
 using Testing::ConfigurationText;
 using Testing::LogHook;
-using Testing::ReservedPort;
+using Testing::MuxWithGateway;
 using Testing::TestMux;
 using Testing::WireGateway;
 
@@ -42,18 +42,11 @@ std::string ChangeLine(const std::string& from, const std::string& to) {
     return "[BrenkMux::VirtualGatewayStateChangedCallback] Gateway 1 changed state from " + from + " to state " + to;
 }
 
-// A Mux with gateway 1 behind which nobody listens.
-class BrenkMuxStateChange : public testing::Test {
+class BrenkMuxStateChange : public MuxWithGateway {
   protected:
-    BrenkMuxStateChange() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
     void Tell(VirtualGatewayStatuses from, VirtualGatewayStatuses to) {
         BrenkMux::VirtualGatewayStateChangedCallback(mux.Gateway(), from, to, &mux);
     }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
 };
 
 TEST_F(BrenkMuxStateChange, NamesEveryPairOfStates) {

@@ -6,31 +6,19 @@
 #include <string>
 
 #include "mux/BrenkMux.h"
+#include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
-#include "tests/support/CapturedLog.h"
-#include "tests/support/ReservedPort.h"
 
 using Brenk::Messages::VG::VirtualGatewayEventMessage;
 using Brenk::Messages::VG::VirtualGatewayResponseMessage;
-using Testing::CapturedLog;
-using Testing::ConfigurationText;
 using Testing::LockData;
+using Testing::MuxWithGateway;
 using Testing::Request;
-using Testing::ReservedPort;
-using Testing::TestMux;
 
 namespace Mux {
 namespace {
 
-// A Mux with gateway 1, which is not connected.
-class BrenkMuxTranslation : public testing::Test {
-  protected:
-    BrenkMuxTranslation() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
-
-    const ReservedPort port;
-    const CapturedLog log;
-    TestMux mux;
-};
+class BrenkMuxTranslation : public MuxWithGateway {};
 
 // As a gateway makes it: the callback takes it over.
 VirtualGatewayResponseMessage* Response(const std::string& requestID, std::uint32_t responseCode = 0) {

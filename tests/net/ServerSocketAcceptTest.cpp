@@ -6,7 +6,10 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <atomic>
 #include <cerrno>
+#include <future>
+#include <memory>
 #include <vector>
 
 #include "tests/net/SocketCalls.h"
@@ -65,6 +68,35 @@ TEST_F(ServerSocketAcceptTest, TheListIsLockedFor5) {
     StartAccepting();
     const LoopbackSocket client = ConnectClient();
     EXPECT_THAT(seen.All(), testing::Contains("lock until 5 s").Times(1));
+}
+
+// Takes its time over a packet.
+struct SlowOwner {
+    std::atomic<int> clients{0};
+    std::promise<void> hasPacket;
+    std::promise<void> mayGoOn;
+};
+
+// The receive thread holds a guard of the list while it hands packets over.
+TEST_F(ServerSocketAcceptTest, AClientIsListedThoughAnotherThreadHoldsAGuardOfTheList) {
+    SlowOwner owner;
+    server_->SetContext(&owner);
+    server_->SetClientDeletedCallback(nullptr);
+    server_->SetClientAcceptedCallback([](int, void* context) { ++static_cast<SlowOwner*>(context)->clients; });
+    server_->SetDataReceivedCallback([](int, Bytes* packet, void* context) {
+        const std::unique_ptr<Bytes> owned(packet);
+        static_cast<SlowOwner*>(context)->hasPacket.set_value();
+        static_cast<SlowOwner*>(context)->mayGoOn.get_future().wait();
+    });
+    StartAll();
+    LoopbackSocket first = LoopbackSocket::ConnectedTo(port_.Number());
+    first.Send(PacketWith("a"));
+    owner.hasPacket.get_future().wait();
+    const LoopbackSocket second = LoopbackSocket::ConnectedTo(port_.Number());
+    EXPECT_TRUE(Testing::WaitUntil([&] { return owner.clients == 2; }));
+    owner.mayGoOn.set_value();
+    EXPECT_THAT(server_->ConnectedDescriptors(), testing::SizeIs(2));
+    server_.reset();
 }
 
 TEST_F(ServerSocketAcceptTest, AClientForWhomTheListCannotBeLockedIsReportedButNotListed) {

@@ -14,15 +14,14 @@ ReservedPort::ReservedPort() {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_ANY);
     const int descriptor = bound_.Descriptor();
-    if (setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled) == -1 ||
-        setsockopt(descriptor, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled) == -1 ||
+    if (setsockopt(descriptor, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled) == -1 ||
         bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == -1) {
         throw std::system_error(errno, std::generic_category(), "reserve a port");
     }
 }
 
-int ReservedPort::Number() const {
-    return bound_.Port();
+std::uint16_t ReservedPort::Number() const {
+    return static_cast<std::uint16_t>(bound_.Port());
 }
 
 }  // namespace Testing

@@ -1,18 +1,20 @@
 #pragma once
 
+#include <cstdint>
+
 #include "tests/support/LoopbackSocket.h"
 
 namespace Testing {
 
-// A free port, kept from everybody else on this machine while the object lives: it is bound and never listens.
+// A free TCP port that stays ours, so that test programs running side by side never meet on one port.
 //
-// A listener that sets SO_REUSEADDR and SO_REUSEPORT, as the program's does, can still take it; until one does,
-// connecting to it is refused.
+// The port is bound and not listened on. A program that binds with SO_REUSEPORT, as the Mux does, can have it; until
+// one does, connecting to it is refused, and everybody who looks for any free port gets another one.
 class ReservedPort {
   public:
     ReservedPort();
 
-    int Number() const;
+    std::uint16_t Number() const;
 
   private:
     LoopbackSocket bound_;

@@ -79,7 +79,7 @@ const std::vector<JsonRow> kFatalConfigurations = {
 void ExpectConfigurationIsFatal(const JsonRow& row) {
     SCOPED_TRACE(row.name);
     const FakeDumpTool tool;
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     MuxProcess mux({"--configFile", folder.Write("mux.json", row.json)}, tool.Environment());
     EXPECT_EQ(mux.WaitForEnd(), "status 255");
     ExpectCrashLog(mux, tool);

@@ -111,7 +111,7 @@ TEST(DefaultPort, IsListenedOnWithoutConfigurationWhenNothingIsSaid) {
 }
 
 TEST(CommandLine, ThePortGivenTwiceIsListenedOn) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     const std::string number = std::to_string(port.Number());
     ExpectListensOn({"--port", "--port=" + number}, port.Number());
     ExpectListensOn({"-p", "-p=" + number}, port.Number());
@@ -151,7 +151,7 @@ TEST(CommandLine, APortThatIsTakenEndsTheProcessWithStatus0) {
 TEST(CommandLine, AMuxThatCannotListenLeavesItsGatewaysToo) {
     Simulator::GatewaySimulator gateway;
     gateway.Start();
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     MuxProcess mux(
         {"--port", "--port=0", "--configFile", folder.Write("mux.json", ConfigurationWithGateway(gateway.Port()))});
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
@@ -159,7 +159,7 @@ TEST(CommandLine, AMuxThatCannotListenLeavesItsGatewaysToo) {
 
 // Further arguments are ignored, wherever they stand.
 TEST(CommandLine, UnknownOptionsAndWordsAreIgnored) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     const std::string number = std::to_string(port.Number());
     ExpectListensOn({"word", "--unknown", "--port", "--port=" + number, "-x", "--other=1", "another"}, port.Number());
 }

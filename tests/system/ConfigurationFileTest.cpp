@@ -47,7 +47,7 @@ const std::vector<FileRow> kWithoutGateways = {
 
 // Runs on, and refuses every request.
 void ExpectNoGateways(const std::string& file, const ExpectedLine& logged) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", file});
     TestClient client(port.Number());
     const std::time_t from = std::time(nullptr);
@@ -60,13 +60,13 @@ void ExpectNoGateways(const std::string& file, const ExpectedLine& logged) {
 TEST(ConfigurationFile, WithoutAUsableGatewayLeavesTheMuxRunning) {
     ForEachSideBySide(kWithoutGateways, [](const FileRow& row) {
         SCOPED_TRACE(row.name);
-        const TemporaryFolder folder;
+        const Testing::TemporaryFolder folder;
         ExpectNoGateways(folder.Write("mux.json", row.content), row.logged);
     });
 }
 
 TEST(ConfigurationFile, ThatCannotBeReadLeavesTheMuxRunning) {
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::string missing = (folder.Path() / "missing.json").string();
     ExpectNoGateways(missing, {"ERROR", "Cannot read configuration JSON data from file " + missing});
     ExpectNoGateways(folder.Path().string(),
@@ -111,8 +111,8 @@ class TwoGateways : public testing::Test {
 
     std::unique_ptr<Simulator::GatewaySimulator> first_ = NewGateway();
     std::unique_ptr<Simulator::GatewaySimulator> second_ = NewGateway();
-    ReservedPort port_;
-    TemporaryFolder folder_;
+    Testing::ReservedPort port_;
+    Testing::TemporaryFolder folder_;
     std::unique_ptr<MuxProcess> mux_;
 };
 

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -52,8 +53,8 @@ void Ask(TestClient& client, Counter& events) {
     events += text.find("lockEventMessage") == std::string::npos ? 0 : 1;
 }
 
-// Sends one event after the other: frames that arrive together are held back until the gateway pauses. One that comes
-// before the Mux is connected is lost, so the next does not wait for it for ever.
+// Sends one event after the other. One that arrives together with another frame is held back until the gateway pauses
+// for 11 s, so the next one waits long enough for that pause.
 class EventSource {
   public:
     EventSource(MuxSystem& system, const Counter& events) : system_(system), events_(events) {}
@@ -65,7 +66,7 @@ class EventSource {
             return;
         }
         expected_ = events_ + 1;
-        lost_ = now + std::chrono::seconds(1);
+        lost_ = now + std::chrono::seconds(13);
         system_.Gateway().Execute("card 5 04A1B2C3");
     }
 
@@ -82,6 +83,10 @@ struct Ending {
     void (*cause)(MuxSystem& system);
 };
 
+void PrintTo(const Ending& ending, std::ostream* out) {
+    *out << ending.name;
+}
+
 class EndingUnderLoad : public testing::TestWithParam<Ending> {};
 
 // Everything is logged, so that every thread of the Mux is inside the logger most of the time.
@@ -90,7 +95,6 @@ TEST_P(EndingUnderLoad, HasItsExactStatus) {
     SystemSetup setup = WithGateways({GatewaySetup{1}, GatewaySetup{2}});
     setup.arguments = {"--verbose"};
     setup.environment = tool.Environment();
-    setup.waitsUntilQuiet = false;
     MuxSystem system(setup);
     TestClient first = system.NewClient();
     TestClient second = system.NewClient();
@@ -130,7 +134,7 @@ TEST(FailedStartUnderLoad, HasItsExactStatus) {
         gateway.Execute("card 5 04A1B2C3");
         std::this_thread::yield();
     });
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     MuxProcess mux({"--verbose", "--port", "--port=0", "--configFile",
                     folder.Write("mux.json", ConfigurationWithGateway(gateway.Port()))});
     EXPECT_EQ(mux.WaitForEnd(), "status 0");

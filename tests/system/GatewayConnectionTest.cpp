@@ -141,13 +141,13 @@ const std::vector<UnreachableRow> kUnreachable = {
 
 void ExpectUnreachable(const UnreachableRow& row) {
     SCOPED_TRACE(row.name);
-    const ReservedPort nobodyListens;
+    const Testing::ReservedPort nobodyListens;
     const int port = row.port == 0 ? nobodyListens.Number() : row.port;
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::string file =
         folder.Write("mux.json", R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":)" +
                                      std::to_string(port) + "}]}");
-    const ReservedPort listen;
+    const Testing::ReservedPort listen;
     MuxProcess mux({"--port", "--port=" + std::to_string(listen.Number()), "--configFile", file, "--verbose"});
     ExpectEndForCriticalErrors(mux, row.reason);
 }

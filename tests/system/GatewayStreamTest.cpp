@@ -113,7 +113,7 @@ TEST(GatewayStream, AMagicAtItsStartMakesTheGatewayUnheard) {
     Exchange unheard = kNext;
     unheard.answer.reset();
     unheard.log = warning;
-    runner.Run({unheard, {"what needs no gateway", RequestWithoutData(3), "", Refusal()}});
+    runner.Run({unheard, Odd({"what needs no gateway", RequestWithoutData(3), "", Refusal()})});
 }
 
 // A connection that ends in the middle of a frame leaves its half in the buffer, and nothing clears that. It is

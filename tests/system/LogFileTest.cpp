@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char* kDefaultLog = "smartlock_mux.log";
 
-std::vector<std::string> PortArguments(const ReservedPort& port) {
+std::vector<std::string> PortArguments(const Testing::ReservedPort& port) {
     return {"--port", "--port=" + std::to_string(port.Number())};
 }
 
@@ -46,7 +46,7 @@ std::vector<std::string> Sorted(std::vector<std::string> lines) {
 }
 
 // Ends the process when everything that it logs at its start is in both places.
-void EndWhenLogged(MuxProcess& mux, const TemporaryFolder& folder, const std::string& file) {
+void EndWhenLogged(MuxProcess& mux, const Testing::TemporaryFolder& folder, const std::string& file) {
     for (const char* const last :
          {"Mux ended initialization process.", "Accept loop thread spawned.", "Receive data loop thread spawned."}) {
         ASSERT_TRUE(mux.WaitFor(last)) << last;
@@ -57,7 +57,7 @@ void EndWhenLogged(MuxProcess& mux, const TemporaryFolder& folder, const std::st
 }
 
 TEST(LogFile, IsInTheWorkingDirectoryByDefaultAndHasWhatTheConsoleHas) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     MuxProcess mux(PortArguments(port));
     EndWhenLogged(mux, mux.Folder(), kDefaultLog);
     // Two threads may meet in another order at the file than at the console.
@@ -66,8 +66,8 @@ TEST(LogFile, IsInTheWorkingDirectoryByDefaultAndHasWhatTheConsoleHas) {
 }
 
 TEST(LogFile, IsWhereTheOptionSays) {
-    const ReservedPort port;
-    const TemporaryFolder folder;
+    const Testing::ReservedPort port;
+    const Testing::TemporaryFolder folder;
     const std::string file = (folder.Path() / "own.log").string();
     MuxProcess mux(With(PortArguments(port), {"--logFile", file}));
     EndWhenLogged(mux, folder, "own.log");
@@ -76,7 +76,7 @@ TEST(LogFile, IsWhereTheOptionSays) {
 }
 
 TEST(LogFile, ThatCannotBeOpenedIsNamedOnTheConsoleAndTheMuxRunsOn) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     MuxProcess mux(With(PortArguments(port), {"--logFile", "/nonexistent/folder/mux.log"}));
     ASSERT_TRUE(mux.WaitFor("/nonexistent/folder/mux.log"));
     EXPECT_EQ(mux.Count("No such file or directory"), 1U);
@@ -87,7 +87,7 @@ TEST(LogFile, ThatCannotBeOpenedIsNamedOnTheConsoleAndTheMuxRunsOn) {
 
 TEST(LogFile, RollsAt10000BytesAndKeepsTheOldOne) {
     constexpr std::size_t kMaximumSize = 10000;
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     MuxProcess mux(With(PortArguments(port), {"--verbose"}));
     TestClient client(port.Number());
     const auto hasRolledTwice = [&] { return std::filesystem::exists(mux.Folder().Path() / "smartlock_mux.2.log"); };
@@ -124,7 +124,7 @@ const std::vector<TracerRow> kTracing = {
 void ExpectTracerLines(const TracerRow& row) {
     SCOPED_TRACE(testing::PrintToString(row.options));
     const std::string line = "[MuxPacket::IsMuxPacket] Data is a MUX packet.";
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     MuxProcess mux(With(PortArguments(port), row.options));
     TestClient client(port.Number());
     client.Send(R"({"MessageID":"a","MessageCode":3})");
@@ -144,7 +144,7 @@ TEST(Console, HasTheLinesOfTheTracerWithTheDebugOptionOnly) {
 constexpr const char* kColorStart = "\x1B[";
 
 std::string ConsoleOf(const std::vector<std::string>& options, ChildOutput::Console console) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     MuxProcess mux(With(PortArguments(port), With({"--logFile", "/nonexistent/folder/mux.log"}, options)), {}, console);
     EXPECT_TRUE(mux.WaitFor("Mux ended initialization process."));
     return mux.Output();

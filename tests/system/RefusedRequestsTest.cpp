@@ -1,6 +1,7 @@
 // What the Mux answers by itself, and what it does not answer at all.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <string>
 #include <vector>
@@ -14,42 +15,48 @@ constexpr const char* kNotEnqueued = "Message not correctly enqueued by Virtual 
 
 // The row that closes a table: nothing else may have come before its answer.
 Exchange Closing() {
-    return {"the next request", RequestWithoutData(3), "", Refusal()};
+    return Odd({"the next request", RequestWithoutData(3), "", Refusal()});
 }
 
 Exchange Refused(const std::string& name, const std::string& request, const std::string& log = kNotEnqueued) {
-    return {name, request, "", Refusal(), "", log};
+    return Odd({name, request, "", Refusal(), "", log});
 }
 
 Exchange Silent(const std::string& name, const std::string& request, const std::string& log = "") {
-    return {name, request, "", {}, "", log};
+    return Odd({name, request, "", {}, "", log});
 }
 
-Exchange UnknownGateway(int code, const std::string& nameInLog) {
-    return Refused("code " + std::to_string(code),
-                   RequestWithData(code, R"({"gatewayID":2,"lockID":5,"duration":1,"cardData":"01"})"),
-                   "Cannot find requested gateway for " + nameInLog);
+// Nothing is wrong with the request but that there is no such gateway.
+Exchange UnknownGateway(int code, const std::string& nameInLog, const std::string& members = "") {
+    return {"code " + std::to_string(code),
+            RequestWithData(code, R"({"gatewayID":2,"lockID":5)" + members + "}"),
+            "",
+            Refusal(),
+            "",
+            "Cannot find requested gateway for " + nameInLog};
 }
 
 TEST(RefusedRequests, AGatewayThatIsNotConfigured) {
+    const std::string duration = R"(,"duration":1)";
+    const std::string card = R"(,"cardData":"01")";
     MuxSystem system;
     ExchangeRunner(system).Run({
         UnknownGateway(10, "LOCK_OPEN"),
         UnknownGateway(11, "LOCK_CLOSE"),
         UnknownGateway(12, "LOCK_GETSTATUS"),
-        UnknownGateway(13, "LOCK_OPEN_CLOSE"),
+        UnknownGateway(13, "LOCK_OPEN_CLOSE", duration),
         UnknownGateway(14, "MUX_MESSAGE_ACCESS_DENIED"),
-        UnknownGateway(21, "LOCK_WHITELIST_SET"),
+        UnknownGateway(21, "LOCK_WHITELIST_SET", card),
         UnknownGateway(22, "MUX_MESSAGE_CLEAR_WHITELIST"),
         UnknownGateway(23, "MUX_MESSAGE_ENABLE_WHITELIST"),
         UnknownGateway(24, "MUX_MESSAGE_DISABLE_WHITELIST"),
-        UnknownGateway(25, "LOCK_WHITELIST_REMOVE"),
+        UnknownGateway(25, "LOCK_WHITELIST_REMOVE", card),
         UnknownGateway(110, "LOCK_OPEN"),
         UnknownGateway(111, "LOCK_CLOSE"),
-        UnknownGateway(113, "LOCK_OPEN_CLOSE"),
+        UnknownGateway(113, "LOCK_OPEN_CLOSE", duration),
         UnknownGateway(114, "MUX_MESSAGE_ACCESS_DENIED"),
         Refused("a gateway ID that is no number is 0", RequestWithData(10, R"({"gatewayID":"1","lockID":5})")),
-        Refused("gateway -1", RequestWithData(10, R"({"gatewayID":-1,"lockID":5})")),
+        {"gateway -1", RequestWithData(10, R"({"gatewayID":-1,"lockID":5})"), "", Refusal()},
         {"the gateway that is configured", Request(14), "00000005 08", Ack()},
     });
 }
@@ -139,7 +146,7 @@ TEST(RefusedRequests, WhitelistRequestsThatCannotBeRead) {
 
 TEST(RefusedRequests, TheMessageIdOfTheAnswerIsThatOfTheRequest) {
     const auto withId = [](const std::string& name, const std::string& member, const std::string& answered) {
-        return Exchange{name, "{" + member + R"("MessageCode":3})", "", Refusal(), "", "", answered};
+        return Odd({name, "{" + member + R"("MessageCode":3})", "", Refusal(), "", "", answered});
     };
     const std::string longId(65000, 'x');
     MuxSystem system;
@@ -152,9 +159,10 @@ TEST(RefusedRequests, TheMessageIdOfTheAnswerIsThatOfTheRequest) {
         withId("characters beyond ASCII", "\"MessageID\":\"\\u00e9\u20ac\\ud83d\\ude00\",", "\u00e9\u20ac\U0001F600"),
         withId("a character 0", R"("MessageID":"a\u0000b",)", R"(a\u0000b)"),
         withId("the largest there is room for", R"("MessageID":")" + longId + R"(",)", longId),
-        {"a time stamp that is no number", R"({"Timestamp":"x","MessageID":"@I","MessageCode":3})", "", Refusal()},
-        {"a time stamp beyond 32 bits", R"({"Timestamp":4294967297,"MessageID":"@I","MessageCode":3})", "", Refusal()},
-        {"an empty object", "{}", "", Refusal(), "", "", ""},
+        Odd({"a time stamp that is no number", R"({"Timestamp":"x","MessageID":"@I","MessageCode":3})", "", Refusal()}),
+        Odd({"a time stamp beyond 32 bits", R"({"Timestamp":4294967297,"MessageID":"@I","MessageCode":3})", "",
+             Refusal()}),
+        Odd({"an empty object", "{}", "", Refusal(), "", "", ""}),
     });
 }
 
@@ -179,7 +187,7 @@ TEST(SilentRequests, AConfigureMessageIsOnlyLogged) {
         Silent("a configuration", RequestWithData(2, configuration), log),
         Silent("an empty one", RequestWithData(2, "{}"), log),
         Silent("none", RequestWithoutData(2), log),
-        Refused("and it is not applied", RequestWithData(10, R"({"gatewayID":9,"lockID":5})")),
+        {"and it is not applied", RequestWithData(10, R"({"gatewayID":9,"lockID":5})"), "", Refusal()},
         {"the gateway of the file is still there", Request(14), "00000005 08", Ack()},
     });
 }
@@ -197,10 +205,29 @@ TEST(SilentRequests, TextThatIsNoJson) {
     ExchangeRunner(system).Run(table);
 }
 
-// Brackets nested as deep as a packet has room for must not cost the Mux its stack.
+// A program that is started meanwhile gives each of its threads so much stack.
+class StackLimit {
+  public:
+    explicit StackLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_STACK, &before_);
+        rlimit limit = before_;
+        limit.rlim_cur = bytes;
+        EXPECT_EQ(setrlimit(RLIMIT_STACK, &limit), 0);
+    }
+    ~StackLimit() { setrlimit(RLIMIT_STACK, &before_); }
+    StackLimit(const StackLimit&) = delete;
+    StackLimit& operator=(const StackLimit&) = delete;
+
+  private:
+    rlimit before_ = {};
+};
+
+// Brackets nested as deep as a packet has room for must not cost the Mux its stack: of a megabyte there are 16 bytes
+// for each level, which no function gets by with that calls itself.
 TEST(SilentRequests, DeepNestingIsNoDanger) {
     const std::string open(32000, '[');
     const std::string close(32000, ']');
+    const StackLimit limit(rlim_t{1024} * 1024);
     MuxSystem system;
     ExchangeRunner(system).Run({
         Silent("never closed", std::string(65000, '[')),
@@ -229,7 +256,7 @@ TEST(SilentRequests, ARequestThatLooksLikeACounterRefreshIsNotAnswered) {
                         "",
                         "The gateway answer is for a NEW SEQ but the gateway cannot find a route to the device. Maybe "
                         "it's a keep alive packet."};
-    runner.Run({refresh, noRoute, {"another request", Request(14), "00000005 08", Ack()}});
+    runner.Run({Odd(refresh), Odd(noRoute), {"another request", Request(14), "00000005 08", Ack()}});
 }
 
 }  // namespace

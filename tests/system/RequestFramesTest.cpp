@@ -100,21 +100,23 @@ TEST(RequestFrames, DurationsAndLockIdsAreCutAndReplacedAsTheProtocolSays) {
     const Answer noRoute = Nack(8, "No route for the requested device. ");
     MuxSystem system(WithGateways({{1, {5}, 1000}, {2, {5}, 1000}}));
     const std::vector<Exchange> durations = {
-        {"duration 0 becomes 1", Request(13, R"("lockID":5,"duration":0)"), "00000005 09 01", Ack()},
-        {"duration 0 of a response becomes 1, with a warning", Request(113, R"("lockID":5,"duration":0)"),
-         "00000005 89 01", Ack(), "", "LOCK_OPEN_CLOSE duration set to zero. Defaulted to 1"},
-        {"duration 300 keeps its low 8 bits", Request(13, R"("lockID":5,"duration":300)"), "00000005 09 2C", Ack()},
-        {"duration 256 becomes 0 and then 1", Request(13, R"("lockID":5,"duration":256)"), "00000005 09 01", Ack()},
-        {"duration 4294967295", Request(13, R"("lockID":5,"duration":4294967295)"), "00000005 09 FF", Ack()},
-        {"a duration that is no number is 0 and becomes 1", Request(13, R"("lockID":5,"duration":"9")"),
-         "00000005 09 01", Ack()},
+        Odd({"duration 0 becomes 1", Request(13, R"("lockID":5,"duration":0)"), "00000005 09 01", Ack()}),
+        Odd({"duration 0 of a response becomes 1, with a warning", Request(113, R"("lockID":5,"duration":0)"),
+             "00000005 89 01", Ack(), "", "LOCK_OPEN_CLOSE duration set to zero. Defaulted to 1"}),
+        Odd({"duration 300 keeps its low 8 bits", Request(13, R"("lockID":5,"duration":300)"), "00000005 09 2C",
+             Ack()}),
+        Odd({"duration 256 becomes 0 and then 1", Request(13, R"("lockID":5,"duration":256)"), "00000005 09 01",
+             Ack()}),
+        Odd({"duration 4294967295", Request(13, R"("lockID":5,"duration":4294967295)"), "00000005 09 FF", Ack()}),
+        Odd({"a duration that is no number is 0 and becomes 1", Request(13, R"("lockID":5,"duration":"9")"),
+             "00000005 09 01", Ack()}),
     };
     const std::vector<Exchange> locks = {
         {"lock 0", Request(14, R"("lockID":0)"), "00000000 08", noRoute},
         {"lock -1", Request(14, R"("lockID":-1)"), "FFFFFFFF 08", noRoute},
         {"lock 2147483647", Request(14, R"("lockID":2147483647)"), "7FFFFFFF 08", noRoute},
         {"lock -2147483648", Request(14, R"("lockID":-2147483648)"), "80000000 08", noRoute},
-        {"a lock ID that is no number is 0", Request(14, R"("lockID":"5")"), "00000000 08", noRoute},
+        Odd({"a lock ID that is no number is 0", Request(14, R"("lockID":"5")"), "00000000 08", noRoute}),
         {"lock -1 is written as the client sent it", Request(10, R"("lockID":-1)"), "FFFFFFFF 0A 00000000",
          Nack(0, "No route for device address -1 on gateway @G")},
     };

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ReservedPort.h"
 #include "tests/system/support/MuxProcess.h"
-#include "tests/system/support/ReservedPort.h"
 #include "tests/system/support/TestClient.h"
 
 namespace SystemTest {
@@ -16,7 +16,7 @@ namespace {
 
 // Nothing else may hold the port meanwhile: a socket that shares it would let the Mux share it too.
 std::uint16_t FreePort() {
-    return ReservedPort().Number();
+    return Testing::ReservedPort().Number();
 }
 
 void ExpectAnswer(TestClient& client) {

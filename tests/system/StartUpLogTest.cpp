@@ -89,7 +89,7 @@ void WaitUntilStarted(const MuxProcess& mux, const std::string& maximum) {
 }
 
 void ExpectStart(const std::vector<std::string>& options, const std::string& maximum) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(port.Number())};
     arguments.insert(arguments.end(), options.begin(), options.end());
     MuxProcess mux(arguments);
@@ -127,7 +127,7 @@ TEST(StartUpLog, IsVerboseWhenDebugIsAskedForToo) {
 }
 
 TEST(StartUpLog, HasOneFormForEveryLine) {
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--verbose"});
     WaitUntilStarted(mux, "VERB");
     mux.Signal(SIGQUIT);
@@ -148,9 +148,9 @@ TEST(StartUpLog, HasOneFormForEveryLine) {
 TEST(StartUpLog, WithAConfigurationNamesItAndItsGateways) {
     Simulator::GatewaySimulator gateway;
     gateway.Start();
-    const TemporaryFolder folder;
+    const Testing::TemporaryFolder folder;
     const std::string file = folder.Write("mux.json", ConfigurationWithGateway(gateway.Port()));
-    const ReservedPort port;
+    const Testing::ReservedPort port;
     const MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", file, "--verbose"});
     ASSERT_TRUE(mux.WaitFor("changed state from CONNECTED to state READY"));
 

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -13,6 +14,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/threading/OriginalMutex.h"
 #include "tests/threading/PthreadCalls.h"
+#include "threading/MutexGuard.h"
 
 namespace Threading {
 namespace {
@@ -37,6 +39,18 @@ TEST(Mutex, IsNotMadeRobustUnlessRequested) {
     EXPECT_TRUE(mutex.Initialize(false));
     EXPECT_THAT(calls.Names(),
                 ElementsAre("mutexattr_init", "mutexattr_settype errorcheck", "mutex_init with attributes"));
+}
+
+TEST(Mutex, ANewGuardIsNotLockedAndCarriesTheMutexAndItsNameEvenBeyondItsEnd) {
+    const CapturedLog log;
+    auto mutex = std::make_unique<Mutex>("queueMutex");
+    MutexGuard guard = mutex->NewGuard();
+    EXPECT_FALSE(guard.Release());
+    EXPECT_TRUE(guard.Lock(5));
+    EXPECT_TRUE(guard.Release());
+    mutex.reset();
+    EXPECT_TRUE(guard.Lock());
+    EXPECT_EQ(log.Count(plog::warning, "Requested lock withtout timeout for mutex queueMutex"), 1);
 }
 
 TEST(Mutex, TheConstructorWithANameInitializesARobustMutexAndLogsIt) {

@@ -6,6 +6,11 @@
 
 namespace SystemTest {
 
+Exchange Odd(Exchange exchange) {
+    exchange.schema = ByRequestSchema::kIsRefused;
+    return exchange;
+}
+
 std::string RequestWithoutData(int code) {
     return R"({"Timestamp":1700000000,"MessageID":"@I","MessageCode":)" + std::to_string(code) + "}";
 }

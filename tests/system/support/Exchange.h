@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "tests/system/support/Traffic.h"
+
 namespace SystemTest {
 
 // What a client gets: the code and the "Data" member, as JSON text.
@@ -35,7 +37,13 @@ struct Exchange {
 
     // The message ID in the answer, as it stands between the quotes.
     std::string id = "@I";
+
+    // What the schema of requests says of the request.
+    ByRequestSchema schema = ByRequestSchema::kFits;
 };
+
+// The exchange with a request that its schema refuses.
+Exchange Odd(Exchange exchange);
 
 // A request of this code with message ID @I for gateway @G; `members` are those of "Data" behind "gatewayID".
 std::string Request(int code, const std::string& members = R"("lockID":5)");

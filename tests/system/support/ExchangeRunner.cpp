@@ -94,12 +94,14 @@ void ExchangeRunner::RunSideBySide(const std::vector<std::vector<Exchange>>& tab
 bool ExchangeRunner::RunOne(Lane& lane, const Exchange& exchange) {
     const std::string id = "request-" + lane.gatewayId + "-" + std::to_string(++lane.requests);
     const auto fill = [&](const std::string& text) { return Replace(Replace(text, "@G", lane.gatewayId), "@I", id); };
+    const std::string request = fill(exchange.request);
     const std::string log = fill(exchange.log);
     const std::size_t logged = log.empty() ? 0 : system_.Mux().Count(log);
 
+    ExpectRequest(request, exchange.schema);
     RunCommands(system_.Gateway(lane.gateway), exchange.gateway);
     const std::time_t sent = std::time(nullptr);
-    lane.client.Send(fill(exchange.request));
+    lane.client.Send(request);
     if (!exchange.frame.empty() && !ExpectFrame(lane, exchange.frame)) {
         return false;
     }

@@ -11,10 +11,11 @@ namespace SystemTest {
 
 // Runs tables of exchanges against a system, one client for each gateway.
 //
-// For every exchange it checks: the exact bytes of the frame at the gateway, with the reference ID and the sequence
-// counter that follow those of the frame before; that no other frame came; the exact bytes of the answer, with a time
-// stamp between sending and receiving; and the log. Silence shows in what comes next: a client's next text must be
-// the answer to the next exchange that has one, so tables with silent rows are closed with an answered one.
+// For every exchange it checks: what the schema says of the request; the exact bytes of the frame at the gateway, with
+// the reference ID and the sequence counter that follow those of the frame before; that no other frame came; the exact
+// bytes of the answer, with a time stamp between sending and receiving; and the log. Silence shows in what comes next:
+// a client's next text must be the answer to the next exchange that has one, so tables with silent rows are closed with
+// an answered one.
 class ExchangeRunner {
   public:
     // The system must remain live as long as the runner.

@@ -1,7 +1,5 @@
 #include "tests/system/support/FakeDumpTool.h"
 
-#include <filesystem>
-
 namespace SystemTest {
 
 FakeDumpTool::FakeDumpTool(Behaviour behaviour) {
@@ -11,7 +9,7 @@ FakeDumpTool::FakeDumpTool(Behaviour behaviour) {
     if (behaviour == Behaviour::kWaitsForLeave) {
         script += "while [ ! -e '" + folder + "/leave' ]; do sleep 0.02; done\n";
     }
-    std::filesystem::permissions(folder_.Write("gcore", script), std::filesystem::perms::owner_all);
+    folder_.WriteProgram("gcore", script);
 }
 
 MuxProcess::Environment FakeDumpTool::Environment() const {

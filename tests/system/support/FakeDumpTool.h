@@ -24,7 +24,7 @@ class FakeDumpTool {
     void GiveLeave() const { folder_.Write("leave", ""); }
 
   private:
-    TemporaryFolder folder_;
+    Testing::TemporaryFolder folder_;
 };
 
 }  // namespace SystemTest

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/ChildOutput.h"
-#include "tests/system/support/TemporaryFolder.h"
 
 namespace SystemTest {
 
@@ -36,7 +36,7 @@ class MuxProcess {
 
     pid_t Id() const { return process_; }
     // Its working directory.
-    const TemporaryFolder& Folder() const { return folder_; }
+    const Testing::TemporaryFolder& Folder() const { return folder_; }
 
     // Standard output so far: all log lines, from the first one on.
     std::string Output() const { return output_.Text(ChildOutput::Stream::kOutput); }
@@ -66,7 +66,7 @@ class MuxProcess {
     void TryToReap();
     void CheckSanitizerReports() const;
 
-    TemporaryFolder folder_;
+    Testing::TemporaryFolder folder_;
     ChildOutput output_;
     pid_t process_ = -1;
     // Empty as long as the process runs.

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "tests/support/WaitUntil.h"
+#include "tests/system/support/Traffic.h"
 
 namespace SystemTest {
 namespace {
@@ -61,8 +62,10 @@ MuxSystem::MuxSystem(const SystemSetup& setup) : setups_(setup.gateways) {
         gateways_.push_back(StartGateway(gateway));
         entries += (entries.empty() ? "" : ",") + GatewayEntry(gateway.id, gateways_.back()->Port());
     }
+    const std::string configuration = Configuration(entries);
+    ExpectConfiguration(configuration);
     std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(Port()), "--configFile",
-                                          folder_.Write("mux.json", Configuration(entries))};
+                                          folder_.Write("mux.json", configuration)};
     arguments.insert(arguments.end(), setup.arguments.begin(), setup.arguments.end());
     mux_ = std::make_unique<MuxProcess>(arguments, setup.environment, ChildOutput::Console::kPipe,
                                         setup.inheritedDescriptors);

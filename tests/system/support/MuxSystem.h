@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ReservedPort.h"
 #include "tests/system/support/MuxProcess.h"
-#include "tests/system/support/ReservedPort.h"
 #include "tests/system/support/TestClient.h"
 #include "tools/gateway-simulator/GatewaySimulator.h"
 
@@ -64,8 +64,8 @@ class MuxSystem {
 
     std::vector<GatewaySetup> setups_;
     std::vector<std::unique_ptr<Simulator::GatewaySimulator>> gateways_;
-    ReservedPort port_;
-    TemporaryFolder folder_;
+    Testing::ReservedPort port_;
+    Testing::TemporaryFolder folder_;
     std::unique_ptr<MuxProcess> mux_;
 };
 

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "tests/support/WaitUntil.h"
+#include "tests/system/support/Traffic.h"
 
 namespace SystemTest {
 namespace {
@@ -97,6 +98,7 @@ std::string TestClient::Receive(std::chrono::milliseconds deadline) {
     const auto end = std::chrono::steady_clock::now() + deadline;
     for (;;) {
         if (const auto text = cutter_.Next()) {
+            ExpectAnswerOrEvent(*text);
             return *text;
         }
         if (!IsReadable(socket_, TimeUntil(end))) {

@@ -37,7 +37,8 @@ class TestClient {
     // Sends bytes as they are, in one write.
     void SendRaw(std::string_view bytes) const;
 
-    // The next text from the Mux, byte for byte. "(nothing)" when the deadline passes first, "(closed)" when the Mux
+    // The next text from the Mux, byte for byte; a failure is recorded when it keeps neither the schema of answers nor
+    // that of events. "(nothing)" when the deadline passes first, "(closed)" when the Mux
     // has closed the connection.
     std::string Receive(std::chrono::milliseconds deadline = kDeadline);
 

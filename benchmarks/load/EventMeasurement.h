@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <utility>
+
+#include "benchmarks/load/Connection.h"
+#include "benchmarks/load/Report.h"
+
+namespace Load {
+
+// From raising a card event at a quiet gateway to its arrival at each client.
+//
+// A gateway is quiet when the server's read thread waits for its next byte, which it does from 300 ms after the byte
+// before on; events are raised in turn at the gateways that have been silent for longer. A random pause before each
+// lets it meet the server's loops in any phase. The next event waits until all clients have the one before.
+class EventMeasurement {
+  public:
+    struct Options {
+        std::size_t gateways = 64;
+        std::size_t clients = 1;
+        std::chrono::nanoseconds duration = std::chrono::seconds(20);
+        // Events that are left out first.
+        std::size_t warmUp = 10;
+    };
+
+    EventMeasurement(Target target, const Options& options) : target_(std::move(target)), options_(options) {}
+
+    // Announces the gateways on the standard output and waits for the server to use them. Throws std::runtime_error
+    // when an event does not arrive.
+    void Run(Report& report) const;
+
+  private:
+    Target target_;
+    Options options_;
+};
+
+}  // namespace Load

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace Load {
+
+// What the kernel says of another process. All throw std::runtime_error or std::system_error when it says nothing.
+
+// User and system time of all its threads, those that have ended included. Read from the process's clock, which
+// counts nanoseconds; /proc counts ticks of 10 ms.
+std::chrono::nanoseconds CpuTimeOf(pid_t process);
+
+struct ContextSwitches {
+    // A thread slept and was woken.
+    std::uint64_t voluntary = 0;
+    // A thread had to give way.
+    std::uint64_t involuntary = 0;
+};
+
+// The sum of its present threads.
+ContextSwitches ContextSwitchesOf(pid_t process);
+
+struct MemoryUse {
+    std::uint64_t residentKib = 0;
+    // Pages that several processes share count with the share of each.
+    std::uint64_t proportionalKib = 0;
+};
+
+MemoryUse MemoryOf(pid_t process);
+
+// How many descriptors it has open.
+std::size_t DescriptorCountOf(pid_t process);
+
+// The number behind "KEY:" at the beginning of a line. Throws std::runtime_error when there is none.
+std::uint64_t NumberOf(const std::string& text, const std::string& key);
+
+}  // namespace Load

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <asio.hpp>
+#include <functional>
+#include <string>
+
+#include "benchmarks/load/AnswerCutter.h"
+#include "benchmarks/load/Clock.h"
+#include "benchmarks/load/Connection.h"
+
+namespace Load {
+
+// A client of the server: sends packets, reports each JSON text with the time of its arrival.
+//
+// Lives on the loop's thread. The loop must not run any more when the client is destroyed. Losing the connection
+// throws std::system_error out of the loop.
+class StreamClient {
+  public:
+    using Received = std::function<void(const std::string& text, Clock::time_point arrival)>;
+
+    // Connects, as Connect() does, and begins to read.
+    StreamClient(asio::io_context& loop, const Target& target, Received received);
+    StreamClient(const StreamClient&) = delete;
+    StreamClient& operator=(const StreamClient&) = delete;
+
+    // Returns when the kernel has taken the packet.
+    void Send(const std::string& packet);
+
+  private:
+    void Read();
+
+    asio::ip::tcp::socket socket_;
+    Received received_;
+    AnswerCutter cutter_;
+    std::array<char, 16384> input_ = {};
+};
+
+}  // namespace Load

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <list>
+#include <unordered_map>
+#include <vector>
+
+#include "net/ClientConnection.h"
+
+namespace Brenk::Net {
+
+// The connected clients in the order in which they came.
+//
+// A client is found by its descriptor number without a walk over all of them: every request and every answer asks. Two
+// clients in the list never have the same number, because a client keeps its descriptor open while it is in there.
+//
+// Not thread-safe by itself; shares its clients with whoever uses one right now.
+class ClientList {
+  public:
+    void Add(const ClientPointer& client);
+
+    // False when this very client is not in the list; null never is.
+    bool Remove(const ClientPointer& client);
+
+    // Null when nobody has this number.
+    ClientPointer Find(int descriptor) const;
+
+    // Replaces what is in `clients` by all clients of the list; the memory of `clients` is used again.
+    void CopyTo(std::vector<ClientPointer>& clients) const;
+
+    // Who is in the list.
+    std::vector<ClientIdentity> Identities() const;
+
+  private:
+    using Clients = std::list<ClientPointer>;
+
+    Clients clients_;
+    std::unordered_map<int, Clients::const_iterator> byDescriptor_;
+};
+
+}  // namespace Brenk::Net

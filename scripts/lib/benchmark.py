@@ -1,0 +1,274 @@
+#!/usr/bin/env python3
+"""The steps of scripts/benchmark: python3 scripts/lib/benchmark.py PROGRAM_FOLDER RESULT_FOLDER [--smoke] [--seconds N].
+
+Starts floor and Mux in turns, lets benchmarks/load measure them, and holds the figures against their targets.
+"""
+import argparse
+import collections
+import contextlib
+import json
+import os
+import pathlib
+import platform
+import re
+import statistics
+import subprocess
+import sys
+import time
+
+import benchmark_targets
+from programs import PlayError, Program, free_port
+
+GATEWAY_LINE = "Gateways listen on "
+CLIENT_NUMBERS = (1, 50, 500)
+GATEWAY_NUMBERS = (1, 8, 64)
+FULL_SECONDS = 20.0
+SMOKE_SECONDS = 0.5
+# A gateway is sent a frame every 300 ms, and the first two are left out.
+FEWEST_GATEWAY_SECONDS = 1.5
+EVENT_GATEWAYS = 16
+
+
+class Figures:
+    """All values of each figure, one for every time that it was measured."""
+
+    def __init__(self):
+        self.values = collections.defaultdict(list)
+        self.units = {}
+
+    def add(self, program, name, value, unit):
+        self.values[f"{program}: {name}"].append(value)
+        self.units[f"{program}: {name}"] = unit
+
+    def of(self, program):
+        return lambda name: statistics.median(self.values[f"{program}: {name}"])
+
+    def summary(self):
+        return {name: {"median": statistics.median(values), "unit": self.units[name], "values": values}
+                for name, values in self.values.items()}
+
+
+class Benchmark:
+    def __init__(self, programs, folder, options):
+        self.programs, self.folder, self.options = programs, folder, options
+        self.seconds = options.seconds
+        self.long_seconds = self.seconds if options.smoke else 3 * self.seconds
+        self.figures = Figures()
+
+    def program(self, name):
+        return str(self.programs / name)
+
+    def mux_command(self, port, gateway_ports):
+        configuration = self.folder / "mux.json"
+        configuration.write_text(json.dumps({"Enabled": True, "Gateways": [
+            {"ID": number, "Description": "", "IpAddress": "127.0.0.1", "Port": gateway_port, "Devices": []}
+            for number, gateway_port in enumerate(gateway_ports, 1)]}))
+        return [self.program("dw-hal-mux-brenk"), "--port", f"--port={port}", "--configFile", str(configuration),
+                "--logFile", str(self.folder / "mux.log")]
+
+    def command(self, name, port, gateway_ports):
+        if name == "Mux":
+            return self.mux_command(port, gateway_ports)
+        return [self.program("floor"), str(port), *map(str, gateway_ports)]
+
+    @contextlib.contextmanager
+    def gateways(self, count):
+        """Gateways that answer at once, played by a process of their own; gives their ports."""
+        program = Program(self.program("load"), "gateways", "--count", str(count))
+        try:
+            yield announced_ports(program)
+        finally:
+            program.kill()
+
+    @contextlib.contextmanager
+    def running(self, name, gateway_ports):
+        """A floor or Mux that uses these gateways; gives its port and its process ID."""
+        port = free_port()
+        process = subprocess.Popen(self.command(name, port, gateway_ports), stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.DEVNULL)
+        try:
+            yield port, process.pid
+        finally:
+            ended = process.poll()
+            process.kill()
+            process.wait()
+        if ended is not None:
+            raise PlayError(f"{name} ended by itself with status {ended}")
+
+    def take(self, program, json_file, prefix=""):
+        for figure in json.loads(json_file.read_text())["figures"]:
+            self.figures.add(program, prefix + figure["name"], figure["value"], figure["unit"])
+
+    def load(self, program, port, *arguments, prefix=""):
+        """Measures a running program."""
+        print(f"   {program}: {' '.join(arguments)}", flush=True)
+        json_file = self.folder / "load.json"
+        run([self.program("load"), "--port", str(port), "--json", str(json_file), *arguments])
+        self.take(program, json_file, prefix)
+
+    def load_with_gateways(self, *arguments):
+        """Measures a Mux whose gateways are played by the process that measures, one clock for both ends."""
+        print(f"   Mux: {' '.join(arguments)}", flush=True)
+        json_file, port = self.folder / "load.json", free_port()
+        load = Program(self.program("load"), "--port", str(port), "--json", str(json_file), *arguments)
+        try:
+            mux = subprocess.Popen(self.mux_command(port, announced_ports(load)), stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.DEVNULL)
+            try:
+                status = load.process.wait(3 * self.long_seconds + 60)
+            finally:
+                mux.kill()
+                mux.wait()
+        finally:
+            load.kill()
+        if status != 0:
+            raise PlayError(f"load {arguments[0]} failed: {list(load.lines)[-3:]}")
+        self.take("Mux", json_file)
+
+    def measure_in_turns(self):
+        for _ in range(self.options.rounds):
+            for name in ("floor", "Mux"):
+                with self.gateways(1) as gateway_ports, self.running(name, gateway_ports) as (port, process):
+                    self.measure_running(name, port, process)
+
+    def measure_running(self, name, port, process):
+        for clients in (0, 10):
+            self.load(name, port, "idle", "--pid", str(process), "--clients", str(clients),
+                      "--seconds", str(self.long_seconds))
+        self.load(name, port, "latency", "--seconds", str(self.seconds))
+        self.load(name, port, "latency", "--random-phase", "--seconds", str(self.long_seconds))
+        for clients in CLIENT_NUMBERS:
+            self.load(name, port, "throughput", "--clients", str(clients), "--pid", str(process),
+                      "--seconds", str(self.seconds))
+        # Not judged, but a floor with another one is no floor.
+        self.figures.add(name, "longest timer slack of a thread", longest_timer_slack(process), "ns")
+
+    def measure_gateways(self):
+        seconds = str(max(FEWEST_GATEWAY_SECONDS, self.long_seconds))
+        for gateways in (1, 64):
+            self.load_with_gateways("gateway-requests", "--gateways", str(gateways), "--seconds", seconds)
+        for clients in (1, 10):
+            self.load_with_gateways("events", "--gateways", str(EVENT_GATEWAYS), "--clients", str(clients),
+                                    "--seconds", str(self.long_seconds))
+
+    def measure_memory(self):
+        for gateways in GATEWAY_NUMBERS:
+            with self.gateways(gateways) as ports, self.running("Mux", ports) as (port, process):
+                self.load("Mux", port, "memory", "--pid", str(process), "--clients", "0,10,300,900", "--connects", "0",
+                          prefix=f"gateways {gateways}, ")
+        with self.gateways(1) as ports, self.running("Mux", ports) as (port, process):
+            self.load("Mux", port, "memory", "--pid", str(process), "--clients", "0", "--connects", "1000",
+                      prefix="connects, ")
+
+    def measure_start_up(self):
+        with self.gateways(1) as gateway_ports:
+            for name in ("floor", "Mux"):
+                port = free_port()
+                self.load(name, port, "start-up", "--repetitions", str(self.options.repetitions), "--",
+                          *self.command(name, port, gateway_ports))
+
+    def measure_binary(self):
+        stripped = self.folder / "stripped"
+        run(["strip", "-o", str(stripped), self.program("dw-hal-mux-brenk")])
+        self.figures.add("Mux", "stripped size", stripped.stat().st_size / 1024, "KiB")
+        needed = run(["readelf", "--dynamic", str(stripped)]).count("(NEEDED)")
+        self.figures.add("Mux", "shared libraries", needed, "")
+
+    def run(self):
+        self.measure_binary()
+        self.measure_in_turns()
+        self.measure_gateways()
+        self.measure_memory()
+        self.measure_start_up()
+
+
+def run(command):
+    """The output of a command that must succeed."""
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    if done.returncode != 0:
+        raise PlayError(f"{pathlib.Path(command[0]).name} failed: {done.stdout.strip()}")
+    return done.stdout
+
+
+def announced_ports(program):
+    program.wait_for(GATEWAY_LINE)
+    return [int(port) for port in program.lines_with(GATEWAY_LINE)[0].removeprefix(GATEWAY_LINE).split(",")]
+
+
+def longest_timer_slack(process):
+    threads = pathlib.Path(f"/proc/{process}/task").iterdir()
+    return max(int(pathlib.Path(f"/proc/{thread.name}/timerslack_ns").read_text()) for thread in threads)
+
+
+def machine():
+    processor = re.search(r"^(?:model name|Model)\s*:\s*(.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE)
+    return {"system": f"{platform.system()} {platform.release()} {platform.machine()}",
+            "processor": processor.group(1) if processor else "unknown", "cores": os.cpu_count(),
+            "load average": os.getloadavg()[0]}
+
+
+def judge(figures):
+    """One dictionary for each row of the table of targets."""
+    mux, floor = figures.of("Mux"), figures.of("floor")
+    rows = []
+    for target in benchmark_targets.TARGETS:
+        value, met = benchmark_targets.work_out(target, mux, floor)
+        rows.append({"text": target.text, "value": value, "comparison": target.comparison, "limit": target.limit,
+                     "unit": target.unit, "met": met})
+    return rows
+
+
+def print_figures(figures):
+    names = {name.split(": ", 1)[1]: None for name in figures.values}
+    print(f"\n{'Figure, median of all turns':<64}{'floor':>12}{'Mux':>12}")
+    for name in names:
+        cells = [figures.of(program)(name) if f"{program}: {name}" in figures.values else None
+                 for program in ("floor", "Mux")]
+        unit = figures.units[f"Mux: {name}"]
+        print(f"{name:<64}" + "".join(" " * 12 if cell is None else f"{cell:12.3f}" for cell in cells) + f" {unit}")
+
+
+def print_targets(rows, judged):
+    print(f"\n{'Target':<34}{'wanted':>14}{'measured':>12}")
+    for row in rows:
+        verdict = ("met" if row["met"] else "NOT MET") if judged else "not judged"
+        print(f"{row['text']:<34}{row['comparison']:>4} {row['limit']:9.2f}{row['value']:12.3f} {row['unit']:<8} {verdict}")
+
+
+def parse_options(arguments):
+    parser = argparse.ArgumentParser(prog="benchmark")
+    parser.add_argument("programs", type=pathlib.Path)
+    parser.add_argument("results", type=pathlib.Path)
+    parser.add_argument("--smoke", action="store_true")
+    parser.add_argument("--seconds", type=float)
+    options = parser.parse_args(arguments)
+    options.seconds = options.seconds or (SMOKE_SECONDS if options.smoke else FULL_SECONDS)
+    options.rounds = 1 if options.smoke else 2
+    options.repetitions = 10 if options.smoke else 200
+    return options
+
+
+def main():
+    options = parse_options(sys.argv[1:])
+    folder = (options.results / "benchmark").resolve()
+    folder.mkdir(parents=True, exist_ok=True)
+    benchmark = Benchmark(options.programs.resolve(), folder, options)
+    before, started = machine(), time.monotonic()
+    print(f"Measuring on {before['processor']}, {before['cores']} cores, load {before['load average']:.2f}")
+    try:
+        benchmark.run()
+        rows = judge(benchmark.figures)
+    except (PlayError, OSError, subprocess.TimeoutExpired) as error:
+        print(f"benchmark failed: {error}", file=sys.stderr)
+        return 1
+    result = {"machine": before, "seconds": options.seconds, "rounds": options.rounds, "smoke": options.smoke,
+              "targets": rows, "figures": benchmark.figures.summary()}
+    (options.results / "benchmark.json").write_text(json.dumps(result, indent=1) + "\n")
+    print_figures(benchmark.figures)
+    print_targets(rows, judged=not options.smoke)
+    print(f"\nTook {time.monotonic() - started:.0f} s. Every value of every figure: {options.results}/benchmark.json")
+    return 0 if options.smoke or all(row["met"] for row in rows) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,85 @@
+#include "tests/allocation/CountedCalls.h"
+
+#include <poll.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace {
+
+std::atomic<std::size_t> allocations{0};
+std::atomic<std::size_t> timedLocks{0};
+std::atomic<std::size_t> socketWaits{0};
+thread_local std::size_t ownAllocations = 0;
+
+void CountAllocation() {
+    ++allocations;
+    ++ownAllocations;
+}
+
+}  // namespace
+
+// The names are the C library's and the linker's.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl37-c, cert-dcl51-cpp)
+extern "C" {
+
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+
+void* malloc(std::size_t size) noexcept {
+    CountAllocation();
+    return __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) noexcept {
+    CountAllocation();
+    return __libc_calloc(count, size);
+}
+
+void* realloc(void* memory, std::size_t size) noexcept {
+    CountAllocation();
+    return __libc_realloc(memory, size);
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+    CountAllocation();
+    return __libc_memalign(alignment, size);
+}
+
+int __real_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline);
+int __wrap_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline) {
+    ++timedLocks;
+    return __real_pthread_mutex_timedlock(mutex, deadline);
+}
+
+int __real_poll(pollfd* descriptors, nfds_t count, int timeout);
+int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
+    ++socketWaits;
+    return __real_poll(descriptors, count, std::min(timeout, 1));
+}
+
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl37-c, cert-dcl51-cpp)
+
+namespace Testing {
+
+std::size_t OwnAllocations() {
+    return ownAllocations;
+}
+
+std::size_t AllocationsOfOtherThreads() {
+    return allocations - ownAllocations;
+}
+
+std::size_t TimedLocks() {
+    return timedLocks;
+}
+
+std::size_t SocketWaits() {
+    return socketWaits;
+}
+
+}  // namespace Testing

@@ -1,0 +1,115 @@
+// The measurements that need no gateway, on a real server, so short that their figures mean nothing.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "benchmarks/load/IdleMeasurement.h"
+#include "benchmarks/load/LatencyMeasurement.h"
+#include "benchmarks/load/MemoryMeasurement.h"
+#include "benchmarks/load/StartUpMeasurement.h"
+#include "benchmarks/load/StartedProgram.h"
+#include "benchmarks/load/ThroughputMeasurement.h"
+#include "diagnostics/RapidJson.h"
+#include "tests/support/ReservedPort.h"
+
+namespace Load {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+
+constexpr milliseconds kShort{100};
+
+// Returns -1 when there is no such figure.
+double FigureOf(const Report& report, const std::string& name) {
+    rapidjson::Document document;
+    document.Parse(report.Json().c_str());
+    for (const auto& figure : document["figures"].GetArray()) {
+        if (figure["name"].GetString() == name) {
+            return figure["value"].GetDouble();
+        }
+    }
+    return -1;
+}
+
+class MeasurementTest : public testing::Test {
+  protected:
+    std::vector<std::string> Command() const { return {FLOOR_PATH, std::to_string(port_.Number())}; }
+
+    Testing::ReservedPort port_;
+    Target target_{"127.0.0.1", static_cast<std::uint16_t>(port_.Number())};
+    Report report_;
+};
+
+TEST_F(MeasurementTest, LatencyIsTakenForEveryRequestAfterTheWarmUp) {
+    const StartedProgram floor(Command());
+    const Samples samples = LatencyMeasurement(target_, {kShort, milliseconds(0), 3}).Run();
+    EXPECT_GT(samples.Count(), 1U);
+    EXPECT_GT(samples.Percentile(1), milliseconds(0));
+    EXPECT_LT(samples.Median(), kShort);
+}
+
+TEST_F(MeasurementTest, PausesBetweenRequestsAreNoPartOfTheLatency) {
+    const StartedProgram floor(Command());
+    const Samples samples = LatencyMeasurement(target_, {3 * kShort, milliseconds(200), 1}).Run();
+    EXPECT_GE(samples.Count(), 1U);
+    EXPECT_LT(samples.Median(), milliseconds(50));
+}
+
+TEST_F(MeasurementTest, ThroughputCountsAnswersAndCpuTime) {
+    const StartedProgram floor(Command());
+    ThroughputMeasurement(target_, {3, kShort, milliseconds(10), floor.Process()}).Run(report_);
+    const double answersPerSecond = FigureOf(report_, "throughput, clients 3");
+    EXPECT_GT(answersPerSecond, 10);
+    // One answer a pass of a millisecond.
+    EXPECT_LE(answersPerSecond, 1100);
+    EXPECT_GT(FigureOf(report_, "throughput, clients 3, CPU per answer"), 0);
+}
+
+TEST_F(MeasurementTest, ThroughputWithoutAProcessIsWithoutCpuTime) {
+    const StartedProgram floor(Command());
+    ThroughputMeasurement(target_, {1, kShort, milliseconds(10), std::nullopt}).Run(report_);
+    EXPECT_THAT(report_.Json(), Not(HasSubstr("CPU")));
+}
+
+TEST_F(MeasurementTest, IdlingLoopsWakeUp) {
+    const StartedProgram floor(Command());
+    IdleMeasurement(target_, {floor.Process(), 2, kShort, milliseconds(100)}).Run(report_);
+    EXPECT_GT(FigureOf(report_, "idle, clients 2, CPU"), 0);
+    EXPECT_GT(FigureOf(report_, "idle, clients 2, wake-ups"), 10);
+}
+
+TEST_F(MeasurementTest, MemoryIsLookedAtForEachNumberOfClientsAndAfterTheyLeft) {
+    const StartedProgram floor(Command());
+    MemoryMeasurement(target_, {floor.Process(), {0, 3}, 5, milliseconds(100)}).Run(report_);
+    for (const char* const look : {"clients 0", "clients 3", "all clients gone", "after 5 connects"}) {
+        EXPECT_GT(FigureOf(report_, std::string("memory, ") + look + ", RSS"), 100) << look;
+        EXPECT_GT(FigureOf(report_, std::string("memory, ") + look + ", PSS"), 10) << look;
+    }
+}
+
+TEST_F(MeasurementTest, EachStartUpIsTimed) {
+    const Samples samples = StartUpMeasurement(target_, {Command(), 3}).Run();
+    EXPECT_EQ(samples.Count(), 3U);
+    EXPECT_GT(samples.Percentile(1), milliseconds(0));
+}
+
+TEST_F(MeasurementTest, AStartUpCannotBeTimedWhileAnotherServerHasThePort) {
+    const StartedProgram floor(Command());
+    asio::io_context loop;
+    Connect(loop, target_);
+    EXPECT_THROW(StartUpMeasurement(target_, {Command(), 1}).Run(), std::runtime_error);
+}
+
+TEST_F(MeasurementTest, AProgramThatDoesNotExistCannotBeStarted) {
+    EXPECT_THROW(StartedProgram({"/no/such/program"}), std::system_error);
+}
+
+}  // namespace
+}  // namespace Load

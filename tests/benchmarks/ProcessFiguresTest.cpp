@@ -1,0 +1,80 @@
+#include "benchmarks/load/ProcessFigures.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "benchmarks/load/Clock.h"
+#include "tests/support/LoopbackSocket.h"
+
+namespace Load {
+namespace {
+
+// No process has it: the kernel numbers them below.
+constexpr pid_t kNoProcess = 1 << 22;
+
+constexpr const char* kStatus =
+    "Name:\tmux\n"
+    "nonvoluntary_ctxt_switches:\t7\n"
+    "voluntary_ctxt_switches:\t1234\n";
+
+TEST(ProcessFiguresTest, ReadsTheNumberBehindAWholeKey) {
+    EXPECT_EQ(NumberOf(kStatus, "voluntary_ctxt_switches"), 1234U);
+    EXPECT_EQ(NumberOf(kStatus, "nonvoluntary_ctxt_switches"), 7U);
+    EXPECT_EQ(NumberOf("Rss:                4888 kB\nPss:  1465 kB\n", "Pss"), 1465U);
+}
+
+TEST(ProcessFiguresTest, AKeyWithoutNumberIsAnError) {
+    EXPECT_THROW(NumberOf(kStatus, "Name"), std::runtime_error);
+    EXPECT_THROW(NumberOf(kStatus, "Rss"), std::runtime_error);
+    EXPECT_THROW(NumberOf("", "Rss"), std::runtime_error);
+}
+
+TEST(ProcessFiguresTest, CpuTimeCountsWhatThreadsUsedThatHaveEnded) {
+    const std::chrono::nanoseconds before = CpuTimeOf(getpid());
+    std::thread worker([] {
+        const std::chrono::nanoseconds start = CpuTimeOf(getpid());
+        while (CpuTimeOf(getpid()) - start < std::chrono::milliseconds(5)) {
+        }
+    });
+    worker.join();
+    EXPECT_GE(CpuTimeOf(getpid()) - before, std::chrono::milliseconds(5));
+}
+
+TEST(ProcessFiguresTest, ASleepIsAVoluntarySwitch) {
+    const std::uint64_t before = ContextSwitchesOf(getpid()).voluntary;
+    for (int count = 0; count < 3; ++count) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_GE(ContextSwitchesOf(getpid()).voluntary, before + 3);
+}
+
+TEST(ProcessFiguresTest, TouchedPagesAreResident) {
+    const MemoryUse before = MemoryOf(getpid());
+    const std::vector<char> touched(std::size_t{8} << 20U, 'x');
+    const MemoryUse after = MemoryOf(getpid());
+    EXPECT_EQ(touched.back(), 'x');
+    EXPECT_GE(after.residentKib, before.residentKib + 8000);
+    EXPECT_GE(after.proportionalKib, before.proportionalKib + 8000);
+    EXPECT_LE(after.proportionalKib, after.residentKib);
+}
+
+TEST(ProcessFiguresTest, AnOpenSocketIsADescriptor) {
+    const std::size_t before = DescriptorCountOf(getpid());
+    const Testing::LoopbackSocket socket;
+    EXPECT_EQ(DescriptorCountOf(getpid()), before + 1);
+}
+
+TEST(ProcessFiguresTest, AProcessThatIsNotThereIsAnError) {
+    EXPECT_THROW(CpuTimeOf(kNoProcess), std::system_error);
+    EXPECT_THROW(ContextSwitchesOf(kNoProcess), std::system_error);
+    EXPECT_THROW(MemoryOf(kNoProcess), std::runtime_error);
+    EXPECT_THROW(DescriptorCountOf(kNoProcess), std::system_error);
+}
+
+}  // namespace
+}  // namespace Load

@@ -1,0 +1,79 @@
+#include "diagnostics/LogOutputs.h"
+
+#include <gtest/gtest.h>
+#include <plog/Formatters/TxtFormatter.h>
+#include <plog/Record.h>
+
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace Diagnostics {
+namespace {
+
+constexpr std::size_t kPlenty = 1000000;
+
+// Writes a line with this text and returns how it must look.
+std::string Write(LogOutputs& outputs, const std::string& text) {
+    plog::Record record(plog::warning, "void Door::Open()", 17, "", nullptr, 0);
+    record << text;
+    outputs.write(record);
+    return plog::TxtFormatter::format(record);
+}
+
+TEST(LogOutputs, ALineStandsInFileAndConsoleAsThePlainFormatterGivesIt) {
+    const Testing::TemporaryFolder folder;
+    const auto result = Testing::RunInChild(folder.Path(), [] {
+        LogOutputs outputs(false);
+        outputs.AddFile("mux.log", kPlenty, 2);
+        std::string expected = Write(outputs, "first");
+        expected += Write(outputs, "second");
+        std::FILE* const file = std::fopen("expected", "w");
+        static_cast<void>(std::fputs(expected.c_str(), file));
+        static_cast<void>(std::fclose(file));
+    });
+    EXPECT_NE(folder.Read("expected").find("[Door::Open@17] second\n"), std::string::npos);
+    EXPECT_EQ(result.output, folder.Read("expected"));
+    EXPECT_EQ(folder.Read("mux.log"), "\xEF\xBB\xBF" + folder.Read("expected")) << "behind the mark of UTF-8";
+}
+
+TEST(LogOutputs, WithoutAFileThereIsTheConsole) {
+    const Testing::TemporaryFolder folder;
+    const auto result = Testing::RunInChild(folder.Path(), [] {
+        LogOutputs outputs(false);
+        Write(outputs, "only");
+    });
+    ASSERT_EQ(result.OutputLines().size(), 1U);
+    EXPECT_TRUE(result.HasInOrder({"[Door::Open@17] only"}));
+}
+
+TEST(LogOutputs, LinesOfSeveralThreadsStayWhole) {
+    const Testing::TemporaryFolder folder;
+    Testing::RunInChild(folder.Path(), [] {
+        LogOutputs outputs(false);
+        outputs.AddFile("mux.log", kPlenty, 2);
+        const auto writeMany = [&outputs](char letter) {
+            for (int count = 0; count < 500; ++count) {
+                Write(outputs, std::string(100, letter));
+            }
+        };
+        std::thread other(writeMany, 'a');
+        writeMany('b');
+        other.join();
+    });
+    const std::string text = folder.Read("mux.log");
+    int whole = 0;
+    for (const char letter : {'a', 'b'}) {
+        const std::string end = "] " + std::string(100, letter) + "\n";
+        for (std::size_t found = text.find(end); found != std::string::npos; found = text.find(end, found + 1)) {
+            ++whole;
+        }
+    }
+    EXPECT_EQ(whole, 1000);
+}
+
+}  // namespace
+}  // namespace Diagnostics

@@ -1,0 +1,294 @@
+// The client against a plain socket that plays the Mux.
+
+#include "tools/client/Client.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <stdexcept>
+#include <vector>
+
+#include "tests/support/LoopbackSocket.h"
+#include "tests/support/ReservedPort.h"
+
+namespace MuxClient {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Testing::LoopbackSocket;
+using testing::ThrowsMessage;
+
+constexpr std::chrono::seconds kLong{20};
+
+class ClientTest : public testing::Test {
+  protected:
+    ClientTest() : client_(Address(), kLong), mux_(listener_.Accept()) {}
+
+    MuxAddress Address() const { return {"127.0.0.1", static_cast<std::uint16_t>(listener_.Port())}; }
+    void MuxSends(const std::string& text) { mux_.Send({text.begin(), text.end()}); }
+    std::string MuxReceives(std::size_t count) {
+        const LoopbackSocket::Bytes bytes = mux_.Receive(count);
+        return {bytes.begin(), bytes.end()};
+    }
+    // Takes down what the client gets.
+    Client::AnswerHandler Note(const std::string& name) {
+        return [this, name](const std::optional<Message>& answer) {
+            noted_.push_back(name + " " + (answer ? answer->text : "nothing"));
+        };
+    }
+
+    LoopbackSocket listener_ = LoopbackSocket::Listening();
+    Client client_;
+    LoopbackSocket mux_;
+    std::vector<std::string> noted_;
+};
+
+Request WithId(const std::string& id) {
+    return Request::FromText(R"({"MessageID":")" + id + R"("})");
+}
+
+std::string Ack(const std::string& id) {
+    return R"({"MessageID":")" + id + R"(","MessageCode":0})";
+}
+
+const std::string kEvent =
+    R"({"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,"RFIDData":"0A"}})";
+
+// The text of 17 bytes in a packet of 23.
+const std::string kPacketA = std::string("\x17\x00MUXM", 6) + R"({"MessageID":"a"})";
+
+TEST_F(ClientTest, AsksAndGetsTheAnswer) {
+    auto received = std::async(std::launch::async, [&] {
+        std::string packet = MuxReceives(kPacketA.size());
+        MuxSends(Ack("a"));
+        return packet;
+    });
+    const auto answer = client_.Ask(WithId("a"), kLong);
+    EXPECT_EQ(received.get(), kPacketA);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->text, Ack("a"));
+}
+
+TEST_F(ClientTest, FindsEachAnswerByItsIdentifier) {
+    for (const char* const id : {"a", "b", "c"}) {
+        client_.Send(WithId(id), Note(id), kLong);
+    }
+    MuxSends(Ack("c") + Ack("a") + Ack("b"));
+    while (noted_.size() < 3) {
+        ASSERT_TRUE(client_.Wait(kLong));
+    }
+    EXPECT_THAT(noted_, ElementsAre("c " + Ack("c"), "a " + Ack("a"), "b " + Ack("b")));
+}
+
+TEST_F(ClientTest, SendsPacketsInOrder) {
+    const std::string large(60000, ' ');
+    std::string all;
+    for (int count = 0; count < 100; ++count) {
+        const Request request = Request::FromText(R"({"MessageID":")" + std::to_string(count) + R"("})" + large);
+        client_.Send(request, Note(""), kLong);
+        all += request.text;
+    }
+    auto received = std::async(std::launch::async, [&] {
+        std::string bytes = MuxReceives(all.size() + 600);
+        MuxSends(Ack("99"));
+        return bytes;
+    });
+    ASSERT_TRUE(client_.Wait(kLong));
+    const std::string bytes = received.get();
+    std::string texts;
+    for (std::size_t begin = 0; begin + 6 <= bytes.size();) {
+        const auto byteAt = [&](std::size_t index) { return static_cast<unsigned char>(bytes.at(index)); };
+        const std::size_t length = byteAt(begin) + 256U * byteAt(begin + 1);
+        texts += bytes.substr(begin + 6, length - 6);
+        begin += length;
+    }
+    EXPECT_TRUE(texts == all);
+}
+
+TEST_F(ClientTest, HandsEventsOutWhileItWaitsForAnAnswer) {
+    std::vector<std::string> events;
+    client_.OnEvent([&](const Message& event) { events.push_back(event.text); });
+    MuxSends(kEvent + Ack("a") + kEvent);
+    ASSERT_TRUE(client_.Ask(WithId("a"), kLong));
+    EXPECT_THAT(events, ElementsAre(kEvent));
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(events, ElementsAre(kEvent, kEvent));
+}
+
+TEST_F(ClientTest, DropsEventsThatNobodyWants) {
+    MuxSends(kEvent + Ack("a"));
+    ASSERT_TRUE(client_.Ask(WithId("a"), kLong));
+}
+
+TEST_F(ClientTest, CallsOneHandlerInOneWait) {
+    int events = 0;
+    client_.OnEvent([&](const Message&) { ++events; });
+    MuxSends(kEvent + kEvent);
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_EQ(events, 1);
+}
+
+TEST_F(ClientTest, WaitsOnlySoLong) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(client_.Wait(30ms));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
+}
+
+TEST_F(ClientTest, GivesUpWhenTheTimeIsOver) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client_.Ask(WithId("a"), 30ms), std::nullopt);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
+}
+
+TEST_F(ClientTest, EndsEachRequestAtItsOwnTime) {
+    client_.Send(WithId("slow"), Note("slow"), kLong);
+    client_.Send(WithId("later"), Note("later"), 60ms);
+    client_.Send(WithId("sooner"), Note("sooner"), 30ms);
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(noted_, ElementsAre("sooner nothing", "later nothing"));
+}
+
+TEST_F(ClientTest, DropsAnAnswerThatComesTooLate) {
+    EXPECT_EQ(client_.Ask(WithId("a"), 1ms), std::nullopt);
+    MuxSends(Ack("a") + Ack("stranger") + Ack("b"));
+    const auto answer = client_.Ask(WithId("b"), kLong);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->id, "b");
+}
+
+TEST_F(ClientTest, MayAskWithTheSameIdentifierAgain) {
+    EXPECT_EQ(client_.Ask(WithId("a"), 1ms), std::nullopt);
+    MuxSends(Ack("a"));
+    EXPECT_TRUE(client_.Ask(WithId("a"), kLong));
+}
+
+TEST_F(ClientTest, RefusesAnIdentifierThatWaitsAlready) {
+    client_.Send(WithId("a"), Note("first"), kLong);
+    EXPECT_THROW(client_.Send(WithId("a"), Note("second"), kLong), std::invalid_argument);
+    MuxSends(Ack("a"));
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(noted_, ElementsAre("first " + Ack("a")));
+}
+
+TEST_F(ClientTest, RefusesATextThatFitsNoPacketAndGoesOn) {
+    const Request tooLong = Request::FromText(std::string(65530, ' '));
+    EXPECT_THROW(client_.Send(tooLong, Note(""), kLong), std::length_error);
+    EXPECT_THROW(client_.SendOnly(tooLong), std::length_error);
+    MuxSends(Ack(""));
+    EXPECT_TRUE(client_.Ask(Request::FromText("{}"), kLong));
+}
+
+TEST_F(ClientTest, SendsWithoutWaitingForAnAnswer) {
+    client_.SendOnly(WithId("a"));
+    EXPECT_EQ(MuxReceives(kPacketA.size()), kPacketA);
+}
+
+TEST_F(ClientTest, SaysWhenWhatItSendsIsNotTaken) {
+    const std::string large(65000, ' ');
+    const auto sendMuch = [&] {
+        for (int count = 0; count < 1000; ++count) {
+            client_.SendOnly(Request::FromText(large), 50ms);
+        }
+    };
+    EXPECT_THAT(sendMuch, ThrowsMessage<ConnectionError>(HasSubstr(" does not take what is sent")));
+}
+
+TEST_F(ClientTest, LetsAHandlerSend) {
+    client_.Send(
+        WithId("a"), [&](const std::optional<Message>&) { client_.Send(WithId("b"), Note("b"), kLong); }, kLong);
+    MuxSends(Ack("a"));
+    ASSERT_TRUE(client_.Wait(kLong));
+    MuxSends(Ack("b"));
+    ASSERT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(noted_, ElementsAre("b " + Ack("b")));
+}
+
+TEST_F(ClientTest, LetsAnEventHandlerSetAnother) {
+    int events = 0;
+    client_.OnEvent([&](const Message&) { client_.OnEvent([&](const Message&) { ++events; }); });
+    MuxSends(kEvent + kEvent);
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_EQ(events, 0);
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_EQ(events, 1);
+}
+
+TEST_F(ClientTest, PassesOnWhatAHandlerThrowsAndGoesOn) {
+    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
+    MuxSends(kEvent + Ack("a"));
+    EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<std::logic_error>("from the handler"));
+    EXPECT_TRUE(client_.Ask(WithId("a"), kLong));
+}
+
+TEST_F(ClientTest, SaysThatTheMuxHasGoneWhenAllBeforeIsHandedOut) {
+    MuxSends(Ack("a"));
+    mux_.Close();
+    client_.Send(WithId("a"), Note("a"), kLong);
+    ASSERT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(noted_, ElementsAre("a " + Ack("a")));
+    const std::string name = "127.0.0.1:" + std::to_string(listener_.Port());
+    EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<ConnectionError>(HasSubstr(name + " has closed")));
+    EXPECT_THROW(client_.Ask(WithId("b"), kLong), ConnectionError);
+}
+
+TEST_F(ClientTest, SaysThatTheMuxHasResetTheConnection) {
+    mux_.Reset();
+    EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<ConnectionError>(HasSubstr("Connection reset by peer")));
+}
+
+TEST_F(ClientTest, SaysWhenItTalksToSomethingElse) {
+    int events = 0;
+    client_.OnEvent([&](const Message&) { ++events; });
+    MuxSends(kEvent + "HTTP/1.1 400 Bad Request\r\n\r\n");
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_EQ(events, 1);
+    EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<ProtocolError>(HasSubstr(" is no Mux: ")));
+    EXPECT_THROW(client_.Wait(kLong), ProtocolError);
+}
+
+TEST(ClientConnectTest, SaysWhenNobodyListens) {
+    const Testing::ReservedPort port;
+    const MuxAddress address = {"127.0.0.1", port.Number()};
+    EXPECT_THAT([&] { Client client(address, kLong); },
+                ThrowsMessage<ConnectionError>("cannot connect to 127.0.0.1:" + std::to_string(port.Number()) +
+                                               ": Connection refused"));
+}
+
+TEST(ClientConnectTest, SaysWhenItIsNotTakenUpInTime) {
+    LoopbackSocket full = LoopbackSocket::Listening(0);
+    const MuxAddress address = {"127.0.0.1", static_cast<std::uint16_t>(full.Port())};
+    const Client first(address, kLong);
+    EXPECT_THAT([&] { Client second(address, 50ms); },
+                ThrowsMessage<ConnectionError>(HasSubstr("no connection within 50 ms")));
+}
+
+TEST(ClientConnectTest, SaysWhenTheNameIsNone) {
+    EXPECT_THAT(
+        [] {
+            Client client({"no name", 1}, kLong);
+        },
+        ThrowsMessage<ConnectionError>(HasSubstr("cannot connect to no name:1: ")));
+}
+
+TEST(ClientConnectTest, FindsAHostByItsName) {
+    LoopbackSocket listener = LoopbackSocket::Listening();
+    Client client({"localhost", static_cast<std::uint16_t>(listener.Port())}, kLong);
+    LoopbackSocket mux = listener.Accept();
+    client.SendOnly(WithId("a"));
+    EXPECT_EQ(mux.Receive(1).size(), 1U);
+}
+
+TEST(ClientConnectTest, ClosesItsConnectionAtItsEnd) {
+    LoopbackSocket listener = LoopbackSocket::Listening();
+    auto client = std::make_unique<Client>(MuxAddress{"127.0.0.1", static_cast<std::uint16_t>(listener.Port())}, kLong);
+    LoopbackSocket mux = listener.Accept();
+    client.reset();
+    EXPECT_TRUE(mux.WaitForEnd());
+}
+
+}  // namespace
+}  // namespace MuxClient

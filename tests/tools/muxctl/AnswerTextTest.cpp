@@ -1,0 +1,111 @@
+#include "tools/muxctl/AnswerText.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+
+namespace Muxctl {
+namespace {
+
+using MuxClient::ParseMessage;
+using namespace std::chrono_literals;
+
+const Style kPlain(false);
+const Style kColoured(true);
+
+std::string Nack(const std::string& data) {
+    return AnswerText(ParseMessage(R"({"MessageID":"a","MessageCode":1,"Data":)" + data + "}"), "open", 650ms, kPlain);
+}
+
+TEST(AnswerTextTest, OfAnAckIsOneLine) {
+    const auto ack = ParseMessage(R"({"MessageID":"a","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})");
+    EXPECT_EQ(AnswerText(ack, "open, gateway 1, lock 5", 650ms, kPlain), "ACK   open, gateway 1, lock 5 (0.6 s)");
+    EXPECT_EQ(AnswerText(ack, "open", 650ms, kColoured), "\033[1;32mACK\033[0m   open (0.6 s)");
+}
+
+TEST(AnswerTextTest, OfANackSaysWhy) {
+    EXPECT_EQ(Nack(R"({"ErrorCode":0,"Message":"Error in request"})"), "NACK  open: Error in request (0.6 s)");
+    EXPECT_EQ(Nack(R"({"ErrorCode":8,"Message":"No route for the requested device. "})"),
+              "NACK  open: No route for the requested device. [error 8] (0.6 s)");
+    EXPECT_EQ(Nack(R"({"ErrorCode":5,"Message":""})"), "NACK  open: no reason given [error 5] (0.6 s)");
+    EXPECT_EQ(Nack(R"({"ErrorCode":0,"Message":"\u001b[2J"})"), "NACK  open: ?[2J (0.6 s)");
+    EXPECT_EQ(Nack("null"), "NACK  open (0.6 s)");
+}
+
+TEST(AnswerTextTest, OfANackIsRed) {
+    EXPECT_EQ(AnswerText(ParseMessage(R"({"MessageCode":1})"), "open", 0ms, kColoured),
+              "\033[1;31mNACK\033[0m  open (0.0 s)");
+}
+
+TEST(AnswerTextTest, OfAStatusExplainsItsValues) {
+    const auto status = ParseMessage(
+        R"({"MessageCode":0,"Data":{"BatteryStatus":3,"QoS":1,"MechanicalActive":true,"BatteryWarningLevel":false,)"
+        R"("BatteryAlarmLevel":false,"ScandinavianFireMode":false,"ReaderConnected":true}})");
+    EXPECT_EQ(AnswerText(status, "status, gateway 1, lock 5", 400ms, kPlain),
+              "ACK   status, gateway 1, lock 5 (0.4 s)\n"
+              "      battery                 full\n"
+              "      battery level           80 % or more\n"
+              "      battery warning         no\n"
+              "      battery alarm           no\n"
+              "      mechanical active       yes\n"
+              "      reader connected        yes\n"
+              "      Scandinavian fire mode  no");
+}
+
+TEST(AnswerTextTest, OfAStatusTellsTheFlagsApartAndShowsUnknownNumbers) {
+    const auto status = ParseMessage(
+        R"({"MessageCode":0,"Data":{"BatteryStatus":4,"QoS":-1,"MechanicalActive":false,"BatteryWarningLevel":true,)"
+        R"("BatteryAlarmLevel":false,"ScandinavianFireMode":true,"ReaderConnected":false}})");
+    EXPECT_EQ(AnswerText(status, "s", 0ms, kPlain),
+              "ACK   s (0.0 s)\n"
+              "      battery                 4\n"
+              "      battery level           -1\n"
+              "      battery warning         yes\n"
+              "      battery alarm           no\n"
+              "      mechanical active       no\n"
+              "      reader connected        no\n"
+              "      Scandinavian fire mode  yes");
+}
+
+class EventTextTest : public testing::Test {
+  protected:
+    EventTextTest() {
+        setenv("TZ", "TST-5:30", 1);  // five and a half hours ahead of UTC
+        tzset();
+    }
+    ~EventTextTest() override {
+        unsetenv("TZ");
+        tzset();
+    }
+
+    // 1700000000 is 2023-11-14 22:13:20 UTC.
+    static MuxClient::Message Event(int code, const std::string& data) {
+        return ParseMessage(R"({"Timestamp":1700000000,"MessageID":"lockEventMessage-1700000000","MessageCode":)" +
+                            std::to_string(code) + R"(,"Data":{"gatewayID":1,"lockID":5,"timestamp":"x","RFIDData":")" +
+                            data + R"("}})");
+    }
+};
+
+TEST_F(EventTextTest, IsOneLineWithTheLocalTime) {
+    EXPECT_EQ(EventText(Event(51, "04A1B2C3"), kPlain),
+              "2023-11-15 03:43:20  card at reader  gateway 1  lock 5  card 04A1B2C3");
+    EXPECT_EQ(EventText(Event(50, "0A"), kPlain), "2023-11-15 03:43:20  access allowed  gateway 1  lock 5  card 0A");
+    EXPECT_EQ(EventText(Event(51, "0A"), kColoured),
+              "2023-11-15 03:43:20  \033[1;36mcard at reader\033[0m  gateway 1  lock 5  card 0A");
+}
+
+TEST_F(EventTextTest, ShowsTheDigitsOfAPin) {
+    const std::string start = "2023-11-15 03:43:20  information     gateway 1  lock 5  data ";
+    EXPECT_EQ(EventText(Event(60, "31323930"), kPlain), start + "31323930 (1290)");
+    EXPECT_EQ(EventText(Event(60, "313A"), kPlain), start + "313A");
+    EXPECT_EQ(EventText(Event(60, "41"), kPlain), start + "41");
+    EXPECT_EQ(EventText(Event(60, ""), kPlain), start);
+}
+
+TEST(JsonLineTest, IsTheTextWithoutLineBreaks) {
+    EXPECT_EQ(JsonLine(ParseMessage("{\"MessageCode\":\r\n0}")), "{\"MessageCode\":  0}");
+}
+
+}  // namespace
+}  // namespace Muxctl

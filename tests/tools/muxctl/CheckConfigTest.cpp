@@ -1,0 +1,96 @@
+// check-config as a program; what it finds is tested where it is looked for.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/tools/muxctl/RunningProgram.h"
+
+namespace Muxctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kGood = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":2101}]})";
+const std::string kWithWarning = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"","Port":2101}]})";
+const std::string kEndsTheMux = R"({"Enabled":true,"Gateways":[{"ID":1.5}]})";
+
+class CheckConfigTest : public testing::Test {
+  protected:
+    Ending Check(const std::string& text) {
+        file_ = folder_.Write("mux.json", text);
+        return RunMuxctl({"check-config", file_});
+    }
+
+    Testing::TemporaryFolder folder_;
+    std::string file_;
+};
+
+TEST_F(CheckConfigTest, EndsWithZeroWhenAllIsWell) {
+    const Ending ending = Check(kGood);
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, file_ + ": fine: 1 gateway, 0 locks\n");
+    EXPECT_EQ(ending.error, "");
+}
+
+TEST_F(CheckConfigTest, EndsWithOneAfterWarnings) {
+    const Ending ending = Check(kWithWarning);
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.output, file_ +
+                                 ": warning: Gateways[0].IpAddress is empty, so the Mux cannot connect to this "
+                                 "gateway\n" +
+                                 file_ + ": usable, with 1 warning: 1 gateway, 0 locks\n");
+}
+
+TEST_F(CheckConfigTest, EndsWithTwoWhereTheMuxWouldEnd) {
+    const Ending ending = Check(kEndsTheMux);
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.output, file_ +
+                                 ": error: Gateways[0].ID is a number but no integer of 32 bits, which ends the Mux\n" +
+                                 file_ + ": unusable\n");
+    EXPECT_EQ(ending.error, "");
+}
+
+TEST_F(CheckConfigTest, EndsWithTwoWhenItIsNoJson) {
+    const Ending ending = Check("{\n");
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.output, testing::StartsWith(file_ + ": error: the document is no JSON: line 2, column 1: "));
+}
+
+TEST_F(CheckConfigTest, EndsWithTwoWhenItCannotBeRead) {
+    const std::string none = folder_.Path() / "none";
+    const Ending ending = RunMuxctl({"check-config", none});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.output, none + ": error: the document cannot be read\n" + none + ": unusable\n");
+}
+
+TEST_F(CheckConfigTest, ReadsStandardInput) {
+    ProgramSetup setup;
+    setup.input = kGood;
+    const Ending ending = RunMuxctl({"check-config", "-"}, setup);
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "-: fine: 1 gateway, 0 locks\n");
+}
+
+TEST_F(CheckConfigTest, PrintsJsonForScripts) {
+    ProgramSetup setup;
+    setup.input = kGood;
+    EXPECT_EQ(RunMuxctl({"--json", "check-config", "-"}, setup).output,
+              R"({"File":"-","Usable":true,"Gateways":1,"Locks":0,"Findings":[]})"
+              "\n");
+}
+
+TEST_F(CheckConfigTest, ChangesNothing) {
+    const fs::path before = fs::current_path();
+    fs::current_path(folder_.Path());
+    Check(kEndsTheMux);
+    fs::current_path(before);
+    EXPECT_EQ(folder_.Read("mux.json"), kEndsTheMux);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder_.Path()), {}), 1);
+}
+
+}  // namespace
+}  // namespace Muxctl

@@ -1,0 +1,238 @@
+// What is said of each kind of configuration, good and bad. Whether the Mux really takes it is always asked of the
+// Mux's own parser, so a row that is wrong about that fails.
+
+#include "tools/muxctl/ConfigurationCheck.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/muxctl/ParserTrial.h"
+
+namespace Muxctl {
+namespace {
+
+using testing::ElementsAre;
+using testing::StartsWith;
+
+const std::string kGood =
+    R"({"Enabled":true,"Gateways":[{"ID":1,"Description":"Hall","IpAddress":"192.168.1.20","Port":2101,)"
+    R"("Devices":[{"Name":"Door 1","ID":4711}]}]})";
+
+// A whole configuration around the members of its one gateway.
+std::string WithGateway(const std::string& members) {
+    return R"({"Enabled":true,"Gateways":[{)" + members + "}]}";
+}
+
+std::string WithDevices(const std::string& devices) {
+    return WithGateway(R"("ID":1,"IpAddress":"a","Port":1,"Devices":)" + devices);
+}
+
+// Each finding as a line: "where: text", with an exclamation mark in front when it is an error.
+std::vector<std::string> LinesOf(const Findings& findings) {
+    std::vector<std::string> lines;
+    for (const Finding& finding : findings) {
+        const std::string mark = finding.level == Finding::Level::kError ? "!" : "";
+        lines.push_back(mark + finding.where + ": " + finding.text);
+    }
+    return lines;
+}
+
+struct Row {
+    const char* name;
+    std::string text;
+    bool isUsable;
+    std::vector<std::string> findings;
+};
+
+void ExpectRows(const std::vector<Row>& rows) {
+    for (const Row& row : rows) {
+        const ConfigurationReport report = CheckConfiguration(row.text);
+        EXPECT_EQ(report.isUsable, row.isUsable) << row.name;
+        EXPECT_EQ(LinesOf(report.findings), row.findings) << row.name;
+    }
+}
+
+TEST(ConfigurationCheckTest, FindsNothingWhereAllIsWell) {
+    ExpectRows({
+        {"the usual", kGood, true, {}},
+        {"no description, no devices", WithGateway(R"("ID":1,"IpAddress":"a","Port":65535)"), true, {}},
+        {"no names, the outermost locks", WithDevices(R"([{"ID":0},{"ID":65535}])"), true, {}},
+        {"the same lock on two gateways",
+         R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"a","Port":1,"Devices":[{"ID":5}]},)"
+         R"({"ID":2,"IpAddress":"a","Port":2,"Devices":[{"ID":5}]}]})",
+         true,
+         {}},
+    });
+}
+
+TEST(ConfigurationCheckTest, CountsGatewaysAndLocks) {
+    const ConfigurationReport report = CheckConfiguration(
+        R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"a","Port":1,"Devices":[{"ID":1},{"ID":2}]},)"
+        R"({"ID":2,"IpAddress":"b","Port":1,"Devices":[{"ID":3}]}]})");
+    EXPECT_EQ(report.gatewayCount, 2U);
+    EXPECT_EQ(report.lockCount, 3U);
+}
+
+TEST(ConfigurationCheckTest, WarnsOfKeysThatTheMuxDoesNotKnow) {
+    ExpectRows({
+        {"in the document", R"({"Version":1,)" + kGood.substr(1), true, {"Version: is not known and ignored"}},
+        {"in a gateway",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":1,"Name":"x")"),
+         true,
+         {"Gateways[0].Name: is not known and ignored"}},
+        {"in a device",
+         WithDevices(R"([{"ID":1,"IpAddress":"b"}])"),
+         true,
+         {"Gateways[0].Devices[0].IpAddress: is not known and ignored"}},
+        {"in other letters",
+         WithGateway(R"("ID":1,"ipAddress":"a","Port":1)"),
+         true,
+         {"Gateways[0].ipAddress: is not known and ignored; it is written \"IpAddress\"",
+          "Gateways[0].IpAddress: is empty, so the Mux cannot connect to this gateway"}},
+        {"twice",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":1,"ID":2)"),
+         true,
+         {"Gateways[0].ID: stands here more than once; the Mux takes the first"}},
+    });
+}
+
+TEST(ConfigurationCheckTest, WarnsOfWrongTypes) {
+    ExpectRows({
+        {"all of the document",
+         R"({"Enabled":1,"Gateways":{}})",
+         true,
+         {"Enabled: is a number and not true or false, so the Mux takes false",
+          "Gateways: is an object and not an array, so the Mux takes an empty array"}},
+        {"all of a gateway",
+         WithGateway(R"("ID":"1","Description":null,"IpAddress":false,"Port":"2101","Devices":{})"),
+         true,
+         {"Gateways[0].ID: is a string and not an integer, so the Mux takes 0",
+          "Gateways[0].Description: is null and not a string, so the Mux takes an empty string",
+          "Gateways[0].IpAddress: is false and not a string, so the Mux takes an empty string",
+          "Gateways[0].Port: is a string and not an integer, so the Mux takes 0",
+          "Gateways[0].Devices: is an object and not an array, so the Mux takes an empty array"}},
+        {"all of a device",
+         WithDevices(R"([{"Name":[],"ID":true}])"),
+         true,
+         {"Gateways[0].Devices[0].Name: is an array and not a string, so the Mux takes an empty string",
+          "Gateways[0].Devices[0].ID: is true and not an integer, so the Mux takes 0"}},
+        {"no object at all",
+         "[]",
+         true,
+         {": is an array and no object, so nothing is configured",
+          "Enabled: is not true, so the Mux connects to no gateway and refuses every request",
+          "Gateways: has no gateway, so the Mux refuses every request"}},
+    });
+}
+
+TEST(ConfigurationCheckTest, WarnsOfValuesThatMakeNoSense) {
+    ExpectRows({
+        {"nothing in it",
+         "{}",
+         true,
+         {"Enabled: is not true, so the Mux connects to no gateway and refuses every request",
+          "Gateways: has no gateway, so the Mux refuses every request"}},
+        {"switched off",
+         R"({"Enabled":false,"Gateways":[{"ID":1,"IpAddress":"a","Port":1}]})",
+         true,
+         {"Enabled: is not true, so the Mux connects to no gateway and refuses every request"}},
+        {"nothing in a gateway",
+         WithGateway(""),
+         true,
+         {"Gateways[0].ID: is missing, so the Mux takes 0",
+          "Gateways[0].IpAddress: is empty, so the Mux cannot connect to this gateway",
+          "Gateways[0].Port: is 0, which is no TCP port"}},
+        {"a port too large",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":65536)"),
+         true,
+         {"Gateways[0].Port: is 65536, which is no TCP port"}},
+        {"a negative port",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":-1)"),
+         true,
+         {"Gateways[0].Port: is -1, which is no TCP port"}},
+        {"an ID that stands twice, an address that stands twice",
+         R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"a","Port":1},{"ID":2,"IpAddress":"b","Port":1},)"
+         R"({"ID":2,"IpAddress":"a","Port":1},{"ID":3,"IpAddress":"a","Port":2}]})",
+         true,
+         {"Gateways[2].ID: is 2 as in Gateways[1], which gets all requests for it",
+          "Gateways[2]: has the address and port of Gateways[0]"}},
+        {"a device that stands twice, and one without ID",
+         WithDevices(R"([{"ID":5},{"ID":6},{"ID":5},{}])"),
+         true,
+         {"Gateways[0].Devices[3].ID: is missing, so the Mux takes 0",
+          "Gateways[0].Devices[2].ID: is 5 as in Devices[0] of this gateway"}},
+        {"devices beyond 16 bits",
+         WithDevices(R"([{"ID":-1},{"ID":65536}])"),
+         true,
+         {"Gateways[0].Devices[0].ID: is -1; events have only its low 16 bits, so they name lock 65535",
+          "Gateways[0].Devices[1].ID: is 65536; events have only its low 16 bits, so they name lock 0"}},
+    });
+}
+
+TEST(ConfigurationCheckTest, RefusesWhatEndsTheMux) {
+    const std::string noInteger = ": is a number but no integer of 32 bits, which ends the Mux";
+    ExpectRows({
+        {"a fraction", WithGateway(R"("ID":1.5)"), false, {"!Gateways[0].ID" + noInteger}},
+        {"an integer as a fraction", WithGateway(R"("ID":1.0)"), false, {"!Gateways[0].ID" + noInteger}},
+        {"too large", WithGateway(R"("ID":1,"Port":2147483648)"), false, {"!Gateways[0].Port" + noInteger}},
+        {"too small", WithGateway(R"("ID":-2147483649)"), false, {"!Gateways[0].ID" + noInteger}},
+        {"a device's", WithDevices(R"([{"ID":1e3}])"), false, {"!Gateways[0].Devices[0].ID" + noInteger}},
+        {"a gateway that is no object",
+         R"({"Enabled":true,"Gateways":[null]})",
+         false,
+         {"!Gateways[0]: is null and no object, which ends the Mux"}},
+        {"a device that is no object",
+         WithDevices(R"([{"ID":1},"Door"])"),
+         false,
+         {"!Gateways[0].Devices[1]: is a string and no object, which ends the Mux"}},
+        {"beside warnings",
+         R"({"enabled":true,"Gateways":[7]})",
+         false,
+         {"enabled: is not known and ignored; it is written \"Enabled\"",
+          "!Gateways[0]: is a number and no object, which ends the Mux"}},
+    });
+}
+
+// Why it is none is said in the JSON library's words.
+TEST(ConfigurationCheckTest, SaysWhereATextIsNoJson) {
+    const std::vector<std::pair<std::string, const char*>> positionsInTexts = {
+        {"", "line 1, column 1: "},
+        {"{\n  \"Enabled\": true\n  \"Gateways\": []\n}", "line 3, column 3: "},
+        {R"({"Enabled":true,})", "line 1, column 17: "},
+        {"// hello\n{}", "line 1, column 1: "},
+        {"{}\n{}", "line 2, column 1: "},
+        {std::string("{}\n \0{}", 7), "line 2, column 2: A NUL character."},
+        {R"({"a":1e-99999999999)", "line 1, column 20: "},
+        {R"({"Port":1e999})", "line 1, column 9: "},
+    };
+    for (const auto& [text, position] : positionsInTexts) {
+        const ConfigurationReport report = CheckConfiguration(text);
+        EXPECT_FALSE(report.isUsable) << text;
+        EXPECT_THAT(LinesOf(report.findings), ElementsAre(StartsWith(std::string("!: is no JSON: ") + position)));
+    }
+}
+
+TEST(ConfigurationCheckTest, EndsOnNothing) {
+    EXPECT_TRUE(CheckConfiguration(R"({"Enabled":1e-99999999999})").isUsable);
+    EXPECT_FALSE(CheckConfiguration(std::string(1000000, '[')).isUsable);
+    EXPECT_TRUE(CheckConfiguration(std::string(100000, '[') + std::string(100000, ']')).isUsable);
+}
+
+TEST(ParserTrialTest, SaysWhatTheMuxsParserDoes) {
+    EXPECT_EQ(TryParser(kGood), ParserOutcome::kParsed);
+    EXPECT_EQ(TryParser("{"), ParserOutcome::kNotJson);
+    EXPECT_EQ(TryParser(WithGateway(R"("ID":1.5)")), ParserOutcome::kEndsProcess);
+}
+
+TEST(ParserTrialTest, WritesNothing) {
+    testing::internal::CaptureStderr();
+    TryParser(R"({"Gateways":[1]})");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+}  // namespace
+}  // namespace Muxctl

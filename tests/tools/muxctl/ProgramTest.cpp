@@ -1,0 +1,309 @@
+// The program itself against a Mux that the test plays: what it sends for each command line, what it prints, and how
+// it ends.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <string>
+#include <vector>
+
+#include "tests/support/ReservedPort.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/system/support/SideBySide.h"
+#include "tests/tools/muxctl/FakeMux.h"
+#include "tests/tools/muxctl/RunningProgram.h"
+
+namespace Muxctl {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+using Words = std::vector<std::string>;
+
+constexpr const char* kAckData = R"({"Success":true,"ErrorCode":0})";
+constexpr const char* kNackData = R"({"ErrorCode":8,"Message":"No route."})";
+
+Words operator+(Words left, const Words& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+// For what must come, however busy the machine is.
+const Words kMuchTime = {"--timeout", "60"};
+
+// What the program sent, and how it ended after this answer.
+struct Exchange {
+    std::string request;
+    Ending ending;
+};
+
+Exchange Exchanged(const Words& arguments, int code = 0, const char* data = kAckData, const ProgramSetup& setup = {}) {
+    FakeMux mux;
+    RunningProgram program(MuxctlCommand(arguments + kMuchTime + mux.PortArguments()), setup);
+    mux.Accept();
+    Exchange exchange;
+    exchange.request = mux.ReceiveText();
+    mux.Answer(exchange.request, code, data);
+    const int status = program.WaitForExit();
+    exchange.ending = {status, program.Output(), program.ErrorOutput()};
+    return exchange;
+}
+
+struct Row {
+    Words arguments;
+    // Behind the identifier.
+    const char* request;
+};
+
+const Words kLock = {"--gateway", "1", "--lock", "5"};
+const Words kCard = {"--card", "04A1B2C3"};
+
+TEST(MuxctlTest, SendsTheRequestThatTheCommandNames) {
+    const std::vector<Row> rows = {
+        {Words{"status"} + kLock, R"("MessageCode":12,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"open"} + kLock, R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"open"} + kLock + Words{"--event"}, R"("MessageCode":110,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"close"} + kLock, R"("MessageCode":11,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"close", "--event"} + kLock, R"("MessageCode":111,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"open-close"} + kLock, R"("MessageCode":13,"Data":{"gatewayID":1,"lockID":5,"duration":5}})"},
+        {Words{"open-close", "--duration", "255", "--event"} + kLock,
+         R"("MessageCode":113,"Data":{"gatewayID":1,"lockID":5,"duration":255}})"},
+        {Words{"access-denied"} + kLock, R"("MessageCode":14,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"access-denied", "--event"} + kLock, R"("MessageCode":114,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"access-allowed"} + kLock, R"("MessageCode":50,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"whitelist", "get"} + kLock, R"("MessageCode":20,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"whitelist", "add"} + kLock + kCard,
+         R"("MessageCode":21,"Data":{"gatewayID":1,"lockID":5,"setupNumber":0,"options":0,"cardData":"04A1B2C3",)"
+         R"("isUIDCard":false}})"},
+        {Words{"whitelist", "add", "--uid", "--setup", "255", "--options", "1"} + kLock + kCard,
+         R"("MessageCode":21,"Data":{"gatewayID":1,"lockID":5,"setupNumber":255,"options":1,"cardData":"04A1B2C3",)"
+         R"("isUIDCard":true}})"},
+        {Words{"whitelist", "clear"} + kLock, R"("MessageCode":22,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"whitelist", "enable"} + kLock, R"("MessageCode":23,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"whitelist", "disable"} + kLock, R"("MessageCode":24,"Data":{"gatewayID":1,"lockID":5}})"},
+        {Words{"whitelist", "remove", "--card", "ab"} + kLock,
+         R"("MessageCode":25,"Data":{"gatewayID":1,"lockID":5,"setupNumber":0,"options":0,"cardData":"ab",)"
+         R"("isUIDCard":false}})"},
+        {Words{"open", "--gateway", "-7", "--lock", "65536"},
+         R"("MessageCode":10,"Data":{"gatewayID":-7,"lockID":65536}})"},
+    };
+    SystemTest::ForEachSideBySide(rows, [](const Row& row) {
+        const Exchange exchange = Exchanged(row.arguments);
+        EXPECT_EQ(BehindTheIdIn(exchange.request), row.request);
+        EXPECT_EQ(IdIn(exchange.request).size(), 36U) << exchange.request;
+        EXPECT_EQ(exchange.ending.status, 0) << exchange.ending.error;
+    });
+}
+
+TEST(MuxctlTest, PrintsAnAckAndEndsWithZero) {
+    const Ending ending = Exchanged(Words{"open"} + kLock).ending;
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_THAT(ending.output, MatchesRegex("ACK   open, gateway 1, lock 5 \\([0-9]+\\.[0-9] s\\)\n"));
+    EXPECT_EQ(ending.error, "");
+}
+
+TEST(MuxctlTest, PrintsANackAndEndsWithOne) {
+    const Ending ending = Exchanged(Words{"whitelist", "clear"} + kLock, 1, kNackData).ending;
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_THAT(ending.output, StartsWith("NACK  whitelist clear, gateway 1, lock 5: No route. [error 8] ("));
+    EXPECT_EQ(ending.error, "");
+}
+
+TEST(MuxctlTest, PrintsTheAnswerAsItCameWhenAskedForJson) {
+    const Exchange exchange = Exchanged(Words{"open", "--json"} + kLock, 1, kNackData);
+    EXPECT_EQ(exchange.ending.status, 1);
+    EXPECT_EQ(exchange.ending.output, R"({"Timestamp":1700000000,"MessageID":")" + IdIn(exchange.request) +
+                                          R"(","MessageCode":1,"Data":{"ErrorCode":8,"Message":"No route."}})" + "\n");
+}
+
+TEST(MuxctlTest, EndsWithTwoWithoutAConnection) {
+    const Testing::ReservedPort port;
+    const std::string number = std::to_string(port.Number());
+    for (const Words& arguments :
+         {Words{"open"} + kLock, Words{"health"}, Words{"send", "{}"}, Words{"send", "--no-answer", "{}"}}) {
+        const Ending ending = RunMuxctl(arguments + Words{"--port", number});
+        EXPECT_EQ(ending.status, 2);
+        EXPECT_EQ(ending.output, "");
+        EXPECT_EQ(ending.error, "muxctl: cannot connect to 127.0.0.1:" + number + ": Connection refused\n");
+    }
+}
+
+TEST(MuxctlTest, EndsWithTwoWithoutAnAnswer) {
+    FakeMux silent;
+    for (const Words& arguments : {Words{"open"} + kLock, Words{"health"}, Words{"send", "{}"}}) {
+        const Ending ending = RunMuxctl(Words{"--timeout", "0.2"} + arguments + silent.PortArguments());
+        EXPECT_EQ(ending.status, 2);
+        EXPECT_EQ(ending.output, "");
+        EXPECT_EQ(ending.error,
+                  "muxctl: no answer from 127.0.0.1:" + std::to_string(silent.Port()) + " within 0.2 s\n");
+    }
+}
+
+TEST(MuxctlTest, EndsWithTwoWhenTheMuxGoesAwayOrIsNone) {
+    FakeMux mux;
+    RunningProgram left(MuxctlCommand(Words{"open"} + kLock + mux.PortArguments()));
+    mux.Accept();
+    mux.ReceiveText();
+    mux.HangUp();
+    EXPECT_EQ(left.WaitForExit(), 2);
+    EXPECT_THAT(left.ErrorOutput(), HasSubstr(" has closed the connection\n"));
+
+    RunningProgram deceived(MuxctlCommand(Words{"open"} + kLock + mux.PortArguments()));
+    mux.Accept();
+    mux.ReceiveText();
+    mux.Send("HTTP/1.1 400 Bad Request\r\n\r\n");
+    EXPECT_EQ(deceived.WaitForExit(), 2);
+    EXPECT_THAT(deceived.ErrorOutput(), HasSubstr(" is no Mux: "));
+}
+
+TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
+    const Testing::TemporaryFolder folder;
+    const std::string noObject = folder.Write("list.json", "[]");
+    const std::vector<Words> rows = {
+        {},
+        {"unlock"},
+        {"open"},
+        {"open", "--gateway", "1"},
+        {"open", "--gateway", "one", "--lock", "5"},
+        {"open", "--gateway", "2147483648", "--lock", "5"},
+        Words{"open", "--duration", "5"} + kLock,
+        Words{"open-close", "--duration", "0"} + kLock,
+        Words{"open-close", "--duration", "256"} + kLock,
+        Words{"status", "--event"} + kLock,
+        {"whitelist"},
+        Words{"whitelist", "add"} + kLock,
+        Words{"whitelist", "add", "--card", "4A1"} + kLock,
+        Words{"whitelist", "add", "--card", "0G"} + kLock,
+        Words{"whitelist", "add", "--card", ""} + kLock,
+        Words{"whitelist", "add", "--setup", "256"} + kLock + kCard,
+        {"health", "--port", "0"},
+        {"health", "--port", "65536"},
+        {"health", "--timeout", "0"},
+        {"health", "stray"},
+        {"send"},
+        {"send", "{}", "--file", noObject},
+        {"send", "--file", folder.Path() / "none"},
+        {"configure"},
+        {"configure", folder.Path() / "none"},
+        {"configure", noObject},
+        {"check-config"},
+    };
+    SystemTest::ForEachSideBySide(rows, [](const Words& arguments) {
+        const Ending ending = RunMuxctl(arguments);
+        EXPECT_EQ(ending.status, 64) << testing::PrintToString(arguments);
+        EXPECT_EQ(ending.output, "") << testing::PrintToString(arguments);
+        EXPECT_NE(ending.error, "") << testing::PrintToString(arguments);
+    });
+}
+
+TEST(MuxctlTest, SendsATextAsItIs) {
+    const std::string text = R"( {"MessageCode" : 12,"MessageID":"mine"} )";
+    const Testing::TemporaryFolder folder;
+    const std::vector<std::pair<Words, std::string>> commands = {
+        {{"send", text}, ""},
+        {{"send", "--file", folder.Write("request.json", text)}, ""},
+        {{"send", "--file", "-"}, text},
+    };
+    for (const auto& [arguments, input] : commands) {
+        ProgramSetup setup;
+        setup.input = input;
+        const Exchange exchange = Exchanged(arguments, 0, kAckData, setup);
+        EXPECT_EQ(exchange.request, text);
+        EXPECT_EQ(exchange.ending.status, 0);
+        EXPECT_THAT(exchange.ending.output, StartsWith("ACK   request \"mine\" ("));
+    }
+}
+
+TEST(MuxctlTest, SendsWithoutWaitingWhenToldSo) {
+    FakeMux mux;
+    const Ending ending = RunMuxctl(Words{"send", "--no-answer", "no JSON"} + mux.PortArguments());
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "");
+    mux.Accept();
+    EXPECT_EQ(mux.ReceiveText(), "no JSON");
+}
+
+TEST(MuxctlTest, RefusesATextThatFitsNoPacket) {
+    FakeMux mux;
+    ProgramSetup setup;
+    setup.input = std::string(65530, ' ');
+    const Ending ending = RunToEnd(MuxctlCommand(Words{"send", "--file", "-"} + mux.PortArguments()), setup);
+    EXPECT_EQ(ending.status, 64);
+    EXPECT_THAT(ending.error, HasSubstr("65530 bytes"));
+}
+
+TEST(MuxctlTest, SendsAConfigurationAndExpectsNoAnswer) {
+    const Testing::TemporaryFolder folder;
+    const std::string file = folder.Write("mux.json", "{ \"Enabled\": true }\n");
+    FakeMux mux;
+    const Ending ending = RunMuxctl(Words{"configure", file} + mux.PortArguments());
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_THAT(ending.error, HasSubstr("the Mux does not answer this"));
+    mux.Accept();
+    EXPECT_EQ(BehindTheIdIn(mux.ReceiveText()), "\"MessageCode\":2,\"Data\":{ \"Enabled\": true }\n}");
+}
+
+TEST(MuxctlTest, TakesAnyAnswerForHealth) {
+    const Exchange exchange = Exchanged({"health"}, 1, R"({"ErrorCode":0,"Message":"Error in request"})");
+    EXPECT_EQ(BehindTheIdIn(exchange.request), R"("MessageCode":20,"Data":{"gatewayID":0,"lockID":0}})");
+    EXPECT_EQ(exchange.ending.status, 0);
+    EXPECT_THAT(exchange.ending.output, MatchesRegex("127.0.0.1:[0-9]+ answers \\([0-9]+\\.[0-9] s\\)\n"));
+    EXPECT_THAT(Exchanged({"health", "--json"}, 1, kNackData).ending.output, StartsWith(R"({"Timestamp":17)"));
+}
+
+class TerminalTest : public testing::Test {
+  protected:
+    static ProgramSetup OnTerminal(const std::string& term, const std::string& noColor) {
+        ProgramSetup setup;
+        setup.console = SystemTest::ChildOutput::Console::kTerminal;
+        setup.variables = {{"TERM", term}, {"NO_COLOR", noColor}};
+        return setup;
+    }
+    static std::string OutputOf(const ProgramSetup& setup) {
+        return Exchanged(Words{"open"} + kLock, 0, kAckData, setup).ending.output;
+    }
+};
+
+constexpr const char* kGreenAck = "\033[1;32mACK\033[0m   open";
+constexpr const char* kWaiting = "waiting for the answer";
+
+TEST_F(TerminalTest, HasColoursAndAnIndicator) {
+    const std::string output = OutputOf(OnTerminal("xterm", ""));
+    EXPECT_THAT(output, HasSubstr(kGreenAck));
+    EXPECT_THAT(output, HasSubstr(kWaiting));
+}
+
+TEST_F(TerminalTest, HasNoColoursWhenTheyAreNotWanted) {
+    const std::string output = OutputOf(OnTerminal("xterm", "1"));
+    EXPECT_THAT(output, HasSubstr("ACK   open"));
+    EXPECT_THAT(output, HasSubstr(kWaiting));
+}
+
+TEST_F(TerminalTest, HasNeitherWhenItIsDumb) {
+    EXPECT_THAT(OutputOf(OnTerminal("dumb", "")), StartsWith("ACK   open"));
+}
+
+TEST_F(TerminalTest, IsNeededForColoursAndIndicator) {
+    ProgramSetup setup;
+    setup.variables = {{"TERM", "xterm"}, {"NO_COLOR", ""}};
+    const Ending ending = Exchanged(Words{"open"} + kLock, 0, kAckData, setup).ending;
+    EXPECT_THAT(ending.output, StartsWith("ACK   open"));
+    EXPECT_EQ(ending.error, "");
+}
+
+TEST(MuxctlHelpTest, GoesToStandardOutput) {
+    for (const Words& arguments :
+         std::vector<Words>{{"--help"}, {"open", "--help"}, {"whitelist", "add", "-h"}, {"check-config", "--help"}}) {
+        const Ending ending = RunMuxctl(arguments);
+        EXPECT_EQ(ending.status, 0);
+        EXPECT_THAT(ending.output, HasSubstr("Usage: muxctl"));
+        EXPECT_EQ(ending.error, "");
+    }
+}
+
+}  // namespace
+}  // namespace Muxctl

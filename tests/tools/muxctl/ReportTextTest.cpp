@@ -1,0 +1,46 @@
+#include "tools/muxctl/ReportText.h"
+
+#include <gtest/gtest.h>
+
+namespace Muxctl {
+namespace {
+
+const Style kPlain(false);
+
+const ConfigurationReport kFine = {true, 1, 2, {}};
+const ConfigurationReport kOneWarning = {true, 2, 1, {{Finding::Level::kWarning, "Gateways[0].Port", "is 0"}}};
+const ConfigurationReport kUnusable = {
+    false, 0, 0, {{Finding::Level::kError, "", "is no JSON"}, {Finding::Level::kWarning, "\"a\n\"", "is not known"}}};
+
+TEST(ReportTextTest, HasALineForEachFindingAndOneForTheWhole) {
+    EXPECT_EQ(ReportText(kFine, "mux.json", kPlain), "mux.json: fine: 1 gateway, 2 locks");
+    EXPECT_EQ(ReportText(kOneWarning, "mux.json", kPlain),
+              "mux.json: warning: Gateways[0].Port is 0\n"
+              "mux.json: usable, with 1 warning: 2 gateways, 1 lock");
+    EXPECT_EQ(ReportText(kUnusable, "mux.json", kPlain),
+              "mux.json: error: the document is no JSON\n"
+              "mux.json: warning: \"a?\" is not known\n"
+              "mux.json: unusable");
+}
+
+TEST(ReportTextTest, IsColouredOnRequest) {
+    const Style coloured(true);
+    EXPECT_EQ(ReportText(kFine, "m", coloured), "m: \033[1;32mfine\033[0m: 1 gateway, 2 locks");
+    EXPECT_EQ(ReportText(kOneWarning, "m", coloured),
+              "m: \033[1;33mwarning\033[0m: Gateways[0].Port is 0\n"
+              "m: \033[1;33musable\033[0m, with 1 warning: 2 gateways, 1 lock");
+    EXPECT_EQ(ReportText({false, 0, 0, {{Finding::Level::kError, "a", "b"}}}, "m", coloured),
+              "m: \033[1;31merror\033[0m: a b\n"
+              "m: \033[1;31munusable\033[0m");
+}
+
+TEST(ReportTextTest, IsJsonOnRequest) {
+    EXPECT_EQ(ReportJson(kFine, "mux.json"),
+              R"({"File":"mux.json","Usable":true,"Gateways":1,"Locks":2,"Findings":[]})");
+    EXPECT_EQ(ReportJson(kUnusable, "a\"b"), R"({"File":"a\"b","Usable":false,"Gateways":0,"Locks":0,"Findings":[)"
+                                             R"({"Level":"error","Where":"","Text":"is no JSON"},)"
+                                             R"({"Level":"warning","Where":"\"a\n\"","Text":"is not known"}]})");
+}
+
+}  // namespace
+}  // namespace Muxctl

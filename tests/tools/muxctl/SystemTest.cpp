@@ -1,0 +1,216 @@
+// muxctl with the real Mux and simulated gateways, and the two examples.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "tests/support/ReservedPort.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/system/support/MuxSystem.h"
+#include "tests/tools/muxctl/RunningProgram.h"
+
+namespace Muxctl {
+namespace {
+
+using SystemTest::ConfigurationWithGateway;
+using SystemTest::MuxProcess;
+using SystemTest::MuxSystem;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+using Words = std::vector<std::string>;
+
+const Words kLock = {"--gateway", "1", "--lock", "5"};
+
+Words WithPort(Words words, std::uint16_t port) {
+    words.insert(words.end(), {"--port", std::to_string(port)});
+    return words;
+}
+
+Words ForLock(Words words) {
+    words.insert(words.end(), kLock.begin(), kLock.end());
+    return words;
+}
+
+// What must come has much time, however busy the machine is.
+Ending RunWith(const MuxSystem& system, Words arguments, const std::string& timeout = "60") {
+    arguments.insert(arguments.end(), {"--timeout", timeout});
+    return RunMuxctl(WithPort(arguments, system.Port()));
+}
+
+bool IsOpen(MuxSystem& system) {
+    const auto lock = system.Gateway().FindLock(5);
+    return lock && lock->StateAt(Simulator::Lock::TimePoint::clock::now()) == Simulator::Lock::State::kOpen;
+}
+
+TEST(MuxctlSystemTest, OperatesALock) {
+    MuxSystem system;
+    const Ending status = RunWith(system, ForLock({"status"}));
+    EXPECT_EQ(status.status, 0) << status.error;
+    EXPECT_THAT(status.output, HasSubstr("      battery                 full\n"));
+
+    EXPECT_EQ(RunWith(system, ForLock({"open"})).status, 0);
+    EXPECT_TRUE(IsOpen(system));
+    EXPECT_EQ(RunWith(system, ForLock({"close"})).status, 0);
+    EXPECT_FALSE(IsOpen(system));
+}
+
+TEST(MuxctlSystemTest, ChangesAWhitelist) {
+    MuxSystem system;
+    const Words add = ForLock({"whitelist", "add", "--card", "04A1B2C3", "--uid", "--options", "1"});
+    EXPECT_EQ(RunWith(system, add).status, 0);
+    const Ending again = RunWith(system, add);
+    EXPECT_EQ(again.status, 1);
+    EXPECT_THAT(again.output, HasSubstr(": Already in whitelist. [error 2] ("));
+    EXPECT_EQ(RunWith(system, ForLock({"whitelist", "remove", "--card", "04A1B2C3", "--uid"})).status, 0);
+    EXPECT_EQ(RunWith(system, ForLock({"whitelist", "clear"})).status, 0);
+}
+
+TEST(MuxctlSystemTest, PrintsARefusal) {
+    MuxSystem system;
+    const Ending unknownGateway = RunWith(system, {"open", "--gateway", "9", "--lock", "5"});
+    EXPECT_EQ(unknownGateway.status, 1);
+    EXPECT_THAT(unknownGateway.output, StartsWith("NACK  open, gateway 9, lock 5: Error in request ("));
+    const Ending unknownLock = RunWith(system, {"open", "--gateway", "1", "--lock", "77"});
+    EXPECT_EQ(unknownLock.status, 1);
+    EXPECT_THAT(unknownLock.output, HasSubstr(": No route for device address 77 on gateway 1 ("));
+    EXPECT_EQ(RunWith(system, ForLock({"whitelist", "get"})).status, 1);
+    EXPECT_EQ(RunWith(system, ForLock({"access-allowed"})).status, 1);
+}
+
+TEST(MuxctlSystemTest, EndsWithTwoWhenTheGatewayIsSilent) {
+    MuxSystem system;
+    SystemTest::RunCommands(system.Gateway(), "fault silence");
+    const Ending ending = RunWith(system, ForLock({"status"}), "3");
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.error, HasSubstr("no answer"));
+}
+
+TEST(MuxctlSystemTest, SendsItsOwnText) {
+    MuxSystem system;
+    const Ending answered = RunWith(
+        system, {"send", R"({"MessageID":"mine","MessageCode":12,"Data":{"gatewayID":1,"lockID":5}})", "--json"});
+    EXPECT_EQ(answered.status, 0);
+    EXPECT_THAT(answered.output, HasSubstr(R"("MessageID":"mine","MessageCode":0,"Data":{"BatteryStatus":3)"));
+    EXPECT_EQ(RunWith(system, {"send", "no JSON"}, "2").status, 2);
+}
+
+TEST(MuxctlSystemTest, SeesWhetherTheMuxIsThere) {
+    MuxSystem system;
+    EXPECT_EQ(RunWith(system, {"health"}).status, 0);
+    system.Mux().Signal(SIGQUIT);
+    EXPECT_EQ(system.Mux().WaitForEnd(), "status 0");
+    EXPECT_EQ(RunWith(system, {"health"}).status, 2);
+}
+
+TEST(MuxctlSystemTest, SeesAMuxThatHangs) {
+    MuxSystem system;
+    system.Mux().Signal(SIGSTOP);
+    EXPECT_EQ(RunWith(system, {"health"}, "1").status, 2);
+    system.Mux().Signal(SIGCONT);
+    EXPECT_EQ(RunWith(system, {"health"}).status, 0);
+}
+
+TEST(MuxctlSystemTest, IsNotAnsweredOnAConfiguration) {
+    MuxSystem system;
+    const Testing::TemporaryFolder folder;
+    EXPECT_EQ(RunWith(system, {"configure", folder.Write("mux.json", R"({"Enabled":true})")}).status, 0);
+    EXPECT_TRUE(system.Mux().WaitFor("Configure via network message currently not supported."));
+}
+
+// A Mux that is started for a gateway, twice on the same port.
+class WatchSystemTest : public testing::Test {
+  protected:
+    WatchSystemTest() { gateway_.Start(); }
+
+    std::unique_ptr<MuxProcess> StartMux() {
+        const Words arguments = {"--port", "--port=" + std::to_string(port_.Number()), "--configFile",
+                                 folder_.Write("mux.json", ConfigurationWithGateway(gateway_.Port())), "--debug"};
+        auto mux = std::make_unique<MuxProcess>(arguments);
+        EXPECT_TRUE(mux->WaitFor("to state READY"));
+        return mux;
+    }
+
+    // Raises a card when the Mux has the watching client, and waits until that has printed it.
+    void ExpectCard(const MuxProcess& mux, const RunningProgram& watch, std::uint8_t card, const std::string& text) {
+        EXPECT_TRUE(mux.WaitFor("Client with FD "));
+        EXPECT_TRUE(gateway_.RaiseCard(5, {card}));
+        EXPECT_TRUE(watch.WaitForOutput("card at reader  gateway 1  lock 5  card " + text + "\n"))
+            << watch.Output() << watch.ErrorOutput();
+    }
+
+    Simulator::GatewaySimulator gateway_{{"127.0.0.1", 0, {5}}};
+    Testing::ReservedPort port_;
+    Testing::TemporaryFolder folder_;
+};
+
+TEST_F(WatchSystemTest, GoesOnWhenTheMuxGoesAwayAndComesBack) {
+    RunningProgram watch(MuxctlCommand(WithPort({"watch"}, port_.Number())));
+    EXPECT_TRUE(watch.WaitForErrorOutput("Connection refused; trying again every second\n"));
+    auto mux = StartMux();
+    ExpectCard(*mux, watch, 0x01, "01");
+    mux->Signal(SIGQUIT);
+    EXPECT_EQ(mux->WaitForEnd(), "status 0");
+    EXPECT_TRUE(watch.WaitForErrorOutput(" the connection"));
+    mux = StartMux();
+    ExpectCard(*mux, watch, 0x02, "02");
+}
+
+// Each of the examples opens a lock, prints the answer and waits for a card.
+void ExpectExample(const Words& command, MuxSystem& system, const std::string& answer, const std::string& event) {
+    RunningProgram example(command);
+    EXPECT_TRUE(example.WaitForOutput(answer)) << example.ErrorOutput();
+    EXPECT_TRUE(IsOpen(system));
+    EXPECT_TRUE(system.Gateway().RaiseCard(5, {0x04, 0xA1}));
+    EXPECT_EQ(example.WaitForExit(), 0) << example.ErrorOutput();
+    EXPECT_THAT(example.Output(), HasSubstr(event));
+}
+
+TEST(ExampleTest, InCppOpensALockAndPrintsACard) {
+    MuxSystem system;
+    ExpectExample({EXAMPLE_PROGRAM, "127.0.0.1", std::to_string(system.Port()), "1", "5"}, system,
+                  R"("MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})"
+                  "\n",
+                  "\nCard 04A1 at lock 5\n");
+}
+
+TEST(ExampleTest, InCppSaysThatItIsRefused) {
+    MuxSystem system;
+    const Ending ending = RunToEnd({EXAMPLE_PROGRAM, "127.0.0.1", std::to_string(system.Port()), "9"});
+    EXPECT_EQ(ending.status, 1);
+    EXPECT_EQ(ending.error, "Refused: Error in request\n");
+}
+
+Words PythonExample(const MuxSystem& system, const Words& more) {
+    Words command = WithPort({"python3", PYTHON_EXAMPLE}, system.Port());
+    command.insert(command.end(), more.begin(), more.end());
+    return command;
+}
+
+TEST(ExampleTest, InPythonOpensALockAndPrintsACard) {
+    MuxSystem system;
+    ExpectExample(PythonExample(system, ForLock({"--events", "1"})), system,
+                  "ACK {\"Success\": true, \"ErrorCode\": 0}\n",
+                  "card at reader {\"gatewayID\": 1, \"lockID\": 5, \"timestamp\": ");
+}
+
+TEST(ExampleTest, InPythonSaysThatItIsRefused) {
+    MuxSystem system;
+    const Ending ending = RunToEnd(PythonExample(system, {"--gateway", "9", "--lock", "5"}));
+    EXPECT_EQ(ending.status, 1) << ending.error;
+    EXPECT_EQ(ending.output, "NACK {\"ErrorCode\": 0, \"Message\": \"Error in request\"}\n");
+}
+
+TEST(ExampleTest, InPythonSaysThatNobodyIsThere) {
+    const Testing::ReservedPort port;
+    const Ending ending =
+        RunToEnd(WithPort({"python3", PYTHON_EXAMPLE, "--gateway", "1", "--lock", "5"}, port.Number()));
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.error, StartsWith("No answer from the Mux: "));
+}
+
+}  // namespace
+}  // namespace Muxctl

@@ -1,0 +1,48 @@
+#include "tools/client/Client.h"
+
+#include <utility>
+
+#include "tools/client/Connection.h"
+#include "tools/client/Packet.h"
+
+namespace MuxClient {
+
+Client::Client(const MuxAddress& address, std::chrono::milliseconds timeout)
+    : connection_(std::make_unique<Connection>(address, timeout)) {}
+
+Client::~Client() = default;
+
+void Client::OnEvent(EventHandler handler) {
+    connection_->OnEvent(std::move(handler));
+}
+
+void Client::Send(const Request& request, AnswerHandler handler, std::chrono::milliseconds timeout) {
+    std::string packet = BuildPacket(request.text);
+    connection_->Expect(request.id, std::move(handler), timeout);
+    connection_->Send(std::move(packet));
+}
+
+void Client::SendOnly(const Request& request, std::chrono::milliseconds timeout) {
+    connection_->Send(BuildPacket(request.text));
+    connection_->Flush(timeout);
+}
+
+bool Client::Wait(std::chrono::milliseconds duration) {
+    return connection_->Wait(duration);
+}
+
+std::optional<Message> Client::Ask(const Request& request, std::chrono::milliseconds timeout) {
+    bool done = false;
+    std::optional<Message> answer;
+    const auto keep = [&](const std::optional<Message>& received) {
+        answer = received;
+        done = true;
+    };
+    Send(request, keep, timeout);
+    while (!done) {
+        connection_->Wait(timeout);
+    }
+    return answer;
+}
+
+}  // namespace MuxClient

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/client/Errors.h"
+#include "tools/client/Message.h"
+#include "tools/client/Request.h"
+
+namespace MuxClient {
+
+// Where the Mux listens.
+struct MuxAddress {
+    // A name or an address.
+    std::string host = "127.0.0.1";
+    std::uint16_t port = 5555;
+};
+
+constexpr std::chrono::milliseconds kDefaultTimeout{5000};
+
+// A connection to the Mux: sends requests, finds the answer to each by its identifier, and hands out the events that
+// the Mux sends to all its clients.
+//
+//     MuxClient::Client client({"127.0.0.1", 5555});
+//     client.OnEvent([](const MuxClient::Message& event) { ... });
+//     const auto answer = client.Ask(MuxClient::Request::Open({1, 5}));
+//     if (answer && answer->IsAck()) { ... }
+//
+// A gateway gets one frame in 300 ms and answers a little later. Of requests that reach it within one such period it
+// accepts only the first, so ask it the next thing when it has answered the last one.
+//
+// For one thread at a time; there is none inside. Handlers run on the thread that is in Ask() or Wait(), and may call
+// Send() and OnEvent() but not Ask() or Wait(). What a handler throws comes out of the call in which it ran.
+class Client {
+  public:
+    using EventHandler = std::function<void(const Message& event)>;
+    // Gets nothing when the time was over first.
+    using AnswerHandler = std::function<void(const std::optional<Message>& answer)>;
+
+    // Connects. Throws ConnectionError when that fails or takes longer than the time-out; only the look-up of a name
+    // may take longer.
+    explicit Client(const MuxAddress& address, std::chrono::milliseconds timeout = kDefaultTimeout);
+    // Closes the connection. Handlers that still wait are not called.
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    // Sets who gets the events; without it they are dropped.
+    void OnEvent(EventHandler handler);
+
+    // Sends a request and calls the handler, from within Wait() or Ask(), with its answer or when the time is over.
+    // An answer that comes later is dropped. Throws std::length_error when the text does not fit a packet, and
+    // std::invalid_argument when a request with that identifier waits already.
+    void Send(const Request& request, AnswerHandler handler, std::chrono::milliseconds timeout = kDefaultTimeout);
+
+    // Sends a request for which no answer is expected; one that comes is dropped. Throws std::length_error as above.
+    // Returns when the system has the bytes, or throws ConnectionError when it does not take them within the time.
+    void SendOnly(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
+
+    // Waits until at least one handler was called, at most for this time; returns whether one was. Throws
+    // ConnectionError when the Mux has closed the connection, and ProtocolError when what came is not from a Mux; the
+    // client is of no use then. What came before is handed out before.
+    bool Wait(std::chrono::milliseconds duration);
+
+    // Sends a request and waits for its answer; nothing when the time is over first. Throws as Send() and Wait() do.
+    std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
+
+  private:
+    class Connection;
+    std::unique_ptr<Connection> connection_;
+};
+
+}  // namespace MuxClient

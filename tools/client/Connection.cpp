@@ -1,0 +1,196 @@
+#include "tools/client/Connection.h"
+
+#include <netinet/tcp.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace MuxClient {
+namespace {
+
+using asio::ip::tcp;
+
+// With these a host that is gone without a word is noticed within half a minute.
+constexpr int kSecondsUntilKeepAlive = 15;
+constexpr int kSecondsBetweenKeepAlives = 5;
+constexpr int kUnansweredKeepAlives = 3;
+
+template <int Name>
+using TcpOption = asio::detail::socket_option::integer<IPPROTO_TCP, Name>;
+
+std::string NameOf(const MuxAddress& address) {
+    const bool isVersionSix = address.host.find(':') != std::string::npos;
+    return (isVersionSix ? "[" + address.host + "]" : address.host) + ":" + std::to_string(address.port);
+}
+
+ConnectionError CannotConnect(const std::string& name, const std::string& reason) {
+    return ConnectionError("cannot connect to " + name + ": " + reason);
+}
+
+}  // namespace
+
+Client::Connection::Connection(const MuxAddress& address, std::chrono::milliseconds timeout) : name_(NameOf(address)) {
+    Connect(address, timeout);
+    NoticeDeadPeers();
+    StartReceiving();
+}
+
+void Client::Connection::Connect(const MuxAddress& address, std::chrono::milliseconds timeout) {
+    asio::error_code error;
+    const auto endpoints = tcp::resolver(loop_).resolve(address.host, std::to_string(address.port), error);
+    if (error) {
+        throw CannotConnect(name_, error.message());
+    }
+    std::optional<asio::error_code> result;
+    asio::async_connect(socket_, endpoints,
+                        [&](const asio::error_code& outcome, const tcp::endpoint&) { result = outcome; });
+    loop_.run_for(timeout);
+    if (!result) {
+        throw CannotConnect(name_, "no connection within " + std::to_string(timeout.count()) + " ms");
+    }
+    if (*result) {
+        throw CannotConnect(name_, result->message());
+    }
+    loop_.restart();
+}
+
+void Client::Connection::NoticeDeadPeers() {
+    asio::error_code ignored;
+    socket_.set_option(tcp::no_delay(true), ignored);
+    socket_.set_option(asio::socket_base::keep_alive(true), ignored);
+    socket_.set_option(TcpOption<TCP_KEEPIDLE>(kSecondsUntilKeepAlive), ignored);
+    socket_.set_option(TcpOption<TCP_KEEPINTVL>(kSecondsBetweenKeepAlives), ignored);
+    socket_.set_option(TcpOption<TCP_KEEPCNT>(kUnansweredKeepAlives), ignored);
+}
+
+void Client::Connection::Expect(const std::string& id, AnswerHandler handler, std::chrono::milliseconds timeout) {
+    const Waiting request = {std::move(handler), Clock::now() + timeout};
+    if (!waiting_.emplace(id, request).second) {
+        throw std::invalid_argument("a request with the identifier \"" + id + "\" waits already");
+    }
+}
+
+void Client::Connection::Send(std::string packet) {
+    outbox_.push_back(std::move(packet));
+    if (outbox_.size() == 1) {
+        StartSending();
+    }
+}
+
+void Client::Connection::Flush(std::chrono::milliseconds timeout) {
+    const Clock::time_point end = Clock::now() + timeout;
+    while (!outbox_.empty()) {
+        if (!RunLoop(end)) {
+            throw ConnectionError(name_ + " does not take what is sent");
+        }
+    }
+}
+
+bool Client::Connection::Wait(std::chrono::milliseconds duration) {
+    const Clock::time_point end = Clock::now() + duration;
+    for (;;) {
+        if (DeliverMessage() || DeliverTimeout()) {
+            return true;
+        }
+        const auto next = NextToExpire();
+        const bool expiresBefore = next != waiting_.end() && next->second.deadline < end;
+        if (!RunLoop(expiresBefore ? next->second.deadline : end) && !expiresBefore) {
+            return false;
+        }
+    }
+}
+
+bool Client::Connection::RunLoop(Clock::time_point end) {
+    if (failure_ != nullptr) {
+        std::rethrow_exception(failure_);
+    }
+    return loop_.run_one_until(end) > 0;
+}
+
+void Client::Connection::StartReceiving() {
+    socket_.async_read_some(asio::buffer(chunk_),
+                            [this](const asio::error_code& error, std::size_t count) { OnReceived(error, count); });
+}
+
+void Client::Connection::OnReceived(const asio::error_code& error, std::size_t count) {
+    if (error) {
+        Fail(error);
+        return;
+    }
+    try {
+        cutter_.Add({chunk_.data(), count});
+        while (const std::optional<std::string> text = cutter_.Next()) {
+            received_.push_back(ParseMessage(*text));
+        }
+        StartReceiving();
+    } catch (const ProtocolError& protocolError) {
+        failure_ = std::make_exception_ptr(ProtocolError(name_ + " is no Mux: " + protocolError.what()));
+    }
+}
+
+void Client::Connection::StartSending() {
+    asio::async_write(socket_, asio::buffer(outbox_.front()),
+                      [this](const asio::error_code& error, std::size_t) { OnSent(error); });
+}
+
+void Client::Connection::OnSent(const asio::error_code& error) {
+    if (error) {
+        Fail(error);
+        return;
+    }
+    outbox_.pop_front();
+    if (!outbox_.empty()) {
+        StartSending();
+    }
+}
+
+void Client::Connection::Fail(const asio::error_code& error) {
+    const std::string reason = error == asio::error::eof ? "" : ": " + error.message();
+    failure_ = std::make_exception_ptr(ConnectionError(name_ + " has closed the connection" + reason));
+}
+
+bool Client::Connection::DeliverMessage() {
+    bool delivered = false;
+    while (!delivered && !received_.empty()) {
+        const Message message = std::move(received_.front());
+        received_.pop_front();
+        delivered = Deliver(message);
+    }
+    return delivered;
+}
+
+bool Client::Connection::Deliver(const Message& message) {
+    if (message.IsEvent()) {
+        // A copy, because the handler may set another one.
+        const EventHandler handler = onEvent_;
+        if (handler) {
+            handler(message);
+        }
+        return handler != nullptr;
+    }
+    auto request = waiting_.extract(message.id);
+    if (request.empty()) {
+        return false;
+    }
+    request.mapped().handler(message);
+    return true;
+}
+
+bool Client::Connection::DeliverTimeout() {
+    const auto next = NextToExpire();
+    if (next == waiting_.end() || next->second.deadline > Clock::now()) {
+        return false;
+    }
+    const auto request = waiting_.extract(next);
+    request.mapped().handler(std::nullopt);
+    return true;
+}
+
+Client::Connection::WaitingRequests::iterator Client::Connection::NextToExpire() {
+    return std::min_element(waiting_.begin(), waiting_.end(), [](const auto& left, const auto& right) {
+        return left.second.deadline < right.second.deadline;
+    });
+}
+
+}  // namespace MuxClient

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <array>
+#include <asio.hpp>
+#include <chrono>
+#include <deque>
+#include <exception>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "tools/client/Client.h"
+#include "tools/client/TextCutter.h"
+
+namespace MuxClient {
+
+// What is behind a Client. Not for users of the library.
+//
+// The loop runs only within the methods. Its handlers move bytes and nothing else; users' handlers are called outside
+// of them, so that what these throw leaves nothing half done.
+class Client::Connection {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    Connection(const MuxAddress& address, std::chrono::milliseconds timeout);
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    void OnEvent(EventHandler handler) { onEvent_ = std::move(handler); }
+    void Expect(const std::string& id, AnswerHandler handler, std::chrono::milliseconds timeout);
+    // Takes a packet to be sent by the loop.
+    void Send(std::string packet);
+    // Runs the loop until all packets are out.
+    void Flush(std::chrono::milliseconds timeout);
+    bool Wait(std::chrono::milliseconds duration);
+
+  private:
+    struct Waiting {
+        AnswerHandler handler;
+        Clock::time_point deadline;
+    };
+    using WaitingRequests = std::map<std::string, Waiting>;
+
+    void Connect(const MuxAddress& address, std::chrono::milliseconds timeout);
+    void NoticeDeadPeers();
+    void StartReceiving();
+    void OnReceived(const asio::error_code& error, std::size_t count);
+    void StartSending();
+    void OnSent(const asio::error_code& error);
+    void Fail(const asio::error_code& error);
+
+    // Runs one handler of the loop; false when there was none until then. Throws when the connection has failed.
+    bool RunLoop(Clock::time_point end);
+    // Hand out one message, or the end of one request's time; false when nobody was called.
+    bool DeliverMessage();
+    bool Deliver(const Message& message);
+    bool DeliverTimeout();
+    WaitingRequests::iterator NextToExpire();
+
+    std::string name_;
+    asio::io_context loop_{1};
+    asio::ip::tcp::socket socket_{loop_};
+    std::array<char, 16384> chunk_ = {};
+    TextCutter cutter_;
+    std::deque<Message> received_;
+    std::deque<std::string> outbox_;
+    // Why the connection is of no use any more.
+    std::exception_ptr failure_;
+    EventHandler onEvent_;
+    WaitingRequests waiting_;
+};
+
+}  // namespace MuxClient

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace MuxClient {
+
+// There is no connection to the Mux, or none any more. `what()` is a sentence for people.
+class ConnectionError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// What came from the other side is not what a Mux sends. `what()` is a sentence for people.
+class ProtocolError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace MuxClient

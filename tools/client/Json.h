@@ -1,0 +1,36 @@
+#pragma once
+
+// The library's own door to rapidjson, for its source files only; no public header includes it.
+//
+// A program may use rapidjson itself, with other settings than ours, and the linker keeps only one copy of each
+// inline function. So ours are in a namespace of their own.
+#define RAPIDJSON_NAMESPACE MuxClient::Json
+#define RAPIDJSON_NAMESPACE_BEGIN namespace MuxClient::Json {
+#define RAPIDJSON_NAMESPACE_END }
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace MuxClient::Json {
+
+// Whether `text` is one JSON value with nothing but white space around it; the document is that value then. A number
+// that is no signed 64-bit integer is null in it: messages have no other numbers, and the library's conversion of them
+// overflows with exponents of ten digits. Costs no more stack however deep the text nests.
+bool Parse(std::string_view text, Document& document);
+
+// The member of `object` with this name, null when there is none. `object` must be an object.
+const Value* Find(const Value& object, const char* name);
+
+// Members that may be missing or of another type; nothing then. `object` must be an object.
+std::optional<std::string> TextIn(const Value& object, const char* name);
+std::optional<std::int32_t> IntegerIn(const Value& object, const char* name);
+std::optional<std::int64_t> LongIntegerIn(const Value& object, const char* name);
+std::optional<bool> FlagIn(const Value& object, const char* name);
+
+}  // namespace MuxClient::Json

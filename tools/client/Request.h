@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/client/MessageCode.h"
+
+namespace MuxClient {
+
+// A lock, as the Mux's configuration names it: the gateway's ID and the lock's device address.
+struct LockAddress {
+    std::int32_t gateway = 0;
+    std::int32_t lock = 0;
+};
+
+// Why a lock is to do something: somebody wants it, or a card-reader event is answered with it.
+enum class Occasion { kCommand, kEvent };
+
+// A card in a whitelist request.
+struct Card {
+    // Bytes in hexadecimal, as a card-reader event has them: "04A1B2C3".
+    std::string data;
+    // Whether the data is the card's UID, which has at most 10 bytes.
+    bool isUid = false;
+    // The gateway takes the low 8 bits. The Mux sends 0 with a UID.
+    std::uint32_t setupNumber = 0;
+    // With an added card the gateway gets 1 when this is not 0.
+    std::uint32_t options = 0;
+};
+
+// A request for the Mux, ready to be sent: its JSON text and the identifier that the answer repeats.
+//
+// The functions that make one give it a new identifier and the present time:
+//
+//     {"Timestamp":1700000000,"MessageID":"1b4e28ba-...","MessageCode":10,"Data":{"gatewayID":1,"lockID":5}}
+//
+// A value; copies are independent. Any thread may call the functions.
+struct Request {
+    std::string id;
+    std::string text;
+
+    static Request Open(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
+    static Request Close(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
+    // Opens and closes again after `duration`, of which the gateway gets the low 8 bits, and 1 for 0.
+    static Request OpenAndClose(const LockAddress& lock, std::uint32_t duration,
+                                Occasion occasion = Occasion::kCommand);
+    static Request DenyAccess(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
+    static Request Status(const LockAddress& lock);
+
+    static Request AddToWhitelist(const LockAddress& lock, const Card& card);
+    static Request RemoveFromWhitelist(const LockAddress& lock, const Card& card);
+    static Request ClearWhitelist(const LockAddress& lock);
+    static Request EnableWhitelist(const LockAddress& lock);
+    static Request DisableWhitelist(const LockAddress& lock);
+
+    // These two are always refused with a NACK by the Mux itself, without any gateway.
+    static Request GetWhitelist(const LockAddress& lock);
+    static Request AllowAccess(const LockAddress& lock);
+
+    // A configuration, a JSON object as text. The Mux writes a log line and does not answer. Throws
+    // std::invalid_argument when the text is no JSON object.
+    static Request Configure(const std::string& configuration);
+
+    // A text of one's own, sent as it is; it need not even be JSON. The identifier is its "MessageID", and empty when
+    // there is none: the Mux answers such a request with an empty identifier.
+    static Request FromText(const std::string& text);
+};
+
+}  // namespace MuxClient

@@ -1,0 +1,132 @@
+#include "tools/muxctl/AnswerText.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <ctime>
+#include <vector>
+
+#include "tools/muxctl/Seconds.h"
+
+namespace Muxctl {
+namespace {
+
+using MuxClient::LockStatus;
+using MuxClient::Message;
+using MuxClient::MessageCode;
+
+constexpr std::size_t kLabelWidth = 22;
+constexpr const char* kIndentation = "      ";
+
+constexpr std::array kBatteryTexts = {"not available", "resistance too high", "medium", "full"};
+constexpr std::array kBatteryLevelTexts = {"below 80 %", "80 % or more", "90 % or more", "95 % or more"};
+
+// The number itself when there is no text for it.
+template <std::size_t Size>
+std::string TextFor(std::int32_t number, const std::array<const char*, Size>& texts) {
+    const bool isKnown = number >= 0 && static_cast<std::size_t>(number) < Size;
+    return isKnown ? texts.at(static_cast<std::size_t>(number)) : std::to_string(number);
+}
+
+std::string YesOrNo(bool flag) {
+    return flag ? "yes" : "no";
+}
+
+std::string Padded(std::string text, std::size_t width) {
+    text.resize(std::max(text.size(), width), ' ');
+    return text;
+}
+
+std::string StatusText(const LockStatus& status) {
+    const std::vector<std::pair<const char*, std::string>> rows = {
+        {"battery", TextFor(status.batteryStatus, kBatteryTexts)},
+        {"battery level", TextFor(status.qualityOfService, kBatteryLevelTexts)},
+        {"battery warning", YesOrNo(status.batteryWarningLevel)},
+        {"battery alarm", YesOrNo(status.batteryAlarmLevel)},
+        {"mechanical active", YesOrNo(status.mechanicalActive)},
+        {"reader connected", YesOrNo(status.readerConnected)},
+        {"Scandinavian fire mode", YesOrNo(status.scandinavianFireMode)},
+    };
+    std::string text;
+    for (const auto& [label, value] : rows) {
+        text.append("\n").append(kIndentation).append(Padded(label, kLabelWidth)).append("  ").append(value);
+    }
+    return text;
+}
+
+// Reasons may end in a blank; a gateway's result 5 has none at all.
+std::string ReasonText(const MuxClient::Refusal& refusal) {
+    std::string reason = Printable(refusal.message);
+    reason.erase(reason.find_last_not_of(' ') + 1);
+    if (reason.empty()) {
+        reason = "no reason given";
+    }
+    return refusal.errorCode == 0 ? reason : reason + " [error " + std::to_string(refusal.errorCode) + "]";
+}
+
+std::string LocalTimeText(std::int64_t timestamp) {
+    const std::time_t time = timestamp;
+    std::tm local = {};
+    localtime_r(&time, &local);
+    std::array<char, 64> text = {};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
+}
+
+std::string EventName(MessageCode code) {
+    switch (code) {
+        case MessageCode::kAccessAllowed:
+            return "access allowed";
+        case MessageCode::kCardReader:
+            return "card at reader";
+        default:
+            return "information   ";
+    }
+}
+
+// The bytes as characters when all of them are digits, as those of a PIN are; empty otherwise.
+std::string DigitsIn(const std::string& hex) {
+    std::string digits;
+    for (std::size_t index = 0; index + 1 < hex.size(); index += 2) {
+        if (hex.at(index) != '3' || std::isdigit(static_cast<unsigned char>(hex.at(index + 1))) == 0) {
+            return "";
+        }
+        digits += hex.at(index + 1);
+    }
+    return digits;
+}
+
+std::string DataText(MessageCode code, const std::string& data) {
+    if (code != MessageCode::kInfo) {
+        return "card " + Printable(data);
+    }
+    const std::string digits = DigitsIn(data);
+    return "data " + Printable(data) + (digits.empty() ? "" : " (" + digits + ")");
+}
+
+}  // namespace
+
+std::string AnswerText(const Message& answer, const std::string& request, std::chrono::milliseconds elapsed,
+                       const Style& style) {
+    const std::string result =
+        answer.IsAck() ? style.Paint(Colour::kGreen, "ACK") + "   " : style.Paint(Colour::kRed, "NACK") + "  ";
+    const std::string reason = answer.refusal ? ": " + ReasonText(*answer.refusal) : "";
+    const std::string status = answer.status ? StatusText(*answer.status) : "";
+    return result + Printable(request) + reason + " (" + SecondsText(elapsed) + ")" + status;
+}
+
+std::string EventText(const Message& event, const Style& style) {
+    const MuxClient::CardEvent card = event.event.value_or(MuxClient::CardEvent());
+    return LocalTimeText(event.timestamp) + "  " + style.Paint(Colour::kCyan, EventName(event.code)) + "  gateway " +
+           std::to_string(card.gateway) + "  lock " + std::to_string(card.lock) + "  " +
+           DataText(event.code, card.data);
+}
+
+std::string JsonLine(const Message& message) {
+    std::string line = message.text;
+    // Within a string JSON has no bare line breaks.
+    std::replace_if(
+        line.begin(), line.end(), [](char character) { return character == '\n' || character == '\r'; }, ' ');
+    return line;
+}
+
+}  // namespace Muxctl

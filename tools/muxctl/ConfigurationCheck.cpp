@@ -1,0 +1,79 @@
+#include "tools/muxctl/ConfigurationCheck.h"
+
+#include <algorithm>
+
+#include "diagnostics/JsonReading.h"
+#include "mux/configuration/MuxConfigurationParser.h"
+#include "tools/muxctl/ConfigurationShape.h"
+#include "tools/muxctl/ConfigurationValues.h"
+#include "tools/muxctl/JsonFault.h"
+#include "tools/muxctl/ParserTrial.h"
+
+namespace Muxctl {
+namespace {
+
+Findings ShapeOf(const std::string& text) {
+    rapidjson::Document document;
+    Diagnostics::ParseJson(text, document);
+    return CheckShape(document);
+}
+
+bool HasError(const Findings& findings) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [](const Finding& finding) { return finding.level == Finding::Level::kError; });
+}
+
+void AddNew(const Findings& more, Findings& findings) {
+    const Findings known = findings;
+    for (const Finding& finding : more) {
+        const auto isOfSame = [&](const Finding& other) { return other.where == finding.where; };
+        if (std::none_of(known.begin(), known.end(), isOfSame)) {
+            findings.push_back(finding);
+        }
+    }
+}
+
+ConfigurationReport ReportNotJson(const std::string& text) {
+    ConfigurationReport report;
+    report.findings = {{Finding::Level::kError, "", JsonFaultText(text)}};
+    return report;
+}
+
+ConfigurationReport ReportEnd(const std::string& text) {
+    ConfigurationReport report;
+    report.findings = ShapeOf(text);
+    if (!HasError(report.findings)) {
+        report.findings.push_back({Finding::Level::kError, "", "ends the Mux's parser"});
+    }
+    return report;
+}
+
+ConfigurationReport ReportParsed(const std::string& text) {
+    Mux::Configuration::MuxConfigurationData configuration;
+    Mux::Configuration::MuxConfigurationParser().ParseText(text, configuration);
+    ConfigurationReport report;
+    report.isUsable = true;
+    report.gatewayCount = configuration.gateways.size();
+    for (const auto& gateway : configuration.gateways) {
+        report.lockCount += gateway.devices.size();
+    }
+    report.findings = ShapeOf(text);
+    AddNew(CheckValues(configuration), report.findings);
+    return report;
+}
+
+}  // namespace
+
+ConfigurationReport CheckConfiguration(const std::string& text) {
+    switch (TryParser(text)) {
+        case ParserOutcome::kNotJson:
+            return ReportNotJson(text);
+        case ParserOutcome::kEndsProcess:
+            return ReportEnd(text);
+        case ParserOutcome::kParsed:
+            break;
+    }
+    return ReportParsed(text);
+}
+
+}  // namespace Muxctl

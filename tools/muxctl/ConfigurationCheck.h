@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "tools/muxctl/Finding.h"
+
+namespace Muxctl {
+
+// What is to be said of a configuration.
+struct ConfigurationReport {
+    // Whether the Mux starts with it; when it does not, at least one finding is an error.
+    bool isUsable = false;
+    // Only of one that is usable.
+    std::size_t gatewayCount = 0;
+    std::size_t lockCount = 0;
+    Findings findings;
+};
+
+// Looks at the text of a configuration file in every respect: whether the Mux's own parser takes it, its shape and its
+// values. A value of which the shape has been found wrong is not commented on again. Throws std::system_error when
+// there can be no child process; call it while the process has no other thread.
+ConfigurationReport CheckConfiguration(const std::string& text);
+
+}  // namespace Muxctl

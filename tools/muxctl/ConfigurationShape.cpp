@@ -1,0 +1,175 @@
+#include "tools/muxctl/ConfigurationShape.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace Muxctl {
+namespace {
+
+using rapidjson::Value;
+
+enum class Kind { kFlag, kInteger, kText, kList };
+
+struct MemberShape {
+    const char* key;
+    Kind kind;
+    bool isRequired;
+    // What each element of a list has; null for what is no list.
+    const std::vector<MemberShape>* element;
+};
+
+using ObjectShape = std::vector<MemberShape>;
+
+// Of what is not required the Mux makes nothing. A missing "Enabled", "IpAddress" or "Port" shows in its value.
+const ObjectShape kDeviceShape = {
+    {"Name", Kind::kText, false, nullptr},
+    {"ID", Kind::kInteger, true, nullptr},
+};
+
+const ObjectShape kGatewayShape = {
+    {"ID", Kind::kInteger, true, nullptr},          {"Description", Kind::kText, false, nullptr},
+    {"IpAddress", Kind::kText, false, nullptr},     {"Port", Kind::kInteger, false, nullptr},
+    {"Devices", Kind::kList, false, &kDeviceShape},
+};
+
+const ObjectShape kConfigurationShape = {
+    {"Enabled", Kind::kFlag, false, nullptr},
+    {"Gateways", Kind::kList, false, &kGatewayShape},
+};
+
+const char* NameOf(Kind kind) {
+    switch (kind) {
+        case Kind::kFlag:
+            return "true or false";
+        case Kind::kInteger:
+            return "an integer";
+        case Kind::kText:
+            return "a string";
+        case Kind::kList:
+            break;
+    }
+    return "an array";
+}
+
+// What the Mux takes in place of a value of another type.
+const char* DefaultOf(Kind kind) {
+    switch (kind) {
+        case Kind::kFlag:
+            return "false";
+        case Kind::kInteger:
+            return "0";
+        case Kind::kText:
+            return "an empty string";
+        case Kind::kList:
+            break;
+    }
+    return "an empty array";
+}
+
+const char* NameOf(const Value& value) {
+    constexpr const char* kNames[] = {"null", "false", "true", "an object", "an array", "a string", "a number"};
+    return kNames[value.GetType()];
+}
+
+bool HasKind(const Value& value, Kind kind) {
+    switch (kind) {
+        case Kind::kFlag:
+            return value.IsBool();
+        case Kind::kInteger:
+            return value.IsNumber();
+        case Kind::kText:
+            return value.IsString();
+        case Kind::kList:
+            break;
+    }
+    return value.IsArray();
+}
+
+std::string TextOf(const Value& text) {
+    return {text.GetString(), text.GetStringLength()};
+}
+
+class ShapeCheck {
+  public:
+    Findings Run(const Value& document) {
+        if (document.IsObject()) {
+            CheckObject(document, kConfigurationShape, "");
+        } else {
+            Warn("", std::string("is ") + NameOf(document) + " and no object, so nothing is configured");
+        }
+        return std::move(findings_);
+    }
+
+  private:
+    void Warn(const std::string& where, const std::string& text) {
+        findings_.push_back({Finding::Level::kWarning, where, text});
+    }
+    void Refuse(const std::string& where, const std::string& text) {
+        findings_.push_back({Finding::Level::kError, where, text + ", which ends the Mux"});
+    }
+
+    void CheckObject(const Value& object, const ObjectShape& shape, const std::string& prefix) {
+        CheckKeys(object, shape, prefix);
+        for (const MemberShape& member : shape) {
+            const auto found = object.FindMember(member.key);
+            if (found != object.MemberEnd()) {
+                CheckMember(found->value, member, prefix + member.key);
+            } else if (member.isRequired) {
+                Warn(prefix + member.key, std::string("is missing, so the Mux takes ") + DefaultOf(member.kind));
+            }
+        }
+    }
+
+    void CheckKeys(const Value& object, const ObjectShape& shape, const std::string& prefix) {
+        for (auto member = object.MemberBegin(); member != object.MemberEnd(); ++member) {
+            const std::string key = TextOf(member->name);
+            const auto isKey = [&](const MemberShape& known) { return key == known.key; };
+            if (std::none_of(shape.begin(), shape.end(), isKey)) {
+                Warn(prefix + key, "is not known and ignored" + SuggestionFor(key, shape));
+            } else if (object.FindMember(member->name) != member) {
+                Warn(prefix + key, "stands here more than once; the Mux takes the first");
+            }
+        }
+    }
+
+    static std::string SuggestionFor(const std::string& key, const ObjectShape& shape) {
+        const auto found = std::find_if(shape.begin(), shape.end(), [&](const MemberShape& known) {
+            return strcasecmp(key.c_str(), known.key) == 0;
+        });
+        return found == shape.end() ? "" : std::string("; it is written \"") + found->key + "\"";
+    }
+
+    void CheckMember(const Value& value, const MemberShape& member, const std::string& where) {
+        if (!HasKind(value, member.kind)) {
+            Warn(where, std::string("is ") + NameOf(value) + " and not " + NameOf(member.kind) + ", so the Mux takes " +
+                            DefaultOf(member.kind));
+        } else if (member.kind == Kind::kInteger && !value.IsInt()) {
+            Refuse(where, "is a number but no integer of 32 bits");
+        } else if (member.kind == Kind::kList) {
+            CheckElements(value, *member.element, where);
+        }
+    }
+
+    void CheckElements(const Value& list, const ObjectShape& shape, const std::string& where) {
+        for (rapidjson::SizeType index = 0; index < list.Size(); ++index) {
+            const std::string element = where + "[" + std::to_string(index) + "]";
+            if (list[index].IsObject()) {
+                CheckObject(list[index], shape, element + ".");
+            } else {
+                Refuse(element, std::string("is ") + NameOf(list[index]) + " and no object");
+            }
+        }
+    }
+
+    Findings findings_;
+};
+
+}  // namespace
+
+Findings CheckShape(const Value& document) {
+    return ShapeCheck().Run(document);
+}
+
+}  // namespace Muxctl

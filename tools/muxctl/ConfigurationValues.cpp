@@ -1,0 +1,114 @@
+#include "tools/muxctl/ConfigurationValues.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Muxctl {
+namespace {
+
+using Mux::Configuration::DeviceConfiguration;
+using Mux::Configuration::GatewayConfiguration;
+using Mux::Configuration::MuxConfigurationData;
+
+constexpr std::int32_t kLargestPort = 65535;
+constexpr std::int32_t kLargestIdInEvents = 65535;
+
+std::string ElementName(const std::string& list, std::size_t index) {
+    return list + "[" + std::to_string(index) + "]";
+}
+
+// How many elements stand before the first one that is like the one at `index`; `index` itself when that is the first.
+template <typename Record, typename IsLike>
+std::size_t FirstLike(const std::vector<Record>& records, std::size_t index, IsLike isLike) {
+    const auto found = std::find_if(records.begin(), records.end(),
+                                    [&](const Record& record) { return isLike(record, records.at(index)); });
+    return static_cast<std::size_t>(found - records.begin());
+}
+
+bool HaveSameId(const GatewayConfiguration& left, const GatewayConfiguration& right) {
+    return left.id == right.id;
+}
+
+bool AreSameDevice(const DeviceConfiguration& left, const DeviceConfiguration& right) {
+    return left.id == right.id;
+}
+
+bool HaveSameAddress(const GatewayConfiguration& left, const GatewayConfiguration& right) {
+    return left.ipAddress == right.ipAddress && left.port == right.port;
+}
+
+class ValueCheck {
+  public:
+    explicit ValueCheck(const MuxConfigurationData& configuration) : configuration_(configuration) {}
+
+    Findings Run() {
+        if (!configuration_.enabled) {
+            Warn("Enabled", "is not true, so the Mux connects to no gateway and refuses every request");
+        }
+        if (configuration_.gateways.empty()) {
+            Warn("Gateways", "has no gateway, so the Mux refuses every request");
+        }
+        for (std::size_t index = 0; index < configuration_.gateways.size(); ++index) {
+            CheckGateway(index);
+        }
+        return std::move(findings_);
+    }
+
+  private:
+    void Warn(const std::string& where, const std::string& text) {
+        findings_.push_back({Finding::Level::kWarning, where, text});
+    }
+
+    void CheckGateway(std::size_t index) {
+        const GatewayConfiguration& gateway = configuration_.gateways.at(index);
+        const std::string name = ElementName("Gateways", index);
+        if (gateway.ipAddress.empty()) {
+            Warn(name + ".IpAddress", "is empty, so the Mux cannot connect to this gateway");
+        }
+        if (gateway.port < 1 || gateway.port > kLargestPort) {
+            Warn(name + ".Port", "is " + std::to_string(gateway.port) + ", which is no TCP port");
+        }
+        CheckAgainstOthers(index, name);
+        for (std::size_t device = 0; device < gateway.devices.size(); ++device) {
+            CheckDevice(gateway.devices, device, name);
+        }
+    }
+
+    void CheckAgainstOthers(std::size_t index, const std::string& name) {
+        const std::vector<GatewayConfiguration>& gateways = configuration_.gateways;
+        const std::size_t sameId = FirstLike(gateways, index, HaveSameId);
+        if (sameId != index) {
+            Warn(name + ".ID", "is " + std::to_string(gateways.at(index).id) + " as in " +
+                                   ElementName("Gateways", sameId) + ", which gets all requests for it");
+        }
+        const std::size_t sameAddress = FirstLike(gateways, index, HaveSameAddress);
+        if (sameAddress != index && !gateways.at(index).ipAddress.empty()) {
+            Warn(name, "has the address and port of " + ElementName("Gateways", sameAddress));
+        }
+    }
+
+    void CheckDevice(const std::vector<DeviceConfiguration>& devices, std::size_t index, const std::string& gateway) {
+        const std::int32_t id = devices.at(index).id;
+        const std::string name = gateway + "." + ElementName("Devices", index) + ".ID";
+        const std::size_t same = FirstLike(devices, index, AreSameDevice);
+        if (same != index) {
+            Warn(name, "is " + std::to_string(id) + " as in " + ElementName("Devices", same) + " of this gateway");
+        }
+        if (id < 0 || id > kLargestIdInEvents) {
+            const auto idInEvents = static_cast<std::uint16_t>(static_cast<std::uint32_t>(id) & 0xFFFFU);
+            Warn(name, "is " + std::to_string(id) + "; events have only its low 16 bits, so they name lock " +
+                           std::to_string(idInEvents));
+        }
+    }
+
+    const MuxConfigurationData& configuration_;
+    Findings findings_;
+};
+
+}  // namespace
+
+Findings CheckValues(const MuxConfigurationData& configuration) {
+    return ValueCheck(configuration).Run();
+}
+
+}  // namespace Muxctl

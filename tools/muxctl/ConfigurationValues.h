@@ -1,0 +1,12 @@
+#pragma once
+
+#include "mux/configuration/MuxConfigurationData.h"
+#include "tools/muxctl/Finding.h"
+
+namespace Muxctl {
+
+// Looks at what the Mux's parser made of a configuration: values that have the right type and make no sense. All are
+// warnings.
+Findings CheckValues(const Mux::Configuration::MuxConfigurationData& configuration);
+
+}  // namespace Muxctl

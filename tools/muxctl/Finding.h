@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Muxctl {
+
+// One thing that is not as it should be in a configuration.
+struct Finding {
+    // A warning is about what the Mux accepts without a word; with an error it cannot use the file at all.
+    enum class Level { kWarning, kError };
+
+    Level level;
+    // The member, as in "Gateways[0].Port"; empty for the whole document.
+    std::string where;
+    // Goes on where that begins: "is missing, so the Mux takes 0".
+    std::string text;
+};
+
+using Findings = std::vector<Finding>;
+
+}  // namespace Muxctl

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "tools/client/Client.h"
+#include "tools/muxctl/RequestKinds.h"
+
+namespace Muxctl {
+
+// What the command line says; each command uses what concerns it.
+struct Options {
+    MuxClient::MuxAddress mux;
+    std::chrono::milliseconds timeout = MuxClient::kDefaultTimeout;
+    bool json = false;
+
+    RequestOptions request;
+    // How many events to wait for, 0 for no end.
+    std::uint64_t eventCount = 0;
+    // A JSON text, or the path of a file with one, "-" for standard input.
+    std::string text;
+    std::string file;
+    bool waitsForAnswer = true;
+};
+
+}  // namespace Muxctl

@@ -1,0 +1,79 @@
+#include "tools/muxctl/ReportText.h"
+
+#include "diagnostics/RapidJson.h"
+
+namespace Muxctl {
+namespace {
+
+using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+const char* NameOf(Finding::Level level) {
+    return level == Finding::Level::kError ? "error" : "warning";
+}
+
+std::string Counted(std::size_t count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string FindingText(const Finding& finding, const std::string& file, const Style& style) {
+    const Colour colour = finding.level == Finding::Level::kError ? Colour::kRed : Colour::kYellow;
+    const std::string where = finding.where.empty() ? "the document" : finding.where;
+    return file + ": " + style.Paint(colour, NameOf(finding.level)) + ": " + Printable(where + " " + finding.text);
+}
+
+std::string Verdict(const ConfigurationReport& report, const Style& style) {
+    if (!report.isUsable) {
+        return style.Paint(Colour::kRed, "unusable");
+    }
+    const std::string content = Counted(report.gatewayCount, "gateway") + ", " + Counted(report.lockCount, "lock");
+    return report.findings.empty() ? style.Paint(Colour::kGreen, "fine") + ": " + content
+                                   : style.Paint(Colour::kYellow, "usable") + ", with " +
+                                         Counted(report.findings.size(), "warning") + ": " + content;
+}
+
+void Write(JsonWriter& writer, const char* key, const std::string& text) {
+    writer.Key(key);
+    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+
+void WriteFinding(JsonWriter& writer, const Finding& finding) {
+    writer.StartObject();
+    Write(writer, "Level", NameOf(finding.level));
+    Write(writer, "Where", finding.where);
+    Write(writer, "Text", finding.text);
+    writer.EndObject();
+}
+
+}  // namespace
+
+std::string ReportText(const ConfigurationReport& report, const std::string& file, const Style& style) {
+    const std::string name = Printable(file);
+    std::string text;
+    for (const Finding& finding : report.findings) {
+        text += FindingText(finding, name, style) + "\n";
+    }
+    return text + name + ": " + Verdict(report, style);
+}
+
+std::string ReportJson(const ConfigurationReport& report, const std::string& file) {
+    rapidjson::StringBuffer buffer;
+    JsonWriter writer(buffer);
+    writer.StartObject();
+    Write(writer, "File", file);
+    writer.Key("Usable");
+    writer.Bool(report.isUsable);
+    writer.Key("Gateways");
+    writer.Uint64(report.gatewayCount);
+    writer.Key("Locks");
+    writer.Uint64(report.lockCount);
+    writer.Key("Findings");
+    writer.StartArray();
+    for (const Finding& finding : report.findings) {
+        WriteFinding(writer, finding);
+    }
+    writer.EndArray();
+    writer.EndObject();
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+}  // namespace Muxctl

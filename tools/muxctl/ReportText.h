@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "tools/muxctl/ConfigurationCheck.h"
+#include "tools/muxctl/Style.h"
+
+namespace Muxctl {
+
+// A report for people: a line for each finding and one for the whole, without the end of the last one.
+//
+//     mux.json: warning: Gateways[0].Port is 0, which is no TCP port
+//     mux.json: usable, with 1 warning: 1 gateway, 2 locks
+std::string ReportText(const ConfigurationReport& report, const std::string& file, const Style& style);
+
+// The same as JSON in one line:
+//
+//     {"File":"mux.json","Usable":true,"Gateways":1,"Locks":2,
+//      "Findings":[{"Level":"warning","Where":"Gateways[0].Port","Text":"is 0, which is no TCP port"}]}
+std::string ReportJson(const ConfigurationReport& report, const std::string& file);
+
+}  // namespace Muxctl

@@ -1,0 +1,127 @@
+// The commands that send one thing.
+
+#include <optional>
+#include <stdexcept>
+
+#include "tools/client/Client.h"
+#include "tools/muxctl/AnswerText.h"
+#include "tools/muxctl/Commands.h"
+#include "tools/muxctl/ExitStatus.h"
+#include "tools/muxctl/InputFile.h"
+#include "tools/muxctl/Seconds.h"
+#include "tools/muxctl/UsageError.h"
+#include "tools/muxctl/WaitIndicator.h"
+
+namespace Muxctl {
+namespace {
+
+using MuxClient::Client;
+using MuxClient::Message;
+using MuxClient::Request;
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+milliseconds Since(Clock::time_point start) {
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+}
+
+struct Outcome {
+    // Nothing when none came in time.
+    std::optional<Message> answer;
+    milliseconds elapsed{0};
+};
+
+// Asks, and shows on a terminal that it still waits.
+Outcome Ask(const Request& request, const Options& options, const Console& console) {
+    Client client(options.mux, options.timeout);
+    WaitIndicator indicator(console.error, console.hasIndicator);
+    bool isDone = false;
+    Outcome outcome;
+    const auto keep = [&](const std::optional<Message>& answer) {
+        outcome.answer = answer;
+        isDone = true;
+    };
+    const Clock::time_point start = Clock::now();
+    client.Send(request, keep, options.timeout);
+    while (!isDone) {
+        indicator.Draw(Since(start));
+        client.Wait(WaitIndicator::kPeriod);
+    }
+    outcome.elapsed = Since(start);
+    return outcome;
+}
+
+int ComplainOfSilence(const Options& options, const Console& console) {
+    console.Complain("no answer from " + options.mux.host + ":" + std::to_string(options.mux.port) + " within " +
+                     SecondsText(options.timeout));
+    return kNoAnswerStatus;
+}
+
+// Asks and prints the answer; `title` names the request in it.
+int AskAndPrint(const Request& request, const std::string& title, const Options& options, const Console& console) {
+    const Outcome outcome = Ask(request, options, console);
+    if (!outcome.answer) {
+        return ComplainOfSilence(options, console);
+    }
+    console.PrintLine(options.json ? JsonLine(*outcome.answer)
+                                   : AnswerText(*outcome.answer, title, outcome.elapsed, console.style));
+    return outcome.answer->IsAck() ? kAckStatus : kNackStatus;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::optional<std::string> text = ReadInputFile(path);
+    if (!text) {
+        throw UsageError("cannot read " + path);
+    }
+    return *text;
+}
+
+Request BuildConfigure(const Options& options) {
+    try {
+        return Request::Configure(ReadFile(options.file));
+    } catch (const std::invalid_argument& error) {
+        throw UsageError(options.file + ": " + error.what());
+    }
+}
+
+void SendOnly(const Request& request, const Options& options) {
+    Client client(options.mux, options.timeout);
+    client.SendOnly(request, options.timeout);
+}
+
+}  // namespace
+
+int RunRequest(const RequestKind& kind, const Options& options, const Console& console) {
+    const MuxClient::LockAddress& lock = options.request.lock;
+    const std::string title =
+        kind.FullName() + ", gateway " + std::to_string(lock.gateway) + ", lock " + std::to_string(lock.lock);
+    return AskAndPrint(kind.build(options.request), title, options, console);
+}
+
+int RunSend(const Options& options, const Console& console) {
+    const Request request = Request::FromText(options.file.empty() ? options.text : ReadFile(options.file));
+    if (!options.waitsForAnswer) {
+        SendOnly(request, options);
+        return kAckStatus;
+    }
+    return AskAndPrint(request, "request \"" + request.id + "\"", options, console);
+}
+
+int RunConfigure(const Options& options, const Console& console) {
+    SendOnly(BuildConfigure(options), options);
+    console.Complain("sent; the Mux does not answer this, and does not act on it either: start it with --configFile");
+    return kAckStatus;
+}
+
+int RunHealth(const Options& options, const Console& console) {
+    const Outcome outcome = Ask(Request::GetWhitelist({}), options, console);
+    if (!outcome.answer) {
+        return ComplainOfSilence(options, console);
+    }
+    console.PrintLine(options.json ? JsonLine(*outcome.answer)
+                                   : options.mux.host + ":" + std::to_string(options.mux.port) + " answers (" +
+                                         SecondsText(outcome.elapsed) + ")");
+    return kAckStatus;
+}
+
+}  // namespace Muxctl

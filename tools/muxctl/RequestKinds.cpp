@@ -1,0 +1,81 @@
+#include "tools/muxctl/RequestKinds.h"
+
+namespace Muxctl {
+namespace {
+
+using MuxClient::Occasion;
+using MuxClient::Request;
+using Options = const RequestOptions&;
+
+constexpr bool kDuration = true;
+constexpr bool kEvent = true;
+constexpr bool kCard = true;
+constexpr bool kNoDuration = false;
+constexpr bool kNoEvent = false;
+constexpr bool kNoCard = false;
+
+Occasion OccasionOf(Options options) {
+    return options.answersEvent ? Occasion::kEvent : Occasion::kCommand;
+}
+
+Request Open(Options options) {
+    return Request::Open(options.lock, OccasionOf(options));
+}
+
+Request Close(Options options) {
+    return Request::Close(options.lock, OccasionOf(options));
+}
+
+Request OpenAndClose(Options options) {
+    return Request::OpenAndClose(options.lock, options.duration, OccasionOf(options));
+}
+
+Request DenyAccess(Options options) {
+    return Request::DenyAccess(options.lock, OccasionOf(options));
+}
+
+Request AddToWhitelist(Options options) {
+    return Request::AddToWhitelist(options.lock, options.card);
+}
+
+Request RemoveFromWhitelist(Options options) {
+    return Request::RemoveFromWhitelist(options.lock, options.card);
+}
+
+// A request that has nothing but its lock.
+template <Request (*Build)(const MuxClient::LockAddress&)>
+Request Plain(Options options) {
+    return Build(options.lock);
+}
+
+const char* const kWhitelist = "whitelist";
+
+}  // namespace
+
+std::string RequestKind::FullName() const {
+    return *group == '\0' ? name : std::string(group) + " " + name;
+}
+
+const std::vector<RequestKind>& RequestKinds() {
+    static const std::vector<RequestKind> kinds = {
+        {"", "status", "read the status of a lock", kNoDuration, kNoEvent, kNoCard, Plain<Request::Status>},
+        {"", "open", "open a lock until it is closed", kNoDuration, kEvent, kNoCard, Open},
+        {"", "close", "close a lock", kNoDuration, kEvent, kNoCard, Close},
+        {"", "open-close", "open a lock and close it again", kDuration, kEvent, kNoCard, OpenAndClose},
+        {"", "access-denied", "have a lock show that access is denied", kNoDuration, kEvent, kNoCard, DenyAccess},
+        {"", "access-allowed", "have a lock show that access is allowed (the Mux refuses this)", kNoDuration, kNoEvent,
+         kNoCard, Plain<Request::AllowAccess>},
+        {kWhitelist, "add", "add a card", kNoDuration, kNoEvent, kCard, AddToWhitelist},
+        {kWhitelist, "remove", "remove a card", kNoDuration, kNoEvent, kCard, RemoveFromWhitelist},
+        {kWhitelist, "clear", "remove all cards", kNoDuration, kNoEvent, kNoCard, Plain<Request::ClearWhitelist>},
+        {kWhitelist, "enable", "let the lock use its whitelist", kNoDuration, kNoEvent, kNoCard,
+         Plain<Request::EnableWhitelist>},
+        {kWhitelist, "disable", "let the lock ignore its whitelist", kNoDuration, kNoEvent, kNoCard,
+         Plain<Request::DisableWhitelist>},
+        {kWhitelist, "get", "read the whitelist (the Mux refuses this)", kNoDuration, kNoEvent, kNoCard,
+         Plain<Request::GetWhitelist>},
+    };
+    return kinds;
+}
+
+}  // namespace Muxctl
