@@ -204,6 +204,7 @@ bool Listen(const char* port) {
     const int enabled = 1;
     listener = socket(AF_INET, SOCK_STREAM, 0);
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
+    setsockopt(listener, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled);
     return bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
            listen(listener, kBacklog) == 0;
 }

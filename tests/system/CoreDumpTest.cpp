@@ -82,10 +82,10 @@ TEST(CoreDump, OpensInTheDebuggerAndShowsTheStackOfTheThreadThatCrashed) {
     int crashed = 0;
     for (const std::string& stack : StacksIn(core)) {
         // The innermost call comes first.
-        crashed += HoldsInOrder(stack, {"Diagnostics::SaveDumpFile", "Diagnostics::SignalHandler",
-                                        "signal handler called", "abort", "Mux::MuxMessageBuilder::ParseMessage",
-                                        "Mux::BrenkMux::ServerSocketClientDataReceived",
-                                        "ServerSocket::ReceiveDataLoopThreadProc"})
+        crashed += HoldsInOrder(
+                       stack, {"Diagnostics::SignalHandler", "signal handler called", "abort",
+                               "Mux::MuxMessageBuilder::ParseMessage", "Mux::BrenkMux::ServerSocketClientDataReceived",
+                               "ServerSocket::ReceiveDataLoopThreadProc"})
                        ? 1
                        : 0;
     }
