@@ -21,7 +21,10 @@ void StreamClient::Read() {
         if (error) {
             throw std::system_error(error, "the server's connection");
         }
-        cutter_.Feed({input_.data(), count}, [&](const std::string& text) { received_(text, arrival); });
+        cutter_.Add({input_.data(), count});
+        while (const auto text = cutter_.Next()) {
+            received_(*text, arrival);
+        }
         Read();
     });
 }

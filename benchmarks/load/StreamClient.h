@@ -5,16 +5,16 @@
 #include <functional>
 #include <string>
 
-#include "benchmarks/load/AnswerCutter.h"
 #include "benchmarks/load/Clock.h"
 #include "benchmarks/load/Connection.h"
+#include "tools/client/TextCutter.h"
 
 namespace Load {
 
 // A client of the server: sends packets, reports each JSON text with the time of its arrival.
 //
 // Lives on the loop's thread. The loop must not run any more when the client is destroyed. Losing the connection
-// throws std::system_error out of the loop.
+// throws std::system_error out of the loop, and what is no answer MuxClient::ProtocolError.
 class StreamClient {
   public:
     using Received = std::function<void(const std::string& text, Clock::time_point arrival)>;
@@ -32,7 +32,7 @@ class StreamClient {
 
     asio::ip::tcp::socket socket_;
     Received received_;
-    AnswerCutter cutter_;
+    MuxClient::TextCutter cutter_;
     std::array<char, 16384> input_ = {};
 };
 
