@@ -11,6 +11,7 @@
 
 #include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/system/support/Sanitized.h"
 #include "tests/system/support/TestClient.h"
 
 namespace SystemTest {
@@ -21,8 +22,9 @@ class StreamlessMux {
   public:
     explicit StreamlessMux(const Testing::ReservedPort& port) {
         const std::string number = std::to_string(port.Number());
-        std::string command = "exec '" + std::string(MUX_PROGRAM) + "' --debug --port --port=" + number +
-                              " --logFile '" + (folder_.Path() / "mux.log").string() + "' <&- >&- 2>&-";
+        std::string command = "export TSAN_OPTIONS='" + std::string(kThreadSanitizerOptions) + "'; exec '" +
+                              std::string(MUX_PROGRAM) + "' --debug --port --port=" + number + " --logFile '" +
+                              (folder_.Path() / "mux.log").string() + "' <&- >&- 2>&-";
         std::string shell = "sh";
         std::string option = "-c";
         char* const words[] = {shell.data(), option.data(), command.data(), nullptr};

@@ -17,14 +17,10 @@
 
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ListeningSockets.h"
+#include "tests/system/support/Sanitized.h"
 
 namespace SystemTest {
 namespace {
-
-// The crash handlers log, run a command and collect a backtrace: in a process that is lost anyway they may call what
-// a handler otherwise must not. And nothing is torn down when the process leaves, so threads that have ended by then
-// are joined by nobody.
-constexpr const char* kThreadSanitizerOptions = "report_signal_unsafe=0 report_thread_leaks=0";
 
 constexpr const char* kSanitizerMarks[] = {"ThreadSanitizer", "AddressSanitizer", "LeakSanitizer", "runtime error:"};
 

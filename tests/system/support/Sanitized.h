@@ -10,4 +10,9 @@ constexpr bool kIsSanitized = true;
 constexpr bool kIsSanitized = false;
 #endif
 
+// The crash handlers log, run a command and collect a backtrace: in a process that is lost anyway they may call what
+// a handler otherwise must not. And nothing is torn down when the process leaves, so threads that have ended by then
+// are joined by nobody.
+constexpr const char* kThreadSanitizerOptions = "report_signal_unsafe=0 report_thread_leaks=0";
+
 }  // namespace SystemTest
