@@ -4,10 +4,12 @@
 #include <plog/Init.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <system_error>
 
 #include "diagnostics/LogOutputs.h"
 
@@ -20,7 +22,11 @@ constexpr int kLogFiles = 10;
 // Removed when the program ends.
 class Folder {
   public:
-    Folder() { static_cast<void>(mkdtemp(path_.data())); }
+    Folder() {
+        if (mkdtemp(path_.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), "mkdtemp");
+        }
+    }
     ~Folder() { std::filesystem::remove_all(path_); }
     Folder(const Folder&) = delete;
     Folder& operator=(const Folder&) = delete;
