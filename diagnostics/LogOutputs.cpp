@@ -7,21 +7,28 @@
 #include <plog/Formatters/TxtFormatter.h>
 #include <plog/Record.h>
 
+#include <utility>
+
 namespace Diagnostics {
 namespace {
 
 // What the thread is writing right now; null between two lines.
-thread_local const std::string* formattedLine = nullptr;
+thread_local std::string* formattedLine = nullptr;
 
-// The formatter of the single outputs, which gives them what was formatted before.
-struct FormattedLine {
+// The formatters of the single outputs, which give them what was formatted before. The file only looks at it; the
+// console, which comes last and keeps a line of its own, takes it over.
+struct LentLine {
     static std::string header() { return {}; }
-    static std::string format(const plog::Record& /*record*/) { return *formattedLine; }
+    static const std::string& format(const plog::Record& /*record*/) { return *formattedLine; }
 };
 
-using PlainConsole = plog::ConsoleAppender<FormattedLine>;
-using ColorConsole = plog::ColorConsoleAppender<FormattedLine>;
-using RollingFile = plog::RollingFileAppender<FormattedLine, plog::UTF8Converter>;
+struct GivenLine {
+    static std::string format(const plog::Record& /*record*/) { return std::move(*formattedLine); }
+};
+
+using PlainConsole = plog::ConsoleAppender<GivenLine>;
+using ColorConsole = plog::ColorConsoleAppender<GivenLine>;
+using RollingFile = plog::RollingFileAppender<LentLine, plog::UTF8Converter>;
 
 }  // namespace
 
@@ -38,12 +45,12 @@ void LogOutputs::AddFile(const std::string& fileName, std::size_t maximumBytes, 
 }
 
 void LogOutputs::write(const plog::Record& record) {
-    const std::string line = plog::TxtFormatter::format(record);
+    std::string line = plog::TxtFormatter::format(record);
     formattedLine = &line;
-    console_->write(record);
     if (file_ != nullptr) {
         file_->write(record);
     }
+    console_->write(record);
     formattedLine = nullptr;
 }
 

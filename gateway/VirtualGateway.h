@@ -3,8 +3,8 @@
 #include <atomic>
 #include <cstdint>
 #include <ctime>
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -231,7 +231,8 @@ class VirtualGateway {
 
     Threading::Mutex waitingMessagesMutex_{"waitingMessagesMutex"};
     Threading::Mutex queueMutex_{"queueMutex"};
-    Threading::Synchronized<std::deque<RequestPointer>> messagesQueue_;
+    // A list, since an empty one holds no memory: most gateways' queues are empty most of the time.
+    Threading::Synchronized<std::list<RequestPointer>> messagesQueue_;
     Threading::Synchronized<std::map<std::uint8_t, RequestPointer>> waitingMessages_;
     Threading::Synchronized<std::shared_ptr<const GatewayOwner>> owner_{std::make_shared<const GatewayOwner>()};
     Threading::Synchronized<BuilderPointer> messageBuilder_;

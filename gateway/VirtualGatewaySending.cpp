@@ -59,7 +59,7 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
     request->context = context;
     request->enqueueTime = std::time(nullptr);
     MUX_LOG(plog::verbose) << "RequestInfo built.";
-    messagesQueue_.With([&](std::deque<RequestPointer>& queue) { queue.push_back(std::move(request)); });
+    messagesQueue_.With([&](std::list<RequestPointer>& queue) { queue.push_back(std::move(request)); });
     MUX_LOG(plog::verbose) << "RequestInfo pushed to messagesQueue.";
 }
 
@@ -150,7 +150,7 @@ bool VirtualGateway::MayTake(const RequestPointer& request) const {
 }
 
 bool VirtualGateway::TakeNextRequest(RequestPointer& request) {
-    const bool taken = messagesQueue_.With([&](std::deque<RequestPointer>& queue) {
+    const bool taken = messagesQueue_.With([&](std::list<RequestPointer>& queue) {
         if (queue.empty() || !MayTake(queue.front())) {
             return false;
         }
