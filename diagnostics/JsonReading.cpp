@@ -20,6 +20,17 @@ std::size_t EndOfString(const std::string& text, std::size_t quote) {
     return std::min(position + 1, text.size());
 }
 
+// Whether a part of the text looks like such an exponent. Few texts have one; all others are parsed as they came.
+bool MayHaveLongExponent(const std::string& text) {
+    for (std::size_t minus = text.find('-'); minus != std::string::npos; minus = text.find('-', minus + 1)) {
+        const std::size_t end = std::min(text.find_first_not_of("0123456789", minus + 1), text.size());
+        if (end - minus > kDigitsOfZero) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool IsNegativeExponent(const std::string& text, std::size_t position) {
     const char letter = text.at(position);
     return (letter == 'e' || letter == 'E') && position + 1 < text.size() && text.at(position + 1) == '-';
@@ -57,11 +68,12 @@ std::string WithShortExponents(const std::string& text) {
 }  // namespace
 
 bool ParseJson(const std::string& text, rapidjson::Document& document) {
-    const std::string shortened = WithShortExponents(text);
-    rapidjson::MemoryStream stream(shortened.data(), shortened.size());
+    const std::string shortened = MayHaveLongExponent(text) ? WithShortExponents(text) : std::string();
+    const std::string& parsedText = shortened.empty() ? text : shortened;
+    rapidjson::MemoryStream stream(parsedText.data(), parsedText.size());
     document.ParseStream(stream);
     // The parser takes a NUL for the end of the text; one inside the text is no JSON.
-    const bool parsed = !document.HasParseError() && stream.Tell() == shortened.size();
+    const bool parsed = !document.HasParseError() && stream.Tell() == parsedText.size();
     if (!parsed) {
         document.SetNull();
     }
