@@ -85,7 +85,9 @@ void AddIdle(CLI::App& app, Action& action) {
     CLI::App* const command = app.add_subcommand("idle", "CPU time and wake-ups of a process with nothing to do");
     const auto options = AddPlain<IdleMeasurement>(*command, action);
     command->add_option("--pid", options->process)->required();
-    command->add_option("--clients", options->clients, "That connect and stay silent");
+    command->add_option("--clients", options->clients, "That connect and stay silent; several numbers take turns")
+        ->delimiter(',');
+    command->add_option("--turns", options->turns, "Of each number of clients")->check(CLI::PositiveNumber);
     AddSeconds(*command, options->duration);
 }
 

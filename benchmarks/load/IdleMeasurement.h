@@ -5,25 +5,31 @@
 #include <chrono>
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "benchmarks/load/Connection.h"
 #include "benchmarks/load/Report.h"
 
 namespace Load {
 
-// What a process costs while nothing happens: CPU time and wake-ups a second, with this many clients connected that
-// send nothing.
+// What a process costs while nothing happens: CPU time and wake-ups a second, with each of these numbers of clients
+// connected that send nothing, and what each number adds to the first one.
+//
+// The numbers take turns, since what a sleeping process costs drifts by more in a minute than ten silent clients add.
+// Each figure is the median of its turns.
 class IdleMeasurement {
   public:
     struct Options {
         pid_t process = 0;
-        std::size_t clients = 0;
+        std::vector<std::size_t> clients = {0};
+        // For each number of clients, all its turns together.
         std::chrono::nanoseconds duration = std::chrono::seconds(60);
-        // After the last client has connected; left out. Longer than the server's pause without clients.
+        std::size_t turns = 6;
+        // After the last client has connected or gone; left out. Longer than the server's pause without clients.
         std::chrono::nanoseconds warmUp = std::chrono::seconds(2);
     };
 
-    IdleMeasurement(Target target, const Options& options) : target_(std::move(target)), options_(options) {}
+    IdleMeasurement(Target target, Options options) : target_(std::move(target)), options_(std::move(options)) {}
 
     void Run(Report& report) const;
 

@@ -80,9 +80,13 @@ TEST_F(MeasurementTest, ThroughputWithoutAProcessIsWithoutCpuTime) {
 
 TEST_F(MeasurementTest, IdlingLoopsWakeUp) {
     const StartedProgram floor(Command());
-    IdleMeasurement(target_, {floor.Process(), 2, kShort, milliseconds(100)}).Run(report_);
-    EXPECT_GT(FigureOf(report_, "idle, clients 2, CPU"), 0);
-    EXPECT_GT(FigureOf(report_, "idle, clients 2, wake-ups"), 10);
+    IdleMeasurement(target_, {floor.Process(), {0, 2}, kShort, 2, milliseconds(100)}).Run(report_);
+    for (const char* const clients : {"0", "2"}) {
+        EXPECT_GT(FigureOf(report_, std::string("idle, clients ") + clients + ", CPU"), 0);
+        EXPECT_GT(FigureOf(report_, std::string("idle, clients ") + clients + ", wake-ups"), 10);
+    }
+    EXPECT_GT(FigureOf(report_, "idle, 2 clients add, CPU"), -100);
+    EXPECT_GT(FigureOf(report_, "idle, 2 clients add, wake-ups"), -100);
 }
 
 TEST_F(MeasurementTest, MemoryIsLookedAtForEachNumberOfClientsAndAfterTheyLeft) {
