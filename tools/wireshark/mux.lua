@@ -12,8 +12,8 @@
 -- In the order in which they need each other. Wireshark also runs each file of its plugin folder by itself: so a part
 -- only returns a function, and nothing happens until that is called here.
 local part_names = {
-    "codes", "crc16", "columns", "stream", "exchanges", "ports",
-    "json_reader", "client_fields", "client_protocol",
+    "codes", "crc16", "columns", "stream", "exchanges", "lost_streams", "ports",
+    "json_reader", "client_fields", "client_checks", "client_protocol",
     "gateway_fields", "gateway_payloads", "gateway_protocol",
 }
 

@@ -139,6 +139,20 @@ class Remarks(ClientTest):
     def test_a_length_of_0_stops_the_stream(self):
         self.assert_remark("Length 0: the Mux never gets past these bytes", bytes.fromhex("00 00 4D 55 58 4D 7B 7D"))
 
+    def test_behind_a_length_of_0_nothing_is_read(self):
+        self.request(10, "before")
+        self.client.to_server(bytes.fromhex("00 00"))
+        self.request(10, "behind")
+        self.answer(0, "before")
+        self.client = self.capture.connection(PORT)
+        self.request(10, "of another client")
+        self.assert_fields(self.capture, [
+            {"mux.message_id": "before", "mux.response_in": "4", EXPERT: ""},
+            {EXPERT: "Length 0: the Mux never gets past these bytes"},
+            {"mux.message_id": "", EXPERT: "Behind a length of 0: the Mux does not read it"},
+            {"mux.message_id": "before", EXPERT: ""},
+            {"mux.message_id": "of another client", EXPERT: ""}])
+
     def test_a_packet_without_the_magic_is_ignored(self):
         self.assert_remark('Not a packet with "MUXM": the Mux ignores it', bytes.fromhex("08 00 4D 55 58 4E 7B 7D"),
                            bytes.fromhex("05 00 4D 55 58"), bytes.fromhex("02 00"))
@@ -151,12 +165,79 @@ class Remarks(ClientTest):
 
     def test_a_text_that_is_not_json_is_not_answered(self):
         texts = ["{", "{}x", "nul", '{"a":1,}', '{"a" 1}', "{'a':1}", '{"a":01}', '{"a":1.}', '{"a":+1}', '{"a":tru}',
+                 '{"a":1e999}', '{"a":1e309}',
+                 '{"a":1' + "0" * 309 + "}",
                  '{"a":"\\x"}', '{"a":"\\ud800"}', '{"a":"\\udc00\\udc00"}', '{"a":"\n"}', '{"a":[1 2]}', '{"a":1']
         self.assert_remark("Not a JSON text: the Mux does not answer it", *map(packet, texts))
 
     def test_a_text_that_is_json_but_no_object_ends_the_mux(self):
         self.assert_remark("JSON, but not an object: it ends the Mux",
                            *map(packet, ["[]", " [1, 2] ", '"a"', "-1.5e3", "true", "null", "0"]))
+
+    def test_numbers_that_are_not_too_great_are_json(self):
+        for number in ("1e308", "0.01e310", "1e-999", "-0", "1" + "0" * 308):
+            self.client.to_server(packet(f'{{"MessageID":"a1","Data":{number}}}'))
+        self.assert_fields(self.capture, [{"mux.message_id": "a1", EXPERT: ""}] * 5)
+
+    def assert_remarks(self, remark, *texts):
+        """The remark on each of the texts, in a capture of their own."""
+        self.setUp()
+        for text in texts:
+            self.client.to_server(packet(text))
+        self.assert_fields(self.capture, [{EXPERT: remark, "mux.response_in": ""}] * len(texts))
+
+    def test_a_number_that_is_no_integer_ends_the_mux(self):
+        for text, trouble in {
+            '{"MessageCode":10.0}': '"MessageCode" is no integer of 32 bits',
+            '{"MessageCode":2147483648}': '"MessageCode" is no integer of 32 bits',
+            '{"MessageCode":-2147483649}': '"MessageCode" is no integer of 32 bits',
+            '{"MessageCode":1e1}': '"MessageCode" is no integer of 32 bits',
+            '{"Timestamp":9223372036854775808}': '"Timestamp" is no integer of 64 bits',
+            '{"Timestamp":1.5,"MessageCode":10}': '"Timestamp" is no integer of 64 bits',
+            '{"MessageCode":10,"Data":{"gatewayID":1.0,"lockID":5}}': '"gatewayID" is no integer of 32 bits',
+            '{"MessageCode":21,"Data":{"gatewayID":1,"lockID":4294967295}}': '"lockID" is no integer of 32 bits',
+            '{"MessageCode":13,"Data":{"gatewayID":1,"lockID":5,"duration":-1}}':
+                '"duration" is no integer of 0 to 4294967295',
+        }.items():
+            with self.subTest(text):
+                self.assert_remarks(f"{trouble}: it ends the Mux", text)
+
+    def test_a_missing_member_of_a_request_ends_the_mux(self):
+        for code in (10, 11, 12, 13, 14, 22, 23, 24, 110, 111, 113, 114):
+            self.request(code, data={"gatewayID": 1})
+        self.request(110, data={})
+        self.request(13)
+        self.request(113)
+        missing = ["lockID"] * 12 + ["gatewayID", "duration", "duration"]
+        self.assert_fields(self.capture, [{EXPERT: f'No "{name}": it ends the Mux'} for name in missing])
+
+    def test_what_is_only_refused_is_not_remarked(self):
+        texts = ["{}", '{"MessageCode":"10.5"}', '{"MessageCode":null}', '{"MessageCode":10}',
+                 '{"MessageCode":10,"Data":[]}', '{"MessageCode":10,"Data":{"gatewayID":"1","lockID":null}}',
+                 '{"MessageCode":20,"Data":{}}', '{"MessageCode":21,"Data":{}}',
+                 '{"MessageCode":21,"Data":{"gatewayID":"1","lockID":1.5}}', '{"Timestamp":9223372036854775807}',
+                 '{"Timestamp":-9223372036854775808,"MessageCode":13,'
+                 '"Data":{"gatewayID":-2147483648,"lockID":-0,"duration":4294967295}}']
+        self.assert_remarks("", *texts)
+
+    def test_what_is_never_answered_is_remarked(self):
+        self.assert_remarks("The Mux never answers this code", '{"MessageCode":2}')
+        reserved = 'An ID with "requestNewSEQID-": no answer when it is done or there is no such lock'
+        self.assert_remarks(reserved, message(10, "x-requestNewSEQID-1", LOCK))
+        self.assert_remarks("", message(20, "x-requestNewSEQID-1", LOCK))
+
+    def test_a_packet_without_a_text_is_never_answered(self):
+        self.assert_remark("No text: the Mux ignores it", packet(""), packet("\0{}"))
+
+    def test_a_message_that_ends_the_mux_is_found_by_one_filter(self):
+        for text in ("[]", '{"MessageCode":10.0}', "{}"):
+            self.client.to_server(packet(text))
+        self.assertEqual(len(self.rows(self.capture, ["mux.code"], ["-Y", "mux.ends_the_mux"])), 2)
+
+    def test_a_code_that_ends_the_mux_is_listed_as_it_stands(self):
+        self.client.to_server(packet('{"MessageCode":10.0,"Data":{"gatewayID":1,"lockID":5}}'))
+        self.assertIn(" MUX ", self.tshark(self.capture))
+        self.assertTrue(self.tshark(self.capture).strip().endswith("code 10.0 gateway 1 lock 5"))
 
     def test_a_text_that_is_nested_too_deeply_is_left_alone(self):
         self.client.to_server(packet("[" * 1001 + "]" * 1001))

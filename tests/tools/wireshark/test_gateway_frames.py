@@ -7,6 +7,9 @@ from frames import frame, with_crc
 
 PORT = 2101
 EXPERT = "_ws.expert.message"
+SHORT = "Payload ends before the command's last field"
+READS_NO_MORE = ": the Mux reads nothing more of this gateway"
+UNHEARD = "The Mux does not read this: it understands this gateway no more"
 
 # Command, payload, and the fields that the payload is shown as.
 REQUESTS = [
@@ -145,13 +148,41 @@ class Remarks(DissectorTest):
 
     def test_a_payload_that_ends_early_is_read_as_far_as_it_goes(self):
         self.connection.to_server(frame(0x0A, bytes.fromhex("00 00 00")))
-        self.connection.from_server(frame(0x0E, bytes.fromhex("01 02 03 04 0A 0B 0C 05 04 A1 B2 C3")))
+        self.connection.from_server(frame(0x0E, bytes.fromhex("01 02 03 04 0A 0B 0C 06 04 A1 B2 C3")))
         self.connection.from_server(frame(0x00))
         remark = {EXPERT: "Payload ends before the command's last field", "brenk.crc.status": "1"}
         self.assert_fields(self.capture, [
             {**remark, "brenk.open.first_value": "0", "brenk.open.second_value": ""},
-            {**remark, "brenk.event.data_length": "5", "brenk.event.rfid": ""},
+            {**remark, "brenk.event.data_length": "6", "brenk.event.rfid": ""},
             {**remark, "brenk.response.code": ""}])
+
+    # It reads on into the CRC, whatever is meant by it.
+    def test_a_payload_that_ends_behind_its_frame_is_the_last_that_the_mux_reads(self):
+        last = f"{SHORT}|Too short for its command{READS_NO_MORE}"
+        rows = {
+            frame(0x01, bytes(5)): SHORT, frame(0x01, bytes(4)): last, frame(0x00): SHORT,
+            frame(0x00, bytes.fromhex("07 00 00")): SHORT, frame(0x00, bytes.fromhex("07 00")): last,
+            frame(0x0E, bytes.fromhex("01 02 03 04 0A 0B 0C 03 04")): SHORT,
+            frame(0x16, bytes.fromhex("01 02 03 04 0A 0B 0C 04 04")): last,
+            frame(0x11, bytes.fromhex("01")): SHORT, frame(0x12): SHORT,
+        }
+        for each in rows:
+            self.capture.connection(PORT).from_server(each)
+        self.assert_fields(self.capture, [{EXPERT: remark} for remark in rows.values()])
+
+    def test_a_frame_without_room_for_a_crc_is_taken_if_its_command_needs_no_more(self):
+        no_crc = "No room for the CRC"
+        rows = {
+            "11 FE FD 0C 01 00 00 05 00 00 00 01 00 00 00 05 12": ("", f"{SHORT}|{no_crc}"),
+            "12 FE FD 0D 01 00 00 05 00 00 00 01 00 00 00 05 00 03": ("3", no_crc),
+            "11 FE FD 0C 01 00 00 05 00 00 00 01 00 00 00 05 00":
+                ("", f"{SHORT}|{no_crc}|Too short for its command{READS_NO_MORE}"),
+        }
+        for each in rows:
+            self.capture.connection(PORT).from_server(bytes.fromhex(each))
+        self.assert_fields(self.capture, [
+            {"brenk.reference_id": "5", "brenk.response.code": code, EXPERT: remark, "brenk.crc": ""}
+            for code, remark in rows.values()])
 
     def test_a_payload_that_goes_on_is_shown_to_its_end(self):
         self.connection.to_server(frame(0x05, bytes.fromhex("AB CD")))
@@ -297,14 +328,41 @@ class Stream(DissectorTest):
             connection.from_server(stream[cut:])
         self.assertEqual(self.references(), ["", "7"] * 7)
 
-    def test_a_magic_without_a_length_before_it_is_no_frame(self):
-        self.connection.from_server(frame(0x00, b"\0", 7)[1:] + frame(0x00, b"\0", 8))
-        self.assert_fields(self.capture, [{"brenk.reference_id": "8", EXPERT: "Bytes that belong to no frame"}])
-
-    def test_a_length_that_no_frame_has_is_passed_over(self):
-        self.connection.from_server(bytes.fromhex("12 FE FD") + frame(0x00, b"\0", 8))
+    def test_a_magic_without_a_length_before_it_is_the_last_that_the_mux_reads(self):
+        headless = frame(0x00, b"\0", 7)[1:]
+        self.connection.from_server(headless + frame(0x00, b"\0", 8))
         self.assert_fields(self.capture, [{
-            "brenk.unread": "12fefd", "brenk.reference_id": "8", EXPERT: "No frame is as short as this length says"}])
+            "brenk.unread": f"fefd|{headless[2:].hex()}", "brenk.reference_id": "8",
+            EXPERT: f"No length before FE FD{READS_NO_MORE}|Bytes that belong to no frame|{UNHEARD}"}])
+
+    def test_a_length_that_no_frame_has_is_the_last_that_the_mux_reads(self):
+        self.connection.from_server(bytes.fromhex("10 FE FD") + frame(0x00, b"\0", 8))
+        self.assert_fields(self.capture, [{
+            "brenk.unread": "10fefd", "brenk.reference_id": "8",
+            EXPERT: f"A total length below 17{READS_NO_MORE}|{UNHEARD}"}])
+
+    def test_toward_the_gateway_such_bytes_are_only_passed_over(self):
+        self.connection.to_server(bytes.fromhex("FE FD 10 FE FD") + frame(0x05, reference=8))
+        self.assert_fields(self.capture, [{
+            "brenk.unread": "fefd|10fefd", "brenk.reference_id": "8",
+            EXPERT: "Bytes that belong to no frame|No frame is as short as this length says"}])
+
+    def test_what_the_mux_does_not_read_is_nobodys_answer_and_stays_unread_in_later_packets(self):
+        self.connection.to_server(frame(0x05, reference=8))
+        self.connection.from_server(bytes.fromhex("10 FE FD"))
+        self.connection.from_server(frame(0x00, b"\0", 8))
+        self.connection.from_server(bytes.fromhex("10 FE FD") + frame(0x00, reference=8))
+        self.connection.to_server(frame(0x05, reference=9))
+        other = self.capture.connection(PORT)
+        other.from_server(frame(0x00, b"\0", 8))
+        self.assert_fields(self.capture, [
+            {"brenk.response_in": "", EXPERT: ""},
+            {EXPERT: f"A total length below 17{READS_NO_MORE}"},
+            {"brenk.response_to": "", EXPERT: UNHEARD},
+            {EXPERT: "No frame is as short as this length says|Payload ends before the command's last field|"
+                     + UNHEARD},
+            {EXPERT: ""},
+            {EXPERT: ""}])
 
     def test_a_frame_whose_rest_tcp_does_not_bring_is_shown_as_bytes(self):
         self.connection.from_server(frame(0x00, b"\0", 7) + frame(0x00, b"\0", 8)[:10])

@@ -5,11 +5,15 @@
 return function(parts)
     local stream, json_reader, codes = parts.stream, parts.json_reader, parts.codes
     local fields, experts = parts.client_fields.fields, parts.client_fields.experts
+    local client_checks = parts.client_checks
     local exchanges = parts.exchanges.new("mux")
+    local lost_streams = parts.lost_streams.new("mux")
 
     local protocol = Proto("mux", "Mux Client Protocol")
     protocol.fields = fields
     protocol.experts = experts
+
+    local outside = stream.outside(protocol, fields, experts, "MUX", "message")
 
     local LENGTH_BYTES, HEADER_BYTES, MAGIC = 2, 6, "MUXM"
     -- How each text of the Mux begins: from here on a stream can be read whose beginning is not in the capture.
@@ -17,6 +21,7 @@ return function(parts)
 
     -- The remark on a packet's text, by why it cannot be read.
     local FAILURE_EXPERTS = { incomplete = "not_json", malformed = "not_json", ["too deep"] = "too_deep" }
+    local ENDS_THE_MUX = ": it ends the Mux"
 
     local function dissect_json(tvb, pinfo, tree)
         Dissector.get("json"):call(tvb, pinfo, tree)
@@ -56,6 +61,8 @@ return function(parts)
 
     local function show_message(tree, tvb, object)
         local message = show_members(tree, tvb, object, parts.client_fields.envelope)
+        message.code = client_checks.code_of(object)
+        message.code_text = tostring(message.code or object.value.MessageCode.text)
         local data = object.value.Data
         if data and data.kind == "object" then
             message.data = show_members(tree, tvb, data, parts.client_fields.data)
@@ -65,15 +72,14 @@ return function(parts)
         return message
     end
 
-    local function short_name(code)
-        local known = codes.messages[code]
-        return known and known.name:gsub("^MUX_MESSAGE_", "") or "code " .. tostring(code)
+    local function short_name(message)
+        local known = codes.messages[message.code]
+        return known and known.name:gsub("^MUX_MESSAGE_", "") or "code " .. message.code_text
     end
 
-    -- A message without a code counts as one with code 0, as it does for the Mux.
     local function summary_of(message)
         local data = message.data
-        local texts = { short_name(message.code or 0) }
+        local texts = { short_name(message) }
         local function add(format, value)
             if value ~= nil and value ~= "" then
                 texts[#texts + 1] = string.format(format, tostring(value))
@@ -89,9 +95,9 @@ return function(parts)
 
     -- The Mux answers every request that is JSON, also one whose code means nothing, but no configuration.
     local function link(pinfo, message, to_server)
-        local known = codes.messages[message.code or 0]
+        local known = codes.messages[message.code]
         local key = message.message_id or ""
-        if to_server and not (known and known.kind == "unanswered") then
+        if to_server and not message.ends_the_mux and not (known and known.kind == "unanswered") then
             return exchanges:request(pinfo, key)
         elseif not to_server and known and known.kind == "answer" then
             return exchanges:answer(pinfo, key)
@@ -99,9 +105,21 @@ return function(parts)
         return exchanges:other(pinfo)
     end
 
+    local function remark_request(tree, object)
+        local end_of_mux = client_checks.why_it_ends_the_mux(object)
+        local silence = client_checks.why_it_is_not_answered(object)
+        if end_of_mux then
+            tree:add_proto_expert_info(experts.ends_the_mux, end_of_mux .. ENDS_THE_MUX)
+        elseif silence then
+            tree:add_proto_expert_info(experts.never_answered, silence)
+        end
+        return end_of_mux ~= nil
+    end
+
     local function dissect_message(tvb, pinfo, tree, object, to_server)
         local message = show_message(tree, tvb, object)
-        if not codes.messages[message.code or 0] then
+        message.ends_the_mux = to_server and remark_request(tree, object)
+        if message.code and not codes.messages[message.code] then
             tree:add_proto_expert_info(experts.unknown_code)
         end
         parts.exchanges.show(link(pinfo, message, to_server), tree, fields)
@@ -111,14 +129,14 @@ return function(parts)
         parts.columns.add(pinfo, "MUX", summary)
     end
 
-    local function show_outside(tvb, pinfo, tree, remark)
-        tree:add(protocol, tvb):add(fields.unread, tvb):add_proto_expert_info(remark)
-        parts.columns.add(pinfo, "MUX", tvb:len() .. " bytes outside a message")
+    local function dissect_odd_text(tvb, pinfo, tree, remark, words)
+        stream.remark(tree:add(fields.text, tvb), remark, words)
+        tree:append_text(", not a message")
+        parts.columns.add(pinfo, "MUX", "Not a message")
     end
 
-    local function dissect_odd_text(tvb, pinfo, tree, remark)
-        tree:add(fields.text, tvb):add_proto_expert_info(remark)
-        tree:append_text(", not a message")
+    local function remark_no_text(pinfo, tree)
+        tree:add_proto_expert_info(experts.never_answered, "No text: the Mux ignores it")
         parts.columns.add(pinfo, "MUX", "Not a message")
     end
 
@@ -133,8 +151,13 @@ return function(parts)
         local object, failure = json_reader.read_whole(text)
         if object and object.kind == "object" then
             dissect_message(tvb(0, #text):tvb(), pinfo, tree, object, true)
-        elseif text ~= "" then
-            dissect_odd_text(tvb(0, #text), pinfo, tree, experts[FAILURE_EXPERTS[failure] or "not_an_object"])
+        elseif text == "" then
+            remark_no_text(pinfo, tree)
+        elseif failure then
+            dissect_odd_text(tvb(0, #text), pinfo, tree, experts[FAILURE_EXPERTS[failure]])
+        else
+            local words = "JSON, but not an object" .. ENDS_THE_MUX
+            dissect_odd_text(tvb(0, #text), pinfo, tree, experts.ends_the_mux, words)
         end
     end
 
@@ -149,26 +172,24 @@ return function(parts)
         tree:add(fields.magic, tvb(LENGTH_BYTES, #MAGIC))
         if tvb:len() > HEADER_BYTES then
             dissect_text(tvb(HEADER_BYTES):tvb(), pinfo, tree)
-        end
-    end
-
-    -- The rest of the packet when TCP does not come back with what is missing.
-    local function ask_or_show(tvb, pinfo, tree, offset, count)
-        if not stream.ask_for(pinfo, offset, count) then
-            show_outside(tvb(offset), pinfo, tree, experts.cut_short)
+        else
+            remark_no_text(pinfo, tree)
         end
     end
 
     local function next_packet(tvb, pinfo, tree, offset)
         local available = tvb:len() - offset
-        if available < LENGTH_BYTES then
-            return ask_or_show(tvb, pinfo, tree, offset)
+        if lost_streams:is_lost(pinfo) then
+            return outside:show(tvb(offset), pinfo, tree, experts.behind_no_length)
+        elseif available < LENGTH_BYTES then
+            return outside:ask_or_show(tvb, pinfo, tree, offset)
         end
         local length = tvb(offset, LENGTH_BYTES):le_uint()
         if length == 0 then
-            return show_outside(tvb(offset), pinfo, tree, experts.no_length)
+            lost_streams:lose(pinfo)
+            return outside:show(tvb(offset), pinfo, tree, experts.no_length)
         elseif length > available then
-            return ask_or_show(tvb, pinfo, tree, offset, length - available)
+            return outside:ask_or_show(tvb, pinfo, tree, offset, length - available)
         end
         dissect_packet(tvb(offset, length):tvb(), pinfo, tree)
         return offset + length
@@ -178,7 +199,7 @@ return function(parts)
     local function skip_outside(tvb, pinfo, tree, text, offset)
         local start = text:find(TEXT_START, offset + 2, true)
         local next_offset = start and start - 1 or #text
-        show_outside(tvb(offset, next_offset - offset), pinfo, tree, experts.outside)
+        outside:show(tvb(offset, next_offset - offset), pinfo, tree, experts.outside)
         return next_offset
     end
 
@@ -188,7 +209,7 @@ return function(parts)
         end
         local object, failure = json_reader.read(text:sub(offset + 1), 1)
         if failure == "incomplete" then
-            return ask_or_show(tvb, pinfo, tree, offset)
+            return outside:ask_or_show(tvb, pinfo, tree, offset)
         elseif failure then
             return skip_outside(tvb, pinfo, tree, text, offset)
         end
@@ -211,6 +232,7 @@ return function(parts)
 
     function protocol.init()
         exchanges:forget()
+        lost_streams:forget()
     end
 
     return protocol

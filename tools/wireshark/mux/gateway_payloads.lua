@@ -79,38 +79,52 @@ return function(parts)
         return bytes:len() <= 4 and bytes:uint() or nil
     end
 
-    -- Shows the fields of a payload. Returns what was read, by field; a payload that is too short is read as far as it
-    -- goes.
-    local function walk(rows, tvb, tree)
-        local values, offset, last = {}, 0, nil
+    -- Finds the fields of a payload that stands in `tvb` at `offset` and has `size` bytes. Calls `found(field, range)`
+    -- for each; a payload that is too short is read as far as it goes. Returns what was read, by field, how many bytes
+    -- that were, and whether it was too short.
+    local function walk(rows, tvb, offset, size, found)
+        local values, read, last = {}, 0, nil
         for _, row in ipairs(rows) do
             local width = row.width
             if type(width) == "function" then
                 width = width(values)
             end
-            if width and offset + width > tvb:len() then
-                tree:add_proto_expert_info(experts.short_payload)
-                return values, tvb:len()
+            if width and read + width > size then
+                return values, size, true
             end
             if width ~= 0 then
-                last = width and tvb(offset, width) or last
-                tree:add(fields[row.field], last)
+                last = width and tvb(offset + read, width) or last
+                found(row.field, last)
                 values[row.field] = number_in(last)
-                offset = offset + (width or 0)
+                read = read + (width or 0)
             end
         end
-        return values, offset
+        return values, read, false
     end
 
-    -- Shows the payload of a command and returns the numbers in it, by field.
-    function gateway_payloads.dissect(tvb, tree, command, to_gateway)
+    -- Whether the Mux can read the payload of a gateway's frame. It knows nothing of where the CRC begins, and does not
+    -- look into two of the events.
+    local UNREAD_BY_THE_MUX = { [0x11] = true, [0x12] = true }
+    function gateway_payloads.is_readable(frame, offset, command)
+        local rows = not UNREAD_BY_THE_MUX[command] and RESPONSES[command] or NOTHING
+        local _, _, is_short = walk(rows, frame, offset, frame:len() - offset, function() end)
+        return not is_short
+    end
+
+    -- Shows the payload of a command, which stands in the frame at `offset` and has `size` bytes. Returns the numbers
+    -- in it, by field.
+    function gateway_payloads.dissect(frame, offset, size, tree, command, to_gateway)
         local rows = (to_gateway and REQUESTS or RESPONSES)[command]
         if not rows then
             tree:add_proto_expert_info(experts.unknown_command)
         end
-        local values, read = walk(rows or NOTHING, tvb, tree)
-        if read < tvb:len() then
-            local rest = tree:add(fields.payload, tvb(read))
+        local values, read, is_short = walk(rows or NOTHING, frame, offset, size, function(field, range)
+            tree:add(fields[field], range)
+        end)
+        if is_short then
+            tree:add_proto_expert_info(experts.short_payload)
+        elseif read < size then
+            local rest = tree:add(fields.payload, frame(offset + read, size - read))
             if rows then
                 rest:add_proto_expert_info(experts.long_payload)
             end

@@ -10,15 +10,18 @@ return function(parts)
     local stream, codes = parts.stream, parts.codes
     local fields, experts = parts.gateway_fields.fields, parts.gateway_fields.experts
     local exchanges = parts.exchanges.new("brenk")
+    local lost_streams = parts.lost_streams.new("brenk")
 
     local protocol = Proto("brenk", "Brenk Gateway Protocol")
     protocol.fields = fields
     protocol.experts = experts
 
+    local outside = stream.outside(protocol, fields, experts, "BRENK", "frame")
+
     local MAGIC = "\254\253"
     local BYTES_TO_MAGIC_END = 3
     local PAYLOAD_OFFSET, CRC_BYTES = 17, 2
-    local SHORTEST_FRAME = PAYLOAD_OFFSET + CRC_BYTES
+    local READS_NO_MORE = ": the Mux reads nothing more of this gateway"
     local HEADER_VERSION = 1
     local EVENT_ANSWER_BIT = 0x80
 
@@ -54,8 +57,10 @@ return function(parts)
         return range:uint()
     end
 
-    local function dissect_crc(tvb, tree)
-        local checked = tvb:len() - CRC_BYTES
+    local function dissect_crc(tvb, checked, tree)
+        if tvb:len() < checked + CRC_BYTES then
+            return tree:add_proto_expert_info(experts.no_crc)
+        end
         local range = tvb(checked, CRC_BYTES)
         local expected = parts.crc16.xmodem(tvb:raw(0, checked))
         local good = range:uint() == expected
@@ -72,7 +77,7 @@ return function(parts)
     local function link(pinfo, frame, to_gateway)
         if to_gateway then
             return exchanges:request(pinfo, frame.reference, frame.counter)
-        elseif codes.events[frame.command] then
+        elseif codes.events[frame.command] or frame.is_unheard then
             return exchanges:other(pinfo)
         end
         return exchanges:answer(pinfo, frame.reference)
@@ -91,6 +96,20 @@ return function(parts)
         return string.format("%s lock %d ref %d", command_text(frame, values), frame.address, frame.reference)
     end
 
+    -- Whether the Mux reads a gateway's frame at all; after one that it cannot read it reads no other.
+    local function remark_hearing(tvb, pinfo, tree, command)
+        if lost_streams:is_lost(pinfo) then
+            tree:add_proto_expert_info(experts.unheard)
+            return false
+        elseif not parts.gateway_payloads.is_readable(tvb, PAYLOAD_OFFSET, command) then
+            tree:add_proto_expert_info(experts.last_read, "Too short for its command" .. READS_NO_MORE)
+            lost_streams:lose(pinfo)
+            return false
+        end
+        return true
+    end
+
+    -- A frame that is too short for a CRC has none, but the Mux takes it nevertheless.
     local function dissect_frame(tvb, pinfo, parent, to_gateway)
         local tree = parent:add(protocol, tvb())
         dissect_header(tvb, tree)
@@ -99,24 +118,15 @@ return function(parts)
         tree:add(fields.sequence_counter, tvb(8, 4))
         tree:add(fields.device_address, tvb(12, 4))
         frame.command = dissect_command(tvb(16, 1), tree, to_gateway)
-        local payload = tvb(PAYLOAD_OFFSET, tvb:len() - SHORTEST_FRAME):tvb()
-        local values = parts.gateway_payloads.dissect(payload, tree, frame.command, to_gateway)
-        dissect_crc(tvb, tree)
+        local size = tvb:len() - PAYLOAD_OFFSET
+        size = size >= CRC_BYTES and size - CRC_BYTES or size
+        local values = parts.gateway_payloads.dissect(tvb, PAYLOAD_OFFSET, size, tree, frame.command, to_gateway)
+        dissect_crc(tvb, PAYLOAD_OFFSET + size, tree)
+        frame.is_unheard = not to_gateway and not remark_hearing(tvb, pinfo, tree, frame.command)
         parts.exchanges.show(link(pinfo, frame, to_gateway), tree, fields)
         local summary = summary_of(frame, values)
         tree:append_text(", " .. summary)
         parts.columns.add(pinfo, "BRENK", summary)
-    end
-
-    local function show_outside(tvb, pinfo, tree, remark)
-        tree:add(protocol, tvb):add(fields.unread, tvb):add_proto_expert_info(remark)
-        parts.columns.add(pinfo, "BRENK", tvb:len() .. " bytes outside a frame")
-    end
-
-    local function ask_or_show(tvb, pinfo, tree, offset, count)
-        if not stream.ask_for(pinfo, offset, count) then
-            show_outside(tvb(offset), pinfo, tree, experts.cut_short)
-        end
     end
 
     -- Where the next frame may begin at or behind `offset`: a byte before the next magic, or as far back from the end
@@ -130,18 +140,28 @@ return function(parts)
         return math.max(offset, #bytes - kept)
     end
 
+    -- Bytes that hold a magic but no frame, and at which the Mux stops to understand what comes from a gateway.
+    local function skip_magic(range, pinfo, tree, remark, reason)
+        if stream.is_to_server(pinfo) or lost_streams:is_lost(pinfo) then
+            outside:show(range, pinfo, tree, remark)
+        else
+            outside:show(range, pinfo, tree, experts.last_read, reason .. READS_NO_MORE)
+            lost_streams:lose(pinfo)
+        end
+    end
+
     -- A frame, or the beginning of one, stands at `offset`.
     local function next_frame(tvb, pinfo, tree, offset)
         local available = tvb:len() - offset
         if available < BYTES_TO_MAGIC_END then
-            return ask_or_show(tvb, pinfo, tree, offset)
+            return outside:ask_or_show(tvb, pinfo, tree, offset)
         end
         local length = tvb(offset, 1):uint()
-        if length < SHORTEST_FRAME then
-            show_outside(tvb(offset, BYTES_TO_MAGIC_END), pinfo, tree, experts.short_frame)
+        if length < PAYLOAD_OFFSET then
+            skip_magic(tvb(offset, BYTES_TO_MAGIC_END), pinfo, tree, experts.short_frame, "A total length below 17")
             return offset + BYTES_TO_MAGIC_END
         elseif length > available then
-            return ask_or_show(tvb, pinfo, tree, offset, length - available)
+            return outside:ask_or_show(tvb, pinfo, tree, offset, length - available)
         end
         dissect_frame(tvb(offset, length):tvb(), pinfo, tree, stream.is_to_server(pinfo))
         return offset + length
@@ -151,9 +171,13 @@ return function(parts)
     function protocol.dissector(tvb, pinfo, tree)
         local bytes = tvb:range():raw()
         return stream.walk(tvb, function(offset)
+            if bytes:sub(offset + 1, offset + #MAGIC) == MAGIC then
+                skip_magic(tvb(offset, #MAGIC), pinfo, tree, experts.outside, "No length before FE FD")
+                return offset + #MAGIC
+            end
             local start = find_frame(bytes, offset)
             if start > offset then
-                show_outside(tvb(offset, start - offset), pinfo, tree, experts.outside)
+                outside:show(tvb(offset, start - offset), pinfo, tree, experts.outside)
             end
             return next_frame(tvb, pinfo, tree, start)
         end)
@@ -161,6 +185,7 @@ return function(parts)
 
     function protocol.init()
         exchanges:forget()
+        lost_streams:forget()
     end
 
     return protocol

@@ -2,8 +2,8 @@
 -- text ends, since the Mux writes its texts one after another with nothing between them.
 --
 -- A value is a table: `kind` ("object", "array", "string", "integer", "number", "boolean", "null"), `value` (what Lua
--- has for it; of an object its members by key, of which the first counts as it does for the Mux) and the positions of
--- its first and last byte.
+-- has for it; of an object its members by key, of which the first counts as it does for the Mux), of a number also its
+-- `text`, and the positions of its first and last byte.
 return function()
     local json_reader = {}
 
@@ -136,15 +136,24 @@ return function()
         return rest == ""
     end
 
+    -- The Mux takes no number for JSON that is greater than the greatest one of 64-bit floating point. An exponent is
+    -- too great for it whatever it stands behind.
+    local GREATEST_EXPONENT = 308
+    local function is_too_great(token)
+        local whole, decimals, exponent = token:match("^%-?(%d+)%.?(%d*)[eE]?%+?(%d*)$")
+        return whole ~= nil and (tonumber(whole) + 0.0 == math.huge
+            or exponent ~= "" and tonumber(exponent) > GREATEST_EXPONENT + #decimals)
+    end
+
     local function read_number(text, first, depth)
         local token = text:match("^[-+.%deE]*", first)
         local last = first + #token - 1
         check_end(text, last, depth)
-        if not is_number(token) then
+        if not is_number(token) or is_too_great(token) then
             error(MALFORMED, 0)
         end
         local kind = token:match("^%-?%d+$") and "integer" or "number"
-        return { kind = kind, value = tonumber(token), first = first, last = last }
+        return { kind = kind, value = tonumber(token), text = token, first = first, last = last }
     end
 
     -- Walks through "first, second, third" up to `closing`; `read_item(position)` reads one of them and returns where

@@ -1,5 +1,6 @@
--- What both protocols need to cut a TCP stream: direction, and asking for the bytes that are missing.
-return function()
+-- What both protocols need to cut a TCP stream: direction, asking for the bytes that are missing, and showing those
+-- that belong to nothing.
+return function(parts)
     local stream = {}
 
     -- Whether the packet goes to the server of the connection: to the port by which this dissector was found.
@@ -24,6 +25,38 @@ return function()
         pinfo.desegment_offset = offset
         pinfo.desegment_len = count or DESEGMENT_ONE_MORE_SEGMENT
         return true
+    end
+
+    -- Puts a remark on an item, with other words than the remark's own if there are any.
+    function stream.remark(item, remark, words)
+        if words then
+            item:add_proto_expert_info(remark, words)
+        else
+            item:add_proto_expert_info(remark)
+        end
+    end
+
+    -- How a protocol shows bytes that belong to none of its messages. `name` is that of the protocol's column, `whole`
+    -- what it calls a message.
+    local Outside = {}
+    Outside.__index = Outside
+
+    function stream.outside(protocol, fields, experts, name, whole)
+        return setmetatable({ protocol = protocol, field = fields.unread, cut_short = experts.cut_short, name = name,
+            whole = whole }, Outside)
+    end
+
+    -- Shows bytes with a remark.
+    function Outside:show(tvb, pinfo, tree, remark, words)
+        stream.remark(tree:add(self.protocol, tvb):add(self.field, tvb), remark, words)
+        parts.columns.add(pinfo, self.name, tvb:len() .. " bytes outside a " .. self.whole)
+    end
+
+    -- Asks for more as `stream.ask_for` does, or shows the rest when TCP does not come back with what is missing.
+    function Outside:ask_or_show(tvb, pinfo, tree, offset, count)
+        if not stream.ask_for(pinfo, offset, count) then
+            self:show(tvb(offset), pinfo, tree, self.cut_short)
+        end
     end
 
     -- Walks through the messages in `tvb`. `next_message(offset)` dissects the one that begins there and returns where
