@@ -70,6 +70,51 @@ class Guide(DissectorTest):
         client.to_server(packet("{}"))
         return [int(row["frame.number"]) for row in self.rows(capture, ["frame.number"], ["-Y", display_filter])]
 
+    def blocks(self):
+        """The indented blocks of the chapter about one request, each as its lines without indentation."""
+        chapter = GUIDE.read_text().split("## What a request looks like")[1].split("## ")[0]
+        paragraphs = [part.strip("\n").splitlines() for part in chapter.split("\n\n")]
+        return [[line.strip() for line in part] for part in paragraphs if part and part[0].startswith("    ")]
+
+    def times(self, packet_list):
+        return [float(line.split()[1]) for line in packet_list]
+
+    # The frames are those of docs/gateway-protocol.md and their likes.
+    def the_request(self, times):
+        capture = Capture()
+        gateway, client = capture.connection(2101), capture.connection(5555)
+        lock = {"gatewayID": 1, "lockID": 5}
+        card = {**lock, "timestamp": "17:22:8 20-11-2026", "RFIDData": "04A1B2C3"}
+        refresh = frame(0x01, reference=1, counter=1, address=256)
+        counter = frame(0x00, bytes.fromhex("07 00 00 03 E8"), reference=1, counter=1, address=256)
+        packets = [
+            (gateway.to_server, refresh), (gateway.from_server, counter),
+            (gateway.to_server, refresh), (gateway.from_server, counter),
+            (client.to_server, packet(message(10, "open", lock))),
+            (gateway.to_server, frame(0x0A, bytes(4), reference=3, counter=1001)),
+            (gateway.from_server, frame(0x00, b"\0", reference=3, counter=1001)),
+            (client.from_server, message(0, "open", {"Success": True, "ErrorCode": 0}, 1795195328).encode()),
+            (gateway.from_server, frame(0x0E, bytes.fromhex("01 02 03 04 05 06 07 04 04 A1 B2 C3"), reference=0)),
+            (client.from_server, message(51, "lockEventMessage-1795195328", card, 1795195328).encode()),
+        ]
+        for (send, data), at in zip(packets, times, strict=True):
+            send(data, at)
+        return capture
+
+    def test_a_request_looks_as_it_says(self):
+        (command, *packet_list), *details = self.blocks()
+        self.assertTrue(command.startswith("$ tshark -X lua_script:tools/wireshark/mux.lua -r "))
+        capture = self.the_request(self.times(packet_list))
+        shown = [" ".join(line.split()) for line in self.tshark(capture).splitlines()]
+        self.assertEqual(shown, [" ".join(line.split()) for line in packet_list])
+
+        shown = [line.strip() for line in self.tshark(capture, "-O", "mux,brenk").splitlines()]
+        self.assertEqual(len(details), 3)
+        for block in details:
+            first = shown.index(block[0])
+            whole = [line for line in block if line != "..."]
+            self.assertEqual(shown[first:first + len(whole)], whole)
+
     def test_its_filters_find_what_it_says(self):
         rows = re.findall(r"^\| [^|]+ \| (`.*`) \|$", GUIDE.read_text().split("## Filters")[1], re.MULTILINE)
         filters = [text.replace("\\|", "|") for row in rows for text in re.findall("`([^`]+)`", row)]
