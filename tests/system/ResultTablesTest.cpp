@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/system/support/ExchangeRunner.h"
+#include "tools/gateway-simulator/FrameCodec.h"
 
 namespace SystemTest {
 namespace {
@@ -184,6 +185,29 @@ TEST(ResultTables, ACounterErrorIsNeverAnsweredAndSetsTheCounter) {
         runner.NextFrame(index).sequenceCounter = static_cast<std::uint32_t>(500001 + 1000 * requests.at(index).code);
     }
     runner.RunSideBySide(accepted);
+}
+
+// To what asked for no status, a status is as good as the result 0.
+TEST(ResultTables, AStatusInAnswerToAnotherRequestIsSuccess) {
+    constexpr std::uint8_t kStatusAnswer = 0x01;
+    MuxSystem system;
+    ExchangeRunner runner(system);
+    const std::time_t from = std::time(nullptr);
+    const std::vector<RequestRow> requests = {kOpenAndClose.front(), kOthers.at(2), kOthers.at(3)};
+    for (std::size_t number = 0; number < requests.size(); ++number) {
+        const RequestRow& request = requests.at(number);
+        SCOPED_TRACE(request.name);
+        runner.Run({{request.name,
+                     Request(request.code, std::string(R"("lockID":5)") + request.members),
+                     std::string("00000005") + request.frame,
+                     {},
+                     "fault silence"}});
+        Simulator::Frame answer = system.Gateway().ReceivedFrames().back().frame;
+        answer.code = kStatusAnswer;
+        answer.payload = Simulator::Bytes(7, 0);
+        ASSERT_TRUE(system.Gateway().SendRaw(Simulator::EncodeFrame(answer)));
+        ExpectMessage(runner.Client().Receive(), "request-1-" + std::to_string(number + 1), request.success, from);
+    }
 }
 
 TEST(ResultTables, StatusBytesAreDecoded) {

@@ -1,0 +1,119 @@
+// The page about the architecture: its pictures and the files that it names, against the sources.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "tests/docs/support/Book.h"
+#include "tests/docs/support/DocumentFile.h"
+
+namespace {
+
+using Documents::Book;
+using Documents::Example;
+using Documents::ReadDocument;
+using testing::Contains;
+using testing::IsEmpty;
+using testing::Not;
+using Names = std::set<std::string>;
+
+constexpr const char* kPage = "architecture.md";
+constexpr const char* kNeverSet = "UNKNOWN";
+
+// What the first group of the pattern matches, everywhere in the text.
+Names FoundIn(const std::string& text, const std::string& pattern) {
+    const std::regex expression(pattern);
+    Names names;
+    for (std::sregex_iterator match(text.begin(), text.end(), expression); match != std::sregex_iterator(); ++match) {
+        names.insert((*match)[1]);
+    }
+    return names;
+}
+
+std::string Picture(const std::string& kind) {
+    const Book page(kPage);
+    for (const Example& block : page.Blocks()) {
+        if (block.text.rfind(kind + "\n", 0) == 0 || block.text.rfind(kind + " ", 0) == 0) {
+            return block.text;
+        }
+    }
+    ADD_FAILURE() << "no picture " << kind;
+    return "";
+}
+
+Names SourceFiles() {
+    Names files;
+    for (const char* const folder : {"diagnostics", "threading", "net", "messages", "gateway", "mux"}) {
+        for (const auto& entry :
+             std::filesystem::recursive_directory_iterator(std::filesystem::path(PROJECT_FOLDER) / folder)) {
+            files.insert(entry.path().filename());
+        }
+    }
+    return files;
+}
+
+Names Statuses() {
+    return FoundIn(ReadDocument("../gateway/VirtualGatewayStatuses.h"), "([A-Z_]+) = [0-9]+,");
+}
+
+Names StatusesThatAreSet() {
+    Names statuses = Statuses();
+    statuses.erase(kNeverSet);
+    return statuses;
+}
+
+TEST(Architecture, NamesFilesThatExist) {
+    const Names files = SourceFiles();
+    const Names named = FoundIn(ReadDocument(kPage), "`([A-Za-z0-9]+\\.(?:cpp|h))`");
+    EXPECT_THAT(named, Not(IsEmpty()));
+    for (const std::string& file : named) {
+        EXPECT_THAT(files, Contains(file));
+    }
+}
+
+TEST(Architecture, NamesFoldersThatExist) {
+    Names folders = FoundIn(ReadDocument(kPage), "`([a-z]+(?:/[a-z]+)*)/`");
+    EXPECT_THAT(folders, Contains("tests/layering"));
+    const Names layers = FoundIn(Picture("flowchart TD"), "\\[\"([a-z/]+): ");
+    EXPECT_EQ(layers.size(), 8U);
+    folders.insert(layers.begin(), layers.end());
+    for (const std::string& folder : folders) {
+        EXPECT_TRUE(std::filesystem::is_directory(std::filesystem::path(PROJECT_FOLDER) / folder)) << folder;
+    }
+}
+
+TEST(Architecture, ShowsTheStatesOfAGateway) {
+    EXPECT_THAT(Statuses(), Contains(kNeverSet));
+    EXPECT_EQ(FoundIn(Picture("stateDiagram-v2"), "([A-Z_]{2,})"), StatusesThatAreSet());
+}
+
+TEST(Architecture, SaysOfEachStateWhatBecomesOfItsRequests) {
+    const std::string page = ReadDocument(kPage);
+    const std::size_t table = page.find("| State | Its requests |");
+    ASSERT_NE(table, std::string::npos);
+    const std::string rows = page.substr(table, page.find("\n\n", table) - table);
+    Names states;
+    for (const std::string& row : FoundIn(rows, "\\n\\| ([^|]+) \\|")) {
+        const Names named = FoundIn(row, "`([A-Z_]+)`");
+        states.insert(named.begin(), named.end());
+    }
+    EXPECT_EQ(states, StatusesThatAreSet());
+}
+
+TEST(Architecture, ShowsArrowsOnlyBetweenWhatItShows) {
+    for (const char* const kind : {"flowchart TD", "flowchart LR"}) {
+        const std::string picture = Picture(kind);
+        const Names boxes = FoundIn(picture, "\\n  ([a-z]+)[\\[(]");
+        for (const char* const end : {"\\n  ([a-z]+) -->", "-->(?:\\|[^|]*\\|)? ([a-z]+)"}) {
+            for (const std::string& name : FoundIn(picture, end)) {
+                EXPECT_THAT(boxes, Contains(name)) << kind;
+            }
+        }
+    }
+}
+
+}  // namespace
