@@ -68,6 +68,7 @@ class Guide(DissectorTest):
         client.from_server(message(1, "open", {"ErrorCode": 0, "Message": ""}).encode())
         gateway.to_server(frame(0x05, reference=4))
         client.to_server(packet("{}"))
+        client.to_server(packet("[]"))
         return [int(row["frame.number"]) for row in self.rows(capture, ["frame.number"], ["-Y", display_filter])]
 
     def blocks(self):
@@ -119,7 +120,7 @@ class Guide(DissectorTest):
         rows = re.findall(r"^\| [^|]+ \| (`.*`) \|$", GUIDE.read_text().split("## Filters")[1], re.MULTILINE)
         filters = [text.replace("\\|", "|") for row in rows for text in re.findall("`([^`]+)`", row)]
         self.assertEqual([self.matches(each) for each in filters],
-                         [[1, 4], [2, 3, 5], [5], [6], [3, 4], [3, 4], [3], [3]])
+                         [[1, 4], [2, 3, 5], [5], [6, 7], [3, 4], [3, 4], [3], [7], [3, 7]])
 
 
 if __name__ == "__main__":
