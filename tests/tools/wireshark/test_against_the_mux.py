@@ -57,7 +57,7 @@ BEGINNINGS = {
 }
 CARD = frame(0x0E, bytes.fromhex("01 02 03 04 05 06 07 01 AB"))
 # Two frames together are taken up only when nothing has come for 11 seconds.
-HEARING_DEADLINE = 16
+HEARING_DEADLINE = 20
 
 
 class AgainstTheMux(DissectorTest):
@@ -130,6 +130,7 @@ class Gateways(AgainstTheMux):
     def hears(self, beginning):
         """Whether the Mux still tells its client of the card."""
         with socket.create_server(("127.0.0.1", 0)) as listener:
+            listener.settimeout(HEARING_DEADLINE)
             gateway = {"ID": 1, "IpAddress": "127.0.0.1", "Port": listener.getsockname()[1]}
             mux, port = self.start_mux({"Enabled": True, "Gateways": [gateway]})
             client = Client(port, deadline=HEARING_DEADLINE)

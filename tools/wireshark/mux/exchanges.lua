@@ -50,8 +50,8 @@ return function(parts)
         return (self:record(pinfo))
     end
 
-    -- A request that is answered under `key`. One that waits there with another `generation` is given up: its answer
-    -- never came, and the key is in use again.
+    -- A request that is answered under `key`. One that waits there with another `generation` is given up: whoever has to
+    -- answer did not, and answers the one that has the key now. Whoever has asked may see it otherwise.
     function Exchanges:request(pinfo, key, generation)
         local record, is_new = self:record(pinfo)
         if is_new then
