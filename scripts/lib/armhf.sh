@@ -3,7 +3,7 @@
 # with the build folder.
 
 readonly armhf_sysroot=$PWD/build/armhf-sysroot
-readonly armhf_libraries=(libc6 libgcc-s1 libstdc++6 libuuid1 uuid-dev)
+readonly armhf_libraries=(libc6 libgcc-s1 libstdc++6 libuuid1 uuid-dev libncursesw6 libtinfo6 libncurses-dev)
 
 # Unpacks a package and writes it down as dpkg would, for dpkg-shlibdeps to look up.
 unpack_for_armhf() {
@@ -30,7 +30,7 @@ make_links_relative() {
 
 make_armhf_sysroot() {
     local package
-    [ ! -e "$armhf_sysroot/complete" ] || return 0
+    [ "$(cat "$armhf_sysroot/complete" 2>/dev/null)" != "${armhf_libraries[*]}" ] || return 0
     say "fetching libraries for armhf into $armhf_sysroot"
     rm -rf "$armhf_sysroot"
     mkdir -p "$armhf_sysroot/root/usr/lib" "$armhf_sysroot/dpkg/info"
@@ -44,7 +44,7 @@ make_armhf_sysroot() {
     done
     make_links_relative
     rm -r "$armhf_sysroot/apt"
-    touch "$armhf_sysroot/complete"
+    echo "${armhf_libraries[*]}" >"$armhf_sysroot/complete"
 }
 
 # What scripts/test --armhf builds and runs, in arguments of CTest: unit tests by program, and the system tests of the
