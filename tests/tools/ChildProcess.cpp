@@ -81,6 +81,21 @@ bool ChildProcess::WaitForOutput(const std::string& text, std::chrono::milliseco
     return true;
 }
 
+std::string ChildProcess::WaitForLineWith(const std::string& text, std::chrono::milliseconds deadline) {
+    const Clock::time_point end = Clock::now() + deadline;
+    for (;;) {
+        const std::size_t found = output_.find(text);
+        const std::size_t start = found == std::string::npos ? output_.size() : found + text.size();
+        const std::size_t lineEnd = output_.find('\n', start);
+        if (lineEnd != std::string::npos) {
+            return output_.substr(start, lineEnd - start);
+        }
+        if (!ReadOutput(end)) {
+            return "";
+        }
+    }
+}
+
 void ChildProcess::Signal(int number) const {
     kill(process_, number);
 }

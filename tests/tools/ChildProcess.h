@@ -24,6 +24,9 @@ class ChildProcess {
     // Reads standard output and standard error until `text` has come; false when the deadline passes or the
     // program ends first.
     bool WaitForOutput(const std::string& text, std::chrono::milliseconds deadline = std::chrono::seconds(20));
+    // The rest of the first line with `text` in it, once it is complete; empty when the deadline passes or the program
+    // ends first.
+    std::string WaitForLineWith(const std::string& text, std::chrono::milliseconds deadline = std::chrono::seconds(20));
     // All that has been read so far.
     const std::string& Output() const { return output_; }
 

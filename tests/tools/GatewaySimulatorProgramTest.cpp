@@ -162,8 +162,10 @@ TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
 TEST(GatewaySimulatorProgramTest, TeachesItsCommandsInItsHelp) {
     ChildProcess program(Command({"--help"}));
     EXPECT_EQ(program.WaitForExit(), 0);
-    for (const char* word : {"--script", "card ADDRESS HEX [TYPE]", "pin ADDRESS DIGITS", "wait MILLISECONDS", "quit",
-                             "close-mid-frame", "byte-by-byte MILLISECONDS", "Examples:"}) {
+    for (const char* word :
+         {"--script", "card ADDRESS HEX [TYPE]", "pin ADDRESS DIGITS", "wait MILLISECONDS", "quit", "close-mid-frame",
+          "byte-by-byte MILLISECONDS", "Examples:", "--gateways", "--whitelist-file", "--plain", "GATEWAY: COMMAND",
+          "use GATEWAY", "gateways  ", "WhitelistFile", "Status screen:", "Exit status:"}) {
         EXPECT_THAT(program.Output(), HasSubstr(word));
     }
 }

@@ -20,6 +20,7 @@ class RecordingObserver : public Simulator::Observer {
     }
     void EventSent(const Simulator::Frame& event) override { Add(DescribeEvent(event)); }
     void Notice(const std::string& text) override { Add(text); }
+    void Failed(const std::string& reason) override { Add("failed: " + reason); }
 
     std::vector<std::string> Lines() const {
         const std::lock_guard<std::mutex> lock(mutex_);

@@ -6,6 +6,8 @@
 
 #include "tests/support/WaitUntil.h"
 #include "tools/gateway-simulator/CommandError.h"
+#include "tools/gateway-simulator/LabelledOutput.h"
+#include "tools/gateway-simulator/LineWriter.h"
 #include "tools/gateway-simulator/StepRunner.h"
 
 namespace Simulator {
@@ -39,8 +41,13 @@ class ScriptTest : public testing::Test {
     GatewaySimulator gateway_;
     std::ostringstream output_;
     LineWriter writer_{output_};
+    LabelledOutput secondOutput_{writer_, "-2: "};
     asio::io_context loop_;
-    StepRunner runner_{loop_, gateway_, writer_, [this] { loop_.stop(); }};
+    GatewaySimulator second_;
+    StepRunner runner_{
+        loop_, {{1, "Hall", "127.0.0.1", gateway_, writer_}, {-2, "", "::1", second_, secondOutput_}}, writer_, [this] {
+            loop_.stop();
+        }};
 };
 
 TEST_F(ScriptTest, ReadsCommandsWaitsAndQuit) {
@@ -87,6 +94,48 @@ TEST_F(ScriptTest, GoesOnBehindACommandThatFails) {
 TEST_F(ScriptTest, RunsNothingBehindQuit) {
     Run("counter 41\nquit\ncounter 42");
     EXPECT_EQ(gateway_.Counter(), 41U);
+}
+
+TEST_F(ScriptTest, SendsACommandToTheGatewayInFrontOfIt) {
+    Run("-2: counter 41\n  1:counter 42\ncounter 43 # -2: no prefix here");
+    EXPECT_EQ(second_.Counter(), 41U);
+    EXPECT_EQ(gateway_.Counter(), 43U);
+}
+
+TEST_F(ScriptTest, SendsCommandsToTheChosenGateway) {
+    Run("counter 40\nuse -2\ncounter 41\n1: counter 42\ncounter 43");
+    EXPECT_EQ(gateway_.Counter(), 42U);
+    EXPECT_EQ(second_.Counter(), 43U);
+}
+
+TEST_F(ScriptTest, NamesTheGatewayThatHasSomethingToSay) {
+    EXPECT_EQ(Run("faults\n-2: locks\n-2: add-lock 5\n-2: locks"),
+              "no faults\n-2: counter 1000\n-2: counter 1000\n"
+              "-2: lock 5: closed, status 0F000000000000, whitelist enabled, 0 of 100 cards\n");
+    EXPECT_NE(Run("-2: remove-lock 9").find("error: there is no lock 9\n"), std::string::npos);
+}
+
+TEST_F(ScriptTest, ListsTheGateways) {
+    EXPECT_EQ(Run("add-lock 5\ngateways"),
+              "1: 127.0.0.1:0, not connected, 1 lock, Hall\n"
+              "-2: [::1]:0, not connected, 0 locks\n");
+}
+
+TEST_F(ScriptTest, SaysThatThereIsNoSuchGateway) {
+    const std::string output = Run("use 3\n3: counter 41\ncounter 42");
+    EXPECT_EQ(output.find("error: there is no gateway 3\n"), sizeof("12:00:00.000 ") - 1) << output;
+    EXPECT_NE(output.rfind("error: there is no gateway 3\n"), output.find("error: there is no gateway 3\n"));
+    EXPECT_EQ(gateway_.Counter(), 42U);
+}
+
+TEST_F(ScriptTest, RefusesWhatIsNotForOneGateway) {
+    EXPECT_EQ(ErrorOf("2:"), "night.txt:1: COMMAND is missing");
+    EXPECT_EQ(ErrorOf("2: wait 5"), "night.txt:1: \"wait\" is not for one gateway");
+    EXPECT_EQ(ErrorOf("2: 3: locks"), "night.txt:1: there is no command \"3:\"; try help");
+    EXPECT_EQ(ErrorOf("9999999999: locks"), "night.txt:1: there is no command \"9999999999:\"; try help");
+    EXPECT_EQ(ErrorOf("use hall"), "night.txt:1: GATEWAY must be a gateway's ID, not \"hall\"");
+    EXPECT_EQ(ErrorOf("use"), "night.txt:1: GATEWAY is missing");
+    EXPECT_EQ(ErrorOf("gateways 1"), "night.txt:1: nothing should follow, but \"1\" does");
 }
 
 }  // namespace

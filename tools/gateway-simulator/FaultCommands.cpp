@@ -60,16 +60,10 @@ Action ParseFault(Arguments& arguments) {
     return Silent([fault](GatewaySimulator& gateway) { gateway.Inject(fault); });
 }
 
-std::string DescribeScope(const Fault& fault) {
-    const std::string count =
-        fault.remaining == Fault::kAlways ? "always" : "for " + std::to_string(fault.remaining) + " more";
-    return count + (fault.address ? ", lock " + std::to_string(*fault.address) : "");
-}
-
 std::string ListFaults(const GatewaySimulator& gateway) {
     std::string list;
     for (const Fault& fault : gateway.Faults()) {
-        list += (list.empty() ? "" : "\n") + DescribeFault(fault) + " (" + DescribeScope(fault) + ")";
+        list += (list.empty() ? "" : "\n") + DescribePendingFault(fault);
     }
     return list.empty() ? "no faults" : list;
 }

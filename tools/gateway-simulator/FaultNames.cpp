@@ -56,6 +56,13 @@ std::string DescribeFault(const Fault& fault) {
     return text;
 }
 
+std::string DescribePendingFault(const Fault& fault) {
+    const std::string count =
+        fault.remaining == Fault::kAlways ? "always" : "for " + std::to_string(fault.remaining) + " more";
+    const std::string lock = fault.address ? ", lock " + std::to_string(*fault.address) : "";
+    return DescribeFault(fault) + " (" + count + lock + ")";
+}
+
 std::string FaultHelp() {
     std::ostringstream help;
     for (const FaultName& row : kFaultNames) {

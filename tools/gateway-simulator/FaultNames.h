@@ -25,6 +25,9 @@ const FaultName* FindFaultName(std::string_view name);
 // Name and value of a fault, as in "delay 500".
 std::string DescribeFault(const Fault& fault);
 
+// The same with what it still applies to, as in "delay 500 (for 2 more, lock 5)".
+std::string DescribePendingFault(const Fault& fault);
+
 // One line for each kind of fault, for --help.
 std::string FaultHelp();
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace Simulator {
@@ -70,6 +71,9 @@ Gateway::Gateway(asio::io_context& loop, const SimulatorOptions& options, FrameL
     for (const std::uint32_t address : options.locks) {
         model_.AddLock(Lock(address, options.whitelistCapacity));
     }
+    for (const Lock& lock : options.preparedLocks) {
+        model_.AddLock(lock);
+    }
 }
 
 void Gateway::Start() {
@@ -119,6 +123,17 @@ void Gateway::ResetConnections() {
     }
 }
 
+void Gateway::KeepWhitelists() {
+    if (options_.whitelists == nullptr) {
+        return;
+    }
+    try {
+        options_.whitelists->Keep(model_.Locks());
+    } catch (const std::runtime_error& error) {
+        observer_.Failed(error.what());
+    }
+}
+
 void Gateway::OnConnection(asio::ip::tcp::socket socket) {
     Session::Handlers handlers;
     handlers.received = [this](Session& session, const FrameSplitter::Chunk& chunk) { OnChunk(session, chunk); };
@@ -149,6 +164,7 @@ void Gateway::Answer(Session& session, const ReceivedFrame& received) {
     const std::optional<Result> flaw = ResultOfFlaw(received.verdict);
     const Frame answer =
         flaw ? model_.AnswerResult(received.frame, static_cast<std::uint8_t>(*flaw)) : AnswerGoodFrame(received.frame);
+    KeepWhitelists();
     const std::vector<Fault> faults = faults_.Take(answer.deviceAddress);
     observer_.Answered(answer, faults);
     Deliver(session, PlanDelivery(answer, faults));

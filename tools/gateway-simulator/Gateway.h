@@ -53,6 +53,9 @@ class Gateway {
     void ResetConnections();
     void RefuseConnections(std::chrono::milliseconds duration) { listener_.RefuseFor(duration); }
 
+    // Hands the whitelists to whoever keeps them. To be called when one may have changed.
+    void KeepWhitelists();
+
     void Notice(const std::string& text) { observer_.Notice(text); }
 
   private:

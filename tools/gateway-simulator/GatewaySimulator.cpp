@@ -79,7 +79,11 @@ bool GatewaySimulator::AddLock(std::uint32_t address) {
 }
 
 bool GatewaySimulator::AddLock(const Lock& lock) {
-    return loop_->Run([&](Gateway& gateway) { return gateway.Model().AddLock(lock); });
+    return loop_->Run([&](Gateway& gateway) {
+        const bool added = gateway.Model().AddLock(lock);
+        gateway.KeepWhitelists();
+        return added;
+    });
 }
 
 bool GatewaySimulator::RemoveLock(std::uint32_t address) {
@@ -91,6 +95,7 @@ bool GatewaySimulator::ChangeLock(std::uint32_t address, const std::function<voi
         Lock* lock = gateway.Model().FindLock(address);
         if (lock != nullptr) {
             change(*lock);
+            gateway.KeepWhitelists();
         }
         return lock != nullptr;
     });

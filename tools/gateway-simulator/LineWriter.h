@@ -4,19 +4,18 @@
 #include <ostream>
 #include <string>
 
+#include "tools/gateway-simulator/LineOutput.h"
+
 namespace Simulator {
 
-// Writes whole lines, each flushed at once, so that lines of several threads never mix.
+// Writes whole lines to a stream, each flushed at once, so that lines of several threads never mix.
 //
 // Any thread may call anything. The stream must remain live as long as the writer.
-class LineWriter {
+class LineWriter : public LineOutput {
   public:
     explicit LineWriter(std::ostream& stream) : stream_(stream) {}
 
-    // Takes a line without its end.
-    void Write(const std::string& line);
-    // The same with the local time in front, as in "14:03:07.512 text".
-    void WriteTimed(const std::string& line);
+    void Write(const std::string& text) override;
 
   private:
     std::mutex mutex_;

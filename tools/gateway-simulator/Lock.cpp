@@ -38,6 +38,18 @@ void Lock::SetBattery(std::uint8_t status, std::uint8_t level) {
     status_.at(kBatteryByte) = static_cast<std::uint8_t>(others | ((level & 3U) << 2U) | (status & 3U));
 }
 
+unsigned Lock::BatteryStatus() const {
+    return status_.at(kBatteryByte) & 3U;
+}
+
+unsigned Lock::BatteryLevel() const {
+    return (static_cast<unsigned>(status_.at(kBatteryByte)) >> 2U) & 3U;
+}
+
+bool Lock::HasFlag(StatusFlag flag) const {
+    return (status_.at(kFlagByte) & static_cast<unsigned>(flag)) != 0;
+}
+
 void Lock::SetFlag(StatusFlag flag, bool on) {
     const auto bit = static_cast<unsigned>(flag);
     const unsigned flags = status_.at(kFlagByte);

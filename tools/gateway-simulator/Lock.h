@@ -54,7 +54,10 @@ class Lock {
     void SetStatus(const StatusBytes& status) { status_ = status; }
     // Takes both as 0 to 3; higher bits are cut off.
     void SetBattery(std::uint8_t status, std::uint8_t level);
+    unsigned BatteryStatus() const;
+    unsigned BatteryLevel() const;
     void SetFlag(StatusFlag flag, bool on);
+    bool HasFlag(StatusFlag flag) const;
 
     // Code of the reader event that no command has answered yet.
     const std::optional<std::uint8_t>& PendingEvent() const { return pendingEvent_; }

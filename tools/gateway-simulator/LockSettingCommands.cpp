@@ -3,14 +3,13 @@
 #include <utility>
 
 #include "tools/gateway-simulator/ConsoleCommand.h"
+#include "tools/gateway-simulator/LockText.h"
 
 namespace Simulator {
 namespace {
 
 constexpr std::uint32_t kLargestCapacity = 1'000'000;
 constexpr std::uint32_t kLargestBatteryValue = 3;
-
-constexpr std::array<const char*, 3> kStateNames = {"closed", "open", "open for a while"};
 
 constexpr std::array<std::pair<const char*, Lock::StatusFlag>, 4> kFlagNames = {{
     {"mechanical", Lock::StatusFlag::kMechanicalActive},
@@ -87,10 +86,9 @@ Action ParseCardLength(Arguments& arguments) {
 }
 
 std::string DescribeLock(const Lock& lock) {
-    const Lock::State state = lock.StateAt(Lock::Clock::now());
     const Lock::StatusBytes& status = lock.Status();
     std::ostringstream text;
-    text << "lock " << lock.Address() << ": " << kStateNames.at(static_cast<std::size_t>(state)) << ", status "
+    text << "lock " << lock.Address() << ": " << StateText(lock) << ", status "
          << ToHex(Bytes(status.begin(), status.end())) << ", whitelist "
          << (lock.Cards().IsEnabled() ? "enabled" : "disabled") << ", " << lock.Cards().Entries().size() << " of "
          << lock.Cards().Capacity() << " cards" << (lock.PendingEvent() ? ", event pending" : "");

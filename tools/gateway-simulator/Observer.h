@@ -25,6 +25,8 @@ class Observer {
     virtual void EventSent(const Frame& /*event*/) {}
     // Output of a console command, and what else a person should know.
     virtual void Notice(const std::string& /*text*/) {}
+    // What the gateway could not do for itself, as to keep its whitelists.
+    virtual void Failed(const std::string& /*reason*/) {}
 };
 
 }  // namespace Simulator

@@ -1,56 +1,87 @@
 #include "tools/gateway-simulator/Program.h"
 
-#include <unistd.h>
-
 #include <csignal>
-#include <iostream>
+#include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "tools/gateway-simulator/CommandError.h"
-#include "tools/gateway-simulator/LineReader.h"
+#include "tools/gateway-simulator/LineFrontEnd.h"
+#include "tools/gateway-simulator/ScreenFrontEnd.h"
 
 namespace Simulator {
 namespace {
 
-SimulatorOptions WithObserver(const ProgramOptions& options, Observer& reporter) {
-    SimulatorOptions gateway = options.gateway;
-    gateway.observer = options.quiet ? nullptr : &reporter;
-    return gateway;
+std::unique_ptr<FrontEnd> MakeFrontEnd(const Program::Setup& setup) {
+    if (setup.screen) {
+        return std::make_unique<ScreenFrontEnd>(setup.gateways);
+    }
+    return std::make_unique<LineFrontEnd>(setup.gateways);
 }
 
 }  // namespace
 
-Program::Program(const ProgramOptions& options, std::vector<Step> script)
-    : options_(options),
-      script_(std::move(script)),
-      writer_(std::cout),
-      reporter_(writer_),
-      gateway_(WithObserver(options, reporter_)),
-      scriptRunner_(loop_, gateway_, writer_, [this] { loop_.stop(); }),
-      inputRunner_(loop_, gateway_, writer_, [this] { loop_.stop(); }) {}
+Program::Program(Setup setup)
+    : setup_(std::move(setup)),
+      frontEnd_(MakeFrontEnd(setup_)),
+      gateways_(PlayGateways()),
+      scriptRunner_(loop_, Targets(), frontEnd_->Messages(), [this] { loop_.stop(); }),
+      inputRunner_(loop_, Targets(), frontEnd_->Messages(), [this] { loop_.stop(); }) {}
 
 void Program::Run() {
     asio::signal_set signals(loop_, SIGINT, SIGTERM);
+    if (setup_.screen) {
+        // Without the screen these end the process by themselves, and there is nothing to restore.
+        signals.add(SIGHUP);
+        signals.add(SIGQUIT);
+    }
     signals.async_wait([this](const asio::error_code&, int) { loop_.stop(); });
-    gateway_.Start();
-    AnnounceReady();
-    asio::post(loop_, [this] { scriptRunner_.Add(script_); });
-    const LineReader input(STDIN_FILENO,
-                           [this](const std::string& line) { asio::post(loop_, [this, line] { OnInput(line); }); });
+    StartGateways();
+    FrontEnd::Handlers handlers;
+    handlers.line = [this](const std::string& line) { OnInput(line); };
+    handlers.gone = [this] { loop_.stop(); };
+    handlers.chosen = [this] { return inputRunner_.Chosen(); };
+    frontEnd_->Open(loop_, gateways_, handlers);
+    asio::post(loop_, [this] { scriptRunner_.Add(setup_.script); });
     loop_.run();
 }
 
-void Program::AnnounceReady() {
-    const bool isVersionSix = options_.gateway.host.find(':') != std::string::npos;
-    const std::string host = isVersionSix ? "[" + options_.gateway.host + "]" : options_.gateway.host;
-    writer_.Write("Listening on " + host + ":" + std::to_string(gateway_.Port()));
+PlayedGateways Program::PlayGateways() {
+    const auto detail = setup_.quiet ? PlayedGateway::Detail::kTrouble : PlayedGateway::Detail::kAll;
+    PlayedGateways gateways;
+    for (const GatewayDescription& description : setup_.gateways) {
+        LineOutput& output = frontEnd_->GatewayOutput(gateways.size());
+        gateways.push_back(std::make_unique<PlayedGateway>(description, output, detail));
+    }
+    return gateways;
+}
+
+std::vector<Target> Program::Targets() {
+    std::vector<Target> targets;
+    for (const std::unique_ptr<PlayedGateway>& gateway : gateways_) {
+        targets.push_back(gateway->AsTarget(frontEnd_->CommandOutput(targets.size())));
+    }
+    return targets;
+}
+
+void Program::StartGateways() {
+    for (const std::unique_ptr<PlayedGateway>& gateway : gateways_) {
+        const GatewayDescription& description = gateway->Description();
+        try {
+            gateway->Start();
+        } catch (const std::system_error& error) {
+            const std::string which = gateways_.size() == 1 ? "" : " for gateway " + std::to_string(description.id);
+            throw std::runtime_error("Cannot listen on " + description.options.host + ":" +
+                                     std::to_string(description.options.port) + which + ": " + error.code().message());
+        }
+    }
 }
 
 void Program::OnInput(const std::string& line) {
     try {
         inputRunner_.Add({ParseStep(line)});
     } catch (const CommandError& error) {
-        writer_.WriteTimed(std::string("error: ") + error.what());
+        frontEnd_->Messages().WriteTimed(std::string("error: ") + error.what());
     }
 }
 

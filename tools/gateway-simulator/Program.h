@@ -1,38 +1,47 @@
 #pragma once
 
 #include <asio.hpp>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "tools/gateway-simulator/GatewaySimulator.h"
-#include "tools/gateway-simulator/LineWriter.h"
-#include "tools/gateway-simulator/ProgramOptions.h"
+#include "tools/gateway-simulator/FrontEnd.h"
+#include "tools/gateway-simulator/GatewayDescription.h"
 #include "tools/gateway-simulator/Step.h"
 #include "tools/gateway-simulator/StepRunner.h"
-#include "tools/gateway-simulator/TextReporter.h"
 
 namespace Simulator {
 
-// The gateway as a process: takes commands from a script and from standard input until it is told to end.
+// The gateways as a process: takes commands from a script and from the person until it is told to end.
 class Program {
   public:
-    // Takes the options and the script's steps.
-    Program(const ProgramOptions& options, std::vector<Step> script);
+    struct Setup {
+        // At least one.
+        std::vector<GatewayDescription> gateways;
+        std::vector<Step> script;
+        // No line for each frame, event and connection.
+        bool quiet = false;
+        // The status screen, which needs a terminal, in place of plain lines.
+        bool screen = false;
+    };
 
-    // Listens, prints "Listening on ADDRESS:PORT" and works until SIGINT, SIGTERM or "quit"; the end of standard input
-    // does not end it. Throws std::system_error when the port cannot be had.
+    // Throws CommandError when a whitelist file is no good.
+    explicit Program(Setup setup);
+
+    // Listens and works until SIGINT, SIGTERM or "quit"; with a screen also until its terminal goes away. Throws
+    // std::runtime_error, with a text for the person, when a port or the terminal cannot be had.
     void Run();
 
   private:
-    void AnnounceReady();
+    PlayedGateways PlayGateways();
+    std::vector<Target> Targets();
+    void StartGateways();
     void OnInput(const std::string& line);
 
-    ProgramOptions options_;
-    std::vector<Step> script_;
-    LineWriter writer_;
-    TextReporter reporter_;
+    Setup setup_;
     asio::io_context loop_{1};
-    GatewaySimulator gateway_;
+    std::unique_ptr<FrontEnd> frontEnd_;
+    PlayedGateways gateways_;
     StepRunner scriptRunner_;
     StepRunner inputRunner_;
 };

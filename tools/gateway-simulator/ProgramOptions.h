@@ -2,17 +2,24 @@
 
 #include <string>
 
-#include "tools/gateway-simulator/SimulatorOptions.h"
+#include "tools/gateway-simulator/GatewayDescription.h"
 
 namespace Simulator {
 
 // What the command line says.
 struct ProgramOptions {
-    SimulatorOptions gateway;
+    // The one gateway, unless a file has them.
+    GatewayDescription gateway;
+    // Path of a file of gateways, empty for none.
+    std::string gatewaysFile;
+    // The address for all gateways of the file, empty for their own.
+    std::string fileHost;
     // Path of a script, empty for none.
     std::string script;
     // No line for each frame, event and connection.
     bool quiet = false;
+    // No status screen on a terminal either.
+    bool plain = false;
 };
 
 // Whether to run, or to end at once with an exit status.

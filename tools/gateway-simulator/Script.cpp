@@ -1,8 +1,9 @@
 #include "tools/gateway-simulator/Script.h"
 
-#include <fstream>
+#include <sstream>
 
 #include "tools/gateway-simulator/CommandError.h"
+#include "tools/gateway-simulator/TextFile.h"
 
 namespace Simulator {
 
@@ -21,12 +22,8 @@ std::vector<Step> ReadScript(std::istream& script, const std::string& name) {
 }
 
 std::vector<Step> LoadScript(const std::string& path) {
-    std::ifstream file(path);
-    // A directory opens and fails at the first character.
-    if (!file || (file.peek() == std::ifstream::traits_type::eof() && !file.eof())) {
-        throw CommandError(path + ": cannot be read");
-    }
-    return ReadScript(file, path);
+    std::istringstream script(ReadTextFile(path));
+    return ReadScript(script, path);
 }
 
 }  // namespace Simulator

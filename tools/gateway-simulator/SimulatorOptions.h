@@ -7,6 +7,7 @@
 
 #include "tools/gateway-simulator/Lock.h"
 #include "tools/gateway-simulator/Observer.h"
+#include "tools/gateway-simulator/WhitelistStore.h"
 
 namespace Simulator {
 
@@ -24,6 +25,10 @@ struct SimulatorOptions {
     std::uint32_t counter = 1000;
     // May be null; otherwise must remain live as long as the gateway.
     Observer* observer = nullptr;
+    // Locks that begin in a state of their own, beside those above.
+    std::vector<Lock> preparedLocks = {};
+    // May be null; otherwise must remain live as long as the gateway.
+    WhitelistStore* whitelists = nullptr;
 };
 
 }  // namespace Simulator

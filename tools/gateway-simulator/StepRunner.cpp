@@ -1,14 +1,22 @@
 #include "tools/gateway-simulator/StepRunner.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "tools/gateway-simulator/CommandError.h"
 
 namespace Simulator {
+namespace {
 
-StepRunner::StepRunner(asio::io_context& loop, GatewaySimulator& gateway, LineWriter& writer,
+void Report(LineOutput& output, const CommandError& error) {
+    output.WriteTimed(std::string("error: ") + error.what());
+}
+
+}  // namespace
+
+StepRunner::StepRunner(asio::io_context& loop, std::vector<Target> targets, LineOutput& output,
                        std::function<void()> quit)
-    : gateway_(gateway), writer_(writer), quit_(std::move(quit)), timer_(loop) {}
+    : targets_(std::move(targets)), output_(output), quit_(std::move(quit)), timer_(loop) {}
 
 void StepRunner::Add(const std::vector<Step>& steps) {
     steps_.insert(steps_.end(), steps.begin(), steps.end());
@@ -19,41 +27,79 @@ void StepRunner::RunNext() {
     while (!waiting_ && !steps_.empty()) {
         const Step step = steps_.front();
         steps_.pop_front();
-        switch (step.kind) {
-            case Step::Kind::kCommand:
-                Run(step);
-                break;
-            case Step::Kind::kWait:
-                Wait(step.wait);
-                break;
-            case Step::Kind::kQuit:
-                steps_.clear();
-                quit_();
-                break;
-        }
+        Run(step);
     }
 }
 
 void StepRunner::Run(const Step& step) {
     try {
-        const std::string output = step.action(gateway_);
-        if (!output.empty()) {
-            writer_.Write(output);
-        }
+        (this->*HandlerOf(step.kind))(step);
     } catch (const CommandError& error) {
-        writer_.WriteTimed(std::string("error: ") + error.what());
+        Report(output_, error);
     }
 }
 
-void StepRunner::Wait(std::chrono::milliseconds duration) {
+StepRunner::Handler StepRunner::HandlerOf(Step::Kind kind) {
+    switch (kind) {
+        case Step::Kind::kWait:
+            return &StepRunner::Wait;
+        case Step::Kind::kQuit:
+            return &StepRunner::Quit;
+        case Step::Kind::kUse:
+            return &StepRunner::Use;
+        case Step::Kind::kList:
+            return &StepRunner::List;
+        case Step::Kind::kCommand:
+            break;
+    }
+    return &StepRunner::RunCommand;
+}
+
+void StepRunner::RunCommand(const Step& step) {
+    const Target& target = targets_.at(step.gateway ? IndexOf(*step.gateway) : chosen_);
+    try {
+        const std::string output = step.action(target.gateway);
+        if (!output.empty()) {
+            target.output.Write(output);
+        }
+    } catch (const CommandError& error) {
+        Report(target.output, error);
+    }
+}
+
+void StepRunner::Wait(const Step& step) {
     waiting_ = true;
-    timer_.expires_after(duration);
+    timer_.expires_after(step.wait);
     timer_.async_wait([this](const asio::error_code& error) {
         if (!error) {
             waiting_ = false;
             RunNext();
         }
     });
+}
+
+void StepRunner::Quit(const Step& /*step*/) {
+    steps_.clear();
+    quit_();
+}
+
+void StepRunner::Use(const Step& step) {
+    chosen_ = IndexOf(step.gateway.value());
+}
+
+void StepRunner::List(const Step& /*step*/) {
+    for (const Target& target : targets_) {
+        output_.Write(DescribeTarget(target));
+    }
+}
+
+std::size_t StepRunner::IndexOf(std::int32_t gateway) const {
+    const auto found =
+        std::find_if(targets_.begin(), targets_.end(), [&](const Target& target) { return target.id == gateway; });
+    if (found == targets_.end()) {
+        throw CommandError("there is no gateway " + std::to_string(gateway));
+    }
+    return static_cast<std::size_t>(found - targets_.begin());
 }
 
 }  // namespace Simulator

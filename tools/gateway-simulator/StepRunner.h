@@ -1,35 +1,51 @@
 #pragma once
 
 #include <asio.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <vector>
 
-#include "tools/gateway-simulator/GatewaySimulator.h"
-#include "tools/gateway-simulator/LineWriter.h"
+#include "tools/gateway-simulator/LineOutput.h"
 #include "tools/gateway-simulator/Step.h"
+#include "tools/gateway-simulator/Target.h"
 
 namespace Simulator {
 
 // Runs steps one after the other, waiting where they say so. What they have to say, and what is wrong with them,
 // is written; a step that fails does not stop those behind it.
 //
-// Lives on the thread of `loop`, which is not the gateway's. Gateway and writer must remain live as long as it.
+// Lives on the thread of `loop`, which is no gateway's. Gateways and outputs must remain live as long as it.
 class StepRunner {
   public:
-    // Calls `quit` for the step of that name; steps behind it are not run.
-    StepRunner(asio::io_context& loop, GatewaySimulator& gateway, LineWriter& writer, std::function<void()> quit);
+    // Takes one gateway or more; steps are for the first of them until they choose another. What is wrong, and what no
+    // gateway has to say, goes to `output`. Calls `quit` for the step of that name; steps behind it are not run.
+    StepRunner(asio::io_context& loop, std::vector<Target> targets, LineOutput& output, std::function<void()> quit);
 
     // Appends steps; they run at once unless earlier ones still wait.
     void Add(const std::vector<Step>& steps);
 
+    // The ID of the gateway that steps are for which name none.
+    std::int32_t Chosen() const { return targets_.at(chosen_).id; }
+
   private:
+    using Handler = void (StepRunner::*)(const Step& step);
+
+    static Handler HandlerOf(Step::Kind kind);
+
     void RunNext();
     void Run(const Step& step);
-    void Wait(std::chrono::milliseconds duration);
+    void RunCommand(const Step& step);
+    void Wait(const Step& step);
+    void Quit(const Step& step);
+    void Use(const Step& step);
+    void List(const Step& step);
+    std::size_t IndexOf(std::int32_t gateway) const;
 
-    GatewaySimulator& gateway_;
-    LineWriter& writer_;
+    std::vector<Target> targets_;
+    std::size_t chosen_ = 0;
+    LineOutput& output_;
     std::function<void()> quit_;
     asio::steady_timer timer_;
     std::deque<Step> steps_;

@@ -3,16 +3,15 @@
 #include <string>
 #include <vector>
 
-#include "tools/gateway-simulator/LineWriter.h"
-#include "tools/gateway-simulator/Observer.h"
+#include "tools/gateway-simulator/TroubleReporter.h"
 
 namespace Simulator {
 
 // Tells what happens at a gateway in lines for a person: one for each frame, answer, event and connection.
-class TextReporter : public Observer {
+class TextReporter : public TroubleReporter {
   public:
-    // The writer must remain live as long as the reporter.
-    explicit TextReporter(LineWriter& writer) : writer_(writer) {}
+    // The output must remain live as long as the reporter.
+    using TroubleReporter::TroubleReporter;
 
     void Connected(const std::string& peer) override;
     void Disconnected(const std::string& peer, const std::string& reason) override;
@@ -20,9 +19,6 @@ class TextReporter : public Observer {
     void Answered(const Frame& answer, const std::vector<Fault>& faults) override;
     void EventSent(const Frame& event) override;
     void Notice(const std::string& text) override;
-
-  private:
-    LineWriter& writer_;
 };
 
 }  // namespace Simulator

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "tools/gateway-simulator/Bytes.h"
@@ -37,6 +38,9 @@ class Whitelist {
     std::size_t Capacity() const { return capacity_; }
     // A smaller capacity than the cards there are keeps them and refuses new ones.
     void SetCapacity(std::size_t capacity) { capacity_ = capacity; }
+
+    // Takes the place of all cards, whatever the lock demands of new ones.
+    void SetEntries(std::vector<Entry> entries) { entries_ = std::move(entries); }
 
     bool IsEnabled() const { return enabled_; }
     void SetEnabled(bool enabled) { enabled_ = enabled; }

@@ -1,29 +1,49 @@
 #include <csignal>
 #include <iostream>
-#include <system_error>
+#include <stdexcept>
+#include <vector>
 
 #include "tools/gateway-simulator/CommandError.h"
+#include "tools/gateway-simulator/GatewaysFile.h"
 #include "tools/gateway-simulator/Program.h"
 #include "tools/gateway-simulator/ProgramOptions.h"
 #include "tools/gateway-simulator/Script.h"
+#include "tools/gateway-simulator/TerminalCheck.h"
 
 namespace {
 
 constexpr int kFailureStatus = 1;
 constexpr int kUsageStatus = 64;
 
+std::vector<Simulator::GatewayDescription> GatewaysOf(const Simulator::ProgramOptions& options) {
+    if (options.gatewaysFile.empty()) {
+        return {options.gateway};
+    }
+    std::vector<Simulator::GatewayDescription> gateways = Simulator::LoadGateways(options.gatewaysFile);
+    for (Simulator::GatewayDescription& gateway : gateways) {
+        gateway.options.host = options.fileHost.empty() ? gateway.options.host : options.fileHost;
+    }
+    return gateways;
+}
+
+Simulator::Program::Setup SetupOf(const Simulator::ProgramOptions& options) {
+    Simulator::Program::Setup setup;
+    setup.gateways = GatewaysOf(options);
+    setup.script = options.script.empty() ? std::vector<Simulator::Step>() : Simulator::LoadScript(options.script);
+    setup.quiet = options.quiet;
+    setup.screen = !options.plain && Simulator::IsTerminalUsable();
+    return setup;
+}
+
 int RunProgram(const Simulator::ProgramOptions& options) {
     try {
-        const std::vector<Simulator::Step> script =
-            options.script.empty() ? std::vector<Simulator::Step>() : Simulator::LoadScript(options.script);
-        Simulator::Program(options, script).Run();
+        Simulator::Program(SetupOf(options)).Run();
         return 0;
     } catch (const Simulator::CommandError& error) {
         std::cerr << error.what() << '\n';
         return kUsageStatus;
-    } catch (const std::system_error& error) {
-        std::cerr << "Cannot listen on " << options.gateway.host << ':' << options.gateway.port << ": "
-                  << error.code().message() << '\n';
+    } catch (const std::runtime_error& error) {
+        std::cerr << error.what() << '\n';
         return kFailureStatus;
     }
 }

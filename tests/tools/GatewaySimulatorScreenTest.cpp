@@ -1,0 +1,188 @@
+// The program on a terminal, where it shows its status screen.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
+#include "tests/tools/PlainSocket.h"
+#include "tests/tools/PseudoTerminal.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using Testing::PlainSocket;
+using Testing::PseudoTerminal;
+
+const std::string kOpen = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
+
+// What xterm is told to leave the screen with, for what was there before.
+const char* const kLeaveScreen = "\x1B[?1049l";
+const char* const kDrawAnew = "\x0C";
+const char* const kUp = "\x1BOA";
+const char* const kPageUp = "\x1B[5~";
+
+std::vector<std::string> Command(const std::vector<std::string>& options) {
+    std::vector<std::string> command = {GATEWAY_SIMULATOR_PATH, "--port", "0"};
+    command.insert(command.end(), options.begin(), options.end());
+    return command;
+}
+
+// The port that stands in the gateway's row, or in the line that says that it listens.
+std::uint16_t PortOf(PseudoTerminal& terminal, const std::string& behind = ",") {
+    const std::string text = "127.0.0.1:";
+    EXPECT_TRUE(terminal.WaitFor(text)) << terminal.Output();
+    const std::size_t start = terminal.Output().rfind(text) + text.size();
+    EXPECT_TRUE(terminal.WaitFor(behind));
+    return static_cast<std::uint16_t>(std::stoul(terminal.Output().substr(start)));
+}
+
+TEST(GatewaySimulatorScreenTest, ShowsTheGatewayAndItsLocks) {
+    PseudoTerminal terminal(Command({"--locks", "5,600", "--counter", "41"}));
+    EXPECT_TRUE(terminal.WaitFor("gateway-simulator: 1 gateway, 0 connected"));
+    EXPECT_NE(PortOf(terminal), 0);
+    EXPECT_TRUE(terminal.WaitFor("not connected, counter 41"));
+    EXPECT_TRUE(terminal.WaitFor("lock 5"));
+    EXPECT_TRUE(terminal.WaitFor("closed"));
+    EXPECT_TRUE(terminal.WaitFor("battery 3 level 3"));
+    EXPECT_TRUE(terminal.WaitFor("whitelist 0 of 100"));
+    EXPECT_TRUE(terminal.WaitFor("lock 600"));
+    EXPECT_TRUE(terminal.WaitFor("> "));
+    EXPECT_THAT(terminal.Output(), Not(HasSubstr("Listening on")));
+}
+
+TEST(GatewaySimulatorScreenTest, ShowsWhatHappens) {
+    PseudoTerminal terminal(Command({"--locks", "5"}));
+    PlainSocket client(PortOf(terminal));
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC");
+    EXPECT_TRUE(terminal.WaitFor("-> OPEN_LOCK lock 5 seq 1001 ref 3 payload 00000000"));
+    EXPECT_TRUE(terminal.WaitFor("<- OK lock 5 ref 3"));
+    terminal.Type(kDrawAnew);
+    EXPECT_TRUE(terminal.WaitFor("1 connected"));
+    EXPECT_TRUE(terminal.WaitFor("connected, counter 1001"));
+    EXPECT_TRUE(terminal.WaitFor("open"));
+}
+
+TEST(GatewaySimulatorScreenTest, TakesCommands) {
+    PseudoTerminal terminal(Command({"--locks", "5"}));
+    ASSERT_TRUE(terminal.WaitFor("> "));
+    terminal.Type("fautl\x7F\x7Flt delay 500 2\r");
+    EXPECT_TRUE(terminal.WaitFor("fault delay 500 (for 2 more)"));
+    terminal.Type("nonsense\r");
+    EXPECT_TRUE(terminal.WaitFor("error: there is no command \"nonsense\"; try help"));
+    terminal.Type("battery 5 1 0\r");
+    terminal.Type(kDrawAnew);
+    EXPECT_TRUE(terminal.WaitFor("battery 1 level 0"));
+}
+
+TEST(GatewaySimulatorScreenTest, BringsAnEarlierCommandBack) {
+    PseudoTerminal terminal(Command({"--locks", "5"}));
+    ASSERT_TRUE(terminal.WaitFor("> "));
+    terminal.Type("add-lock 77\r");
+    EXPECT_TRUE(terminal.WaitFor("lock 77"));
+    terminal.Type(std::string(kUp) + "\r");
+    EXPECT_TRUE(terminal.WaitFor("error: there is a lock 77 already"));
+}
+
+TEST(GatewaySimulatorScreenTest, TurnsThePagesOfALongAnswer) {
+    PseudoTerminal terminal(Command({"--locks", "5"}));
+    ASSERT_TRUE(terminal.WaitFor("> "));
+    terminal.Type("help\r");
+    ASSERT_TRUE(terminal.WaitFor("answer with this command code"));
+    EXPECT_THAT(terminal.Output(), Not(HasSubstr("present a card")));
+    terminal.Type(std::string(kPageUp) + kPageUp + kPageUp + kPageUp + kPageUp);
+    EXPECT_TRUE(terminal.WaitFor("present a card"));
+}
+
+TEST(GatewaySimulatorScreenTest, ShowsSeveralGatewaysAndWhichIsChosen) {
+    const Testing::TemporaryFolder folder;
+    const std::string file = folder.Write("site.json", R"({"Gateways": [
+        {"ID": 7, "Description": "Hall", "Port": 0, "Devices": [{"ID": 5, "Name": "T\u00FCr"}]},
+        {"ID": 8, "Description": "Cellar", "Port": 0}]})");
+    PseudoTerminal terminal({GATEWAY_SIMULATOR_PATH, "--gateways", file});
+    EXPECT_TRUE(terminal.WaitFor("2 gateways, 0 connected"));
+    EXPECT_TRUE(terminal.WaitFor("gateway 7 Hall, 127.0.0.1:"));
+    EXPECT_TRUE(terminal.WaitFor("lock 5 T\xC3\xBCr"));
+    EXPECT_TRUE(terminal.WaitFor("gateway 8 Cellar, 127.0.0.1:"));
+    EXPECT_TRUE(terminal.WaitFor("7> "));
+    terminal.Type("8: add-lock 9\r");
+    EXPECT_TRUE(terminal.WaitFor("lock 9"));
+    terminal.Type("use 8\r");
+    terminal.Type("locks\r");
+    EXPECT_TRUE(terminal.WaitFor("8> locks"));
+    EXPECT_TRUE(terminal.WaitFor("8: lock 9: closed"));
+}
+
+TEST(GatewaySimulatorScreenTest, FollowsTheSizeOfTheWindow) {
+    PseudoTerminal terminal(Command({"--locks", "5,6,7,8,9"}));
+    ASSERT_TRUE(terminal.WaitFor("lock 9"));
+    terminal.Resize(8, 60);
+    EXPECT_TRUE(terminal.WaitFor("and 4 more locks"));
+    terminal.Resize(24, 100);
+    EXPECT_TRUE(terminal.WaitFor("lock 9"));
+}
+
+TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackAtTheEnd) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+        PseudoTerminal terminal(Command({}));
+        ASSERT_TRUE(terminal.WaitFor("> "));
+        EXPECT_FALSE(terminal.IsInLineMode());
+        terminal.Signal(number);
+        EXPECT_EQ(terminal.WaitForExit(), 0) << number;
+        EXPECT_TRUE(terminal.WaitFor(kLeaveScreen)) << number;
+        EXPECT_TRUE(terminal.IsInLineMode()) << number;
+    }
+    PseudoTerminal terminal(Command({}));
+    ASSERT_TRUE(terminal.WaitFor("> "));
+    terminal.Type("quit\r");
+    EXPECT_EQ(terminal.WaitForExit(), 0);
+    EXPECT_TRUE(terminal.WaitFor(kLeaveScreen));
+    EXPECT_TRUE(terminal.IsInLineMode());
+}
+
+TEST(GatewaySimulatorScreenTest, EndsByTheKeyForIt) {
+    PseudoTerminal terminal(Command({}));
+    ASSERT_TRUE(terminal.WaitFor("> "));
+    terminal.Type("\x03");
+    EXPECT_EQ(terminal.WaitForExit(), 0);
+    EXPECT_TRUE(terminal.IsInLineMode());
+}
+
+TEST(GatewaySimulatorScreenTest, EndsWithItsTerminal) {
+    PseudoTerminal terminal(Command({}));
+    ASSERT_TRUE(terminal.WaitFor("> "));
+    terminal.HangUp();
+    EXPECT_EQ(terminal.WaitForExit(), 0);
+}
+
+TEST(GatewaySimulatorScreenTest, LeavesTheTerminalAloneWhenItCannotListen) {
+    PseudoTerminal first(Command({}));
+    const std::string port = std::to_string(PortOf(first));
+    PseudoTerminal second({GATEWAY_SIMULATOR_PATH, "--port", port});
+    EXPECT_EQ(second.WaitForExit(), 1);
+    EXPECT_EQ(second.Output(), "Cannot listen on 127.0.0.1:" + port + ": Address already in use\r\n");
+}
+
+TEST(GatewaySimulatorScreenTest, WritesPlainLinesWhenToldTo) {
+    PseudoTerminal terminal(Command({"--plain"}));
+    EXPECT_TRUE(terminal.WaitFor("Listening on 127.0.0.1:"));
+    EXPECT_TRUE(terminal.IsInLineMode());
+    terminal.Type("faults\n");
+    EXPECT_TRUE(terminal.WaitFor("no faults\r\n"));
+    EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
+}
+
+TEST(GatewaySimulatorScreenTest, WritesPlainLinesOnATerminalThatCannotPlaceText) {
+    for (const char* const kind : {"dumb", "no-such-terminal", ""}) {
+        PseudoTerminal terminal(Command({}), kind);
+        EXPECT_TRUE(terminal.WaitFor("Listening on 127.0.0.1:")) << kind;
+        EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B"))) << kind;
+    }
+}
+
+}  // namespace

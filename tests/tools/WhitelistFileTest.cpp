@@ -1,0 +1,206 @@
+#include "tools/gateway-simulator/WhitelistFile.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/tools/PlainSocket.h"
+#include "tests/tools/RecordingObserver.h"
+#include "tools/gateway-simulator/CommandError.h"
+#include "tools/gateway-simulator/GatewaySimulator.h"
+
+namespace Simulator {
+namespace {
+
+using testing::HasSubstr;
+
+// One card of lock 5, as the file has it.
+const std::string kOneCard = R"({
+    "Locks": [
+        {
+            "ID": 5,
+            "Enabled": true,
+            "Cards": [
+                {
+                    "Card": "04A1B2C3",
+                    "SetupNumber": 0,
+                    "Option": 1
+                }
+            ]
+        }
+    ]
+}
+)";
+
+class WhitelistFileTest : public testing::Test {
+  protected:
+    std::string Path() const { return (folder_.Path() / "cards.json").string(); }
+    std::string Content() const { return folder_.Read("cards.json"); }
+    bool IsThere() const { return std::filesystem::exists(Path()); }
+
+    // What is wrong with a file of this text.
+    std::string ErrorOf(const std::string& text) {
+        folder_.Write("cards.json", text);
+        try {
+            WhitelistFile file(Path());
+        } catch (const CommandError& error) {
+            EXPECT_EQ(Content(), text);
+            return error.what();
+        }
+        return "";
+    }
+
+    static Lock LockWithCard() {
+        Lock lock(5);
+        lock.Cards().Add({0, 1, {0x04, 0xA1, 0xB2, 0xC3}});
+        return lock;
+    }
+
+    Testing::TemporaryFolder folder_;
+};
+
+TEST_F(WhitelistFileTest, IsMadeByTheFirstChange) {
+    WhitelistFile file(Path());
+    file.Keep({Lock(5), Lock(6)});
+    EXPECT_FALSE(IsThere());
+    file.Keep({LockWithCard(), Lock(6)});
+    EXPECT_EQ(Content(), kOneCard);
+}
+
+TEST_F(WhitelistFileTest, IsReadBack) {
+    folder_.Write("cards.json", R"({"Locks": [{"ID": 4294967295, "Enabled": false, "Cards": [)"
+                                R"({"Card": "04a1", "SetupNumber": 9, "Option": 255}, {"Card": "05"}]}]})");
+    const WhitelistFile file(Path());
+    Lock lock(0xFFFFFFFF, 1);
+    file.Furnish(lock);
+    EXPECT_FALSE(lock.Cards().IsEnabled());
+    ASSERT_EQ(lock.Cards().Entries().size(), 2U) << "also beyond the capacity";
+    EXPECT_EQ(lock.Cards().Entries().at(0).card, Bytes({0x04, 0xA1}));
+    EXPECT_EQ(lock.Cards().Entries().at(0).setupNumber, 9);
+    EXPECT_EQ(lock.Cards().Entries().at(0).option, 255);
+    EXPECT_EQ(lock.Cards().Entries().at(1).card, Bytes({0x05}));
+    EXPECT_EQ(lock.Cards().Entries().at(1).setupNumber, 0);
+    Lock other(5);
+    file.Furnish(other);
+    EXPECT_TRUE(other.Cards().IsEnabled());
+    EXPECT_TRUE(other.Cards().Entries().empty());
+}
+
+TEST_F(WhitelistFileTest, IsWrittenForEveryKindOfChange) {
+    WhitelistFile file(Path());
+    Lock lock = LockWithCard();
+    file.Keep({lock});
+    lock.Cards().SetEnabled(false);
+    file.Keep({lock});
+    EXPECT_THAT(Content(), HasSubstr("\"Enabled\": false"));
+    lock.Cards().SetEntries({{0, 1, {0x04, 0xA1, 0xB2, 0xC4}}});
+    file.Keep({lock});
+    EXPECT_THAT(Content(), HasSubstr("04A1B2C4"));
+    lock.Cards().SetEntries({{0, 0, {0x04, 0xA1, 0xB2, 0xC4}}});
+    file.Keep({lock});
+    EXPECT_THAT(Content(), HasSubstr("\"Option\": 0"));
+    lock.Cards().SetEntries({{3, 0, {0x04, 0xA1, 0xB2, 0xC4}}});
+    file.Keep({lock});
+    EXPECT_THAT(Content(), HasSubstr("\"SetupNumber\": 3"));
+    file.Keep({Lock(5)});
+    EXPECT_THAT(Content(), HasSubstr("\"Locks\": []"));
+}
+
+TEST_F(WhitelistFileTest, IsNotWrittenWithoutAChange) {
+    folder_.Write("cards.json", kOneCard);
+    WhitelistFile file(Path());
+    std::filesystem::remove(Path());
+    Lock lock = LockWithCard();
+    lock.Open();
+    file.Keep({lock});
+    EXPECT_FALSE(IsThere());
+}
+
+TEST_F(WhitelistFileTest, KeepsTheCardsOfALockThatIsNotThere) {
+    folder_.Write("cards.json", kOneCard);
+    WhitelistFile file(Path());
+    Lock lock(6);
+    lock.Cards().SetEnabled(false);
+    file.Keep({lock});
+    EXPECT_THAT(Content(), HasSubstr("04A1B2C3"));
+    EXPECT_THAT(Content(), HasSubstr("\"ID\": 6"));
+}
+
+TEST_F(WhitelistFileTest, TriesAgainAfterAFailure) {
+    std::filesystem::create_directory(Path() + ".new");
+    WhitelistFile file(Path());
+    EXPECT_THROW(file.Keep({LockWithCard()}), std::runtime_error);
+    std::filesystem::remove(Path() + ".new");
+    file.Keep({LockWithCard()});
+    EXPECT_EQ(Content(), kOneCard);
+}
+
+TEST_F(WhitelistFileTest, IsReportedAndLeftAloneWhenItIsBroken) {
+    EXPECT_EQ(ErrorOf(R"({"Locks": [)"), Path() + ": is no JSON: line 1, column 12: Invalid value.");
+    EXPECT_NE(ErrorOf(""), "");
+    EXPECT_EQ(ErrorOf("5"), Path() + ": the whole must be an object");
+    EXPECT_EQ(ErrorOf(R"({"Locks": [{"Cards": []}]})"), Path() + ": Locks[0] must have a member \"ID\"");
+    EXPECT_EQ(ErrorOf(R"({"Locks": [{"ID": 5, "Cards": [{"Card": "0G"}]}]})"),
+              Path() + ": Locks[0].Cards[0].Card must be 1 to 233 bytes in hexadecimal");
+    EXPECT_EQ(ErrorOf(R"({"Locks": [{"ID": 5, "Cards": [{"Card": "04"}, {"Card": "04"}]}]})"),
+              Path() + ": Locks[0].Cards[1] has the card of another");
+    EXPECT_EQ(ErrorOf(R"({"Locks": [{"ID": 5}, {"ID": 5}]})"), Path() + ": Locks[1] has the ID of another lock");
+    for (const char* const text :
+         {R"({"locks": []})", R"({"Locks": [{"ID": -1}]})", R"({"Locks": [{"ID": 5, "Enabled": 1}]})",
+          R"({"Locks": [{"ID": 5, "cards": []}]})", R"({"Locks": [{"ID": 5, "Cards": [{"Card": ""}]}]})",
+          R"({"Locks": [{"ID": 5, "Cards": [{"Card": "04", "Option": 256}]}]})"}) {
+        EXPECT_NE(ErrorOf(text), "") << text;
+    }
+}
+
+TEST_F(WhitelistFileTest, TakesTheLongestCardAndNoLonger) {
+    const auto text = [](std::size_t bytes) {
+        return R"({"Locks": [{"ID": 5, "Cards": [{"Card": ")" + std::string(2 * bytes, '0') + R"("}]}]})";
+    };
+    EXPECT_EQ(ErrorOf(text(233)), "");
+    EXPECT_NE(ErrorOf(text(234)), "");
+}
+
+// A gateway with such a file.
+class KeptWhitelistsTest : public WhitelistFileTest {
+  protected:
+    KeptWhitelistsTest() {
+        SimulatorOptions options;
+        options.locks = {5};
+        options.observer = &observer_;
+        options.whitelists = &file_;
+        gateway_ = std::make_unique<GatewaySimulator>(options);
+        gateway_->Start();
+    }
+
+    Testing::RecordingObserver observer_;
+    WhitelistFile file_{Path()};
+    std::unique_ptr<GatewaySimulator> gateway_;
+};
+
+TEST_F(KeptWhitelistsTest, AreInTheFileBeforeTheAnswer) {
+    Testing::PlainSocket client(gateway_->Port());
+    client.Send("1A FE FD 15 01 00 00 03 00 00 03 E9 00 00 00 05 03 00 01 04 04 A1 B2 C3 65 14");
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC");
+    EXPECT_EQ(Content(), kOneCard);
+}
+
+TEST_F(KeptWhitelistsTest, FollowWhatIsDoneByHand) {
+    gateway_->ChangeLock(5, [](Lock& lock) { lock.Cards().Add({0, 1, {0x04, 0xA1, 0xB2, 0xC3}}); });
+    EXPECT_EQ(Content(), kOneCard);
+    gateway_->RemoveLock(5);
+    EXPECT_EQ(Content(), kOneCard) << "as if the lock only were out of reach";
+    gateway_->AddLock(5);
+    EXPECT_THAT(Content(), HasSubstr("\"Locks\": []"));
+}
+
+TEST_F(KeptWhitelistsTest, ThatCannotBeKeptAreReported) {
+    std::filesystem::create_directory(Path() + ".new");
+    gateway_->ChangeLock(5, [](Lock& lock) { lock.Cards().SetEnabled(false); });
+    EXPECT_THAT(observer_.Lines(),
+                testing::ElementsAre("failed: the whitelists are not kept: " + Path() + ".new: Is a directory"));
+    EXPECT_FALSE(gateway_->FindLock(5)->Cards().IsEnabled());
+}
+
+}  // namespace
+}  // namespace Simulator

@@ -1,0 +1,59 @@
+#include "tools/gateway-simulator/PlayedGateway.h"
+
+#include "tools/gateway-simulator/TextReporter.h"
+
+namespace Simulator {
+namespace {
+
+std::unique_ptr<WhitelistFile> OpenWhitelists(const std::string& path) {
+    return path.empty() ? nullptr : std::make_unique<WhitelistFile>(path);
+}
+
+std::unique_ptr<Observer> MakeObserver(LineOutput& output, PlayedGateway::Detail detail) {
+    if (detail == PlayedGateway::Detail::kAll) {
+        return std::make_unique<TextReporter>(output);
+    }
+    return std::make_unique<TroubleReporter>(output);
+}
+
+SimulatorOptions Complete(SimulatorOptions options, Observer& observer, WhitelistFile* whitelists) {
+    for (const std::uint32_t address : options.locks) {
+        options.preparedLocks.emplace_back(address, options.whitelistCapacity);
+    }
+    options.locks.clear();
+    options.observer = &observer;
+    options.whitelists = whitelists;
+    for (Lock& lock : options.preparedLocks) {
+        if (whitelists != nullptr) {
+            whitelists->Furnish(lock);
+        }
+    }
+    return options;
+}
+
+}  // namespace
+
+PlayedGateway::PlayedGateway(const GatewayDescription& description, LineOutput& output, Detail detail)
+    : description_(description),
+      whitelists_(OpenWhitelists(description.whitelistFile)),
+      observer_(MakeObserver(output, detail)),
+      gateway_(Complete(description.options, *observer_, whitelists_.get())) {}
+
+Target PlayedGateway::AsTarget(LineOutput& output) {
+    return {description_.id, description_.name, description_.options.host, gateway_, output};
+}
+
+GatewayView PlayedGateway::View() const {
+    GatewayView view;
+    view.id = description_.id;
+    view.name = description_.name;
+    view.address = Address();
+    view.connected = gateway_.IsConnected();
+    view.counter = gateway_.Counter();
+    view.locks = gateway_.Locks();
+    view.lockNames = description_.lockNames;
+    view.faults = gateway_.Faults();
+    return view;
+}
+
+}  // namespace Simulator

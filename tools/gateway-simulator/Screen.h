@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tools/gateway-simulator/Fault.h"
+#include "tools/gateway-simulator/Lock.h"
+
+namespace Simulator {
+
+// One gateway as the screen shows it.
+struct GatewayView {
+    std::int32_t id = 1;
+    std::string name;
+    // "127.0.0.1:2101".
+    std::string address;
+    bool connected = false;
+    std::uint32_t counter = 0;
+    std::vector<Lock> locks;
+    // By address; a lock without a name may be missing.
+    std::map<std::uint32_t, std::string> lockNames;
+    std::vector<Fault> faults;
+    // Lines of what happened, oldest first.
+    std::vector<std::string> recent;
+};
+
+// All that the screen shows.
+struct ScreenState {
+    std::vector<GatewayView> gateways;
+    // What commands had to say, oldest first, and how many lines the person has gone back in it.
+    std::vector<std::string> messages;
+    std::size_t scrolled = 0;
+    // In front of the line that is typed, which follows with its cursor as an offset.
+    std::string prompt;
+    std::string input;
+    std::size_t cursor = 0;
+};
+
+struct ScreenSize {
+    std::size_t width = 80;
+    std::size_t height = 24;
+};
+
+struct ScreenLine {
+    enum class Style { kPlain, kTitle, kGateway };
+
+    std::string text;
+    Style style = Style::kPlain;
+};
+
+// What stands on the screen, and where the cursor.
+struct Screen {
+    // One for each row, none wider than the screen.
+    std::vector<ScreenLine> lines;
+    std::size_t cursorColumn = 0;
+};
+
+// Lays the state out on a screen of this size: a title, each gateway with its locks and as many of its latest lines as
+// there is room for, the latest messages, and the typed line in the last row. Where there is too little room for
+// everything, rows say how much is left out. Keeps no state; any thread may call it.
+Screen LayOut(const ScreenState& state, const ScreenSize& size);
+
+// How many rows the messages have on a screen of this size, for scrolling by pages.
+std::size_t MessageRows(const ScreenState& state, const ScreenSize& size);
+
+}  // namespace Simulator

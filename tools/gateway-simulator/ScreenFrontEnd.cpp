@@ -1,0 +1,139 @@
+#include "tools/gateway-simulator/ScreenFrontEnd.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <system_error>
+
+namespace Simulator {
+namespace {
+
+constexpr std::chrono::milliseconds kTick{100};
+// More than the highest screen has rows.
+constexpr std::size_t kKeptFrames = 200;
+constexpr std::size_t kKeptMessages = 1000;
+
+// A descriptor of its own for the loop, which closes what it is given.
+int DuplicateInput() {
+    const int copy = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+    if (copy < 0) {
+        throw std::system_error(errno, std::generic_category(), "standard input");
+    }
+    return copy;
+}
+
+}  // namespace
+
+ScreenFrontEnd::ScreenFrontEnd(const std::vector<GatewayDescription>& gateways) : messages_(kKeptMessages) {
+    for (const GatewayDescription& gateway : gateways) {
+        const std::string label = gateways.size() == 1 ? "" : std::to_string(gateway.id) + ": ";
+        recent_.push_back(std::make_unique<RecentLines>(kKeptFrames));
+        commandOutputs_.push_back(std::make_unique<LabelledOutput>(messages_, label));
+    }
+}
+
+void ScreenFrontEnd::Open(asio::io_context& loop, const PlayedGateways& gateways, const Handlers& handlers) {
+    gateways_ = &gateways;
+    handlers_ = handlers;
+    terminal_ = std::make_unique<Terminal>();
+    input_.emplace(loop, DuplicateInput());
+    tick_.emplace(loop);
+    AwaitKeys();
+    AwaitTick();
+    Draw();
+}
+
+void ScreenFrontEnd::AwaitKeys() {
+    input_->async_wait(asio::posix::stream_descriptor::wait_read, [this](const asio::error_code& error) {
+        if (!error) {
+            OnKeys();
+        }
+    });
+}
+
+void ScreenFrontEnd::OnKeys() {
+    while (const std::optional<KeyPress> press = Terminal::ReadKey()) {
+        OnKey(*press);
+    }
+    if (Terminal::IsGone()) {
+        handlers_.gone();
+        return;
+    }
+    Draw();
+    AwaitKeys();
+}
+
+void ScreenFrontEnd::AwaitTick() {
+    tick_->expires_after(kTick);
+    tick_->async_wait([this](const asio::error_code& error) {
+        if (!error) {
+            Draw();
+            AwaitTick();
+        }
+    });
+}
+
+void ScreenFrontEnd::OnKey(const KeyPress& press) {
+    switch (press.key) {
+        case Key::kPageUp:
+            ScrollBack();
+            break;
+        case Key::kPageDown:
+            ScrollForward();
+            break;
+        case Key::kRedraw:
+            Terminal::Redraw();
+            break;
+        default:
+            if (const std::optional<std::string> line = editor_.Take(press)) {
+                OnLine(*line);
+            }
+    }
+}
+
+// What earlier commands had to say makes room.
+void ScreenFrontEnd::OnLine(const std::string& line) {
+    messages_.Clear();
+    scrolled_ = 0;
+    if (!line.empty()) {
+        messages_.Write(Prompt() + line);
+        handlers_.line(line);
+    }
+}
+
+void ScreenFrontEnd::ScrollBack() {
+    const ScreenState state = State();
+    const std::size_t rows = MessageRows(state, terminal_->Size());
+    scrolled_ = std::min(scrolled_ + rows, state.messages.size() - std::min(rows, state.messages.size()));
+}
+
+void ScreenFrontEnd::ScrollForward() {
+    scrolled_ -= std::min(scrolled_, MessageRows(State(), terminal_->Size()));
+}
+
+ScreenState ScreenFrontEnd::State() const {
+    ScreenState state;
+    for (std::size_t index = 0; index < gateways_->size(); ++index) {
+        state.gateways.push_back(gateways_->at(index)->View());
+        state.gateways.back().recent = recent_.at(index)->Lines();
+    }
+    state.messages = messages_.Lines();
+    state.scrolled = scrolled_;
+    state.prompt = Prompt();
+    state.input = editor_.Text();
+    state.cursor = editor_.Cursor();
+    return state;
+}
+
+std::string ScreenFrontEnd::Prompt() const {
+    return (gateways_->size() == 1 ? "" : std::to_string(handlers_.chosen())) + "> ";
+}
+
+void ScreenFrontEnd::Draw() {
+    terminal_->Show(LayOut(State(), terminal_->Size()));
+}
+
+}  // namespace Simulator

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Simulator {
+
+// As much of a text as fits into this many columns, one for each character of UTF-8. Control characters, and bytes that
+// are no UTF-8, become question marks.
+std::string FitColumns(std::string_view text, std::size_t columns);
+
+// The same, filled up with blanks.
+std::string PadColumns(std::string_view text, std::size_t columns);
+
+// How many columns a text takes.
+std::size_t ColumnsOf(std::string_view text);
+
+}  // namespace Simulator

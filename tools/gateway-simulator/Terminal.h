@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+
+#include "tools/gateway-simulator/LineEditor.h"
+#include "tools/gateway-simulator/Screen.h"
+
+// The terminal library's.
+struct screen;
+
+namespace Simulator {
+
+// The terminal on standard input and standard output, which is the screen's from construction to destruction and then
+// as it was before.
+//
+// For one thread, and one at a time in a process.
+class Terminal {
+  public:
+    // Throws std::runtime_error when the terminal cannot show a screen.
+    Terminal();
+    ~Terminal();
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    // As the window is now.
+    ScreenSize Size();
+    void Show(const Screen& content);
+    // Draws everything anew at the next Show(), in case something else wrote to the terminal.
+    static void Redraw();
+    // A key that was pressed; nothing when there is none. Does not wait.
+    static std::optional<KeyPress> ReadKey();
+    // Whether there is nobody at the terminal any more.
+    static bool IsGone();
+
+  private:
+    ::screen* screen_;
+};
+
+}  // namespace Simulator

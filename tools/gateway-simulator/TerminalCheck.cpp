@@ -1,0 +1,28 @@
+#include "tools/gateway-simulator/TerminalCheck.h"
+
+// The order is the library's wish. Its second header makes macros of many common words, so nothing else is in this
+// file.
+#include <curses.h>
+#include <term.h>
+#include <unistd.h>
+
+namespace Simulator {
+namespace {
+
+bool CanPlaceTheCursor() {
+    int error = 0;
+    if (setupterm(nullptr, STDOUT_FILENO, &error) != OK) {
+        return false;
+    }
+    const char* const movement = tigetstr("cup");
+    del_curterm(cur_term);
+    return movement != nullptr && movement != reinterpret_cast<const char*>(-1);
+}
+
+}  // namespace
+
+bool IsTerminalUsable() {
+    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && CanPlaceTheCursor();
+}
+
+}  // namespace Simulator
