@@ -31,6 +31,15 @@ const std::vector<RightExample> kExamples = {
      R"({"Enabled":true,"Gateways":[{"ID":1,"Description":"Hall","IpAddress":"192.168.1.20","Port":2101,)"
      R"("Devices":[{"Name":"Door","ID":5}]}]})",
      {"/Gateways/0/Description", "/Gateways/0/Devices", "/Gateways/0/Devices/0/Name"}},
+    {JsonSchema::Simulator,
+     R"({"Enabled":true,"Gateways":[{"ID":1,"Description":"Hall","IpAddress":"127.0.0.1","Port":2101,"Counter":41,)"
+     R"("WhitelistCapacity":3,"WhitelistFile":"a","Devices":[{"Name":"Door","ID":5,"Open":true,"BatteryStatus":1,)"
+     R"("BatteryLevel":0,"MechanicalActive":true,"BatteryWarning":true,"BatteryAlarm":true}]}]})",
+     {"/Enabled", "/Gateways/0/Description", "/Gateways/0/IpAddress", "/Gateways/0/Port", "/Gateways/0/Counter",
+      "/Gateways/0/WhitelistCapacity", "/Gateways/0/WhitelistFile", "/Gateways/0/Devices", "/Gateways/0/Devices/0/Name",
+      "/Gateways/0/Devices/0/Open", "/Gateways/0/Devices/0/BatteryStatus", "/Gateways/0/Devices/0/BatteryLevel",
+      "/Gateways/0/Devices/0/MechanicalActive", "/Gateways/0/Devices/0/BatteryWarning",
+      "/Gateways/0/Devices/0/BatteryAlarm"}},
     {JsonSchema::Request,
      R"({"Timestamp":1,"MessageID":"a","MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})",
      {"/Timestamp"}},

@@ -96,4 +96,9 @@ const JsonSchema& JsonSchema::Event() {
     return schema;
 }
 
+const JsonSchema& JsonSchema::Simulator() {
+    static const JsonSchema schema("simulator");
+    return schema;
+}
+
 }  // namespace Documents

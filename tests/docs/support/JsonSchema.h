@@ -18,11 +18,12 @@ class JsonSchema {
     // Where the text breaks which rule; empty when it keeps all of them.
     std::string ViolationIn(const std::string& text) const;
 
-    // The four schemas, each read once.
+    // The schemas, each read once.
     static const JsonSchema& Configuration();
     static const JsonSchema& Request();
     static const JsonSchema& Answer();
     static const JsonSchema& Event();
+    static const JsonSchema& Simulator();
 
   private:
     class Rules;
