@@ -1,5 +1,7 @@
 #pragma once
 
+#include <locale.h>
+
 #include <optional>
 
 #include "tools/gateway-simulator/LineEditor.h"
@@ -13,7 +15,7 @@ namespace Simulator {
 // The terminal on standard input and standard output, which is the screen's from construction to destruction and then
 // as it was before.
 //
-// For one thread, and one at a time in a process.
+// For the thread that made it, and one at a time in a process.
 class Terminal {
   public:
     // Throws std::runtime_error when the terminal cannot show a screen.
@@ -33,7 +35,11 @@ class Terminal {
     static bool IsGone();
 
   private:
-    ::screen* screen_;
+    void FreeLocale() const;
+
+    // Null when the environment names none that there is.
+    locale_t locale_;
+    ::screen* screen_ = nullptr;
 };
 
 }  // namespace Simulator

@@ -6,6 +6,8 @@
 #include <term.h>
 #include <unistd.h>
 
+#include <cstdint>
+
 namespace Simulator {
 namespace {
 
@@ -16,7 +18,7 @@ bool CanPlaceTheCursor() {
     }
     const char* const movement = tigetstr("cup");
     del_curterm(cur_term);
-    return movement != nullptr && movement != reinterpret_cast<const char*>(-1);
+    return movement != nullptr && reinterpret_cast<std::intptr_t>(movement) != -1;
 }
 
 }  // namespace
