@@ -150,6 +150,14 @@ TEST(GatewaySimulatorProgramTest, SaysThatItsPortIsInUse) {
     EXPECT_EQ(second.Output(), "Cannot listen on 127.0.0.1:" + port + ": Address already in use\n");
 }
 
+TEST(GatewaySimulatorProgramTest, ShowsNoScreenOnAPipe) {
+    ChildProcess program({"/usr/bin/env", "TERM=xterm", GATEWAY_SIMULATOR_PATH, "--port", "0"});
+    WaitForPort(program);
+    program.Write("quit\n");
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_THAT(program.Output(), testing::MatchesRegex("Listening on 127.0.0.1:[0-9]+\n"));
+}
+
 TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
     for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
              {"--prot", "5"}, {"--port", "65536"}, {"--port", "-1"}, {"--locks", "five"}, {"--counter"}, {"stray"}}) {

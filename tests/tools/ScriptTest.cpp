@@ -121,6 +121,13 @@ TEST_F(ScriptTest, ListsTheGateways) {
               "-2: [::1]:0, not connected, 0 locks\n");
 }
 
+TEST_F(ScriptTest, HelpListsCommandsFaultsAndTheWordsAboutTheirFlow) {
+    const std::string help = Run("help");
+    for (const char* const line : {"\n  quit  ", "\n  use GATEWAY ", "\n  card ADDRESS HEX [TYPE] ", "\n  silence "}) {
+        EXPECT_NE(("\n" + help).find(line), std::string::npos) << line;
+    }
+}
+
 TEST_F(ScriptTest, SaysThatThereIsNoSuchGateway) {
     const std::string output = Run("use 3\n3: counter 41\ncounter 42");
     EXPECT_EQ(output.find("error: there is no gateway 3\n"), sizeof("12:00:00.000 ") - 1) << output;

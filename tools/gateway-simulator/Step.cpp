@@ -37,11 +37,13 @@ void ParseUse(Arguments& arguments, Step& step) {
     }
 }
 
-constexpr std::array<FlowWord, 4> kFlowWords = {{
+constexpr std::array<FlowWord, 5> kFlowWords = {{
     {"wait", Step::Kind::kWait, ParseWait},
     {"quit", Step::Kind::kQuit, [](Arguments&, Step&) {}},
     {"use", Step::Kind::kUse, ParseUse},
     {"gateways", Step::Kind::kList, [](Arguments&, Step&) {}},
+    // The console's own says nothing of the words in this table.
+    {"help", Step::Kind::kHelp, [](Arguments&, Step&) {}},
 }};
 
 // Nothing when the line is not about the flow.

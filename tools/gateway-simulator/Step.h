@@ -13,7 +13,7 @@ namespace Simulator {
 // One line of a script or of standard input: a console command, or one of the words that are about the flow of commands
 // and not about a gateway.
 struct Step {
-    enum class Kind { kCommand, kWait, kQuit, kUse, kList };
+    enum class Kind { kCommand, kWait, kQuit, kUse, kList, kHelp };
 
     Kind kind = Kind::kCommand;
     // Of kCommand.
@@ -24,8 +24,8 @@ struct Step {
     std::optional<std::int32_t> gateway;
 };
 
-// Reads "wait MILLISECONDS", "quit", "use GATEWAY", "gateways", or a console command, which may have "GATEWAY:" in
-// front. Throws CommandError when the line is none of them.
+// Reads "wait MILLISECONDS", "quit", "use GATEWAY", "gateways", "help", or a console command, which may have "GATEWAY:"
+// in front. Throws CommandError when the line is none of them.
 Step ParseStep(std::string_view line);
 
 // CommandHelp() with these words.

@@ -49,6 +49,8 @@ StepRunner::Handler StepRunner::HandlerOf(Step::Kind kind) {
             return &StepRunner::Use;
         case Step::Kind::kList:
             return &StepRunner::List;
+        case Step::Kind::kHelp:
+            return &StepRunner::Help;
         case Step::Kind::kCommand:
             break;
     }
@@ -91,6 +93,10 @@ void StepRunner::List(const Step& /*step*/) {
     for (const Target& target : targets_) {
         output_.Write(DescribeTarget(target));
     }
+}
+
+void StepRunner::Help(const Step& /*step*/) {
+    output_.Write(StepHelp());
 }
 
 std::size_t StepRunner::IndexOf(std::int32_t gateway) const {

@@ -41,6 +41,7 @@ class StepRunner {
     void Quit(const Step& step);
     void Use(const Step& step);
     void List(const Step& step);
+    void Help(const Step& step);
     std::size_t IndexOf(std::int32_t gateway) const;
 
     std::vector<Target> targets_;
