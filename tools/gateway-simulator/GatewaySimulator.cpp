@@ -2,6 +2,7 @@
 
 #include <asio.hpp>
 #include <future>
+#include <system_error>
 #include <thread>
 #include <type_traits>
 
@@ -10,6 +11,19 @@
 #include "tools/gateway-simulator/Gateway.h"
 
 namespace Simulator {
+namespace {
+
+// Starts a gateway; gives what speaks against it.
+std::error_code StartError(Gateway& gateway) {
+    try {
+        gateway.Start();
+        return {};
+    } catch (const std::system_error& error) {
+        return error.code();
+    }
+}
+
+}  // namespace
 
 // The gateway and the one thread that touches it.
 class GatewaySimulator::Loop {
@@ -55,7 +69,10 @@ GatewaySimulator::GatewaySimulator(const SimulatorOptions& options)
 GatewaySimulator::~GatewaySimulator() = default;
 
 void GatewaySimulator::Start() {
-    loop_->Run([](Gateway& gateway) { gateway.Start(); });
+    // Thrown on the caller's thread, so that nothing of it is shared with the gateway's.
+    if (const std::error_code error = loop_->Run(StartError)) {
+        throw std::system_error(error);
+    }
 }
 
 void GatewaySimulator::Stop() {

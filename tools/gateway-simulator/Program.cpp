@@ -19,6 +19,22 @@ std::unique_ptr<FrontEnd> MakeFrontEnd(const Program::Setup& setup) {
     return std::make_unique<LineFrontEnd>(setup.gateways);
 }
 
+// While it is there, threads are made that no signal goes to: signals are for the program's thread.
+class BlockedSignals {
+  public:
+    BlockedSignals() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+  private:
+    sigset_t before_ = {};
+};
+
 }  // namespace
 
 Program::Program(Setup setup)
@@ -47,6 +63,7 @@ void Program::Run() {
 }
 
 PlayedGateways Program::PlayGateways() {
+    const BlockedSignals blocked;
     const auto detail = setup_.quiet ? PlayedGateway::Detail::kTrouble : PlayedGateway::Detail::kAll;
     PlayedGateways gateways;
     for (const GatewayDescription& description : setup_.gateways) {
