@@ -39,8 +39,14 @@ std::optional<Message> Client::Ask(const Request& request, std::chrono::millisec
         done = true;
     };
     Send(request, keep, timeout);
-    while (!done) {
-        connection_->Wait(timeout);
+    try {
+        while (!done) {
+            connection_->Wait(timeout);
+        }
+    } catch (...) {
+        // The answer may still come, and nothing of this call is there any more then.
+        connection_->Forget(request.id);
+        throw;
     }
     return answer;
 }

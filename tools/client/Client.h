@@ -38,7 +38,7 @@ constexpr std::chrono::milliseconds kDefaultTimeout{5000};
 class Client {
   public:
     using EventHandler = std::function<void(const Message& event)>;
-    // Gets nothing when the time was over first.
+    // Gets nothing when the time was over first. Must not be empty.
     using AnswerHandler = std::function<void(const std::optional<Message>& answer)>;
 
     // Connects. Throws ConnectionError when that fails or takes longer than the time-out; only the look-up of a name
@@ -61,7 +61,8 @@ class Client {
     // Returns when the system has the bytes, or throws ConnectionError when it does not take them within the time.
     void SendOnly(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
 
-    // Waits until at least one handler was called, at most for this time; returns whether one was. Throws
+    // Waits until at least one handler was called, at most for this time; returns whether one was. With no time at all
+    // it hands out what has come already, so that a program with a loop of its own can call it now and then. Throws
     // ConnectionError when the Mux has closed the connection, and ProtocolError when what came is not from a Mux; the
     // client is of no use then. What came before is handed out before.
     bool Wait(std::chrono::milliseconds duration);

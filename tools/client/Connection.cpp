@@ -89,6 +89,7 @@ void Client::Connection::Flush(std::chrono::milliseconds timeout) {
 
 bool Client::Connection::Wait(std::chrono::milliseconds duration) {
     const Clock::time_point end = Clock::now() + duration;
+    TakeWhatIsThere();
     for (;;) {
         if (DeliverMessage() || DeliverTimeout()) {
             return true;
@@ -98,6 +99,12 @@ bool Client::Connection::Wait(std::chrono::milliseconds duration) {
         if (!RunLoop(expiresBefore ? next->second.deadline : end) && !expiresBefore) {
             return false;
         }
+    }
+}
+
+// When there is no time to wait, the loop would not even look at the socket.
+void Client::Connection::TakeWhatIsThere() {
+    while (received_.empty() && failure_ == nullptr && loop_.poll_one() > 0) {
     }
 }
 

@@ -28,6 +28,8 @@ class Client::Connection {
 
     void OnEvent(EventHandler handler) { onEvent_ = std::move(handler); }
     void Expect(const std::string& id, AnswerHandler handler, std::chrono::milliseconds timeout);
+    // An answer that comes to this request later is dropped. It need not wait any more.
+    void Forget(const std::string& id) { waiting_.erase(id); }
     // Takes a packet to be sent by the loop.
     void Send(std::string packet);
     // Runs the loop until all packets are out.
@@ -49,6 +51,8 @@ class Client::Connection {
     void OnSent(const asio::error_code& error);
     void Fail(const asio::error_code& error);
 
+    // Reads what has come, up to the first messages.
+    void TakeWhatIsThere();
     // Runs one handler of the loop; false when there was none until then. Throws when the connection has failed.
     bool RunLoop(Clock::time_point end);
     // Hand out one message, or the end of one request's time; false when nobody was called.

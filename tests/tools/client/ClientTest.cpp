@@ -11,6 +11,7 @@
 
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/WaitUntil.h"
 
 namespace MuxClient {
 namespace {
@@ -222,6 +223,33 @@ TEST_F(ClientTest, PassesOnWhatAHandlerThrowsAndGoesOn) {
     MuxSends(kEvent + Ack("a"));
     EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<std::logic_error>("from the handler"));
     EXPECT_TRUE(client_.Ask(WithId("a"), kLong));
+}
+
+TEST_F(ClientTest, ForgetsTheRequestThatItAskedWhenAHandlerThrows) {
+    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
+    MuxSends(kEvent);
+    EXPECT_THAT([&] { client_.Ask(WithId("a"), kLong); }, ThrowsMessage<std::logic_error>("from the handler"));
+    MuxSends(Ack("a") + Ack("b"));
+    client_.Send(WithId("b"), Note("b"), kLong);
+    EXPECT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(noted_, ElementsAre("b " + Ack("b")));
+}
+
+TEST_F(ClientTest, MayAskAgainAfterAHandlerHasThrown) {
+    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
+    MuxSends(kEvent);
+    EXPECT_THROW(client_.Ask(WithId("a"), kLong), std::logic_error);
+    MuxSends(Ack("a"));
+    EXPECT_TRUE(client_.Ask(WithId("a"), kLong));
+}
+
+TEST_F(ClientTest, TakesWhatHasComeAlreadyWithoutWaiting) {
+    int events = 0;
+    client_.OnEvent([&](const Message&) { ++events; });
+    EXPECT_FALSE(client_.Wait(0ms));
+    MuxSends(kEvent);
+    EXPECT_TRUE(Testing::WaitUntil([&] { return client_.Wait(0ms); }, kLong));
+    EXPECT_EQ(events, 1);
 }
 
 TEST_F(ClientTest, SaysThatTheMuxHasGoneWhenAllBeforeIsHandedOut) {
