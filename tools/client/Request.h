@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -16,11 +17,15 @@ struct LockAddress {
 // Why a lock is to do something: somebody wants it, or a card-reader event is answered with it.
 enum class Occasion { kCommand, kEvent };
 
+// How many bytes a card in a whitelist request may have: as UID, and as anything else.
+constexpr std::size_t kLongestUid = 10;
+constexpr std::size_t kLongestCardData = 233;
+
 // A card in a whitelist request.
 struct Card {
     // Bytes in hexadecimal, as a card-reader event has them: "04A1B2C3".
     std::string data;
-    // Whether the data is the card's UID, which has at most 10 bytes.
+    // Whether the data is the card's UID.
     bool isUid = false;
     // The gateway takes the low 8 bits. The Mux sends 0 with a UID.
     std::uint32_t setupNumber = 0;
@@ -47,6 +52,8 @@ struct Request {
     static Request DenyAccess(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
     static Request Status(const LockAddress& lock);
 
+    // Neither looks at the card. Of a UID that is longer than kLongestUid the gateway gets no bytes at all; with other
+    // data that is longer than kLongestCardData the Mux sends it a frame with wrong lengths.
     static Request AddToWhitelist(const LockAddress& lock, const Card& card);
     static Request RemoveFromWhitelist(const LockAddress& lock, const Card& card);
     static Request ClearWhitelist(const LockAddress& lock);

@@ -1,12 +1,17 @@
 #include "tools/muxctl/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <iostream>
+#include <limits>
 #include <map>
+#include <sstream>
 #include <utility>
 #include <vector>
 
+#include "mux/Version.h"
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/ExitStatus.h"
+#include "tools/muxctl/OptionChecks.h"
 
 namespace Muxctl {
 namespace {
@@ -16,7 +21,8 @@ const char* const kDescription =
 
 const char* const kFooter =
     "\n"
-    "Exit status: 0 ACK, 1 NACK, 2 no answer or no connection, 64 wrong usage.\n"
+    "Exit status: 0 ACK, 1 NACK, 2 no answer or no connection, and it may have been done all the same, 64 wrong "
+    "usage.\n"
     "\n"
     "Examples:\n"
     "  muxctl open --gateway 1 --lock 5\n"
@@ -34,15 +40,23 @@ const char* const kCommandFooter = "\n--host, --port, --timeout, --json: see \"m
 const char* const kCheckConfigHelp =
     "check a configuration file: exit status 0 when it is fine, 1 with warnings, 2 when the Mux cannot use it";
 
-constexpr double kShortestTimeout = 0.001;
-constexpr double kLongestTimeout = 86400;
-constexpr std::uint32_t kLongestDuration = 255;
-constexpr std::uint32_t kLargestSetupNumber = 255;
+struct Bounds {
+    std::int64_t lowest;
+    std::int64_t highest;
+};
 
-// Nothing when the text is pairs of hexadecimal digits; otherwise what is wrong.
-std::string CheckCard(const std::string& text) {
-    const bool isHex = text.find_first_not_of("0123456789ABCDEFabcdef") == std::string::npos;
-    return isHex && !text.empty() && text.size() % 2 == 0 ? "" : "must be pairs of hexadecimal digits, not " + text;
+constexpr Bounds kPorts = {1, 65535};
+constexpr Bounds kDurations = {1, 255};
+constexpr Bounds kSetupNumbers = {0, 255};
+constexpr Bounds kIds = {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
+constexpr Bounds kOptions = {0, std::numeric_limits<std::uint32_t>::max()};
+constexpr Bounds kCounts = {0, std::numeric_limits<std::int64_t>::max()};
+
+template <typename Number>
+CLI::Option* AddInteger(CLI::App& app, const std::string& name, Number& number, const std::string& help,
+                        const Bounds& bounds) {
+    const auto check = [bounds](const std::string& text) { return CheckInteger(text, bounds.lowest, bounds.highest); };
+    return app.add_option(name, number, help)->check(check)->type_name("INT");
 }
 
 // Builds the parser, and knows afterwards which command was called.
@@ -50,6 +64,7 @@ class Parser {
   public:
     explicit Parser(CommandLine& result) : result_(result), options_(result.options) {
         app_.require_subcommand(1);
+        app_.set_version_flag("--version", std::string("muxctl ") + Mux::kVersion, "tell the version and end");
         // Each command takes it over when it is added.
         app_.footer(kCommandFooter);
         AddCommonOptions();
@@ -59,11 +74,15 @@ class Parser {
     }
 
     void Parse(int argumentCount, const char* const* arguments) {
+        if (argumentCount < 2) {
+            std::cerr << app_.help();
+            return;
+        }
         try {
             app_.parse(argumentCount, arguments);
             Take();
         } catch (const CLI::ParseError& error) {
-            result_.exitStatus = app_.exit(error) == 0 ? 0 : kUsageStatus;
+            TakeEnd(error);
         }
     }
 
@@ -82,11 +101,10 @@ class Parser {
 
     void AddCommonOptions() {
         app_.add_option("--host", options_.mux.host, "name or address of the Mux")->capture_default_str();
-        app_.add_option("--port", options_.mux.port, "port of the Mux")
-            ->check(CLI::Range(1, 65535))
-            ->capture_default_str();
-        app_.add_option("--timeout", timeoutSeconds_, "seconds to wait for a connection, and for an answer")
-            ->check(CLI::Range(kShortestTimeout, kLongestTimeout))
+        AddInteger(app_, "--port", options_.mux.port, "port of the Mux", kPorts)->capture_default_str();
+        app_.add_option("--timeout", timeoutSeconds_, "how long to wait for a connection, and for an answer")
+            ->check(CheckSeconds)
+            ->type_name("SECONDS")
             ->capture_default_str();
         app_.add_flag("--json", options_.json, "JSON, one line each, in place of text for people");
     }
@@ -115,11 +133,11 @@ class Parser {
 
     void AddRequestOptions(CLI::App& subcommand, const RequestKind& kind) {
         RequestOptions& request = options_.request;
-        subcommand.add_option("--gateway", request.lock.gateway, "ID of the gateway")->required();
-        subcommand.add_option("--lock", request.lock.lock, "ID of the lock")->required();
+        AddInteger(subcommand, "--gateway", request.lock.gateway, "ID of the gateway", kIds)->required();
+        AddInteger(subcommand, "--lock", request.lock.lock, "ID of the lock", kIds)->required();
         if (kind.takesDuration) {
-            subcommand.add_option("--duration", request.duration, "seconds until it closes again")
-                ->check(CLI::Range(std::uint32_t{1}, kLongestDuration))
+            AddInteger(subcommand, "--duration", request.duration, "seconds until it closes again, 1 to 255",
+                       kDurations)
                 ->capture_default_str();
         }
         if (kind.canAnswerEvent) {
@@ -134,17 +152,24 @@ class Parser {
         subcommand.add_option("--card", card.data, "the card's bytes in hexadecimal, as events have them")
             ->required()
             ->check(CheckCard);
-        subcommand.add_flag("--uid", card.isUid, "the bytes are the card's UID");
-        subcommand.add_option("--setup", card.setupNumber, "setup number; always 0 with --uid")
-            ->check(CLI::Range(std::uint32_t{0}, kLargestSetupNumber))
+        subcommand.add_flag("--uid", card.isUid, "the bytes are the card's UID, at most 10");
+        AddInteger(subcommand, "--setup", card.setupNumber, "setup number, 0 to 255; always 0 with --uid",
+                   kSetupNumbers)
             ->capture_default_str();
-        subcommand.add_option("--options", card.options, "whitelist option of an added card: 0, or 1 for all others")
+        AddInteger(subcommand, "--options", card.options, "whitelist option of an added card: 0, or 1 for all others",
+                   kOptions)
             ->capture_default_str();
+        subcommand.callback([&card] {
+            if (card.isUid && card.data.size() > 2 * MuxClient::kLongestUid) {
+                throw CLI::ValidationError("--card", "is longer than a UID, which has at most 10 bytes");
+            }
+        });
     }
 
     void AddOthers() {
-        AddCommand("watch", "print events as they come; goes on when the Mux goes away and comes back", RunWatch)
-            .add_option("--count", options_.eventCount, "end after so many events; 0 for never")
+        CLI::App& watch =
+            AddCommand("watch", "print events as they come; goes on when the Mux goes away and comes back", RunWatch);
+        AddInteger(watch, "--count", options_.eventCount, "end after so many events; 0 for never", kCounts)
             ->capture_default_str();
         AddSend();
         AddCommand("configure", "send a configuration, which the Mux neither answers nor acts on", RunConfigure)
@@ -168,6 +193,17 @@ class Parser {
                 throw CLI::RequiredError("text or --file");
             }
         });
+    }
+
+    // Help and version are results too, and a script learns when they cannot be written.
+    void TakeEnd(const CLI::ParseError& error) {
+        std::ostringstream output;
+        if (app_.exit(error, output, std::cerr) == 0) {
+            result_.command = [text = output.str()](const Options&, const Console& console) {
+                console.Print(text);
+                return kAckStatus;
+            };
+        }
     }
 
     void Take() {

@@ -7,16 +7,15 @@
 
 namespace Muxctl {
 
-// What to do, or to end at once with an exit status.
+// What to do.
 struct CommandLine {
-    // Returns the exit status; throws as the commands do. Empty when the program is to end.
+    // Returns the exit status; throws as the commands do. Empty when the command line is no good.
     std::function<int(const Options& options, const Console& console)> command;
     Options options;
-    int exitStatus = 0;
 };
 
-// Reads the command line. Prints the help to standard output, and what is wrong to standard error; the exit status is
-// 0 for help and 64 for a command line that is no good.
+// Reads the command line. Prints to standard error what is wrong, and the help when there is nothing on it at all. For
+// main() alone.
 CommandLine ParseCommandLine(int argumentCount, const char* const* arguments);
 
 }  // namespace Muxctl

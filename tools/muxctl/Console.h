@@ -17,8 +17,11 @@ struct Console {
     // Whether `error` is a terminal on which a line can be drawn over.
     bool hasIndicator = false;
 
-    // Writes whole lines, flushed at once.
-    void PrintLine(const std::string& line) const { output << line << std::endl; }
+    // Write results, flushed at once. They throw std::system_error when that is not possible: a script must not take
+    // an empty file for a result.
+    void Print(const std::string& text) const;
+    void PrintLine(const std::string& line) const { Print(line + "\n"); }
+    // Writes one line about what people should know, behind the program's name.
     void Complain(const std::string& text) const { error << "muxctl: " << Printable(text) << std::endl; }
 };
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "tools/client/Client.h"
+#include "tools/client/Packet.h"
 #include "tools/muxctl/AnswerText.h"
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/ExitStatus.h"
@@ -76,9 +77,19 @@ std::string ReadFile(const std::string& path) {
     return *text;
 }
 
+// Of a text that somebody gave us. Looked at before there is a connection, for no Mux can take it.
+Request Fitting(Request request) {
+    try {
+        MuxClient::BuildPacket(request.text);
+    } catch (const std::length_error& error) {
+        throw UsageError(error.what());
+    }
+    return request;
+}
+
 Request BuildConfigure(const Options& options) {
     try {
-        return Request::Configure(ReadFile(options.file));
+        return Fitting(Request::Configure(ReadFile(options.file)));
     } catch (const std::invalid_argument& error) {
         throw UsageError(options.file + ": " + error.what());
     }
@@ -99,7 +110,7 @@ int RunRequest(const RequestKind& kind, const Options& options, const Console& c
 }
 
 int RunSend(const Options& options, const Console& console) {
-    const Request request = Request::FromText(options.file.empty() ? options.text : ReadFile(options.file));
+    const Request request = Fitting(Request::FromText(options.file.empty() ? options.text : ReadFile(options.file)));
     if (!options.waitsForAnswer) {
         SendOnly(request, options);
         return kAckStatus;

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
 #include "tools/muxctl/CommandLine.h"
@@ -31,9 +30,6 @@ int Run(const Muxctl::CommandLine& commandLine) {
     } catch (const Muxctl::UsageError& error) {
         console.Complain(error.what());
         return Muxctl::kUsageStatus;
-    } catch (const std::length_error& error) {
-        console.Complain(error.what());
-        return Muxctl::kUsageStatus;
     } catch (const std::exception& error) {
         console.Complain(error.what());
         return Muxctl::kNoAnswerStatus;
@@ -44,5 +40,5 @@ int Run(const Muxctl::CommandLine& commandLine) {
 
 int main(int argumentCount, char** arguments) {
     const Muxctl::CommandLine commandLine = Muxctl::ParseCommandLine(argumentCount, arguments);
-    return commandLine.command ? Run(commandLine) : commandLine.exitStatus;
+    return commandLine.command ? Run(commandLine) : Muxctl::kUsageStatus;
 }

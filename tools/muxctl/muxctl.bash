@@ -18,7 +18,7 @@ _muxctl_command() {
 _muxctl_words() {
     case $1 in
         '') echo 'status open close open-close access-denied access-allowed whitelist watch send configure health' \
-            'check-config' ;;
+            'check-config --version' ;;
         whitelist) echo 'add remove clear enable disable get' ;;
         open | close | access-denied) echo '--gateway --lock --event' ;;
         open-close) echo '--gateway --lock --duration --event' ;;

@@ -56,11 +56,16 @@ Exchange Exchanged(const Words& arguments, int code = 0, const char* data = kAck
 struct Row {
     Words arguments;
     // Behind the identifier.
-    const char* request;
+    std::string request;
 };
 
 const Words kLock = {"--gateway", "1", "--lock", "5"};
 const Words kCard = {"--card", "04A1B2C3"};
+
+// A card of so many bytes.
+std::string CardOf(std::size_t bytes) {
+    return std::string(2 * bytes, 'A');
+}
 
 TEST(MuxctlTest, SendsTheRequestThatTheCommandNames) {
     const std::vector<Row> rows = {
@@ -90,6 +95,14 @@ TEST(MuxctlTest, SendsTheRequestThatTheCommandNames) {
          R"("isUIDCard":false}})"},
         {Words{"open", "--gateway", "-7", "--lock", "65536"},
          R"("MessageCode":10,"Data":{"gatewayID":-7,"lockID":65536}})"},
+        {Words{"open", "--gateway", "0", "--lock", "-2147483648"},
+         R"("MessageCode":10,"Data":{"gatewayID":0,"lockID":-2147483648}})"},
+        {Words{"whitelist", "add", "--uid", "--card", CardOf(10)} + kLock,
+         R"("MessageCode":21,"Data":{"gatewayID":1,"lockID":5,"setupNumber":0,"options":0,"cardData":")" + CardOf(10) +
+             R"(","isUIDCard":true}})"},
+        {Words{"whitelist", "remove", "--card", CardOf(233)} + kLock,
+         R"("MessageCode":25,"Data":{"gatewayID":1,"lockID":5,"setupNumber":0,"options":0,"cardData":")" + CardOf(233) +
+             R"(","isUIDCard":false}})"},
     };
     SystemTest::ForEachSideBySide(rows, [](const Row& row) {
         const Exchange exchange = Exchanged(row.arguments);
@@ -170,9 +183,19 @@ TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
         {"open", "--gateway", "1"},
         {"open", "--gateway", "one", "--lock", "5"},
         {"open", "--gateway", "2147483648", "--lock", "5"},
+        {"open", "--gateway", "01", "--lock", "5"},
+        {"open", "--gateway", "1", "--lock", "0x10"},
+        {"open", "--gateway", "1", "--lock", "-05"},
+        {"open", "--gateway", "1", "--lock", "+5"},
+        {"open", "--gateway", "1", "--lock", " 5"},
+        {"open", "--gateway", "1", "--lock", ""},
+        {"open", "--gateway", "-", "--lock", "5"},
+        {"open", "--gateway", "1e1", "--lock", "5"},
         Words{"open", "--duration", "5"} + kLock,
         Words{"open-close", "--duration", "0"} + kLock,
         Words{"open-close", "--duration", "256"} + kLock,
+        Words{"open-close", "--duration", "020"} + kLock,
+        Words{"open-close", "--duration", "18446744073709551617"} + kLock,
         Words{"status", "--event"} + kLock,
         {"whitelist"},
         Words{"whitelist", "add"} + kLock,
@@ -180,9 +203,27 @@ TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
         Words{"whitelist", "add", "--card", "0G"} + kLock,
         Words{"whitelist", "add", "--card", ""} + kLock,
         Words{"whitelist", "add", "--setup", "256"} + kLock + kCard,
+        Words{"whitelist", "add", "--setup", "010"} + kLock + kCard,
+        Words{"whitelist", "add", "--options", "0x1"} + kLock + kCard,
+        Words{"whitelist", "add", "--options", "-1"} + kLock + kCard,
+        Words{"whitelist", "add", "--options", "4294967296"} + kLock + kCard,
+        Words{"whitelist", "add", "--uid", "--card", CardOf(11)} + kLock,
+        Words{"whitelist", "remove", "--card", CardOf(11), "--uid"} + kLock,
+        Words{"whitelist", "add", "--card", CardOf(234)} + kLock,
+        Words{"whitelist", "remove", "--card", CardOf(234)} + kLock,
+        {"watch", "--count", "-1"},
+        {"watch", "--count", "010"},
         {"health", "--port", "0"},
         {"health", "--port", "65536"},
+        {"health", "--port", "05555"},
+        {"health", "--port", "0x15b3"},
         {"health", "--timeout", "0"},
+        {"health", "--timeout", "86401"},
+        {"health", "--timeout", "-1"},
+        {"health", "--timeout", "0x1"},
+        {"health", "--timeout", "1.5.5"},
+        {"health", "--timeout", "."},
+        {"health", "--timeout", "nan"},
         {"health", "stray"},
         {"send"},
         {"send", "{}", "--file", noObject},
@@ -198,6 +239,50 @@ TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
         EXPECT_EQ(ending.output, "") << testing::PrintToString(arguments);
         EXPECT_NE(ending.error, "") << testing::PrintToString(arguments);
     });
+}
+
+TEST(MuxctlTest, SaysWhichNumberIsWrong) {
+    const Ending ending = RunMuxctl({"open", "--gateway", "1", "--lock", "010"});
+    EXPECT_THAT(ending.error, StartsWith("--lock: must be a decimal integer from -2147483648 to 2147483647 without "
+                                         "zeros in front, not 010\n"));
+}
+
+TEST(MuxctlTest, ShowsItsHelpWhenItIsToldNothing) {
+    const Ending ending = RunMuxctl({});
+    EXPECT_EQ(ending.status, 64);
+    EXPECT_EQ(ending.output, "");
+    EXPECT_EQ(ending.error, RunMuxctl({"--help"}).output);
+}
+
+TEST(MuxctlTest, TellsItsVersion) {
+    const Ending ending = RunMuxctl({"--version"});
+    EXPECT_EQ(ending.status, 0);
+    EXPECT_EQ(ending.output, "muxctl 2.18.1\n");
+    EXPECT_EQ(ending.error, "");
+}
+
+// The program with a full disk for its output.
+Words OntoAFullDisk(const Words& arguments) {
+    return Words{"bash", "-c", "exec \"$@\" >/dev/full", "bash"} + MuxctlCommand(arguments);
+}
+
+const char* const kCannotWrite = "muxctl: cannot write the output: No space left on device\n";
+
+TEST(MuxctlTest, EndsWithTwoWhenItsOutputCannotBeWritten) {
+    for (const Words& arguments : std::vector<Words>{{"--help"}, {"--version"}, {"check-config", "-"}}) {
+        const Ending ending = RunToEnd(OntoAFullDisk(arguments));
+        EXPECT_EQ(ending.status, 2) << testing::PrintToString(arguments);
+        EXPECT_EQ(ending.error, kCannotWrite) << testing::PrintToString(arguments);
+    }
+}
+
+TEST(MuxctlTest, WatchesNoLongerWhenItsOutputCannotBeWritten) {
+    FakeMux mux;
+    RunningProgram watch(OntoAFullDisk(Words{"watch"} + mux.PortArguments()));
+    mux.Accept();
+    mux.Send(R"({"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{}})");
+    EXPECT_EQ(watch.WaitForExit(), 2);
+    EXPECT_THAT(watch.ErrorOutput(), HasSubstr(kCannotWrite));
 }
 
 TEST(MuxctlTest, SendsATextAsItIs) {
@@ -227,13 +312,15 @@ TEST(MuxctlTest, SendsWithoutWaitingWhenToldSo) {
     EXPECT_EQ(mux.ReceiveText(), "no JSON");
 }
 
-TEST(MuxctlTest, RefusesATextThatFitsNoPacket) {
-    FakeMux mux;
+TEST(MuxctlTest, RefusesATextThatFitsNoPacketBeforeItConnects) {
+    const Testing::ReservedPort port;
     ProgramSetup setup;
-    setup.input = std::string(65530, ' ');
-    const Ending ending = RunToEnd(MuxctlCommand(Words{"send", "--file", "-"} + mux.PortArguments()), setup);
-    EXPECT_EQ(ending.status, 64);
-    EXPECT_THAT(ending.error, HasSubstr("65530 bytes"));
+    setup.input = "{" + std::string(65530, ' ') + "}";
+    for (const Words& arguments : {Words{"send", "--file", "-"}, Words{"configure", "-"}}) {
+        const Ending ending = RunMuxctl(arguments + Words{"--port", std::to_string(port.Number())}, setup);
+        EXPECT_EQ(ending.status, 64);
+        EXPECT_THAT(ending.error, HasSubstr(" bytes does not fit a packet"));
+    }
 }
 
 TEST(MuxctlTest, SendsAConfigurationAndExpectsNoAnswer) {

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Muxctl {
+
+// What may stand behind an option. Each of these returns nothing when the text is good, and otherwise what is wrong
+// with it, to be read behind the option's name. Any thread may call them.
+
+// A decimal integer from `lowest` to `highest`. There must be no zeros in front: some read 010 as ten and some as
+// eight, and a lock that was opened by mistake stays open.
+std::string CheckInteger(const std::string& text, std::int64_t lowest, std::int64_t highest);
+
+// A decimal number from 0.001 to 86400.
+std::string CheckSeconds(const std::string& text);
+
+// Pairs of hexadecimal digits, for as many bytes as a whitelist request may have.
+std::string CheckCard(const std::string& text);
+
+}  // namespace Muxctl
