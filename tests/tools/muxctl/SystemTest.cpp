@@ -184,6 +184,17 @@ TEST(ExampleTest, InCppSaysThatItIsRefused) {
     EXPECT_EQ(ending.error, "Refused: Error in request\n");
 }
 
+TEST(ExampleTest, InCppTakesOnlyNumbersThatAreInRange) {
+    for (const Words& arguments :
+         std::vector<Words>{{"70000"}, {"0"}, {"-1"}, {"door"}, {"5555", "1x"}, {"5555", "1", ""}}) {
+        Words command = {EXAMPLE_PROGRAM, "127.0.0.1"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const Ending ending = RunToEnd(command);
+        EXPECT_EQ(ending.status, 64) << testing::PrintToString(arguments);
+        EXPECT_THAT(ending.error, HasSubstr("\"" + arguments.back() + "\" is no number from ")) << ending.error;
+    }
+}
+
 Words PythonExample(const MuxSystem& system, const Words& more) {
     Words command = WithPort({"python3", PYTHON_EXAMPLE}, system.Port());
     command.insert(command.end(), more.begin(), more.end());

@@ -2,14 +2,18 @@
 //
 //     mux-client-example [HOST [PORT [GATEWAY [LOCK]]]]
 //
-// Ends with 0 when the lock is open and a card came, with 1 when the lock was refused, with 2 when nobody answered.
+// Ends with 0 when the lock is open and a card came, with 1 when the lock was refused, with 2 when nobody answered,
+// with 64 when an argument is no good.
 
+#include <charconv>
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <limits>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tools/client/Client.h"
 
@@ -18,9 +22,9 @@ namespace {
 using namespace std::chrono_literals;
 
 int OpenDoor(MuxClient::Client& client, const MuxClient::LockAddress& lock) {
-    const auto answer = client.Ask(MuxClient::Request::Open(lock), 5s);
+    const auto answer = client.Ask(MuxClient::Request::Open(lock));
     if (!answer) {
-        std::cerr << "No answer.\n";
+        std::cerr << "No answer; the lock may be open all the same.\n";
         return 2;
     }
     std::cout << answer->text << std::endl;
@@ -40,17 +44,42 @@ int WaitForCard(MuxClient::Client& client) {
     return client.Wait(60s) ? 0 : 2;
 }
 
+// The argument at `index`, or `otherwise` when there are not so many.
+template <typename Number>
+Number NumberAt(const std::vector<std::string>& arguments, std::size_t index, Number lowest, Number otherwise) {
+    if (index >= arguments.size()) {
+        return otherwise;
+    }
+    const std::string& text = arguments.at(index);
+    const char* const end = text.data() + text.size();
+    Number number = 0;
+    const std::from_chars_result result = std::from_chars(text.data(), end, number);
+    if (result.ec != std::errc() || result.ptr != end || number < lowest) {
+        throw std::invalid_argument("\"" + text + "\" is no number from " + std::to_string(lowest) + " to " +
+                                    std::to_string(std::numeric_limits<Number>::max()));
+    }
+    return number;
+}
+
+int Run(const std::vector<std::string>& arguments) {
+    constexpr std::int32_t kLowestId = std::numeric_limits<std::int32_t>::min();
+    const std::string host = arguments.size() > 1 ? arguments.at(1) : "127.0.0.1";
+    const auto port = NumberAt<std::uint16_t>(arguments, 2, 1, 5555);
+    const auto gateway = NumberAt<std::int32_t>(arguments, 3, kLowestId, 1);
+    const auto lock = NumberAt<std::int32_t>(arguments, 4, kLowestId, 5);
+    MuxClient::Client client({host, port});
+    const int status = OpenDoor(client, {gateway, lock});
+    return status == 0 ? WaitForCard(client) : status;
+}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-    const auto number = [&](int index, int otherwise) {
-        return argumentCount > index ? std::stoi(arguments[index]) : otherwise;
-    };
     try {
-        const std::string host = argumentCount > 1 ? arguments[1] : "127.0.0.1";
-        MuxClient::Client client({host, static_cast<std::uint16_t>(number(2, 5555))});
-        const int status = OpenDoor(client, {number(3, 1), number(4, 5)});
-        return status == 0 ? WaitForCard(client) : status;
+        return Run({arguments, arguments + argumentCount});
+    } catch (const std::invalid_argument& error) {
+        std::cerr << error.what() << '\n';
+        return 64;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 2;
