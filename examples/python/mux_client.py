@@ -5,7 +5,7 @@
 
 What goes to the Mux is one packet for each JSON text: two bytes with the length of the whole packet, the low byte
 first; the characters MUXM; the text. What comes back has no frame: bare JSON objects, one directly after the other.
-Ends with 0 after an ACK, 1 after a NACK, 2 when there is no Mux or no answer.
+Ends with 0 after an ACK, 1 after a NACK, 2 when there is no Mux or no answer; the lock may be open all the same then.
 """
 import argparse
 import json
@@ -16,7 +16,7 @@ import uuid
 
 ACK, LOCK_OPEN = 0, 10
 EVENTS = {50: "access allowed", 51: "card at reader", 60: "information"}
-TIMEOUT = 5.0
+TIMEOUT = 15.0  # seconds: a gateway's answer that comes together with a card can be eleven late
 
 
 class MuxClient:

@@ -32,6 +32,11 @@ bool Client::Wait(std::chrono::milliseconds duration) {
 }
 
 std::optional<Message> Client::Ask(const Request& request, std::chrono::milliseconds timeout) {
+    return Ask(request, timeout, timeout, [] {});
+}
+
+std::optional<Message> Client::Ask(const Request& request, std::chrono::milliseconds timeout,
+                                   std::chrono::milliseconds period, const std::function<void()>& whileWaiting) {
     bool done = false;
     std::optional<Message> answer;
     const auto keep = [&](const std::optional<Message>& received) {
@@ -41,7 +46,8 @@ std::optional<Message> Client::Ask(const Request& request, std::chrono::millisec
     Send(request, keep, timeout);
     try {
         while (!done) {
-            connection_->Wait(timeout);
+            whileWaiting();
+            connection_->Wait(period);
         }
     } catch (...) {
         // The answer may still come, and nothing of this call is there any more then.

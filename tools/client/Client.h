@@ -20,7 +20,9 @@ struct MuxAddress {
     std::uint16_t port = 5555;
 };
 
-constexpr std::chrono::milliseconds kDefaultTimeout{5000};
+// How long to wait for a connection, and for an answer. Longer than the Mux takes at its slowest: it may look at a new
+// client only after a second, and a gateway's answer that comes together with a card can be eleven seconds late.
+constexpr std::chrono::milliseconds kDefaultTimeout{15000};
 
 // A connection to the Mux: sends requests, finds the answer to each by its identifier, and hands out the events that
 // the Mux sends to all its clients.
@@ -67,8 +69,14 @@ class Client {
     // client is of no use then. What came before is handed out before.
     bool Wait(std::chrono::milliseconds duration);
 
-    // Sends a request and waits for its answer; nothing when the time is over first. Throws as Send() and Wait() do.
+    // Sends a request and waits for its answer; nothing when the time is over first, and what was asked for may have
+    // been done all the same. Throws as Send() and Wait() do.
     std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
+
+    // The same for programs that show that they wait: calls `whileWaiting` at once, and again after each `period` or
+    // sooner, as long as there is no answer. What it throws comes out. It must not be empty.
+    std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout,
+                               std::chrono::milliseconds period, const std::function<void()>& whileWaiting);
 
   private:
     class Connection;

@@ -36,25 +36,16 @@ struct Outcome {
 Outcome Ask(const Request& request, const Options& options, const Console& console) {
     Client client(options.mux, options.timeout);
     WaitIndicator indicator(console.error, console.hasIndicator);
-    bool isDone = false;
-    Outcome outcome;
-    const auto keep = [&](const std::optional<Message>& answer) {
-        outcome.answer = answer;
-        isDone = true;
-    };
     const Clock::time_point start = Clock::now();
-    client.Send(request, keep, options.timeout);
-    while (!isDone) {
-        indicator.Draw(Since(start));
-        client.Wait(WaitIndicator::kPeriod);
-    }
-    outcome.elapsed = Since(start);
-    return outcome;
+    const auto draw = [&] { indicator.Draw(Since(start)); };
+    const std::optional<Message> answer = client.Ask(request, options.timeout, WaitIndicator::kPeriod, draw);
+    return {answer, Since(start)};
 }
 
-int ComplainOfSilence(const Options& options, const Console& console) {
+// `hint` goes on where the complaint ends.
+int ComplainOfSilence(const Options& options, const Console& console, const std::string& hint = "") {
     console.Complain("no answer from " + options.mux.host + ":" + std::to_string(options.mux.port) + " within " +
-                     SecondsText(options.timeout));
+                     SecondsText(options.timeout) + hint);
     return kNoAnswerStatus;
 }
 
@@ -62,7 +53,7 @@ int ComplainOfSilence(const Options& options, const Console& console) {
 int AskAndPrint(const Request& request, const std::string& title, const Options& options, const Console& console) {
     const Outcome outcome = Ask(request, options, console);
     if (!outcome.answer) {
-        return ComplainOfSilence(options, console);
+        return ComplainOfSilence(options, console, "; it may have been done all the same");
     }
     console.PrintLine(options.json ? JsonLine(*outcome.answer)
                                    : AnswerText(*outcome.answer, title, outcome.elapsed, console.style));

@@ -252,6 +252,17 @@ TEST_F(ClientTest, TakesWhatHasComeAlreadyWithoutWaiting) {
     EXPECT_EQ(events, 1);
 }
 
+TEST_F(ClientTest, SaysWhileItWaitsThatItDoes) {
+    int calls = 0;
+    const auto answerAtTheThird = [&] {
+        if (++calls == 3) {
+            MuxSends(Ack("a"));
+        }
+    };
+    EXPECT_TRUE(client_.Ask(WithId("a"), kLong, 1ms, answerAtTheThird));
+    EXPECT_GE(calls, 3);
+}
+
 TEST_F(ClientTest, SaysThatTheMuxHasGoneWhenAllBeforeIsHandedOut) {
     MuxSends(Ack("a"));
     mux_.Close();
