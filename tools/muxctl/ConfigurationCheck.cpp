@@ -52,13 +52,13 @@ ConfigurationReport ReportParsed(const std::string& text) {
     Mux::Configuration::MuxConfigurationData configuration;
     Mux::Configuration::MuxConfigurationParser().ParseText(text, configuration);
     ConfigurationReport report;
-    report.isUsable = true;
     report.gatewayCount = configuration.gateways.size();
     for (const auto& gateway : configuration.gateways) {
         report.lockCount += gateway.devices.size();
     }
     report.findings = ShapeOf(text);
     AddNew(CheckValues(configuration), report.findings);
+    report.isUsable = !HasError(report.findings);
     return report;
 }
 

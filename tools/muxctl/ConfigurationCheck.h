@@ -9,9 +9,9 @@ namespace Muxctl {
 
 // What is to be said of a configuration.
 struct ConfigurationReport {
-    // Whether the Mux starts with it; when it does not, at least one finding is an error.
+    // Whether the Mux can run with it; when it cannot, at least one finding is an error.
     bool isUsable = false;
-    // Only of one that is usable.
+    // Only of one that the Mux's parser takes.
     std::size_t gatewayCount = 0;
     std::size_t lockCount = 0;
     Findings findings;

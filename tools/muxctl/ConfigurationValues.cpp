@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/muxctl/HostText.h"
+
 namespace Muxctl {
 namespace {
 
@@ -12,6 +14,10 @@ using Mux::Configuration::MuxConfigurationData;
 
 constexpr std::int32_t kLargestPort = 65535;
 constexpr std::int32_t kLargestIdInEvents = 65535;
+// What stands there in place of a lock answers with the gateway's counter.
+constexpr std::int32_t kCounterId = 256;
+
+constexpr const char* kNotMade = ", so the Mux makes no such gateway, and refuses its requests";
 
 std::string ElementName(const std::string& list, std::size_t index) {
     return list + "[" + std::to_string(index) + "]";
@@ -59,18 +65,43 @@ class ValueCheck {
         findings_.push_back({Finding::Level::kWarning, where, text});
     }
 
+    // What the Mux cannot connect to ends it, once it tries.
+    void Doubt(const GatewayConfiguration& gateway, const std::string& where, const std::string& text) {
+        if (IsMade(gateway)) {
+            findings_.push_back({Finding::Level::kError, where, text + " and ends the Mux"});
+        } else {
+            Warn(where, text);
+        }
+    }
+
+    bool IsMade(const GatewayConfiguration& gateway) const {
+        return configuration_.enabled && !gateway.ipAddress.empty() && gateway.port != 0;
+    }
+
     void CheckGateway(std::size_t index) {
         const GatewayConfiguration& gateway = configuration_.gateways.at(index);
         const std::string name = ElementName("Gateways", index);
-        if (gateway.ipAddress.empty()) {
-            Warn(name + ".IpAddress", "is empty, so the Mux cannot connect to this gateway");
-        }
-        if (gateway.port < 1 || gateway.port > kLargestPort) {
-            Warn(name + ".Port", "is " + std::to_string(gateway.port) + ", which is no TCP port");
-        }
+        CheckAddress(gateway, name + ".IpAddress");
+        CheckPort(gateway, name + ".Port");
         CheckAgainstOthers(index, name);
         for (std::size_t device = 0; device < gateway.devices.size(); ++device) {
             CheckDevice(gateway.devices, device, name);
+        }
+    }
+
+    void CheckAddress(const GatewayConfiguration& gateway, const std::string& where) {
+        if (gateway.ipAddress.empty()) {
+            Warn(where, std::string("is empty") + kNotMade);
+        } else if (!CanBeHost(gateway.ipAddress)) {
+            Doubt(gateway, where, "is neither an address nor the name of a host");
+        }
+    }
+
+    void CheckPort(const GatewayConfiguration& gateway, const std::string& where) {
+        if (gateway.port == 0) {
+            Warn(where, std::string("is 0") + kNotMade);
+        } else if (gateway.port < 0 || gateway.port > kLargestPort) {
+            Doubt(gateway, where, "is " + std::to_string(gateway.port) + ", which is no TCP port");
         }
     }
 
@@ -93,6 +124,9 @@ class ValueCheck {
         const std::size_t same = FirstLike(devices, index, AreSameDevice);
         if (same != index) {
             Warn(name, "is " + std::to_string(id) + " as in " + ElementName("Devices", same) + " of this gateway");
+        }
+        if (id == kCounterId) {
+            Warn(name, "is 256, where no lock may be: the Mux asks for the gateway's counter there");
         }
         if (id < 0 || id > kLargestIdInEvents) {
             const auto idInEvents = static_cast<std::uint16_t>(static_cast<std::uint32_t>(id) & 0xFFFFU);

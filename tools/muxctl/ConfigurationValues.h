@@ -5,8 +5,8 @@
 
 namespace Muxctl {
 
-// Looks at what the Mux's parser made of a configuration: values that have the right type and make no sense. All are
-// warnings.
+// Looks at what the Mux's parser made of a configuration: values that have the right type and make no sense. Errors are
+// what ends the Mux when it connects to a gateway: a port or an address that can be none.
 Findings CheckValues(const Mux::Configuration::MuxConfigurationData& configuration);
 
 }  // namespace Muxctl

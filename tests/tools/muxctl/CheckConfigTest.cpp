@@ -4,9 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/system/support/MuxProcess.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
 namespace Muxctl {
@@ -25,6 +29,12 @@ class CheckConfigTest : public testing::Test {
         return RunMuxctl({"check-config", file_});
     }
 
+    static std::unique_ptr<SystemTest::MuxProcess> MuxWith(const std::string& file) {
+        const Testing::ReservedPort port;
+        return std::make_unique<SystemTest::MuxProcess>(
+            std::vector<std::string>{"--port", "--port=" + std::to_string(port.Number()), "--configFile", file});
+    }
+
     Testing::TemporaryFolder folder_;
     std::string file_;
 };
@@ -40,8 +50,8 @@ TEST_F(CheckConfigTest, EndsWithOneAfterWarnings) {
     const Ending ending = Check(kWithWarning);
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.output, file_ +
-                                 ": warning: Gateways[0].IpAddress is empty, so the Mux cannot connect to this "
-                                 "gateway\n" +
+                                 ": warning: Gateways[0].IpAddress is empty, so the Mux makes no such gateway, "
+                                 "and refuses its requests\n" +
                                  file_ + ": usable, with 1 warning: 1 gateway, 0 locks\n");
 }
 
@@ -81,6 +91,19 @@ TEST_F(CheckConfigTest, PrintsJsonForScripts) {
     EXPECT_EQ(RunMuxctl({"--json", "check-config", "-"}, setup).output,
               R"({"File":"-","Usable":true,"Gateways":1,"Locks":0,"Findings":[]})"
               "\n");
+}
+
+// What it says of ports, and what the Mux does with them.
+TEST_F(CheckConfigTest, KnowsWhichPortsEndTheMux) {
+    const std::string start = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":)";
+    for (const char* const port : {"65536", "70000", "-1"}) {
+        EXPECT_EQ(Check(start + port + "}]}").status, 2);
+        EXPECT_EQ(MuxWith(file_)->WaitForEnd(), "status 1") << port;
+    }
+    EXPECT_EQ(Check(start + "0}]}").status, 1);
+    EXPECT_TRUE(MuxWith(file_)->WaitFor("Cannot create gateway with ID 1."));
+    EXPECT_EQ(Check(R"({"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":70000}]})").status, 1);
+    EXPECT_TRUE(MuxWith(file_)->WaitFor("Mux is not enabled."));
 }
 
 TEST_F(CheckConfigTest, ChangesNothing) {

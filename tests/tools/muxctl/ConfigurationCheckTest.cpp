@@ -16,6 +16,7 @@ namespace Muxctl {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 const std::string kGood =
@@ -92,7 +93,7 @@ TEST(ConfigurationCheckTest, WarnsOfKeysThatTheMuxDoesNotKnow) {
          WithGateway(R"("ID":1,"ipAddress":"a","Port":1)"),
          true,
          {"Gateways[0].ipAddress: is not known and ignored; it is written \"IpAddress\"",
-          "Gateways[0].IpAddress: is empty, so the Mux cannot connect to this gateway"}},
+          "Gateways[0].IpAddress: is empty, so the Mux makes no such gateway, and refuses its requests"}},
         {"twice",
          WithGateway(R"("ID":1,"IpAddress":"a","Port":1,"ID":2)"),
          true,
@@ -144,16 +145,24 @@ TEST(ConfigurationCheckTest, WarnsOfValuesThatMakeNoSense) {
          WithGateway(""),
          true,
          {"Gateways[0].ID: is missing, so the Mux takes 0",
-          "Gateways[0].IpAddress: is empty, so the Mux cannot connect to this gateway",
-          "Gateways[0].Port: is 0, which is no TCP port"}},
-        {"a port too large",
-         WithGateway(R"("ID":1,"IpAddress":"a","Port":65536)"),
+          "Gateways[0].IpAddress: is empty, so the Mux makes no such gateway, and refuses its requests",
+          "Gateways[0].Port: is 0, so the Mux makes no such gateway, and refuses its requests"}},
+        {"a port of which no use is made, for want of an address",
+         WithGateway(R"("ID":1,"IpAddress":"","Port":65536)"),
          true,
-         {"Gateways[0].Port: is 65536, which is no TCP port"}},
-        {"a negative port",
-         WithGateway(R"("ID":1,"IpAddress":"a","Port":-1)"),
+         {"Gateways[0].IpAddress: is empty, so the Mux makes no such gateway, and refuses its requests",
+          "Gateways[0].Port: is 65536, which is no TCP port"}},
+        {"an address of which no use is made, for want of a port",
+         WithGateway(R"("ID":1,"IpAddress":" ","Port":0)"),
          true,
-         {"Gateways[0].Port: is -1, which is no TCP port"}},
+         {"Gateways[0].IpAddress: is neither an address nor the name of a host",
+          "Gateways[0].Port: is 0, so the Mux makes no such gateway, and refuses its requests"}},
+        {"neither is used, for all is switched off",
+         R"({"Gateways":[{"ID":1,"IpAddress":"300.1.1.1","Port":-1}]})",
+         true,
+         {"Enabled: is not true, so the Mux connects to no gateway and refuses every request",
+          "Gateways[0].IpAddress: is neither an address nor the name of a host",
+          "Gateways[0].Port: is -1, which is no TCP port"}},
         {"an ID that stands twice, an address that stands twice",
          R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"a","Port":1},{"ID":2,"IpAddress":"b","Port":1},)"
          R"({"ID":2,"IpAddress":"a","Port":1},{"ID":3,"IpAddress":"a","Port":2}]})",
@@ -165,6 +174,10 @@ TEST(ConfigurationCheckTest, WarnsOfValuesThatMakeNoSense) {
          true,
          {"Gateways[0].Devices[3].ID: is missing, so the Mux takes 0",
           "Gateways[0].Devices[2].ID: is 5 as in Devices[0] of this gateway"}},
+        {"the device that is none",
+         WithDevices(R"([{"ID":256}])"),
+         true,
+         {"Gateways[0].Devices[0].ID: is 256, where no lock may be: the Mux asks for the gateway's counter there"}},
         {"devices beyond 16 bits",
          WithDevices(R"([{"ID":-1},{"ID":65536}])"),
          true,
@@ -181,6 +194,14 @@ TEST(ConfigurationCheckTest, RefusesWhatEndsTheMux) {
         {"too large", WithGateway(R"("ID":1,"Port":2147483648)"), false, {"!Gateways[0].Port" + noInteger}},
         {"too small", WithGateway(R"("ID":-2147483649)"), false, {"!Gateways[0].ID" + noInteger}},
         {"a device's", WithDevices(R"([{"ID":1e3}])"), false, {"!Gateways[0].Devices[0].ID" + noInteger}},
+        {"a port too large",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":65536)"),
+         false,
+         {"!Gateways[0].Port: is 65536, which is no TCP port and ends the Mux"}},
+        {"a negative port",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":-1)"),
+         false,
+         {"!Gateways[0].Port: is -1, which is no TCP port and ends the Mux"}},
         {"a gateway that is no object",
          R"({"Enabled":true,"Gateways":[null]})",
          false,
@@ -195,6 +216,31 @@ TEST(ConfigurationCheckTest, RefusesWhatEndsTheMux) {
          {"enabled: is not known and ignored; it is written \"Enabled\"",
           "!Gateways[0]: is a number and no object, which ends the Mux"}},
     });
+}
+
+TEST(ConfigurationCheckTest, RefusesAddressesThatCanBeNone) {
+    for (const char* const address :
+         {" ", "192.168.1.20 ", "300.1.1.1", "192.168.1.20.30", "1.2.3.", "4294967296", "192.168.1.20:2101",
+          "192.168.1.0/24", "tcp://hall", "fe80::1::2", "hall door", "hall\\n", "hall..example", ".hall", "."}) {
+        const ConfigurationReport report =
+            CheckConfiguration(WithGateway(R"("ID":1,"Port":1,"IpAddress":")" + std::string(address) + "\""));
+        EXPECT_FALSE(report.isUsable) << address;
+        EXPECT_THAT(
+            LinesOf(report.findings),
+            ElementsAre("!Gateways[0].IpAddress: is neither an address nor the name of a host and ends the Mux"))
+            << address;
+    }
+}
+
+TEST(ConfigurationCheckTest, TakesAddressesAndNames) {
+    for (const char* const address : {"192.168.1.20", "127.1", "3232235796", "::1", "fe80::1%no-such-card0",
+                                      "localhost", "hall.example.", "gateway-1", "7th.floor", "1.2.3.x", "t\\u00fcr"}) {
+        EXPECT_THAT(
+            LinesOf(CheckConfiguration(WithGateway(R"("ID":1,"Port":1,"IpAddress":")" + std::string(address) + "\""))
+                        .findings),
+            IsEmpty())
+            << address;
+    }
 }
 
 // Why it is none is said in the JSON library's words.

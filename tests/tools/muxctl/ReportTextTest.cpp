@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace Muxctl {
 namespace {
 
@@ -40,6 +44,25 @@ TEST(ReportTextTest, IsJsonOnRequest) {
     EXPECT_EQ(ReportJson(kUnusable, "a\"b"), R"({"File":"a\"b","Usable":false,"Gateways":0,"Locks":0,"Findings":[)"
                                              R"({"Level":"error","Where":"","Text":"is no JSON"},)"
                                              R"({"Level":"warning","Where":"\"a\n\"","Text":"is not known"}]})");
+}
+
+// The Mux takes any bytes in a key; those who read our JSON may not.
+TEST(ReportTextTest, IsJsonInUtf8WhateverTheBytes) {
+    const std::string replacement = "\xEF\xBF\xBD";
+    const std::vector<std::pair<std::string, std::string>> texts = {
+        {"\xFF", replacement},
+        {"a\xC3", "a" + replacement},
+        {"\xC3(", replacement + "("},
+        {"\xE2\x82z", replacement + replacement + "z"},
+        {"\xC0\xAF", replacement + replacement},
+        {"\xED\xA0\x80", replacement + replacement + replacement},
+        {"\xC3\xBC \xE2\x82\xAC \xF0\x9F\x94\x91", "\xC3\xBC \xE2\x82\xAC \xF0\x9F\x94\x91"},
+    };
+    for (const auto& [bytes, text] : texts) {
+        EXPECT_EQ(ReportJson({true, 0, 0, {{Finding::Level::kWarning, bytes, "t"}}}, bytes),
+                  R"({"File":")" + text + R"(","Usable":true,"Gateways":0,"Locks":0,"Findings":[)" +
+                      R"({"Level":"warning","Where":")" + text + R"(","Text":"t"}]})");
+    }
 }
 
 }  // namespace
