@@ -20,20 +20,26 @@ namespace MuxClient {
 // of them, so that what these throw leaves nothing half done.
 class Client::Connection {
   public:
+    // The handlers' deadlines must not jump with the system's time.
     using Clock = std::chrono::steady_clock;
 
+    // Throws ConnectionError when there is no connection within the time.
     Connection(const MuxAddress& address, std::chrono::milliseconds timeout);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
+    // Replaces the handler; empty for none.
     void OnEvent(EventHandler handler) { onEvent_ = std::move(handler); }
+    // Has the handler called, from within Wait(), with the answer to this request or when the time is over. Throws
+    // std::invalid_argument when one with this identifier waits already.
     void Expect(const std::string& id, AnswerHandler handler, std::chrono::milliseconds timeout);
     // An answer that comes to this request later is dropped. It need not wait any more.
     void Forget(const std::string& id) { waiting_.erase(id); }
     // Takes a packet to be sent by the loop.
     void Send(std::string packet);
-    // Runs the loop until all packets are out.
+    // Runs the loop until all packets are out. Throws ConnectionError when they are not within the time.
     void Flush(std::chrono::milliseconds timeout);
+    // As that of the Client.
     bool Wait(std::chrono::milliseconds duration);
 
   private:

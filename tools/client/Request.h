@@ -14,7 +14,8 @@ struct LockAddress {
     std::int32_t lock = 0;
 };
 
-// Why a lock is to do something: somebody wants it, or a card-reader event is answered with it.
+// Why a lock is to do something: somebody wants it, or a card-reader event is answered with it. These are different
+// requests.
 enum class Occasion { kCommand, kEvent };
 
 // How many bytes a card in a whitelist request may have: as UID, and as anything else.
@@ -39,24 +40,29 @@ struct Card {
 //
 //     {"Timestamp":1700000000,"MessageID":"1b4e28ba-...","MessageCode":10,"Data":{"gatewayID":1,"lockID":5}}
 //
-// A value; copies are independent. Any thread may call the functions.
+// A value; copies are independent. Any thread may call the functions, and only Configure() throws.
 struct Request {
     std::string id;
     std::string text;
 
+    // Open the lock until it is closed, and close it.
     static Request Open(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
     static Request Close(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
     // Opens and closes again after `duration`, of which the gateway gets the low 8 bits, and 1 for 0.
     static Request OpenAndClose(const LockAddress& lock, std::uint32_t duration,
                                 Occasion occasion = Occasion::kCommand);
+    // Has the lock show that access is denied.
     static Request DenyAccess(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
+    // Asks for what Message::status then holds.
     static Request Status(const LockAddress& lock);
 
     // Neither looks at the card. Of a UID that is longer than kLongestUid the gateway gets no bytes at all; with other
     // data that is longer than kLongestCardData the Mux sends it a frame with wrong lengths.
     static Request AddToWhitelist(const LockAddress& lock, const Card& card);
     static Request RemoveFromWhitelist(const LockAddress& lock, const Card& card);
+    // Removes all cards.
     static Request ClearWhitelist(const LockAddress& lock);
+    // Let the lock admit the cards on its list by itself, or ignore the list.
     static Request EnableWhitelist(const LockAddress& lock);
     static Request DisableWhitelist(const LockAddress& lock);
 

@@ -72,15 +72,22 @@ std::string LocalTimeText(std::int64_t timestamp) {
     return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
 }
 
-std::string EventName(MessageCode code) {
-    switch (code) {
-        case MessageCode::kAccessAllowed:
-            return "access allowed";
-        case MessageCode::kCardReader:
-            return "card at reader";
-        default:
-            return "information   ";
-    }
+struct EventName {
+    MessageCode code;
+    const char* name;
+};
+
+constexpr std::array kEventNames = {
+    EventName{MessageCode::kAccessAllowed, "access allowed"},
+    EventName{MessageCode::kCardReader, "card at reader"},
+    EventName{MessageCode::kInfo, "information"},
+};
+constexpr std::size_t kEventNameWidth = 14;
+
+std::string NameOfEvent(MessageCode code) {
+    const auto hasCode = [code](const EventName& row) { return row.code == code; };
+    const auto found = std::find_if(kEventNames.begin(), kEventNames.end(), hasCode);
+    return found == kEventNames.end() ? "event" : found->name;
 }
 
 // The bytes as characters when all of them are digits, as those of a PIN are; empty otherwise.
@@ -116,7 +123,8 @@ std::string AnswerText(const Message& answer, const std::string& request, std::c
 
 std::string EventText(const Message& event, const Style& style) {
     const MuxClient::CardEvent card = event.event.value_or(MuxClient::CardEvent());
-    return LocalTimeText(event.timestamp) + "  " + style.Paint(Colour::kCyan, EventName(event.code)) + "  gateway " +
+    return LocalTimeText(event.timestamp) + "  " +
+           style.Paint(Colour::kCyan, Padded(NameOfEvent(event.code), kEventNameWidth)) + "  gateway " +
            std::to_string(card.gateway) + "  lock " + std::to_string(card.lock) + "  " +
            DataText(event.code, card.data);
 }

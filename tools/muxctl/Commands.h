@@ -6,26 +6,32 @@
 
 namespace Muxctl {
 
-// The commands of the program. Each does its work, prints what came of it and returns the exit status. All but watch
-// throw MuxClient::ConnectionError and MuxClient::ProtocolError when there is no Mux to talk to; those that read a file
-// throw UsageError when it cannot be read or does not hold what it should.
+// The commands of the program. Each does its work, prints what came of it and returns the exit status. For one thread;
+// all throw std::system_error when they cannot write what came of it.
+
+// These throw MuxClient::ConnectionError when there is no Mux, or none any more, and MuxClient::ProtocolError when it
+// is something else that listens there.
 
 // Sends one request of this kind and prints the answer.
 int RunRequest(const RequestKind& kind, const Options& options, const Console& console);
 
-// Sends a text as it is and prints the answer, or does not wait for one.
+// Sends a text as it is and prints the answer, or does not wait for one. Throws UsageError when the file with the text
+// cannot be read, or the text fits no packet.
 int RunSend(const Options& options, const Console& console);
 
-// Sends a configuration, which is never answered.
+// Sends a configuration, which is never answered. Throws UsageError when the file cannot be read, holds no JSON object,
+// or fits no packet.
 int RunConfigure(const Options& options, const Console& console);
 
 // Sends a request that the Mux refuses by itself, without any gateway: whatever answer comes, the Mux is at work.
 int RunHealth(const Options& options, const Console& console);
 
-// Prints events until it has as many as it is to have. Connects again, and again, when there is no Mux.
+// Prints events until it has as many as it is to have. Connects again, and again, when there is no Mux, so of these two
+// it throws only MuxClient::ProtocolError.
 int RunWatch(const Options& options, const Console& console);
 
-// Looks at a configuration file and prints what is wrong with it. Talks to nobody and changes nothing.
+// Looks at a configuration file and prints what is wrong with it, also that it cannot be read. Talks to nobody and
+// changes nothing. Throws std::system_error when there can be no child process.
 int RunCheckConfig(const Options& options, const Console& console);
 
 }  // namespace Muxctl

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace Muxctl {
@@ -11,6 +12,25 @@ namespace {
 using rapidjson::Value;
 
 enum class Kind { kFlag, kInteger, kText, kList };
+
+struct KindRow {
+    const char* name;
+    // What the Mux takes in place of a value of another type.
+    const char* otherwise;
+    bool (Value::*hasType)() const;
+};
+
+// By Kind.
+constexpr std::array kKinds = {
+    KindRow{"true or false", "false", &Value::IsBool},
+    KindRow{"an integer", "0", &Value::IsNumber},
+    KindRow{"a string", "an empty string", &Value::IsString},
+    KindRow{"an array", "an empty array", &Value::IsArray},
+};
+
+const KindRow& RowOf(Kind kind) {
+    return kKinds.at(static_cast<std::size_t>(kind));
+}
 
 struct MemberShape {
     const char* key;
@@ -39,52 +59,9 @@ const ObjectShape kConfigurationShape = {
     {"Gateways", Kind::kList, false, &kGatewayShape},
 };
 
-const char* NameOf(Kind kind) {
-    switch (kind) {
-        case Kind::kFlag:
-            return "true or false";
-        case Kind::kInteger:
-            return "an integer";
-        case Kind::kText:
-            return "a string";
-        case Kind::kList:
-            break;
-    }
-    return "an array";
-}
-
-// What the Mux takes in place of a value of another type.
-const char* DefaultOf(Kind kind) {
-    switch (kind) {
-        case Kind::kFlag:
-            return "false";
-        case Kind::kInteger:
-            return "0";
-        case Kind::kText:
-            return "an empty string";
-        case Kind::kList:
-            break;
-    }
-    return "an empty array";
-}
-
 const char* NameOf(const Value& value) {
     constexpr const char* kNames[] = {"null", "false", "true", "an object", "an array", "a string", "a number"};
     return kNames[value.GetType()];
-}
-
-bool HasKind(const Value& value, Kind kind) {
-    switch (kind) {
-        case Kind::kFlag:
-            return value.IsBool();
-        case Kind::kInteger:
-            return value.IsNumber();
-        case Kind::kText:
-            return value.IsString();
-        case Kind::kList:
-            break;
-    }
-    return value.IsArray();
 }
 
 std::string TextOf(const Value& text) {
@@ -117,7 +94,7 @@ class ShapeCheck {
             if (found != object.MemberEnd()) {
                 CheckMember(found->value, member, prefix + member.key);
             } else if (member.isRequired) {
-                Warn(prefix + member.key, std::string("is missing, so the Mux takes ") + DefaultOf(member.kind));
+                Warn(prefix + member.key, std::string("is missing, so the Mux takes ") + RowOf(member.kind).otherwise);
             }
         }
     }
@@ -142,9 +119,9 @@ class ShapeCheck {
     }
 
     void CheckMember(const Value& value, const MemberShape& member, const std::string& where) {
-        if (!HasKind(value, member.kind)) {
-            Warn(where, std::string("is ") + NameOf(value) + " and not " + NameOf(member.kind) + ", so the Mux takes " +
-                            DefaultOf(member.kind));
+        if (!(value.*RowOf(member.kind).hasType)()) {
+            Warn(where, std::string("is ") + NameOf(value) + " and not " + RowOf(member.kind).name +
+                            ", so the Mux takes " + RowOf(member.kind).otherwise);
         } else if (member.kind == Kind::kInteger && !value.IsInt()) {
             Refuse(where, "is a number but no integer of 32 bits");
         } else if (member.kind == Kind::kList) {

@@ -5,20 +5,6 @@
 namespace Muxctl {
 namespace {
 
-const char* CodeOf(Colour colour) {
-    switch (colour) {
-        case Colour::kRed:
-            return "31";
-        case Colour::kGreen:
-            return "32";
-        case Colour::kYellow:
-            return "33";
-        case Colour::kCyan:
-            break;
-    }
-    return "36";
-}
-
 bool IsControl(char character) {
     const auto byte = static_cast<unsigned char>(character);
     return byte < 0x20 || byte == 0x7F;
@@ -27,7 +13,7 @@ bool IsControl(char character) {
 }  // namespace
 
 std::string Style::Paint(Colour colour, const std::string& text) const {
-    return isColoured_ ? std::string("\033[1;") + CodeOf(colour) + "m" + text + "\033[0m" : text;
+    return isColoured_ ? "\033[1;" + std::to_string(static_cast<int>(colour)) + "m" + text + "\033[0m" : text;
 }
 
 std::string Printable(const std::string& text) {
