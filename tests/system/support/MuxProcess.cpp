@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -15,6 +16,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "tests/support/ChildVariables.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ListeningSockets.h"
 #include "tests/system/support/Sanitized.h"
@@ -30,45 +32,12 @@ void Check(int error, const char* what) {
     }
 }
 
-// Takes a variable out and returns its value, empty when there is none.
-std::string TakeVariable(std::vector<std::string>& variables, const std::string& name) {
-    const std::string start = name + "=";
-    const auto found = std::find_if(variables.begin(), variables.end(), [&](const std::string& variable) {
-        return variable.compare(0, start.size(), start) == 0;
-    });
-    if (found == variables.end()) {
-        return "";
-    }
-    std::string value = found->substr(start.size());
-    variables.erase(found);
-    return value;
-}
-
-std::vector<std::string> OwnVariables() {
-    char** end = environ;
-    while (*end != nullptr) {
-        ++end;
-    }
-    return {environ, end};
-}
-
 std::vector<std::string> VariablesFor(const MuxProcess::Environment& environment) {
-    std::vector<std::string> variables = OwnVariables();
-    const std::string sanitizerOptions = TakeVariable(variables, "TSAN_OPTIONS");
-    variables.push_back("TSAN_OPTIONS=" + sanitizerOptions + " " + kThreadSanitizerOptions);
-    for (const auto& [name, value] : environment) {
-        TakeVariable(variables, name);
-        variables.push_back(name);
-        variables.back().append("=").append(value);
-    }
-    return variables;
-}
-
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
-    std::vector<char*> pointers(texts.size());
-    std::transform(texts.begin(), texts.end(), pointers.begin(), [](std::string& text) { return text.data(); });
-    pointers.push_back(nullptr);
-    return pointers;
+    const char* const own = std::getenv("TSAN_OPTIONS");  // NOLINT(concurrency-mt-unsafe)
+    MuxProcess::Environment variables = {
+        {"TSAN_OPTIONS", std::string(own == nullptr ? "" : own) + " " + kThreadSanitizerOptions}};
+    variables.insert(variables.end(), environment.begin(), environment.end());
+    return Testing::VariablesWith(variables);
 }
 
 // What the child does with itself between its birth and the program.
@@ -148,8 +117,8 @@ void MuxProcess::Start(const std::vector<std::string>& arguments, const Environm
     std::vector<std::string> variables = VariablesFor(environment);
     const Preparation preparation(folder_.Path().string(), output_.WriteEnd(ChildOutput::Stream::kOutput),
                                   output_.WriteEnd(ChildOutput::Stream::kError), inheritedDescriptors);
-    Check(posix_spawn(&process_, MUX_PROGRAM, preparation.Actions(), preparation.Attributes(), Pointers(words).data(),
-                      Pointers(variables).data()),
+    Check(posix_spawn(&process_, MUX_PROGRAM, preparation.Actions(), preparation.Attributes(),
+                      Testing::PointersTo(words).data(), Testing::PointersTo(variables).data()),
           "posix_spawn");
     output_.StartReading();
 }

@@ -6,11 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <system_error>
 
+#include "tests/support/ChildVariables.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/MuxProcess.h"
 
@@ -27,32 +27,6 @@ int OpenInput(const std::string& text) {
     }
     lseek(file, 0, SEEK_SET);
     return file;
-}
-
-std::vector<char*> Pointers(std::vector<std::string>& words) {
-    std::vector<char*> pointers(words.size() + 1);
-    std::transform(words.begin(), words.end(), pointers.begin(), [](std::string& word) { return word.data(); });
-    return pointers;
-}
-
-std::string NameOf(const std::string& variable) {
-    return variable.substr(0, variable.find('='));
-}
-
-// The test's variables, and these on top of them or in place of them.
-std::vector<std::string> VariablesWith(const std::vector<std::pair<std::string, std::string>>& others) {
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        const std::string name = NameOf(*variable);
-        if (std::none_of(others.begin(), others.end(), [&](const auto& other) { return other.first == name; })) {
-            variables.emplace_back(*variable);
-        }
-    }
-    for (const auto& [name, value] : others) {
-        variables.push_back(name);
-        variables.back().append("=").append(value);
-    }
-    return variables;
 }
 
 // What the child does with itself between its birth and the program.
@@ -98,9 +72,9 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command, const Pr
     const int error = isTerminal ? output : output_.WriteEnd(ChildOutput::Stream::kError);
     const Preparation preparation(input, output, error);
     std::vector<std::string> words = command;
-    std::vector<std::string> variables = VariablesWith(setup.variables);
+    std::vector<std::string> variables = Testing::VariablesWith(setup.variables);
     const int failure = posix_spawnp(&process_, words.front().c_str(), preparation.Actions(), preparation.Attributes(),
-                                     Pointers(words).data(), Pointers(variables).data());
+                                     Testing::PointersTo(words).data(), Testing::PointersTo(variables).data());
     if (failure != 0) {
         throw std::system_error(failure, std::generic_category(), words.front());
     }
