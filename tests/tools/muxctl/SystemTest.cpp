@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/system/support/MuxSystem.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
@@ -157,6 +160,49 @@ TEST_F(WatchSystemTest, GoesOnWhenTheMuxGoesAwayAndComesBack) {
     EXPECT_TRUE(watch.WaitForErrorOutput(" the connection"));
     mux = StartMux();
     ExpectCard(*mux, watch, 0x02, "02");
+}
+
+// The script in the manual, on a folder with a list of cards. It runs muxctl under a program that takes down the
+// arguments, knows the Mux's port and has enough of the events.
+class ManualExampleTest : public testing::Test {
+  protected:
+    // The lines of the page's only display.
+    static std::string Script() {
+        std::ifstream page(MUXCTL_MANUAL);
+        const std::string text{std::istreambuf_iterator<char>(page), std::istreambuf_iterator<char>()};
+        const std::string start = ".Bd -literal -offset indent\n";
+        const std::size_t begin = text.find(start) + start.size();
+        return text.substr(begin, text.find(".Ed\n", begin) - begin);
+    }
+
+    Words Command(const std::string& cards, int events) {
+        folder_.Write("cards.txt", cards);
+        folder_.WriteProgram("muxctl",
+                             "#!/bin/bash\necho \"$*\" >>calls\n[ \"$1\" = watch ] && set -- \"$@\" --count " +
+                                 std::to_string(events) + "\nexec " MUXCTL_PROGRAM " --port " +
+                                 std::to_string(system_.Port()) + " \"$@\"\n");
+        const std::string folder = folder_.Path().string();
+        return {"bash", "-c", "cd " + folder + " && PATH=" + folder + ":$PATH\n" + Script()};
+    }
+
+    MuxSystem system_{SystemTest::WithGateways({{1, {5}}, {2, {6}}, {3, {7}}, {4, {8}}})};
+    Testing::TemporaryFolder folder_;
+};
+
+// Each event from a gateway of its own: what comes from one together comes late.
+TEST_F(ManualExampleTest, OpensForCardsOfTheListOnly) {
+    RunningProgram script(Command("04A1B2C3\n0102\n", 4));
+    ASSERT_TRUE(system_.Mux().WaitFor("Client with FD "));
+    EXPECT_TRUE(system_.Gateway(0).RaisePin(5, "12"));
+    // Let in already.
+    EXPECT_TRUE(system_.Gateway(1).RaiseCard(6, {0x01, 0x02}, 0x0F));
+    EXPECT_TRUE(system_.Gateway(2).RaiseCard(7, {0x04, 0xA1, 0xB2}));
+    const std::string watched = "watch --json\n";
+    const std::string denied = watched + "access-denied --gateway 3 --lock 7 --event\n";
+    EXPECT_TRUE(Testing::WaitUntil([&] { return folder_.Read("calls") == denied; }, SystemTest::kDeadline));
+    EXPECT_TRUE(system_.Gateway(3).RaiseCard(8, {0x01, 0x02}));
+    EXPECT_EQ(script.WaitForExit(), 0) << script.ErrorOutput();
+    EXPECT_EQ(folder_.Read("calls"), denied + "open-close --gateway 4 --lock 8 --event\n");
 }
 
 // Each of the examples opens a lock, prints the answer and waits for a card.
