@@ -27,7 +27,7 @@ void AddNew(const Findings& more, Findings& findings) {
     const Findings known = findings;
     for (const Finding& finding : more) {
         const auto isOfSame = [&](const Finding& other) { return other.where == finding.where; };
-        if (std::none_of(known.begin(), known.end(), isOfSame)) {
+        if (finding.level == Finding::Level::kError || std::none_of(known.begin(), known.end(), isOfSame)) {
             findings.push_back(finding);
         }
     }

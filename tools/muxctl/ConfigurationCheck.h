@@ -18,7 +18,7 @@ struct ConfigurationReport {
 };
 
 // Looks at the text of a configuration file in every respect: whether the Mux's own parser takes it, its shape and its
-// values. A value of which the shape has been found wrong is not commented on again. Throws std::system_error when
+// values. Of a value of which the shape has been found wrong no warning is given again. Throws std::system_error when
 // there can be no child process; call it while the process has no other thread.
 ConfigurationReport CheckConfiguration(const std::string& text);
 
