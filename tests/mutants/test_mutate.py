@@ -1,0 +1,84 @@
+"""scripts/mutate: its verdicts, and that its faults fit the sources."""
+import importlib.machinery
+import importlib.util
+import pathlib
+import subprocess
+import sys
+import time
+import unittest
+
+SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "mutate"
+MUTANT = {"file": "net/ServerSocket.cpp"}
+
+
+def load_script():
+    sys.dont_write_bytecode = True
+    loader = importlib.machinery.SourceFileLoader("mutate", str(SCRIPT))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("mutate", loader))
+    loader.exec_module(module)
+    return module
+
+
+mutate = load_script()
+
+
+class PlayedWorker(mutate.Worker):
+    """One whose test runs end as told, in their order: a name for a test that fails, None when all pass."""
+
+    def __init__(self, *endings):
+        super().__init__(0)
+        self.endings = list(endings)
+
+    def test(self, *selection):
+        ending = self.endings.pop(0)
+        if ending == "no end":
+            raise subprocess.TimeoutExpired("ctest", mutate.TEST_SECONDS)
+        return ending is None, [] if ending is None else [ending]
+
+
+class Verdicts(unittest.TestCase):
+    def verdict(self, *endings):
+        worker = PlayedWorker(*endings)
+        verdict = worker.run_tests(MUTANT)
+        self.assertEqual(worker.endings, [])
+        return verdict
+
+    def test_a_test_that_fails_twice_catches(self):
+        self.assertEqual(self.verdict("A.Test", "A.Test"), ("caught", "A.Test"))
+
+    def test_a_test_that_fails_once_leaves_it_to_the_whole_suite(self):
+        self.assertEqual(self.verdict("A.Test", None, "B.Test", "B.Test"), ("caught", "B.Test"))
+        self.assertEqual(self.verdict("A.Test", None, None), ("SURVIVED", ""))
+
+    def test_nothing_that_fails_catches_nothing(self):
+        self.assertEqual(self.verdict(None, None), ("SURVIVED", ""))
+
+    def test_a_run_that_is_not_done_in_time_is_no_catch(self):
+        self.assertEqual(self.verdict("no end"), ("RAN OUT OF TIME", ""))
+        self.assertEqual(self.verdict(None, "no end"), ("RAN OUT OF TIME", ""))
+
+
+class Runs(unittest.TestCase):
+    def setUp(self):
+        self.worker = mutate.Worker(0)
+        self.worker.folder = "/"
+
+    def test_have_output_and_status(self):
+        result = self.worker.run("sh", "-c", "echo out; echo error >&2; exit 3", seconds=60)
+        self.assertEqual((result.stdout, result.returncode), ("out\nerror\n", 3))
+
+    def test_that_are_not_done_in_time_end_with_all_that_they_started(self):
+        # The pipe would stay open as long as the second process lives.
+        started = time.monotonic()
+        with self.assertRaises(subprocess.TimeoutExpired):
+            self.worker.run("sh", "-c", "sleep 300 & wait", seconds=0.1)
+        self.assertLess(time.monotonic() - started, 60)
+
+
+class Faults(unittest.TestCase):
+    def test_have_names_of_their_own_and_texts_that_stand_once_in_their_files(self):
+        self.assertGreater(len(mutate.read_mutants([])), 100)
+
+
+if __name__ == "__main__":
+    unittest.main()
