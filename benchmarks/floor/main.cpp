@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -27,6 +28,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -82,10 +84,18 @@ void Sleep(timespec left) {
     }
 }
 
-sockaddr_in AddressOf(in_addr_t host, const char* port) {
+// Nothing for a text that is no port: 0 would let the kernel pick one.
+std::optional<std::uint16_t> ParsePort(std::string_view text) {
+    std::uint16_t port = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+    const bool isPort = error == std::errc() && end == text.data() + text.size() && port != 0;
+    return isPort ? std::optional<std::uint16_t>(port) : std::nullopt;
+}
+
+sockaddr_in AddressOf(in_addr_t host, std::uint16_t port) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(std::strtoul(port, nullptr, 10)));
+    address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(host);
     return address;
 }
@@ -199,7 +209,7 @@ void* GatewayReadLoop(void* /*unused*/) {
     return nullptr;
 }
 
-bool Listen(const char* port) {
+bool Listen(std::uint16_t port) {
     const sockaddr_in address = AddressOf(INADDR_ANY, port);
     const int enabled = 1;
     listener = socket(AF_INET, SOCK_STREAM, 0);
@@ -209,7 +219,7 @@ bool Listen(const char* port) {
            listen(listener, kBacklog) == 0;
 }
 
-bool ConnectToGateway(const char* port) {
+bool ConnectToGateway(std::uint16_t port) {
     const sockaddr_in address = AddressOf(INADDR_LOOPBACK, port);
     gateway = socket(AF_INET, SOCK_STREAM, 0);
     return connect(gateway, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
@@ -229,11 +239,13 @@ pthread_t Start(void* (*procedure)(void*)) {
 int main(int argc, char** argv) {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const bool hasGateway = argc == 3;
-    if (argc != 2 && !hasGateway) {
+    const auto port = ParsePort(argc > 1 ? argv[1] : "");
+    const auto gatewayPort = ParsePort(hasGateway ? argv[2] : "");
+    if (argc > 3 || !port || (hasGateway && !gatewayPort)) {
         static_cast<void>(std::fputs("usage: floor PORT [GATEWAY_PORT]\n", stderr));
         return EXIT_FAILURE;
     }
-    if (!Listen(argv[1]) || (hasGateway && !ConnectToGateway(argv[2]))) {
+    if (!Listen(*port) || (hasGateway && !ConnectToGateway(*gatewayPort))) {
         std::perror("floor: port");
         return EXIT_FAILURE;
     }

@@ -1,15 +1,19 @@
 // The floor must do what the daemon does for a request that it refuses, or the comparison would say nothing.
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "benchmarks/load/Connection.h"
 #include "benchmarks/load/StartedProgram.h"
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Load {
 namespace {
@@ -69,6 +73,30 @@ TEST_F(FloorTest, ConnectsToItsGatewayFirst) {
     LoopbackSocket client = ConnectClient();
     client.Send(PacketBytes());
     EXPECT_EQ(ReceiveText(client, std::string(kRefusal).size()), kRefusal);
+}
+
+// -1 when it does not end by itself. The process remains to be waited for.
+int StatusAtItsEnd(const StartedProgram& program) {
+    siginfo_t ending = {};
+    const auto hasEnded = [&] {
+        const auto process = static_cast<id_t>(program.Process());
+        return waitid(P_PID, process, &ending, WEXITED | WNOHANG | WNOWAIT) == 0 && ending.si_pid != 0;
+    };
+    return Testing::WaitUntil(hasEnded) && ending.si_code == CLD_EXITED ? ending.si_status : -1;
+}
+
+// A port that is none must not become 0, for which the kernel picks one that nobody knows of.
+TEST_F(FloorTest, EndsWithItsUsageWhenAPortIsNone) {
+    const std::string port = std::to_string(port_.Number());
+    const std::vector<std::vector<std::string>> wrong = {{},      {"--help"},     {""},        {"0"},        {"65536"},
+                                                         {"-1"},  {port + "x"},   {port, "x"}, {port, "0"},  {port, ""},
+                                                         {" 80"}, {port, port, port}};
+    for (std::vector<std::string> command : wrong) {
+        SCOPED_TRACE(testing::PrintToString(command));
+        command.insert(command.begin(), FLOOR_PATH);
+        const StartedProgram floor(command);
+        EXPECT_EQ(StatusAtItsEnd(floor), EXIT_FAILURE);
+    }
 }
 
 }  // namespace
