@@ -17,7 +17,8 @@ class LogOutputs : public plog::IAppender {
     explicit LogOutputs(bool colors);
 
     // Lines go to this file too from now on. A file that has outgrown `maximumBytes` is renamed before the next line,
-    // and at most `files` of them are kept, which must be 2 or more.
+    // and at most `files` of them are kept, which must be 2 or more. A file that cannot be opened for a while, or is
+    // taken away, has the lines again that come two seconds after the fault has gone.
     void AddFile(const std::string& fileName, std::size_t maximumBytes, int files);
 
     void write(const plog::Record& record) override;

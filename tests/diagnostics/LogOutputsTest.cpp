@@ -3,13 +3,16 @@
 #include <gtest/gtest.h>
 #include <plog/Formatters/TxtFormatter.h>
 #include <plog/Record.h>
+#include <sys/resource.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <thread>
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Diagnostics {
 namespace {
@@ -73,6 +76,62 @@ TEST(LogOutputs, LinesOfSeveralThreadsStayWhole) {
         }
     }
     EXPECT_EQ(whole, 1000);
+}
+
+constexpr std::size_t kSmallest = 1000;
+
+// Writes lines until they are in the file again.
+void WriteUntilTheFileHasThem(LogOutputs& outputs, const Testing::TemporaryFolder& folder, const std::string& name) {
+    EXPECT_TRUE(Testing::WaitUntil([&] {
+        Write(outputs, "it is back");
+        return folder.Read(name).find("it is back") != std::string::npos;
+    }));
+}
+
+TEST(LogOutputs, AFileWhoseFolderWasGoneWhenItRolledHasLinesAgain) {
+    const Testing::TemporaryFolder folder;
+    const std::filesystem::path logs = folder.Path() / "logs";
+    for (const std::string name : {"mux.log", "mux"}) {
+        std::filesystem::create_directory(logs);
+        LogOutputs outputs(false);
+        outputs.AddFile((logs / (name == "mux" ? "mux." : name)).string(), kSmallest, 2);
+        Write(outputs, "first");
+        EXPECT_TRUE(std::filesystem::exists(logs / name));
+
+        std::filesystem::remove_all(logs);
+        Write(outputs, std::string(kSmallest, 'a'));
+        Write(outputs, "rolls");
+        std::filesystem::create_directory(logs);
+        Write(outputs, "not yet");
+        WriteUntilTheFileHasThem(outputs, folder, "logs/" + name);
+        std::filesystem::remove_all(logs);
+    }
+}
+
+// No descriptor is left when the file is to be opened.
+TEST(LogOutputs, AFileThatIsThereButCouldNotBeOpenedHasLinesAgain) {
+    const Testing::TemporaryFolder folder;
+    folder.Write("mux.log", "of the run before\n");
+    LogOutputs outputs(false);
+    outputs.AddFile((folder.Path() / "mux.log").string(), kPlenty, 2);
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    Write(outputs, "lost");
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(folder.Read("mux.log"), "of the run before\n");
+    WriteUntilTheFileHasThem(outputs, folder, "mux.log");
+    EXPECT_EQ(folder.Read("mux.log").rfind("of the run before\n", 0), 0U);
+}
+
+TEST(LogOutputs, AFileThatIsTakenAwayIsMadeAnew) {
+    const Testing::TemporaryFolder folder;
+    LogOutputs outputs(false);
+    outputs.AddFile((folder.Path() / "mux.log").string(), kPlenty, 2);
+    Write(outputs, "first");
+    std::filesystem::remove(folder.Path() / "mux.log");
+    WriteUntilTheFileHasThem(outputs, folder, "mux.log");
 }
 
 }  // namespace
