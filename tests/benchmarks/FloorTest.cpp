@@ -88,9 +88,9 @@ int StatusAtItsEnd(const StartedProgram& program) {
 // A port that is none must not become 0, for which the kernel picks one that nobody knows of.
 TEST_F(FloorTest, EndsWithItsUsageWhenAPortIsNone) {
     const std::string port = std::to_string(port_.Number());
-    const std::vector<std::vector<std::string>> wrong = {{},      {"--help"},     {""},        {"0"},        {"65536"},
-                                                         {"-1"},  {port + "x"},   {port, "x"}, {port, "0"},  {port, ""},
-                                                         {" 80"}, {port, port, port}};
+    const std::vector<std::vector<std::string>> wrong = {{},          {"--help"}, {""},         {"0"},
+                                                         {"65536"},   {"-1"},     {port + "x"}, {port, "x"},
+                                                         {port, "0"}, {port, ""}, {" 80"},      {port, port, port}};
     for (std::vector<std::string> command : wrong) {
         SCOPED_TRACE(testing::PrintToString(command));
         command.insert(command.begin(), FLOOR_PATH);
