@@ -145,6 +145,7 @@ void BrenkMux::StartServerSocket() {
     ownedServerSocket_->SetDataReceivedCallback(ServerSocketClientDataReceived);
     ownedServerSocket_->SetClientDeletedCallback(ServerSocketClientDeleted);
     serverSocket_ = ownedServerSocket_.get();
+    KeepDescriptorsForGateways();
     if (!ownedServerSocket_->InitSocket()) {
         MUX_LOG(plog::error) << "Error detected on socket. Initialization. Shutdown Mux.";
         ForceShutdown();
@@ -153,6 +154,14 @@ void BrenkMux::StartServerSocket() {
     MUX_LOG(plog::debug) << "Server socket initialized.";
     ownedServerSocket_->StartAcceptLoop();
     ownedServerSocket_->StartReceiveLoop();
+}
+
+// Called whenever there is a server socket, or there are gateways, that were not there before.
+void BrenkMux::KeepDescriptorsForGateways() {
+    ServerSocket* const serverSocket = serverSocket_;
+    if (serverSocket != nullptr) {
+        serverSocket->KeepDescriptors(Gateways()->gateways.size());
+    }
 }
 
 void* BrenkMux::gatewaysThreadProc(void* muxBlock) {

@@ -138,6 +138,7 @@ class BrenkMux {
     void RunMainThread();
     void RunGatewaysThread();
     void StartServerSocket();
+    void KeepDescriptorsForGateways();
     void DropAnswerHead();
     bool DeliverAnswer(MuxRequestRecord& record);
     bool DeliverEvent(MuxRequestRecord& record);

@@ -162,6 +162,7 @@ void BrenkMux::CreateVirtualGateways(const std::vector<GatewayConfiguration>& ga
         }
     }
     gateways_.With([&](std::shared_ptr<const GatewayCollections>& current) { current = collections; });
+    KeepDescriptorsForGateways();
 }
 
 // Null, with a line, for a gateway that cannot be made.

@@ -26,18 +26,14 @@ constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
 constexpr std::chrono::seconds kPause{1};
 
-// Descriptor numbers that are kept for everything that is no client: gateways, the log, a dump. Without them a crowd
-// of clients would make accept fail, and a failed accept closes the listening socket for good.
+// Descriptor numbers that are kept for everything that is no client: the log, a dump, gateways that connect anew.
+// Without them a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
 constexpr int kReservedDescriptors = 48;
-constexpr int kHighestDescriptors = 1024;
+constexpr rlim_t kHighestDescriptors = 1024;
 
-// The first descriptor number that no client may have.
-int ClientLimit() {
+rlim_t AllowedDescriptors() {
     rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur > kHighestDescriptors) {
-        return kHighestDescriptors - kReservedDescriptors;
-    }
-    return static_cast<int>(limit.rlim_cur) - kReservedDescriptors;
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
 }
 
 // The kernel picks the number of a connection when accept begins to wait for it, perhaps when there was less room than
@@ -71,6 +67,10 @@ ServerSocket::~ServerSocket() {
             thread->Join();
         }
     }
+}
+
+void ServerSocket::KeepDescriptors(std::size_t count) {
+    descriptorsOfOthers_ = count;
 }
 
 void ServerSocket::SetContext(void* context) {
@@ -181,6 +181,13 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
         close(descriptor);
     }
     return true;
+}
+
+// The first descriptor number that no client may have.
+int ServerSocket::ClientLimit() const {
+    const rlim_t allowed = AllowedDescriptors();
+    const rlim_t forUs = allowed - std::min<rlim_t>(allowed, descriptorsOfOthers_);
+    return static_cast<int>(std::min(forUs, kHighestDescriptors)) - kReservedDescriptors;
 }
 
 bool ServerSocket::HasRoomFor(int descriptor) const {

@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -53,6 +54,10 @@ class ServerSocket {
     void SetDataReceivedCallback(DataReceivedCallback callback);
     void SetDataSentCallback(DataSentCallback callback);
 
+    // Leaves so many of the process's descriptors to others, beside the few that are always kept: for the gateways,
+    // which might find none when they connect behind a crowd of clients. None at first. Any thread.
+    void KeepDescriptors(std::size_t count);
+
     // Opens, binds and listens; false, with a line, when it cannot.
     bool InitSocket();
 
@@ -91,6 +96,7 @@ class ServerSocket {
 
     void AcceptLoop();
     bool AcceptClient(const OpenSocket& listener);
+    int ClientLimit() const;
     bool HasRoomFor(int descriptor) const;
     void AddClient(int descriptor);
     void CloseListener();
@@ -109,6 +115,7 @@ class ServerSocket {
     void CloseConnection(const ClientPointer& client, ListLock lock);
 
     const int port_;
+    std::atomic<std::size_t> descriptorsOfOthers_{0};
     std::atomic<bool> acceptRunning_{false};
     std::atomic<bool> receiveRunning_{false};
     Threading::Synchronized<std::shared_ptr<OpenSocket>> listener_;

@@ -250,6 +250,24 @@ TEST_F(CrowdedServerTest, ANewcomerBeyondTheLimitIsClosedAtOnceWithAWarningAndFr
     EXPECT_FALSE(log_.Holds(plog::error, "broken socket"));
 }
 
+TEST_F(CrowdedServerTest, DescriptorsThatAreKeptForOthersAreNoClients) {
+    server_->KeepDescriptors(kPlaces);
+    StartAccepting();
+    LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
+    EXPECT_TRUE(client.WaitForEnd());
+    EXPECT_TRUE(log_.Holds(plog::warning, kTooMany));
+    server_->KeepDescriptors(0);
+    ConnectClient();
+}
+
+TEST_F(CrowdedServerTest, MoreThanThereAreMayBeKeptForOthers) {
+    server_->KeepDescriptors(1000000);
+    StartAccepting();
+    LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
+    EXPECT_TRUE(client.WaitForEnd());
+    EXPECT_TRUE(log_.Holds(plog::warning, kTooMany));
+}
+
 TEST_F(ServerSocketAcceptTest, NoDescriptorOf1024OrMoreBecomesAClient) {
     rlimit limit = {};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);

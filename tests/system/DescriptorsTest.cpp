@@ -18,7 +18,7 @@ const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
 const std::string kAccepted = "Accepted connection with FD ";
 const std::string kTooMany = "Too many clients. The connection with FD ";
 
-// The first number that no client has: 48 are kept in reserve.
+// The first number that no client has: 48 are kept in reserve, and one for each gateway.
 constexpr int kReserve = 48;
 constexpr int kHighest = 1024;
 
@@ -106,6 +106,16 @@ TEST(Descriptors, ThatRunOutTurnNewcomersAwayUntilPlacesAreFree) {
         EXPECT_LT(number, kAllowed - kReserve);
     }
     EXPECT_EQ(system.Mux().Count("Accept loop received a broken socket"), 0U);
+}
+
+// All gateways at once may have to connect anew, behind a crowd of clients.
+TEST(Descriptors, AreKeptForEachGatewayBesideTheReserve) {
+    constexpr int kAllowed = 80;
+    MuxSystem system(WithGateways({GatewaySetup{1}, GatewaySetup{2}, GatewaySetup{3}}));
+    ASSERT_TRUE(AllowDescriptors(system.Mux(), kAllowed));
+    ASSERT_GE(FillUp(system).size(), 2U);
+    const std::vector<int> numbers = NumbersBehind(system.Mux(), kAccepted);
+    EXPECT_EQ(*std::max_element(numbers.begin(), numbers.end()), kAllowed - kReserve - 3 - 1);
 }
 
 TEST(Descriptors, ThatAreManyGiveNoClientANumberOf1024OrMore) {
