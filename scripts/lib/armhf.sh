@@ -51,7 +51,7 @@ make_armhf_sysroot() {
 # main road. The simulator's own tests and the fuzzers' corpora are left to the other builds.
 readonly armhf_test_programs=(
     diagnostics_test threading_test net_test messages_test gateway_test
-    mux_messages_test mux_configuration_test mux_test other_time_width_test system_tests
+    mux_messages_test mux_configuration_test mux_test other_time_width_test mux_client_test muxctl_test system_tests
 )
 armhf_unit_tests=$(IFS='|' && echo "^(${armhf_test_programs[*]})\.")
 readonly armhf_system_tests='^(CommandLine|Events|RequestFrames|ResultTables|Signals|WhitelistCards)\.'

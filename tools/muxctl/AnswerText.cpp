@@ -64,10 +64,13 @@ std::string ReasonText(const MuxClient::Refusal& refusal) {
     return refusal.errorCode == 0 ? reason : reason + " [error " + std::to_string(refusal.errorCode) + "]";
 }
 
+// The number itself when it is no time of this system, which may count its seconds in 32 bits.
 std::string LocalTimeText(std::int64_t timestamp) {
-    const std::time_t time = timestamp;
+    const auto time = static_cast<std::time_t>(timestamp);
     std::tm local = {};
-    localtime_r(&time, &local);
+    if (time != timestamp || localtime_r(&time, &local) == nullptr) {
+        return std::to_string(timestamp);
+    }
     std::array<char, 64> text = {};
     return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
 }

@@ -80,8 +80,8 @@ class EventTextTest : public testing::Test {
     }
 
     // 1700000000 is 2023-11-14 22:13:20 UTC.
-    static MuxClient::Message Event(int code, const std::string& data) {
-        return ParseMessage(R"({"Timestamp":1700000000,"MessageID":"lockEventMessage-1700000000","MessageCode":)" +
+    static MuxClient::Message Event(int code, const std::string& data, const std::string& time = "1700000000") {
+        return ParseMessage(R"({"Timestamp":)" + time + R"(,"MessageID":"lockEventMessage-1700000000","MessageCode":)" +
                             std::to_string(code) + R"(,"Data":{"gatewayID":1,"lockID":5,"timestamp":"x","RFIDData":")" +
                             data + R"("}})");
     }
@@ -101,6 +101,20 @@ TEST_F(EventTextTest, ShowsTheDigitsOfAPin) {
     EXPECT_EQ(EventText(Event(60, "313A"), kPlain), start + "313A");
     EXPECT_EQ(EventText(Event(60, "41"), kPlain), start + "41");
     EXPECT_EQ(EventText(Event(60, ""), kPlain), start);
+}
+
+std::string TimeOf(const std::string& line) {
+    return line.substr(0, line.find("  "));
+}
+
+// -2^63, 2^63 - 1 and, where seconds have 32 bits, what comes behind 2^31 - 1 are no times.
+TEST_F(EventTextTest, ShowsATimeThatIsNoneAsItsNumber) {
+    for (const std::string time : {"-9223372036854775808", "9223372036854775807"}) {
+        EXPECT_EQ(TimeOf(EventText(Event(51, "0A", time), kPlain)), time);
+    }
+    EXPECT_EQ(TimeOf(EventText(Event(51, "0A", "2147483647"), kPlain)), "2038-01-19 08:44:07");
+    EXPECT_EQ(TimeOf(EventText(Event(51, "0A", "2147483648"), kPlain)),
+              sizeof(std::time_t) == 4 ? "2147483648" : "2038-01-19 08:44:08");
 }
 
 TEST(JsonLineTest, IsTheTextWithoutLineBreaks) {
