@@ -47,20 +47,23 @@ TEST_F(ServerSocketAcceptTest, AnAcceptedClientIsLoggedListedAndReported) {
     EXPECT_NE(Events().front().thread, std::this_thread::get_id());
 }
 
-// What the log held when a client was reported as accepted.
-std::string logAtReport;
+// The log, and the newest line in it when a client was reported as accepted.
+struct LogAtReport {
+    const Testing::CapturedLog& log;
+    std::promise<std::string> newestLine;
+};
 
 TEST_F(ServerSocketAcceptTest, AnAcceptedClientIsLoggedBeforeItIsReported) {
-    server_->SetContext(&log_);
+    LogAtReport report{log_, {}};
+    server_->SetContext(&report);
     server_->SetClientAcceptedCallback([](int, void* context) {
-        const auto& log = *static_cast<Testing::CapturedLog*>(context);
-        logAtReport = log.Lines().back().second;
+        auto& owner = *static_cast<LogAtReport*>(context);
+        owner.newestLine.set_value(owner.log.Lines().back().second);
     });
     StartAccepting();
     const LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
-    EXPECT_TRUE(log_.WaitFor(plog::info, "Accepted connection with FD "));
+    EXPECT_THAT(report.newestLine.get_future().get(), testing::HasSubstr(") Accepted connection with FD "));
     server_.reset();
-    EXPECT_THAT(logAtReport, testing::HasSubstr(") Accepted connection with FD "));
 }
 
 TEST_F(ServerSocketAcceptTest, TheListIsLockedFor5) {
