@@ -12,6 +12,9 @@ set(root ${sysroot}/root)
 find_program(MUX_EMULATOR NAMES qemu-arm-static qemu-arm REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${MUX_EMULATOR};-L;${root})
 
+# The emulator finds the libraries by itself, and a path of this build within the programs would make each build another.
+set(CMAKE_SKIP_RPATH ON)
+
 # Everything comes from one compiler: how its predecessors passed such arguments is of no concern.
 add_compile_options(-Wno-psabi)
 
