@@ -59,9 +59,12 @@ TEST(ReportTextTest, IsJsonInUtf8WhateverTheBytes) {
         {"\xC3\xBC \xE2\x82\xAC \xF0\x9F\x94\x91", "\xC3\xBC \xE2\x82\xAC \xF0\x9F\x94\x91"},
     };
     for (const auto& [bytes, text] : texts) {
-        EXPECT_EQ(ReportJson({true, 0, 0, {{Finding::Level::kWarning, bytes, "t"}}}, bytes),
-                  R"({"File":")" + text + R"(","Usable":true,"Gateways":0,"Locks":0,"Findings":[)" +
-                      R"({"Level":"warning","Where":")" + text + R"(","Text":"t"}]})");
+        std::string expected = R"({"File":")";
+        expected += text;
+        expected += R"(","Usable":true,"Gateways":0,"Locks":0,"Findings":[{"Level":"warning","Where":")";
+        expected += text;
+        expected += R"(","Text":"t"}]})";
+        EXPECT_EQ(ReportJson({true, 0, 0, {{Finding::Level::kWarning, bytes, "t"}}}, bytes), expected);
     }
 }
 
