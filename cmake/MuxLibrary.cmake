@@ -31,3 +31,9 @@ function(mux_runnable variable target)
   endif()
   set(${variable} ${path} PARENT_SCOPE)
 endfunction()
+
+# mux_compile_alone(SOURCE...): these use a name for something else than other sources of their folder do, so they are
+# never compiled as one with them. Whether all are named here shows with CMAKE_UNITY_BUILD_BATCH_SIZE 0.
+function(mux_compile_alone)
+  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
