@@ -17,6 +17,7 @@
 namespace Muxctl {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -161,7 +162,8 @@ TEST(MuxctlTest, EndsWithTwoWithoutAnAnswer) {
 
 // A gateway's answer can be 11 s late when frames come together, and a new client waits up to 1 s more.
 TEST(MuxctlTest, WaitsLongerThanTheMuxMayTake) {
-    EXPECT_THAT(RunMuxctl({"--help"}).output, HasSubstr("--timeout SECONDS=15 "));
+    // Each version of the command line's library writes a default in its own way.
+    EXPECT_THAT(RunMuxctl({"--help"}).output, ContainsRegex("--timeout SECONDS[ =[]+15[] ]"));
 }
 
 TEST(MuxctlTest, EndsWithTwoWhenTheMuxGoesAwayOrIsNone) {
