@@ -9,6 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <system_error>
 
 namespace Testing {
@@ -22,6 +25,16 @@ std::array<int, 2> CreatePipe() {
         throw std::system_error(errno, std::generic_category(), "pipe2");
     }
     return ends;
+}
+
+std::set<int> NumbersIn(std::uint64_t mask) {
+    std::set<int> numbers;
+    for (int bit = 0; bit < 64; ++bit) {
+        if ((mask >> bit & 1U) != 0) {
+            numbers.insert(bit + 1);
+        }
+    }
+    return numbers;
 }
 
 }  // namespace
@@ -98,6 +111,20 @@ std::string ChildProcess::WaitForLineWith(const std::string& text, std::chrono::
 
 void ChildProcess::Signal(int number) const {
     kill(process_, number);
+}
+
+std::vector<std::set<int>> ChildProcess::BlockedSignals() const {
+    std::vector<std::set<int>> threads;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/" + std::to_string(process_) + "/task")) {
+        std::ifstream status(thread.path() / "status");
+        std::string word;
+        while (status >> word && word != "SigBlk:") {
+        }
+        std::uint64_t mask = 0;
+        status >> std::hex >> mask;
+        threads.push_back(NumbersIn(mask));
+    }
+    return threads;
 }
 
 int ChildProcess::WaitForExit(std::chrono::milliseconds deadline) {

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ class ChildProcess {
     const std::string& Output() const { return output_; }
 
     void Signal(int number) const;
+    // The numbers of the signals that are blocked, for each of the program's threads.
+    std::vector<std::set<int>> BlockedSignals() const;
     // The exit status, or -1 when a signal ended it or the deadline passes first. Reads the rest of the output.
     int WaitForExit(std::chrono::milliseconds deadline = std::chrono::seconds(20));
 

@@ -139,6 +139,7 @@ TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackAtTheEnd) {
         PseudoTerminal terminal(Command({}));
         WaitUntilAtWork(terminal);
         EXPECT_FALSE(terminal.IsInLineMode());
+        EXPECT_FALSE(terminal.IsNonBlocking());
         terminal.Signal(number);
         EXPECT_EQ(terminal.WaitForExit(), 0) << number;
         EXPECT_TRUE(terminal.WaitFor(kLeaveScreen)) << number;
@@ -150,6 +151,57 @@ TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackAtTheEnd) {
     EXPECT_EQ(terminal.WaitForExit(), 0);
     EXPECT_TRUE(terminal.WaitFor(kLeaveScreen));
     EXPECT_TRUE(terminal.IsInLineMode());
+}
+
+// Whoever shares the terminal would read nothing, and some programs take that for its end.
+TEST(GatewaySimulatorScreenTest, LeavesReadingFromTheTerminalAsItWas) {
+    PseudoTerminal terminal({"/bin/sh", "-c", "\"$0\" --port 0; cat && echo all of it", GATEWAY_SIMULATOR_PATH});
+    ASSERT_TRUE(terminal.WaitFor("> "));
+    terminal.Type("quit\r");
+    ASSERT_TRUE(terminal.WaitFor(kLeaveScreen));
+    terminal.Type("a line\n");
+    ASSERT_TRUE(terminal.WaitFor("a line")) << "as typed";
+    ASSERT_TRUE(terminal.WaitFor("a line")) << "as read";
+    terminal.Type("\x04");
+    EXPECT_TRUE(terminal.WaitFor("all of it")) << terminal.Output();
+}
+
+// They come while the gateways' threads end, which takes the longer the more there are.
+TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackWhenMoreSignalsComeAtTheEnd) {
+    const Testing::TemporaryFolder folder;
+    std::string gateways;
+    for (int id = 1; id <= 40; ++id) {
+        gateways += (id == 1 ? "" : ", ") + (R"({"Port": 0, "ID": )" + std::to_string(id) + "}");
+    }
+    const std::string file = folder.Write("site.json", R"({"Gateways": [)" + gateways + "]}");
+    PseudoTerminal terminal({GATEWAY_SIMULATOR_PATH, "--gateways", file});
+    WaitUntilAtWork(terminal);
+    terminal.SignalUntilItEnds(SIGTERM);
+    EXPECT_THAT(terminal.Output(), HasSubstr(kLeaveScreen));
+    EXPECT_TRUE(terminal.IsInLineMode());
+}
+
+// A shell with jobs stops one that changes the terminal, or reads from it, in the background.
+TEST(GatewaySimulatorScreenTest, AnswersInTheBackground) {
+    PseudoTerminal terminal({"/bin/sh", "-m", "-c", "\"$0\" --port 0 --locks 5 & read line; read line; kill $!; wait",
+                             GATEWAY_SIMULATOR_PATH});
+    PlainSocket client(PortOf(terminal, "\r\n"));
+    terminal.Type("this is for the shell\n");
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC");
+    EXPECT_TRUE(terminal.WaitFor("<- OK lock 5 ref 3"));
+    EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
+    EXPECT_THAT(terminal.Output(), Not(HasSubstr("error")));
+    terminal.Type("end it\n");
+    EXPECT_EQ(terminal.WaitForExit(), 0);
+}
+
+TEST(GatewaySimulatorScreenTest, TakesCommandsOnceItIsInTheForeground) {
+    PseudoTerminal terminal({"/bin/sh", "-m", "-c", "\"$0\" --port 0 & read line; fg", GATEWAY_SIMULATOR_PATH});
+    PortOf(terminal, "\r\n");
+    terminal.Type("now\n");
+    terminal.Type("faults\n");
+    EXPECT_TRUE(terminal.WaitFor("no faults")) << terminal.Output();
 }
 
 TEST(GatewaySimulatorScreenTest, EndsByTheKeyForIt) {

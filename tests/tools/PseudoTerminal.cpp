@@ -1,5 +1,6 @@
 #include "tests/tools/PseudoTerminal.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
@@ -10,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <system_error>
 
 #include "tests/support/WaitUntil.h"
@@ -78,6 +80,16 @@ bool PseudoTerminal::IsInLineMode() const {
     return tcgetattr(terminal_, &modes) == 0 && (modes.c_lflag & ICANON) != 0 && (modes.c_lflag & ECHO) != 0;
 }
 
+bool PseudoTerminal::IsNonBlocking() const {
+    std::ifstream file("/proc/" + std::to_string(process_) + "/fdinfo/0");
+    std::string word;
+    while (file >> word && word != "flags:") {
+    }
+    unsigned int flags = O_NONBLOCK;
+    file >> std::oct >> flags;
+    return (flags & O_NONBLOCK) != 0;
+}
+
 void PseudoTerminal::HangUp() {
     if (terminal_ >= 0) {
         close(terminal_);
@@ -87,6 +99,18 @@ void PseudoTerminal::HangUp() {
 
 void PseudoTerminal::Signal(int number) const {
     kill(process_, number);
+}
+
+void PseudoTerminal::SignalUntilItEnds(int number, std::chrono::milliseconds deadline) {
+    const Clock::time_point end = Clock::now() + deadline;
+    while (process_ > 0 && Clock::now() < end) {
+        Signal(number);
+        // The program waits when nobody reads what it writes.
+        ReadOutput(Clock::now());
+        process_ = waitpid(process_, nullptr, WNOHANG) == 0 ? process_ : -1;
+    }
+    while (ReadOutput(end)) {
+    }
 }
 
 int PseudoTerminal::WaitForExit(std::chrono::milliseconds deadline) {

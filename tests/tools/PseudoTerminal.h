@@ -34,10 +34,14 @@ class PseudoTerminal {
     void Resize(unsigned short rows, unsigned short columns) const;
     // Whether what is typed is shown and handed over by lines, as before any program changed that.
     bool IsInLineMode() const;
+    // Whether a read by the program, or by any other job that has the terminal from the same shell, does not wait.
+    bool IsNonBlocking() const;
     // Goes away, as when a window is closed.
     void HangUp();
 
     void Signal(int number) const;
+    // Sends the signal again and again until the program has ended, in whichever way.
+    void SignalUntilItEnds(int number, std::chrono::milliseconds deadline = std::chrono::seconds(20));
     // The exit status, or -1 when a signal ended it or the deadline passes first. Reads the rest of the output.
     int WaitForExit(std::chrono::milliseconds deadline = std::chrono::seconds(20));
 

@@ -13,12 +13,21 @@
 namespace Simulator {
 namespace {
 
+// How soon it is noticed that this process is in the foreground again.
+constexpr int kBackgroundMilliseconds = 200;
+
 int CreateWake() {
     const int wake = eventfd(0, EFD_CLOEXEC);
     if (wake < 0) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
     return wake;
+}
+
+// A job that reads from its terminal in the background is stopped, and what is typed then is for another.
+bool MayRead(int descriptor) {
+    const pid_t foreground = tcgetpgrp(descriptor);
+    return foreground < 0 || foreground == getpgrp();
 }
 
 }  // namespace
@@ -51,11 +60,15 @@ void LineReader::Read() {
 // False when the reader is to stop.
 bool LineReader::WaitForInput() const {
     std::array<pollfd, 2> waiting = {{{descriptor_, POLLIN, 0}, {wake_, POLLIN, 0}}};
-    while (poll(waiting.data(), waiting.size(), -1) < 0) {
-        if (errno != EINTR) {
+    do {
+        const bool isOurs = MayRead(descriptor_);
+        // What has no descriptor is not looked at.
+        waiting.at(0) = {isOurs ? descriptor_ : -1, POLLIN, 0};
+        if (poll(waiting.data(), waiting.size(), isOurs ? -1 : kBackgroundMilliseconds) < 0 && errno != EINTR) {
             return false;
         }
-    }
+        // It may have gone to the background in the meantime.
+    } while (waiting.at(1).revents == 0 && (waiting.at(0).revents == 0 || !MayRead(descriptor_)));
     return waiting.at(1).revents == 0;
 }
 

@@ -6,7 +6,8 @@
 
 namespace Simulator {
 
-// Reads lines from a descriptor on a thread of its own until its end, whatever it is: terminal, pipe or file.
+// Reads lines from a descriptor on a thread of its own until its end, whatever it is: terminal, pipe or file. Leaves a
+// terminal alone as long as this process is in its background.
 class LineReader {
   public:
     // Calls `line` on that thread for every line, without its end; also for a last line that has none. The

@@ -1,5 +1,6 @@
 #include "tools/gateway-simulator/Program.h"
 
+#include <array>
 #include <csignal>
 #include <stdexcept>
 #include <system_error>
@@ -19,12 +20,18 @@ std::unique_ptr<FrontEnd> MakeFrontEnd(const Program::Setup& setup) {
     return std::make_unique<LineFrontEnd>(setup.gateways);
 }
 
+// What a thread is guilty of itself: blocked, it would end the process before any handler has had its say.
+constexpr std::array<int, 7> kFaults = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS};
+
 // While it is there, threads are made that no signal goes to: signals are for the program's thread.
 class BlockedSignals {
   public:
     BlockedSignals() {
         sigset_t all;
         sigfillset(&all);
+        for (const int fault : kFaults) {
+            sigdelset(&all, fault);
+        }
         pthread_sigmask(SIG_SETMASK, &all, &before_);
     }
     ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
@@ -45,13 +52,14 @@ Program::Program(Setup setup)
       inputRunner_(loop_, Targets(), frontEnd_->Messages(), [this] { loop_.stop(); }) {}
 
 void Program::Run() {
-    asio::signal_set signals(loop_, SIGINT, SIGTERM);
+    signals_.add(SIGINT);
+    signals_.add(SIGTERM);
     if (setup_.screen) {
         // Without the screen these end the process by themselves, and there is nothing to restore.
-        signals.add(SIGHUP);
-        signals.add(SIGQUIT);
+        signals_.add(SIGHUP);
+        signals_.add(SIGQUIT);
     }
-    signals.async_wait([this](const asio::error_code&, int) { loop_.stop(); });
+    signals_.async_wait([this](const asio::error_code&, int) { loop_.stop(); });
     StartGateways();
     FrontEnd::Handlers handlers;
     handlers.line = [this](const std::string& line) { OnInput(line); };

@@ -40,6 +40,9 @@ class Program {
 
     Setup setup_;
     asio::io_context loop_{1};
+    // In front of the front end and the gateways: a signal that comes while they end must not end the process before
+    // the terminal is given back.
+    asio::signal_set signals_{loop_};
     std::unique_ptr<FrontEnd> frontEnd_;
     PlayedGateways gateways_;
     StepRunner scriptRunner_;

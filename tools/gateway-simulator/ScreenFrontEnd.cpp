@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <system_error>
 
 namespace Simulator {
@@ -16,13 +18,17 @@ constexpr std::chrono::milliseconds kTick{100};
 constexpr std::size_t kKeptFrames = 200;
 constexpr std::size_t kKeptMessages = 1000;
 
-// A descriptor of its own for the loop, which closes what it is given.
-int DuplicateInput() {
-    const int copy = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
-    if (copy < 0) {
-        throw std::system_error(errno, std::generic_category(), "standard input");
+// The terminal opened anew for the loop, which makes what it waits for non-blocking: a mere copy of standard input
+// would share that with the shell and with every other job on the terminal.
+int OpenTerminal() {
+    std::array<char, PATH_MAX> name = {};
+    const bool hasName = ttyname_r(STDIN_FILENO, name.data(), name.size()) == 0;
+    const int own = hasName ? open(name.data(), O_RDONLY | O_NOCTTY | O_CLOEXEC) : -1;
+    const int terminal = own < 0 ? open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC) : own;
+    if (terminal < 0) {
+        throw std::system_error(errno, std::generic_category(), "The terminal cannot be opened; try --plain");
     }
-    return copy;
+    return terminal;
 }
 
 }  // namespace
@@ -39,7 +45,7 @@ void ScreenFrontEnd::Open(asio::io_context& loop, const PlayedGateways& gateways
     gateways_ = &gateways;
     handlers_ = handlers;
     terminal_ = std::make_unique<Terminal>();
-    input_.emplace(loop, DuplicateInput());
+    input_.emplace(loop, OpenTerminal());
     tick_.emplace(loop);
     AwaitKeys();
     AwaitTick();

@@ -139,7 +139,7 @@ std::optional<KeyPress> Terminal::ReadKey() {
 
 bool Terminal::IsGone() {
     pollfd input = {STDIN_FILENO, 0, 0};
-    return poll(&input, 1, 0) > 0;
+    return poll(&input, 1, 0) > 0 && (input.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
 }  // namespace Simulator

@@ -21,10 +21,15 @@ bool CanPlaceTheCursor() {
     return movement != nullptr && reinterpret_cast<std::intptr_t>(movement) != -1;
 }
 
+// A job that changes the terminal while it is in the background is stopped.
+bool IsInForeground() {
+    return tcgetpgrp(STDIN_FILENO) == getpgrp();
+}
+
 }  // namespace
 
 bool IsTerminalUsable() {
-    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && CanPlaceTheCursor();
+    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && IsInForeground() && CanPlaceTheCursor();
 }
 
 }  // namespace Simulator
