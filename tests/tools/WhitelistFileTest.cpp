@@ -191,7 +191,36 @@ TEST_F(KeptWhitelistsTest, FollowWhatIsDoneByHand) {
     gateway_->RemoveLock(5);
     EXPECT_EQ(Content(), kOneCard) << "as if the lock only were out of reach";
     gateway_->AddLock(5);
+    EXPECT_EQ(Content(), kOneCard) << "as if the lock were in reach again";
+    EXPECT_EQ(gateway_->FindLock(5)->Cards().Entries().size(), 1U);
+    gateway_->ChangeLock(5, [](Lock& lock) { lock.Cards().SetEntries({}); });
     EXPECT_THAT(Content(), HasSubstr("\"Locks\": []"));
+}
+
+TEST_F(KeptWhitelistsTest, AreThoseOfTheFileForALockThatIsAdded) {
+    const std::string text = R"({"Locks": [{"ID": 9, "Enabled": false, "Cards": [{"Card": "04A1B2C3"}]}]})";
+    folder_.Write("cards.json", text);
+    WhitelistFile file(Path());
+    SimulatorOptions options;
+    options.whitelists = &file;
+    GatewaySimulator gateway(options);
+    EXPECT_TRUE(gateway.AddLock(9));
+    EXPECT_EQ(Content(), text);
+    EXPECT_FALSE(gateway.FindLock(9)->Cards().IsEnabled());
+    ASSERT_EQ(gateway.FindLock(9)->Cards().Entries().size(), 1U);
+    EXPECT_EQ(gateway.FindLock(9)->Cards().Entries().at(0).card, Bytes({0x04, 0xA1, 0xB2, 0xC3}));
+}
+
+TEST_F(KeptWhitelistsTest, AreThoseOfTheFileAtTheStart) {
+    folder_.Write("cards.json", kOneCard);
+    WhitelistFile file(Path());
+    SimulatorOptions options;
+    options.locks = {5};
+    options.preparedLocks = {Lock(6)};
+    options.whitelists = &file;
+    GatewaySimulator gateway(options);
+    EXPECT_EQ(gateway.FindLock(5)->Cards().Entries().size(), 1U);
+    EXPECT_EQ(gateway.FindLock(6)->Cards().Entries().size(), 0U);
 }
 
 TEST_F(KeptWhitelistsTest, ThatCannotBeKeptAreReported) {

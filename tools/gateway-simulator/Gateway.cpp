@@ -69,10 +69,10 @@ Gateway::Gateway(asio::io_context& loop, const SimulatorOptions& options, FrameL
       model_(options.counter),
       listener_(loop, [this](asio::ip::tcp::socket socket) { OnConnection(std::move(socket)); }) {
     for (const std::uint32_t address : options.locks) {
-        model_.AddLock(Lock(address, options.whitelistCapacity));
+        AddLock(Lock(address, options.whitelistCapacity));
     }
     for (const Lock& lock : options.preparedLocks) {
-        model_.AddLock(lock);
+        AddLock(lock);
     }
 }
 
@@ -121,6 +121,13 @@ void Gateway::ResetConnections() {
     for (const std::shared_ptr<Session>& session : std::exchange(sessions_, {})) {
         session->Reset();
     }
+}
+
+bool Gateway::AddLock(Lock lock) {
+    if (options_.whitelists != nullptr) {
+        options_.whitelists->Furnish(lock);
+    }
+    return model_.AddLock(lock);
 }
 
 void Gateway::KeepWhitelists() {

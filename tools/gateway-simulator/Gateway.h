@@ -43,6 +43,9 @@ class Gateway {
     FaultPlan& Faults() { return faults_; }
     EventSource& Events() { return events_; }
 
+    // With the whitelist that is kept for it, if there is one. False when its address is taken.
+    bool AddLock(Lock lock);
+
     // All false when nobody is connected, and then nothing changes. A lock of that address, if there is one, has a
     // pending event from then on. Throw std::length_error for data too long for a frame.
     bool RaiseCard(std::uint32_t address, const Bytes& card, std::uint8_t code);

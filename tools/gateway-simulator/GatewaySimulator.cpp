@@ -97,7 +97,7 @@ bool GatewaySimulator::AddLock(std::uint32_t address) {
 
 bool GatewaySimulator::AddLock(const Lock& lock) {
     return loop_->Run([&](Gateway& gateway) {
-        const bool added = gateway.Model().AddLock(lock);
+        const bool added = gateway.AddLock(lock);
         gateway.KeepWhitelists();
         return added;
     });

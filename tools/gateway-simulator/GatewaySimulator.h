@@ -51,7 +51,8 @@ class GatewaySimulator {
     // Whether a connection stands.
     bool IsConnected() const;
 
-    // Adds a closed lock with the whitelist capacity of the options. False when its address is taken.
+    // Adds a closed lock with the whitelist capacity of the options. False when its address is taken. A whitelist that
+    // is kept for the address takes the place of the lock's.
     bool AddLock(std::uint32_t address);
     bool AddLock(const Lock& lock);
     // False when there is no such lock.

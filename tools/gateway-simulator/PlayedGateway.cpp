@@ -17,17 +17,8 @@ std::unique_ptr<Observer> MakeObserver(LineOutput& output, PlayedGateway::Detail
 }
 
 SimulatorOptions Complete(SimulatorOptions options, Observer& observer, WhitelistFile* whitelists) {
-    for (const std::uint32_t address : options.locks) {
-        options.preparedLocks.emplace_back(address, options.whitelistCapacity);
-    }
-    options.locks.clear();
     options.observer = &observer;
     options.whitelists = whitelists;
-    for (Lock& lock : options.preparedLocks) {
-        if (whitelists != nullptr) {
-            whitelists->Furnish(lock);
-        }
-    }
     return options;
 }
 
