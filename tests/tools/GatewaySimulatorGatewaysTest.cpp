@@ -91,6 +91,15 @@ TEST_F(GatewaySimulatorGatewaysTest, ListensOnTheAddressOfTheOptionInPlaceOfTheF
     EXPECT_TRUE(program.WaitForOutput("Listening on 127.0.0.1:"));
 }
 
+TEST_F(GatewaySimulatorGatewaysTest, NeedsNoNumericAddressInTheFileBesideTheOption) {
+    const std::string file = Write(R"({"Gateways": [{"ID": 7, "IpAddress": "hall.example", "Port": 0}]})");
+    ChildProcess refused(Command({"--gateways", file}));
+    EXPECT_EQ(refused.WaitForExit(), 64);
+    EXPECT_THAT(refused.Output(), HasSubstr("Gateways[0].IpAddress must be a numeric address"));
+    ChildProcess program(Command({"--gateways", file, "--host", "127.0.0.1"}));
+    EXPECT_TRUE(program.WaitForOutput("Listening on 127.0.0.1:"));
+}
+
 TEST_F(GatewaySimulatorGatewaysTest, SaysWhichGatewayCannotListen) {
     ChildProcess first(Command({"--port", "0"}));
     const std::string port = std::to_string(PortBehind(first, "Listening on 127.0.0.1:"));

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/support/TemporaryFolder.h"
 #include "tools/gateway-simulator/CommandError.h"
 
@@ -97,6 +99,15 @@ TEST(GatewaysFileTest, LeavesAWholePathOfAWhitelistFileAlone) {
         "hall.json");
 }
 
+TEST(GatewaysFileTest, FindsOneWhitelistFileBehindALink) {
+    const Testing::TemporaryFolder folder;
+    std::filesystem::create_symlink("a.json", folder.Path() / "link.json");
+    folder.Write("a.json", R"({"Locks": []})");
+    EXPECT_THROW(ReadGateways((folder.Path() / "site.json").string(), R"({"Gateways": [
+                     {"ID": 1, "WhitelistFile": "a.json"}, {"ID": 2, "WhitelistFile": "link.json"}]})"),
+                 CommandError);
+}
+
 TEST(GatewaysFileTest, TakesTheStateThatALockBeginsIn) {
     const Lock plain = ReadLock(R"("ID": 5)");
     EXPECT_EQ(plain.StateAt(Lock::Clock::now()), Lock::State::kClosed);
@@ -141,6 +152,12 @@ TEST(GatewaysFileTest, RefusesWhatOnlyOneMayHave) {
               "/etc/site.json: Gateways[1] has the ID of another gateway");
     EXPECT_EQ(ErrorOf(R"({"Gateways": [{"ID": 1, "WhitelistFile": "a"}, {"ID": 2, "WhitelistFile": "a"}]})"),
               "/etc/site.json: Gateways[1] has the WhitelistFile of another gateway");
+    for (const char* const name : {"./a", "b/../a", "/etc/a", "/../etc//a"}) {
+        const std::string second = R"({"ID": 2, "WhitelistFile": ")" + std::string(name) + "\"}";
+        EXPECT_EQ(ErrorOf(R"({"Gateways": [{"ID": 1, "WhitelistFile": "a"}, )" + second + "]}"),
+                  "/etc/site.json: Gateways[1] has the WhitelistFile of another gateway")
+            << name;
+    }
     EXPECT_EQ(ErrorOfGateway(R"("ID": 1, "Devices": [{"ID": 5}, {"ID": 6}, {"ID": 5}])"),
               "/etc/site.json: Gateways[0].Devices[2] has the ID of another lock of its gateway");
 }

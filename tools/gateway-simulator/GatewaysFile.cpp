@@ -58,8 +58,11 @@ void ReadLocks(const JsonNode& node, GatewayDescription& gateway) {
     }
 }
 
-std::string ReadAddress(const JsonNode& node, const std::string& otherwise) {
-    std::string address = node.TextOr("IpAddress", otherwise);
+std::string ReadAddress(const JsonNode& node, const std::string& host) {
+    std::string address = node.TextOr("IpAddress", SimulatorOptions().host);
+    if (!host.empty()) {
+        return host;
+    }
     asio::error_code error;
     asio::ip::make_address(address, error);
     if (error) {
@@ -73,14 +76,14 @@ std::string ReadWhitelistFile(const JsonNode& node, const std::string& path) {
     return name.empty() ? name : (std::filesystem::path(path).parent_path() / name).string();
 }
 
-GatewayDescription ReadGateway(const JsonNode& node, const std::string& path) {
+GatewayDescription ReadGateway(const JsonNode& node, const std::string& path, const std::string& host) {
     node.AllowMembers(
         {"ID", "Description", "IpAddress", "Port", "Devices", "Counter", "WhitelistCapacity", "WhitelistFile"});
     GatewayDescription gateway;
     SimulatorOptions& options = gateway.options;
     gateway.id = static_cast<std::int32_t>(node.Required("ID").Number(kLeastId, kGreatestId));
     gateway.name = node.TextOr("Description", "");
-    options.host = ReadAddress(node, options.host);
+    options.host = ReadAddress(node, host);
     options.port = static_cast<std::uint16_t>(node.NumberOr("Port", kGatewayPort, 0, kGreatestPort));
     options.counter = static_cast<std::uint32_t>(node.NumberOr("Counter", options.counter, 0, kGreatestCounter));
     options.whitelistCapacity = static_cast<std::size_t>(
@@ -90,6 +93,14 @@ GatewayDescription ReadGateway(const JsonNode& node, const std::string& path) {
     return gateway;
 }
 
+// The same for all names of a file.
+std::filesystem::path OneNameOf(const std::string& file) {
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::absolute(file, error);
+    const std::filesystem::path name = std::filesystem::weakly_canonical(whole, error);
+    return error ? whole.lexically_normal() : name;
+}
+
 // What two gateways must not share.
 class Taken {
   public:
@@ -97,24 +108,24 @@ class Taken {
         if (!ids_.insert(gateway.id).second) {
             node.Refuse("has the ID of another gateway");
         }
-        if (!gateway.whitelistFile.empty() && !files_.insert(gateway.whitelistFile).second) {
+        if (!gateway.whitelistFile.empty() && !files_.insert(OneNameOf(gateway.whitelistFile)).second) {
             node.Refuse("has the WhitelistFile of another gateway");
         }
     }
 
   private:
     std::set<std::int32_t> ids_;
-    std::set<std::string> files_;
+    std::set<std::filesystem::path> files_;
 };
 
-std::vector<GatewayDescription> ReadRoot(const JsonNode& root, const std::string& path) {
+std::vector<GatewayDescription> ReadRoot(const JsonNode& root, const std::string& path, const std::string& host) {
     root.AllowMembers({"Enabled", "Gateways"});
     // Says whether the Mux is to connect, and is of no matter here.
     root.BooleanOr("Enabled", true);
     std::vector<GatewayDescription> gateways;
     Taken taken;
     for (const JsonNode& node : root.Elements("Gateways")) {
-        gateways.push_back(ReadGateway(node, path));
+        gateways.push_back(ReadGateway(node, path, host));
         taken.Take(node, gateways.back());
     }
     if (gateways.empty()) {
@@ -125,13 +136,14 @@ std::vector<GatewayDescription> ReadRoot(const JsonNode& root, const std::string
 
 }  // namespace
 
-std::vector<GatewayDescription> LoadGateways(const std::string& path) {
-    return ReadGateways(path, ReadTextFile(path));
+std::vector<GatewayDescription> LoadGateways(const std::string& path, const std::string& host) {
+    return ReadGateways(path, ReadTextFile(path), host);
 }
 
-std::vector<GatewayDescription> ReadGateways(const std::string& path, const std::string& text) {
+std::vector<GatewayDescription> ReadGateways(const std::string& path, const std::string& text,
+                                             const std::string& host) {
     std::vector<GatewayDescription> gateways;
-    ReadJson(path, text, [&](const JsonNode& root) { gateways = ReadRoot(root, path); });
+    ReadJson(path, text, [&](const JsonNode& root) { gateways = ReadRoot(root, path, host); });
     return gateways;
 }
 

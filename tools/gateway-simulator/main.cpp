@@ -19,11 +19,7 @@ std::vector<Simulator::GatewayDescription> GatewaysOf(const Simulator::ProgramOp
     if (options.gatewaysFile.empty()) {
         return {options.gateway};
     }
-    std::vector<Simulator::GatewayDescription> gateways = Simulator::LoadGateways(options.gatewaysFile);
-    for (Simulator::GatewayDescription& gateway : gateways) {
-        gateway.options.host = options.fileHost.empty() ? gateway.options.host : options.fileHost;
-    }
-    return gateways;
+    return Simulator::LoadGateways(options.gatewaysFile, options.fileHost);
 }
 
 Simulator::Program::Setup SetupOf(const Simulator::ProgramOptions& options) {
