@@ -71,6 +71,28 @@ TEST(GatewaySimulatorProgramTest, TakesCounterLocksAndCapacityFromItsOptions) {
                               "lock 9: closed, status 0F000000000000, whitelist enabled, 0 of 2 cards\n"));
 }
 
+// As its commands do.
+TEST(GatewaySimulatorProgramTest, TakesNumbersInItsOptionsAsDecimalOrHexadecimal) {
+    ChildProcess program(Command({"--port", "00", "--locks", "010,0x10", "--counter", "041", "--capacity", "0x0A"}));
+    program.Write("locks\n");
+    EXPECT_TRUE(
+        program.WaitForOutput("counter 41\n"
+                              "lock 10: closed, status 0F000000000000, whitelist enabled, 0 of 10 cards\n"
+                              "lock 16: closed, status 0F000000000000, whitelist enabled, 0 of 10 cards\n"));
+}
+
+// A fault that is blocked ends the process before a debugger or a sanitizer has had its say.
+TEST(GatewaySimulatorProgramTest, KeepsSignalsButNoFaultsFromTheThreadsOfItsGateways) {
+    ChildProcess program(Command({"--port", "0"}));
+    WaitForPort(program);
+    EXPECT_THAT(program.BlockedSignals(),
+                testing::Contains(testing::AllOf(testing::Contains(SIGTERM), testing::Contains(SIGINT),
+                                                 testing::Contains(SIGWINCH), Not(testing::Contains(SIGSEGV)),
+                                                 Not(testing::Contains(SIGBUS)), Not(testing::Contains(SIGFPE)),
+                                                 Not(testing::Contains(SIGILL)), Not(testing::Contains(SIGABRT)),
+                                                 Not(testing::Contains(SIGTRAP)), Not(testing::Contains(SIGSYS)))));
+}
+
 TEST(GatewaySimulatorProgramTest, PrintsNoFramesWhenQuiet) {
     ChildProcess program(Command({"--port", "0", "--quiet"}));
     PlainSocket client(WaitForPort(program));
@@ -159,8 +181,17 @@ TEST(GatewaySimulatorProgramTest, ShowsNoScreenOnAPipe) {
 }
 
 TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
-    for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
-             {"--prot", "5"}, {"--port", "65536"}, {"--port", "-1"}, {"--locks", "five"}, {"--counter"}, {"stray"}}) {
+    const std::vector<std::vector<std::string>> bad = {{"--prot", "5"},
+                                                       {"--port", "65536"},
+                                                       {"--port", "-1"},
+                                                       {"--locks", "five"},
+                                                       {"--locks", "5,0b1"},
+                                                       {"--locks", "1_0"},
+                                                       {"--counter", "4294967296"},
+                                                       {"--counter", "1.5"},
+                                                       {"--counter"},
+                                                       {"stray"}};
+    for (const std::vector<std::string>& options : bad) {
         ChildProcess program(Command(options));
         EXPECT_EQ(program.WaitForExit(), 64) << options.front();
         EXPECT_NE(program.Output(), "");

@@ -1,7 +1,12 @@
 #include "tools/gateway-simulator/ProgramOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
+#include <limits>
+#include <string>
 
+#include "tools/gateway-simulator/Arguments.h"
+#include "tools/gateway-simulator/CommandError.h"
 #include "tools/gateway-simulator/Step.h"
 
 namespace Simulator {
@@ -33,9 +38,9 @@ const char* const kFooterEnd =
     "Whitelists: --whitelist-file, or WhitelistFile in the JSON file, keeps them beyond the end: it is read at the\n"
     "start and replaced at one stroke whenever a card or a switch changes. A broken file is reported and left alone.\n"
     "\n"
-    "Status screen: shown when standard input and standard output are a terminal, unless --plain forbids it. Commands\n"
-    "are typed in its last row; Up and Down bring earlier ones back, Page Up and Page Down turn the pages of a long\n"
-    "answer such as that of \"help\", Ctrl-L draws anew, Ctrl-C ends.\n"
+    "Status screen: shown when standard input and standard output are a terminal, unless --plain forbids it or the\n"
+    "program is started in the background. Commands are typed in its last row; Up and Down bring earlier ones back,\n"
+    "Page Up and Page Down turn the pages of a long answer such as that of \"help\", Ctrl-L draws anew, Ctrl-C ends.\n"
     "\n"
     "The gateway accepts a request whose sequence counter is its own plus one; any other is answered with result 7\n"
     "and its own. Requests for an address without a lock are answered with result 8. OPEN_LOCK opens until closed, or\n"
@@ -64,19 +69,41 @@ const char* const kFooterEnd =
     "\n"
     "Exit status: 0 at the end, 1 when a port cannot be had, 64 when options, a script or a JSON file are no good.\n";
 
+// Has a number of the command line read as those of commands are: left to itself, the library takes a leading zero for
+// octal.
+CLI::Validator AsInCommands(const char* what, std::uint32_t largest = std::numeric_limits<std::uint32_t>::max()) {
+    return CLI::Validator(
+        [=](std::string& text) -> std::string {
+            try {
+                Arguments arguments(text);
+                text = std::to_string(arguments.Number(what, largest));
+                arguments.End();
+                return "";
+            } catch (const CommandError& error) {
+                return error.what();
+            }
+        },
+        "");
+}
+
 void AddOptions(CLI::App& app, ProgramOptions& options) {
     SimulatorOptions& gateway = options.gateway.options;
-    CLI::Option* const port =
-        app.add_option("--port", gateway.port, "port to listen on, 0 for any free one")->capture_default_str();
+    CLI::Option* const port = app.add_option("--port", gateway.port, "port to listen on, 0 for any free one")
+                                  ->transform(AsInCommands("PORT", std::numeric_limits<std::uint16_t>::max()))
+                                  ->capture_default_str();
     app.add_option("--host", gateway.host, "numeric address to listen on, in place of those of a file")
         ->capture_default_str();
     CLI::Option* const locks = app.add_option("--locks", gateway.locks, "addresses of the locks, as in 5,6,7")
                                    ->delimiter(',')
+                                   ->transform(AsInCommands("ADDRESS"))
                                    ->capture_default_str();
-    CLI::Option* const counter =
-        app.add_option("--counter", gateway.counter, "sequence counter to begin with")->capture_default_str();
+    CLI::Option* const counter = app.add_option("--counter", gateway.counter, "sequence counter to begin with")
+                                     ->transform(AsInCommands("COUNTER"))
+                                     ->capture_default_str();
     CLI::Option* const capacity =
-        app.add_option("--capacity", gateway.whitelistCapacity, "room in each lock's whitelist")->capture_default_str();
+        app.add_option("--capacity", gateway.whitelistCapacity, "room in each lock's whitelist")
+            ->transform(AsInCommands("CAPACITY"))
+            ->capture_default_str();
     CLI::Option* const whitelists =
         app.add_option("--whitelist-file", options.gateway.whitelistFile, "JSON file that keeps the whitelists");
     CLI::Option* const file =
