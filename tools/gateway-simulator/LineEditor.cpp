@@ -5,47 +5,34 @@
 
 namespace Simulator {
 
+struct LineEditor::EditingKey {
+    Key key;
+    void (LineEditor::*edit)();
+};
+
+const std::array<LineEditor::EditingKey, 9> LineEditor::kEditingKeys = {{
+    {Key::kBackspace, &LineEditor::EraseBefore},
+    {Key::kDelete, &LineEditor::EraseAt},
+    {Key::kLeft, &LineEditor::MoveLeft},
+    {Key::kRight, &LineEditor::MoveRight},
+    {Key::kHome, &LineEditor::MoveToStart},
+    {Key::kEnd, &LineEditor::MoveToEnd},
+    {Key::kUp, &LineEditor::RecallEarlier},
+    {Key::kDown, &LineEditor::RecallLater},
+    {Key::kClearLine, &LineEditor::Clear},
+}};
+
 std::optional<std::string> LineEditor::Take(const KeyPress& press) {
-    switch (press.key) {
-        case Key::kEnter:
-            return Finish();
-        case Key::kCharacter:
-            Insert(press.character);
-            break;
-        case Key::kBackspace:
-            if (cursor_ > 0) {
-                Erase(--cursor_);
-            }
-            break;
-        case Key::kDelete:
-            Erase(cursor_);
-            break;
-        case Key::kLeft:
-            MoveTo(cursor_ - std::min<std::size_t>(cursor_, 1));
-            break;
-        case Key::kRight:
-            MoveTo(std::min(cursor_ + 1, text_.size()));
-            break;
-        case Key::kHome:
-            MoveTo(0);
-            break;
-        case Key::kEnd:
-            MoveTo(text_.size());
-            break;
-        case Key::kUp:
-            Recall(recalled_ - std::min<std::size_t>(recalled_, 1));
-            break;
-        case Key::kDown:
-            Recall(std::min(recalled_ + 1, history_.size()));
-            break;
-        case Key::kClearLine:
-            Recall(history_.size());
-            break;
-        case Key::kPageUp:
-        case Key::kPageDown:
-        case Key::kRedraw:
-        case Key::kOther:
-            break;
+    if (press.key == Key::kEnter) {
+        return Finish();
+    }
+    if (press.key == Key::kCharacter) {
+        Insert(press.character);
+    }
+    for (const EditingKey& editing : kEditingKeys) {
+        if (editing.key == press.key) {
+            (this->*editing.edit)();
+        }
     }
     return std::nullopt;
 }
@@ -65,10 +52,33 @@ void LineEditor::Insert(char character) {
     ++cursor_;
 }
 
-void LineEditor::Erase(std::size_t position) {
-    if (position < text_.size()) {
-        text_.erase(position, 1);
+void LineEditor::EraseBefore() {
+    if (cursor_ > 0) {
+        MoveLeft();
+        EraseAt();
     }
+}
+
+void LineEditor::EraseAt() {
+    if (cursor_ < text_.size()) {
+        text_.erase(cursor_, 1);
+    }
+}
+
+void LineEditor::MoveLeft() {
+    cursor_ -= std::min<std::size_t>(cursor_, 1);
+}
+
+void LineEditor::MoveRight() {
+    cursor_ = std::min(cursor_ + 1, text_.size());
+}
+
+void LineEditor::RecallEarlier() {
+    Recall(recalled_ - std::min<std::size_t>(recalled_, 1));
+}
+
+void LineEditor::RecallLater() {
+    Recall(std::min(recalled_ + 1, history_.size()));
 }
 
 void LineEditor::Recall(std::size_t index) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -44,10 +45,20 @@ class LineEditor {
     std::size_t Cursor() const { return cursor_; }
 
   private:
+    struct EditingKey;
+    static const std::array<EditingKey, 9> kEditingKeys;
+
     std::string Finish();
     void Insert(char character);
-    void Erase(std::size_t position);
-    void MoveTo(std::size_t position) { cursor_ = position; }
+    void EraseBefore();
+    void EraseAt();
+    void MoveLeft();
+    void MoveRight();
+    void MoveToStart() { cursor_ = 0; }
+    void MoveToEnd() { cursor_ = text_.size(); }
+    void RecallEarlier();
+    void RecallLater();
+    void Clear() { Recall(history_.size()); }
     void Recall(std::size_t index);
 
     std::string text_;
