@@ -97,9 +97,10 @@ TEST_F(ScriptTest, RunsNothingBehindQuit) {
 }
 
 TEST_F(ScriptTest, SendsACommandToTheGatewayInFrontOfIt) {
-    Run("-2: counter 41\n  1:counter 42\ncounter 43 # -2: no prefix here");
-    EXPECT_EQ(second_.Counter(), 41U);
-    EXPECT_EQ(gateway_.Counter(), 43U);
+    const std::string output = Run("-2: counter 41\nuse -2\nlocks\n  1:counter 42\ncounter 43 # 1: no prefix here");
+    EXPECT_EQ(output, "-2: counter 41\n");
+    EXPECT_EQ(gateway_.Counter(), 42U);
+    EXPECT_EQ(second_.Counter(), 43U);
 }
 
 TEST_F(ScriptTest, SendsCommandsToTheChosenGateway) {
