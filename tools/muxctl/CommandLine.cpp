@@ -1,6 +1,7 @@
 #include "tools/muxctl/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <iostream>
 #include <limits>
 #include <map>
@@ -207,7 +208,7 @@ class Parser {
     }
 
     void Take() {
-        options_.timeout = std::chrono::milliseconds(static_cast<std::int64_t>(timeoutSeconds_ * 1000));
+        options_.timeout = std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         for (const auto& [subcommand, command] : commands_) {
             if (subcommand->parsed()) {
                 result_.command = command;
