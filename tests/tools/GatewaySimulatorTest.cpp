@@ -316,6 +316,22 @@ TEST_F(GatewaySimulatorTest, AddsAndRemovesLocks) {
     EXPECT_FALSE(gateway_.FindLock(9).has_value());
 }
 
+TEST_F(GatewaySimulatorTest, TellsAllThatAPersonSeesOfIt) {
+    EXPECT_FALSE(gateway_.Status().connected);
+    PlainSocket client(gateway_.Port());
+    AwaitConnection();
+    gateway_.SetCounter(41);
+    gateway_.Inject(Fault::Twice());
+    const GatewayStatus status = gateway_.Status();
+    EXPECT_EQ(status.port, gateway_.Port());
+    EXPECT_TRUE(status.connected);
+    EXPECT_EQ(status.counter, 41U);
+    ASSERT_EQ(status.locks.size(), 2U);
+    EXPECT_EQ(status.locks.at(0).address, 5U);
+    EXPECT_EQ(status.locks.at(1).address, 6U);
+    EXPECT_EQ(status.faults.size(), 1U);
+}
+
 TEST_F(GatewaySimulatorTest, MayBeUsedFromSeveralThreads) {
     PlainSocket client(gateway_.Port());
     AwaitConnection();

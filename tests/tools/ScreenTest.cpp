@@ -28,14 +28,23 @@ std::vector<std::string> Draw(const ScreenState& state, std::size_t height, std:
     return Texts(LayOut(state, {width, height}));
 }
 
+LockStatus ClosedLock(std::uint32_t address, std::size_t capacity = 100) {
+    LockStatus lock;
+    lock.address = address;
+    lock.batteryStatus = 3;
+    lock.batteryLevel = 3;
+    lock.capacity = capacity;
+    return lock;
+}
+
 GatewayView Hall() {
     GatewayView view;
     view.id = 1;
     view.name = "Hall";
     view.address = "127.0.0.1:2101";
-    view.connected = true;
-    view.counter = 1003;
-    view.locks = {Lock(5, 100), Lock(66, 2)};
+    view.status.connected = true;
+    view.status.counter = 1003;
+    view.status.locks = {ClosedLock(5, 100), ClosedLock(66, 2)};
     view.lockNames = {{5, "Front"}, {66, ""}};
     view.recent = {"one", "two", "three"};
     return view;
@@ -45,7 +54,7 @@ GatewayView Cellar() {
     GatewayView view;
     view.id = -2;
     view.address = "[::1]:2102";
-    view.counter = 41;
+    view.status.counter = 41;
     return view;
 }
 
@@ -71,15 +80,18 @@ TEST(ScreenTest, ShowsGatewaysWithLocksAndLatestLines) {
 
 TEST(ScreenTest, ShowsTheStateOfALock) {
     GatewayView hall = Hall();
-    hall.locks.at(0).Open();
-    hall.locks.at(0).SetBattery(1, 2);
-    hall.locks.at(0).SetFlag(Lock::StatusFlag::kMechanicalActive, true);
-    hall.locks.at(0).SetFlag(Lock::StatusFlag::kBatteryWarning, true);
-    hall.locks.at(0).SetFlag(Lock::StatusFlag::kBatteryAlarm, true);
-    hall.locks.at(0).EventRaised(14);
-    hall.locks.at(1).OpenFor(std::chrono::hours(1), Lock::Clock::now());
-    hall.locks.at(1).Cards().SetEntries({{0, 0, {1}}, {0, 0, {2}}, {0, 0, {3}}});
-    hall.locks.at(1).Cards().SetEnabled(false);
+    LockStatus& front = hall.status.locks.at(0);
+    front.state = Lock::State::kOpen;
+    front.batteryStatus = 1;
+    front.batteryLevel = 2;
+    front.mechanicalActive = true;
+    front.batteryWarning = true;
+    front.batteryAlarm = true;
+    front.eventPending = true;
+    LockStatus& other = hall.status.locks.at(1);
+    other.state = Lock::State::kOpenUntil;
+    other.cards = 3;
+    other.whitelistEnabled = false;
     const std::vector<std::string> rows = Draw(State({hall}), 10, 140);
     EXPECT_EQ(rows.at(2),
               "    lock 5 Front  open              battery 1 level 2  whitelist 0 of 100, mechanical, "
@@ -89,7 +101,7 @@ TEST(ScreenTest, ShowsTheStateOfALock) {
 
 TEST(ScreenTest, ShowsTheFaultsThatWait) {
     GatewayView cellar = Cellar();
-    cellar.faults = {Fault::Delay(std::chrono::milliseconds(500)).Times(2), Fault::Twice().Always().ForLock(5)};
+    cellar.status.faults = {Fault::Delay(std::chrono::milliseconds(500)).Times(2), Fault::Twice().Always().ForLock(5)};
     EXPECT_EQ(Draw(State({cellar}), 10).at(1), kCellar + ", fault delay 500 (for 2 more), twice (always, lock 5)");
 }
 
@@ -104,7 +116,7 @@ TEST(ScreenTest, MarksTitleAndGateways) {
 
 TEST(ScreenTest, SharesTheRoomForLinesAmongGateways) {
     GatewayView hall = Hall();
-    hall.locks.clear();
+    hall.status.locks.clear();
     GatewayView cellar = Cellar();
     cellar.recent = {"four", "five", "six"};
     const std::vector<std::string> rows = Draw(State({hall, cellar}), 10);
@@ -114,7 +126,7 @@ TEST(ScreenTest, SharesTheRoomForLinesAmongGateways) {
 
 TEST(ScreenTest, SaysHowManyLocksThereIsNoRoomFor) {
     GatewayView hall = Hall();
-    hall.locks = {Lock(5), Lock(6), Lock(7), Lock(8)};
+    hall.status.locks = {ClosedLock(5), ClosedLock(6), ClosedLock(7), ClosedLock(8)};
     hall.recent = {"one"};
     const std::vector<std::string> rows = Draw(State({hall, Cellar()}), 9);
     EXPECT_THAT(rows.at(1), kHall);

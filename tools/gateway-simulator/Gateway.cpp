@@ -123,6 +123,10 @@ void Gateway::ResetConnections() {
     }
 }
 
+GatewayStatus Gateway::Status() const {
+    return {Port(), IsConnected(), model_.Counter(), model_.LockStatuses(Lock::Clock::now()), faults_.Faults()};
+}
+
 bool Gateway::AddLock(Lock lock) {
     if (options_.whitelists != nullptr) {
         options_.whitelists->Furnish(lock);

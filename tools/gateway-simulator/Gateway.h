@@ -15,6 +15,7 @@
 #include "tools/gateway-simulator/FaultPlan.h"
 #include "tools/gateway-simulator/FrameLog.h"
 #include "tools/gateway-simulator/GatewayModel.h"
+#include "tools/gateway-simulator/GatewayStatus.h"
 #include "tools/gateway-simulator/Listener.h"
 #include "tools/gateway-simulator/Observer.h"
 #include "tools/gateway-simulator/Session.h"
@@ -38,6 +39,7 @@ class Gateway {
     std::uint16_t Port() const { return listener_.Port(); }
     std::size_t ConnectionCount() const { return connectionCount_; }
     bool IsConnected() const { return !sessions_.empty(); }
+    GatewayStatus Status() const;
 
     GatewayModel& Model() { return model_; }
     FaultPlan& Faults() { return faults_; }

@@ -45,6 +45,14 @@ std::vector<Lock> GatewayModel::Locks() const {
     return locks;
 }
 
+std::vector<LockStatus> GatewayModel::LockStatuses(Lock::TimePoint now) const {
+    std::vector<LockStatus> statuses;
+    for (const auto& [address, lock] : locks_) {
+        statuses.push_back(StatusOf(lock, now));
+    }
+    return statuses;
+}
+
 bool GatewayModel::AcceptCounter(std::uint32_t requestCounter) {
     if (requestCounter != counter_ + 1U) {
         return false;

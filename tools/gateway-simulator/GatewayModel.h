@@ -8,6 +8,7 @@
 
 #include "tools/gateway-simulator/Frame.h"
 #include "tools/gateway-simulator/FrameCodec.h"
+#include "tools/gateway-simulator/GatewayStatus.h"
 #include "tools/gateway-simulator/Lock.h"
 #include "tools/gateway-simulator/LockCommands.h"
 #include "tools/gateway-simulator/ProtocolCodes.h"
@@ -33,6 +34,7 @@ class GatewayModel {
     Lock* FindLock(std::uint32_t address);
     // By address.
     std::vector<Lock> Locks() const;
+    std::vector<LockStatus> LockStatuses(Lock::TimePoint now) const;
 
     // A counter one above the gateway's is accepted and becomes the gateway's, whatever the request comes to;
     // any other leaves it as it is. Counts on from 0xFFFFFFFF to 0.

@@ -91,6 +91,10 @@ bool GatewaySimulator::IsConnected() const {
     return loop_->Run([](Gateway& gateway) { return gateway.IsConnected(); });
 }
 
+GatewayStatus GatewaySimulator::Status() const {
+    return loop_->Run([](Gateway& gateway) { return gateway.Status(); });
+}
+
 bool GatewaySimulator::AddLock(std::uint32_t address) {
     return AddLock(Lock(address, whitelistCapacity_));
 }

@@ -13,6 +13,7 @@
 #include "tools/gateway-simulator/Bytes.h"
 #include "tools/gateway-simulator/EventSource.h"
 #include "tools/gateway-simulator/Fault.h"
+#include "tools/gateway-simulator/GatewayStatus.h"
 #include "tools/gateway-simulator/Lock.h"
 #include "tools/gateway-simulator/ProtocolCodes.h"
 #include "tools/gateway-simulator/ReceivedFrame.h"
@@ -50,6 +51,8 @@ class GatewaySimulator {
     std::size_t ConnectionCount() const;
     // Whether a connection stands.
     bool IsConnected() const;
+    // All that a person sees of it, at one moment. Does not copy the cards.
+    GatewayStatus Status() const;
 
     // Adds a closed lock with the whitelist capacity of the options. False when its address is taken. A whitelist that
     // is kept for the address takes the place of the lock's.

@@ -88,7 +88,7 @@ Action ParseCardLength(Arguments& arguments) {
 std::string DescribeLock(const Lock& lock) {
     const Lock::StatusBytes& status = lock.Status();
     std::ostringstream text;
-    text << "lock " << lock.Address() << ": " << StateText(lock) << ", status "
+    text << "lock " << lock.Address() << ": " << StateText(lock.StateAt(Lock::Clock::now())) << ", status "
          << ToHex(Bytes(status.begin(), status.end())) << ", whitelist "
          << (lock.Cards().IsEnabled() ? "enabled" : "disabled") << ", " << lock.Cards().Entries().size() << " of "
          << lock.Cards().Capacity() << " cards" << (lock.PendingEvent() ? ", event pending" : "");

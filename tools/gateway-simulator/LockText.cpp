@@ -10,8 +10,8 @@ constexpr std::array<const char*, 3> kStateNames = {"closed", "open", "open for 
 
 }  // namespace
 
-const char* StateText(const Lock& lock) {
-    return kStateNames.at(static_cast<std::size_t>(lock.StateAt(Lock::Clock::now())));
+const char* StateText(Lock::State state) {
+    return kStateNames.at(static_cast<std::size_t>(state));
 }
 
 }  // namespace Simulator

@@ -4,7 +4,7 @@
 
 namespace Simulator {
 
-// What a lock does just now, in words: "closed", "open" or "open for a while".
-const char* StateText(const Lock& lock);
+// What a lock does, in words: "closed", "open" or "open for a while".
+const char* StateText(Lock::State state);
 
 }  // namespace Simulator

@@ -38,12 +38,9 @@ GatewayView PlayedGateway::View() const {
     GatewayView view;
     view.id = description_.id;
     view.name = description_.name;
-    view.address = Address();
-    view.connected = gateway_.IsConnected();
-    view.counter = gateway_.Counter();
-    view.locks = gateway_.Locks();
+    view.status = gateway_.Status();
+    view.address = AddressText(description_.options.host, view.status.port);
     view.lockNames = description_.lockNames;
-    view.faults = gateway_.Faults();
     return view;
 }
 

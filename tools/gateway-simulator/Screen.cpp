@@ -29,7 +29,7 @@ std::size_t FixedRows(const ScreenSize& size) {
 
 std::string TitleText(const ScreenState& state) {
     const auto connected = std::count_if(state.gateways.begin(), state.gateways.end(),
-                                         [](const GatewayView& gateway) { return gateway.connected; });
+                                         [](const GatewayView& gateway) { return gateway.status.connected; });
     return "gateway-simulator: " + Counted(state.gateways.size(), "gateway") + ", " + std::to_string(connected) +
            " connected. Commands below, \"help\" lists them, \"quit\" ends.";
 }
@@ -44,35 +44,34 @@ std::string FaultsText(const std::vector<Fault>& faults) {
 
 std::string GatewayText(const GatewayView& gateway) {
     return "gateway " + std::to_string(gateway.id) + (gateway.name.empty() ? "" : " " + gateway.name) + ", " +
-           gateway.address + ", " + (gateway.connected ? "connected" : "not connected") + ", counter " +
-           std::to_string(gateway.counter) + FaultsText(gateway.faults);
+           gateway.address + ", " + (gateway.status.connected ? "connected" : "not connected") + ", counter " +
+           std::to_string(gateway.status.counter) + FaultsText(gateway.status.faults);
 }
 
-std::string LockName(const GatewayView& gateway, const Lock& lock) {
-    const auto name = gateway.lockNames.find(lock.Address());
+std::string LockName(const GatewayView& gateway, const LockStatus& lock) {
+    const auto name = gateway.lockNames.find(lock.address);
     const bool hasName = name != gateway.lockNames.end() && !name->second.empty();
-    return "lock " + std::to_string(lock.Address()) + (hasName ? " " + name->second : "");
+    return "lock " + std::to_string(lock.address) + (hasName ? " " + name->second : "");
 }
 
-std::string FlagsText(const Lock& lock) {
+std::string FlagsText(const LockStatus& lock) {
     std::string text;
-    text += lock.HasFlag(Lock::StatusFlag::kMechanicalActive) ? ", mechanical" : "";
-    text += lock.HasFlag(Lock::StatusFlag::kBatteryWarning) ? ", battery warning" : "";
-    text += lock.HasFlag(Lock::StatusFlag::kBatteryAlarm) ? ", battery alarm" : "";
-    text += lock.PendingEvent() ? ", event pending" : "";
+    text += lock.mechanicalActive ? ", mechanical" : "";
+    text += lock.batteryWarning ? ", battery warning" : "";
+    text += lock.batteryAlarm ? ", battery alarm" : "";
+    text += lock.eventPending ? ", event pending" : "";
     return text;
 }
 
-std::string LockText(const Lock& lock) {
-    return PadColumns(StateText(lock), kStateColumns) + "  battery " + std::to_string(lock.BatteryStatus()) +
-           " level " + std::to_string(lock.BatteryLevel()) + "  whitelist " +
-           std::to_string(lock.Cards().Entries().size()) + " of " + std::to_string(lock.Cards().Capacity()) +
-           (lock.Cards().IsEnabled() ? "" : " disabled") + FlagsText(lock);
+std::string LockText(const LockStatus& lock) {
+    return PadColumns(StateText(lock.state), kStateColumns) + "  battery " + std::to_string(lock.batteryStatus) +
+           " level " + std::to_string(lock.batteryLevel) + "  whitelist " + std::to_string(lock.cards) + " of " +
+           std::to_string(lock.capacity) + (lock.whitelistEnabled ? "" : " disabled") + FlagsText(lock);
 }
 
 std::size_t NameColumns(const GatewayView& gateway) {
     std::size_t columns = 0;
-    for (const Lock& lock : gateway.locks) {
+    for (const LockStatus& lock : gateway.status.locks) {
         columns = std::max(columns, ColumnsOf(LockName(gateway, lock)));
     }
     return std::min(columns, kLongestLockName);
@@ -80,7 +79,7 @@ std::size_t NameColumns(const GatewayView& gateway) {
 
 // The rows of a gateway without its frames.
 std::size_t RowsWithoutFrames(const GatewayView& gateway) {
-    return 1 + gateway.locks.size();
+    return 1 + gateway.status.locks.size();
 }
 
 // The last `count` of the lines, those that the person has gone back by left out.
@@ -132,14 +131,14 @@ class Layout {
   private:
     void AddLocks(const GatewayView& gateway, std::size_t rows) {
         const std::size_t columns = NameColumns(gateway);
-        const bool fit = gateway.locks.size() <= rows;
-        const std::size_t shown = fit ? gateway.locks.size() : rows - std::min<std::size_t>(rows, 1);
+        const bool fit = gateway.status.locks.size() <= rows;
+        const std::size_t shown = fit ? gateway.status.locks.size() : rows - std::min<std::size_t>(rows, 1);
         for (std::size_t index = 0; index < shown; ++index) {
-            const Lock& lock = gateway.locks.at(index);
+            const LockStatus& lock = gateway.status.locks.at(index);
             Add(kLockIndent + PadColumns(LockName(gateway, lock), columns) + "  " + LockText(lock));
         }
         if (!fit && rows > 0) {
-            Add(kLockIndent + std::string("and ") + Counted(gateway.locks.size() - shown, "more lock"));
+            Add(kLockIndent + std::string("and ") + Counted(gateway.status.locks.size() - shown, "more lock"));
         }
     }
 

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/gateway-simulator/Fault.h"
-#include "tools/gateway-simulator/Lock.h"
+#include "tools/gateway-simulator/GatewayStatus.h"
 
 namespace Simulator {
 
@@ -17,12 +16,9 @@ struct GatewayView {
     std::string name;
     // "127.0.0.1:2101".
     std::string address;
-    bool connected = false;
-    std::uint32_t counter = 0;
-    std::vector<Lock> locks;
+    GatewayStatus status;
     // By address; a lock without a name may be missing.
     std::map<std::uint32_t, std::string> lockNames;
-    std::vector<Fault> faults;
     // Lines of what happened, oldest first.
     std::vector<std::string> recent;
 };

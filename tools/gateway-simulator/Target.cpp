@@ -3,9 +3,10 @@
 namespace Simulator {
 
 std::string DescribeTarget(const Target& target) {
-    const std::size_t locks = target.gateway.Locks().size();
-    return std::to_string(target.id) + ": " + AddressText(target.host, target.gateway.Port()) + ", " +
-           (target.gateway.IsConnected() ? "connected" : "not connected") + ", " + std::to_string(locks) +
+    const GatewayStatus status = target.gateway.Status();
+    const std::size_t locks = status.locks.size();
+    return std::to_string(target.id) + ": " + AddressText(target.host, status.port) + ", " +
+           (status.connected ? "connected" : "not connected") + ", " + std::to_string(locks) +
            (locks == 1 ? " lock" : " locks") + (target.name.empty() ? "" : ", " + target.name);
 }
 
