@@ -21,7 +21,7 @@ bool CanPlaceTheCursor() {
     return movement != nullptr && reinterpret_cast<std::intptr_t>(movement) != -1;
 }
 
-// A job that changes the terminal while it is in the background is stopped.
+// False without a terminal, too. A job that changes the terminal while it is in the background is stopped.
 bool IsInForeground() {
     return tcgetpgrp(STDIN_FILENO) == getpgrp();
 }
@@ -29,7 +29,7 @@ bool IsInForeground() {
 }  // namespace
 
 bool IsTerminalUsable() {
-    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && IsInForeground() && CanPlaceTheCursor();
+    return IsInForeground() && isatty(STDOUT_FILENO) == 1 && CanPlaceTheCursor();
 }
 
 }  // namespace Simulator
