@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <limits>
 #include <set>
+#include <system_error>
 
 #include "tools/gateway-simulator/JsonFile.h"
 #include "tools/gateway-simulator/TextFile.h"
