@@ -73,16 +73,11 @@ attr_t AttributeOf(ScreenLine::Style style) {
 
 }  // namespace
 
-Terminal::Terminal()
-    // The library asks the locale which bytes are characters. The gateways' threads run already, so that of the process
-    // must not change.
-    : locale_(newlocale(LC_CTYPE_MASK, "", nullptr)) {
-    uselocale(locale_ == nullptr ? LC_GLOBAL_LOCALE : locale_);
+Terminal::Terminal() {
     // Its own handler for this signal draws, on whichever thread the signal meets.
     static_cast<void>(std::signal(SIGTSTP, SIG_IGN));
     screen_ = newterm(nullptr, stdout, stdin);
     if (screen_ == nullptr) {
-        FreeLocale();
         throw std::runtime_error("The terminal cannot show a screen; try --plain");
     }
     set_escdelay(kEscapeMilliseconds);
@@ -95,14 +90,6 @@ Terminal::Terminal()
 Terminal::~Terminal() {
     endwin();
     delscreen(screen_);
-    FreeLocale();
-}
-
-void Terminal::FreeLocale() const {
-    uselocale(LC_GLOBAL_LOCALE);
-    if (locale_ != nullptr) {
-        freelocale(locale_);
-    }
 }
 
 ScreenSize Terminal::Size() {

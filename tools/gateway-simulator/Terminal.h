@@ -1,7 +1,5 @@
 #pragma once
 
-#include <locale.h>
-
 #include <optional>
 
 #include "tools/gateway-simulator/LineEditor.h"
@@ -15,7 +13,8 @@ namespace Simulator {
 // The terminal on standard input and standard output, which is the screen's from construction to destruction and then
 // as it was before.
 //
-// For the thread that made it, and one at a time in a process.
+// For the thread that made it, and one at a time in a process. Which bytes are characters is asked of the locale of the
+// process, which must be set before.
 class Terminal {
   public:
     // Throws std::runtime_error when the terminal cannot show a screen.
@@ -35,10 +34,6 @@ class Terminal {
     static bool IsGone();
 
   private:
-    void FreeLocale() const;
-
-    // Null when the environment names none that there is.
-    locale_t locale_;
     ::screen* screen_ = nullptr;
 };
 

@@ -1,3 +1,4 @@
+#include <clocale>
 #include <csignal>
 #include <iostream>
 #include <stdexcept>
@@ -49,6 +50,9 @@ int RunProgram(const Simulator::ProgramOptions& options) {
 int main(int argumentCount, char** arguments) {
     // Whoever reads our output may go before us.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    // For the status screen, and here because no other thread may run yet. The terminal library of Debian 13 does not
+    // look at the locale of a thread.
+    std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe)
     const Simulator::ParsedOptions parsed = Simulator::ParseOptions(argumentCount, arguments);
     return parsed.run ? RunProgram(parsed.options) : parsed.exitStatus;
 }
