@@ -21,13 +21,29 @@ run_apt() {
 }
 
 # main_archive CODENAME: where this machine has that Debian from: the same place has other releases and architectures.
-# The label keeps the security archive out.
+# apt knows it only from its lists, which a fresh machine may lack.
 main_archive() {
     local addresses
-    # shellcheck disable=SC2016 # apt fills in the address
-    addresses=$(apt-get indextargets --format '$(REPO_URI)' \
-        'Created-By: Packages' "Codename: $1" 'Label: Debian' 'Component: main')
+    addresses=$(main_archives "$1")
+    if [ -z "$addresses" ]; then
+        update_lists
+        addresses=$(main_archives "$1")
+    fi
     echo "${addresses%%$'\n'*}"
+}
+
+# The label keeps the security archive out.
+main_archives() {
+    # shellcheck disable=SC2016 # apt fills in the address
+    apt-get indextargets --format '$(REPO_URI)' \
+        'Created-By: Packages' "Codename: $1" 'Label: Debian' 'Component: main'
+}
+
+update_lists() {
+    local as_root=()
+    [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+    say "apt has no lists here, updating them" >&2
+    "${as_root[@]}" apt-get --quiet=2 update >&2 || say "apt could not refresh its lists" >&2
 }
 
 # make_borrow_folder FOLDER CODENAME ARCHITECTURE: lays out a folder that holds all that fetching leaves behind, with
