@@ -50,7 +50,7 @@ make_armhf_sysroot() {
 # What scripts/test --armhf builds and runs, in arguments of CTest: unit tests by program, and the system tests of the
 # main road. The simulator's own tests and the fuzzers' corpora are left to the other builds.
 readonly armhf_test_programs=(
-    diagnostics_test threading_test net_test messages_test gateway_test
+    diagnostics_test threading_test net_test messages_test gateway_test gateway_other_time_width_test
     mux_messages_test mux_configuration_test mux_test other_time_width_test mux_client_test muxctl_test system_tests
 )
 armhf_unit_tests=$(IFS='|' && echo "^(${armhf_test_programs[*]})\.")

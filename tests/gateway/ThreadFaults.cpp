@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds kPause{1};
 
 std::atomic<bool> timedLocksFail{false};
 std::atomic<int> allowedThreads{kUnlimited};
-std::atomic<long> lastLockDeadline{0};
+std::atomic<std::time_t> lastLockDeadline{0};
 thread_local bool pausesAfterUnlocks = false;
 
 // Of this thread, taken with a timed lock and not yet unlocked; a thread takes few one within the other.
@@ -96,7 +96,7 @@ ThreadCreationFails::~ThreadCreationFails() {
     allowedThreads = kUnlimited;
 }
 
-long LastLockDeadline() {
+std::time_t LastLockDeadline() {
     return lastLockDeadline;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <ctime>
+
 namespace Testing {
 
 // Makes calls of the thread library fail, as they do when resources run out, or take long. The test program is linked
@@ -24,7 +26,7 @@ class ThreadCreationFails {
 };
 
 // The seconds of the deadline with which a timed lock was asked for last, by any thread.
-long LastLockDeadline();
+std::time_t LastLockDeadline();
 
 // Whether the calling thread holds a mutex that it took with a timed lock, as the program's guards do.
 bool HoldsTimedLock();
