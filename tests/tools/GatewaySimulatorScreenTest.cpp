@@ -159,6 +159,8 @@ TEST(GatewaySimulatorScreenTest, LeavesReadingFromTheTerminalAsItWas) {
     ASSERT_TRUE(terminal.WaitFor("> "));
     terminal.Type("quit\r");
     ASSERT_TRUE(terminal.WaitFor(kLeaveScreen));
+    // The library leaves the screen first and gives the modes back then.
+    ASSERT_TRUE(Testing::WaitUntil([&terminal] { return terminal.IsInLineMode(); }));
     terminal.Type("a line\n");
     ASSERT_TRUE(terminal.WaitFor("a line")) << "as typed";
     ASSERT_TRUE(terminal.WaitFor("a line")) << "as read";
