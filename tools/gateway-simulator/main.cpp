@@ -52,7 +52,7 @@ int main(int argumentCount, char** arguments) {
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     // For the status screen, and here because no other thread may run yet. The terminal library of Debian 13 does not
     // look at the locale of a thread.
-    std::setlocale(LC_CTYPE, "");  // NOLINT(concurrency-mt-unsafe)
+    static_cast<void>(std::setlocale(LC_CTYPE, ""));  // NOLINT(concurrency-mt-unsafe)
     const Simulator::ParsedOptions parsed = Simulator::ParseOptions(argumentCount, arguments);
     return parsed.run ? RunProgram(parsed.options) : parsed.exitStatus;
 }
