@@ -21,6 +21,7 @@ from programs import Client, PlayError, free_port, wait_until  # noqa: E402
 
 DEADLINE = 60.0
 IDLE_SECONDS = 5
+SILENT_CLIENTS = 10
 REFUSED = 200
 FORWARDED = 10
 UNKNOWN_GATEWAY = 999
@@ -30,7 +31,7 @@ IDLE_PASSES = {
     "gateways loop: gateways connected, request queue found empty": (
         "Mux::BrenkMux::ConnectVirtualGateways()", "Mux::BrenkMux::PopNextMessage()"),
     "send thread of a gateway: queue found empty": ("Brenk::VirtualGateway::SendCycle()",),
-    "receive thread: one silent client": ("Brenk::Net::ServerSocket::ReceivePass()",),
+    "receive thread: clients silent": ("Brenk::Net::ServerSocket::ReceivePass()",),
 }
 REQUEST_STEPS = {
     "receive, cut, parse and queue": ("Brenk::Net::ServerSocket::DrainReadyClients()",),
@@ -77,6 +78,7 @@ class ProfiledMux:
             ["valgrind", "--quiet", "--tool=callgrind", f"--callgrind-out-file={folder / 'profile'}", "--instr-atstart=no",
              str(pathlib.Path(program).resolve()), "--port", f"--port={port}", "--configFile", str(configuration)],
             stdout=subprocess.DEVNULL, cwd=folder)
+        self.port = port
         self.client = Client(port, DEADLINE)
         wait_until(lambda: self.gateways.connections, "The gateway connected", DEADLINE)
         self.request(UNKNOWN_GATEWAY)
@@ -109,8 +111,8 @@ class ProfiledMux:
         self.process.wait()
 
 
-def print_idle_passes(calls):
-    print("Instructions of a pass that finds nothing to do")
+def print_idle_passes(calls, clients):
+    print(f"Instructions of a pass that finds nothing to do, clients: {clients}")
     for what, functions in IDLE_PASSES.items():
         each = [calls.of(function) for function in functions]
         passes = each[0][0]
@@ -134,7 +136,12 @@ def main(program, folder):
     folder.mkdir(parents=True, exist_ok=True)
     mux = ProfiledMux(program, folder)
     try:
-        print_idle_passes(mux.profile(lambda: time.sleep(IDLE_SECONDS)))
+        print_idle_passes(mux.profile(lambda: time.sleep(IDLE_SECONDS)), clients=1)
+        others = [Client(mux.port, DEADLINE) for _ in range(SILENT_CLIENTS - 1)]
+        time.sleep(IDLE_SECONDS)
+        print_idle_passes(mux.profile(lambda: time.sleep(IDLE_SECONDS)), clients=SILENT_CLIENTS)
+        for other in others:
+            other.close()
         refused = mux.profile(lambda: [mux.request(UNKNOWN_GATEWAY) for _ in range(REFUSED)])
         print_request("a request that the Mux refuses", refused, REFUSED)
         forwarded = mux.profile(lambda: [mux.request(1) for _ in range(FORWARDED)])

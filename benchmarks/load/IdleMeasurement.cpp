@@ -7,14 +7,20 @@
 #include <thread>
 
 #include "benchmarks/load/Clock.h"
+#include "benchmarks/load/PinnedProcess.h"
 #include "benchmarks/load/ProcessFigures.h"
 
 namespace Load {
 namespace {
 
+// A thread that is woken more often in a second is a loop of the Mux's pace.
+constexpr double kLoopWakeUps = 100;
+
 // What each number of clients cost in one turn, for each second.
 struct Cost {
     double cpuMilliseconds = 0;
+    // The part of the threads that are no loops.
+    double cpuBesideLoops = 0;
     double wakeUps = 0;
     double preemptions = 0;
 };
@@ -25,12 +31,23 @@ struct Figure {
     const char* name;
     double Cost::*member;
     const char* unit;
-    bool isCompared;  // with the first number of clients
 };
 
-constexpr Figure kFigures[] = {{", CPU", &Cost::cpuMilliseconds, "ms/s", true},
-                               {", wake-ups", &Cost::wakeUps, "1/s", true},
-                               {", preemptions", &Cost::preemptions, "1/s", false}};
+constexpr Figure kFigures[] = {{", CPU", &Cost::cpuMilliseconds, "ms/s"},
+                               {", CPU beside the loops", &Cost::cpuBesideLoops, "ms/s"},
+                               {", wake-ups", &Cost::wakeUps, "1/s"},
+                               {", preemptions", &Cost::preemptions, "1/s"}};
+
+// What clients add to one of the first column, in per cent of the second.
+struct Growth {
+    const char* name;
+    double Cost::*member;
+    double Cost::*whole;
+};
+
+constexpr Growth kGrowths[] = {{", CPU", &Cost::cpuMilliseconds, &Cost::cpuMilliseconds},
+                               {", CPU beside the loops", &Cost::cpuBesideLoops, &Cost::cpuMilliseconds},
+                               {", wake-ups", &Cost::wakeUps, &Cost::wakeUps}};
 
 // The upper one of the two in the middle when the number of turns is even. There must be one.
 template <typename ValueOf>
@@ -42,19 +59,34 @@ double MedianOf(const std::vector<Turn>& turns, ValueOf valueOf) {
     return *middle;
 }
 
+// What a thread cost between two looks at it.
+Cost CostOf(const ThreadUse& before, const ThreadUse& after, double seconds) {
+    const auto perSecond = [seconds](std::uint64_t from, std::uint64_t to) {
+        return static_cast<double>(to - from) / seconds;
+    };
+    const std::chrono::duration<double, std::milli> cpu = after.cpuTime - before.cpuTime;
+    Cost cost;
+    cost.cpuMilliseconds = cpu.count() / seconds;
+    cost.wakeUps = perSecond(before.voluntarySwitches, after.voluntarySwitches);
+    cost.cpuBesideLoops = cost.wakeUps > kLoopWakeUps ? 0 : cost.cpuMilliseconds;
+    cost.preemptions = perSecond(before.involuntarySwitches, after.involuntarySwitches);
+    return cost;
+}
+
 Cost CostOf(pid_t process, std::chrono::nanoseconds duration) {
-    const ContextSwitches switchesBefore = ContextSwitchesOf(process);
-    const std::chrono::nanoseconds cpuBefore = CpuTimeOf(process);
+    const auto before = ThreadsOf(process);
     const Clock::time_point start = Clock::now();
     std::this_thread::sleep_for(duration);
     const std::chrono::duration<double> elapsed = Clock::now() - start;
-    const std::chrono::duration<double, std::milli> cpu = CpuTimeOf(process) - cpuBefore;
-    const ContextSwitches switches = ContextSwitchesOf(process);
-    const auto perSecond = [&](std::uint64_t now, std::uint64_t before) {
-        return static_cast<double>(now - before) / elapsed.count();
-    };
-    return {cpu.count() / elapsed.count(), perSecond(switches.voluntary, switchesBefore.voluntary),
-            perSecond(switches.involuntary, switchesBefore.involuntary)};
+    Cost sum;
+    for (const auto& [thread, use] : ThreadsOf(process)) {
+        const auto known = before.find(thread);
+        const Cost cost = CostOf(known == before.end() ? ThreadUse() : known->second, use, elapsed.count());
+        for (const Figure& figure : kFigures) {
+            sum.*figure.member += cost.*figure.member;
+        }
+    }
+    return sum;
 }
 
 // With this many clients, measured for one turn.
@@ -68,9 +100,28 @@ Cost MeasureTurn(const Target& target, const IdleMeasurement::Options& options, 
     return CostOf(options.process, options.duration / options.turns);
 }
 
+// Of the number of clients that is at this place in each turn.
+void AddFigures(Report& report, const std::vector<Turn>& turns, std::size_t index, const std::string& clients) {
+    for (const Figure& figure : kFigures) {
+        const auto value = [&](const Turn& turn) { return turn.at(index).*figure.member; };
+        report.Add("idle, clients " + clients + figure.name, MedianOf(turns, value), figure.unit);
+    }
+    if (index == 0) {
+        return;
+    }
+    for (const Growth& growth : kGrowths) {
+        const auto percent = [&](const Turn& turn) {
+            const Cost& first = turn.front();
+            return (turn.at(index).*growth.member - first.*growth.member) / first.*growth.whole * 100;
+        };
+        report.Add("idle, " + clients + " clients add" + growth.name, MedianOf(turns, percent), "%");
+    }
+}
+
 }  // namespace
 
 void IdleMeasurement::Run(Report& report) const {
+    const PinnedProcess pinned(options_.process);
     std::vector<Turn> turns(options_.turns);
     for (Turn& turn : turns) {
         for (const std::size_t clients : options_.clients) {
@@ -78,17 +129,7 @@ void IdleMeasurement::Run(Report& report) const {
         }
     }
     for (std::size_t index = 0; index < options_.clients.size(); ++index) {
-        const std::string clients = std::to_string(options_.clients.at(index));
-        for (const Figure& figure : kFigures) {
-            const auto value = [&](const Turn& turn) { return turn.at(index).*figure.member; };
-            report.Add("idle, clients " + clients + figure.name, MedianOf(turns, value), figure.unit);
-            if (index > 0 && figure.isCompared) {
-                const auto percent = [&](const Turn& turn) {
-                    return (value(turn) / turn.front().*figure.member - 1) * 100;
-                };
-                report.Add("idle, " + clients + " clients add" + figure.name, MedianOf(turns, percent), "%");
-            }
-        }
+        AddFigures(report, turns, index, std::to_string(options_.clients.at(index)));
     }
 }
 

@@ -16,7 +16,11 @@ namespace Load {
 // connected that send nothing, and what each number adds to the first one.
 //
 // The numbers take turns, since what a sleeping process costs drifts by more in a minute than ten silent clients add.
-// Each figure is the median of its turns.
+// Each figure is the median of its turns. All threads stay on one CPU meanwhile: that makes most of the drift go away.
+//
+// What is left of it, some per cent from turn to turn, would still hide what clients add. So the threads that are no
+// loops of the pace are also taken by themselves: clients that are silent concern only them, as the loops' instructions
+// show.
 class IdleMeasurement {
   public:
     struct Options {

@@ -27,6 +27,11 @@ std::string TextOf(const path& file) {
     return text;
 }
 
+// The scheduler's figures of a thread begin with its time on a CPU.
+std::chrono::nanoseconds CpuTimeIn(const path& schedulerFigures) {
+    return std::chrono::nanoseconds(std::stoll(TextOf(schedulerFigures)));
+}
+
 }  // namespace
 
 std::chrono::nanoseconds CpuTimeOf(pid_t process) {
@@ -41,14 +46,15 @@ std::chrono::nanoseconds CpuTimeOf(pid_t process) {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-ContextSwitches ContextSwitchesOf(pid_t process) {
-    ContextSwitches sum;
+std::map<pid_t, ThreadUse> ThreadsOf(pid_t process) {
+    std::map<pid_t, ThreadUse> threads;
     for (const auto& thread : std::filesystem::directory_iterator(FolderOf(process) / "task")) {
         const std::string status = TextOf(thread.path() / "status");
-        sum.voluntary += NumberOf(status, "voluntary_ctxt_switches");
-        sum.involuntary += NumberOf(status, "nonvoluntary_ctxt_switches");
+        threads[std::stoi(thread.path().filename())] = {CpuTimeIn(thread.path() / "schedstat"),
+                                                        NumberOf(status, "voluntary_ctxt_switches"),
+                                                        NumberOf(status, "nonvoluntary_ctxt_switches")};
     }
-    return sum;
+    return threads;
 }
 
 MemoryUse MemoryOf(pid_t process) {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 
 namespace Load {
@@ -15,15 +16,17 @@ namespace Load {
 // counts nanoseconds; /proc counts ticks of 10 ms.
 std::chrono::nanoseconds CpuTimeOf(pid_t process);
 
-struct ContextSwitches {
-    // A thread slept and was woken.
-    std::uint64_t voluntary = 0;
-    // A thread had to give way.
-    std::uint64_t involuntary = 0;
+// What a thread has used so far.
+struct ThreadUse {
+    std::chrono::nanoseconds cpuTime{0};
+    // It slept and was woken.
+    std::uint64_t voluntarySwitches = 0;
+    // It had to give way.
+    std::uint64_t involuntarySwitches = 0;
 };
 
-// The sum of its present threads.
-ContextSwitches ContextSwitchesOf(pid_t process);
+// The present threads of a process by their IDs. Their CPU time is the scheduler's, which counts nanoseconds.
+std::map<pid_t, ThreadUse> ThreadsOf(pid_t process);
 
 struct MemoryUse {
     std::uint64_t residentKib = 0;

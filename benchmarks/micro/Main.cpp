@@ -2,11 +2,25 @@
 // subject.
 
 #include <benchmark/benchmark.h>
+#include <sched.h>
 
 #include "benchmarks/micro/LogOutput.h"
 
+namespace {
+
+// Loops that sleep and wander between processors find cold caches: a pass costs a quarter more or less.
+void StayOnThisProcessor() {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu(), &one);
+    sched_setaffinity(0, sizeof one, &one);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
     Benchmark::FilterLogOut();
+    StayOnThisProcessor();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 64;

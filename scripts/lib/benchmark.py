@@ -27,6 +27,13 @@ SMOKE_SECONDS = 0.5
 # A gateway is sent a frame every 300 ms, and the first two are left out.
 FEWEST_GATEWAY_SECONDS = 1.5
 EVENT_GATEWAYS = 16
+MICRO_BENCHMARKS = "benchmarks/micro/micro-benchmarks"
+# For the beginning of a benchmark's name: the figure, the field that holds it, and what makes microseconds of it.
+IN_PROCESS = {
+    "AnsweredRequestLogFilteredOut/": ("in-process, CPU per answer, log filtered out", "cpu_per_answer", 1e6),
+    "AnsweredRequestLoggedToFileAndConsole/": ("in-process, CPU per answer, log written", "cpu_per_answer", 1e6),
+    "DrainOfAPass/500/": ("in-process, drain of a pass, per client of 500", "real_time", 1e-3),
+}
 
 
 class Figures:
@@ -170,6 +177,17 @@ class Benchmark:
                 self.load(name, port, "start-up", "--repetitions", str(self.options.repetitions), "--",
                           *self.command(name, port, gateway_ports))
 
+    def measure_in_process(self):
+        """What the parts of the Mux take by themselves, with the log filtered out or written."""
+        json_file = self.folder / "micro.json"
+        print("   in-process", flush=True)
+        run([str(self.programs / MICRO_BENCHMARKS), f"--benchmark_filter={'|'.join(IN_PROCESS)}",
+             f"--benchmark_min_time={self.seconds}", f"--benchmark_out={json_file}"])
+        for row in json.loads(json_file.read_text())["benchmarks"]:
+            for beginning, (figure, field, factor) in IN_PROCESS.items():
+                if row["name"].startswith(beginning):
+                    self.figures.add("Mux", figure, row[field] * factor, "us")
+
     def measure_binary(self):
         stripped = self.folder / "stripped"
         run(["strip", "-o", str(stripped), self.program("dw-hal-mux-brenk")])
@@ -179,6 +197,7 @@ class Benchmark:
 
     def run(self):
         self.measure_binary()
+        self.measure_in_process()
         self.measure_in_turns()
         self.measure_gateways()
         self.measure_memory()

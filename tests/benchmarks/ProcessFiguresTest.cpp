@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <future>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -46,11 +47,26 @@ TEST(ProcessFiguresTest, CpuTimeCountsWhatThreadsUsedThatHaveEnded) {
 }
 
 TEST(ProcessFiguresTest, ASleepIsAVoluntarySwitch) {
-    const std::uint64_t before = ContextSwitchesOf(getpid()).voluntary;
+    const std::uint64_t before = ThreadsOf(getpid()).at(gettid()).voluntarySwitches;
     for (int count = 0; count < 3; ++count) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_GE(ContextSwitchesOf(getpid()).voluntary, before + 3);
+    EXPECT_GE(ThreadsOf(getpid()).at(gettid()).voluntarySwitches, before + 3);
+}
+
+TEST(ProcessFiguresTest, AThreadsCpuTimeIsItsOwn) {
+    const auto own = [] { return ThreadsOf(getpid()).at(gettid()).cpuTime; };
+    std::promise<void> done;
+    const std::chrono::nanoseconds before = own();
+    std::thread worker([&] {
+        const std::chrono::nanoseconds start = own();
+        while (own() - start < std::chrono::milliseconds(50)) {
+        }
+        done.set_value();
+    });
+    done.get_future().wait();
+    EXPECT_LT(own() - before, std::chrono::milliseconds(50));
+    worker.join();
 }
 
 TEST(ProcessFiguresTest, TouchedPagesAreResident) {
@@ -71,7 +87,7 @@ TEST(ProcessFiguresTest, AnOpenSocketIsADescriptor) {
 
 TEST(ProcessFiguresTest, AProcessThatIsNotThereIsAnError) {
     EXPECT_THROW(CpuTimeOf(kNoProcess), std::system_error);
-    EXPECT_THROW(ContextSwitchesOf(kNoProcess), std::system_error);
+    EXPECT_THROW(ThreadsOf(kNoProcess), std::system_error);
     EXPECT_THROW(MemoryOf(kNoProcess), std::runtime_error);
     EXPECT_THROW(DescriptorCountOf(kNoProcess), std::system_error);
 }
