@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/WaitUntil.h"
+#include "tests/tools/OpenLockFrames.h"
 #include "tests/tools/PlainSocket.h"
 #include "tools/gateway-simulator/GatewaySimulator.h"
 
@@ -12,12 +13,12 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using Testing::kNextOk;
+using Testing::kNextOpen;
+using Testing::kOk;
+using Testing::kOpen;
 using Testing::PlainSocket;
 
-const std::string kOpen = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
-const std::string kOk = "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC";
-const std::string kNextOpen = "17 FE FD 12 01 00 00 04 00 00 03 EA 00 00 00 05 0A 00 00 00 00 41 15";
-const std::string kNextOk = "14 FE FD 0F 01 00 00 04 00 00 03 EA 00 00 00 05 00 00 28 E3";
 const std::string kWrongCounter = "13 FE FD 0E 01 00 00 01 00 00 00 01 00 00 01 00 01 08 4B";
 const std::string kCounterError = "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 00 00 07 00 00 03 E8 A7 07";
 const std::string kPinEvent =

@@ -2,59 +2,33 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <fstream>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/tools/ChildProcess.h"
+#include "tests/tools/OpenLockFrames.h"
 #include "tests/tools/PlainSocket.h"
+#include "tests/tools/SimulatorProcess.h"
 
 namespace {
 
 using Testing::ChildProcess;
 using testing::HasSubstr;
+using Testing::kOk;
+using Testing::kOpen;
 using testing::Not;
 using Testing::PlainSocket;
-
-const std::string kOpen = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
-const std::string kOk = "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC";
-
-std::vector<std::string> Command(const std::vector<std::string>& options) {
-    std::vector<std::string> command = {GATEWAY_SIMULATOR_PATH};
-    command.insert(command.end(), options.begin(), options.end());
-    return command;
-}
+using Testing::SimulatorCommand;
+using Testing::TemporaryFolder;
 
 // The port of the line that says it is ready.
 std::uint16_t WaitForPort(ChildProcess& program) {
-    const std::string text = "Listening on 127.0.0.1:";
-    EXPECT_TRUE(program.WaitForOutput(text));
-    EXPECT_TRUE(program.WaitForOutput("\n"));
-    const std::size_t found = program.Output().find(text);
-    return found == std::string::npos
-               ? std::uint16_t{0}
-               : static_cast<std::uint16_t>(std::stoul(program.Output().substr(found + text.size())));
+    return Testing::PortBehind(program, "Listening on 127.0.0.1:");
 }
 
-class ScriptFile {
-  public:
-    explicit ScriptFile(const std::string& text)
-        : path_(testing::TempDir() + "gateway-simulator-" + std::to_string(getpid())) {
-        std::ofstream(path_) << text;
-    }
-    ~ScriptFile() { unlink(path_.c_str()); }
-    ScriptFile(const ScriptFile&) = delete;
-    ScriptFile& operator=(const ScriptFile&) = delete;
-
-    const std::string& Path() const { return path_; }
-
-  private:
-    std::string path_;
-};
-
 TEST(GatewaySimulatorProgramTest, PrintsALineForEachFrameAndAnswer) {
-    ChildProcess program(Command({"--port", "0", "--locks", "5,6"}));
+    ChildProcess program(SimulatorCommand({"--port", "0", "--locks", "5,6"}));
     PlainSocket client(WaitForPort(program));
     client.Send(kOpen);
     EXPECT_EQ(client.Receive(20), kOk);
@@ -63,7 +37,7 @@ TEST(GatewaySimulatorProgramTest, PrintsALineForEachFrameAndAnswer) {
 }
 
 TEST(GatewaySimulatorProgramTest, TakesCounterLocksAndCapacityFromItsOptions) {
-    ChildProcess program(Command({"--port", "0", "--locks", "8,9", "--counter", "41", "--capacity", "2"}));
+    ChildProcess program(SimulatorCommand({"--port", "0", "--locks", "8,9", "--counter", "41", "--capacity", "2"}));
     program.Write("locks\n");
     EXPECT_TRUE(
         program.WaitForOutput("counter 41\n"
@@ -73,7 +47,8 @@ TEST(GatewaySimulatorProgramTest, TakesCounterLocksAndCapacityFromItsOptions) {
 
 // As its commands do.
 TEST(GatewaySimulatorProgramTest, TakesNumbersInItsOptionsAsDecimalOrHexadecimal) {
-    ChildProcess program(Command({"--port", "00", "--locks", "010,0x10", "--counter", "041", "--capacity", "0x0A"}));
+    ChildProcess program(
+        SimulatorCommand({"--port", "00", "--locks", "010,0x10", "--counter", "041", "--capacity", "0x0A"}));
     program.Write("locks\n");
     EXPECT_TRUE(
         program.WaitForOutput("counter 41\n"
@@ -83,7 +58,7 @@ TEST(GatewaySimulatorProgramTest, TakesNumbersInItsOptionsAsDecimalOrHexadecimal
 
 // A fault that is blocked ends the process before a debugger or a sanitizer has had its say.
 TEST(GatewaySimulatorProgramTest, KeepsSignalsButNoFaultsFromTheThreadsOfItsGateways) {
-    ChildProcess program(Command({"--port", "0"}));
+    ChildProcess program(SimulatorCommand({"--port", "0"}));
     WaitForPort(program);
     EXPECT_THAT(program.BlockedSignals(),
                 testing::Contains(testing::AllOf(testing::Contains(SIGTERM), testing::Contains(SIGINT),
@@ -94,7 +69,7 @@ TEST(GatewaySimulatorProgramTest, KeepsSignalsButNoFaultsFromTheThreadsOfItsGate
 }
 
 TEST(GatewaySimulatorProgramTest, PrintsNoFramesWhenQuiet) {
-    ChildProcess program(Command({"--port", "0", "--quiet"}));
+    ChildProcess program(SimulatorCommand({"--port", "0", "--quiet"}));
     PlainSocket client(WaitForPort(program));
     client.Send(kOpen);
     EXPECT_EQ(client.Receive(20), kOk);
@@ -105,7 +80,7 @@ TEST(GatewaySimulatorProgramTest, PrintsNoFramesWhenQuiet) {
 }
 
 TEST(GatewaySimulatorProgramTest, TakesCommandsFromStandardInput) {
-    ChildProcess program(Command({"--port", "0"}));
+    ChildProcess program(SimulatorCommand({"--port", "0"}));
     PlainSocket client(WaitForPort(program));
     ASSERT_TRUE(program.WaitForOutput("connection from 127.0.0.1:"));
     program.Write("nonsense\nwait 1\npin 5 1234\n");
@@ -115,7 +90,7 @@ TEST(GatewaySimulatorProgramTest, TakesCommandsFromStandardInput) {
 }
 
 TEST(GatewaySimulatorProgramTest, GoesOnWhenStandardInputCloses) {
-    ChildProcess program(Command({"--port", "0"}));
+    ChildProcess program(SimulatorCommand({"--port", "0"}));
     const std::uint16_t port = WaitForPort(program);
     program.Write("counter 1000\nlocks");
     program.CloseInput();
@@ -126,8 +101,10 @@ TEST(GatewaySimulatorProgramTest, GoesOnWhenStandardInputCloses) {
 }
 
 TEST(GatewaySimulatorProgramTest, RunsAScript) {
-    const ScriptFile script("# one answer under another code\nfault answer-code 0x33\nwait 1\nfaults\n");
-    ChildProcess program(Command({"--port", "0", "--script", script.Path()}));
+    const TemporaryFolder folder;
+    const std::string script =
+        folder.Write("script", "# one answer under another code\nfault answer-code 0x33\nwait 1\nfaults\n");
+    ChildProcess program(SimulatorCommand({"--port", "0", "--script", script}));
     PlainSocket client(WaitForPort(program));
     ASSERT_TRUE(program.WaitForOutput("answer-code 51 (for 1 more)\n"));
     client.Send(kOpen);
@@ -135,27 +112,29 @@ TEST(GatewaySimulatorProgramTest, RunsAScript) {
 }
 
 TEST(GatewaySimulatorProgramTest, DoesNotStartWithABadScript) {
-    const ScriptFile script("card 5 04\ncrad 5 04\n");
-    ChildProcess program(Command({"--port", "0", "--script", script.Path()}));
+    const TemporaryFolder folder;
+    const std::string script = folder.Write("script", "card 5 04\ncrad 5 04\n");
+    ChildProcess program(SimulatorCommand({"--port", "0", "--script", script}));
     EXPECT_EQ(program.WaitForExit(), 64);
-    EXPECT_EQ(program.Output(), script.Path() + ":2: there is no command \"crad\"; try help\n");
+    EXPECT_EQ(program.Output(), script + ":2: there is no command \"crad\"; try help\n");
 }
 
 TEST(GatewaySimulatorProgramTest, EndsWithZeroOnTermInterruptAndQuit) {
     for (const int number : {SIGTERM, SIGINT}) {
-        ChildProcess program(Command({"--port", "0"}));
+        ChildProcess program(SimulatorCommand({"--port", "0"}));
         WaitForPort(program);
         program.Signal(number);
         EXPECT_EQ(program.WaitForExit(), 0) << number;
     }
-    ChildProcess program(Command({"--port", "0"}));
+    ChildProcess program(SimulatorCommand({"--port", "0"}));
     program.Write("quit\n");
     EXPECT_EQ(program.WaitForExit(), 0);
 }
 
 TEST(GatewaySimulatorProgramTest, EndsWhileAScriptWaitsAndAnAnswerIsDelayed) {
-    const ScriptFile script("fault delay 3600000\nfaults\nwait 3600000\n");
-    ChildProcess program(Command({"--port", "0", "--script", script.Path()}));
+    const TemporaryFolder folder;
+    const std::string script = folder.Write("script", "fault delay 3600000\nfaults\nwait 3600000\n");
+    ChildProcess program(SimulatorCommand({"--port", "0", "--script", script}));
     PlainSocket client(WaitForPort(program));
     ASSERT_TRUE(program.WaitForOutput("delay 3600000 (for 1 more)\n"));
     client.Send(kOpen);
@@ -165,9 +144,9 @@ TEST(GatewaySimulatorProgramTest, EndsWhileAScriptWaitsAndAnAnswerIsDelayed) {
 }
 
 TEST(GatewaySimulatorProgramTest, SaysThatItsPortIsInUse) {
-    ChildProcess first(Command({"--port", "0"}));
+    ChildProcess first(SimulatorCommand({"--port", "0"}));
     const std::string port = std::to_string(WaitForPort(first));
-    ChildProcess second(Command({"--port", port}));
+    ChildProcess second(SimulatorCommand({"--port", port}));
     EXPECT_EQ(second.WaitForExit(), 1);
     EXPECT_EQ(second.Output(), "Cannot listen on 127.0.0.1:" + port + ": Address already in use\n");
 }
@@ -192,14 +171,14 @@ TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
                                                        {"--counter"},
                                                        {"stray"}};
     for (const std::vector<std::string>& options : bad) {
-        ChildProcess program(Command(options));
+        ChildProcess program(SimulatorCommand(options));
         EXPECT_EQ(program.WaitForExit(), 64) << options.front();
         EXPECT_NE(program.Output(), "");
     }
 }
 
 TEST(GatewaySimulatorProgramTest, TeachesItsCommandsInItsHelp) {
-    ChildProcess program(Command({"--help"}));
+    ChildProcess program(SimulatorCommand({"--help"}));
     EXPECT_EQ(program.WaitForExit(), 0);
     for (const char* word :
          {"--script", "card ADDRESS HEX [TYPE]", "pin ADDRESS DIGITS", "wait MILLISECONDS", "quit", "close-mid-frame",

@@ -8,17 +8,17 @@
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
+#include "tests/tools/OpenLockFrames.h"
 #include "tests/tools/PlainSocket.h"
 #include "tests/tools/PseudoTerminal.h"
 
 namespace {
 
 using testing::HasSubstr;
+using Testing::kOpen;
 using testing::Not;
 using Testing::PlainSocket;
 using Testing::PseudoTerminal;
-
-const std::string kOpen = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
 
 // What xterm is told to leave the screen with, for what was there before.
 const char* const kLeaveScreen = "\x1B[?1049l";

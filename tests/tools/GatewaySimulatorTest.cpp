@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tests/support/WaitUntil.h"
+#include "tests/tools/OpenLockFrames.h"
 #include "tests/tools/PlainSocket.h"
 #include "tools/gateway-simulator/FrameCodec.h"
 
@@ -18,6 +19,10 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using Testing::kNextOk;
+using Testing::kNextOpen;
+using Testing::kOk;
+using Testing::kOpen;
 using Testing::PlainSocket;
 using Testing::WaitUntil;
 
@@ -25,10 +30,6 @@ const std::string kRefresh = "13 FE FD 0E 01 00 00 01 00 00 00 01 00 00 01 00 01
 const std::string kRefreshAnswer = "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 00 00 07 00 00 03 E8 A7 07";
 const std::string kGetStatus = "13 FE FD 0E 01 00 00 02 00 00 03 E9 00 00 00 05 01 2F B9";
 const std::string kStatus = "1A FE FD 15 01 00 00 02 00 00 03 E9 00 00 00 05 01 0F 00 00 00 00 00 00 6D 02";
-const std::string kOpen = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
-const std::string kOk = "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC";
-const std::string kNextOpen = "17 FE FD 12 01 00 00 04 00 00 03 EA 00 00 00 05 0A 00 00 00 00 41 15";
-const std::string kNextOk = "14 FE FD 0F 01 00 00 04 00 00 03 EA 00 00 00 05 00 00 28 E3";
 const std::string kCardEvent5 =
     "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 0E 00 00 00 00 00 00 00 04 04 A1 B2 C3 AB 10";
 const std::string kPinEvent5 =

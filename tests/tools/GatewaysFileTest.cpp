@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "tests/support/TemporaryFolder.h"
+#include "tests/tools/CommandErrorOf.h"
 #include "tools/gateway-simulator/CommandError.h"
 
 namespace Simulator {
@@ -29,12 +30,7 @@ Lock ReadLock(const std::string& members) {
 }
 
 std::string ErrorOf(const std::string& text) {
-    try {
-        Read(text);
-    } catch (const CommandError& error) {
-        return error.what();
-    }
-    return "";
+    return Testing::CommandErrorOf([&] { Read(text); });
 }
 
 std::string ErrorOfGateway(const std::string& members) {

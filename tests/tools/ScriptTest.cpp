@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "tests/support/WaitUntil.h"
+#include "tests/tools/CommandErrorOf.h"
 #include "tools/gateway-simulator/CommandError.h"
 #include "tools/gateway-simulator/LabelledOutput.h"
 #include "tools/gateway-simulator/LineWriter.h"
@@ -21,12 +22,7 @@ std::vector<Step> Read(const std::string& text) {
 }
 
 std::string ErrorOf(const std::string& text) {
-    try {
-        Read(text);
-    } catch (const CommandError& error) {
-        return error.what();
-    }
-    return "";
+    return Testing::CommandErrorOf([&] { Read(text); });
 }
 
 // Runs steps on a loop of their own until they quit.
