@@ -61,7 +61,7 @@ void AnswerRequests(benchmark::State& state) {
         beyondIdle += busy - UsedWhile([&] { std::this_thread::sleep_for(elapsed); });
         state.SetIterationTime(Seconds(elapsed).count());
     }
-    const auto answers = static_cast<double>(state.iterations() * kRequests);
+    const double answers = static_cast<double>(state.iterations()) * static_cast<double>(kRequests);
     state.counters["cpu_per_answer"] = beyondIdle.count() / answers;
 }
 
