@@ -35,6 +35,15 @@ bool HoldsMuxPacket(std::vector<unsigned char>& data) {
     }
 }
 
+// Null for a request without a duration.
+std::string DurationText(const MuxLockOpenCloseMessagePayload* request) {
+    return request == nullptr ? "" : ". Duration is " + std::to_string(request->Duration());
+}
+
+std::string MessageIDOf(const MuxRequestRecord& record) {
+    return record.message == nullptr ? "" : record.message->MessageID();
+}
+
 }  // namespace
 
 void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsigned char>* data, void* context) {
@@ -96,9 +105,8 @@ void BrenkMux::LogReceivedMessage(const MuxMessage& message) const {
         return;
     }
     const auto* const openClose = dynamic_cast<const MuxLockOpenCloseMessagePayload*>(request);
-    const std::string duration = openClose == nullptr ? "" : ". Duration is " + std::to_string(openClose->Duration());
     MUX_LOG(plog::debug) << "The message is " << route->codeName << ", and the lockID is " << request->LockID()
-                         << " on gateway " << request->GatewayID() << duration;
+                         << " on gateway " << request->GatewayID() << DurationText(openClose);
 }
 
 void BrenkMux::PopNextMessage() {
@@ -137,7 +145,7 @@ BrenkMux::RecordPointer BrenkMux::TakeNextRequest(bool& isEmpty) {
 }
 
 void BrenkMux::ForwardRequest(RecordPointer record) {
-    const std::string messageID = record->message == nullptr ? "" : record->message->MessageID();
+    const std::string messageID = Diagnostics::IsLogged(plog::verbose) ? MessageIDOf(*record) : "";
     MUX_LOG(plog::verbose) << "Popped MuxRequestInfo with ID " << messageID << " for socket with FD "
                            << record->socketFD << ".";
     MuxRequestRecord* const handedOver = record.release();

@@ -7,6 +7,7 @@ namespace Brenk::Net {
 void ClientList::Add(const ClientPointer& client) {
     clients_.push_back(client);
     byDescriptor_.insert_or_assign(client->Descriptor(), std::prev(clients_.cend()));
+    ++version_;
 }
 
 bool ClientList::Remove(const ClientPointer& client) {
@@ -16,6 +17,7 @@ bool ClientList::Remove(const ClientPointer& client) {
     const auto position = byDescriptor_.find(client->Descriptor());
     clients_.erase(position->second);
     byDescriptor_.erase(position);
+    ++version_;
     return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <list>
 #include <unordered_map>
 #include <vector>
@@ -24,6 +25,9 @@ class ClientList {
     // Null when nobody has this number.
     ClientPointer Find(int descriptor) const;
 
+    // A number that is another one whenever a client has come or gone; never 0.
+    std::uint64_t Version() const { return version_; }
+
     // Replaces what is in `clients` by all clients of the list; the memory of `clients` is used again.
     void CopyTo(std::vector<ClientPointer>& clients) const;
 
@@ -35,6 +39,7 @@ class ClientList {
 
     Clients clients_;
     std::unordered_map<int, Clients::const_iterator> byDescriptor_;
+    std::uint64_t version_ = 1;
 };
 
 }  // namespace Brenk::Net

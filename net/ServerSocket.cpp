@@ -1,6 +1,7 @@
 #include "net/ServerSocket.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -25,6 +26,9 @@ constexpr int kListLockTimeout = 5;
 constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
 constexpr std::chrono::seconds kPause{1};
+
+// So many clients leave more behind than the allocator keeps for a few.
+constexpr std::size_t kCrowd = 64;
 
 // Descriptor numbers that are kept for everything that is no client: the log, a dump, gateways that connect anew.
 // Without them a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
@@ -239,6 +243,7 @@ void ServerSocket::ReceivePass() {
     }
     CollectClients();
     guard.Release();
+    TrimBehindCrowd();
     if (passClients_.empty()) {
         stop_.SleepFor(kPause);
         return;
@@ -250,12 +255,33 @@ void ServerSocket::ReceivePass() {
 }
 
 void ServerSocket::CollectClients() {
-    passClients_.clear();
+    const bool changed = clients_.With([this](const ClientList& clients) {
+        if (clients.Version() == passVersion_) {
+            return false;
+        }
+        clients.CopyTo(passClients_);
+        passVersion_ = clients.Version();
+        return true;
+    });
+    if (!changed) {
+        return;
+    }
     passEvents_.clear();
-    clients_.With([this](const ClientList& clients) { clients.CopyTo(passClients_); });
     for (const ClientPointer& client : passClients_) {
         passEvents_.push_back({client->Descriptor(), POLLIN, 0});
     }
+}
+
+// The allocator gives pages back by itself only at the end of its heap, where something of a long life stands by then.
+void ServerSocket::TrimBehindCrowd() {
+    crowd_ = std::max(crowd_, passClients_.size());
+    if (crowd_ < kCrowd || passClients_.size() > crowd_ / 2) {
+        return;
+    }
+    crowd_ = passClients_.size();
+    passClients_.shrink_to_fit();
+    passEvents_.shrink_to_fit();
+    malloc_trim(0);
 }
 
 int ServerSocket::WaitForActivity() {
@@ -279,7 +305,6 @@ void ServerSocket::DrainReadyClients() {
         }
     }
     CloseResetClients(resetClients);
-    passClients_.clear();
 }
 
 bool ServerSocket::DrainClient(ClientConnection& client) {

@@ -104,6 +104,7 @@ class ServerSocket {
     void ReceiveLoop();
     void ReceivePass();
     void CollectClients();
+    void TrimBehindCrowd();
     int WaitForActivity();
     void DrainReadyClients();
     bool DrainClient(ClientConnection& client);  // false when the client is to be closed
@@ -129,9 +130,13 @@ class ServerSocket {
     DataSentCallback dataSent_ = nullptr;
     void* context_ = nullptr;
 
-    // The receive thread's own: the clients of the current pass and what it waits for, index by index.
+    // The receive thread's own: the clients of the current pass and what it waits for, index by index. They are kept
+    // for the next pass unless the list has another version by then.
     std::vector<ClientPointer> passClients_;
     std::vector<pollfd> passEvents_;
+    std::uint64_t passVersion_ = 0;
+    // The most clients since memory was given back last.
+    std::size_t crowd_ = 0;
 
     Threading::StopSignal stop_;
     std::unique_ptr<Threading::Thread> acceptThread_;

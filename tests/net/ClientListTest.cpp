@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <vector>
 
 namespace Brenk::Net {
@@ -43,6 +44,18 @@ TEST_F(ClientListTest, KeepsTheOrderInWhichTheClientsCame) {
     std::vector<ClientPointer> copy = {client_};
     list_.CopyTo(copy);
     EXPECT_THAT(copy, ElementsAre(other_, client_));
+}
+
+TEST_F(ClientListTest, HasAnotherVersionWheneverAClientHasComeOrGone) {
+    std::set<std::uint64_t> versions = {0, list_.Version()};
+    list_.Add(client_);
+    EXPECT_TRUE(versions.insert(list_.Version()).second);
+    list_.Add(other_);
+    EXPECT_TRUE(versions.insert(list_.Version()).second);
+    list_.Remove(client_);
+    EXPECT_TRUE(versions.insert(list_.Version()).second);
+    list_.Remove(client_);
+    EXPECT_FALSE(versions.insert(list_.Version()).second);
 }
 
 TEST_F(ClientListTest, FindsAClientByItsDescriptorNumber) {
