@@ -34,7 +34,7 @@
 
 namespace {
 
-// The daemon's periods. Timer slack and thread stacks are the system's, as the daemon's are.
+// The daemon's periods. Timer slack is the system's, as the daemon's is.
 constexpr timespec kPass = {0, 1'000'000};
 constexpr timespec kGatewayPass = {0, 300'000'000};
 constexpr timespec kNoClientPause = {1, 0};

@@ -45,6 +45,7 @@ void AnsweringGateway::Accept() {
         }
         socket.set_option(tcp::no_delay(true));
         connection_.emplace(std::move(socket));
+        splitter_ = Simulator::FrameSplitter();
         Read();
         Accept();
     });

@@ -78,6 +78,10 @@ void AddEvents(CLI::App& app, Action& action) {
     const auto options = AddPlain<EventMeasurement>(*command, action);
     command->add_option("--gateways", options->gateways, "Played by this program")->check(CLI::PositiveNumber);
     command->add_option("--clients", options->clients)->check(CLI::PositiveNumber);
+    command->add_option_function<unsigned>(
+        "--longest-silence",
+        [options](const unsigned& seconds) { options->longestSilence = std::chrono::seconds(seconds); },
+        "Seconds: a gateway is silent for any time up to these before an event");
     AddSeconds(*command, options->duration);
 }
 

@@ -11,14 +11,17 @@ namespace Load {
 
 // From raising a card event at a quiet gateway to its arrival at each client.
 //
-// A gateway is quiet when the server's read thread waits for its next byte, which it does from 300 ms after the byte
-// before on; events are raised in turn at the gateways that have been silent for longer. A random pause before each
-// lets it meet the server's loops in any phase. The next event waits until all clients have the one before.
+// A gateway is quiet when the server's read thread waits for its next byte. It does so for 11 s from 300 ms after the
+// byte before on, then again after every further 300 ms. Events are raised in turn at the gateways that have been
+// silent for long enough: unless told otherwise just so long that the server waits, else for any time, so that some
+// events meet the 300 ms. A random pause before each lets it meet the server's loops in any phase. The next event waits
+// until all clients have the one before.
 class EventMeasurement {
   public:
     struct Options {
         std::size_t gateways = 64;
         std::size_t clients = 1;
+        std::chrono::milliseconds longestSilence{0};
         std::chrono::nanoseconds duration = std::chrono::seconds(20);
         // Events that are left out first.
         std::size_t warmUp = 10;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <map>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -13,8 +15,10 @@
 namespace Load {
 namespace {
 
-// A thread that is woken more often in a second is a loop of the Mux's pace.
-constexpr double kLoopWakeUps = 100;
+// A thread that is woken more often in a second while there are no clients is a loop of the pace.
+constexpr std::uint64_t kLoopWakeUps = 100;
+
+using Threads = std::map<pid_t, ThreadUse>;
 
 // What each number of clients cost in one turn, for each second.
 struct Cost {
@@ -59,8 +63,21 @@ double MedianOf(const std::vector<Turn>& turns, ValueOf valueOf) {
     return *middle;
 }
 
+std::set<pid_t> LoopsOf(pid_t process) {
+    const Threads before = ThreadsOf(process);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    std::set<pid_t> loops;
+    for (const auto& [thread, use] : ThreadsOf(process)) {
+        const auto known = before.find(thread);
+        if (known != before.end() && use.voluntarySwitches - known->second.voluntarySwitches > kLoopWakeUps) {
+            loops.insert(thread);
+        }
+    }
+    return loops;
+}
+
 // What a thread cost between two looks at it.
-Cost CostOf(const ThreadUse& before, const ThreadUse& after, double seconds) {
+Cost CostOf(const ThreadUse& before, const ThreadUse& after, bool isLoop, double seconds) {
     const auto perSecond = [seconds](std::uint64_t from, std::uint64_t to) {
         return static_cast<double>(to - from) / seconds;
     };
@@ -68,20 +85,21 @@ Cost CostOf(const ThreadUse& before, const ThreadUse& after, double seconds) {
     Cost cost;
     cost.cpuMilliseconds = cpu.count() / seconds;
     cost.wakeUps = perSecond(before.voluntarySwitches, after.voluntarySwitches);
-    cost.cpuBesideLoops = cost.wakeUps > kLoopWakeUps ? 0 : cost.cpuMilliseconds;
+    cost.cpuBesideLoops = isLoop ? 0 : cost.cpuMilliseconds;
     cost.preemptions = perSecond(before.involuntarySwitches, after.involuntarySwitches);
     return cost;
 }
 
-Cost CostOf(pid_t process, std::chrono::nanoseconds duration) {
-    const auto before = ThreadsOf(process);
+Cost CostOf(pid_t process, const std::set<pid_t>& loops, std::chrono::nanoseconds duration) {
+    const Threads before = ThreadsOf(process);
     const Clock::time_point start = Clock::now();
     std::this_thread::sleep_for(duration);
     const std::chrono::duration<double> elapsed = Clock::now() - start;
     Cost sum;
     for (const auto& [thread, use] : ThreadsOf(process)) {
         const auto known = before.find(thread);
-        const Cost cost = CostOf(known == before.end() ? ThreadUse() : known->second, use, elapsed.count());
+        const ThreadUse usedBefore = known == before.end() ? ThreadUse() : known->second;
+        const Cost cost = CostOf(usedBefore, use, loops.count(thread) > 0, elapsed.count());
         for (const Figure& figure : kFigures) {
             sum.*figure.member += cost.*figure.member;
         }
@@ -90,14 +108,15 @@ Cost CostOf(pid_t process, std::chrono::nanoseconds duration) {
 }
 
 // With this many clients, measured for one turn.
-Cost MeasureTurn(const Target& target, const IdleMeasurement::Options& options, std::size_t clients) {
+Cost MeasureTurn(const Target& target, const IdleMeasurement::Options& options, const std::set<pid_t>& loops,
+                 std::size_t clients) {
     asio::io_context loop;
     std::vector<asio::ip::tcp::socket> connections;
     while (connections.size() < clients) {
         connections.push_back(Connect(loop, target));
     }
     std::this_thread::sleep_for(options.warmUp);
-    return CostOf(options.process, options.duration / options.turns);
+    return CostOf(options.process, loops, options.duration / options.turns);
 }
 
 // Of the number of clients that is at this place in each turn.
@@ -122,10 +141,11 @@ void AddFigures(Report& report, const std::vector<Turn>& turns, std::size_t inde
 
 void IdleMeasurement::Run(Report& report) const {
     const PinnedProcess pinned(options_.process);
+    const std::set<pid_t> loops = LoopsOf(options_.process);
     std::vector<Turn> turns(options_.turns);
     for (Turn& turn : turns) {
         for (const std::size_t clients : options_.clients) {
-            turn.push_back(MeasureTurn(target_, options_, clients));
+            turn.push_back(MeasureTurn(target_, options_, loops, clients));
         }
     }
     for (std::size_t index = 0; index < options_.clients.size(); ++index) {

@@ -44,10 +44,13 @@ class IdleClients {
     std::vector<asio::ip::tcp::socket> clients_;
 };
 
-void AddMemory(Report& report, const std::string& name, pid_t process) {
+// Returns the resident memory.
+double AddMemory(Report& report, const std::string& name, pid_t process) {
     const MemoryUse use = MemoryOf(process);
-    report.Add(name + ", RSS", static_cast<double>(use.residentKib), "KiB");
+    const auto resident = static_cast<double>(use.residentKib);
+    report.Add(name + ", RSS", resident, "KiB");
     report.Add(name + ", PSS", static_cast<double>(use.proportionalKib), "KiB");
+    return resident;
 }
 
 }  // namespace
@@ -55,17 +58,21 @@ void AddMemory(Report& report, const std::string& name, pid_t process) {
 void MemoryMeasurement::Run(Report& report) const {
     std::this_thread::sleep_for(options_.warmUp);
     IdleClients clients(target_, options_.process);
+    std::vector<double> resident;
     for (const std::size_t count : options_.clients) {
         clients.GrowTo(count);
-        AddMemory(report, "memory, clients " + std::to_string(count), options_.process);
+        resident.push_back(AddMemory(report, "memory, clients " + std::to_string(count), options_.process));
     }
     clients.Leave();
-    AddMemory(report, "memory, all clients gone", options_.process);
+    std::this_thread::sleep_for(options_.warmUp);
+    resident.push_back(AddMemory(report, "memory, all clients gone", options_.process));
+    report.Add("memory, left by all clients, RSS", resident.back() - resident.front(), "KiB");
     for (std::size_t left = options_.connects; left > 0; left -= std::min(left, kCrowd)) {
         clients.GrowTo(std::min(left, kCrowd));
         clients.Leave();
     }
     if (options_.connects > 0) {
+        std::this_thread::sleep_for(options_.warmUp);
         AddMemory(report, "memory, after " + std::to_string(options_.connects) + " connects", options_.process);
     }
 }

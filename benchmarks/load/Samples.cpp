@@ -18,4 +18,9 @@ std::chrono::nanoseconds Samples::Percentile(double percent) const {
     return *position;
 }
 
+std::size_t Samples::CountAbove(std::chrono::nanoseconds time) const {
+    return static_cast<std::size_t>(
+        std::count_if(samples_.begin(), samples_.end(), [time](auto sample) { return sample > time; }));
+}
+
 }  // namespace Load

@@ -16,6 +16,8 @@ class Samples {
     // really measured, never one between two. Throws std::logic_error when there is no sample.
     std::chrono::nanoseconds Percentile(double percent) const;
     std::chrono::nanoseconds Median() const { return Percentile(50); }
+    // How many exceed a time.
+    std::size_t CountAbove(std::chrono::nanoseconds time) const;
     std::chrono::nanoseconds Max() const { return Percentile(100); }
 
   private:

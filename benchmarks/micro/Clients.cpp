@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -32,7 +33,9 @@ void StartServer(ServerSocket& server) {
         const std::unique_ptr<std::vector<unsigned char>> owned(packet);
         ++received;
     });
-    server.InitSocket();
+    if (!server.InitSocket()) {
+        throw std::runtime_error("the server cannot listen");
+    }
     server.StartAcceptLoop();
 }
 

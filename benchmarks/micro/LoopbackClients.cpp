@@ -55,6 +55,9 @@ void Connect(int descriptor, int port) {
 
 int NewClient(int port) {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (descriptor == -1) {
+        Fail("socket");
+    }
     const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstNumber);
     close(descriptor);
     if (moved == -1) {

@@ -4,6 +4,8 @@
 #include <benchmark/benchmark.h>
 #include <sched.h>
 
+#include <iostream>
+
 #include "benchmarks/micro/LogOutput.h"
 
 namespace {
@@ -13,7 +15,9 @@ void StayOnThisProcessor() {
     cpu_set_t one;
     CPU_ZERO(&one);
     CPU_SET(sched_getcpu(), &one);
-    sched_setaffinity(0, sizeof one, &one);
+    if (sched_setaffinity(0, sizeof one, &one) != 0) {
+        std::cerr << "Cannot stay on one processor: figures of loops that sleep will vary.\n";
+    }
 }
 
 }  // namespace

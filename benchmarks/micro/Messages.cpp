@@ -1,4 +1,4 @@
-// Client messages: every code that clients send parsed, every code that the Mux sends and every request written.
+// Client messages: every code parsed, every code that the Mux sends and every request written.
 
 #include <benchmark/benchmark.h>
 
@@ -37,10 +37,23 @@ constexpr Request kRequests[] = {
     {Mux::MUX_MESSAGE_EVENT_ACCESS_DENIED, kLock},
 };
 
+// What only the Mux sends, and a code that nobody has.
+constexpr Request kNoRequests[] = {
+    {Mux::MUX_MESSAGE_ACK, "{}"},
+    {Mux::MUX_MESSAGE_NACK, R"({"errorCode":0,"errorText":"Error in request"})"},
+    {Mux::MUX_MESSAGE_EVENT_CARD_READER, kLock},
+    {Mux::MUX_MESSAGE_EVENT_INFO, kLock},
+    {static_cast<Mux::MuxMessageCodes>(99), kLock},
+};
+
 using Message = std::unique_ptr<Mux::MuxMessage>;
 
 Message WithData(std::int32_t code, Mux::MuxMessageData data) {
     return MuxMessageBuilder().BuildMessage(code, "0f8fad5b", std::move(data));
+}
+
+Message Event(std::int32_t code) {
+    return WithData(code, MuxMessageBuilder().BuildCardEvent(1, 5, "9:5:7 3-1-2026", "04A1B2C3D4E5F6"));
 }
 
 struct Outgoing {
@@ -58,12 +71,9 @@ constexpr Outgoing kOutgoing[] = {
          return WithData(Mux::MUX_MESSAGE_LOCK_GET_STATUS,
                          MuxMessageBuilder().BuildLockStatusResponse(1, 90, false, false, false, true));
      }},
-    {"51",
-     [] {
-         return WithData(Mux::MUX_MESSAGE_EVENT_CARD_READER,
-                         MuxMessageBuilder().BuildCardEvent(1, 5, "1700000000", "04A1B2C3D4E5F6"));
-     }},
-    {"60", [] { return WithData(Mux::MUX_MESSAGE_EVENT_INFO, {}); }},
+    {"50-event", [] { return Event(Mux::MUX_MESSAGE_ACCESS_ALLOWED); }},
+    {"51", [] { return Event(Mux::MUX_MESSAGE_EVENT_CARD_READER); }},
+    {"60", [] { return Event(Mux::MUX_MESSAGE_EVENT_INFO); }},
 };
 
 std::string TextOf(const Request& request) {
@@ -97,6 +107,9 @@ void OutgoingToJson(benchmark::State& state, const Outgoing& outgoing) {
 }
 
 const bool registered = [] {
+    for (const Request& unknown : kNoRequests) {
+        benchmark::RegisterBenchmark(("ParseMessage/" + std::to_string(unknown.code)).c_str(), ParseMessage, unknown);
+    }
     for (const Request& request : kRequests) {
         const std::string code = std::to_string(request.code);
         benchmark::RegisterBenchmark(("ParseMessage/" + code).c_str(), ParseMessage, request);

@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
-"""The steps of scripts/benchmark: python3 scripts/lib/benchmark.py PROGRAM_FOLDER RESULT_FOLDER [--smoke] [--seconds N].
+"""The steps of scripts/benchmark: python3 scripts/lib/benchmark.py PROGRAM_FOLDER RESULT_FOLDER [--smoke] [--seconds N] [--only PART].
 
 Starts floor and Mux in turns, lets benchmarks/load measure them, and holds the figures against their targets.
 """
 import argparse
-import collections
 import contextlib
 import json
 import os
@@ -26,7 +25,8 @@ FULL_SECONDS = 10.0
 SMOKE_SECONDS = 0.5
 # A gateway is sent a frame every 300 ms, and the first two are left out.
 FEWEST_GATEWAY_SECONDS = 1.5
-EVENT_GATEWAYS = 16
+# A gateway's event needs some 0.65 s of silence before it, or any time up to these seconds.
+EVENT_GATEWAYS, LONGEST_SILENCE = 32, 25
 MICRO_BENCHMARKS = "benchmarks/micro/micro-benchmarks"
 # For the beginning of a benchmark's name: the figure, the field that holds it, and what makes microseconds of it.
 IN_PROCESS = {
@@ -40,11 +40,11 @@ class Figures:
     """All values of each figure, one for every time that it was measured."""
 
     def __init__(self):
-        self.values = collections.defaultdict(list)
+        self.values = {}
         self.units = {}
 
     def add(self, program, name, value, unit):
-        self.values[f"{program}: {name}"].append(value)
+        self.values.setdefault(f"{program}: {name}", []).append(value)
         self.units[f"{program}: {name}"] = unit
 
     def of(self, program):
@@ -102,16 +102,18 @@ class Benchmark:
         if ended is not None:
             raise PlayError(f"{name} ended by itself with status {ended}")
 
-    def take(self, program, json_file, prefix=""):
+    def take(self, program, json_file, prefix="", beginning=""):
+        """Only the figures whose names begin so."""
         for figure in json.loads(json_file.read_text())["figures"]:
-            self.figures.add(program, prefix + figure["name"], figure["value"], figure["unit"])
+            if figure["name"].startswith(beginning):
+                self.figures.add(program, prefix + figure["name"], figure["value"], figure["unit"])
 
-    def load(self, program, port, *arguments, prefix=""):
+    def load(self, program, port, *arguments, prefix="", beginning=""):
         """Measures a running program."""
         print(f"   {program}: {' '.join(arguments)}", flush=True)
         json_file = self.folder / "load.json"
         run([self.program("load"), "--port", str(port), "--json", str(json_file), *arguments])
-        self.take(program, json_file, prefix)
+        self.take(program, json_file, prefix, beginning)
 
     def load_with_gateways(self, *arguments):
         """Measures a Mux whose gateways are played by the process that measures, one clock for both ends."""
@@ -153,28 +155,33 @@ class Benchmark:
         seconds = str(max(FEWEST_GATEWAY_SECONDS, 2 * self.long_seconds))
         for gateways in (1, 64):
             self.load_with_gateways("gateway-requests", "--gateways", str(gateways), "--seconds", seconds)
+
+    def measure_events(self):
+        seconds = str(max(FEWEST_GATEWAY_SECONDS, 2 * self.long_seconds))
         for clients in (1, 10):
             self.load_with_gateways("events", "--gateways", str(EVENT_GATEWAYS), "--clients", str(clients),
                                     "--seconds", seconds)
+        self.load_with_gateways("events", "--gateways", "64", "--seconds", seconds, "--longest-silence",
+                                str(1 if self.options.smoke else LONGEST_SILENCE))
 
     def measure_memory(self):
         for gateways in GATEWAY_NUMBERS:
             self.measure_memory_with(gateways, f"gateways {gateways}, ", "0,10,300,900", connects=0)
         self.measure_memory_with(1, "connects, ", "0", connects=1000)
         # Which pages of a library stand in memory differs by tens of KiB from one start to the next.
-        for gateways in (1, 64) * (2 * self.options.rounds):
-            self.measure_memory_with(gateways, f"gateways {gateways}, ", "0", connects=0)
+        for gateways in () if self.options.smoke else (1, 64) * (2 * self.options.rounds):
+            self.measure_memory_with(gateways, f"gateways {gateways}, ", "0", connects=0, beginning="memory, clients 0,")
 
-    def measure_memory_with(self, gateways, prefix, clients, connects):
+    def measure_memory_with(self, gateways, prefix, clients, connects, beginning=""):
         with self.gateways(gateways) as ports, self.running("Mux", ports) as (port, process):
             self.load("Mux", port, "memory", "--pid", str(process), "--clients", clients, "--connects", str(connects),
-                      prefix=prefix)
+                      prefix=prefix, beginning=beginning)
 
     def measure_start_up(self):
         with self.gateways(1) as gateway_ports:
             for name in ("floor", "Mux"):
                 port = free_port()
-                self.load(name, port, "start-up", "--repetitions", str(self.options.repetitions), "--",
+                self.load(name, port, "start-up", "--repetitions", str(self.options.starts), "--",
                           *self.command(name, port, gateway_ports))
 
     def measure_in_process(self):
@@ -182,8 +189,11 @@ class Benchmark:
         json_file = self.folder / "micro.json"
         print("   in-process", flush=True)
         run([str(self.programs / MICRO_BENCHMARKS), f"--benchmark_filter={'|'.join(IN_PROCESS)}",
-             f"--benchmark_min_time={self.seconds}", f"--benchmark_out={json_file}"])
+             f"--benchmark_min_time={self.seconds / 2}", f"--benchmark_repetitions={self.options.repetitions}",
+             f"--benchmark_out={json_file}"])
         for row in json.loads(json_file.read_text())["benchmarks"]:
+            if row["run_type"] != "iteration":
+                continue  # The benchmark's own mean and deviation.
             for beginning, (figure, field, factor) in IN_PROCESS.items():
                 if row["name"].startswith(beginning):
                     self.figures.add("Mux", figure, row[field] * factor, "us")
@@ -195,13 +205,13 @@ class Benchmark:
         needed = run(["readelf", "--dynamic", str(stripped)]).count("(NEEDED)")
         self.figures.add("Mux", "shared libraries", needed, "")
 
+    PARTS = {"binary": measure_binary, "in-process": measure_in_process, "turns": measure_in_turns,
+             "gateways": measure_gateways, "events": measure_events, "memory": measure_memory,
+             "start-up": measure_start_up}
+
     def run(self):
-        self.measure_binary()
-        self.measure_in_process()
-        self.measure_in_turns()
-        self.measure_gateways()
-        self.measure_memory()
-        self.measure_start_up()
+        for part in self.options.only or self.PARTS:
+            self.PARTS[part](self)
 
 
 def run(command):
@@ -234,7 +244,10 @@ def judge(figures):
     mux, floor = figures.of("Mux"), figures.of("floor")
     rows = []
     for target in benchmark_targets.TARGETS:
-        value, met = benchmark_targets.work_out(target, mux, floor)
+        try:
+            value, met = benchmark_targets.work_out(target, mux, floor)
+        except KeyError:
+            continue  # Not measured this time.
         rows.append({"text": target.text, "value": value, "comparison": target.comparison, "limit": target.limit,
                      "unit": target.unit, "met": met})
     return rows
@@ -263,11 +276,13 @@ def parse_options(arguments):
     parser.add_argument("results", type=pathlib.Path)
     parser.add_argument("--smoke", action="store_true")
     parser.add_argument("--seconds", type=float)
+    parser.add_argument("--only", action="append", choices=Benchmark.PARTS)
     options = parser.parse_args(arguments)
     options.seconds = options.seconds or (SMOKE_SECONDS if options.smoke else FULL_SECONDS)
     options.rounds = 1 if options.smoke else 4
     options.turns = 1 if options.smoke else 3
-    options.repetitions = 10 if options.smoke else 200
+    options.starts = 10 if options.smoke else 200
+    options.repetitions = 1 if options.smoke else 5
     return options
 
 

@@ -26,6 +26,12 @@ TEST(SamplesTest, TheMedianOfAnEvenNumberIsTheLowerOfTheTwoInTheMiddle) {
     EXPECT_EQ(SamplesOf({40, 10, 30, 20}).Median(), nanoseconds(20));
 }
 
+TEST(SamplesTest, CountsThoseAboveATime) {
+    EXPECT_EQ(SamplesOf({10, 40, 20, 30}).CountAbove(nanoseconds(20)), 2U);
+    EXPECT_EQ(SamplesOf({10}).CountAbove(nanoseconds(10)), 0U);
+    EXPECT_EQ(Samples().CountAbove(nanoseconds(0)), 0U);
+}
+
 TEST(SamplesTest, APercentileIsTheSmallestSampleThatSoManyDoNotExceed) {
     Samples samples;
     for (int time = 1000; time > 0; --time) {
