@@ -28,9 +28,15 @@ void RunUntil(asio::io_context& loop, const std::function<bool()>& condition, co
     }
 }
 
+// A timer, because the loop's own run_for ends at whole milliseconds only, in step with a server's passes.
 void RunFor(asio::io_context& loop, std::chrono::nanoseconds duration) {
-    loop.restart();
-    loop.run_for(duration);
+    asio::steady_timer timer(loop, duration);
+    bool isOver = false;
+    timer.async_wait([&isOver](const asio::error_code&) { isOver = true; });
+    while (!isOver) {
+        loop.restart();
+        loop.run_one();
+    }
 }
 
 void WaitUntil(const std::function<bool()>& condition, const std::string& what) {

@@ -14,7 +14,7 @@ constexpr std::chrono::seconds kPatience{30};
 void RunUntil(asio::io_context& loop, const std::function<bool()>& condition, const std::string& what,
               std::chrono::nanoseconds patience = kPatience);
 
-// Runs the loop's handlers on this thread for so long.
+// Runs the loop's handlers on this thread for so long, to the microseconds that a thread takes to wake up.
 void RunFor(asio::io_context& loop, std::chrono::nanoseconds duration);
 
 // Looks again and again without a loop, on this thread. Throws as RunUntil does.

@@ -47,5 +47,18 @@ TEST(WaitingTest, RunsHandlersForAsLongAsItIsTold) {
     EXPECT_GE(Clock::now() - start, milliseconds(50));
 }
 
+// The shortest of many, for this machine may be busy.
+TEST(WaitingTest, ARunOfLessThanAMillisecondTakesLessThanAMillisecond) {
+    asio::io_context loop;
+    std::chrono::nanoseconds shortest = std::chrono::seconds(1);
+    for (int count = 0; count < 100; ++count) {
+        const Clock::time_point start = Clock::now();
+        RunFor(loop, std::chrono::microseconds(200));
+        shortest = std::min<std::chrono::nanoseconds>(shortest, Clock::now() - start);
+    }
+    EXPECT_GE(shortest, std::chrono::microseconds(200));
+    EXPECT_LT(shortest, std::chrono::microseconds(900));
+}
+
 }  // namespace
 }  // namespace Load
