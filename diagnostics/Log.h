@@ -13,6 +13,8 @@
 // because log readers search for lines by the function they come from. The operands are evaluated only when
 // the severity is logged. Any thread may log, also a destructor and a signal handler; a log line is never a
 // cancellation point.
+//
+// The text is complete before the LogCall begins, so a fault in an operand still gets the lines of a crash.
 #define MUX_LOG(severity) MUX_LOG_FROM(__PRETTY_FUNCTION__, severity)
 
 // The same for a helper that writes on behalf of the function whose signature it was given.

@@ -46,7 +46,9 @@ bool LogCall::Defer(int signalNumber) {
     if (!IsInProgressOnThisThread()) {
         return false;
     }
-    deferredSignal = signalNumber;
+    if (deferredSignal == 0) {
+        deferredSignal = signalNumber;
+    }
     return true;
 }
 

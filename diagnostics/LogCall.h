@@ -25,7 +25,8 @@ class LogCall {
     static bool IsInProgressOnThisThread();
 
     // If the calling thread is inside the logger, remembers the signal, which is raised again on this thread when
-    // the line is written, and returns true. Async-signal-safe.
+    // the line is written, and returns true. Of several signals in one line the first is raised and the others are
+    // dropped, so it is not for faults. Async-signal-safe.
     static bool Defer(int signalNumber);
 
   private:

@@ -22,18 +22,26 @@ namespace {
 constexpr int kFaultInsideEnding = 255;
 constexpr int kCriticalErrorStatus = 1;
 constexpr unsigned kSecondsToEndAfterError = 5;
+constexpr int kNoStatus = -1;
 
 std::atomic<long> endingThread{0};
-std::atomic<int> endingStatus{0};
+std::atomic<int> endingStatus{kNoStatus};
+std::atomic<unsigned> endingSeconds{0};
+std::atomic<int> expectedStatus{kNoStatus};
 std::atomic<int> exitStatus{0};
 std::atomic<void (*)()> stopHook{nullptr};
+
+// Signal handlers use them, which must not wait for a lock.
+static_assert(std::atomic<long>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+              std::atomic<unsigned>::is_always_lock_free);
 
 long CurrentThread() {
     return syscall(SYS_gettid);
 }
 
 extern "C" void LeaveByWatchdog(int) {
-    _exit(endingStatus);
+    const int status = endingStatus;
+    _exit(status == kNoStatus ? expectedStatus.load() : status);
 }
 
 // The handler that leads here may block them. A fault whose signal is blocked would kill the process with that signal
@@ -76,8 +84,21 @@ void BeginEnding(int status, unsigned secondsToFinish) {
         WaitForTheEnd();
     }
     endingStatus = status;
+    endingSeconds = secondsToFinish;
     UnblockFaultsAndWatchdog();
     StartWatchdog(secondsToFinish);
+}
+
+void ExpectEnding(int status, unsigned secondsToBegin) {
+    int none = kNoStatus;
+    if (endingThread != 0 || !expectedStatus.compare_exchange_strong(none, status)) {
+        return;
+    }
+    StartWatchdog(secondsToBegin);
+    // There is one clock only. An ending that began meanwhile on another thread may have lost its time to this one.
+    if (const unsigned secondsToFinish = endingSeconds) {
+        alarm(secondsToFinish);
+    }
 }
 
 bool IsEndingOnThisThread() {

@@ -21,6 +21,12 @@ enum class RuntimeReports {
 // Async-signal-safe.
 void BeginEnding(int status, unsigned secondsToFinish);
 
+// For an ending that will begin on this thread as soon as what the thread does now is done, which may be never: unless
+// some ending has begun `secondsToBegin` later, a watchdog ends the process with this status. Claims nothing: an
+// ending that begins, here or on another thread, brings its own status and time. After the first call, or once an
+// ending has begun, it does nothing. Async-signal-safe.
+void ExpectEnding(int status, unsigned secondsToBegin);
+
 // Whether the calling thread is the one that ends the process. Async-signal-safe.
 bool IsEndingOnThisThread();
 

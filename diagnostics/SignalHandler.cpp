@@ -71,7 +71,12 @@ void SignalHandler(int signalNumber) {
     if (ending->isCrash) {
         EndByCrash(*ending, __PRETTY_FUNCTION__);
     }
-    if (IsEndingOnThisThread() || LogCall::Defer(signalNumber)) {
+    if (IsEndingOnThisThread()) {
+        return;
+    }
+    if (LogCall::Defer(signalNumber)) {
+        // The thread may wait for a lock of the logger whose holder writes to a console that nobody reads.
+        ExpectEnding(ending->status, kSecondsToClose);
         return;
     }
     BeginEnding(ending->status, kSecondsToClose);

@@ -3,16 +3,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <string>
-#include <string_view>
 
 #include "tests/diagnostics/EndingProcess.h"
 
@@ -38,15 +35,6 @@ std::atomic<bool> allocatorIsLocked{false};
 
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
-}
-
-// The watchdog's time, written out and then cut short.
-extern "C" unsigned alarm(unsigned seconds) noexcept {
-    const std::string_view text = seconds == 5 ? "5 seconds\n" : seconds == 60 ? "60 seconds\n" : "another time\n";
-    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-    const itimerval soon = {{0, 0}, {0, 100000}};
-    setitimer(ITIMER_REAL, &soon, nullptr);
-    return written < 0 ? 1 : 0;
 }
 
 namespace Diagnostics {

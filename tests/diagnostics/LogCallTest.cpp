@@ -133,6 +133,15 @@ TEST_F(LogCallDeferTest, RaisesTheSignalAgainOnThisThreadWhenTheLineIsWritten) {
     EXPECT_EQ(raisedHere, 1);
 }
 
+TEST_F(LogCallDeferTest, OfTwoSignalsInOneLineRaisesTheFirst) {
+    {
+        const LogCall call;
+        EXPECT_TRUE(LogCall::Defer(SIGUSR1));
+        EXPECT_TRUE(LogCall::Defer(SIGCONT));
+    }
+    EXPECT_EQ(raised, 1);
+}
+
 TEST_F(LogCallDeferTest, RaisesTheSignalOnceOnly) {
     {
         const LogCall call;

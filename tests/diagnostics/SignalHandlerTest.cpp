@@ -222,6 +222,19 @@ TEST_F(SignalHandlerTest, ACrashInsideTheLoggerLeavesADumpWithoutALineAndDoesNot
     EXPECT_THAT(process_.GcoreArguments(), HasSubstr("-o mux-"));
 }
 
+TEST_F(SignalHandlerTest, ACrashInALineThatASignalWaitsForIsNotLost) {
+    const ChildResult result = process_.Run([] {
+        AddAppender([](const std::string&) {
+            raise(SIGQUIT);
+            raise(SIGSEGV);
+        });
+        MUX_LOG(plog::info) << "the last line";
+    });
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_THAT(result.output, Not(HasSubstr(kTermination)));
+    EXPECT_THAT(process_.GcoreArguments(), HasSubstr("-o mux-"));
+}
+
 TEST_F(SignalHandlerTest, AFaultInsideTheEndingOfASignalEndsWithStatus255AtOnce) {
     const ChildResult result = process_.Run([] {
         AddAppender([](const std::string& line) {
@@ -271,6 +284,20 @@ TEST_F(SignalHandlerTest, WhenTheLoggerNeverComesFreeAWatchdogEndsWithTheSameSta
         raise(SIGQUIT);
     });
     EXPECT_EQ(result.exitStatus, 0);
+}
+
+TEST_F(SignalHandlerTest, WhenTheLineThatASignalWaitsForNeverEndsAWatchdogEndsWithTheStatusOfTheSignal) {
+    const ChildResult result = process_.Run([] {
+        AddAppender([](const std::string&) {
+            raise(SIGQUIT);
+            for (;;) {
+                pause();
+            }
+        });
+        MUX_LOG(plog::info) << "the last line";
+    });
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_THAT(result.output, AllOf(HasSubstr("the last line\n"), Not(HasSubstr(kTermination))));
 }
 
 TEST_F(SignalHandlerTest, TheStatusIsExactWhileOtherThreadsLog) {

@@ -1,0 +1,136 @@
+// A signal that waits for the end of a log line which never ends. The process must get to its end all the same, with
+// the status of the signal.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <plog/Log.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "diagnostics/Log.h"
+#include "diagnostics/ProcessEnd.h"
+#include "tests/diagnostics/EndingProcess.h"
+#include "tests/diagnostics/ShortAlarm.h"
+
+namespace Diagnostics {
+namespace {
+
+using Testing::ChildResult;
+using Testing::EndingProcess;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* kEnds = "it ends";
+constexpr const char* kNeverEnds = "it never ends";
+
+[[noreturn]] void PauseForEver() {
+    for (;;) {
+        pause();
+    }
+}
+
+// Raises the signals in the first line, one after the other.
+class RaisingAppender : public plog::IAppender {
+  public:
+    explicit RaisingAppender(std::vector<int> signals) : signals_(std::move(signals)) {}
+
+    void write(const plog::Record& record) override {
+        for (const int signalNumber : std::exchange(signals_, {})) {
+            raise(signalNumber);
+        }
+        if (std::string(record.getMessage()).find(kNeverEnds) != std::string::npos) {
+            PauseForEver();
+        }
+    }
+
+  private:
+    std::vector<int> signals_;
+};
+
+class DeferredSignal : public testing::Test {
+  protected:
+    ChildResult RaiseInALine(const std::vector<int>& signals, const char* line) const {
+        return process_.Run([&] {
+            plog::get()->addAppender(new RaisingAppender(signals));
+            MUX_LOG(plog::info) << line;
+        });
+    }
+
+    EndingProcess process_;
+};
+
+TEST_F(DeferredSignal, InALineThatNeverEndsIsBoundedByAWatchdogWithItsStatus) {
+    const ChildResult quit = RaiseInALine({SIGQUIT}, kNeverEnds);
+    EXPECT_EQ(quit.exitStatus, 0);
+    EXPECT_THAT(quit.output, EndsWith("it never ends\n5 seconds\n"));
+    const ChildResult hangUp = RaiseInALine({SIGHUP}, kNeverEnds);
+    EXPECT_EQ(hangUp.exitStatus, 255);
+    EXPECT_THAT(hangUp.output, EndsWith("it never ends\n5 seconds\n"));
+}
+
+TEST_F(DeferredSignal, ThatIsFollowedByAnotherInALineThatNeverEndsKeepsItsStatusAndItsTime) {
+    const ChildResult quit = RaiseInALine({SIGQUIT, SIGHUP}, kNeverEnds);
+    EXPECT_EQ(quit.exitStatus, 0);
+    EXPECT_THAT(quit.output, EndsWith("it never ends\n5 seconds\n"));
+    const ChildResult hangUp = RaiseInALine({SIGHUP, SIGQUIT}, kNeverEnds);
+    EXPECT_EQ(hangUp.exitStatus, 255);
+    EXPECT_THAT(hangUp.output, EndsWith("it never ends\n5 seconds\n"));
+}
+
+TEST_F(DeferredSignal, ThatIsFollowedByAnotherInTheSameLineDecides) {
+    const ChildResult quit = RaiseInALine({SIGQUIT, SIGHUP}, kEnds);
+    EXPECT_EQ(quit.exitStatus, 0);
+    EXPECT_THAT(quit.output, AllOf(HasSubstr("Termination signal"), Not(HasSubstr("Kill signal"))));
+    const ChildResult hangUp = RaiseInALine({SIGHUP, SIGQUIT}, kEnds);
+    EXPECT_EQ(hangUp.exitStatus, 255);
+    EXPECT_THAT(hangUp.output, AllOf(HasSubstr("Kill signal"), Not(HasSubstr("Termination signal"))));
+}
+
+// Whether the dump is made is up to the short clock here.
+TEST_F(DeferredSignal, GivesItsStatusAndItsTimeUpForAFaultInTheSameLine) {
+    for (const int fault : {SIGABRT, SIGBUS, SIGSEGV}) {
+        const ChildResult result = RaiseInALine({SIGQUIT, fault}, kEnds);
+        EXPECT_EQ(result.exitStatus, 255);
+        EXPECT_THAT(result.output, EndsWith("it ends\n5 seconds\n60 seconds\n"));
+    }
+}
+
+TEST_F(DeferredSignal, HasATimeOfItsOwnAndThenThatOfItsEnding) {
+    const ChildResult result = RaiseInALine({SIGQUIT}, kEnds);
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_TRUE(result.HasInOrder({"it ends\n5 seconds\n5 seconds\n", "Termination signal received."}))
+        << result.output;
+}
+
+void BeginCrash() {
+    std::thread([] { BeginEnding(255, 60); }).join();
+}
+
+TEST_F(DeferredSignal, TakesNoTimeFromAnEndingThatHasBegun) {
+    const ChildResult result = process_.Run([] {
+        BeginCrash();
+        ExpectEnding(0, 5);
+        PauseForEver();
+    });
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_THAT(result.output, AllOf(EndsWith("\n60 seconds\n"), Not(HasSubstr("\n5 seconds\n"))));
+}
+
+TEST_F(DeferredSignal, TakesNoTimeFromAnEndingThatBeginsMeanwhile) {
+    const ChildResult result = process_.Run([] {
+        Testing::CallAtNextAlarmOf5Seconds(BeginCrash);
+        ExpectEnding(0, 5);
+        PauseForEver();
+    });
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_THAT(result.output, EndsWith("\n60 seconds\n5 seconds\n60 seconds\n"));
+}
+
+}  // namespace
+}  // namespace Diagnostics
