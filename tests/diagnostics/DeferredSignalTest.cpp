@@ -67,7 +67,7 @@ class DeferredSignal : public testing::Test {
 
 TEST_F(DeferredSignal, InALineThatNeverEndsIsBoundedByAWatchdogWithItsStatus) {
     const ChildResult quit = RaiseInALine({SIGQUIT}, kNeverEnds);
-    EXPECT_EQ(quit.exitStatus, 0);
+    ASSERT_EQ(quit.exitStatus, 0);
     EXPECT_THAT(quit.output, EndsWith("it never ends\n5 seconds\n"));
     const ChildResult hangUp = RaiseInALine({SIGHUP}, kNeverEnds);
     EXPECT_EQ(hangUp.exitStatus, 255);
@@ -76,7 +76,7 @@ TEST_F(DeferredSignal, InALineThatNeverEndsIsBoundedByAWatchdogWithItsStatus) {
 
 TEST_F(DeferredSignal, ThatIsFollowedByAnotherInALineThatNeverEndsKeepsItsStatusAndItsTime) {
     const ChildResult quit = RaiseInALine({SIGQUIT, SIGHUP}, kNeverEnds);
-    EXPECT_EQ(quit.exitStatus, 0);
+    ASSERT_EQ(quit.exitStatus, 0);
     EXPECT_THAT(quit.output, EndsWith("it never ends\n5 seconds\n"));
     const ChildResult hangUp = RaiseInALine({SIGHUP, SIGQUIT}, kNeverEnds);
     EXPECT_EQ(hangUp.exitStatus, 255);
@@ -85,7 +85,7 @@ TEST_F(DeferredSignal, ThatIsFollowedByAnotherInALineThatNeverEndsKeepsItsStatus
 
 TEST_F(DeferredSignal, ThatIsFollowedByAnotherInTheSameLineDecides) {
     const ChildResult quit = RaiseInALine({SIGQUIT, SIGHUP}, kEnds);
-    EXPECT_EQ(quit.exitStatus, 0);
+    ASSERT_EQ(quit.exitStatus, 0);
     EXPECT_THAT(quit.output, AllOf(HasSubstr("Termination signal"), Not(HasSubstr("Kill signal"))));
     const ChildResult hangUp = RaiseInALine({SIGHUP, SIGQUIT}, kEnds);
     EXPECT_EQ(hangUp.exitStatus, 255);
