@@ -6,6 +6,7 @@
 #include <plog/Log.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <thread>
@@ -26,8 +27,11 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr const char* kEnds = "it ends";
-constexpr const char* kNeverEnds = "it never ends";
+const std::string kEnds = "it ends";
+const std::string kNeverEnds = "it never ends";
+
+constexpr std::chrono::seconds kTimeToEnd{30};
+constexpr std::chrono::seconds kTimeForAnotherThread{2};
 
 [[noreturn]] void PauseForEver() {
     for (;;) {
@@ -55,8 +59,11 @@ class RaisingAppender : public plog::IAppender {
 
 class DeferredSignal : public testing::Test {
   protected:
-    ChildResult RaiseInALine(const std::vector<int>& signals, const char* line) const {
+    ChildResult RaiseInALine(const std::vector<int>& signals, const std::string& line) const {
         return process_.Run([&] {
+            if (line == kEnds) {
+                Testing::LetAlarmsTake(kTimeToEnd);
+            }
             plog::get()->addAppender(new RaisingAppender(signals));
             MUX_LOG(plog::info) << line;
         });
@@ -92,7 +99,6 @@ TEST_F(DeferredSignal, ThatIsFollowedByAnotherInTheSameLineDecides) {
     EXPECT_THAT(hangUp.output, AllOf(HasSubstr("Kill signal"), Not(HasSubstr("Termination signal"))));
 }
 
-// Whether the dump is made is up to the short clock here.
 TEST_F(DeferredSignal, GivesItsStatusAndItsTimeUpForAFaultInTheSameLine) {
     for (const int fault : {SIGABRT, SIGBUS, SIGSEGV}) {
         const ChildResult result = RaiseInALine({SIGQUIT, fault}, kEnds);
@@ -114,6 +120,7 @@ void BeginCrash() {
 
 TEST_F(DeferredSignal, TakesNoTimeFromAnEndingThatHasBegun) {
     const ChildResult result = process_.Run([] {
+        Testing::LetAlarmsTake(kTimeForAnotherThread);
         BeginCrash();
         ExpectEnding(0, 5);
         PauseForEver();
@@ -124,6 +131,7 @@ TEST_F(DeferredSignal, TakesNoTimeFromAnEndingThatHasBegun) {
 
 TEST_F(DeferredSignal, TakesNoTimeFromAnEndingThatBeginsMeanwhile) {
     const ChildResult result = process_.Run([] {
+        Testing::LetAlarmsTake(kTimeForAnotherThread);
         Testing::CallAtNextAlarmOf5Seconds(BeginCrash);
         ExpectEnding(0, 5);
         PauseForEver();

@@ -9,9 +9,14 @@
 namespace Testing {
 namespace {
 
+std::atomic<long> milliseconds{100};
 std::atomic<void (*)()> hookAt5Seconds{nullptr};
 
 }  // namespace
+
+void LetAlarmsTake(std::chrono::seconds time) {
+    milliseconds = std::chrono::milliseconds(time).count();
+}
 
 void CallAtNextAlarmOf5Seconds(void (*hook)()) {
     hookAt5Seconds = hook;
@@ -26,7 +31,8 @@ extern "C" unsigned alarm(unsigned seconds) noexcept {
     }
     const std::string_view text = seconds == 5 ? "5 seconds\n" : seconds == 60 ? "60 seconds\n" : "another time\n";
     const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-    const itimerval soon = {{0, 0}, {0, 100000}};
+    const long time = Testing::milliseconds;
+    const itimerval soon = {{0, 0}, {time / 1000, time % 1000 * 1000}};
     setitimer(ITIMER_REAL, &soon, nullptr);
     return written < 0 ? 1 : 0;
 }
