@@ -25,9 +25,12 @@ struct IntegerOption {
     int value;
 };
 
+// The kernel sends no keep-alive probes while anything is unacknowledged: without a time-out of its own, a client that
+// vanishes under an answer would stay until the retransmissions end, a quarter of an hour later. 110 s are what the
+// idle time and the probes take together, so that a dead client is noticed after the same time either way.
 constexpr IntegerOption kOptions[] = {
     {IPPROTO_TCP, TCP_NODELAY, 1}, {SOL_SOCKET, SO_KEEPALIVE, 1},    {IPPROTO_TCP, TCP_KEEPIDLE, 60},
-    {IPPROTO_TCP, TCP_KEEPCNT, 5}, {IPPROTO_TCP, TCP_KEEPINTVL, 10},
+    {IPPROTO_TCP, TCP_KEEPCNT, 5}, {IPPROTO_TCP, TCP_KEEPINTVL, 10}, {IPPROTO_TCP, TCP_USER_TIMEOUT, 110000},
 };
 
 void SetOptions(int descriptor) {

@@ -36,7 +36,8 @@ enum class DrainResult {
 class ClientConnection {
   public:
     // Takes over the descriptor and sets the options of a client connection: answers leave at once, a client that
-    // does not read for 2 s fails the send, and one that vanished is noticed by TCP keep-alive.
+    // does not read for 2 s fails the send, and one that vanished is noticed by TCP after 110 s, whether or not
+    // something was under way to it.
     ClientConnection(int descriptor, std::uint64_t serial);
 
     ClientIdentity Identity() const;

@@ -91,11 +91,12 @@ TEST_F(ClientConnectionTest, SetsTheOptionsOfAClientWhenItIsMade) {
     const ClientConnection other(dup(connection_->Descriptor()), 4);
     EXPECT_THAT(seen.All(), UnorderedElementsAre("setsockopt TCP_NODELAY 1", "setsockopt SO_KEEPALIVE 1",
                                                  "setsockopt TCP_KEEPIDLE 60", "setsockopt TCP_KEEPCNT 5",
-                                                 "setsockopt TCP_KEEPINTVL 10", "setsockopt SO_SNDTIMEO 2000000"));
+                                                 "setsockopt TCP_KEEPINTVL 10", "setsockopt TCP_USER_TIMEOUT 110000",
+                                                 "setsockopt SO_SNDTIMEO 2000000"));
 }
 
 TEST_F(ClientConnectionTest, IsMadeEvenWhenNoOptionCanBeSet) {
-    const FailingCalls failing(SocketCall::kSetSockOpt, ENOPROTOOPT, 6);
+    const FailingCalls failing(SocketCall::kSetSockOpt, ENOPROTOOPT, 7);
     ClientConnection other(dup(connection_->Descriptor()), 4);
     EXPECT_EQ(failing.Left(), 0);
     EXPECT_EQ(other.Send({0x41}).sent, 1U);

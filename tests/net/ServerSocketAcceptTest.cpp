@@ -139,7 +139,8 @@ TEST_F(ServerSocketAcceptTest, EachClientHasASerialNumberOfItsOwn) {
     EXPECT_EQ(server_->IdentityOf(4711).descriptor, 4711);
 }
 
-TEST_F(ServerSocketAcceptTest, AnAcceptedConnectionHasKeepAliveAndASendTimeoutOf2Seconds) {
+TEST_F(ServerSocketAcceptTest,
+       AnAcceptedConnectionHasKeepAliveAndATimeoutForWhatIsUnacknowledgedAndASendTimeoutOf2Seconds) {
     StartAccepting();
     const LoopbackSocket client = ConnectClient();
     const int descriptor = NewestDescriptor();
@@ -147,6 +148,7 @@ TEST_F(ServerSocketAcceptTest, AnAcceptedConnectionHasKeepAliveAndASendTimeoutOf
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_KEEPIDLE), 60);
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_KEEPCNT), 5);
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_KEEPINTVL), 10);
+    EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT), 110000);
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_NODELAY), 1);
     timeval timeout = {};
     socklen_t size = sizeof timeout;
