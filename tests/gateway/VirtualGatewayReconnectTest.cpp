@@ -250,6 +250,32 @@ TEST_F(ReconnectTest, ASendErrorOfAConnectionThatTheReadThreadHasReplacedChanges
     EXPECT_FALSE(log_.Holds(plog::error, "Send error."));
 }
 
+// The sender is past its look at whether its socket was shut down, as its report shows, when the reader reconnects.
+TEST_F(ReconnectTest, ASendErrorThatWaitsForTheReadThreadsReconnectDoesNotFaultTheNewConnection) {
+    LogGate sending("Sending binary serialized message with ID request-1 to gateway socket send.");
+    owner_.onStateChanged = [&](const StateChange& change) {
+        if (change.to != FAULTED) {
+            return;
+        }
+        const std::uint32_t reports = ErrorGuard::Instance().FirstCounter();
+        sending.Open();
+        EXPECT_TRUE(WaitUntil([&] { return ErrorGuard::Instance().FirstCounter() > reports; }));
+        change.gateway->Disconnect();
+        change.gateway->Connect(false);
+    };
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
+    ASSERT_TRUE(sending.WaitForArrival());
+    connection_.Reset();
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(log_.WaitFor(plog::error, "Error sending enqueued message request-1"));
+    EXPECT_EQ(log_.Count(plog::error, "Socket send failed. Error:Broken pipe"), 1) << log_.Text();
+    ExpectWorking(second);
+    EXPECT_EQ(owner_.Steps(), kOneReconnectAfterAnError);
+    EXPECT_FALSE(fake_.HasNewConnection());
+    EXPECT_FALSE(log_.Holds(plog::error, "Socket faulted. Send error."));
+}
+
 TEST_F(ReconnectTest, AConnectionThatEndsDuringItsMakingIsReconnectedWithARefreshByTheReadThread) {
     LogGate closed("Received 0 bytes as read result");
     LogGate reconnecting("Socket in error. Try a reconnect.");
