@@ -76,7 +76,11 @@ void BrenkMux::Start() {
     mainThread_ = std::make_unique<Threading::Thread>(mainThreadProc);
     running_ = true;
     gatewaysRunning_ = true;
-    Threading::StartWithOwner(*mainThread_, this);
+    if (!Threading::StartWithOwner(*mainThread_, this)) {
+        MUX_LOG(plog::error) << "Cannot spawn main thread. Shutdown Mux.";
+        ForceShutdown();
+        return;
+    }
     MUX_LOG(plog::info) << "Main thread spawned.";
 }
 
@@ -119,7 +123,11 @@ void* BrenkMux::mainThreadProc(void* muxBlock) {
 
 void BrenkMux::RunMainThread() {
     gatewaysThread_ = std::make_unique<Threading::Thread>(gatewaysThreadProc);
-    Threading::StartWithOwner(*gatewaysThread_, this);
+    if (!Threading::StartWithOwner(*gatewaysThread_, this)) {
+        MUX_LOG(plog::error) << "Cannot spawn virtual gateways thread. Shutdown Mux.";
+        ForceShutdown();
+        return;
+    }
     MUX_LOG(plog::info) << "Virtual gateways thread spawned.";
 
     if (ownedServerSocket_ == nullptr) {
@@ -152,8 +160,9 @@ void BrenkMux::StartServerSocket() {
         return;
     }
     MUX_LOG(plog::debug) << "Server socket initialized.";
-    ownedServerSocket_->StartAcceptLoop();
-    ownedServerSocket_->StartReceiveLoop();
+    if (!ownedServerSocket_->StartAcceptLoop() || !ownedServerSocket_->StartReceiveLoop()) {
+        ForceShutdown();
+    }
 }
 
 // Called whenever there is a server socket, or there are gateways, that were not there before.

@@ -44,7 +44,8 @@ class BrenkMux {
     BrenkMux(const BrenkMux&) = delete;
     BrenkMux& operator=(const BrenkMux&) = delete;
 
-    // Starts the main thread, which starts everything else; nothing when the Mux already runs.
+    // Starts the main thread, which starts everything else; nothing when the Mux already runs. When one of the threads
+    // cannot be started there is a line, and the Mux ends as if its port were taken.
     void Start();
 
     // Returns when the main thread has ended; at once if there is none.

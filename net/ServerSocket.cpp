@@ -1,5 +1,6 @@
 #include "net/ServerSocket.h"
 
+#include <cxxabi.h>
 #include <fcntl.h>
 #include <malloc.h>
 #include <netinet/in.h>
@@ -11,9 +12,11 @@
 #include <cerrno>
 #include <utility>
 
+#include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
 #include "net/SocketWait.h"
+#include "threading/Cancellation.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk::Net {
@@ -26,6 +29,7 @@ constexpr int kListLockTimeout = 5;
 constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
 constexpr std::chrono::seconds kPause{1};
+constexpr std::chrono::seconds kPauseAfterException{1};
 
 // So many clients leave more behind than the allocator keeps for a few.
 constexpr std::size_t kCrowd = 64;
@@ -50,6 +54,24 @@ int WithLowestNumber(int descriptor) {
     close(std::max(descriptor, other));
     return std::min(descriptor, other);
 }
+
+// The number of a connection until a client has taken it over: closes it when that never happens.
+class AcceptedDescriptor {
+  public:
+    explicit AcceptedDescriptor(int descriptor) : descriptor_(descriptor) {}
+    ~AcceptedDescriptor() {
+        if (descriptor_ != -1) {
+            close(descriptor_);
+        }
+    }
+    AcceptedDescriptor(const AcceptedDescriptor&) = delete;
+    AcceptedDescriptor& operator=(const AcceptedDescriptor&) = delete;
+
+    void Release() { descriptor_ = -1; }
+
+  private:
+    int descriptor_;
+};
 
 bool IsTransient(int error) {
     return error == EINTR || error == ECONNABORTED;
@@ -135,18 +157,30 @@ int ServerSocket::Bind(int descriptor) const {
     return bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
 }
 
-void ServerSocket::StartAcceptLoop() {
-    if (!acceptRunning_.exchange(true)) {
-        acceptThread_ = std::make_unique<Threading::Thread>(AcceptLoopThreadProc);
-        Threading::StartWithOwner(*acceptThread_, this);
+bool ServerSocket::StartAcceptLoop() {
+    if (acceptRunning_.exchange(true)) {
+        return true;
     }
+    acceptThread_ = std::make_unique<Threading::Thread>(AcceptLoopThreadProc);
+    if (!Threading::StartWithOwner(*acceptThread_, this)) {
+        acceptRunning_ = false;
+        MUX_LOG(plog::error) << "Cannot spawn accept loop thread.";
+        return false;
+    }
+    return true;
 }
 
-void ServerSocket::StartReceiveLoop() {
-    if (!receiveRunning_.exchange(true)) {
-        receiveThread_ = std::make_unique<Threading::Thread>(ReceiveDataLoopThreadProc);
-        Threading::StartWithOwner(*receiveThread_, this);
+bool ServerSocket::StartReceiveLoop() {
+    if (receiveRunning_.exchange(true)) {
+        return true;
     }
+    receiveThread_ = std::make_unique<Threading::Thread>(ReceiveDataLoopThreadProc);
+    if (!Threading::StartWithOwner(*receiveThread_, this)) {
+        receiveRunning_ = false;
+        MUX_LOG(plog::error) << "Cannot spawn receive data loop thread.";
+        return false;
+    }
+    return true;
 }
 
 void* ServerSocket::AcceptLoopThreadProc(void* serverSocketBlock) {
@@ -157,10 +191,25 @@ void* ServerSocket::AcceptLoopThreadProc(void* serverSocketBlock) {
     pthread_exit(nullptr);
 }
 
-void ServerSocket::AcceptLoop() {
+LETS_CANCELLATION_PASS void ServerSocket::AcceptLoop() {
     const auto listener = listener_.With([](const std::shared_ptr<OpenSocket>& current) { return current; });
-    while (listener != nullptr && acceptRunning_ && AcceptClient(*listener)) {
+    bool isUsable = listener != nullptr;
+    while (isUsable && acceptRunning_) {
+        try {
+            isUsable = AcceptClient(*listener);
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            MUX_LOG(plog::error) << "Exception in the accept loop: " << Diagnostics::TakeCaughtException();
+            PauseAfterException();
+        }
     }
+}
+
+// What was thrown may be thrown again by each pass, and nothing else keeps the passes of these loops apart when there
+// is work to do.
+void ServerSocket::PauseAfterException() {
+    stop_.SleepFor(kPauseAfterException);
 }
 
 // Returns false when the listening socket is broken.
@@ -179,10 +228,12 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
     if (descriptor >= ClientLimit()) {
         descriptor = WithLowestNumber(descriptor);
     }
+    AcceptedDescriptor accepted(descriptor);
     if (HasRoomFor(descriptor)) {
-        AddClient(descriptor);
-    } else {
-        close(descriptor);
+        MUX_LOG(plog::info) << "Accepted connection with FD " << descriptor;
+        const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_);
+        accepted.Release();
+        AddClient(client);
     }
     return true;
 }
@@ -202,16 +253,14 @@ bool ServerSocket::HasRoomFor(int descriptor) const {
     return false;
 }
 
-void ServerSocket::AddClient(int descriptor) {
-    MUX_LOG(plog::info) << "Accepted connection with FD " << descriptor;
-    const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_);
+void ServerSocket::AddClient(const ClientPointer& client) {
     MutexGuard guard = clientsListMutex_.NewGuard();
     if (guard.Lock(kListLockTimeout)) {
         clients_.With([&](ClientList& clients) { clients.Add(client); });
     }
     guard.Release();
     if (clientAccepted_ != nullptr) {
-        clientAccepted_(descriptor, context_);
+        clientAccepted_(client->Descriptor(), context_);
     }
 }
 
@@ -230,9 +279,16 @@ void* ServerSocket::ReceiveDataLoopThreadProc(void* serverSocketBlock) {
     pthread_exit(nullptr);
 }
 
-void ServerSocket::ReceiveLoop() {
+LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
     while (receiveRunning_) {
-        ReceivePass();
+        try {
+            ReceivePass();
+        } catch (abi::__forced_unwind&) {
+            throw;
+        } catch (...) {
+            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::TakeCaughtException();
+            PauseAfterException();
+        }
     }
 }
 

@@ -61,9 +61,10 @@ class ServerSocket {
     // Opens, binds and listens; false, with a line, when it cannot.
     bool InitSocket();
 
-    // Each starts its thread, once; further calls do nothing.
-    void StartAcceptLoop();
-    void StartReceiveLoop();
+    // Each starts its thread, once; further calls do nothing. False, with a line, when the thread cannot be started;
+    // it may then be tried again.
+    bool StartAcceptLoop();
+    bool StartReceiveLoop();
 
     static void* AcceptLoopThreadProc(void* serverSocketBlock);
     static void* ReceiveDataLoopThreadProc(void* serverSocketBlock);
@@ -98,8 +99,9 @@ class ServerSocket {
     bool AcceptClient(const OpenSocket& listener);
     int ClientLimit() const;
     bool HasRoomFor(int descriptor) const;
-    void AddClient(int descriptor);
+    void AddClient(const ClientPointer& client);
     void CloseListener();
+    void PauseAfterException();
 
     void ReceiveLoop();
     void ReceivePass();

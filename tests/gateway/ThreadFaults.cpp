@@ -7,16 +7,13 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <limits>
 #include <thread>
 
 namespace {
 
-constexpr int kUnlimited = std::numeric_limits<int>::max();
 constexpr std::chrono::milliseconds kPause{1};
 
 std::atomic<bool> timedLocksFail{false};
-std::atomic<int> allowedThreads{kUnlimited};
 std::atomic<std::time_t> lastLockDeadline{0};
 thread_local bool pausesAfterUnlocks = false;
 
@@ -34,23 +31,11 @@ void Replace(const pthread_mutex_t* searched, const pthread_mutex_t* replacement
     }
 }
 
-bool TakeAllowedThread() {
-    int allowed = allowedThreads;
-    while (allowed != kUnlimited && allowed > 0) {
-        if (allowedThreads.compare_exchange_weak(allowed, allowed - 1)) {
-            return true;
-        }
-    }
-    return allowed == kUnlimited;
-}
-
 }  // namespace
 
 extern "C" {
 
 int __real_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline);
-int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*procedure)(void*),
-                          void* argument);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept;
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
@@ -71,11 +56,6 @@ int __wrap_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadl
     return result;
 }
 
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*procedure)(void*),
-                          void* argument) {
-    return TakeAllowedThread() ? __real_pthread_create(thread, attributes, procedure, argument) : EAGAIN;
-}
-
 }  // extern "C"
 
 namespace Testing {
@@ -86,14 +66,6 @@ TimedLocksFail::TimedLocksFail() {
 
 TimedLocksFail::~TimedLocksFail() {
     timedLocksFail = false;
-}
-
-ThreadCreationFails::ThreadCreationFails(int allowed) {
-    allowedThreads = allowed;
-}
-
-ThreadCreationFails::~ThreadCreationFails() {
-    allowedThreads = kUnlimited;
 }
 
 std::time_t LastLockDeadline() {

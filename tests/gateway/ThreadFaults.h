@@ -16,15 +16,6 @@ class TimedLocksFail {
     TimedLocksFail& operator=(const TimedLocksFail&) = delete;
 };
 
-// While it lives, threads can no longer be created after the next `allowed` ones.
-class ThreadCreationFails {
-  public:
-    explicit ThreadCreationFails(int allowed);
-    ~ThreadCreationFails();
-    ThreadCreationFails(const ThreadCreationFails&) = delete;
-    ThreadCreationFails& operator=(const ThreadCreationFails&) = delete;
-};
-
 // The seconds of the deadline with which a timed lock was asked for last, by any thread.
 std::time_t LastLockDeadline();
 

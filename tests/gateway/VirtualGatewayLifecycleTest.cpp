@@ -10,7 +10,7 @@
 #include "messages/InvalidArgumentException.h"
 #include "messages/NullObjectException.h"
 #include "tests/gateway/GatewayFixture.h"
-#include "tests/gateway/ThreadFaults.h"
+#include "tests/support/ThreadCreationFails.h"
 
 namespace Testing {
 namespace {

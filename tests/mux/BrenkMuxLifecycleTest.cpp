@@ -17,6 +17,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/ThreadCreationFails.h"
 #include "tests/support/WaitUntil.h"
 #include "threading/OwnerBlock.h"
 #include "threading/Synchronized.h"
@@ -31,6 +32,7 @@ using Testing::Request;
 using Testing::RequestNack;
 using Testing::ReservedPort;
 using Testing::TestMux;
+using Testing::ThreadCreationFails;
 using Testing::WaitUntil;
 
 namespace Mux {
@@ -247,6 +249,49 @@ TEST_F(BrenkMuxLifecycle, ShutsDownOnAPortThatIsNone) {
     }
     EXPECT_EQ(log.Count(plog::error, "Error on bind server socket. Invalid argument"), 4);
     EXPECT_EQ(log.Count(plog::error, kServerFailed), 4);
+}
+
+TEST_F(BrenkMuxLifecycle, EndsAtOnceWhenItsMainThreadCannotBeStarted) {
+    {
+        const ThreadCreationFails fault(0);
+        mux.Start();
+    }
+    mux.Wait();
+    EXPECT_EQ(log.Count(plog::error, "Cannot spawn main thread. Shutdown Mux."), 1);
+    EXPECT_EQ(log.Count(plog::verbose, "Force shutdown initiated"), 1);
+    EXPECT_FALSE(log.Holds(plog::info, "Main thread spawned."));
+    mux.Start();
+    EXPECT_TRUE(log.WaitFor(plog::info, "Main thread spawned.")) << "it still counts as running";
+}
+
+TEST_F(BrenkMuxLifecycle, ShutsDownWhenItsGatewaysThreadCannotBeStarted) {
+    const ThreadCreationFails fault(1);
+    mux.Start();
+    mux.Wait();
+    const char* const line = "Cannot spawn virtual gateways thread. Shutdown Mux.";
+    EXPECT_EQ(InOrder(log, {kMainClosing, "Force shutdown initiated", line}),
+              (Lines{line, "Force shutdown initiated", kMainClosing}));
+    EXPECT_EQ(log.Count(plog::error, line), 1);
+    EXPECT_FALSE(log.Holds(plog::info, kGatewaysSpawned));
+    EXPECT_FALSE(log.Holds(plog::verbose, kLoop));
+    EXPECT_FALSE(log.Holds(plog::debug, kServerReady)) << "clients could connect to a Mux that ends";
+}
+
+TEST_F(BrenkMuxLifecycle, ShutsDownWhenALoopOfItsServerSocketCannotBeStarted) {
+    const Lines lines = {"Cannot spawn accept loop thread.", "Cannot spawn receive data loop thread."};
+    for (int loops = 0; loops < 2; ++loops) {
+        const ReservedPort portOfOne;
+        const ThreadCreationFails fault(2 + loops);
+        TestMux shut(portOfOne.Number());
+        shut.Start();
+        shut.Wait();
+        const std::string& line = lines.at(static_cast<std::size_t>(loops));
+        EXPECT_EQ(log.Count(plog::error, line), 1);
+        EXPECT_EQ(log.Count(plog::verbose, "Force shutdown initiated"), loops + 1);
+        EXPECT_EQ(log.Count(plog::warning, kMainClosing), loops + 1);
+    }
+    EXPECT_FALSE(log.Holds(plog::info, "Receive data loop thread spawned."));
+    EXPECT_EQ(log.Count(plog::debug, kGatewaysClosing), 2);
 }
 
 TEST_F(BrenkMuxLifecycle, TheThreadProceduresEndWithoutAMux) {

@@ -170,6 +170,21 @@ TEST_F(ServerSocketFirstPassTest, ClosedClientsAreClosedAtItsEndWithoutTakingThe
     EXPECT_FALSE(log_.Holds(plog::warning, "Requested lock withtout timeout")) << log_.Text();
 }
 
+// Closing a client that is being waited for ends the wait, as if it had something to say.
+TEST_F(ServerSocketFirstPassTest, AClientThatIsClosedDuringTheWaitIsNotDrained) {
+    LoopbackSocket client = ConnectNext();
+    const int descriptor = std::stoi(Numbers().front());
+    const SeenCalls seen(CallsFrom::kOtherThreads);
+    FailingCalls duringTheWait(SocketCall::kPoll, 0, 1, FailingCalls::From::kOtherThreads);
+    duringTheWait.Doing([&] { server_->CloseClient(descriptor, ServerSocket::ListLock::kTake); });
+    server_->StartReceiveLoop();
+    EXPECT_THAT(seen.First(4), ElementsAre("lock until 5 s", "poll 1000 ms", "lock until 5 s", "lock until 5 s"));
+    EXPECT_FALSE(log_.Holds(plog::verbose, "Activity detected")) << log_.Text();
+    EXPECT_FALSE(log_.Holds(plog::warning, "Recv returned 0"));
+    EXPECT_FALSE(log_.Holds(plog::debug, "Clearing reset sockets list."));
+    EXPECT_EQ(deleted, 1);
+}
+
 TEST_F(ServerSocketFirstPassTest, WithoutAnyCallbackEverythingIsDoneAllTheSame) {
     ServerSocket bare(port_.Number());
     server_.reset();

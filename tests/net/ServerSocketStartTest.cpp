@@ -10,6 +10,7 @@
 #include "net/ServerSocket.h"
 #include "tests/net/SocketCalls.h"
 #include "tests/net/TestServer.h"
+#include "tests/support/ThreadCreationFails.h"
 
 namespace Brenk::Net {
 namespace {
@@ -21,6 +22,7 @@ using testing::IsEmpty;
 using Testing::LoopbackSocket;
 using Testing::SeenCalls;
 using Testing::SocketCall;
+using Testing::ThreadCreationFails;
 
 class ServerSocketStartTest : public Testing::TestServer {
   protected:
@@ -162,6 +164,34 @@ TEST_F(ServerSocketStartTest, StartingTheReceiveLoopTwiceStartsOneThread) {
     EXPECT_TRUE(log_.WaitFor(plog::info, "Receive data loop thread spawned."));
     server_.reset();
     EXPECT_EQ(log_.Count(plog::info, "Receive data loop thread spawned."), 1);
+}
+
+TEST_F(ServerSocketStartTest, AnAcceptLoopThatCannotBeStartedIsAnErrorAndMayBeTriedAgain) {
+    ASSERT_TRUE(server_->InitSocket());
+    {
+        const ThreadCreationFails fault(0);
+        EXPECT_FALSE(server_->StartAcceptLoop());
+    }
+    EXPECT_EQ(log_.Count(plog::error, "Cannot spawn accept loop thread."), 1);
+    EXPECT_FALSE(log_.Holds(plog::info, "thread spawned."));
+    EXPECT_TRUE(server_->StartAcceptLoop());
+    EXPECT_TRUE(server_->StartAcceptLoop()) << "it runs";
+    ConnectClient();
+}
+
+TEST_F(ServerSocketStartTest, AReceiveLoopThatCannotBeStartedIsAnErrorAndMayBeTriedAgain) {
+    StartAccepting();
+    {
+        const ThreadCreationFails fault(0);
+        EXPECT_FALSE(server_->StartReceiveLoop());
+    }
+    EXPECT_EQ(log_.Count(plog::error, "Cannot spawn receive data loop thread."), 1);
+    EXPECT_FALSE(log_.Holds(plog::info, "Receive data loop thread spawned."));
+    EXPECT_TRUE(server_->StartReceiveLoop());
+    EXPECT_TRUE(server_->StartReceiveLoop()) << "it runs";
+    LoopbackSocket client = ConnectClient();
+    client.Send(PacketWith("{}"));
+    EXPECT_TRUE(WaitForEvents("received", 1));
 }
 
 TEST_F(ServerSocketStartTest, WithoutAListenerTheAcceptLoopEndsAtOnce) {
