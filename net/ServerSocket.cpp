@@ -311,21 +311,20 @@ void ServerSocket::ReceivePass() {
 }
 
 void ServerSocket::CollectClients() {
-    const bool changed = clients_.With([this](const ClientList& clients) {
-        if (clients.Version() == passVersion_) {
-            return false;
+    const std::uint64_t version = clients_.With([this](const ClientList& clients) {
+        if (clients.Version() != passVersion_) {
+            clients.CopyTo(passClients_);
         }
-        clients.CopyTo(passClients_);
-        passVersion_ = clients.Version();
-        return true;
+        return clients.Version();
     });
-    if (!changed) {
+    if (version == passVersion_) {
         return;
     }
     passEvents_.clear();
     for (const ClientPointer& client : passClients_) {
         passEvents_.push_back({client->Descriptor(), POLLIN, 0});
     }
+    passVersion_ = version;
 }
 
 // The allocator gives pages back by itself only at the end of its heap, where something of a long life stands by then.
