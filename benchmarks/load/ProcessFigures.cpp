@@ -32,6 +32,12 @@ std::chrono::nanoseconds CpuTimeIn(const path& schedulerFigures) {
     return std::chrono::nanoseconds(std::stoll(TextOf(schedulerFigures)));
 }
 
+ThreadUse UseOf(const path& thread) {
+    const std::string status = TextOf(thread / "status");
+    return {CpuTimeIn(thread / "schedstat"), NumberOf(status, "voluntary_ctxt_switches"),
+            NumberOf(status, "nonvoluntary_ctxt_switches")};
+}
+
 }  // namespace
 
 std::chrono::nanoseconds CpuTimeOf(pid_t process) {
@@ -49,10 +55,14 @@ std::chrono::nanoseconds CpuTimeOf(pid_t process) {
 std::map<pid_t, ThreadUse> ThreadsOf(pid_t process) {
     std::map<pid_t, ThreadUse> threads;
     for (const auto& thread : std::filesystem::directory_iterator(FolderOf(process) / "task")) {
-        const std::string status = TextOf(thread.path() / "status");
-        threads[std::stoi(thread.path().filename())] = {CpuTimeIn(thread.path() / "schedstat"),
-                                                        NumberOf(status, "voluntary_ctxt_switches"),
-                                                        NumberOf(status, "nonvoluntary_ctxt_switches")};
+        try {
+            threads[std::stoi(thread.path().filename())] = UseOf(thread.path());
+        } catch (const std::runtime_error&) {
+            // It may have ended since its name was read.
+            if (exists(thread.path())) {
+                throw;
+            }
+        }
     }
     return threads;
 }

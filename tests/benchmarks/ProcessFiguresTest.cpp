@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <future>
 #include <stdexcept>
 #include <system_error>
@@ -67,6 +68,20 @@ TEST(ProcessFiguresTest, AThreadsCpuTimeIsItsOwn) {
     done.get_future().wait();
     EXPECT_LT(own() - before, std::chrono::milliseconds(50));
     worker.join();
+}
+
+TEST(ProcessFiguresTest, ThreadsThatEndMeanwhileAreNoError) {
+    std::atomic<bool> goesOn{true};
+    std::thread ending([&] {
+        while (goesOn) {
+            std::thread([] {}).join();
+        }
+    });
+    for (int count = 0; count < 2000; ++count) {
+        EXPECT_NO_THROW(ThreadsOf(getpid()));
+    }
+    goesOn = false;
+    ending.join();
 }
 
 TEST(ProcessFiguresTest, TouchedPagesAreResident) {
