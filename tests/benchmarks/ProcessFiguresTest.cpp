@@ -90,7 +90,8 @@ TEST(ProcessFiguresTest, TouchedPagesAreResident) {
     const MemoryUse after = MemoryOf(getpid());
     EXPECT_EQ(touched.back(), 'x');
     EXPECT_GE(after.residentKib, before.residentKib + 8000);
-    EXPECT_GE(after.proportionalKib, before.proportionalKib + 8000);
+    // The shares in pages of the program fall when another one of its processes begins.
+    EXPECT_GE(after.proportionalKib, 8000U);
     EXPECT_LE(after.proportionalKib, after.residentKib);
 }
 
