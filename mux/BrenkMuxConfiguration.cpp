@@ -91,6 +91,7 @@ bool IsConnected(const VirtualGateway& gateway) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
 bool BrenkMux::ParseConfigurationFile(std::string path) {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Reading configuration JSON data from file " << path;
     std::string text;
     if (!ReadFile(path, text)) {
@@ -102,6 +103,7 @@ bool BrenkMux::ParseConfigurationFile(std::string path) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
 bool BrenkMux::ParseConfiguration(std::string json) {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Parsing configuration JSON...";
     MuxConfigurationData configuration;
     if (!MuxConfigurationParser().ParseText(json, configuration)) {
@@ -116,6 +118,7 @@ bool BrenkMux::ParseConfiguration(std::string json) {
 }
 
 bool BrenkMux::ParseConfigurationMessage(MuxMessage& message) {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Trying to parse a configuration message that arrived from client.";
     const auto* const payload = dynamic_cast<const MuxConfigureMessagePayload*>(message.Payload());
     MuxConfigurationData configuration;
@@ -132,6 +135,7 @@ bool BrenkMux::ParseConfigurationMessage(MuxMessage& message) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
 void BrenkMux::InitVirtualGateways(MuxConfigurationData configuration) {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Destroying all gateways already configured...";
     DestroyVirtualGateways();
     if (configuration.enabled) {
@@ -188,6 +192,7 @@ std::shared_ptr<VirtualGateway> BrenkMux::CreateVirtualGateway(const GatewayConf
 }
 
 void BrenkMux::ConnectVirtualGateways() {
+    MUX_OPERATION();
     if (!enabled_) {
         return;
     }
@@ -243,6 +248,7 @@ void BrenkMux::ConnectVirtualGateway(VirtualGateway& gateway) {
 
 void BrenkMux::VirtualGatewayStateChangedCallback(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus,
                                                   VirtualGatewayStatuses newStatus, void* context) {
+    MUX_OPERATION();
     if (context == nullptr || gateway == nullptr) {
         return;
     }
