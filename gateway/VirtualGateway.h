@@ -87,7 +87,8 @@ class VirtualGateway {
     // Connects, and then either asks the gateway for its sequence counter (status CONNECTED until it answers) or not
     // (READY at once). False in CONNECTED and NOT_PRESENT, and when the connection fails; the 20th failure in the
     // life of the object makes it NOT_PRESENT. Without an owner nobody can be told of the counter: asking for it throws
-    // ArgumentNullException (as a pointer), connected all the same, and each keep-alive costs a cycle of the send thread.
+    // ArgumentNullException (as a pointer), connected all the same, and each keep-alive costs a cycle of the send
+    // thread.
     bool Connect(bool refreshSequence);
 
     // Drops the connection. False, with nothing changed, unless CONNECTED, READY or FAULTED.

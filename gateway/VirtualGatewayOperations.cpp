@@ -48,8 +48,7 @@ bool VirtualGateway::GetNodeStatus(std::string requestID, std::uint32_t lockID, 
     if (IsIn({FAULTED})) {
         return false;
     }
-    const Operation operation = {"Enqueuing GET_STATUS message.",
-                                 "Message bytes for check: ", kNoText};
+    const Operation operation = {"Enqueuing GET_STATUS message.", "Message bytes for check: ", kNoText};
     return EnqueueOperation(operation, std::move(requestID), context,
                             [=](auto& builder) { return builder.BuildGetStatus(lockID); });
 }
@@ -60,8 +59,7 @@ bool VirtualGateway::OpenLock(std::string requestID, std::uint32_t lockID, std::
     if (IsIn({FAULTED, NOT_PRESENT})) {
         return false;
     }
-    const Operation operation = {"Enqueuing OPEN_LOCK message.",
-                                 "OPEN_LOCK Message bytes for check: ", kNoText};
+    const Operation operation = {"Enqueuing OPEN_LOCK message.", "OPEN_LOCK Message bytes for check: ", kNoText};
     return EnqueueOperation(operation, std::move(requestID), context,
                             [=](auto& builder) { return builder.BuildLongTermActivation(lockID, 0, timeValue, flag); });
 }
@@ -75,8 +73,7 @@ bool VirtualGateway::CloseLock(std::string requestID, std::uint32_t lockID, std:
         MUX_LOG(plog::warning) << "vgs not present : ";
         return false;
     }
-    const Operation operation = {" Enqueuing CLOSE_LOCK message.",
-                                 "CLOSE_LOCK Message bytes for check: ", kNoText};
+    const Operation operation = {" Enqueuing CLOSE_LOCK message.", "CLOSE_LOCK Message bytes for check: ", kNoText};
     return EnqueueOperation(operation, std::move(requestID), context,
                             [=](auto& builder) { return builder.BuildLongTermRelease(lockID, delay, flag); });
 }
@@ -88,8 +85,7 @@ bool VirtualGateway::OpenCloseLock(std::string requestID, std::uint32_t lockID, 
     if (IsIn({FAULTED, NOT_PRESENT})) {
         return false;
     }
-    const Operation operation = {"Enqueuing OPEN_LOCK message.",
-                                 "OPEN_LOCK Message bytes for check: ", kNoText};
+    const Operation operation = {"Enqueuing OPEN_LOCK message.", "OPEN_LOCK Message bytes for check: ", kNoText};
     return EnqueueOperation(operation, std::move(requestID), context,
                             [=](auto& builder) { return builder.BuildShortTermActivation(lockID, duration, flag); });
 }
@@ -145,8 +141,7 @@ std::uint8_t VirtualGateway::CheckedSetupNumber(bool uidMode, std::uint8_t setup
     if (!uidMode || setupNumber == 0) {
         return setupNumber;
     }
-    MUX_LOG(plog::warning)
-        << "Specified UID mode card data, but SetupNo is not zero. Change to zero.";
+    MUX_LOG(plog::warning) << "Specified UID mode card data, but SetupNo is not zero. Change to zero.";
     return 0;
 }
 
@@ -167,8 +162,7 @@ bool VirtualGateway::EnableWhitelist(std::string requestID, std::uint32_t lockID
     if (IsIn({FAULTED})) {
         return false;
     }
-    const Operation operation = {"Enqueuing ENABLE_WHITELIST message.",
-                                 "Message bytes for check: ", kNoText};
+    const Operation operation = {"Enqueuing ENABLE_WHITELIST message.", "Message bytes for check: ", kNoText};
     return EnqueueOperation(operation, std::move(requestID), context,
                             [=](auto& builder) { return builder.BuildEnableWhitelist(lockID); });
 }
@@ -178,8 +172,7 @@ bool VirtualGateway::DisableWhitelist(std::string requestID, std::uint32_t lockI
     if (IsIn({FAULTED})) {
         return false;
     }
-    const Operation operation = {"Enqueuing DISABLE_WHITELIST message.",
-                                 "Message bytes for check: ", kNoText};
+    const Operation operation = {"Enqueuing DISABLE_WHITELIST message.", "Message bytes for check: ", kNoText};
     return EnqueueOperation(operation, std::move(requestID), context,
                             [=](auto& builder) { return builder.BuildDisableWhitelist(lockID); });
 }

@@ -40,8 +40,8 @@ constexpr const char* kValueOptions[] = {"configFile", "logFile"};
 // To the parser an option is a name behind any number of dashes.
 bool TakesValue(const std::string& word) {
     const std::size_t dashes = std::min(word.find_first_not_of('-'), word.size());
-    return dashes > 0 &&
-           std::find(std::begin(kValueOptions), std::end(kValueOptions), word.substr(dashes)) != std::end(kValueOptions);
+    return dashes > 0 && std::find(std::begin(kValueOptions), std::end(kValueOptions), word.substr(dashes)) !=
+                             std::end(kValueOptions);
 }
 
 // The parser does not take empty words. One that is the value of an option is joined to it ("--logFile="); any other

@@ -101,6 +101,12 @@ int Resolve(const std::string& host, int port, AddressList& list) {
     return error;
 }
 
+// The kernel's numbers for a gateway that took too long, one for connecting and one for sending, do not say so.
+std::string ReasonText(int error) {
+    const bool tookTooLong = error == EINPROGRESS || error == EAGAIN;
+    return ErrorText(tookTooLong ? ETIMEDOUT : error);
+}
+
 std::string AddressText(const std::string& host, int port) {
     const bool holdsColons = host.find(':') != std::string::npos;
     return (holdsColons ? '[' + host + ']' : host) + ':' + std::to_string(port);
@@ -195,7 +201,7 @@ ClientSocket::SocketPointer ClientSocket::OpenConnection(const addrinfo& address
     if (!ConnectTo(descriptor, address, connectionTimeout_)) {
         const int error = errno;
         MUX_LOG(plog::error) << "Cannot connect to socket:" << ErrorText(error);
-        LogGatewayFailure(ErrorText(error));
+        LogGatewayFailure(ReasonText(error));
         opened.reset();
         ErrorGuard::Instance().Report(ErrorKind::kConnection);
     }
@@ -329,7 +335,7 @@ bool ClientSocket::ReceiveFailed(const OpenSocket& socket, int error) {
 
 // The callback reconnects, and its lines come before the end that the report leads to.
 void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
-    LogGatewayFailure(ErrorText(error));
+    LogGatewayFailure(ReasonText(error));
     if (callback != nullptr) {
         callback(error, context_);
     }

@@ -18,8 +18,8 @@ namespace Brenk::Net {
 // calls holds the object by shared_ptr, because an error callback may make the owner drop it while the call that
 // failed is still on the stack.
 //
-// Every failure is a false result and a log line; behind it a line of our own names the gateway's address when it is the
-// gateway that failed. Failures that the Mux cannot live with are then reported to the error guard: those of a
+// Every failure is a false result and a log line; behind it a line of our own names the gateway's address when it is
+// the gateway that failed. Failures that the Mux cannot live with are then reported to the error guard: those of a
 // connection that stood after the callback, all others at once. No exception leaves the class.
 class ClientSocket {
   public:

@@ -96,8 +96,7 @@ bool IsUIDCardOf(const rapidjson::Value& data) {
         return false;
     }
     if (!member->value.IsBool()) {
-        MUX_LOG(plog::warning)
-            << "Card data type is not in a valid format. Will be used default value (false)";
+        MUX_LOG(plog::warning) << "Card data type is not in a valid format. Will be used default value (false)";
         return false;
     }
     return member->value.GetBool();

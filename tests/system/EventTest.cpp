@@ -91,6 +91,9 @@ TEST(Events, ReachEveryClientWithTheSameBytes) {
             EXPECT_EQ(second.Receive(), received);
         }
     }
+    // Two rows of which no client is told, for two clients each.
+    EXPECT_TRUE(system.Mux().WaitFor("Message part in the event record structure is missing.", 4));
+    EXPECT_EQ(system.Mux().Count("Message part in the event record structure is missing."), 4U);
 }
 
 TEST(Events, OfACardWithoutBytesHaveNoData) {
