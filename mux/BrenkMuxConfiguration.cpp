@@ -24,9 +24,6 @@ using Configuration::GatewayConfiguration;
 using Configuration::MuxConfigurationData;
 using Configuration::MuxConfigurationParser;
 
-constexpr const char* kUnknownStatusText =
-    "The selected Virtual Gateway is in UNKNOWN status. A connection request will not be send.";
-
 // Returns false when the file cannot be read to its end.
 bool ReadFile(const std::string& path, std::string& text) {
     std::ifstream file(path, std::ios::binary);
@@ -79,6 +76,23 @@ void AddToCollections(GatewayCollections& collections, const std::shared_ptr<Vir
     collections.gatewaysByID.emplace(configuration.id, gateway);
     for (const Configuration::DeviceConfiguration& device : configuration.devices) {
         collections.devices.emplace(device.id, ConfiguredDevice{configuration.id, device.name});
+    }
+}
+
+void LogFailedConnect(const VirtualGateway& gateway) {
+    MUX_LOG(plog::error) << "Cannot connect to gateway with ID " << gateway.ID() << " over IP " << gateway.IpAddress();
+}
+
+// The line about the status comes in each of these three, though only one of them is meant and no gateway is ever in
+// it.
+void ReconnectVirtualGateway(VirtualGateway& gateway) {
+    const bool connected = gateway.Status() != Brenk::UNKNOWN && gateway.Connect(false);
+    MUX_LOG(plog::error) << "The selected Virtual Gateway is in UNKNOWN status. A connection request will not be send.";
+    if (connected) {
+        MUX_LOG(plog::verbose) << "Connected to gateway with ID " << gateway.ID() << " over IP " << gateway.IpAddress()
+                               << ".";
+    } else {
+        LogFailedConnect(gateway);
     }
 }
 
@@ -210,39 +224,24 @@ void BrenkMux::ConnectVirtualGateway(VirtualGateway& gateway) {
     if (!connection.owns_lock() || IsConnected(gateway)) {
         return;
     }
-    const auto fail = [&gateway] {
-        MUX_LOG(plog::error) << "Cannot connect to gateway with ID " << gateway.ID() << " over IP "
-                             << gateway.IpAddress();
-    };
     switch (gateway.Status()) {
         case Brenk::CREATED: {
             const bool connected = gateway.Connect(true);
             MUX_LOG(plog::verbose) << "Try to connect to gateway with ID " << gateway.ID() << " over IP "
                                    << gateway.IpAddress() << ", and also send a request for a SEQUENCE REFRESH.";
             if (!connected) {
-                fail();
+                LogFailedConnect(gateway);
                 Diagnostics::ErrorGuard::Instance().Report(Diagnostics::ErrorKind::kConnection);
             }
             break;
         }
         case Brenk::DISCONNECTED:
-        case Brenk::FAULTED: {
-            const bool connected = gateway.Connect(false);
-            MUX_LOG(plog::error) << kUnknownStatusText;
-            if (connected) {
-                MUX_LOG(plog::verbose) << "Connected to gateway with ID " << gateway.ID() << " over IP "
-                                       << gateway.IpAddress() << ".";
-            } else {
-                fail();
-            }
-            break;
-        }
+        case Brenk::FAULTED:
         case Brenk::UNKNOWN:
-            MUX_LOG(plog::error) << kUnknownStatusText;
-            fail();
+            ReconnectVirtualGateway(gateway);
             break;
         default:
-            fail();
+            LogFailedConnect(gateway);
     }
 }
 
