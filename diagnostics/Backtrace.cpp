@@ -37,6 +37,7 @@ void PrepareBacktrace() {
 }
 
 void LogBacktrace() {
+    MUX_OPERATION();
     MUX_LOG(plog::error) << "Obtaining stack trace for current SIG.";
     Frames frames{};
     const int count = backtrace(frames.data(), kMaximumFrames);

@@ -51,6 +51,7 @@ std::string DumpCommand() {
 }
 
 void SaveDumpFile() {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Running gcore for save current core dump.";
     MUX_LOG(plog::info) << "Command line:" << DumpCommand();
     RunDumpCommand();

@@ -66,6 +66,7 @@ void InitErrorGuard() {
 }  // namespace
 
 void InitDiagnostics(plog::Severity maximumSeverity, const std::string& logFile, bool colors) {
+    MUX_OPERATION();
     InitLog(maximumSeverity, logFile.empty() ? kDefaultLogFile : logFile, colors);
     Tracer::UseColors(colors);
     PrepareBacktrace();

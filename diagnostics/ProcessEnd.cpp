@@ -126,6 +126,7 @@ void SetStopHook(void (*stop)()) {
 }
 
 void CriticalErrorThresholdReached() {
+    MUX_OPERATION();
     exitStatus = kCriticalErrorStatus;
     BeginEnding(kCriticalErrorStatus, kSecondsToEndAfterError);
     MUX_LOG(plog::error) << "Exit for critical errors.";
@@ -136,6 +137,7 @@ void CriticalErrorThresholdReached() {
 }
 
 void ErrorThresholdReached() {
+    MUX_OPERATION();
     BeginEnding(kCriticalErrorStatus, kSecondsToEndAfterError);
     MUX_LOG(plog::error) << "Exit for common errors.";
     FinishEnding(RuntimeReports::kWrite);

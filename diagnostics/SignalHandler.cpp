@@ -46,8 +46,7 @@ const Ending* FindEnding(int signalNumber) {
     return nullptr;
 }
 
-// The line is written under the signature of the handler, as those of the other endings.
-[[noreturn]] void EndByCrash(const Ending& ending, const char* signature) {
+[[noreturn]] void EndByCrash(const Ending& ending) {
     BeginEnding(ending.status, kSecondsToDump);
     StartDumpWatch(std::chrono::seconds(kSecondsToDump));
     // The thread that crashed inside the log holds its lock: no line can be written any more.
@@ -55,7 +54,7 @@ const Ending* FindEnding(int signalNumber) {
         RunDumpCommand();
         FinishEnding(RuntimeReports::kSkip);
     }
-    MUX_LOG_FROM(signature, ending.severity) << ending.text;
+    MUX_LOG(ending.severity) << ending.text;
     SaveDumpFile();
     LogBacktrace();
     FinishEnding(RuntimeReports::kSkip);
@@ -64,12 +63,13 @@ const Ending* FindEnding(int signalNumber) {
 }  // namespace
 
 void SignalHandler(int signalNumber) {
+    MUX_OPERATION();
     const Ending* ending = signalNumber > kHighestSignal ? nullptr : FindEnding(signalNumber);
     if (ending == nullptr) {
         return;
     }
     if (ending->isCrash) {
-        EndByCrash(*ending, __PRETTY_FUNCTION__);
+        EndByCrash(*ending);
     }
     if (IsEndingOnThisThread()) {
         return;

@@ -5,6 +5,7 @@
 namespace Brenk {
 
 MessageRequestInfo::~MessageRequestInfo() {
+    MUX_OPERATION();
     if (message != nullptr) {
         MUX_LOG(plog::verbose) << "Internal request message set. Deallocate message memory.";
     }

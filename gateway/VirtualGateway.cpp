@@ -39,6 +39,7 @@ VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port)
 VirtualGateway::VirtualGateway(std::string ipAddress) : VirtualGateway(std::move(ipAddress), kDefaultPort) {}
 
 VirtualGateway::~VirtualGateway() {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Virtual gateway destructor called.";
     ClearCallbacks();
     readThreadRunning_ = false;
@@ -56,6 +57,7 @@ VirtualGateway::~VirtualGateway() {
 }
 
 bool VirtualGateway::InitThreads() {
+    MUX_OPERATION();
     readThread_ = std::make_unique<Threading::Thread>(readThreadProc);
     sendThread_ = std::make_unique<Threading::Thread>(sendThreadProc);
     if (!Threading::StartWithOwner(*sendThread_, this)) {
@@ -81,7 +83,7 @@ void VirtualGateway::ThreadsDestroy() {
 
 void VirtualGateway::SetOwner(GatewayOwner owner) {
     ReplaceOwner(std::move(owner));
-    hasOwner_ = true;
+    isInUse_ = true;
 }
 
 void VirtualGateway::ReplaceOwner(GatewayOwner owner) {

@@ -72,8 +72,8 @@ class VirtualGateway {
     VirtualGateway(const VirtualGateway&) = delete;
     VirtualGateway& operator=(const VirtualGateway&) = delete;
 
-    // To be called directly after construction, before the first Connect. Until then the send thread, which runs
-    // already, does nothing.
+    // To be called directly after construction, before the first Connect. Until one of the two the send thread, which
+    // runs already, does nothing.
     void SetOwner(GatewayOwner owner);
 
     std::int32_t ID() const;
@@ -86,7 +86,9 @@ class VirtualGateway {
 
     // Connects, and then either asks the gateway for its sequence counter (status CONNECTED until it answers) or not
     // (READY at once). False in CONNECTED and NOT_PRESENT, and when the connection fails; the 20th failure in the
-    // life of the object makes it NOT_PRESENT.
+    // life of the object makes it NOT_PRESENT. Without an owner nobody can be told of the counter: asking for it throws
+    // ArgumentNullException (as a pointer), connected all the same, and each keep-alive costs a cycle of the send
+    // thread.
     bool Connect(bool refreshSequence);
 
     // Drops the connection. False, with nothing changed, unless CONNECTED, READY or FAULTED.
@@ -161,7 +163,7 @@ class VirtualGateway {
     using SocketPointer = std::shared_ptr<Net::ClientSocket>;
     using BuildFrame = std::function<MessagePointer(Messages::BrenkMessageBuilder&)>;
 
-    // Texts and signature under which an operation logs; see VirtualGatewayOperations.cpp.
+    // The texts that an operation logs; see VirtualGatewayOperations.cpp.
     struct Operation;
 
     std::shared_ptr<const GatewayOwner> Owner() const;
@@ -214,7 +216,7 @@ class VirtualGateway {
 
     // Operations.
     bool IsIn(std::initializer_list<VirtualGatewayStatuses> statuses) const;
-    static std::uint8_t CheckedSetupNumber(const Operation& operation, bool uidMode, std::uint8_t setupNumber);
+    static std::uint8_t CheckedSetupNumber(bool uidMode, std::uint8_t setupNumber);
     bool EnqueueOperation(const Operation& operation, std::string requestID, void* context, const BuildFrame& build);
 
     const std::string ipAddress_;
@@ -226,7 +228,7 @@ class VirtualGateway {
     std::atomic<bool> readThreadRunning_{true};
     std::atomic<bool> sendThreadRunning_{true};
     std::atomic<bool> keepAliveEnabled_{true};
-    std::atomic<bool> hasOwner_{false};
+    std::atomic<bool> isInUse_{false};
     bool hasTakenRequest_ = false;  // send thread only: from its first request on it sends in every status
 
     Threading::Mutex waitingMessagesMutex_{"waitingMessagesMutex"};

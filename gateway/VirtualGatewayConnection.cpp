@@ -20,6 +20,7 @@ constexpr int kMaximumFailedAttempts = 19;
 
 bool VirtualGateway::Connect(bool refreshSequence) {
     const std::lock_guard<std::recursive_mutex> connection(connectionMutex_);
+    isInUse_ = true;
     if (IsIn({CONNECTED, NOT_PRESENT})) {
         return false;
     }
@@ -53,6 +54,7 @@ bool VirtualGateway::CountFailedAttempt() {
 }
 
 LETS_CANCELLATION_PASS bool VirtualGateway::Disconnect() {
+    MUX_OPERATION();
     const std::lock_guard<std::recursive_mutex> connection(connectionMutex_);
     if (!IsIn({CONNECTED, READY, FAULTED})) {
         return false;
@@ -98,6 +100,7 @@ bool VirtualGateway::IsOutdated(const Threading::Synchronized<SocketPointer>& so
 }
 
 void VirtualGateway::SocketSendError(int errorNumber, void* context) {
+    MUX_OPERATION();
     auto* const gateway = static_cast<VirtualGateway*>(context);
     if (gateway == nullptr) {
         return;
@@ -111,6 +114,7 @@ void VirtualGateway::SocketSendError(int errorNumber, void* context) {
 }
 
 void VirtualGateway::SocketRecvError(int errorNumber, void* context) {
+    MUX_OPERATION();
     auto* const gateway = static_cast<VirtualGateway*>(context);
     if (gateway == nullptr) {
         return;

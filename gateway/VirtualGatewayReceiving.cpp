@@ -69,6 +69,7 @@ std::string DataOf(const Messages::BrenkReaderEventPayload& payload) {
 }  // namespace
 
 void* VirtualGateway::readThreadProc(void* gatewayBlock) {
+    MUX_OPERATION();
     auto* const gateway = Threading::TakeOwner<VirtualGateway>(gatewayBlock);
     MUX_LOG(plog::debug) << "Read thread spawned.";
     if (gateway == nullptr) {
@@ -146,6 +147,7 @@ void VirtualGateway::ManageReceivedFrames() {
 }
 
 Messages::BrenkMessage* VirtualGateway::FetchAndTranslateMessage() {
+    MUX_OPERATION();
     std::vector<unsigned char> bytes;
     const FrameSearch found = receiveBuffer_.Find(bytes);
     if (found == FrameSearch::kMagicAtFirstIndex) {
@@ -183,6 +185,7 @@ bool VirtualGateway::IsEventMessageType(const Messages::BrenkMessage* message) {
 
 LETS_CANCELLATION_PASS void VirtualGateway::ManageBrenkGatewayResponse(Messages::BrenkMessage* message,
                                                                        std::time_t receiveTime) {
+    MUX_OPERATION();
     MessagePointer frame(message);
     if (frame == nullptr) {
         return;

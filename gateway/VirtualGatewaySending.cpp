@@ -37,8 +37,10 @@ void VirtualGateway::EnqueueMessage(std::string id, Messages::BrenkMessage* mess
     static_cast<void>(owned.release());
 }
 
-// Takes the message out of `message` only when it is queued.
+// The work of EnqueueMessage. Takes the message out of `message` only when it is queued.
 void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* context) {
+    const Diagnostics::LogOperation operation(
+        "void Brenk::VirtualGateway::EnqueueMessage(std::string, Brenk::Messages::BrenkMessage*, void*)");
     if (message == nullptr) {
         MUX_LOG(plog::error) << "Message is nullptr";
         throw new ArgumentNullException;
@@ -64,6 +66,7 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
 }
 
 bool VirtualGateway::EnqueueRefreshSequenceCounter() {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Refreshing sequence couter.";
     const BuilderPointer builder = Builder();
     if (builder == nullptr) {
@@ -82,6 +85,7 @@ bool VirtualGateway::EnqueueRefreshSequenceCounter() {
 }
 
 void VirtualGateway::SendGetStatusKeepAlive() {
+    MUX_OPERATION();
     if (!keepAliveEnabled_) {
         return;
     }
@@ -95,6 +99,7 @@ void VirtualGateway::SendGetStatusKeepAlive() {
 }
 
 void* VirtualGateway::sendThreadProc(void* gatewayBlock) {
+    MUX_OPERATION();
     auto* const gateway = Threading::TakeOwner<VirtualGateway>(gatewayBlock);
     MUX_LOG(plog::verbose) << "Send thread spawned.";
     if (gateway == nullptr) {
@@ -120,8 +125,9 @@ LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
 }
 
 void VirtualGateway::SendCycle() {
-    // A keep-alive without the owner's context is refused, and the next one would come 27 s later.
-    if (!hasOwner_) {
+    // A keep-alive without the owner's context is refused, and the next one would come 27 s later: too late for a
+    // gateway whose owner is just about to be set.
+    if (!isInUse_) {
         return;
     }
     SendGetStatusKeepAlive();

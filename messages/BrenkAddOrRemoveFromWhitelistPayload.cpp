@@ -25,6 +25,7 @@ BrenkAddOrRemoveFromWhitelistPayload::BrenkAddOrRemoveFromWhitelistPayload(bool 
       whitelistOption_(whitelistOption),
       cardDataLength_(static_cast<std::uint8_t>(setupNumber == 0 && uidMode ? kUidLength : cardData.size())),
       cardData_(setupNumber == 0 ? GenerateUIDData(uidMode, cardData) : ArrayOf(cardData).release()) {
+    MUX_OPERATION();
     if (cardData_ == nullptr) {
         MUX_LOG(plog::warning) << "Message card data bytes are null. This means no valid data was provided. Whitelist "
                                   "message payload will be filled with dummy data, so Brenk Gateway will return a "
@@ -44,6 +45,7 @@ std::vector<unsigned char>* BrenkAddOrRemoveFromWhitelistPayload::Serialize() {
 }
 
 std::uint8_t* BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(bool uidMode, std::vector<unsigned char> data) {
+    MUX_OPERATION();
     if (data.empty()) {
         MUX_LOG(plog::error) << "Whitelist card UUID vector is empty. Cannot request message.";
         return nullptr;

@@ -33,6 +33,7 @@ constexpr std::array<const char*, 4> kBatteryLevelTexts = {
 }  // namespace
 
 BrenkLockState BrenkLockState::ParseFromBuffer(BrenkGetStatusPayload* payload) {
+    MUX_OPERATION();
     BrenkLockState state;
     if (payload == nullptr) {
         MUX_LOG(plog::warning) << "Brenk Lock State payload is nullptr. Cannot parse lock status data.";

@@ -21,7 +21,8 @@ std::unique_ptr<BrenkMessagePayload> BrenkMessage::DetachPayload() {
     return std::move(payload_);
 }
 
-std::vector<unsigned char>* BrenkMessage::Serialize() const {
+std::vector<unsigned char>* BrenkMessage::Serialize() {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "[BrenkMessage::Serialize] Serializing message main frame parts.";
     auto frame = std::make_unique<std::vector<unsigned char>>(BytesWithoutCRC());
     MUX_LOG(plog::verbose) << "Compunting message CRC16. Current buffer size is" << frame->size();
@@ -34,7 +35,7 @@ std::uint16_t BrenkMessage::ComputeCRC16() const {
     return CRC::CRC16::XModem(bytes);
 }
 
-std::string BrenkMessage::BytesAsText() const {
+std::string BrenkMessage::BytesAsText() {
     const std::unique_ptr<std::vector<unsigned char>> frame(Serialize());
     return Diagnostics::BytesToHex(*frame);
 }

@@ -39,13 +39,13 @@ class BrenkMessage {
 
     // Returns the whole frame with its CRC as it goes over the wire (FrameLayout.h), in a new vector that the caller
     // owns.
-    std::vector<unsigned char>* Serialize() const;
+    std::vector<unsigned char>* Serialize();
 
     // Returns the CRC-16/XMODEM of the frame's bytes without the CRC.
     std::uint16_t ComputeCRC16() const;
 
     // Returns the serialised frame as upper-case hexadecimal with a blank between two bytes, for the log.
-    std::string BytesAsText() const;
+    std::string BytesAsText();
 
     // Returns the length that a frame announces in its first byte, or 0 when no magic bytes follow it. Throws
     // std::out_of_range for fewer than three bytes.

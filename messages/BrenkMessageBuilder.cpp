@@ -134,6 +134,7 @@ std::unique_ptr<BrenkMessage> BrenkMessageBuilder::Build(std::uint32_t deviceAdd
 
 BrenkMessage* BrenkMessageBuilder::BuildBaseMessage(std::uint32_t deviceAddress, std::uint8_t payloadType,
                                                     BrenkMessagePayload* payload) {
+    MUX_OPERATION();
     const std::size_t payloadLength = LengthOf(payload);
     const Counters counters = Snapshot();
 
@@ -158,6 +159,7 @@ BrenkMessage* BrenkMessageBuilder::BuildBaseMessage(std::uint32_t deviceAddress,
 }
 
 BrenkMessage* BrenkMessageBuilder::Parse(std::vector<unsigned char>& frame) {
+    MUX_OPERATION();
     auto message = std::make_unique<BrenkMessage>(BrenkFrameHeader::Read(frame));
     std::unique_ptr<BrenkMessagePayload> payload = ReadPayload(message->PayloadType(), frame);
     if (payload != nullptr) {

@@ -57,11 +57,13 @@ void BrenkMux::StopAndJoin() {
 }
 
 void BrenkMux::InitMutexes() {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Initializing thread mutexes for multithread sync.";
     MUX_LOG(plog::verbose) << "Mutexes for multithread initialized.";
 }
 
 void BrenkMux::DestroyMutexes() {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Destroying thread mutexes for multithread sync.";
     clientMessageQueueMutex_.Destroy();
     muxMessageQueueMutex_.Destroy();
@@ -70,6 +72,7 @@ void BrenkMux::DestroyMutexes() {
 }
 
 void BrenkMux::Start() {
+    MUX_OPERATION();
     if (running_) {
         return;
     }
@@ -85,6 +88,7 @@ void BrenkMux::Start() {
 }
 
 void BrenkMux::Wait() {
+    MUX_OPERATION();
     if (mainThread_ == nullptr) {
         return;
     }
@@ -98,6 +102,7 @@ void BrenkMux::Wait() {
 }
 
 void BrenkMux::ForceShutdown() {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Force shutdown initiated";
     running_ = false;
     gatewaysRunning_ = false;
@@ -111,6 +116,7 @@ void BrenkMux::Stop() {
 }
 
 void* BrenkMux::mainThreadProc(void* muxBlock) {
+    MUX_OPERATION();
     MUX_LOG(plog::debug) << "Mux main thread is now running on the main process.";
     auto* const mux = Threading::TakeOwner<BrenkMux>(muxBlock);
     if (mux == nullptr) {
@@ -174,6 +180,7 @@ void BrenkMux::KeepDescriptorsForGateways() {
 }
 
 void* BrenkMux::gatewaysThreadProc(void* muxBlock) {
+    MUX_OPERATION();
     auto* const mux = Threading::TakeOwner<BrenkMux>(muxBlock);
     if (mux == nullptr) {
         pthread_exit(nullptr);
@@ -198,6 +205,7 @@ void BrenkMux::RunGatewaysThread() {
 }
 
 bool BrenkMux::SendMessageToClientIfAvailable() {
+    MUX_OPERATION();
     MutexGuard guard = muxMessageQueueMutex_.NewGuard();
     if (!guard.Lock(kDeliveryTimeout)) {
         MUX_LOG(plog::warning) << "Cannot acquire resource mutex for send message to client queue.";
@@ -314,6 +322,7 @@ std::size_t BrenkMux::PendingCount() const {
 }
 
 void BrenkMux::ServerSocketClientAccepted(int descriptor, void* context) {
+    MUX_OPERATION();
     if (context == nullptr) {
         return;
     }
@@ -322,6 +331,7 @@ void BrenkMux::ServerSocketClientAccepted(int descriptor, void* context) {
 }
 
 void BrenkMux::ServerSocketClientDeleted(int descriptor, void* context) {
+    MUX_OPERATION();
     if (context == nullptr) {
         return;
     }

@@ -154,7 +154,7 @@ class BrenkMux {
     void ForwardRequest(RecordPointer record);
     void AnswerWithNack(RecordPointer record);
     void EnqueueNack(RecordPointer record);
-    bool RouteToGateway(const MuxMessage& message, const char* signature);
+    bool RouteToGateway(const MuxMessage& message);
     bool AddToPending(RecordPointer& record);
     bool TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID);
     RecordPointer TakeFromPending(const std::string& messageID);

@@ -24,9 +24,6 @@ using Configuration::GatewayConfiguration;
 using Configuration::MuxConfigurationData;
 using Configuration::MuxConfigurationParser;
 
-constexpr const char* kUnknownStatusText =
-    "The selected Virtual Gateway is in UNKNOWN status. A connection request will not be send.";
-
 // Returns false when the file cannot be read to its end.
 bool ReadFile(const std::string& path, std::string& text) {
     std::ifstream file(path, std::ios::binary);
@@ -82,6 +79,23 @@ void AddToCollections(GatewayCollections& collections, const std::shared_ptr<Vir
     }
 }
 
+void LogFailedConnect(const VirtualGateway& gateway) {
+    MUX_LOG(plog::error) << "Cannot connect to gateway with ID " << gateway.ID() << " over IP " << gateway.IpAddress();
+}
+
+// The line about the status comes in each of these three, though only one of them is meant and no gateway is ever in
+// it.
+void ReconnectVirtualGateway(VirtualGateway& gateway) {
+    const bool connected = gateway.Status() != Brenk::UNKNOWN && gateway.Connect(false);
+    MUX_LOG(plog::error) << "The selected Virtual Gateway is in UNKNOWN status. A connection request will not be send.";
+    if (connected) {
+        MUX_LOG(plog::verbose) << "Connected to gateway with ID " << gateway.ID() << " over IP " << gateway.IpAddress()
+                               << ".";
+    } else {
+        LogFailedConnect(gateway);
+    }
+}
+
 bool IsConnected(const VirtualGateway& gateway) {
     const VirtualGatewayStatuses status = gateway.Status();
     return status == Brenk::CONNECTED || status == Brenk::READY;
@@ -91,6 +105,7 @@ bool IsConnected(const VirtualGateway& gateway) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
 bool BrenkMux::ParseConfigurationFile(std::string path) {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Reading configuration JSON data from file " << path;
     std::string text;
     if (!ReadFile(path, text)) {
@@ -102,6 +117,7 @@ bool BrenkMux::ParseConfigurationFile(std::string path) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
 bool BrenkMux::ParseConfiguration(std::string json) {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Parsing configuration JSON...";
     MuxConfigurationData configuration;
     if (!MuxConfigurationParser().ParseText(json, configuration)) {
@@ -116,6 +132,7 @@ bool BrenkMux::ParseConfiguration(std::string json) {
 }
 
 bool BrenkMux::ParseConfigurationMessage(MuxMessage& message) {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Trying to parse a configuration message that arrived from client.";
     const auto* const payload = dynamic_cast<const MuxConfigureMessagePayload*>(message.Payload());
     MuxConfigurationData configuration;
@@ -132,6 +149,7 @@ bool BrenkMux::ParseConfigurationMessage(MuxMessage& message) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): every line that it logs begins with this signature
 void BrenkMux::InitVirtualGateways(MuxConfigurationData configuration) {
+    MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Destroying all gateways already configured...";
     DestroyVirtualGateways();
     if (configuration.enabled) {
@@ -188,6 +206,7 @@ std::shared_ptr<VirtualGateway> BrenkMux::CreateVirtualGateway(const GatewayConf
 }
 
 void BrenkMux::ConnectVirtualGateways() {
+    MUX_OPERATION();
     if (!enabled_) {
         return;
     }
@@ -205,44 +224,30 @@ void BrenkMux::ConnectVirtualGateway(VirtualGateway& gateway) {
     if (!connection.owns_lock() || IsConnected(gateway)) {
         return;
     }
-    const auto fail = [&gateway] {
-        MUX_LOG(plog::error) << "Cannot connect to gateway with ID " << gateway.ID() << " over IP "
-                             << gateway.IpAddress();
-    };
     switch (gateway.Status()) {
         case Brenk::CREATED: {
             const bool connected = gateway.Connect(true);
             MUX_LOG(plog::verbose) << "Try to connect to gateway with ID " << gateway.ID() << " over IP "
                                    << gateway.IpAddress() << ", and also send a request for a SEQUENCE REFRESH.";
             if (!connected) {
-                fail();
+                LogFailedConnect(gateway);
                 Diagnostics::ErrorGuard::Instance().Report(Diagnostics::ErrorKind::kConnection);
             }
             break;
         }
         case Brenk::DISCONNECTED:
-        case Brenk::FAULTED: {
-            const bool connected = gateway.Connect(false);
-            MUX_LOG(plog::error) << kUnknownStatusText;
-            if (connected) {
-                MUX_LOG(plog::verbose) << "Connected to gateway with ID " << gateway.ID() << " over IP "
-                                       << gateway.IpAddress() << ".";
-            } else {
-                fail();
-            }
-            break;
-        }
+        case Brenk::FAULTED:
         case Brenk::UNKNOWN:
-            MUX_LOG(plog::error) << kUnknownStatusText;
-            fail();
+            ReconnectVirtualGateway(gateway);
             break;
         default:
-            fail();
+            LogFailedConnect(gateway);
     }
 }
 
 void BrenkMux::VirtualGatewayStateChangedCallback(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus,
                                                   VirtualGatewayStatuses newStatus, void* context) {
+    MUX_OPERATION();
     if (context == nullptr || gateway == nullptr) {
         return;
     }

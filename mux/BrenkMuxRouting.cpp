@@ -47,6 +47,7 @@ std::string MessageIDOf(const MuxRequestRecord& record) {
 }  // namespace
 
 void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsigned char>* data, void* context) {
+    MUX_OPERATION();
     const std::unique_ptr<std::vector<unsigned char>> received(data);
     MUX_LOG(plog::verbose) << "Data callback hit.";
     if (context == nullptr || received == nullptr || !HoldsMuxPacket(*received)) {
@@ -62,6 +63,7 @@ void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsign
 }
 
 void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>& payload) {
+    MUX_OPERATION();
     MutexGuard guard = clientMessageQueueMutex_.NewGuard();
     if (payload.empty()) {
         return;
@@ -110,6 +112,7 @@ void BrenkMux::LogReceivedMessage(const MuxMessage& message) const {
 }
 
 void BrenkMux::PopNextMessage() {
+    MUX_OPERATION();
     MutexGuard clientGuard = clientMessageQueueMutex_.NewGuard();
     try {
         if (!clientGuard.Lock(kPopTimeout)) {
@@ -192,6 +195,7 @@ void BrenkMux::EnqueueNack(RecordPointer record) {
 // The record is in the pending list before the gateway has the request: its answer may come while this thread is still
 // on the way back. On refusal it is taken out again.
 bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
+    MUX_OPERATION();
     RecordPointer owned(record);
     const auto refuse = [&owned] {
         static_cast<void>(owned.release());
@@ -206,7 +210,7 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
     const bool isPending = AddToPending(owned);
     bool isAccepted = false;
     try {
-        isAccepted = RouteToGateway(*message, __PRETTY_FUNCTION__);
+        isAccepted = RouteToGateway(*message);
     } catch (...) {
         // The request is lost. Left in the list it would keep later ones of its ID from being answered.
         TakeBackFromPending(record, owned, message->MessageID());
@@ -252,35 +256,35 @@ bool BrenkMux::TakeBackFromPending(const MuxRequestRecord* added, RecordPointer&
     });
 }
 
-bool BrenkMux::RouteToGateway(const MuxMessage& message, const char* signature) {
+bool BrenkMux::RouteToGateway(const MuxMessage& message) {
     const auto gateways = Gateways();
     if (gateways->gatewaysByID.empty()) {
         return false;
     }
     const Route* const route = FindRoute(message.MessageCode());
-    MUX_LOG_FROM(signature, plog::verbose) << "Prepare to send message " << (route == nullptr ? "" : route->logName);
+    MUX_LOG(plog::verbose) << "Prepare to send message " << (route == nullptr ? "" : route->logName);
     if (route == nullptr) {
         return false;
     }
     if (route->operation == nullptr) {
         if (*route->unsupportedText != '\0') {
-            MUX_LOG_FROM(signature, plog::warning) << route->unsupportedText;
+            MUX_LOG(plog::warning) << route->unsupportedText;
         }
         return false;
     }
     auto* const payload = dynamic_cast<MuxLockRequestPayload*>(message.Payload());
     if (payload == nullptr) {
         if (*route->noPayloadText != '\0') {
-            MUX_LOG_FROM(signature, plog::error) << route->noPayloadText;
+            MUX_LOG(plog::error) << route->noPayloadText;
         }
         return false;
     }
     const auto gateway = gateways->gatewaysByID.find(payload->GatewayID());
     if (gateway == gateways->gatewaysByID.end()) {
-        MUX_LOG_FROM(signature, plog::warning) << "Cannot find requested gateway for " << route->codeName;
+        MUX_LOG(plog::warning) << "Cannot find requested gateway for " << route->codeName;
         return false;
     }
-    return route->operation({*gateway->second, message.MessageID(), *payload, route->isEventResponse, this, signature});
+    return route->operation({*gateway->second, message.MessageID(), *payload, route->isEventResponse, this});
 }
 
 }  // namespace Mux

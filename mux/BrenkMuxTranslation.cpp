@@ -23,6 +23,7 @@ constexpr int kEventTimeout = 15;
 
 void BrenkMux::VirtualGatewayResponseReceivedCallback(VirtualGateway* gateway, VirtualGatewayResponseMessage* response,
                                                       void* context) {
+    MUX_OPERATION();
     const std::unique_ptr<VirtualGatewayResponseMessage> owned(response);
     if (owned == nullptr) {
         MUX_LOG(plog::error) << "Virtual Gateway message is nullptr.";
@@ -40,6 +41,7 @@ void BrenkMux::VirtualGatewayResponseReceivedCallback(VirtualGateway* gateway, V
 }
 
 void BrenkMux::TranslateVirtualGatewayMessage(VirtualGateway* gateway, VirtualGatewayResponseMessage* response) {
+    MUX_OPERATION();
     MutexGuard guard = pendingMessagesListMutex_.NewGuard();
     guard.Lock();
     RecordPointer record = response == nullptr ? nullptr : TakeFromPending(response->requestID);
@@ -98,6 +100,7 @@ void BrenkMux::EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> a
 
 void BrenkMux::VirtualGatewayEventReceivedCallback(VirtualGateway* gateway, VirtualGatewayEventMessage* event,
                                                    void* context) {
+    MUX_OPERATION();
     const std::unique_ptr<VirtualGatewayEventMessage> owned(event);
     if (context == nullptr) {
         MUX_LOG(plog::error) << "No callback state set!";
@@ -110,12 +113,10 @@ void BrenkMux::VirtualGatewayEventReceivedCallback(VirtualGateway* gateway, Virt
 }
 
 void BrenkMux::TranslateVirtualGatewayEvent(VirtualGateway* gateway, VirtualGatewayEventMessage* event) {
+    MUX_OPERATION();
     MUX_LOG(plog::info) << "Received an event from Virtual Gateway with ID " << gateway->ID() << " of type "
                         << static_cast<int>(event->eventType) << ".";
-    const MessagePointer message = BuildEventMessage(gateway->ID(), *event, std::time(nullptr));
-    if (message != nullptr) {
-        EnqueueEvent(message);
-    }
+    EnqueueEvent(BuildEventMessage(gateway->ID(), *event, std::time(nullptr)));
 }
 
 void BrenkMux::EnqueueEvent(const MessagePointer& message) {

@@ -35,10 +35,13 @@ constexpr const char* kUsage[] = {
     "",
 };
 
-constexpr const char* kValueOptions[] = {"--configFile", "--logFile"};
+constexpr const char* kValueOptions[] = {"configFile", "logFile"};
 
+// To the parser an option is a name behind any number of dashes.
 bool TakesValue(const std::string& word) {
-    return std::find(std::begin(kValueOptions), std::end(kValueOptions), word) != std::end(kValueOptions);
+    const std::size_t dashes = std::min(word.find_first_not_of('-'), word.size());
+    return dashes > 0 && std::find(std::begin(kValueOptions), std::end(kValueOptions), word.substr(dashes)) !=
+                             std::end(kValueOptions);
 }
 
 // The parser does not take empty words. One that is the value of an option is joined to it ("--logFile="); any other

@@ -34,7 +34,7 @@ bool OpenCloseLock(const RoutedRequest& request) {
     if (duration == 0) {
         duration = kShortestDuration;
         if (request.isEventResponse) {
-            MUX_LOG_FROM(request.signature, plog::warning) << "LOCK_OPEN_CLOSE duration set to zero. Defaulted to 1";
+            MUX_LOG(plog::warning) << "LOCK_OPEN_CLOSE duration set to zero. Defaulted to 1";
         }
     }
     return request.gateway.OpenCloseLock(request.messageID, AddressOf(request), duration, request.isEventResponse,
@@ -43,7 +43,7 @@ bool OpenCloseLock(const RoutedRequest& request) {
 
 bool AccessDenied(const RoutedRequest& request) {
     if (request.isEventResponse) {
-        MUX_LOG_FROM(request.signature, plog::debug) << "Access denied as a response to a card reader event received.";
+        MUX_LOG(plog::debug) << "Access denied as a response to a card reader event received.";
     }
     return request.gateway.AccessDenied(request.messageID, AddressOf(request), request.isEventResponse,
                                         request.context);
@@ -51,9 +51,9 @@ bool AccessDenied(const RoutedRequest& request) {
 
 bool AddToWhitelist(const RoutedRequest& request) {
     const auto& card = static_cast<const MuxWhitelistSetPayload&>(request.payload);
-    MUX_LOG_FROM(request.signature, plog::debug)
-        << (card.IsUIDCard() ? "Using AddWhitelistEntry with UID card data type specified."
-                             : "Using AddWhitelistEntry with a different card data type than UID specified.");
+    MUX_LOG(plog::debug) << (card.IsUIDCard()
+                                 ? "Using AddWhitelistEntry with UID card data type specified."
+                                 : "Using AddWhitelistEntry with a different card data type than UID specified.");
     return request.gateway.AddWhitelistEntry(request.messageID, AddressOf(request), card.IsUIDCard(),
                                              static_cast<std::uint8_t>(card.SetupNumber()), card.Options() != 0,
                                              card.CardData(), request.context);
@@ -61,18 +61,17 @@ bool AddToWhitelist(const RoutedRequest& request) {
 
 bool RemoveFromWhitelist(const RoutedRequest& request) {
     const auto& card = static_cast<const MuxWhitelistSetPayload&>(request.payload);
-    MUX_LOG_FROM(request.signature, plog::debug)
-        << (card.IsUIDCard() ? "Using RemoveWhitelistEntry with UID card data type specified."
-                             : "Using RemoveWhitelistEntry with a different card data type than UID specified");
+    MUX_LOG(plog::debug) << (card.IsUIDCard()
+                                 ? "Using RemoveWhitelistEntry with UID card data type specified."
+                                 : "Using RemoveWhitelistEntry with a different card data type than UID specified");
     return request.gateway.RemoveWhitelistEntry(request.messageID, AddressOf(request), card.IsUIDCard(),
                                                 static_cast<std::uint8_t>(card.SetupNumber()), card.CardData(),
                                                 request.context);
 }
 
 bool ClearWhitelist(const RoutedRequest& request) {
-    MUX_LOG_FROM(request.signature, plog::debug)
-        << "Sending CLEAR_WHITELIST to Virtual Gateway using gateway id" << request.payload.GatewayID()
-        << " and device address " << request.payload.LockID();
+    MUX_LOG(plog::debug) << "Sending CLEAR_WHITELIST to Virtual Gateway using gateway id" << request.payload.GatewayID()
+                         << " and device address " << request.payload.LockID();
     return request.gateway.ClearWhiteList(request.messageID, AddressOf(request), request.context);
 }
 

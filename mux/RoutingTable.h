@@ -12,9 +12,8 @@ struct RoutedRequest {
     Brenk::VirtualGateway& gateway;
     const std::string& messageID;
     MuxLockRequestPayload& payload;
-    bool isEventResponse;   // the request answers a card-reader event
-    void* context;          // handed to the operation, comes back with the gateway's answer
-    const char* signature;  // of the function on whose behalf is logged
+    bool isEventResponse;  // the request answers a card-reader event
+    void* context;         // handed to the operation, comes back with the gateway's answer
 };
 
 // What the Mux does with one message code that clients send.

@@ -43,11 +43,16 @@ void StopMux() {
     }
 }
 
-void StartMux(int port, const std::string& configFile) {
+}  // namespace
+
+namespace Mux {
+
+static void StartMux(int port, const std::string& configFile) {
+    MUX_OPERATION();
     if (muxInstance != nullptr) {
         return;
     }
-    muxInstance = new Mux::BrenkMux(port);
+    muxInstance = new BrenkMux(port);
     if (configFile.empty()) {
         MUX_LOG(plog::info) << "No configuration file specified. Waiting for a valid configuration.";
     } else {
@@ -55,6 +60,10 @@ void StartMux(int port, const std::string& configFile) {
     }
     muxInstance->Start();
 }
+
+}  // namespace Mux
+
+namespace {
 
 [[noreturn]] void Run(const Mux::CommandLine& options) {
     Diagnostics::Tracer::Enable(options.tracerCategories);
@@ -65,7 +74,7 @@ void StartMux(int port, const std::string& configFile) {
     // A failed assertion in the configuration file ends like every other crash, so the handlers are there before it
     // is read.
     Mux::RegisterSignalHandlers();
-    StartMux(options.port, options.configFile);
+    Mux::StartMux(options.port, options.configFile);
     MUX_LOG(plog::verbose) << "Registering signals handlers.";
     Mux::RegisterSignalHandlers();
     MUX_LOG(plog::info) << "Mux ended initialization process.";
@@ -81,6 +90,7 @@ void StartMux(int port, const std::string& configFile) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    MUX_OPERATION();
     Mux::KeepFootprintSmall();
     OccupyStandardStreams();
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));

@@ -85,8 +85,8 @@ bool SetTimeout(int descriptor, int option, milliseconds timeout) {
     return setsockopt(descriptor, SOL_SOCKET, option, &value, sizeof value) == 0;
 }
 
-// The resolver's list for host and port, or null with a line and a report.
-AddressList Resolve(const std::string& host, int port) {
+// Gives the resolver's list for host and port, and returns the resolver's error number.
+int Resolve(const std::string& host, int port, AddressList& list) {
     std::array<char, 16> portText{};
     static_cast<void>(std::snprintf(portText.data(), portText.size(), "%d", port));
     addrinfo hints = {};
@@ -97,13 +97,19 @@ AddressList Resolve(const std::string& host, int port) {
     // The C library would take a port beyond the range modulo 65536.
     const bool portIsValid = port >= 0 && port <= kHighestPort;
     const int error = portIsValid ? getaddrinfo(host.c_str(), portText.data(), &hints, &addresses) : EAI_SERVICE;
-    if (error != 0) {
-        MUX_LOG(plog::error) << "GetAddrInfo error:" << gai_strerror(error);
-        ErrorGuard::Instance().Report(ErrorKind::kSocket);
-        return AddressList(nullptr, &freeaddrinfo);
-    }
-    MUX_LOG(plog::debug) << "Getaddr ok. Address found.";
-    return AddressList(addresses, &freeaddrinfo);
+    list.reset(error == 0 ? addresses : nullptr);
+    return error;
+}
+
+// The kernel's numbers for a gateway that took too long, one for connecting and one for sending, do not say so.
+std::string ReasonText(int error) {
+    const bool tookTooLong = error == EINPROGRESS || error == EAGAIN;
+    return ErrorText(tookTooLong ? ETIMEDOUT : error);
+}
+
+std::string AddressText(const std::string& host, int port) {
+    const bool holdsColons = host.find(':') != std::string::npos;
+    return (holdsColons ? '[' + host + ']' : host) + ':' + std::to_string(port);
 }
 
 // Connecting goes on when a signal interrupts the call; its result is then a property of the socket.
@@ -154,10 +160,15 @@ void ClientSocket::SetCallbacks(ErrorCallback sendError, ErrorCallback receiveEr
 }
 
 bool ClientSocket::Connect() {
-    const AddressList addresses = Resolve(host_, port_);
-    if (addresses == nullptr) {
+    MUX_OPERATION();
+    AddressList addresses(nullptr, &freeaddrinfo);
+    if (const int error = Resolve(host_, port_, addresses)) {
+        MUX_LOG(plog::error) << "GetAddrInfo error:" << gai_strerror(error);
+        LogGatewayFailure(gai_strerror(error));
+        ErrorGuard::Instance().Report(ErrorKind::kSocket);
         return false;
     }
+    MUX_LOG(plog::debug) << "Getaddr ok. Address found.";
     SocketPointer opened = OpenConnection(*addresses);
     if (opened == nullptr) {
         return false;
@@ -190,10 +201,15 @@ ClientSocket::SocketPointer ClientSocket::OpenConnection(const addrinfo& address
     if (!ConnectTo(descriptor, address, connectionTimeout_)) {
         const int error = errno;
         MUX_LOG(plog::error) << "Cannot connect to socket:" << ErrorText(error);
+        LogGatewayFailure(ReasonText(error));
         opened.reset();
         ErrorGuard::Instance().Report(ErrorKind::kConnection);
     }
     return opened;
+}
+
+void ClientSocket::LogGatewayFailure(const std::string& reason) const {
+    MUX_LOG(plog::error) << "Gateway at " << AddressText(host_, port_) << ": " << reason;
 }
 
 void ClientSocket::SetTimeouts(int descriptor) {
@@ -206,6 +222,7 @@ void ClientSocket::SetTimeouts(int descriptor) {
 }
 
 bool ClientSocket::SetKeepAliveOption(int descriptor) {
+    MUX_OPERATION();
     for (const KeepAliveStep& step : kKeepAliveSteps) {
         if (setsockopt(descriptor, step.level, step.option, &step.value, sizeof step.value) == 0) {
             continue;
@@ -225,6 +242,7 @@ bool ClientSocket::SetKeepAliveOption(int descriptor) {
 }
 
 bool ClientSocket::Send(std::vector<unsigned char>& data) {
+    MUX_OPERATION();
     MUX_LOG(plog::debug) << "Sending" << data.size() << " bytes of data. Bytes array:" << Diagnostics::BytesToHex(data);
     const SocketPointer socket = CurrentSocket();
     errno = ENOTCONN;
@@ -235,17 +253,14 @@ bool ClientSocket::Send(std::vector<unsigned char>& data) {
         return true;
     }
     MUX_LOG(plog::error) << "Socket send failed. Error:" << ErrorText(error);
-    if (socket == nullptr || socket->IsShutDown()) {
-        return false;
-    }
-    ErrorGuard::Instance().Report(ErrorKind::kConnection);
-    if (sendError_ != nullptr) {
-        sendError_(error, context_);
+    if (socket != nullptr && !socket->IsShutDown()) {
+        ConnectionFailed(error, sendError_);
     }
     return false;
 }
 
 bool ClientSocket::Receive(std::vector<unsigned char>& received) {
+    MUX_OPERATION();
     const SocketPointer socket = CurrentSocket();
     if (socket == nullptr) {
         MUX_LOG(plog::error) << kReceiveTimeoutFailed;
@@ -314,14 +329,21 @@ bool ClientSocket::ReceiveFailed(const OpenSocket& socket, int error) {
     } else {
         MUX_LOG(plog::error) << "Error not handled. Error code received:" << error;
     }
-    ErrorGuard::Instance().Report(ErrorKind::kConnection);
-    if (receiveError_ != nullptr) {
-        receiveError_(error, context_);
-    }
+    ConnectionFailed(error, receiveError_);
     return false;
 }
 
+// The callback reconnects, and its lines come before the end that the report leads to.
+void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
+    LogGatewayFailure(ReasonText(error));
+    if (callback != nullptr) {
+        callback(error, context_);
+    }
+    ErrorGuard::Instance().Report(ErrorKind::kConnection);
+}
+
 void ClientSocket::Close() {
+    MUX_OPERATION();
     SocketPointer closed;
     socket_.With([&](SocketPointer& socket) { socket.swap(closed); });
     if (closed != nullptr) {

@@ -18,8 +18,9 @@ namespace Brenk::Net {
 // calls holds the object by shared_ptr, because an error callback may make the owner drop it while the call that
 // failed is still on the stack.
 //
-// Every failure is a false result and a log line. Failures that the Mux cannot live with are reported to the error
-// guard, right after their line and before the callback. No exception leaves the class.
+// Every failure is a false result and a log line; behind it a line of our own names the gateway's address when it is
+// the gateway that failed. Failures that the Mux cannot live with are then reported to the error guard: those of a
+// connection that stood after the callback, all others at once. No exception leaves the class.
 class ClientSocket {
   public:
     // Takes the error number (0: the peer closed the connection) and the context that was set.
@@ -66,6 +67,8 @@ class ClientSocket {
     bool ReadFrame(const OpenSocket& socket, std::vector<unsigned char>& received);
     bool EndOfStream(const OpenSocket& socket);
     bool ReceiveFailed(const OpenSocket& socket, int error);
+    void ConnectionFailed(int error, ErrorCallback callback) const;
+    void LogGatewayFailure(const std::string& reason) const;
 
     const std::string host_;
     const int port_;

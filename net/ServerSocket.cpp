@@ -120,6 +120,7 @@ void ServerSocket::SetDataSentCallback(DataSentCallback callback) {
 }
 
 bool ServerSocket::InitSocket() {
+    MUX_OPERATION();
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (descriptor == -1) {
         return FailToInit("Error init server socket. ", errno);
@@ -158,6 +159,7 @@ int ServerSocket::Bind(int descriptor) const {
 }
 
 bool ServerSocket::StartAcceptLoop() {
+    MUX_OPERATION();
     if (acceptRunning_.exchange(true)) {
         return true;
     }
@@ -171,6 +173,7 @@ bool ServerSocket::StartAcceptLoop() {
 }
 
 bool ServerSocket::StartReceiveLoop() {
+    MUX_OPERATION();
     if (receiveRunning_.exchange(true)) {
         return true;
     }
@@ -184,6 +187,7 @@ bool ServerSocket::StartReceiveLoop() {
 }
 
 void* ServerSocket::AcceptLoopThreadProc(void* serverSocketBlock) {
+    MUX_OPERATION();
     auto* const serverSocket = Threading::TakeOwner<ServerSocket>(serverSocketBlock);
     MUX_LOG(plog::info) << "Accept loop thread spawned.";
     serverSocket->AcceptLoop();
@@ -273,6 +277,7 @@ void ServerSocket::CloseListener() {
 }
 
 void* ServerSocket::ReceiveDataLoopThreadProc(void* serverSocketBlock) {
+    MUX_OPERATION();
     auto* const serverSocket = Threading::TakeOwner<ServerSocket>(serverSocketBlock);
     MUX_LOG(plog::info) << "Receive data loop thread spawned.";
     serverSocket->ReceiveLoop();
@@ -395,6 +400,8 @@ bool ServerSocket::Send(const ClientIdentity& client, const std::vector<unsigned
 }
 
 bool ServerSocket::SendTo(const ClientPointer& client, int descriptor, const std::vector<unsigned char>& data) {
+    const Diagnostics::LogOperation operation(
+        "bool Brenk::Net::ServerSocket::Send(int, const std::vector<unsigned char>&)");
     MUX_LOG(plog::debug) << "Sending data to server client. Message data:" << std::string(data.begin(), data.end());
     if (data.empty()) {
         return true;

@@ -52,6 +52,7 @@ Mutex::Mutex(std::string name) : Mutex(std::move(name), true, true) {}
 
 Mutex::Mutex(std::string name, bool initializeNow, bool robust)
     : name_(std::make_shared<const std::string>(std::move(name))) {
+    MUX_OPERATION();
     if (!initializeNow) {
         return;
     }
@@ -67,6 +68,7 @@ Mutex::~Mutex() {
 }
 
 bool Mutex::Initialize(bool robust) {
+    MUX_OPERATION();
     if (initialized_) {
         return true;
     }
@@ -99,6 +101,7 @@ bool Mutex::CreateMutex() {
 }
 
 bool Mutex::Destroy() {
+    MUX_OPERATION();
     const bool mutexDestroyed = initialized_ && pthread_mutex_destroy(&mutex_) == 0;
     if (mutexDestroyed) {
         MUX_LOG(plog::info) << "Mutex " << *name_ << " destroyed.";

@@ -38,6 +38,7 @@ MutexGuard::~MutexGuard() {
 }
 
 bool MutexGuard::Lock() {
+    MUX_OPERATION();
     if (state_ != State::kUnlocked) {
         return true;
     }
@@ -56,6 +57,7 @@ bool MutexGuard::Lock() {
 }
 
 bool MutexGuard::Lock(int timeoutMs) {
+    MUX_OPERATION();
     if (state_ != State::kUnlocked) {
         return false;
     }

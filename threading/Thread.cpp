@@ -56,6 +56,7 @@ bool Thread::Start(void* argument) {
 }
 
 bool Thread::Join() {
+    MUX_OPERATION();
     if (!started_ || joined_ || thread_ == 0) {
         return false;
     }

@@ -23,6 +23,7 @@ std::uint16_t AddByte(std::uint16_t crc, unsigned char byte) {
 }  // namespace
 
 std::uint16_t CRC16::XModem(std::vector<unsigned char>& data) {
+    MUX_OPERATION();
     MUX_LOG(plog::debug) << "CRC Vector size: " << data.size();
     std::uint16_t crc = 0;
     for (const unsigned char byte : data) {

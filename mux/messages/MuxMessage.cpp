@@ -31,16 +31,13 @@ MuxNackMessagePayload* MuxMessage::NackPayload() const {
 
 std::string MuxMessage::ToJSON() {
     rapidjson::MemoryPoolAllocator<> pool;
-    return Write(pool, __PRETTY_FUNCTION__);
+    return ToJSON(pool);
 }
 
 std::string MuxMessage::ToJSON(rapidjson::MemoryPoolAllocator<>& pool) {
-    return Write(pool, __PRETTY_FUNCTION__);
-}
-
-std::string MuxMessage::Write(rapidjson::MemoryPoolAllocator<>& pool, const char* signature) {
+    const Diagnostics::LogOperation operation("std::string Mux::MuxMessage::ToJSON()");
     rapidjson::Document document(rapidjson::kObjectType, &pool);
-    const std::unique_ptr<rapidjson::Value> data(DataToJSON(document, signature));
+    const std::unique_ptr<rapidjson::Value> data(DataToJSON(document));
     rapidjson::Value noData;
 
     document.AddMember("Timestamp", std::int64_t{timestamp_}, pool);
@@ -51,20 +48,20 @@ std::string MuxMessage::Write(rapidjson::MemoryPoolAllocator<>& pool, const char
 }
 
 // Null when there is nothing to write as "Data".
-rapidjson::Value* MuxMessage::DataToJSON(rapidjson::Document& document, const char* signature) {
+rapidjson::Value* MuxMessage::DataToJSON(rapidjson::Document& document) {
     const bool isNack = messageCode_ == MUX_MESSAGE_NACK;
     if (isNack && NackPayload() != nullptr) {
-        MUX_LOG_FROM(signature, plog::verbose) << "Converting NACK Message.";
+        MUX_LOG(plog::verbose) << "Converting NACK Message.";
         return NackPayload()->ToJSONObject(&document);
     }
     if (isNack || Payload() == nullptr) {
-        MUX_LOG_FROM(signature, plog::warning) << "Current Message data is NULL. MessageCode: " << messageCode_;
+        MUX_LOG(plog::warning) << "Current Message data is NULL. MessageCode: " << messageCode_;
         return nullptr;
     }
     if (messageCode_ == MUX_MESSAGE_ACK) {
-        MUX_LOG_FROM(signature, plog::verbose) << " Converting ACK Message.";
+        MUX_LOG(plog::verbose) << " Converting ACK Message.";
     } else {
-        MUX_LOG_FROM(signature, plog::verbose) << "Current Message Code: " << messageCode_;
+        MUX_LOG(plog::verbose) << "Current Message Code: " << messageCode_;
     }
     return Payload()->ToJSONObject(&document);
 }

@@ -37,8 +37,7 @@ class MuxMessage {
     std::string ToJSON(rapidjson::MemoryPoolAllocator<>& pool);
 
   private:
-    std::string Write(rapidjson::MemoryPoolAllocator<>& pool, const char* signature);
-    rapidjson::Value* DataToJSON(rapidjson::Document& document, const char* signature);
+    rapidjson::Value* DataToJSON(rapidjson::Document& document);
 
     std::int32_t timestamp_;
     std::string messageID_;

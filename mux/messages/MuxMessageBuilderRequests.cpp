@@ -62,42 +62,41 @@ constexpr UnsignedMember kOptions = {
     "Cannot parse options value. Set to default 0.",
 };
 
-unsigned UnsignedOrDefault(const rapidjson::Value& data, const UnsignedMember& wanted, const char* signature) {
+unsigned UnsignedOrDefault(const rapidjson::Value& data, const UnsignedMember& wanted) {
     const auto member = data.FindMember(wanted.name);
     if (member == data.MemberEnd()) {
-        MUX_LOG_FROM(signature, plog::debug) << wanted.absent;
+        MUX_LOG(plog::debug) << wanted.absent;
         return 0;
     }
     if (!member->value.IsUint()) {
-        MUX_LOG_FROM(signature, plog::warning) << wanted.unusable;
+        MUX_LOG(plog::warning) << wanted.unusable;
         return 0;
     }
     return member->value.GetUint();
 }
 
 // Empty when there is no usable card data.
-std::vector<unsigned char> CardDataOf(const rapidjson::Value& data, const char* signature) {
+std::vector<unsigned char> CardDataOf(const rapidjson::Value& data) {
     const auto member = data.FindMember("cardData");
     if (member == data.MemberEnd()) {
-        MUX_LOG_FROM(signature, plog::warning) << "Received a Mux Set Whitelist payload, but the card data is nullptr";
+        MUX_LOG(plog::warning) << "Received a Mux Set Whitelist payload, but the card data is nullptr";
         return {};
     }
     if (!member->value.IsString()) {
-        MUX_LOG_FROM(signature, plog::warning) << "Card data value is not in the attended format.";
+        MUX_LOG(plog::warning) << "Card data value is not in the attended format.";
         return {};
     }
     return HexToBytes({member->value.GetString(), member->value.GetStringLength()});
 }
 
-bool IsUIDCardOf(const rapidjson::Value& data, const char* signature) {
+bool IsUIDCardOf(const rapidjson::Value& data) {
     const auto member = data.FindMember("isUIDCard");
     if (member == data.MemberEnd()) {
-        MUX_LOG_FROM(signature, plog::debug) << "Card data type is not specified. Default su IsUIDCard false";
+        MUX_LOG(plog::debug) << "Card data type is not specified. Default su IsUIDCard false";
         return false;
     }
     if (!member->value.IsBool()) {
-        MUX_LOG_FROM(signature, plog::warning)
-            << "Card data type is not in a valid format. Will be used default value (false)";
+        MUX_LOG(plog::warning) << "Card data type is not in a valid format. Will be used default value (false)";
         return false;
     }
     return member->value.GetBool();
@@ -148,6 +147,7 @@ std::unique_ptr<MuxLockOpenMessagePayload> MuxMessageBuilder::ParseLockOpenMessa
 }
 
 std::unique_ptr<MuxLockCloseMessagePayload> MuxMessageBuilder::ParseLockCloseMessage(rapidjson::Value& data) {
+    MUX_OPERATION();
     auto payload = ParseLockRequest<MuxLockCloseMessagePayload>(data);
     MUX_LOG(plog::debug) << "MuxMessageBuilder - gatewayID :" << payload->GatewayID()
                          << " lockID :" << payload->LockID();
@@ -184,6 +184,7 @@ std::unique_ptr<MuxWhitelistDisablePayload> MuxMessageBuilder::ParseWhitelistDis
 }
 
 MuxWhitelistSetPayload* MuxMessageBuilder::ParseWhitelistSetMessage(rapidjson::Value& data) {
+    MUX_OPERATION();
     const auto gatewayID = OptionalInteger(data, "gatewayID");
     if (!gatewayID) {
         MUX_LOG(plog::error) << "Cannot parse gateway ID for current message.";
@@ -194,11 +195,10 @@ MuxWhitelistSetPayload* MuxMessageBuilder::ParseWhitelistSetMessage(rapidjson::V
         MUX_LOG(plog::error) << "Cannot parse lock ID for current message.";
         return nullptr;
     }
-    const char* signature = __PRETTY_FUNCTION__;
-    const unsigned setupNumber = UnsignedOrDefault(data, kSetupNumber, signature);
-    const unsigned options = UnsignedOrDefault(data, kOptions, signature);
-    auto cardData = CardDataOf(data, signature);
-    const bool isUIDCard = IsUIDCardOf(data, signature);
+    const unsigned setupNumber = UnsignedOrDefault(data, kSetupNumber);
+    const unsigned options = UnsignedOrDefault(data, kOptions);
+    auto cardData = CardDataOf(data);
+    const bool isUIDCard = IsUIDCardOf(data);
     if (cardData.empty()) {
         MUX_LOG(plog::error) << "Cannot determine card data in whitelist message. Unrecoverable error";
         return nullptr;

@@ -22,9 +22,29 @@ class Door {
     void Open(int number, const char* by) const { MUX_LOG(plog::info) << "Door " << number << " opened by " << by; }
 };
 
-void LogOnBehalfOf(const char* signature) {
-    MUX_LOG_FROM(signature, plog::warning) << "on behalf";
+void Helper() {
+    MUX_LOG(plog::warning) << "helped";
 }
+
+void Callback() {
+    MUX_OPERATION();
+    Helper();
+}
+
+void Operation() {
+    MUX_OPERATION();
+    Helper();
+    Callback();
+    const auto lambda = [] { Helper(); };
+    lambda();
+}
+
+void FailingOperation() {
+    MUX_OPERATION();
+    throw 1;
+}
+
+const std::string kNamespace = "void Diagnostics::{anonymous}::";
 
 TEST(Log, ALineBeginsWithTheFullSignatureOfTheFunctionThatWritesIt) {
     const Testing::CapturedLog log;
@@ -34,10 +54,52 @@ TEST(Log, ALineBeginsWithTheFullSignatureOfTheFunctionThatWritesIt) {
                                               "Door 5 opened by key")));
 }
 
-TEST(Log, AHelperCanWriteUnderTheSignatureOfItsCaller) {
+TEST(Log, ALineBeginsWithTheInnermostOperationOfItsThread) {
     const Testing::CapturedLog log;
-    LogOnBehalfOf("void Caller()");
-    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::warning, "void Caller() on behalf")));
+    Operation();
+    Helper();
+    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::warning, kNamespace + "Operation() helped"),
+                                         Pair(plog::warning, kNamespace + "Callback() helped"),
+                                         Pair(plog::warning, kNamespace + "Operation() helped"),
+                                         Pair(plog::warning, kNamespace + "Helper() helped")));
+}
+
+TEST(Log, AnOperationEndsWithAnException) {
+    const Testing::CapturedLog log;
+    const LogOperation outer("void Outer()");
+    EXPECT_THROW(FailingOperation(), int);
+    Helper();
+    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::warning, "void Outer() helped")));
+}
+
+class LinesAtItsEnd {
+  public:
+    LinesAtItsEnd() = default;
+    ~LinesAtItsEnd() { Helper(); }
+    LinesAtItsEnd(const LinesAtItsEnd&) = delete;
+    LinesAtItsEnd& operator=(const LinesAtItsEnd&) = delete;
+};
+
+void* BeCancelledInAnOperation(void*) {
+    const LogOperation outer("void Outer()");
+    const LinesAtItsEnd outerEnd;
+    const LogOperation inner("void Inner()");
+    const LinesAtItsEnd innerEnd;
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+    return nullptr;
+}
+
+TEST(Log, AnOperationEndsWithTheCancellationOfItsThreadAndIsOfNoOther) {
+    const Testing::CapturedLog log;
+    const LogOperation ofThisThread("void Other()");
+    pthread_t thread = 0;
+    ASSERT_EQ(pthread_create(&thread, nullptr, BeCancelledInAnOperation, nullptr), 0);
+    pthread_join(thread, nullptr);
+    Helper();
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(Pair(plog::warning, "void Inner() helped"), Pair(plog::warning, "void Outer() helped"),
+                            Pair(plog::warning, "void Other() helped")));
 }
 
 TEST(Log, OperandsAreEvaluatedOnlyWhenTheSeverityIsLogged) {

@@ -10,10 +10,14 @@ name a lower severity are only looked up, never asked for; so are the texts name
 """
 import pathlib
 import re
+import sys
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-FOLDERS = ("diagnostics", "threading", "net", "messages", "gateway", "mux")
+sys.path.insert(0, str(ROOT / "tests" / "log"))
+import log_lines  # noqa: E402
+import test_lines  # noqa: E402
+
 SHORTEST_QUOTE = 8
 
 # Texts that are no lines of these severities, by file, with what they are.

@@ -171,15 +171,23 @@ TEST_F(ReconnectTest, AResetConnectionIsAReceiveErrorAndReconnectsInsideTheState
     }
 }
 
-TEST_F(ReconnectTest, TheErrorGuardHearsOfAResetConnectionBeforeTheOwnerDoes) {
+// The report ends the process in the field, so all that the end of a connection leads to comes before it.
+TEST_F(ReconnectTest, TheErrorGuardHearsOfAResetConnectionWhenTheOwnerHasReconnected) {
     const std::uint32_t reports = ErrorGuard::Instance().FirstCounter();
-    std::atomic<std::uint32_t> reportsAtTheCallback{0};
-    owner_.onStateChanged = [&](const StateChange&) { reportsAtTheCallback = ErrorGuard::Instance().FirstCounter(); };
+    std::atomic<std::uint32_t> reportsAtTheReconnect{reports};
+    owner_.onStateChanged = [&](const StateChange& change) {
+        if (change.to == FAULTED) {
+            change.gateway->Disconnect();
+            change.gateway->Connect(false);
+            reportsAtTheReconnect = ErrorGuard::Instance().FirstCounter();
+        }
+    };
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
     connection_.Reset();
-    ASSERT_TRUE(owner_.WaitForStateChanges(2));
-    EXPECT_EQ(owner_.Steps().back(), std::make_pair(READY, FAULTED));
-    EXPECT_EQ(reportsAtTheCallback, reports + 1);
+    FakeConnection second = fake_.Accept();
+    ASSERT_TRUE(WaitUntil([&] { return ErrorGuard::Instance().FirstCounter() == reports + 1; }));
+    EXPECT_EQ(owner_.Steps(), kOneReconnectAfterAnError);
+    EXPECT_EQ(reportsAtTheReconnect, reports);
 }
 
 // The read thread is held while it manages a frame, so that the send thread meets the reset connection.
@@ -250,16 +258,15 @@ TEST_F(ReconnectTest, ASendErrorOfAConnectionThatTheReadThreadHasReplacedChanges
     EXPECT_FALSE(log_.Holds(plog::error, "Send error."));
 }
 
-// The sender is past its look at whether its socket was shut down, as its report shows, when the reader reconnects.
+// The sender is past its look at whether its socket was shut down, as its own line shows, when the reader reconnects.
 TEST_F(ReconnectTest, ASendErrorThatWaitsForTheReadThreadsReconnectDoesNotFaultTheNewConnection) {
     LogGate sending("Sending binary serialized message with ID request-1 to gateway socket send.");
     owner_.onStateChanged = [&](const StateChange& change) {
         if (change.to != FAULTED) {
             return;
         }
-        const std::uint32_t reports = ErrorGuard::Instance().FirstCounter();
         sending.Open();
-        EXPECT_TRUE(WaitUntil([&] { return ErrorGuard::Instance().FirstCounter() > reports; }));
+        EXPECT_TRUE(log_.WaitFor(plog::error, std::to_string(fake_.Port()) + ": Broken pipe"));
         change.gateway->Disconnect();
         change.gateway->Connect(false);
     };

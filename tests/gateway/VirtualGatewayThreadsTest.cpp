@@ -5,14 +5,18 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <vector>
 
+#include "messages/ArgumentNullException.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/support/SignalStorm.h"
 
 namespace Testing {
 namespace {
 
+using Brenk::ArgumentNullException;
+using Brenk::CONNECTED;
 using Brenk::CREATED;
 using Brenk::FAULTED;
 using Brenk::READY;
@@ -273,6 +277,37 @@ TEST(VirtualGatewaySetUp, ASenderThatRunsBeforeTheOwnerIsSetLosesNoKeepAlive) {
     ASSERT_TRUE(setUpAndWaitForKeepAlives(next, 2));
     EXPECT_TRUE(setUpAndWaitForKeepAlives(late, 3));
     EXPECT_FALSE(log.Holds(plog::error, ""));
+}
+
+TEST(VirtualGatewaySetUp, WithoutAnOwnerAGatewaySendsFromItsFirstConnectOn) {
+    const CapturedLog log;
+    FakeGateway fake;
+    fake.Listen();
+    OpenedGateway gateway("127.0.0.1", fake.Port());
+    int context = 0;
+    ASSERT_TRUE(gateway.GetNodeStatus("request-1", 5, &context));
+    ASSERT_TRUE(gateway.Connect(false));
+    FakeConnection connection = fake.Accept();
+    EXPECT_EQ(DeviceAddressOf(connection.ReceiveFrame()), 5U);
+    // The keep-alive has no context to come back with: its exception costs the cycle in which it was due.
+    EXPECT_EQ(log.Count(plog::error, "Exception in the send loop of virtual gateway with ID 0: Argument null"), 1)
+        << log.Text();
+}
+
+TEST(VirtualGatewaySetUp, WithoutAnOwnerARefreshAtTheConnectIsRefusedThoughTheGatewayIsConnected) {
+    const CapturedLog log;
+    FakeGateway fake;
+    fake.Listen();
+    OpenedGateway gateway("127.0.0.1", fake.Port());
+    std::unique_ptr<ArgumentNullException> refused;
+    try {
+        gateway.Connect(true);
+    } catch (ArgumentNullException* exception) {
+        refused.reset(exception);
+    }
+    EXPECT_NE(refused, nullptr);
+    EXPECT_EQ(gateway.Status(), CONNECTED);
+    EXPECT_TRUE(gateway.Disconnect());
 }
 
 TEST(VirtualGatewaySetUp, GatewaysThatNeverGotAnOwnerAreDestroyedPromptlyAndWithoutAnError) {

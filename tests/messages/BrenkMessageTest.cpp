@@ -94,7 +94,7 @@ auto Line(plog::Severity severity, const std::string& text) {
 }
 
 auto LineOf(const std::string& function, const std::string& text) {
-    return Pair(plog::verbose, AllOf(StartsWith(function), EndsWith(") const " + text)));
+    return Pair(plog::verbose, AllOf(StartsWith(function), EndsWith(") " + text)));
 }
 
 TEST(BrenkMessage, SerializeLogsItsStepsAtVerboseAndTheCRCAtDebugInOrder) {
@@ -117,7 +117,7 @@ TEST(BrenkMessage, ComputeCRC16LogsTheCRCAlone) {
 }
 
 TEST(BrenkMessage, BytesAsTextLogsWhatSerializeLogs) {
-    const BrenkMessage message = ShortTermActivation();
+    BrenkMessage message = ShortTermActivation();
     const CapturedLog log;
     message.BytesAsText();
     EXPECT_EQ(log.Lines().size(), 4U) << log.Text();

@@ -163,6 +163,21 @@ TEST_F(BrenkMuxClients, AnEventGoesToTheClientsInTheOrderInWhichTheyCame) {
     EXPECT_EQ(InOrder(log, {expected.rbegin(), expected.rend()}), expected);
 }
 
+TEST_F(BrenkMuxClients, AnEventThatClientsAreNotToldOfIsDroppedAtItsDeliveryToEachOfThem) {
+    StartWithGateway();
+    MuxClient first = ConnectedClient();
+    const MuxClient second = ConnectedClient();
+    const std::string text = "Message part in the event record structure is missing.";
+    gateway.SendCardEvent(17, 5, {0x04});
+    ASSERT_TRUE(WaitUntil([&] { return log.Count(plog::error, text) == 2; }));
+    gateway.SendCardEvent(18, 5, {0x04});
+    ASSERT_TRUE(WaitUntil([&] { return log.Count(plog::error, text) == 4; }));
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    first.Send(Request(99, "m1"));
+    EXPECT_EQ(first.Receive(), RequestNack("m1"));
+    EXPECT_FALSE(log.Holds(plog::debug, "Sending event to socket"));
+}
+
 TEST_F(BrenkMuxClients, AnEventReachesNobodyWhileNoClientIsConnected) {
     StartWithGateway();
     gateway.SendCardEvent(14, 5, {0x04});

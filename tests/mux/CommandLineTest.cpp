@@ -163,9 +163,14 @@ TEST(CommandLineFiles, HaveTheirDefaultsWhenNoValueFollows) {
 }
 
 TEST(CommandLineFiles, MayBeEmptyWords) {
-    const CommandLine options = Parsed({"--configFile", "", "stray", "--logFile", ""});
-    EXPECT_EQ(options.configFile, "");
-    EXPECT_EQ(options.logFile, "");
+    for (const std::string dashes : {"-", "--", "---"}) {
+        const std::string configFile = dashes + "configFile";
+        const std::string logFile = dashes + "logFile";
+        const CommandLine options = Parsed({configFile.c_str(), "", "stray", logFile.c_str(), ""});
+        EXPECT_EQ(options.configFile, "") << dashes;
+        EXPECT_EQ(options.logFile, "") << dashes;
+    }
+    EXPECT_EQ(Parsed({"logFile", ""}).logFile, "./smartlock_mux.log");
 }
 
 TEST(CommandLineSeverity, IsDebugWithTheTracerCategoriesOnDebug) {

@@ -78,7 +78,8 @@ TEST_F(ClientSocketConnectTest, AFailedResolveIsLoggedWithTheResolversTextAndRep
     const int before = OpenDescriptors();
     EXPECT_FALSE(socket_->Connect());
     EXPECT_EQ(log_.Count(plog::error, "GetAddrInfo error:Name or service not known"), 1);
-    EXPECT_THAT(Failures(), ElementsAre("GetAddrInfo error:Name or service not known", "report 0"));
+    EXPECT_THAT(Failures(), ElementsAre("GetAddrInfo error:Name or service not known",
+                                        GatewayLine("Name or service not known"), "report 0"));
     EXPECT_EQ(SocketReports(), 1);
     EXPECT_EQ(ConnectionReports(), 0);
     EXPECT_EQ(OpenDescriptors(), before);
@@ -90,7 +91,8 @@ class PortOutOfRangeTest : public ClientSocketConnectTest, public testing::WithP
 TEST_P(PortOutOfRangeTest, IsAFailedResolve) {
     ClientSocket socket("127.0.0.1", GetParam(), seconds(15));
     EXPECT_FALSE(socket.Connect());
-    EXPECT_THAT(Failures(), ElementsAre("GetAddrInfo error:Servname not supported for ai_socktype", "report 0"));
+    EXPECT_THAT(Failures(), ElementsAre("GetAddrInfo error:Servname not supported for ai_socktype",
+                                        GatewayLine("Servname not supported for ai_socktype", GetParam()), "report 0"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Ports, PortOutOfRangeTest, testing::Values(-1, -2101, 65536, 70000, 2147483647));
@@ -162,11 +164,19 @@ TEST_F(ClientSocketConnectTest, ARefusedConnectionIsLoggedThenClosedThenReported
     EXPECT_FALSE(log_.Holds(plog::debug, "Socket connected."));
 }
 
-TEST_F(ClientSocketConnectTest, AFailedConnectReportsAfterItsLine) {
+TEST_F(ClientSocketConnectTest, AFailedConnectReportsAfterItsLines) {
     const Testing::ReservedPort nobody;
     ClientSocket socket("127.0.0.1", nobody.Number(), seconds(15));
     EXPECT_FALSE(socket.Connect());
-    EXPECT_THAT(Failures(), ElementsAre("Cannot connect to socket:Connection refused", "report 1"));
+    EXPECT_THAT(Failures(), ElementsAre("Cannot connect to socket:Connection refused",
+                                        GatewayLine("Connection refused", nobody.Number()), "report 1"));
+}
+
+TEST_F(ClientSocketConnectTest, AnAddressWithColonsStandsInBracketsInFrontOfItsPort) {
+    const FailingCalls failing(SocketCall::kGetAddrInfo, EAI_NONAME);
+    ClientSocket socket("::1", 2101, seconds(15));
+    EXPECT_FALSE(socket.Connect());
+    EXPECT_EQ(log_.Count(plog::error, "Gateway at [::1]:2101: Name or service not known"), 1) << log_.Text();
 }
 
 TEST_F(ClientSocketConnectTest, ASecondConnectReplacesTheConnection) {
@@ -223,7 +233,8 @@ TEST_F(BusyGatewayTest, ConnectingIsBoundedByTheConnectionTimeout) {
     EXPECT_FALSE(socket.Connect());
     EXPECT_GE(std::chrono::steady_clock::now() - begin, milliseconds(250));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, seconds(10));
-    EXPECT_THAT(Failures(), ElementsAre("Cannot connect to socket:Operation now in progress", "report 1"));
+    EXPECT_THAT(Failures(), ElementsAre("Cannot connect to socket:Operation now in progress",
+                                        GatewayLine("Connection timed out", busy_.Port()), "report 1"));
 }
 
 TEST_F(BusyGatewayTest, SignalsDuringConnectingAreNoFailure) {
@@ -244,7 +255,8 @@ TEST_F(BusyGatewayTest, AnInterruptedConnectIsBoundedToo) {
     ClientSocket socket("127.0.0.1", busy_.Port(), milliseconds(500));
     const Testing::SignalStorm storm;
     EXPECT_FALSE(socket.Connect());
-    EXPECT_THAT(Failures(), ElementsAre("Cannot connect to socket:Connection timed out", "report 1"));
+    EXPECT_THAT(Failures(), ElementsAre("Cannot connect to socket:Connection timed out",
+                                        GatewayLine("Connection timed out", busy_.Port()), "report 1"));
 }
 
 TEST_F(ClientSocketConnectTest, AnInterruptedConnectThatIsRefusedSaysSo) {

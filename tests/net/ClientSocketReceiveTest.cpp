@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <thread>
 
 #include "tests/net/GatewayConnection.h"
@@ -192,8 +193,9 @@ TEST_F(ClientSocketReceiveTest, AResetYieldsTheReceiveErrorCallbackWithItsNumber
     gateway_.Reset();
     EXPECT_FALSE(socket_->Receive(received_));
     const std::string number = std::to_string(ECONNRESET);
-    EXPECT_THAT(Failures(), ElementsAre("Error not handled. Error code received:" + number, "report 1",
-                                        "callback receive " + number));
+    EXPECT_THAT(Failures(),
+                ElementsAre("Error not handled. Error code received:" + number, GatewayLine("Connection reset by peer"),
+                            "callback receive " + number, "report 1"));
 }
 
 // An error of recv and its line.
@@ -208,13 +210,13 @@ void PrintTo(const ReceiveError& error, std::ostream* stream) {
 
 class ReceiveErrorTest : public ClientSocketReceiveTest, public testing::WithParamInterface<ReceiveError> {};
 
-TEST_P(ReceiveErrorTest, IsLoggedThenReportedAsKind1ThenHandedToTheReceiveErrorCallback) {
+TEST_P(ReceiveErrorTest, IsLoggedThenHandedToTheReceiveErrorCallbackThenReportedAsKind1) {
     Connect();
     gateway_.Send(Frame(1));
     const FailingCalls failing(SocketCall::kReceive, GetParam().error);
     EXPECT_FALSE(socket_->Receive(received_));
-    EXPECT_THAT(Failures(),
-                ElementsAre(GetParam().text, "report 1", "callback receive " + std::to_string(GetParam().error)));
+    EXPECT_THAT(Failures(), ElementsAre(GetParam().text, GatewayLine(std::strerror(GetParam().error)),
+                                        "callback receive " + std::to_string(GetParam().error), "report 1"));
     EXPECT_EQ(log_.Count(plog::error, GetParam().text), 1);
     EXPECT_EQ(ConnectionReports(), 1);
 }

@@ -70,6 +70,10 @@ std::vector<std::string> GatewayConnection::Failures() const {
     return failures;
 }
 
+std::string GatewayConnection::GatewayLine(const std::string& reason, int port) const {
+    return "Gateway at 127.0.0.1:" + std::to_string(port == 0 ? listener_.Port() : port) + ": " + reason;
+}
+
 int GatewayConnection::SocketReports() const {
     return static_cast<int>(ErrorGuard::Instance().SecondCounter() - socketReportsBefore_);
 }

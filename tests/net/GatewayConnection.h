@@ -33,6 +33,9 @@ class GatewayConnection : public testing::Test {
     // or fatal, which the socket never writes, stands with its severity in front.
     std::vector<std::string> Failures() const;
 
+    // The line that names the gateway behind one that does not; with another port if one is given.
+    std::string GatewayLine(const std::string& reason, int port = 0) const;
+
     // Reports to the error guard since the test began.
     int SocketReports() const;
     int ConnectionReports() const;

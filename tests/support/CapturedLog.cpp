@@ -1,12 +1,14 @@
 #include "tests/support/CapturedLog.h"
 
 #include <plog/Appenders/IAppender.h>
+#include <plog/Formatters/TxtFormatter.h>
 #include <plog/Init.h>
 #include <plog/Log.h>
 
 #include <mutex>
 #include <sstream>
 
+#include "tests/support/LogRecord.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Testing {
@@ -16,6 +18,9 @@ class CapturingAppender : public plog::IAppender {
   public:
     void write(const plog::Record& record) override {
         const std::lock_guard<std::mutex> lock(mutex_);
+        if (IsLogRecorded()) {
+            RecordLog(LogOrigin::kUnit, plog::TxtFormatter::format(record));
+        }
         if (capturing_) {
             lines_.emplace_back(record.getSeverity(), record.getMessage());
         }

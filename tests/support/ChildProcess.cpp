@@ -13,6 +13,8 @@
 #include <sstream>
 #include <system_error>
 
+#include "tests/support/LogRecord.h"
+
 #ifdef MUX_COVERAGE
 extern "C" void __gcov_dump();
 #endif
@@ -117,6 +119,7 @@ ChildResult RunInChild(const std::filesystem::path& directory, const std::functi
         kill(child, SIGKILL);
     }
     close(ends.parent);
+    RecordLog(LogOrigin::kUnit, result.output);
     int status = 0;
     Checked("waitpid", waitpid(child, &status, 0));
     result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;

@@ -70,6 +70,7 @@ void ExpectEvent(const std::string& received, const EventRow& row, int gatewayId
 
 SystemSetup InTimeZone() {
     SystemSetup setup = WithGateways({{1, {5, 70000, 65535}, 1000}, {-7, {5}, 1000}});
+    setup.arguments = {"--verbose"};
     setup.environment = {{"TZ", kTimeZone}};
     return setup;
 }
@@ -91,6 +92,9 @@ TEST(Events, ReachEveryClientWithTheSameBytes) {
             EXPECT_EQ(second.Receive(), received);
         }
     }
+    // Two rows of which no client is told, for two clients each.
+    EXPECT_TRUE(system.Mux().WaitFor("Message part in the event record structure is missing.", 4));
+    EXPECT_EQ(system.Mux().Count("Message part in the event record structure is missing."), 4U);
 }
 
 TEST(Events, OfACardWithoutBytesHaveNoData) {

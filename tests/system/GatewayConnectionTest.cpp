@@ -103,12 +103,24 @@ void ExpectEndForCriticalErrors(MuxProcess& mux, const std::string& reason) {
     EXPECT_EQ(mux.Count("Force shutdown initiated"), 0U);
 }
 
-TEST(GatewayConnection, ThatIsResetEndsTheProcessWithStatus1) {
+std::string GatewayLine(int port, const std::string& reason) {
+    return "Gateway at 127.0.0.1:" + std::to_string(port) + ": " + reason;
+}
+
+TEST(GatewayConnection, ThatIsResetIsMadeAgainBeforeTheProcessEndsWithStatus1) {
     MuxSystem system;
     system.Gateway().ResetConnection();
     ExpectEndForCriticalErrors(system.Mux(), "Error not handled. Error code received:104");
-    // The process ends before the gateway's state is touched.
-    EXPECT_EQ(system.Mux().Count("FAULTED"), 0U);
+    ExpectInOrder(system.Mux().Lines(),
+                  {{"ERROR", "Error not handled. Error code received:104"},
+                   {"ERROR", GatewayLine(system.Gateway().Port(), "Connection reset by peer")},
+                   {"ERROR", "Socket faulted. Receive error. Error description: Connection reset by peer"},
+                   {"INFO", kStateChange + "READY to state FAULTED"},
+                   {"WARN", "Try to reconnect VG"},
+                   {"INFO", kStateChange + "FAULTED to state DISCONNECTED"},
+                   {"DEBUG", "Socket connected."},
+                   {"INFO", kStateChange + "DISCONNECTED to state READY"},
+                   {"ERROR", "Exit for critical errors."}});
 }
 
 TEST(GatewayConnection, ThatIsResetInPlaceOfAnAnswerEndsTheProcessWithStatus1) {
@@ -130,13 +142,14 @@ struct UnreachableRow {
     const char* name;
     // 0 for one that nobody listens on.
     int port;
+    const char* text;
     const char* reason;
 };
 
 const std::vector<UnreachableRow> kUnreachable = {
-    {"nobody listens", 0, "Cannot connect to socket:Connection refused"},
-    {"a port above 65535", 70000, "GetAddrInfo error:Servname not supported for ai_socktype"},
-    {"a port below 0", -1, "GetAddrInfo error:Servname not supported for ai_socktype"},
+    {"nobody listens", 0, "Cannot connect to socket:", "Connection refused"},
+    {"a port above 65535", 70000, "GetAddrInfo error:", "Servname not supported for ai_socktype"},
+    {"a port below 0", -1, "GetAddrInfo error:", "Servname not supported for ai_socktype"},
 };
 
 void ExpectUnreachable(const UnreachableRow& row) {
@@ -149,7 +162,10 @@ void ExpectUnreachable(const UnreachableRow& row) {
                                      std::to_string(port) + "}]}");
     const Testing::ReservedPort listen;
     MuxProcess mux({"--port", "--port=" + std::to_string(listen.Number()), "--configFile", file, "--verbose"});
-    ExpectEndForCriticalErrors(mux, row.reason);
+    ExpectEndForCriticalErrors(mux, std::string(row.text) + row.reason);
+    ExpectInOrder(mux.Lines(), {{"ERROR", std::string(row.text) + row.reason},
+                                {"ERROR", GatewayLine(port, row.reason)},
+                                {"ERROR", "Exit for critical errors."}});
 }
 
 TEST(GatewayConnection, ThatCannotBeMadeAtTheStartEndsTheProcessWithStatus1) {

@@ -17,6 +17,7 @@
 #include <system_error>
 
 #include "tests/support/ChildVariables.h"
+#include "tests/support/LogRecord.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ListeningSockets.h"
 #include "tests/system/support/Sanitized.h"
@@ -105,6 +106,7 @@ MuxProcess::~MuxProcess() {
         WaitForEnd();
     }
     CheckSanitizerReports();
+    Testing::RecordLog(Testing::LogOrigin::kProcess, Output());
     if (testing::Test::HasFailure()) {
         std::cout << "Standard output of the Mux:\n" << Output() << "Standard error:\n" << ErrorOutput();
     }
