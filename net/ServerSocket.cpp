@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
@@ -125,7 +126,7 @@ bool ServerSocket::InitSocket() {
     if (descriptor == -1) {
         return FailToInit("Error init server socket. ", errno);
     }
-    auto listener = std::make_shared<OpenSocket>(descriptor);
+    auto listener = OpenSocket::Share(descriptor);
     const int enabled = 1;
     setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
     setsockopt(descriptor, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled);
@@ -204,7 +205,7 @@ LETS_CANCELLATION_PASS void ServerSocket::AcceptLoop() {
         } catch (abi::__forced_unwind&) {
             throw;
         } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the accept loop: " << Diagnostics::TakeCaughtException();
+            MUX_LOG(plog::error) << "Exception in the accept loop: " << Diagnostics::CaughtException().Text();
             PauseAfterException();
         }
     }
@@ -291,7 +292,7 @@ LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
         } catch (abi::__forced_unwind&) {
             throw;
         } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::TakeCaughtException();
+            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::CaughtException().Text();
             PauseAfterException();
         }
     }
@@ -360,11 +361,24 @@ void ServerSocket::DrainReadyClients() {
     for (std::size_t index = 0; index < passClients_.size(); ++index) {
         const ClientPointer& client = passClients_.at(index);
         // One that was closed by a failed send while this thread waited is no client any more.
-        if (passEvents_.at(index).revents != 0 && !client->IsShutDown() && !DrainClient(*client)) {
+        if (passEvents_.at(index).revents != 0 && !client->IsShutDown() && !TakeFrom(client)) {
             resetClients.push_back(client);
         }
     }
     CloseResetClients(resetClients);
+}
+
+// What could not be kept for want of memory is missing in the client's stream, and nobody can tell where its next
+// packet begins: it is closed at once, and the others go on.
+bool ServerSocket::TakeFrom(const ClientPointer& client) {
+    try {
+        return DrainClient(*client);
+    } catch (const std::bad_alloc&) {
+        CloseConnection(client, ListLock::kAlreadyTaken);
+        MUX_LOG(plog::warning) << "There is no memory for what was received on socket " << client->Descriptor()
+                               << ". It is closed.";
+        return true;
+    }
 }
 
 bool ServerSocket::DrainClient(ClientConnection& client) {

@@ -109,6 +109,7 @@ class ServerSocket {
     void TrimBehindCrowd();
     int WaitForActivity();
     void DrainReadyClients();
+    bool TakeFrom(const ClientPointer& client);
     bool DrainClient(ClientConnection& client);  // false when the client is to be closed
     void CloseResetClients(const std::vector<ClientPointer>& resetClients);
 
