@@ -353,6 +353,20 @@ TEST_F(InitDiagnosticsTest, TheTracerGetsTheSameWishForColors) {
     EXPECT_EQ(result.output, "\x1B[31mred\x1B[0m\r\n");
 }
 
+// Standard output is a pipe that nobody reads.
+TEST_F(InitDiagnosticsTest, NobodyWaitsForTheReaderOfTheTracersLinesEither) {
+    Run([] {
+        std::array<int, 2> ends = {};
+        ASSERT_EQ(pipe(ends.data()), 0);
+        ASSERT_EQ(dup2(ends[1], STDOUT_FILENO), STDOUT_FILENO);
+        InitDiagnostics(plog::info, "mux.log", false);
+        Tracer::Enable(Tracer::kDebugCategories);
+        for (int line = 0; line < 200; ++line) {
+            Tracer::WriteLine(std::string(1000, 'x'), Tracer::Level::kInformation);
+        }
+    });
+}
+
 // Tells for each line whether the error guard was set up by then.
 class GuardWatchingAppender : public plog::IAppender {
   public:

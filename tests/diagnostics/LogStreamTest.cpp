@@ -4,16 +4,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <pty.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <system_error>
@@ -98,6 +99,13 @@ class Channel {
     std::string text_;
 };
 
+// It changes no byte.
+int MakeTerminal(int* ends) {
+    termios raw = {};
+    cfmakeraw(&raw);
+    return openpty(&ends[0], &ends[1], nullptr, &raw, nullptr);
+}
+
 int MakeSocketPair(int* ends) {
     return socketpair(AF_UNIX, SOCK_STREAM, 0, ends);
 }
@@ -124,7 +132,10 @@ void ExpectANoticeInPlaceOfSome(const Channel& channel, std::size_t lines) {
     EXPECT_EQ(read.back(), "it goes on\n");
 }
 
-void ExpectThatNobodyWaits(const std::function<LineTarget(int)>& target, Channel& channel) {
+using TargetMaker = LineTarget (*)(int);
+
+void WriteToAChannelThatIsNotRead(Channel::Maker make, TargetMaker target) {
+    Channel channel(make);
     LogStream stream(target(channel.Writer()), Notice);
     const std::size_t lines = WriteFor(milliseconds(1500), stream);
     // What is missing is told though no line follows.
@@ -135,35 +146,45 @@ void ExpectThatNobodyWaits(const std::function<LineTarget(int)>& target, Channel
     ExpectANoticeInPlaceOfSome(channel, lines);
 }
 
+// A child that waits for its reader is killed.
+void ExpectThatNobodyWaits(Channel::Maker make, TargetMaker target = LineTarget::Console) {
+    const Testing::TemporaryFolder folder;
+    const auto result = Testing::RunInChild(
+        folder.Path(), [&] { WriteToAChannelThatIsNotRead(make, target); }, Testing::ChildOutput::kPipe, seconds(30));
+    EXPECT_EQ(result.exitStatus, Testing::kBodyReturned);
+    EXPECT_EQ(result.output, "");
+}
+
+// As for a terminal or a pipe of another user.
+LineTarget ConsoleThatCannotBeOpenedOnceMore(int descriptor) {
+    rlimit before = {};
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit nothingMore = {0, before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &nothingMore), 0);
+    LineTarget target = LineTarget::Console(descriptor);
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(target.Descriptor(), descriptor);
+    return target;
+}
+
 TEST(LogStream, NobodyWaitsForAPipeThatNobodyReads) {
-    Channel channel;
-    ExpectThatNobodyWaits(LineTarget::Console, channel);
+    ExpectThatNobodyWaits(pipe);
+}
+
+TEST(LogStream, NobodyWaitsForATerminalThatNobodyReads) {
+    ExpectThatNobodyWaits(MakeTerminal);
 }
 
 TEST(LogStream, NobodyWaitsForASocketThatNobodyReads) {
-    Channel channel(MakeSocketPair);
-    ExpectThatNobodyWaits(LineTarget::Console, channel);
+    ExpectThatNobodyWaits(MakeSocketPair);
 }
 
 TEST(LogStream, NobodyWaitsForAPipeThatCannotBeOpenedOnceMore) {
-    const Testing::TemporaryFolder folder;
-    const auto result = Testing::RunInChild(folder.Path(), [] {
-        Channel channel;
-        ExpectThatNobodyWaits(
-            [](int writer) {
-                rlimit before = {};
-                EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-                const rlimit nothingMore = {0, before.rlim_max};
-                EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &nothingMore), 0);
-                LineTarget target = LineTarget::Console(writer);
-                EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-                EXPECT_EQ(target.Descriptor(), writer);
-                return target;
-            },
-            channel);
-    });
-    EXPECT_EQ(result.exitStatus, Testing::kBodyReturned);
-    EXPECT_EQ(result.output, "");
+    ExpectThatNobodyWaits(pipe, ConsoleThatCannotBeOpenedOnceMore);
+}
+
+TEST(LogStream, NobodyWaitsForATerminalThatCannotBeOpenedOnceMore) {
+    ExpectThatNobodyWaits(MakeTerminal, ConsoleThatCannotBeOpenedOnceMore);
 }
 
 TEST(LogStream, OthersThatShareTheDescriptorFindItAsItWas) {

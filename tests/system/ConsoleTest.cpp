@@ -94,12 +94,12 @@ const std::map<std::string, Dead> kDead = {
 void AskForAWhile(std::uint16_t port) {
     TestClient client(port);
     for (int request = 0; request < 5; ++request) {
-        Ask(client);
+        ASSERT_NO_FATAL_FAILURE(Ask(client));
     }
     const Clock::time_point end = Clock::now() + milliseconds(1500);
     ASSERT_TRUE(Testing::WaitUntil([&] { return Clock::now() > end; }));
     for (int request = 0; request < 5; ++request) {
-        Ask(client);
+        ASSERT_NO_FATAL_FAILURE(Ask(client));
     }
 }
 
@@ -110,11 +110,11 @@ TEST(Console, ThatTakesNothingStopsNobodyAndTheFileHasEveryLine) {
         MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, dead.console);
         ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
         dead.stop(mux.Console());
-        AskForAWhile(port.Number());
+        ASSERT_NO_FATAL_FAILURE(AskForAWhile(port.Number()));
         dead.goOn(mux.Console());
         ASSERT_TRUE(mux.WaitFor("lines are missing here."));
         TestClient client(port.Number());
-        Ask(client);
+        ASSERT_NO_FATAL_FAILURE(Ask(client));
         mux.Signal(SIGQUIT);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
         ExpectLinesBut(LinesOf(mux.Output()), LoggedLines(mux.Folder()));
@@ -129,7 +129,7 @@ TEST(Console, ThatTakesNothingKeepsNoEndingWaiting) {
         MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, dead.console);
         ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
         dead.stop(mux.Console());
-        AskForAWhile(port.Number());
+        ASSERT_NO_FATAL_FAILURE(AskForAWhile(port.Number()));
         const Clock::time_point start = Clock::now();
         mux.Signal(SIGQUIT);
         ASSERT_TRUE(Testing::WaitUntil([&] { return !mux.IsRunning(); }, kDeadline));
@@ -152,7 +152,7 @@ TEST(Console, OfATerminalIsShownControlCharactersAsHexadecimal) {
         MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, console);
         TestClient client(port.Number());
         client.Send(R"({"MessageID":"a","MessageCode":3,"Note":")" + harmful + R"("})");
-        Ask(client);
+        ASSERT_NO_FATAL_FAILURE(Ask(client));
         mux.Signal(SIGQUIT);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
         const bool isTerminal = console == ChildOutput::Console::kTerminal;
