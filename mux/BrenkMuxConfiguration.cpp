@@ -3,8 +3,6 @@
 #include <cxxabi.h>
 
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -12,6 +10,7 @@
 #include "diagnostics/ErrorGuard.h"
 #include "diagnostics/Log.h"
 #include "mux/BrenkMux.h"
+#include "mux/configuration/ConfigurationFile.h"
 #include "mux/configuration/MuxConfigurationParser.h"
 #include "mux/messages/MuxConfigureMessagePayload.h"
 
@@ -23,19 +22,6 @@ using Brenk::VirtualGatewayStatuses;
 using Configuration::GatewayConfiguration;
 using Configuration::MuxConfigurationData;
 using Configuration::MuxConfigurationParser;
-
-// Returns false when the file cannot be read to its end.
-bool ReadFile(const std::string& path, std::string& text) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open()) {
-        return false;
-    }
-    std::ostringstream content;
-    content << file.rdbuf();
-    text = content.str();
-    // A directory opens and then cannot be read; an empty file sets failbit because it gives no character.
-    return !file.bad() && file.peek() == std::ifstream::traits_type::eof() && !file.bad();
-}
 
 std::string Summary(const MuxConfigurationData& configuration) {
     std::ostringstream text;
@@ -108,7 +94,7 @@ bool BrenkMux::ParseConfigurationFile(std::string path) {
     MUX_OPERATION();
     MUX_LOG(plog::info) << "Reading configuration JSON data from file " << path;
     std::string text;
-    if (!ReadFile(path, text)) {
+    if (!Configuration::ReadConfigurationFile(path, text)) {
         MUX_LOG(plog::error) << "Cannot read configuration JSON data from file " << path;
         return false;
     }

@@ -93,7 +93,10 @@ int main(int argc, char** argv) {
     MUX_OPERATION();
     Mux::KeepFootprintSmall();
     OccupyStandardStreams();
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    // What cannot be written is a failure of the one that writes, not the end of the process.
+    for (const int signalNumber : {SIGPIPE, SIGXFSZ}) {
+        static_cast<void>(std::signal(signalNumber, SIG_IGN));
+    }
     const Mux::CommandLine options = Mux::ParseCommandLine(argc, argv);
     Diagnostics::SetDumpName(argc > 0 ? argv[0] : "");
     switch (options.action) {

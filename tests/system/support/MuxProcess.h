@@ -38,6 +38,7 @@ class MuxProcess {
     // Its working directory.
     const Testing::TemporaryFolder& Folder() const { return folder_; }
 
+    ChildOutput& Console() { return output_; }
     // Standard output so far: all log lines, from the first one on.
     std::string Output() const { return output_.Text(ChildOutput::Stream::kOutput); }
     std::string ErrorOutput() const { return output_.Text(ChildOutput::Stream::kError); }
