@@ -1,5 +1,6 @@
 #include "net/ClientSocket.h"
 
+#include <cxxabi.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -16,6 +17,7 @@
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
 #include "net/SocketWait.h"
+#include "threading/Cancellation.h"
 
 namespace Brenk::Net {
 namespace {
@@ -333,11 +335,19 @@ bool ClientSocket::ReceiveFailed(const OpenSocket& socket, int error) {
     return false;
 }
 
-// The callback reconnects, and its lines come before the end that the report leads to.
-void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
+// The callback reconnects, and its lines come before the end that the report leads to. An exception that it throws does
+// not keep the report away.
+LETS_CANCELLATION_PASS void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
     LogGatewayFailure(ReasonText(error));
-    if (callback != nullptr) {
-        callback(error, context_);
+    try {
+        if (callback != nullptr) {
+            callback(error, context_);
+        }
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        ErrorGuard::Instance().Report(ErrorKind::kConnection);
+        throw;
     }
     ErrorGuard::Instance().Report(ErrorKind::kConnection);
 }

@@ -403,9 +403,11 @@ TEST_F(ReconnectTest, AnExceptionThrownAsAPointerInAStateCallbackOnTheReadThread
         }
     };
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    const std::uint32_t reports = ErrorGuard::Instance().FirstCounter();
     connection_.Reset();
     ASSERT_TRUE(
         log_.WaitFor(plog::error, "Exception in the read loop of virtual gateway with ID 12: Null or empty object"));
+    EXPECT_EQ(ErrorGuard::Instance().FirstCounter(), reports + 1);
     EXPECT_EQ(gateway_->Status(), FAULTED);
     EXPECT_TRUE(gateway_->Disconnect());
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
