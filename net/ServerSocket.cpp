@@ -2,7 +2,6 @@
 
 #include <cxxabi.h>
 #include <fcntl.h>
-#include <malloc.h>
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -15,7 +14,6 @@
 #include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
-#include "net/SocketWait.h"
 #include "threading/Cancellation.h"
 #include "threading/OwnerBlock.h"
 
@@ -28,11 +26,7 @@ using Threading::MutexGuard;
 constexpr int kListLockTimeout = 5;
 constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
-constexpr std::chrono::seconds kPause{1};
 constexpr std::chrono::seconds kPauseAfterException{1};
-
-// So many clients leave more behind than the allocator keeps for a few.
-constexpr std::size_t kCrowd = 64;
 
 // Descriptor numbers that are kept for everything that is no client: the log, a dump, gateways that connect anew.
 // Without them a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
@@ -231,7 +225,7 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
     AcceptedDescriptor accepted(descriptor);
     if (HasRoomFor(descriptor)) {
         MUX_LOG(plog::info) << "Accepted connection with FD " << descriptor;
-        const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_);
+        const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_, outputBudget_);
         accepted.Release();
         AddClient(client);
     }
@@ -272,120 +266,6 @@ void ServerSocket::CloseListener() {
     }
 }
 
-void* ServerSocket::ReceiveDataLoopThreadProc(void* serverSocketBlock) {
-    auto* const serverSocket = Threading::TakeOwner<ServerSocket>(serverSocketBlock);
-    MUX_LOG(plog::info) << "Receive data loop thread spawned.";
-    serverSocket->ReceiveLoop();
-    pthread_exit(nullptr);
-}
-
-LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
-    while (receiveRunning_) {
-        try {
-            ReceivePass();
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::TakeCaughtException();
-            PauseAfterException();
-        }
-    }
-}
-
-void ServerSocket::ReceivePass() {
-    MutexGuard guard = clientsListMutex_.NewGuard();
-    if (!guard.Lock(kListLockTimeout)) {
-        return;
-    }
-    CollectClients();
-    guard.Release();
-    TrimBehindCrowd();
-    if (passClients_.empty()) {
-        stop_.SleepFor(kPause);
-        return;
-    }
-    if (WaitForActivity() < 1 || !guard.Lock(kListLockTimeout)) {
-        return;
-    }
-    DrainReadyClients();
-}
-
-void ServerSocket::CollectClients() {
-    const std::uint64_t version = clients_.With([this](const ClientList& clients) {
-        if (clients.Version() != passVersion_) {
-            clients.CopyTo(passClients_);
-        }
-        return clients.Version();
-    });
-    if (version == passVersion_) {
-        return;
-    }
-    passEvents_.clear();
-    for (const ClientPointer& client : passClients_) {
-        passEvents_.push_back({client->Descriptor(), POLLIN, 0});
-    }
-    passVersion_ = version;
-}
-
-// The allocator gives pages back by itself only at the end of its heap, where something of a long life stands by then.
-void ServerSocket::TrimBehindCrowd() {
-    crowd_ = std::max(crowd_, passClients_.size());
-    if (crowd_ < kCrowd || passClients_.size() > crowd_ / 2) {
-        return;
-    }
-    crowd_ = passClients_.size();
-    passClients_.shrink_to_fit();
-    passEvents_.shrink_to_fit();
-    malloc_trim(0);
-}
-
-int ServerSocket::WaitForActivity() {
-    const int ready = WaitForEvents(passEvents_, kPause);
-    if (ready == -1) {
-        const int error = errno;
-        MUX_LOG(plog::error) << "Error on select. Error: " << ErrorText(error);
-    } else if (ready == 0) {
-        MUX_LOG(plog::verbose) << "Read select exits for timeout.";
-    }
-    return ready;
-}
-
-void ServerSocket::DrainReadyClients() {
-    std::vector<ClientPointer> resetClients;
-    for (std::size_t index = 0; index < passClients_.size(); ++index) {
-        const ClientPointer& client = passClients_.at(index);
-        // One that was closed by a failed send while this thread waited is no client any more.
-        if (passEvents_.at(index).revents != 0 && !client->IsShutDown() && !DrainClient(*client)) {
-            resetClients.push_back(client);
-        }
-    }
-    CloseResetClients(resetClients);
-}
-
-bool ServerSocket::DrainClient(ClientConnection& client) {
-    MUX_LOG(plog::verbose) << "Activity detected for socket " << client.Descriptor();
-    std::vector<std::vector<unsigned char>> packets;
-    const DrainResult result = client.Drain(packets);
-    for (std::vector<unsigned char>& packet : packets) {
-        MUX_LOG(plog::verbose) << "Invoking DataReceivedCallback if not null.";
-        if (dataReceived_ != nullptr) {
-            dataReceived_(client.Descriptor(), new std::vector<unsigned char>(std::move(packet)), context_);
-        }
-    }
-    if (result == DrainResult::kClosedByPeer) {
-        MUX_LOG(plog::warning) << "Recv returned 0 for socket " << client.Descriptor()
-                               << " with a receivedData buffer empty. It will be market for close.";
-    }
-    return result == DrainResult::kStays;
-}
-
-void ServerSocket::CloseResetClients(const std::vector<ClientPointer>& resetClients) {
-    for (const ClientPointer& client : resetClients) {
-        MUX_LOG(plog::debug) << "Clearing reset sockets list. Current socket to close: " << client->Descriptor();
-        CloseConnection(client, ListLock::kAlreadyTaken);
-    }
-}
-
 bool ServerSocket::Send(int descriptor, const std::vector<unsigned char>& data) {
     return SendTo(FindByDescriptor(descriptor), descriptor, data);
 }
@@ -399,17 +279,24 @@ bool ServerSocket::SendTo(const ClientPointer& client, int descriptor, const std
     if (data.empty()) {
         return true;
     }
-    const SendOutcome outcome = client == nullptr ? SendOutcome{0, EBADF} : client->Send(data);
+    const auto outcome = client == nullptr ? ClientOutput::Outcome{EBADF} : client->Output().Send(data);
     if (outcome.error != 0) {
-        MUX_LOG(plog::error) << "Cannot send data to server socket" << ErrorText(outcome.error) << "Socket "
-                             << descriptor << " will be closed.";
-        CloseConnection(client, ListLock::kTake);
+        FailSend(client, descriptor, outcome.error);
         return false;
     }
+    if (outcome.isNewlyPending) {
+        outputPending_.Wake();
+    }
     if (dataSent_ != nullptr) {
-        dataSent_(descriptor, static_cast<int>(outcome.sent), context_);
+        dataSent_(descriptor, static_cast<int>(data.size()), context_);
     }
     return true;
+}
+
+void ServerSocket::FailSend(const ClientPointer& client, int descriptor, int error) {
+    MUX_LOG(plog::error) << "Cannot send data to server socket" << ErrorText(error) << "Socket " << descriptor
+                         << " will be closed.";
+    CloseConnection(client, ListLock::kTake);
 }
 
 void ServerSocket::CloseClient(int descriptor, ListLock lock) {

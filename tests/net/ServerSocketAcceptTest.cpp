@@ -4,7 +4,6 @@
 #include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include <atomic>
 #include <cerrno>
@@ -139,8 +138,7 @@ TEST_F(ServerSocketAcceptTest, EachClientHasASerialNumberOfItsOwn) {
     EXPECT_EQ(server_->IdentityOf(4711).descriptor, 4711);
 }
 
-TEST_F(ServerSocketAcceptTest,
-       AnAcceptedConnectionHasKeepAliveAndATimeoutForWhatIsUnacknowledgedAndASendTimeoutOf2Seconds) {
+TEST_F(ServerSocketAcceptTest, AnAcceptedConnectionHasKeepAliveAndATimeoutForWhatIsUnacknowledged) {
     StartAccepting();
     const LoopbackSocket client = ConnectClient();
     const int descriptor = NewestDescriptor();
@@ -150,10 +148,6 @@ TEST_F(ServerSocketAcceptTest,
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_KEEPINTVL), 10);
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT), 110000);
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_NODELAY), 1);
-    timeval timeout = {};
-    socklen_t size = sizeof timeout;
-    EXPECT_EQ(getsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &timeout, &size), 0);
-    EXPECT_EQ(timeout.tv_sec, 2);
 }
 
 class TransientAcceptErrorTest : public ServerSocketAcceptTest, public testing::WithParamInterface<int> {};
