@@ -141,6 +141,8 @@ bool ServerSocket::WaitForActivity() {
         if (WaitForEvents(passEvents_, wait) == -1) {
             const int error = errno;
             MUX_LOG(plog::error) << "Error on select. Error: " << ErrorText(error);
+            // What made it fail may last, as when fewer descriptors are allowed than there are clients.
+            stop_.SleepFor(kPause);
             return false;
         }
         SendOnPendingOutput();

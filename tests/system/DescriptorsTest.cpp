@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -116,6 +117,25 @@ TEST(Descriptors, AreKeptForEachGatewayBesideTheReserve) {
     ASSERT_GE(FillUp(system).size(), 2U);
     const std::vector<int> numbers = NumbersBehind(system.Mux(), kAccepted);
     EXPECT_EQ(*std::max_element(numbers.begin(), numbers.end()), kAllowed - kReserve - 3 - 1);
+}
+
+// The receive thread can then wait for nobody.
+TEST(Descriptors, OfWhichFewerAreAllowedThanThereAreClientsHoldUpTheClientsAndNothingElse) {
+    constexpr const char* kLine = "Error on select. Error: Invalid argument";
+    MuxSystem system(WithGateways({}));
+    std::vector<TestClient> clients;
+    while (clients.size() < 20) {
+        clients.push_back(system.NewClient());
+    }
+    ASSERT_TRUE(system.Mux().WaitFor(kAccepted, clients.size()));
+    ASSERT_TRUE(AllowDescriptors(system.Mux(), 10));
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(system.Mux().WaitFor(kLine, 3));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1900)) << "it spins";
+    ASSERT_TRUE(AllowDescriptors(system.Mux(), 1000));
+    ExpectServed(clients.front());
+    ExpectServed(clients.back());
+    EXPECT_EQ(system.NewClient().Receive(std::chrono::milliseconds(100)), "(nothing)");
 }
 
 TEST(Descriptors, ThatAreManyGiveNoClientANumberOf1024OrMore) {
