@@ -25,8 +25,8 @@ constexpr int kNackTimeout = 10;
 constexpr std::int32_t kRequestErrorCode = 0;
 constexpr const char* kRequestErrorText = "Error in request";
 
-// Whether the data is a client packet. One that is shorter than a packet's header is none; clients may send such without
-// end, so this must not cost an exception.
+// Whether the data is a client packet. One that is shorter than a packet's header is none; clients may send such
+// without end, so this must not cost an exception.
 bool HoldsMuxPacket(std::vector<unsigned char>& data) {
     return data.size() >= MuxPacket::kHeaderSize && MuxPacket::IsMuxPacket(data);
 }

@@ -1,6 +1,7 @@
 // The process: reads the command line, sets up diagnostics, starts the one Mux and waits for its end.
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -34,6 +35,15 @@ void OccupyStandardStreams() {
     } while (descriptor != -1 && descriptor <= STDERR_FILENO);
     if (descriptor != -1) {
         close(descriptor);
+    }
+}
+
+// As many as this host grants at all: the usual soft limit is meant for programs that use select.
+void AllowAllDescriptors() {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
     }
 }
 
@@ -83,6 +93,7 @@ void StartMux(int port, const std::string& configFile) {
 int main(int argc, char** argv) {
     Mux::KeepFootprintSmall();
     OccupyStandardStreams();
+    AllowAllDescriptors();
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     const Mux::CommandLine options = Mux::ParseCommandLine(argc, argv);
     Diagnostics::SetDumpName(argc > 0 ? argv[0] : "");

@@ -1,9 +1,7 @@
 #include "net/ServerSocket.h"
 
 #include <cxxabi.h>
-#include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,6 +12,7 @@
 #include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "net/FreeDescriptors.h"
 #include "threading/Cancellation.h"
 #include "threading/OwnerBlock.h"
 
@@ -27,27 +26,6 @@ constexpr int kListLockTimeout = 5;
 constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
 constexpr std::chrono::seconds kPauseAfterException{1};
-
-// Descriptor numbers that are kept for everything that is no client: the log, a dump, gateways that connect anew.
-// Without them a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
-constexpr int kReservedDescriptors = 48;
-constexpr rlim_t kHighestDescriptors = 1024;
-
-rlim_t AllowedDescriptors() {
-    rlimit limit = {};
-    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
-}
-
-// The kernel picks the number of a connection when accept begins to wait for it, perhaps when there was less room than
-// now. Returns the lowest number that the connection can have.
-int WithLowestNumber(int descriptor) {
-    const int other = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    if (other == -1) {
-        return descriptor;
-    }
-    close(std::max(descriptor, other));
-    return std::min(descriptor, other);
-}
 
 // The number of a connection until a client has taken it over: closes it when that never happens.
 class AcceptedDescriptor {
@@ -89,12 +67,12 @@ ServerSocket::~ServerSocket() {
     }
 }
 
-void ServerSocket::KeepDescriptors(std::size_t count) {
-    descriptorsOfOthers_ = count;
-}
-
 void ServerSocket::SetContext(void* context) {
     context_ = context;
+}
+
+void ServerSocket::SetDescriptorsForOthersCallback(DescriptorsCallback callback) {
+    descriptorsForOthers_ = callback;
 }
 
 void ServerSocket::SetClientAcceptedCallback(ClientCallback callback) {
@@ -219,8 +197,9 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
         CloseListener();
         return false;
     }
-    if (descriptor >= ClientLimit()) {
-        descriptor = WithLowestNumber(descriptor);
+    // The kernel picks the number when accept begins to wait, perhaps when there was less room than now.
+    if (descriptor >= kClientNumbers) {
+        descriptor = MoveToLowestNumber(descriptor);
     }
     AcceptedDescriptor accepted(descriptor);
     if (HasRoomFor(descriptor)) {
@@ -232,19 +211,25 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
     return true;
 }
 
-// The first descriptor number that no client may have.
-int ServerSocket::ClientLimit() const {
-    const rlim_t allowed = AllowedDescriptors();
-    const rlim_t forUs = allowed - std::min<rlim_t>(allowed, descriptorsOfOthers_);
-    return static_cast<int>(std::min(forUs, kHighestDescriptors)) - kReservedDescriptors;
-}
-
 bool ServerSocket::HasRoomFor(int descriptor) const {
-    if (descriptor < ClientLimit()) {
+    const std::size_t kept = KeptDescriptors();
+    if (descriptor < kClientNumbers && CountFreeDescriptors(kept) == kept) {
         return true;
     }
     MUX_LOG(plog::warning) << "Too many clients. The connection with FD " << descriptor << " is closed at once.";
     return false;
+}
+
+// Without these a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
+std::size_t ServerSocket::KeptDescriptors() const {
+    return DescriptorReserve() + (descriptorsForOthers_ == nullptr ? 0 : descriptorsForOthers_(context_));
+}
+
+std::size_t ServerSocket::RoomForClients() const {
+    const std::size_t kept = KeptDescriptors();
+    const std::size_t numbers = CountFreeDescriptors(kClientNumbers, kClientNumbers);
+    const std::size_t left = CountFreeDescriptors(kept + kClientNumbers);
+    return std::min(numbers, left - std::min(left, kept));
 }
 
 void ServerSocket::AddClient(const ClientPointer& client) {

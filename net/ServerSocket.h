@@ -29,13 +29,15 @@ namespace Brenk::Net {
 // now share the ClientConnection. Clients are closed by the receive thread (the client closed its side) and by
 // Send (the client does not take its answer), both through CloseClient.
 //
-// Callbacks run on the accept thread (client accepted), the receive thread (data received, client deleted) and the
-// sending thread (data sent, client deleted); the owner makes them thread-safe. Set them before the loops start.
+// Callbacks run on the accept thread (client accepted, descriptors for others), the receive thread (data received,
+// client deleted) and the sending thread (data sent, client deleted); the owner makes them thread-safe. Set them before
+// the loops start.
 class ServerSocket {
   public:
     using ClientCallback = void (*)(int descriptor, void* context);
     // `packet` is one whole packet, length field included; the receiver owns it.
     using DataReceivedCallback = void (*)(int descriptor, std::vector<unsigned char>* packet, void* context);
+    using DescriptorsCallback = std::size_t (*)(void* context);
     using DataSentCallback = void (*)(int descriptor, int bytesSent, void* context);
 
     // Listens on port 5555.
@@ -56,9 +58,12 @@ class ServerSocket {
     void SetDataReceivedCallback(DataReceivedCallback callback);
     void SetDataSentCallback(DataSentCallback callback);
 
-    // Leaves so many of the process's descriptors to others, beside the few that are always kept: for the gateways,
-    // which might find none when they connect behind a crowd of clients. None at first. Any thread.
-    void KeepDescriptors(std::size_t count);
+    // Tells how many descriptors others are still going to open: these are left to them, beside the few that are always
+    // kept, however many clients come. Called on the accept thread, for each of them.
+    void SetDescriptorsForOthersCallback(DescriptorsCallback callback);
+
+    // How many more clients may be connected now, as far as descriptors go. Any thread.
+    std::size_t RoomForClients() const;
 
     // Opens, binds and listens; false, with a line, when it cannot.
     bool InitSocket();
@@ -102,8 +107,8 @@ class ServerSocket {
 
     void AcceptLoop();
     bool AcceptClient(const OpenSocket& listener);
-    int ClientLimit() const;
     bool HasRoomFor(int descriptor) const;
+    std::size_t KeptDescriptors() const;
     void AddClient(const ClientPointer& client);
     void CloseListener();
     void PauseAfterException();
@@ -131,7 +136,6 @@ class ServerSocket {
     void CloseConnection(const ClientPointer& client, ListLock lock);
 
     const int port_;
-    std::atomic<std::size_t> descriptorsOfOthers_{0};
     std::atomic<bool> acceptRunning_{false};
     std::atomic<bool> receiveRunning_{false};
     Threading::Synchronized<std::shared_ptr<OpenSocket>> listener_;
@@ -141,6 +145,7 @@ class ServerSocket {
     Threading::Synchronized<ClientList> clients_;
     std::uint64_t lastSerial_ = 0;  // accept thread only
 
+    DescriptorsCallback descriptorsForOthers_ = nullptr;
     ClientCallback clientAccepted_ = nullptr;
     ClientCallback clientDeleted_ = nullptr;
     DataReceivedCallback dataReceived_ = nullptr;
