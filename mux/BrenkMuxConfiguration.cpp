@@ -2,6 +2,7 @@
 
 #include <cxxabi.h>
 
+#include <algorithm>
 #include <array>
 #include <sstream>
 #include <utility>
@@ -166,7 +167,6 @@ void BrenkMux::CreateVirtualGateways(const std::vector<GatewayConfiguration>& ga
         }
     }
     gateways_.With([&](std::shared_ptr<const GatewayCollections>& current) { current = collections; });
-    KeepDescriptorsForGateways();
 }
 
 // Null, with a line, for a gateway that cannot be made.
@@ -189,6 +189,14 @@ std::shared_ptr<VirtualGateway> BrenkMux::CreateVirtualGateway(const GatewayConf
         MUX_LOG(plog::error) << "Cannot create gateway with ID " << gateway.id << ". " << reason;
         return nullptr;
     }
+}
+
+std::size_t BrenkMux::DescriptorsForGateways(void* context) {
+    const auto collections = static_cast<BrenkMux*>(context)->Gateways();
+    const auto& gateways = collections->gateways;
+    return static_cast<std::size_t>(std::count_if(gateways.begin(), gateways.end(), [](const auto& gateway) {
+        return gateway != nullptr && !IsConnected(*gateway);
+    }));
 }
 
 void BrenkMux::ConnectVirtualGateways() {

@@ -16,6 +16,7 @@
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "net/FreeDescriptors.h"
 #include "net/SocketWait.h"
 #include "threading/Cancellation.h"
 
@@ -184,13 +185,14 @@ bool ClientSocket::Connect() {
 }
 
 ClientSocket::SocketPointer ClientSocket::OpenConnection(const addrinfo& address) {
-    const int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
+    int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
     if (descriptor == -1) {
         const int error = errno;
         MUX_LOG(plog::error) << "Cannot create socket:" << ErrorText(error);
         ErrorGuard::Instance().Report(ErrorKind::kSocket);
         return nullptr;
     }
+    descriptor = MoveAboveClients(descriptor);
     auto opened = std::make_shared<OpenSocket>(descriptor);
     MUX_LOG(plog::debug) << "Socket created.";
 
