@@ -268,14 +268,15 @@ TEST_F(SignalHandlerTest, AFaultInsideTheEndingOfASignalEndsWithStatus255AtOnce)
     EXPECT_EQ(process_.GcoreArguments(), "");
 }
 
-TEST_F(SignalHandlerTest, AFaultInsideTheHandlingOfACrashEndsWithStatus255AtOnce) {
-    const ChildResult result = process_.Run([] {
-        AddAppender([](const std::string& line) {
+// Each handler blocks its own signal, and one that stayed blocked would wait until all is done.
+TEST_P(CrashSignalTest, InsideTheHandlingOfACrashEndsWithStatus255AtOnce) {
+    const ChildResult result = process_.Run([signal = GetParam()] {
+        AddAppender([signal](const std::string& line) {
             if (Holds(line, "Obtaining stack trace")) {
-                raise(SIGSEGV);
+                raise(signal);
             }
         });
-        raise(SIGSEGV);
+        raise(signal);
     });
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_THAT(result.output, Not(HasSubstr("Backtrace (frames)")));

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -150,6 +151,12 @@ TEST_F(ServerSocketAcceptTest, AnAcceptedConnectionHasKeepAliveAndATimeoutForWha
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_NODELAY), 1);
 }
 
+TEST_F(ServerSocketAcceptTest, AnAcceptedConnectionIsNotLeftToTheProgramsThatTheProcessStarts) {
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    EXPECT_EQ(fcntl(NewestDescriptor(), F_GETFD), FD_CLOEXEC);
+}
+
 class TransientAcceptErrorTest : public ServerSocketAcceptTest, public testing::WithParamInterface<int> {};
 
 TEST_P(TransientAcceptErrorTest, IsRepeatedWithoutALine) {
@@ -293,8 +300,9 @@ TEST_F(ServerSocketAcceptTest, NoDescriptorOf1024OrMoreBecomesAClient) {
     EXPECT_TRUE(log_.Holds(plog::warning, "Too many clients. The connection with FD 11"));
     EXPECT_EQ(Count("accepted"), 0);
     fillers.clear();
-    ConnectClient();
+    const LoopbackSocket next = ConnectClient();
     EXPECT_LT(NewestDescriptor(), 1024);
+    EXPECT_EQ(fcntl(NewestDescriptor(), F_GETFD), FD_CLOEXEC) << "the programs that the process starts would have it";
 }
 
 TEST_F(ServerSocketAcceptTest, AStormOfSignalsKeepsNobodyOut) {
