@@ -241,6 +241,11 @@ const std::vector<FaultRow> kMemoryOfTheClients = {
     {Fault("accept4", 1, kMemory), kGoesOn, {"Exception in the accept loop: std::bad_alloc"}},
     {Fault("recv", 1, kMemory), kGoesOn, {"Exception in the receive data loop: std::bad_alloc"}},
     {Fault("send", 1, kMemory), kGoesOn, {"Exception in the main loop: std::bad_alloc"}},
+    // The time is that of the refusal.
+    {Fault("time", 1, kMemory),
+     kGoesOn,
+     {"Exception thrown in enqueuing messages.", "Explicit release of mutex guards.",
+      "The exception was: std::bad_alloc"}},
 };
 
 void ExpectTheNextClientServed(const FaultRow& row) {
@@ -267,13 +272,36 @@ TEST(HostFault, OfMemoryCostsAGatewayOneStep) {
     ForEachSideBySide(kMemoryOfAGateway, ExpectOfAGateway);
 }
 
-TEST(HostFault, OfMemoryBehindAConnectLosesALine) {
-    SystemSetup setup = With(Fault("connect", 1, kMemory));
+// With a verbose log they would hit the line before.
+const std::vector<FaultRow> kMemoryWithAShortLog = {
+    {Fault("connect", 1, kMemory), kGoesOn, {"Error in logging."}},
+    {Fault("time/1", 1, kMemory), kGoesOn, {"Exception in Brenk Response message loop. Manually releasing mutexes."}},
+};
+
+void ExpectWithAShortLog(const FaultRow& row) {
+    SCOPED_TRACE(row.faults);
+    SystemSetup setup = With(row.faults);
     setup.arguments = {};
     MuxSystem system(setup);
-    EXPECT_TRUE(system.Mux().WaitFor("Error in logging."));
+    ExpectLines(system.Mux(), row.lines);
     TestClient client = system.NewClient();
     ExpectAcknowledged(client);
+}
+
+TEST(HostFault, OfMemoryCostsAGatewayOneLineOrFrame) {
+    ForEachSideBySide(kMemoryWithAShortLog, ExpectWithAShortLog);
+}
+
+// Without its threads a gateway asks for the time when it queues: the two calls of its question for the counter, and
+// that of the request.
+TEST(HostFault, OfMemoryCostsARequestOnItsWayToAGateway) {
+    MuxSystem system(With(Fault("pthread_create", 1, EAGAIN) + "," + Fault("time", 3, kMemory)));
+    ASSERT_TRUE(system.Mux().WaitFor("to state CONNECTED"));
+    TestClient client = system.NewClient();
+    client.Send(Replace(Request(14), "@G", "1"));
+    ExpectLines(system.Mux(), {"Exception throw in pop next message flow.", "Explicit release of mutex guards.",
+                               "The exception was: std::bad_alloc"});
+    ExpectRefusal(client);
 }
 
 // What the end of a connection meets on the way to the next one.

@@ -2,7 +2,7 @@
 // between:
 //
 //   CALL:NUMBER:EFFECT            of the NUMBER-th CALL of the process
-//   CALL/PROPERTY:NUMBER:EFFECT   of the NUMBER-th one with this property, which is the second argument of its row
+//   CALL/PROPERTY:NUMBER:EFFECT   of the NUMBER-th one with this property: see the calls below
 //
 // An EFFECT is an error number with which the call fails; "pause=MILLISECONDS", after which the call is made; or
 // "memory": the call is made, and the next allocation of its thread fails.
@@ -17,6 +17,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <deque>
 #include <new>
 #include <sstream>
@@ -37,6 +38,7 @@ struct Fault {
 };
 
 thread_local bool nextAllocationFails = false;
+thread_local bool hasJustReceived = false;
 
 void Add(std::deque<Fault>& faults, const std::string& text) {
     std::istringstream parts(text);
@@ -134,6 +136,8 @@ void operator delete(void* memory, std::size_t) noexcept {
 
 extern "C" {
 
+// The property of a socket is its protocol, of a socket's option the option.
+
 int socket(int domain, int type, int protocol) noexcept {
     return CallOrFail<int>("socket", protocol, domain, type, protocol);
 }
@@ -163,10 +167,12 @@ int poll(pollfd* descriptors, nfds_t count, int timeout) {
 }
 
 ssize_t send(int descriptor, const void* bytes, std::size_t count, int flags) {
+    hasJustReceived = false;
     return CallOrFail<ssize_t>("send", kAny, descriptor, bytes, count, flags);
 }
 
 ssize_t recv(int descriptor, void* bytes, std::size_t count, int flags) {
+    hasJustReceived = true;
     return CallOrFail<ssize_t>("recv", kAny, descriptor, bytes, count, flags);
 }
 
@@ -191,9 +197,14 @@ int pthread_mutexattr_setrobust(pthread_mutexattr_t* attributes, int robustness)
     return CallOrReturn("pthread_mutexattr_setrobust", kAny, attributes, robustness);
 }
 
-// The property: 1 for one with attributes.
+// The property is 1 for a mutex with attributes.
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
     return CallOrReturn("pthread_mutex_init", attributes == nullptr ? 0 : 1, mutex, attributes);
+}
+
+// The property is 1 in a thread that has received something and sent nothing since.
+std::time_t time(std::time_t* result) noexcept {
+    return CallOrFail<std::time_t>("time", hasJustReceived ? 1 : 0, result);
 }
 
 char** backtrace_symbols(void* const* frames, int count) noexcept {
