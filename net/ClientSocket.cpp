@@ -1,5 +1,6 @@
 #include "net/ClientSocket.h"
 
+#include <cxxabi.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -15,7 +16,9 @@
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "net/FreeDescriptors.h"
 #include "net/SocketWait.h"
+#include "threading/Cancellation.h"
 
 namespace Brenk::Net {
 namespace {
@@ -182,13 +185,14 @@ bool ClientSocket::Connect() {
 }
 
 ClientSocket::SocketPointer ClientSocket::OpenConnection(const addrinfo& address) {
-    const int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
+    int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
     if (descriptor == -1) {
         const int error = errno;
         MUX_LOG(plog::error) << "Cannot create socket:" << ErrorText(error);
         ErrorGuard::Instance().Report(ErrorKind::kSocket);
         return nullptr;
     }
+    descriptor = MoveAboveClients(descriptor);
     auto opened = std::make_shared<OpenSocket>(descriptor);
     MUX_LOG(plog::debug) << "Socket created.";
 
@@ -333,11 +337,19 @@ bool ClientSocket::ReceiveFailed(const OpenSocket& socket, int error) {
     return false;
 }
 
-// The callback reconnects, and its lines come before the end that the report leads to.
-void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
+// The callback reconnects, and its lines come before the end that the report leads to. An exception that it throws does
+// not keep the report away.
+LETS_CANCELLATION_PASS void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
     LogGatewayFailure(ReasonText(error));
-    if (callback != nullptr) {
-        callback(error, context_);
+    try {
+        if (callback != nullptr) {
+            callback(error, context_);
+        }
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        ErrorGuard::Instance().Report(ErrorKind::kConnection);
+        throw;
     }
     ErrorGuard::Instance().Report(ErrorKind::kConnection);
 }

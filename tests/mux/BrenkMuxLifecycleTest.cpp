@@ -114,6 +114,9 @@ TEST(BrenkMuxDestruction, OfARunningMuxWithClientsAndRequestsEndsEverything) {
     mux.reset();
     EXPECT_EQ(log.Count(plog::warning, kMainClosing), 1);
     EXPECT_EQ(log.Count(plog::debug, kGatewaysClosing), 1);
+    const char* const gatewayEnds = "Virtual gateway destructor called.";
+    const char* const serverEnds = "Accept loop thread closing.";
+    EXPECT_EQ(InOrder(log, {serverEnds, gatewayEnds}), (Lines{gatewayEnds, serverEnds}));
 }
 
 TEST_F(BrenkMuxLifecycle, LogsItsStartInOrder) {
