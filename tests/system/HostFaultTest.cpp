@@ -115,7 +115,6 @@ const std::vector<FaultRow> kWithoutGateways = {
     MutexRow("pthread_mutex_init/1", EBUSY, "Cannot create mutex. No permissions."),
     MutexRow("pthread_mutex_init/1", EAGAIN, "Cannot create mutex. No resources. Mutex already created?"),
     {OptionFault(SO_RCVTIMEO, 1, EBADF), kGoesOn, {"Error set RECV_TIMEOUT for socket "}},
-    {Fault("poll", 1, ENOMEM), kGoesOn, {"Error on select. Error: Cannot allocate memory"}},
 };
 
 void ExpectWithoutGateways(const FaultRow& row) {
