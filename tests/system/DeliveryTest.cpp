@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "tests/system/support/ExchangeRunner.h"
+#include "tools/gateway-simulator/FrameCodec.h"
+#include "tools/gateway-simulator/ProtocolCodes.h"
 
 namespace SystemTest {
 namespace {
@@ -44,6 +46,33 @@ TEST(Delivery, ToAClientThatIsGoneIsTriedFifteenTimesAndThenGivenUp) {
                                      ". Tried 15, I will delete the answer from queue."));
     EXPECT_EQ(system.Mux().Count("Sending message answer with ID orphan to socket with FD " + descriptor), 15U);
     runner.Run({kRequest});
+}
+
+Simulator::Bytes CardEvent() {
+    Simulator::Frame frame;
+    frame.deviceAddress = 5;
+    frame.code = Simulator::kCardEvent;
+    frame.payload = {0, 0, 0, 0, 0, 0, 0, 1, 0xAB};  // four bytes, three bytes, the length of the card's data, the data
+    return Simulator::EncodeFrame(frame);
+}
+
+// So many come in one piece that the client is gone when their turn comes.
+TEST(Delivery, OfEventsToAClientThatIsGoneIsGivenUpEachForItself) {
+    constexpr int kEvents = 500;
+    MuxSystem system;
+    TestClient client = system.NewClient();
+    ASSERT_TRUE(system.Mux().WaitFor("Client with FD "));
+    const std::string descriptor = LastDescriptor(system.Mux());
+    Simulator::Bytes piece;
+    for (int event = 0; event < kEvents; ++event) {
+        const Simulator::Bytes frame = CardEvent();
+        piece.insert(piece.end(), frame.begin(), frame.end());
+    }
+    ASSERT_TRUE(system.Gateway().SendRaw(piece));
+    EXPECT_NE(client.Receive().find(R"("RFIDData":"AB")"), std::string::npos);
+    client.Close();
+    EXPECT_TRUE(system.Mux().WaitFor("Cannot send event to socket with FD " + descriptor +
+                                     ". Tried 15, I will delete the answer from queue.", 2));
 }
 
 TEST(Delivery, IsToTheClientThatAsked) {
