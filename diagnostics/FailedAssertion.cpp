@@ -1,12 +1,29 @@
 #include "diagnostics/FailedAssertion.h"
 
-#include <cstdio>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
 #include <cstdlib>
+#include <string>
 
 namespace Diagnostics {
+namespace {
+
+constexpr int kMillisecondsToWait = 1000;
+
+}  // namespace
 
 void FailedAssertion(const char* condition, const char* file, int line) {
-    static_cast<void>(std::fprintf(stderr, "%s:%d: Assertion `%s' failed.\n", file, line, condition));
+    const std::string text =
+        std::string(file) + ":" + std::to_string(line) + ": Assertion `" + condition + "' failed.\n";
+    // A terminal or a pipe that nobody reads must not keep the process from ending.
+    pollfd asked = {STDERR_FILENO, POLLOUT, 0};
+    if (poll(&asked, 1, kMillisecondsToWait) > 0) {
+        const ssize_t written = write(STDERR_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+        static_cast<void>(written);
+    }
     std::abort();
 }
 

@@ -1,16 +1,15 @@
 #include "diagnostics/InitDiagnostics.h"
 
-#include <fcntl.h>
 #include <plog/Init.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
+#include <chrono>
+#include <utility>
 
 #include "diagnostics/Backtrace.h"
 #include "diagnostics/ErrorGuard.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/LogFile.h"
 #include "diagnostics/LogOutputs.h"
 #include "diagnostics/ProcessEnd.h"
 #include "diagnostics/Tracer.h"
@@ -20,20 +19,15 @@ namespace {
 
 constexpr std::size_t kLogFileBytes = 10000;
 constexpr int kLogFiles = 10;  // the current one and the rolled ones: plog rolls only when it may keep several
-constexpr mode_t kLogFileMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+
+// An ending that takes longer is ended by its watchdog, after 5 s.
+constexpr std::chrono::seconds kTimeToFlush{3};
 
 constexpr std::uint32_t kFirstErrorLimit = 750;
 constexpr std::uint32_t kSecondErrorLimit = 5000;
 
-// Returns 0 when the file can be written, and the error number otherwise: plog itself would stay silent.
-int TryToOpen(const std::string& logFile) {
-    const int descriptor = open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kLogFileMode);
-    if (descriptor == -1) {
-        return errno;
-    }
-    close(descriptor);
-    return 0;
-}
+// Never freed: the process may leave while other threads log.
+LogOutputs* outputs = nullptr;
 
 // The appender takes what follows the last point of the whole path for the extension, and then cannot roll a file
 // that has none in a directory with a point. A point at the end tells it that there is no extension.
@@ -43,14 +37,18 @@ std::string AppenderFileName(const std::string& logFile) {
 }
 
 void InitLog(plog::Severity maximumSeverity, const std::string& logFile, bool colors) {
-    auto* const outputs = new LogOutputs(colors);
+    outputs = new LogOutputs(colors);
     plog::init(maximumSeverity, outputs).setMaxSeverity(maximumSeverity);
-    const int error = TryToOpen(logFile);
-    if (error == 0) {
-        outputs->AddFile(AppenderFileName(logFile), kLogFileBytes, kLogFiles);
-    } else {
-        MUX_LOG(plog::warning) << "Cannot open log file " << logFile << ": " << ErrorText(error)
+    Tracer::WriteWith([](std::string line) { outputs->WriteToConsole(std::move(line)); });
+    SetFlushHook([] { outputs->Flush(kTimeToFlush); });
+    LogFile file = OpenLogFile(logFile);
+    if (file.error != 0) {
+        MUX_LOG(plog::warning) << "Cannot open log file " << logFile << ": " << ErrorText(file.error)
                                << ". Logging to the console only.";
+    } else if (file.device) {
+        outputs->AddDevice(std::move(*file.device));
+    } else {
+        outputs->AddFile(AppenderFileName(file.path), kLogFileBytes, kLogFiles);
     }
 }
 

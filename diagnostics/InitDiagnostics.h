@@ -13,7 +13,8 @@ constexpr const char* kDefaultLogFile = "./smartlock_mux.log";
 // main, before any other thread exists; logger and appenders live until the process ends.
 //
 // `maximumSeverity` is the last severity that is logged. `logFile` may be empty for the default; one that cannot be
-// opened costs a warning on the console and nothing else. `colors` colours the console when it is a terminal.
+// opened costs a warning on the console and nothing else, and only a regular file rolls. `colors` colours the console
+// when it is a terminal.
 void InitDiagnostics(plog::Severity maximumSeverity, const std::string& logFile, bool colors);
 
 }  // namespace Diagnostics

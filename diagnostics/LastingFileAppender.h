@@ -1,22 +1,24 @@
 #pragma once
 
+#include <fcntl.h>
 #include <plog/Appenders/RollingFileAppender.h>
 #include <plog/Converters/UTF8Converter.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <string>
 
 namespace Diagnostics {
 
 // A rolling file that lasts. The library's tries to open its file once, at the first line and each time it rolls; when
 // that fails, for want of a descriptor, say, it stays silent for good. This one looks after the file once a second,
-// when there is a line to write, and has it opened again.
+// when there is a line to write, and has it opened again. A line that was written in part, as when the disk is full, is
+// ended before the next one.
 //
-// `Formatter` is one of the library's kind: header() and format(record). Any thread may write.
+// `Formatter` is one of the library's kind: header() and format(record). For one thread at a time.
 template <typename Formatter>
 class LastingFileAppender : public plog::RollingFileAppender<Formatter, plog::UTF8Converter> {
   public:
@@ -25,9 +27,12 @@ class LastingFileAppender : public plog::RollingFileAppender<Formatter, plog::UT
         : Rolling(name.c_str(), maximumBytes, files), name_(name) {}
 
     void write(const plog::Record& record) override {
+        if (isTorn_) {
+            isTorn_ = !EndLine();
+        }
         Rolling::write(record);
-        const std::unique_lock<std::mutex> look(look_, std::try_to_lock);
-        if (look.owns_lock() && IsTimeToLook() && HasFallenSilent()) {
+        if (IsTimeToLook() && HasFallenSilent()) {
+            isTorn_ = EndsInsideALine();
             this->setFileName(name_.c_str());
         }
     }
@@ -57,6 +62,22 @@ class LastingFileAppender : public plog::RollingFileAppender<Formatter, plog::UT
         return isTheSame && S_ISREG(now.st_mode);
     }
 
+    bool EndsInsideALine() const {
+        const int file = open(PathOnDisk().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        char last = '\n';
+        const bool isRead = file != -1 && seen_.st_size > 0 && pread(file, &last, 1, seen_.st_size - 1) == 1;
+        close(file);
+        return isRead && last != '\n';
+    }
+
+    // Returns false when the fault goes on.
+    bool EndLine() const {
+        const int file = open(PathOnDisk().c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
+        const bool isEnded = file != -1 && ::write(file, "\n", 1) == 1;
+        close(file);
+        return isEnded;
+    }
+
     // A point at the end says that there is no extension, and is no part of the name.
     std::string PathOnDisk() const {
         const bool hasPoint = !name_.empty() && name_.back() == '.';
@@ -64,9 +85,9 @@ class LastingFileAppender : public plog::RollingFileAppender<Formatter, plog::UT
     }
 
     const std::string name_;
-    std::mutex look_;  // held by the thread that looks; what is below is its own
     Clock::time_point nextLook_ = Clock::now() + kPeriod;
     struct stat seen_ = {};
+    bool isTorn_ = false;
 };
 
 }  // namespace Diagnostics

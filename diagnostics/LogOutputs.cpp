@@ -1,9 +1,8 @@
 #include "diagnostics/LogOutputs.h"
 
-#include <plog/Appenders/ColorConsoleAppender.h>
-#include <plog/Appenders/ConsoleAppender.h>
 #include <plog/Formatters/TxtFormatter.h>
-#include <plog/Record.h>
+#include <plog/Log.h>
+#include <unistd.h>
 
 #include <utility>
 
@@ -13,45 +12,65 @@ namespace Diagnostics {
 namespace {
 
 // What the thread is writing right now; null between two lines.
-thread_local std::string* formattedLine = nullptr;
+thread_local const std::string* formattedLine = nullptr;
 
-// The formatters of the single outputs, which give them what was formatted before. The file only looks at it; the
-// console, which comes last and keeps a line of its own, takes it over.
+// The formatter of the file, which gives it what was formatted before.
 struct LentLine {
     static std::string header() { return {}; }
     static const std::string& format(const plog::Record& /*record*/) { return *formattedLine; }
 };
 
-struct GivenLine {
-    static std::string format(const plog::Record& /*record*/) { return std::move(*formattedLine); }
-};
-
-using PlainConsole = plog::ConsoleAppender<GivenLine>;
-using ColorConsole = plog::ColorConsoleAppender<GivenLine>;
 using LastingFile = LastingFileAppender<LentLine>;
+
+constexpr plog::Severity kNoticeSeverity = plog::warning;
 
 }  // namespace
 
-LogOutputs::LogOutputs(bool colors) {
-    if (colors) {
-        console_ = std::make_unique<ColorConsole>();
-    } else {
-        console_ = std::make_unique<PlainConsole>();
-    }
-}
+LogOutputs::StyledStream::StyledStream(LineTarget target, bool colors)
+    : style(target.Descriptor(), colors), lines(std::move(target), [this](std::size_t missing) {
+          return style.Styled(NoticeOfMissing(missing), kNoticeSeverity);
+      }) {}
+
+LogOutputs::LogOutputs(bool colors) : console_(LineTarget::Console(STDOUT_FILENO), colors) {}
 
 void LogOutputs::AddFile(const std::string& fileName, std::size_t maximumBytes, int files) {
     file_ = std::make_unique<LastingFile>(fileName, maximumBytes, files);
 }
 
+void LogOutputs::AddDevice(LineTarget target) {
+    device_ = std::make_unique<StyledStream>(std::move(target), false);
+}
+
 void LogOutputs::write(const plog::Record& record) {
     std::string line = plog::TxtFormatter::format(record);
-    formattedLine = &line;
+    const std::lock_guard<std::mutex> lock(order_);
     if (file_ != nullptr) {
+        formattedLine = &line;
         file_->write(record);
+        formattedLine = nullptr;
     }
-    console_->write(record);
-    formattedLine = nullptr;
+    if (device_ != nullptr) {
+        device_->lines.Write(device_->style.Styled(line, record.getSeverity()));
+    }
+    console_.lines.Write(console_.style.Styled(std::move(line), record.getSeverity()));
+}
+
+void LogOutputs::WriteToConsole(std::string text) {
+    console_.lines.Write(std::move(text));
+}
+
+void LogOutputs::Flush(std::chrono::milliseconds atMost) {
+    const LogStream::Clock::time_point end = LogStream::Clock::now() + atMost;
+    console_.lines.Flush(end);
+    if (device_ != nullptr) {
+        device_->lines.Flush(end);
+    }
+}
+
+std::string LogOutputs::NoticeOfMissing(std::size_t lines) {
+    plog::Record record(kNoticeSeverity, PLOG_GET_FUNC(), __LINE__, "", nullptr, 0);
+    record << __PRETTY_FUNCTION__ << " Output was blocked. " << lines << " lines are missing here.";
+    return plog::TxtFormatter::format(record);
 }
 
 }  // namespace Diagnostics

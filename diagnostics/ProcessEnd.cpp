@@ -30,6 +30,7 @@ std::atomic<unsigned> endingSeconds{0};
 std::atomic<int> expectedStatus{kNoStatus};
 std::atomic<int> exitStatus{0};
 std::atomic<void (*)()> stopHook{nullptr};
+std::atomic<void (*)()> flushHook{nullptr};
 
 // Signal handlers use them, which must not wait for a lock.
 static_assert(std::atomic<long>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
@@ -106,6 +107,10 @@ bool IsEndingOnThisThread() {
 }
 
 void FinishEnding([[maybe_unused]] RuntimeReports reports) {
+    void (*const flush)() = flushHook;
+    if (flush != nullptr && !LogCall::IsInProgressOnThisThread()) {
+        flush();
+    }
 #ifdef MUX_COVERAGE
     __gcov_dump();
 #endif
@@ -123,6 +128,10 @@ int ExitStatus() {
 
 void SetStopHook(void (*stop)()) {
     stopHook = stop;
+}
+
+void SetFlushHook(void (*flush)()) {
+    flushHook = flush;
 }
 
 void CriticalErrorThresholdReached() {

@@ -30,7 +30,8 @@ void ExpectEnding(int status, unsigned secondsToBegin);
 // Whether the calling thread is the one that ends the process. Async-signal-safe.
 bool IsEndingOnThisThread();
 
-// Leaves with the status that BeginEnding claimed, which must have been called on this thread.
+// Leaves with the status that BeginEnding claimed, which must have been called on this thread. What was logged before
+// gets the time of the flush hook to arrive, unless the thread is inside the logger.
 [[noreturn]] void FinishEnding(RuntimeReports reports);
 
 // The exit status that main returns: 0 unless a critical error has set it.
@@ -38,6 +39,10 @@ int ExitStatus();
 
 // Sets what stops the Mux when a critical error ends the process; null for nothing. Called once at start-up.
 void SetStopHook(void (*stop)());
+
+// Sets what waits for log lines that are still on their way when the process leaves; null for nothing. Called once at
+// start-up.
+void SetFlushHook(void (*flush)());
 
 // Handlers of the error guard. The first logs, stops the Mux through the hook and ends with status 1; the
 // second ends with status 1, though no report calls it.

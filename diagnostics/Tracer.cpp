@@ -1,16 +1,25 @@
 #include "diagnostics/Tracer.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
+#include <utility>
+
+#include "diagnostics/LogCall.h"
 
 namespace Diagnostics {
 namespace {
 
 std::atomic<std::uint8_t> shownCategories{0};
 std::atomic<bool> colorsWanted{false};
+
+void WriteToStandardOutput(std::string line) {
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stdout));
+    static_cast<void>(std::fflush(stdout));
+}
+
+std::atomic<void (*)(std::string)> writeLine{WriteToStandardOutput};
 
 struct LevelColor {
     Tracer::Level level;
@@ -48,19 +57,20 @@ void Tracer::UseColors(bool colors) {
     colorsWanted = colors;
 }
 
+void Tracer::WriteWith(void (*write)(std::string line)) {
+    writeLine = write;
+}
+
 void Tracer::WriteLine(const std::string& text, Level level) {
     if ((shownCategories & static_cast<std::uint8_t>(level)) == 0) {
         return;
     }
     const bool colored = colorsWanted && isatty(STDOUT_FILENO) != 0;
-    const std::string line = (colored ? Colored(text, level) : text) + "\n";
+    std::string line = (colored ? Colored(text, level) : text) + "\n";
 
-    // Writing is a cancellation point, and a thread that is unwound here would keep the stream's lock.
-    int previousCancelState = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previousCancelState);
-    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stdout));
-    static_cast<void>(std::fflush(stdout));
-    pthread_setcancelstate(previousCancelState, nullptr);
+    // A thread that is unwound here, or runs a handler that logs, would keep the console's lock.
+    const LogCall call;
+    writeLine.load()(std::move(line));
 }
 
 }  // namespace Diagnostics

@@ -21,6 +21,10 @@ class Tracer {
     // Colours are off at start; they are used only when standard output is a terminal as well.
     static void UseColors(bool colors);
 
+    // What prints a line, its end included; standard output, waiting for its reader, until this is called. Called
+    // once, before there is another thread.
+    static void WriteWith(void (*write)(std::string line));
+
     // Prints the text and a line break in the colour of its level. Any thread; lines of different threads do not mix.
     static void WriteLine(const std::string& text, Level level);
 };

@@ -19,6 +19,7 @@ constexpr int kMaximumFailedAttempts = 19;
 }  // namespace
 
 bool VirtualGateway::Connect(bool refreshSequence) {
+    MUX_OPERATION();
     const std::lock_guard<std::recursive_mutex> connection(connectionMutex_);
     isInUse_ = true;
     if (IsIn({CONNECTED, NOT_PRESENT})) {

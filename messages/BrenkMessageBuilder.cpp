@@ -134,7 +134,9 @@ std::unique_ptr<BrenkMessage> BrenkMessageBuilder::Build(std::uint32_t deviceAdd
 
 BrenkMessage* BrenkMessageBuilder::BuildBaseMessage(std::uint32_t deviceAddress, std::uint8_t payloadType,
                                                     BrenkMessagePayload* payload) {
-    MUX_OPERATION();
+    const Diagnostics::LogOperation operation(
+        "Brenk::Messages::BrenkMessage* Brenk::Messages::BrenkMessageBuilder::BuildBaseMessage(uint32_t, uint8_t, "
+        "Brenk::Messages::BrenkMessagePayload*)");
     const std::size_t payloadLength = LengthOf(payload);
     const Counters counters = Snapshot();
 

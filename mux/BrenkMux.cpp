@@ -27,6 +27,7 @@ constexpr int kDeliveryTimeout = 5;
 constexpr int kMaximumSendAttempts = 15;
 constexpr const char* kAnswerNotSent = "Cannot send message to socket with FD ";
 constexpr const char* kEventNotSent = "Cannot send event to socket with FD ";
+constexpr std::size_t kFewClients = 8;
 
 }  // namespace
 
@@ -162,8 +163,8 @@ void BrenkMux::StartServerSocket() {
     ownedServerSocket_->SetClientAcceptedCallback(ServerSocketClientAccepted);
     ownedServerSocket_->SetDataReceivedCallback(ServerSocketClientDataReceived);
     ownedServerSocket_->SetClientDeletedCallback(ServerSocketClientDeleted);
+    ownedServerSocket_->SetDescriptorsForOthersCallback(DescriptorsForGateways);
     serverSocket_ = ownedServerSocket_.get();
-    KeepDescriptorsForGateways();
     if (!ownedServerSocket_->InitSocket()) {
         MUX_LOG(plog::error) << "Error detected on socket. Initialization. Shutdown Mux.";
         ForceShutdown();
@@ -172,14 +173,16 @@ void BrenkMux::StartServerSocket() {
     MUX_LOG(plog::debug) << "Server socket initialized.";
     if (!ownedServerSocket_->StartAcceptLoop() || !ownedServerSocket_->StartReceiveLoop()) {
         ForceShutdown();
+        return;
     }
+    WarnOfLittleRoom();
 }
 
-// Called whenever there is a server socket, or there are gateways, that were not there before.
-void BrenkMux::KeepDescriptorsForGateways() {
-    ServerSocket* const serverSocket = serverSocket_;
-    if (serverSocket != nullptr) {
-        serverSocket->KeepDescriptors(Gateways()->gateways.size());
+void BrenkMux::WarnOfLittleRoom() {
+    const std::size_t room = ownedServerSocket_->RoomForClients();
+    if (room < kFewClients) {
+        MUX_LOG(plog::warning) << "There is room for " << room
+                               << " clients only. The process is allowed too few file descriptors.";
     }
 }
 

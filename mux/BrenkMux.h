@@ -97,6 +97,7 @@ class BrenkMux {
     // Callbacks; `context` is the Mux. `data`, `response` and `event` are taken over.
     static void ServerSocketClientAccepted(int descriptor, void* context);
     static void ServerSocketClientDeleted(int descriptor, void* context);
+    static std::size_t DescriptorsForGateways(void* context);  // of those that are not connected
     static void ServerSocketClientDataReceived(int descriptor, std::vector<unsigned char>* data, void* context);
     static void VirtualGatewayStateChangedCallback(Brenk::VirtualGateway* gateway,
                                                    Brenk::VirtualGatewayStatuses oldStatus,
@@ -139,7 +140,7 @@ class BrenkMux {
     void RunMainThread();
     void RunGatewaysThread();
     void StartServerSocket();
-    void KeepDescriptorsForGateways();
+    void WarnOfLittleRoom();
     void DropAnswerHead();
     bool DeliverAnswer(MuxRequestRecord& record);
     bool DeliverEvent(MuxRequestRecord& record);

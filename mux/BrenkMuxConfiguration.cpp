@@ -2,15 +2,16 @@
 
 #include <cxxabi.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorGuard.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/TextReading.h"
 #include "mux/BrenkMux.h"
 #include "mux/configuration/MuxConfigurationParser.h"
 #include "mux/messages/MuxConfigureMessagePayload.h"
@@ -23,19 +24,6 @@ using Brenk::VirtualGatewayStatuses;
 using Configuration::GatewayConfiguration;
 using Configuration::MuxConfigurationData;
 using Configuration::MuxConfigurationParser;
-
-// Returns false when the file cannot be read to its end.
-bool ReadFile(const std::string& path, std::string& text) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open()) {
-        return false;
-    }
-    std::ostringstream content;
-    content << file.rdbuf();
-    text = content.str();
-    // A directory opens and then cannot be read; an empty file sets failbit because it gives no character.
-    return !file.bad() && file.peek() == std::ifstream::traits_type::eof() && !file.bad();
-}
 
 std::string Summary(const MuxConfigurationData& configuration) {
     std::ostringstream text;
@@ -108,7 +96,8 @@ bool BrenkMux::ParseConfigurationFile(std::string path) {
     MUX_OPERATION();
     MUX_LOG(plog::info) << "Reading configuration JSON data from file " << path;
     std::string text;
-    if (!ReadFile(path, text)) {
+    std::ifstream file(path, std::ios::binary);
+    if (Diagnostics::ReadText(file, text) != Diagnostics::TextReading::kWhole) {
         MUX_LOG(plog::error) << "Cannot read configuration JSON data from file " << path;
         return false;
     }
@@ -180,7 +169,6 @@ void BrenkMux::CreateVirtualGateways(const std::vector<GatewayConfiguration>& ga
         }
     }
     gateways_.With([&](std::shared_ptr<const GatewayCollections>& current) { current = collections; });
-    KeepDescriptorsForGateways();
 }
 
 // Null, with a line, for a gateway that cannot be made.
@@ -203,6 +191,14 @@ std::shared_ptr<VirtualGateway> BrenkMux::CreateVirtualGateway(const GatewayConf
         MUX_LOG(plog::error) << "Cannot create gateway with ID " << gateway.id << ". " << caught.Text();
         return nullptr;
     }
+}
+
+std::size_t BrenkMux::DescriptorsForGateways(void* context) {
+    const auto collections = static_cast<BrenkMux*>(context)->Gateways();
+    const auto& gateways = collections->gateways;
+    return static_cast<std::size_t>(std::count_if(gateways.begin(), gateways.end(), [](const auto& gateway) {
+        return gateway != nullptr && !IsConnected(*gateway);
+    }));
 }
 
 void BrenkMux::ConnectVirtualGateways() {

@@ -2,7 +2,6 @@
 
 #include <cxxabi.h>
 
-#include <stdexcept>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
@@ -26,13 +25,10 @@ constexpr int kNackTimeout = 10;
 constexpr std::int32_t kRequestErrorCode = 0;
 constexpr const char* kRequestErrorText = "Error in request";
 
-// Whether the data is a client packet. One that is shorter than a packet's header is none.
+// Whether the data is a client packet. One that is shorter than a packet's header is none; clients may send such
+// without end, so this must not cost an exception.
 bool HoldsMuxPacket(std::vector<unsigned char>& data) {
-    try {
-        return !data.empty() && MuxPacket::IsMuxPacket(data);
-    } catch (const std::out_of_range&) {
-        return false;
-    }
+    return data.size() >= MuxPacket::kHeaderSize && MuxPacket::IsMuxPacket(data);
 }
 
 // Null for a request without a duration.

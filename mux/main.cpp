@@ -1,6 +1,7 @@
 // The process: reads the command line, sets up diagnostics, starts the one Mux and waits for its end.
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -34,6 +35,15 @@ void OccupyStandardStreams() {
     } while (descriptor != -1 && descriptor <= STDERR_FILENO);
     if (descriptor != -1) {
         close(descriptor);
+    }
+}
+
+// As many as this host grants at all: the usual soft limit is meant for programs that use select.
+void AllowAllDescriptors() {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
     }
 }
 
@@ -93,7 +103,11 @@ int main(int argc, char** argv) {
     MUX_OPERATION();
     Mux::KeepFootprintSmall();
     OccupyStandardStreams();
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    AllowAllDescriptors();
+    // What cannot be written is a failure of the one that writes, not the end of the process.
+    for (const int signalNumber : {SIGPIPE, SIGXFSZ}) {
+        static_cast<void>(std::signal(signalNumber, SIG_IGN));
+    }
     const Mux::CommandLine options = Mux::ParseCommandLine(argc, argv);
     Diagnostics::SetDumpName(argc > 0 ? argv[0] : "");
     switch (options.action) {

@@ -1,7 +1,9 @@
 #include "net/ClientConnection.h"
 
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -16,8 +18,18 @@ namespace Brenk::Net {
 namespace {
 
 constexpr std::size_t kChunkBytes = 1024;
-constexpr timeval kSendTimeout = {2, 0};
 constexpr timeval kReceiveTimeout = {0, 150};
+
+// In milliseconds. The kernel sends no keep-alive probes while anything is unacknowledged: without a time-out of its
+// own, a client that vanishes under an answer would stay until the retransmissions end, a quarter of an hour later.
+// 110 s are what the idle time and the probes take together, so that a dead client is noticed after the same time
+// either way.
+constexpr int kUserTimeout = 110000;
+
+// The time-out also runs while the peer acknowledges again and again that its receive window is closed: one that reads
+// slowly would be ended like one that has vanished. It is switched off for a peer that acknowledges. Probes of a closed
+// window are at most 2 minutes apart.
+constexpr unsigned kAcknowledgedWithin = 130000;
 
 struct IntegerOption {
     int level;
@@ -25,24 +37,21 @@ struct IntegerOption {
     int value;
 };
 
-// The kernel sends no keep-alive probes while anything is unacknowledged: without a time-out of its own, a client that
-// vanishes under an answer would stay until the retransmissions end, a quarter of an hour later. 110 s are what the
-// idle time and the probes take together, so that a dead client is noticed after the same time either way.
 constexpr IntegerOption kOptions[] = {
     {IPPROTO_TCP, TCP_NODELAY, 1}, {SOL_SOCKET, SO_KEEPALIVE, 1},    {IPPROTO_TCP, TCP_KEEPIDLE, 60},
-    {IPPROTO_TCP, TCP_KEEPCNT, 5}, {IPPROTO_TCP, TCP_KEEPINTVL, 10}, {IPPROTO_TCP, TCP_USER_TIMEOUT, 110000},
+    {IPPROTO_TCP, TCP_KEEPCNT, 5}, {IPPROTO_TCP, TCP_KEEPINTVL, 10}, {IPPROTO_TCP, TCP_USER_TIMEOUT, kUserTimeout},
 };
 
 void SetOptions(int descriptor) {
     for (const IntegerOption& option : kOptions) {
         setsockopt(descriptor, option.level, option.option, &option.value, sizeof option.value);
     }
-    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &kSendTimeout, sizeof kSendTimeout);
 }
 
 }  // namespace
 
-ClientConnection::ClientConnection(int descriptor, std::uint64_t serial) : socket_(descriptor), serial_(serial) {
+ClientConnection::ClientConnection(int descriptor, std::uint64_t serial, OutputBudget& budget)
+    : serial_(serial), output_(descriptor, budget), userTimeout_(kUserTimeout), socket_(descriptor) {
     SetOptions(descriptor);
 }
 
@@ -62,18 +71,28 @@ bool ClientConnection::IsShutDown() const {
     return socket_.IsShutDown();
 }
 
-SendOutcome ClientConnection::Send(const std::vector<unsigned char>& data) {
-    SendOutcome outcome;
-    while (outcome.sent < data.size()) {
-        const ssize_t sent = send(Descriptor(), data.data() + outcome.sent, data.size() - outcome.sent, 0);
-        if (sent >= 0) {
-            outcome.sent += static_cast<std::size_t>(sent);
-        } else if (errno != EINTR) {
-            outcome.error = errno;
-            break;
-        }
+void ClientConnection::LookAtWindow() {
+    if (!output_.TakeWasSent() && !isOutstanding_) {
+        return;
     }
-    return outcome;
+    int outstanding = 0;
+    int unsent = 0;
+    tcp_info info = {};
+    socklen_t size = sizeof info;
+    if (ioctl(Descriptor(), SIOCOUTQ, &outstanding) != 0 || ioctl(Descriptor(), SIOCOUTQNSD, &unsent) != 0 ||
+        getsockopt(Descriptor(), IPPROTO_TCP, TCP_INFO, &info, &size) != 0) {
+        return;
+    }
+    isOutstanding_ = outstanding > 0;
+    const bool isClosed = unsent > 0 && info.tcpi_unacked == 0;
+    SetUserTimeout(isClosed && info.tcpi_last_ack_recv < kAcknowledgedWithin ? 0 : kUserTimeout);
+}
+
+void ClientConnection::SetUserTimeout(int timeout) {
+    if (timeout != userTimeout_) {
+        setsockopt(Descriptor(), IPPROTO_TCP, TCP_USER_TIMEOUT, &timeout, sizeof timeout);
+        userTimeout_ = timeout;
+    }
 }
 
 DrainResult ClientConnection::Drain(std::vector<std::vector<unsigned char>>& packets) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "net/ClientOutput.h"
 #include "net/OpenSocket.h"
 #include "net/PacketCutter.h"
 
@@ -16,12 +17,6 @@ struct ClientIdentity {
     std::uint64_t serial = 0;  // 1 for the first client of the process; 0 for none
 };
 
-// How much of a buffer left, and what kept the rest back.
-struct SendOutcome {
-    std::size_t sent = 0;
-    int error = 0;  // 0 when everything was sent
-};
-
 // What became of a client when what had arrived was taken.
 enum class DrainResult {
     kStays,
@@ -29,16 +24,16 @@ enum class DrainResult {
     kHopeless,      // what it sent can never become a packet
 };
 
-// One connected client: its socket and what has arrived of its next packet.
+// One connected client: its socket, what has arrived of its next packet and what it is due.
 //
-// Shared by the client list and by the thread that sends to it or receives from it right now. Send may run beside
-// Drain; Drain belongs to the receive thread.
+// Shared by the client list and by the thread that sends to it or receives from it right now. Output() may be used
+// beside Drain; Drain and LookAtWindow belong to the receive thread.
 class ClientConnection {
   public:
-    // Takes over the descriptor and sets the options of a client connection: answers leave at once, a client that
-    // does not read for 2 s fails the send, and one that vanished is noticed by TCP after 110 s, whether or not
-    // something was under way to it.
-    ClientConnection(int descriptor, std::uint64_t serial);
+    // Takes over the descriptor, unless it throws for want of memory, and sets the options of a client connection:
+    // answers leave at once, and a client that vanished is noticed by TCP after 110 s, whether or not something was
+    // under way to it. The budget must outlive it.
+    ClientConnection(int descriptor, std::uint64_t serial, OutputBudget& budget);
 
     ClientIdentity Identity() const;
     int Descriptor() const;
@@ -47,8 +42,13 @@ class ClientConnection {
     void ShutDown();
     bool IsShutDown() const;
 
-    // Sends the whole buffer, or as much of it as the client takes.
-    SendOutcome Send(const std::vector<unsigned char>& data);
+    // The stream to the client. Any thread.
+    ClientOutput& Output() { return output_; }
+    const ClientOutput& Output() const { return output_; }
+
+    // To be called every some ten seconds: keeps TCP from ending a client whose receive window has been closed for
+    // long, as long as it acknowledges that. Does nothing for one that was sent nothing since the last call.
+    void LookAtWindow();
 
     // Receives what has arrived, without waiting and at most kDrainBytes, and adds each packet that is now complete
     // to `packets`. The client is to be closed unless it stays.
@@ -60,10 +60,16 @@ class ClientConnection {
   private:
     void SetReceiveTimeout() const;
     bool HasMore() const;
+    void SetUserTimeout(int timeout);
 
-    OpenSocket socket_;
     const std::uint64_t serial_;
     PacketCutter cutter_;
+    ClientOutput output_;
+    // The receive thread's own.
+    int userTimeout_;
+    bool isOutstanding_ = false;
+    // The last: as long as memory may lack for another, the descriptor is the caller's.
+    OpenSocket socket_;
 };
 
 using ClientPointer = std::shared_ptr<ClientConnection>;

@@ -1,5 +1,6 @@
 #include "net/ClientSocket.h"
 
+#include <cxxabi.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -16,7 +17,9 @@
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "net/FreeDescriptors.h"
 #include "net/SocketWait.h"
+#include "threading/Cancellation.h"
 
 namespace Brenk::Net {
 namespace {
@@ -31,7 +34,6 @@ constexpr seconds kConnectReceiveTimeout{2};
 constexpr seconds kReceiveTimeout{11};
 constexpr std::size_t kChunkBytes = 1024;
 constexpr int kHighestPort = 65535;
-constexpr const char* kReceiveTimeoutFailed = "Cannot set socket option SO_RCVTIMEO";
 
 using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
@@ -190,13 +192,14 @@ bool ClientSocket::Connect() {
 }
 
 ClientSocket::SocketPointer ClientSocket::OpenConnection(const addrinfo& address) {
-    const int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
+    int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
     if (descriptor == -1) {
         const int error = errno;
         MUX_LOG(plog::error) << "Cannot create socket:" << ErrorText(error);
         ErrorGuard::Instance().Report(ErrorKind::kSocket);
         return nullptr;
     }
+    descriptor = MoveAboveClients(descriptor);
     auto opened = OpenSocket::Share(descriptor);
     MUX_LOG(plog::debug) << "Socket created.";
 
@@ -270,14 +273,12 @@ bool ClientSocket::Send(std::vector<unsigned char>& data) {
 bool ClientSocket::Receive(std::vector<unsigned char>& received) {
     MUX_OPERATION();
     const SocketPointer socket = CurrentSocket();
-    if (socket == nullptr) {
-        MUX_LOG(plog::error) << kReceiveTimeoutFailed;
-        return false;
-    }
     errno = 0;
-    if (!SetTimeout(socket->Descriptor(), SO_RCVTIMEO, kReceiveTimeout)) {
-        MUX_LOG(plog::error) << kReceiveTimeoutFailed;
-        ErrorGuard::Instance().Report(ErrorKind::kSocket);
+    if (socket == nullptr || !SetTimeout(socket->Descriptor(), SO_RCVTIMEO, kReceiveTimeout)) {
+        MUX_LOG(plog::error) << "Cannot set socket option SO_RCVTIMEO";
+        if (socket != nullptr) {
+            ErrorGuard::Instance().Report(ErrorKind::kSocket);
+        }
         return false;
     }
     const int ready = WaitForEvent(socket->Descriptor(), POLLIN, kReceiveTimeout);
@@ -342,11 +343,19 @@ bool ClientSocket::ReceiveFailed(const OpenSocket& socket, int error) {
     return false;
 }
 
-// The callback reconnects, and its lines come before the end that the report leads to.
-void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
+// The callback reconnects, and its lines come before the end that the report leads to. An exception that it throws does
+// not keep the report away.
+LETS_CANCELLATION_PASS void ClientSocket::ConnectionFailed(int error, ErrorCallback callback) const {
     LogGatewayFailure(ReasonText(error));
-    if (callback != nullptr) {
-        callback(error, context_);
+    try {
+        if (callback != nullptr) {
+            callback(error, context_);
+        }
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        ErrorGuard::Instance().Report(ErrorKind::kConnection);
+        throw;
     }
     ErrorGuard::Instance().Report(ErrorKind::kConnection);
 }

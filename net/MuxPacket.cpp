@@ -8,8 +8,7 @@ namespace {
 
 constexpr const char* kMagic = "MUXM";
 constexpr std::size_t kMagicOffset = 2;
-constexpr std::size_t kMagicSize = 4;
-constexpr std::size_t kTextOffset = kMagicOffset + kMagicSize;
+constexpr std::size_t kTextOffset = MuxPacket::kHeaderSize;
 
 std::string ReadMagic(const std::vector<unsigned char>& data) {
     std::string magic;

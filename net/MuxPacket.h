@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -15,6 +16,9 @@ namespace Brenk::Net {
 // The length is recorded but does not bound the text: the text is whatever follows the header.
 class MuxPacket {
   public:
+    // Length and magic. Data that has fewer bytes is no packet, and must not be asked about.
+    static constexpr std::size_t kHeaderSize = 6;
+
     // Whether the data is a packet. Fewer than 6 bytes raise std::out_of_range.
     static bool IsMuxPacket(std::vector<unsigned char>& data);
 

@@ -2,8 +2,9 @@
 
 namespace Brenk::Net {
 
-std::uint16_t ReadPacketLength(const std::vector<unsigned char>& data) {
-    return data.size() < 2 ? std::uint16_t{0} : static_cast<std::uint16_t>(data.at(0) | data.at(1) << 8);
+std::uint16_t ReadPacketLength(const std::vector<unsigned char>& data, std::size_t begin) {
+    return data.size() < begin + 2 ? std::uint16_t{0}
+                                   : static_cast<std::uint16_t>(data.at(begin) | data.at(begin + 1) << 8);
 }
 
 void PacketCutter::Append(const unsigned char* bytes, std::size_t count) {
@@ -14,14 +15,17 @@ std::uint16_t PacketCutter::ExpectedSize() const {
     return ReadPacketLength(buffer_);
 }
 
+// What has been cut is taken out once at the end: what follows would be moved for each packet otherwise.
 void PacketCutter::Cut(std::vector<std::vector<unsigned char>>& packets) {
+    std::size_t begin = 0;
     std::size_t expected = ExpectedSize();
-    while (expected != 0 && buffer_.size() >= expected) {
-        const auto end = buffer_.begin() + static_cast<std::ptrdiff_t>(expected);
-        packets.emplace_back(buffer_.begin(), end);
-        buffer_.erase(buffer_.begin(), end);
-        expected = ExpectedSize();
+    while (expected != 0 && buffer_.size() - begin >= expected) {
+        const auto first = buffer_.begin() + static_cast<std::ptrdiff_t>(begin);
+        packets.emplace_back(first, first + static_cast<std::ptrdiff_t>(expected));
+        begin += expected;
+        expected = ReadPacketLength(buffer_, begin);
     }
+    buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(begin));
 }
 
 bool PacketCutter::IsHopeless() const {

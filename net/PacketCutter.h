@@ -6,8 +6,9 @@
 
 namespace Brenk::Net {
 
-// The length field of a client packet: bytes 0 and 1, little-endian; 0 when there are fewer than 2 bytes.
-std::uint16_t ReadPacketLength(const std::vector<unsigned char>& data);
+// The length field of a client packet that begins at `begin`: its bytes 0 and 1, little-endian; 0 when there are fewer
+// than 2 bytes.
+std::uint16_t ReadPacketLength(const std::vector<unsigned char>& data, std::size_t begin = 0);
 
 // Cuts a client's byte stream into packets by their length field, whatever else they hold.
 //

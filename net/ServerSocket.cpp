@@ -1,22 +1,18 @@
 #include "net/ServerSocket.h"
 
 #include <cxxabi.h>
-#include <fcntl.h>
-#include <malloc.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
-#include "net/SocketWait.h"
+#include "net/FreeDescriptors.h"
 #include "threading/Cancellation.h"
 #include "threading/OwnerBlock.h"
 
@@ -26,35 +22,13 @@ namespace {
 using Diagnostics::ErrorText;
 using Threading::MutexGuard;
 
+// Under which all lines of sending stand, whatever identifies the client.
+constexpr const char* kSendOperation = "bool Brenk::Net::ServerSocket::Send(int, const std::vector<unsigned char>&)";
+
 constexpr int kListLockTimeout = 5;
 constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
-constexpr std::chrono::seconds kPause{1};
 constexpr std::chrono::seconds kPauseAfterException{1};
-
-// So many clients leave more behind than the allocator keeps for a few.
-constexpr std::size_t kCrowd = 64;
-
-// Descriptor numbers that are kept for everything that is no client: the log, a dump, gateways that connect anew.
-// Without them a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
-constexpr int kReservedDescriptors = 48;
-constexpr rlim_t kHighestDescriptors = 1024;
-
-rlim_t AllowedDescriptors() {
-    rlimit limit = {};
-    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : RLIM_INFINITY;
-}
-
-// The kernel picks the number of a connection when accept begins to wait for it, perhaps when there was less room than
-// now. Returns the lowest number that the connection can have.
-int WithLowestNumber(int descriptor) {
-    const int other = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    if (other == -1) {
-        return descriptor;
-    }
-    close(std::max(descriptor, other));
-    return std::min(descriptor, other);
-}
 
 // The number of a connection until a client has taken it over: closes it when that never happens.
 class AcceptedDescriptor {
@@ -96,12 +70,12 @@ ServerSocket::~ServerSocket() {
     }
 }
 
-void ServerSocket::KeepDescriptors(std::size_t count) {
-    descriptorsOfOthers_ = count;
-}
-
 void ServerSocket::SetContext(void* context) {
     context_ = context;
+}
+
+void ServerSocket::SetDescriptorsForOthersCallback(DescriptorsCallback callback) {
+    descriptorsForOthers_ = callback;
 }
 
 void ServerSocket::SetClientAcceptedCallback(ClientCallback callback) {
@@ -230,32 +204,39 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
         CloseListener();
         return false;
     }
-    if (descriptor >= ClientLimit()) {
-        descriptor = WithLowestNumber(descriptor);
+    // The kernel picks the number when accept begins to wait, perhaps when there was less room than now.
+    if (descriptor >= kClientNumbers) {
+        descriptor = MoveToLowestNumber(descriptor);
     }
     AcceptedDescriptor accepted(descriptor);
     if (HasRoomFor(descriptor)) {
         MUX_LOG(plog::info) << "Accepted connection with FD " << descriptor;
-        const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_);
+        const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_, outputBudget_);
         accepted.Release();
         AddClient(client);
     }
     return true;
 }
 
-// The first descriptor number that no client may have.
-int ServerSocket::ClientLimit() const {
-    const rlim_t allowed = AllowedDescriptors();
-    const rlim_t forUs = allowed - std::min<rlim_t>(allowed, descriptorsOfOthers_);
-    return static_cast<int>(std::min(forUs, kHighestDescriptors)) - kReservedDescriptors;
-}
-
 bool ServerSocket::HasRoomFor(int descriptor) const {
-    if (descriptor < ClientLimit()) {
+    const std::size_t kept = KeptDescriptors();
+    if (descriptor < kClientNumbers && CountFreeDescriptors(kept) == kept) {
         return true;
     }
     MUX_LOG(plog::warning) << "Too many clients. The connection with FD " << descriptor << " is closed at once.";
     return false;
+}
+
+// Without these a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
+std::size_t ServerSocket::KeptDescriptors() const {
+    return DescriptorReserve() + (descriptorsForOthers_ == nullptr ? 0 : descriptorsForOthers_(context_));
+}
+
+std::size_t ServerSocket::RoomForClients() const {
+    const std::size_t kept = KeptDescriptors();
+    const std::size_t numbers = CountFreeDescriptors(kClientNumbers, kClientNumbers);
+    const std::size_t left = CountFreeDescriptors(kept + kClientNumbers);
+    return std::min(numbers, left - std::min(left, kept));
 }
 
 void ServerSocket::AddClient(const ClientPointer& client) {
@@ -277,134 +258,6 @@ void ServerSocket::CloseListener() {
     }
 }
 
-void* ServerSocket::ReceiveDataLoopThreadProc(void* serverSocketBlock) {
-    MUX_OPERATION();
-    auto* const serverSocket = Threading::TakeOwner<ServerSocket>(serverSocketBlock);
-    MUX_LOG(plog::info) << "Receive data loop thread spawned.";
-    serverSocket->ReceiveLoop();
-    pthread_exit(nullptr);
-}
-
-LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
-    while (receiveRunning_) {
-        try {
-            ReceivePass();
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::CaughtException().Text();
-            PauseAfterException();
-        }
-    }
-}
-
-void ServerSocket::ReceivePass() {
-    MutexGuard guard = clientsListMutex_.NewGuard();
-    if (!guard.Lock(kListLockTimeout)) {
-        return;
-    }
-    CollectClients();
-    guard.Release();
-    TrimBehindCrowd();
-    if (passClients_.empty()) {
-        stop_.SleepFor(kPause);
-        return;
-    }
-    if (WaitForActivity() < 1 || !guard.Lock(kListLockTimeout)) {
-        return;
-    }
-    DrainReadyClients();
-}
-
-void ServerSocket::CollectClients() {
-    const std::uint64_t version = clients_.With([this](const ClientList& clients) {
-        if (clients.Version() != passVersion_) {
-            clients.CopyTo(passClients_);
-        }
-        return clients.Version();
-    });
-    if (version == passVersion_) {
-        return;
-    }
-    passEvents_.clear();
-    for (const ClientPointer& client : passClients_) {
-        passEvents_.push_back({client->Descriptor(), POLLIN, 0});
-    }
-    passVersion_ = version;
-}
-
-// The allocator gives pages back by itself only at the end of its heap, where something of a long life stands by then.
-void ServerSocket::TrimBehindCrowd() {
-    crowd_ = std::max(crowd_, passClients_.size());
-    if (crowd_ < kCrowd || passClients_.size() > crowd_ / 2) {
-        return;
-    }
-    crowd_ = passClients_.size();
-    passClients_.shrink_to_fit();
-    passEvents_.shrink_to_fit();
-    malloc_trim(0);
-}
-
-int ServerSocket::WaitForActivity() {
-    const int ready = WaitForEvents(passEvents_, kPause);
-    if (ready == -1) {
-        const int error = errno;
-        MUX_LOG(plog::error) << "Error on select. Error: " << ErrorText(error);
-    } else if (ready == 0) {
-        MUX_LOG(plog::verbose) << "Read select exits for timeout.";
-    }
-    return ready;
-}
-
-void ServerSocket::DrainReadyClients() {
-    std::vector<ClientPointer> resetClients;
-    for (std::size_t index = 0; index < passClients_.size(); ++index) {
-        const ClientPointer& client = passClients_.at(index);
-        // One that was closed by a failed send while this thread waited is no client any more.
-        if (passEvents_.at(index).revents != 0 && !client->IsShutDown() && !TakeFrom(client)) {
-            resetClients.push_back(client);
-        }
-    }
-    CloseResetClients(resetClients);
-}
-
-// What could not be kept for want of memory is missing in the client's stream, and nobody can tell where its next
-// packet begins: it is closed at once, and the others go on.
-bool ServerSocket::TakeFrom(const ClientPointer& client) {
-    try {
-        return DrainClient(*client);
-    } catch (const std::bad_alloc&) {
-        CloseConnection(client, ListLock::kAlreadyTaken);
-        MUX_LOG(plog::warning) << "There is no memory for what was received on socket " << client->Descriptor()
-                               << ". It is closed.";
-        return true;
-    }
-}
-
-bool ServerSocket::DrainClient(ClientConnection& client) {
-    MUX_LOG(plog::verbose) << "Activity detected for socket " << client.Descriptor();
-    std::vector<std::vector<unsigned char>> packets;
-    const DrainResult result = client.Drain(packets);
-    for (std::vector<unsigned char>& packet : packets) {
-        MUX_LOG(plog::verbose) << "Invoking DataReceivedCallback if not null.";
-        if (dataReceived_ != nullptr) {
-            dataReceived_(client.Descriptor(), new std::vector<unsigned char>(std::move(packet)), context_);
-        }
-    }
-    if (result == DrainResult::kClosedByPeer) {
-        MUX_LOG(plog::warning) << "Recv returned 0 for socket " << client.Descriptor()
-                               << " with a receivedData buffer empty. It will be market for close.";
-    }
-    return result == DrainResult::kStays;
-}
-
-void ServerSocket::CloseResetClients(const std::vector<ClientPointer>& resetClients) {
-    for (const ClientPointer& client : resetClients) {
-        MUX_LOG(plog::debug) << "Clearing reset sockets list. Current socket to close: " << client->Descriptor();
-        CloseConnection(client, ListLock::kAlreadyTaken);
-    }
-}
-
 bool ServerSocket::Send(int descriptor, const std::vector<unsigned char>& data) {
     return SendTo(FindByDescriptor(descriptor), descriptor, data);
 }
@@ -414,23 +267,31 @@ bool ServerSocket::Send(const ClientIdentity& client, const std::vector<unsigned
 }
 
 bool ServerSocket::SendTo(const ClientPointer& client, int descriptor, const std::vector<unsigned char>& data) {
-    const Diagnostics::LogOperation operation(
-        "bool Brenk::Net::ServerSocket::Send(int, const std::vector<unsigned char>&)");
+    const Diagnostics::LogOperation operation(kSendOperation);
     MUX_LOG(plog::debug) << "Sending data to server client. Message data:" << std::string(data.begin(), data.end());
     if (data.empty()) {
         return true;
     }
-    const SendOutcome outcome = client == nullptr ? SendOutcome{0, EBADF} : client->Send(data);
+    const auto outcome = client == nullptr ? ClientOutput::Outcome{EBADF} : client->Output().Send(data);
     if (outcome.error != 0) {
-        MUX_LOG(plog::error) << "Cannot send data to server socket" << ErrorText(outcome.error) << "Socket "
-                             << descriptor << " will be closed.";
-        CloseConnection(client, ListLock::kTake);
+        FailSend(client, descriptor, outcome.error);
         return false;
     }
+    if (outcome.isNewlyPending) {
+        outputPending_.Wake();
+    }
     if (dataSent_ != nullptr) {
-        dataSent_(descriptor, static_cast<int>(outcome.sent), context_);
+        dataSent_(descriptor, static_cast<int>(data.size()), context_);
     }
     return true;
+}
+
+// Also when the send fails later, on the receive thread.
+void ServerSocket::FailSend(const ClientPointer& client, int descriptor, int error) {
+    const Diagnostics::LogOperation operation(kSendOperation);
+    MUX_LOG(plog::error) << "Cannot send data to server socket" << ErrorText(error) << "Socket " << descriptor
+                         << " will be closed.";
+    CloseConnection(client, ListLock::kTake);
 }
 
 void ServerSocket::CloseClient(int descriptor, ListLock lock) {

@@ -12,6 +12,8 @@
 #include "net/ClientConnection.h"
 #include "net/ClientList.h"
 #include "net/OpenSocket.h"
+#include "net/PendingOutput.h"
+#include "net/WakeUp.h"
 #include "threading/Mutex.h"
 #include "threading/MutexGuard.h"
 #include "threading/StopSignal.h"
@@ -27,13 +29,15 @@ namespace Brenk::Net {
 // now share the ClientConnection. Clients are closed by the receive thread (the client closed its side) and by
 // Send (the client does not take its answer), both through CloseClient.
 //
-// Callbacks run on the accept thread (client accepted), the receive thread (data received, client deleted) and the
-// sending thread (data sent, client deleted); the owner makes them thread-safe. Set them before the loops start.
+// Callbacks run on the accept thread (client accepted, descriptors for others), the receive thread (data received,
+// client deleted) and the sending thread (data sent, client deleted); the owner makes them thread-safe. Set them before
+// the loops start.
 class ServerSocket {
   public:
     using ClientCallback = void (*)(int descriptor, void* context);
     // `packet` is one whole packet, length field included; the receiver owns it.
     using DataReceivedCallback = void (*)(int descriptor, std::vector<unsigned char>* packet, void* context);
+    using DescriptorsCallback = std::size_t (*)(void* context);
     using DataSentCallback = void (*)(int descriptor, int bytesSent, void* context);
 
     // Listens on port 5555.
@@ -54,9 +58,12 @@ class ServerSocket {
     void SetDataReceivedCallback(DataReceivedCallback callback);
     void SetDataSentCallback(DataSentCallback callback);
 
-    // Leaves so many of the process's descriptors to others, beside the few that are always kept: for the gateways,
-    // which might find none when they connect behind a crowd of clients. None at first. Any thread.
-    void KeepDescriptors(std::size_t count);
+    // Tells how many descriptors others are still going to open: these are left to them, beside the few that are always
+    // kept, however many clients come. Called on the accept thread, for each of them.
+    void SetDescriptorsForOthersCallback(DescriptorsCallback callback);
+
+    // How many more clients may be connected now, as far as descriptors go. Any thread.
+    std::size_t RoomForClients() const;
 
     // Opens, binds and listens; false, with a line, when it cannot.
     bool InitSocket();
@@ -69,8 +76,9 @@ class ServerSocket {
     static void* AcceptLoopThreadProc(void* serverSocketBlock);
     static void* ReceiveDataLoopThreadProc(void* serverSocketBlock);
 
-    // Sends one buffer to the client that has this descriptor number now. An empty buffer is not sent. False when it
-    // could not be sent whole; the client has then been closed. Any thread.
+    // Sends one buffer to the client that has this descriptor number now, without waiting for the client. An empty
+    // buffer is not sent. True when socket and pending output took it whole, which counts as sent. False when not; the
+    // client has then been closed. Any thread.
     bool Send(int descriptor, const std::vector<unsigned char>& data);
 
     // The same for one particular client: fails when that client has gone, whoever has its number now.
@@ -92,13 +100,15 @@ class ServerSocket {
     static constexpr int kDefaultPort = 5555;
 
   private:
+    using Clock = PendingOutput::Clock;
+
     bool FailToInit(const char* text, int error);
     int Bind(int descriptor) const;
 
     void AcceptLoop();
     bool AcceptClient(const OpenSocket& listener);
-    int ClientLimit() const;
     bool HasRoomFor(int descriptor) const;
+    std::size_t KeptDescriptors() const;
     void AddClient(const ClientPointer& client);
     void CloseListener();
     void PauseAfterException();
@@ -106,40 +116,55 @@ class ServerSocket {
     void ReceiveLoop();
     void ReceivePass();
     void CollectClients();
-    void TrimBehindCrowd();
-    int WaitForActivity();
+    void TrimMemory();
+    bool HasCrowdLeft();
+    bool HasBacklogLeft();
+    bool WaitForActivity();
+    Clock::time_point WatchForOutput();
+    void SendOnPendingOutput();
+    void SendOn(const ClientPointer& client);
+    bool HasInput() const;
+    void LookAtWindows();
     void DrainReadyClients();
     bool TakeFrom(const ClientPointer& client);
     bool DrainClient(ClientConnection& client);  // false when the client is to be closed
     void CloseResetClients(const std::vector<ClientPointer>& resetClients);
 
     bool SendTo(const ClientPointer& client, int descriptor, const std::vector<unsigned char>& data);
+    void FailSend(const ClientPointer& client, int descriptor, int error);
     ClientPointer FindByDescriptor(int descriptor);
     ClientPointer FindByIdentity(const ClientIdentity& client);
     void CloseConnection(const ClientPointer& client, ListLock lock);
 
     const int port_;
-    std::atomic<std::size_t> descriptorsOfOthers_{0};
     std::atomic<bool> acceptRunning_{false};
     std::atomic<bool> receiveRunning_{false};
     Threading::Synchronized<std::shared_ptr<OpenSocket>> listener_;
     Threading::Mutex clientsListMutex_;
+    // Outlives the clients.
+    OutputBudget outputBudget_;
     Threading::Synchronized<ClientList> clients_;
     std::uint64_t lastSerial_ = 0;  // accept thread only
 
+    DescriptorsCallback descriptorsForOthers_ = nullptr;
     ClientCallback clientAccepted_ = nullptr;
     ClientCallback clientDeleted_ = nullptr;
     DataReceivedCallback dataReceived_ = nullptr;
     DataSentCallback dataSent_ = nullptr;
     void* context_ = nullptr;
 
-    // The receive thread's own: the clients of the current pass and what it waits for, index by index. They are kept
-    // for the next pass unless the list has another version by then.
+    // Ends the receive thread's wait when a client has pending output that had none.
+    WakeUp outputPending_;
+
+    // The receive thread's own: the clients of the current pass and what it waits for, index by index; the last one
+    // more is what wakes it. They are kept for the next pass unless the list has another version by then.
     std::vector<ClientPointer> passClients_;
     std::vector<pollfd> passEvents_;
     std::uint64_t passVersion_ = 0;
-    // The most clients since memory was given back last.
+    // The most clients, and the most pending output, since memory was given back last.
     std::size_t crowd_ = 0;
+    std::size_t backlog_ = 0;
+    Clock::time_point nextLookAtWindows_{};
 
     Threading::StopSignal stop_;
     std::unique_ptr<Threading::Thread> acceptThread_;

@@ -12,6 +12,7 @@
 #include "benchmarks/load/IdleMeasurement.h"
 #include "benchmarks/load/LatencyMeasurement.h"
 #include "benchmarks/load/MemoryMeasurement.h"
+#include "benchmarks/load/NeighbourMeasurement.h"
 #include "benchmarks/load/StartUpMeasurement.h"
 #include "benchmarks/load/ThroughputMeasurement.h"
 
@@ -103,6 +104,15 @@ void AddMemory(CLI::App& app, Action& action) {
     command->add_option("--connects", options->connects, "Clients that come and go before the last look");
 }
 
+void AddNeighbours(CLI::App& app, Action& action) {
+    CLI::App* const command = app.add_subcommand("neighbours", "One client, beside others that behave badly");
+    const auto options = AddPlain<NeighbourMeasurement>(*command, action);
+    command->add_option("--silent", options->numbers.silent, "That never read 4 MB that are due to each");
+    command->add_option("--trickling", options->numbers.trickling, "That read 3 KB a second of 4 MB");
+    command->add_option("--short-packets", options->numbers.withShortPackets, "That send packets of 2 bytes");
+    AddSeconds(*command, options->duration);
+}
+
 void AddStartUp(CLI::App& app, Action& action) {
     const auto options = std::make_shared<StartUpMeasurement::Options>();
     CLI::App* const command = app.add_subcommand("start-up", "From starting a program until a client can connect");
@@ -133,8 +143,8 @@ void AddGateways(CLI::App& app, Action& action) {
 
 void AddCommands(CLI::App& app, Action& action) {
     using Adder = void (*)(CLI::App&, Action&);
-    constexpr Adder kAdders[] = {AddLatency, AddThroughput, AddGatewayRequests, AddEvents,
-                                 AddIdle,    AddMemory,     AddStartUp,         AddGateways};
+    constexpr Adder kAdders[] = {AddLatency, AddThroughput, AddGatewayRequests, AddEvents,  AddIdle,
+                                 AddMemory,  AddNeighbours, AddStartUp,         AddGateways};
     for (const Adder add : kAdders) {
         add(app, action);
     }

@@ -68,7 +68,7 @@ Samples LatencyMeasurement::Run() const {
     std::uniform_int_distribution<std::int64_t> pauses(0, options_.longestPause.count());
     Samples samples;
     const Clock::time_point end = Clock::now() + options_.duration;
-    while (Clock::now() < end) {
+    while (Clock::now() < end && options_.goesOn()) {
         if (options_.longestPause.count() > 0) {
             asking.Pause(std::chrono::nanoseconds(pauses(generator)));
         }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <utility>
 
 #include "benchmarks/load/Connection.h"
@@ -22,9 +23,11 @@ class LatencyMeasurement {
         std::chrono::nanoseconds longestPause{0};
         // Requests that are left out first.
         std::size_t warmUp = 100;
+        // Asked before each request: false ends the measurement before its time.
+        std::function<bool()> goesOn = [] { return true; };
     };
 
-    LatencyMeasurement(Target target, const Options& options) : target_(std::move(target)), options_(options) {}
+    LatencyMeasurement(Target target, Options options) : target_(std::move(target)), options_(std::move(options)) {}
 
     // Throws std::runtime_error when an answer does not come or is no refusal.
     Samples Run() const;

@@ -27,6 +27,9 @@ SMOKE_SECONDS = 0.5
 FEWEST_GATEWAY_SECONDS = 1.5
 # A gateway's event needs some 0.65 s of silence before it, or any time up to these seconds.
 EVENT_GATEWAYS, LONGEST_SILENCE = 32, 25
+# Clients that behave badly, as options of the load generator; the first run is undisturbed.
+NEIGHBOURS = ((), ("--trickling", "1"), ("--silent", "1"), ("--silent", "5"), ("--silent", "15"),
+              ("--short-packets", "1"), ("--short-packets", "10"))
 MICRO_BENCHMARKS = "benchmarks/micro/micro-benchmarks"
 # For the beginning of a benchmark's name: the figure, the field that holds it, and what makes microseconds of it.
 IN_PROCESS = {
@@ -164,6 +167,12 @@ class Benchmark:
         self.load_with_gateways("events", "--gateways", "64", "--seconds", seconds, "--longest-silence",
                                 str(1 if self.options.smoke else LONGEST_SILENCE))
 
+    def measure_neighbours(self):
+        for _ in range(self.options.rounds):
+            for neighbours in NEIGHBOURS:
+                with self.gateways(1) as ports, self.running("Mux", ports) as (port, _process):
+                    self.load("Mux", port, "neighbours", *neighbours, "--seconds", str(self.seconds))
+
     def measure_memory(self):
         for gateways in GATEWAY_NUMBERS:
             self.measure_memory_with(gateways, f"gateways {gateways}, ", "0,10,300,900", connects=0)
@@ -206,8 +215,8 @@ class Benchmark:
         self.figures.add("Mux", "shared libraries", needed, "")
 
     PARTS = {"binary": measure_binary, "in-process": measure_in_process, "turns": measure_in_turns,
-             "gateways": measure_gateways, "events": measure_events, "memory": measure_memory,
-             "start-up": measure_start_up}
+             "gateways": measure_gateways, "events": measure_events, "neighbours": measure_neighbours,
+             "memory": measure_memory, "start-up": measure_start_up}
 
     def run(self):
         for part in self.options.only or self.PARTS:

@@ -27,6 +27,12 @@ TARGETS = (
            ("through a gateway, gateways 64, frames of the slowest gateway",), ">=", 3.3, "1/s"),
     Target("event to a client, median", "value", ("event, clients 1 median",), "<=", 0.8, "ms"),
     Target("event to a client, p99", "value", ("event, clients 1 p99",), "<=", 2.0, "ms"),
+    Target("beside 1 trickling, longest", "value", ("neighbours: 1 trickling max",), "<", 50.0, "ms"),
+    Target("beside 1 silent, longest", "value", ("neighbours: 1 silent max",), "<", 50.0, "ms"),
+    Target("beside 5 silent, longest", "value", ("neighbours: 5 silent max",), "<", 50.0, "ms"),
+    Target("beside 15 silent, longest", "value", ("neighbours: 15 silent max",), "<", 50.0, "ms"),
+    Target("1 with short packets, median", "value", ("neighbours: 1 with short packets median",), "<", 10.0, "ms"),
+    Target("10 with short packets, median", "value", ("neighbours: 10 with short packets median",), "<", 60.0, "ms"),
     Target("idle, CPU", "ratio", ("idle, clients 0, CPU",), "<=", 1.15, "x floor"),
     Target("idle, wake-ups", "ratio", ("idle, clients 0, wake-ups",), "<=", 1.15, "x floor"),
     # In the loops of a millisecond, which know no clients, noise of several per cent would hide it.

@@ -19,6 +19,7 @@
 #include "gateway/VirtualGateway.h"
 #include "mux/messages/JsonTree.h"
 #include "mux/messages/MuxMessageBuilder.h"
+#include "net/ClientList.h"
 #include "net/ClientSocket.h"
 #include "net/OpenSocket.h"
 #include "tests/allocation/CountedCalls.h"
@@ -106,6 +107,32 @@ TEST_F(OutOfMemoryTest, ADescriptorIsOwnedOrClosed) {
     ForEachAllocation([&] { descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC); },
                       [&] { owner = Brenk::Net::OpenSocket::Share(descriptor); },
                       [&](bool isDone) { EXPECT_EQ(fcntl(descriptor, F_GETFD) != -1, isDone); });
+}
+
+TEST_F(OutOfMemoryTest, AClientTakesItsDescriptorOverOrLeavesItToTheCaller) {
+    Brenk::Net::OutputBudget budget;
+    int descriptor = -1;
+    Brenk::Net::ClientPointer client;
+    ForEachAllocation([&] { descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC); },
+                      [&] { client = std::make_shared<Brenk::Net::ClientConnection>(descriptor, 1, budget); },
+                      [&](bool isDone) {
+                          ASSERT_NE(fcntl(descriptor, F_GETFD), -1);
+                          if (!isDone) {
+                              close(descriptor);
+                          }
+                      });
+}
+
+TEST_F(OutOfMemoryTest, AClientIsListedOrNot) {
+    Brenk::Net::OutputBudget budget;
+    const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const auto client = std::make_shared<Brenk::Net::ClientConnection>(descriptor, 1, budget);
+    std::optional<Brenk::Net::ClientList> clients;
+    ForEachAllocation([&] { clients.emplace(); }, [&] { clients->Add(client); },
+                      [&](bool isDone) {
+                          EXPECT_EQ(clients->Find(descriptor) == client, isDone);
+                          EXPECT_EQ(clients->Identities().size(), isDone ? 1U : 0U);
+                      });
 }
 
 TEST_F(OutOfMemoryTest, BytesOfAGatewayAreTakenOrNot) {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -12,11 +13,14 @@
 #include "benchmarks/load/IdleMeasurement.h"
 #include "benchmarks/load/LatencyMeasurement.h"
 #include "benchmarks/load/MemoryMeasurement.h"
+#include "benchmarks/load/NeighbourMeasurement.h"
+#include "benchmarks/load/Neighbours.h"
 #include "benchmarks/load/StartUpMeasurement.h"
 #include "benchmarks/load/StartedProgram.h"
 #include "benchmarks/load/ThroughputMeasurement.h"
 #include "diagnostics/RapidJson.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Load {
 namespace {
@@ -60,6 +64,31 @@ TEST_F(MeasurementTest, PausesBetweenRequestsAreNoPartOfTheLatency) {
     const Samples samples = LatencyMeasurement(target_, {3 * kShort, milliseconds(200), 1}).Run();
     EXPECT_GE(samples.Count(), 1U);
     EXPECT_LT(samples.Median(), milliseconds(50));
+}
+
+TEST_F(MeasurementTest, ALatencyMeasurementEndsBeforeItsTimeWhenItShallNotGoOn) {
+    const StartedProgram floor(Command());
+    int asked = 0;
+    LatencyMeasurement::Options options;
+    options.goesOn = [&asked] { return asked++ < 5; };
+    EXPECT_EQ(LatencyMeasurement(target_, options).Run().Count(), 5U);
+}
+
+TEST_F(MeasurementTest, LatenciesBesideNeighboursAreNamedAfterThem) {
+    const StartedProgram floor(Command());
+    NeighbourMeasurement(target_, {kShort, {}}).Run(report_);
+    EXPECT_GT(FigureOf(report_, "neighbours: none median"), 0);
+    NeighbourMeasurement(target_, {kShort, {2, 1, 0}}).Run(report_);
+    EXPECT_GT(FigureOf(report_, "neighbours: 2 silent, 1 trickling samples"), 0);
+    EXPECT_EQ(Neighbours::Describe({0, 0, 3}), "3 with short packets");
+}
+
+TEST_F(MeasurementTest, NeighboursSeeThatTheServerClosesThem) {
+    auto floor = std::make_unique<StartedProgram>(Command());
+    const Neighbours neighbours(target_, {1, 1, 1});
+    EXPECT_TRUE(neighbours.AreAllConnected());
+    floor.reset();
+    EXPECT_TRUE(Testing::WaitUntil([&] { return !neighbours.AreAllConnected(); }));
 }
 
 TEST_F(MeasurementTest, ThroughputCountsAnswersAndCpuTime) {

@@ -2,15 +2,44 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include "tests/support/CapturedLog.h"
+
+namespace {
+
+// What the dump needs of the system, in its order.
+std::vector<std::string> calls;
+
+}  // namespace
+
+extern "C" {
+
+// Only some kernels restrict tracing, so what the call leads to cannot be tested everywhere.
+int __real_prctl(int option, unsigned long second, unsigned long third, unsigned long fourth, unsigned long fifth);
+int __wrap_prctl(int option, unsigned long second, unsigned long third, unsigned long fourth, unsigned long fifth) {
+    if (option == PR_SET_PTRACER) {
+        calls.emplace_back(second == PR_SET_PTRACER_ANY ? "any process may trace" : "one process may trace");
+    }
+    return __real_prctl(option, second, third, fourth, fifth);
+}
+
+int __real_system(const char* command);
+int __wrap_system(const char* command) {
+    calls.emplace_back(command);
+    return __real_system(command);
+}
+
+}  // extern "C"
 
 namespace Diagnostics {
 namespace {
 
+using testing::ElementsAre;
 using testing::MatchesRegex;
 
 const std::string kUuid = "[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}";
@@ -49,6 +78,14 @@ TEST(DumpFile, SavingLogsThatItRunsAndTheCommandLine) {
     EXPECT_EQ(lines.at(1).first, plog::info);
     EXPECT_EQ(lines.at(0).second, "void Diagnostics::SaveDumpFile() Running gcore for save current core dump.");
     EXPECT_EQ(lines.at(1).second, "void Diagnostics::SaveDumpFile() Command line:" + DumpCommand());
+}
+
+TEST(DumpFile, AnyProcessMayTraceThisOneBeforeTheCommandRuns) {
+    SetDumpName("mux");
+    setenv("PATH", "/nonexistent", 1);
+    calls.clear();
+    RunDumpCommand();
+    EXPECT_THAT(calls, ElementsAre("any process may trace", DumpCommand()));
 }
 
 }  // namespace

@@ -1,9 +1,14 @@
 #include "diagnostics/InitDiagnostics.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plog/Init.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -207,6 +212,11 @@ TEST_P(ExtensionlessLogFileTest, RollsToo) {
 
 INSTANTIATE_TEST_SUITE_P(Names, ExtensionlessLogFileTest, testing::Values("muxlog", "./muxlog", "logs.d/muxlog"));
 
+std::ptrdiff_t NumberOfFiles(const std::filesystem::path& directory) {
+    const std::filesystem::directory_iterator files(directory);
+    return std::distance(begin(files), end(files));
+}
+
 TEST_F(InitDiagnosticsTest, TheRolledFilesDoNotFillTheDisk) {
     Run([] {
         InitDiagnostics(plog::info, "mux.log", false);
@@ -215,8 +225,7 @@ TEST_F(InitDiagnosticsTest, TheRolledFilesDoNotFillTheDisk) {
             MUX_LOG(plog::info) << text;
         }
     });
-    const std::filesystem::directory_iterator files(directory_.Path());
-    EXPECT_EQ(std::distance(begin(files), end(files)), 10);
+    EXPECT_EQ(NumberOfFiles(directory_.Path()), 10);
 }
 
 TEST_F(InitDiagnosticsTest, ALogFileThatCannotBeOpenedIsAConsoleWarningWithNameAndReasonAndTheLogGoesOn) {
@@ -231,6 +240,69 @@ TEST_F(InitDiagnosticsTest, ALogFileThatCannotBeOpenedIsAConsoleWarningWithNameA
 TEST_F(InitDiagnosticsTest, ADirectoryInPlaceOfTheLogFileIsAConsoleWarningToo) {
     const ChildResult result = Run([] { InitDiagnostics(plog::info, ".", false); });
     EXPECT_THAT(result.output, ContainsRegex(" WARN  .* Cannot open log file \\.: Is a directory"));
+}
+
+void LogALineUntilTheFileWouldHaveRolled() {
+    const std::string text(1000, 'x');
+    for (std::size_t bytes = 0; bytes < 2 * kRollingBytes; bytes += text.size()) {
+        MUX_LOG(plog::info) << text;
+    }
+}
+
+TEST_F(InitDiagnosticsTest, ALinkInPlaceOfTheLogFileStaysAndItsTargetRolls) {
+    std::filesystem::create_directory(directory_.Path() / "elsewhere");
+    for (const std::string target : {"elsewhere/mux.log", "elsewhere/new"}) {
+        std::filesystem::create_symlink(target, directory_.Path() / "link.log");
+        Run([] {
+            InitDiagnostics(plog::info, "link.log", false);
+            LogALineUntilTheFileWouldHaveRolled();
+        });
+        EXPECT_EQ(std::filesystem::read_symlink(directory_.Path() / "link.log"), target);
+        EXPECT_EQ(NumberOfFiles(directory_.Path()), 2) << "the link and the folder";
+        std::filesystem::remove(directory_.Path() / "link.log");
+    }
+    EXPECT_GT(directory_.Read("elsewhere/mux.1.log").size(), kRollingBytes);
+    EXPECT_GT(directory_.Read("elsewhere/new.1").size(), kRollingBytes);
+}
+
+TEST_F(InitDiagnosticsTest, ADeviceInPlaceOfTheLogFileIsNeverRenamed) {
+    std::filesystem::create_symlink("/dev/null", directory_.Path() / "null.log");
+    const bool isAllowed = mknod((directory_.Path() / "device.log").c_str(), S_IFCHR | S_IRUSR | S_IWUSR,
+                                 makedev(1, 3)) == 0;  // the numbers of /dev/null
+    const std::ptrdiff_t files = isAllowed ? 2 : 1;
+    for (const std::string name : {"null.log", isAllowed ? "device.log" : "null.log"}) {
+        const ChildResult result = Run([&name] {
+            InitDiagnostics(plog::info, name, false);
+            LogALineUntilTheFileWouldHaveRolled();
+        });
+        EXPECT_THAT(result.output, Not(HasSubstr("Cannot open log file")));
+        EXPECT_TRUE(std::filesystem::is_character_file(directory_.Path() / name)) << name;
+        EXPECT_EQ(NumberOfFiles(directory_.Path()), files) << name;
+    }
+}
+
+// One that would be opened twice could lose its reader in between.
+TEST_F(InitDiagnosticsTest, ANamedPipeInPlaceOfTheLogFileGetsTheLinesAndIsNeverRenamed) {
+    const std::string pipe = (directory_.Path() / "pipe").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    const ChildResult result = Run([] {
+        InitDiagnostics(plog::info, "pipe", false);
+        LogALineUntilTheFileWouldHaveRolled();
+    });
+    std::string text(65536, ' ');
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, text.data(), text.size()), 0)));
+    close(reader);
+    EXPECT_EQ(text, result.output);
+    EXPECT_GT(text.size(), 2 * kRollingBytes);
+    EXPECT_EQ(NumberOfFiles(directory_.Path()), 1);
+}
+
+TEST_F(InitDiagnosticsTest, ANamedPipeThatNobodyReadsHoldsNobodyUp) {
+    ASSERT_EQ(mkfifo((directory_.Path() / "pipe").c_str(), S_IRUSR | S_IWUSR), 0);
+    const ChildResult result = Run([] { InitDiagnostics(plog::info, "pipe", false); });
+    EXPECT_TRUE(result.HasInOrder({"Logging initialized.\n", "Error guard initialized.\n"})) << result.output;
+    EXPECT_THAT(result.output, Not(HasSubstr("Cannot open")));
 }
 
 TEST_F(InitDiagnosticsTest, TextBeyondAsciiReachesTheFileAsUtf8) {
@@ -279,6 +351,20 @@ TEST_F(InitDiagnosticsTest, TheTracerGetsTheSameWishForColors) {
         },
         ChildOutput::kTerminal);
     EXPECT_EQ(result.output, "\x1B[31mred\x1B[0m\r\n");
+}
+
+// Standard output is a pipe that nobody reads.
+TEST_F(InitDiagnosticsTest, NobodyWaitsForTheReaderOfTheTracersLinesEither) {
+    Run([] {
+        std::array<int, 2> ends = {};
+        ASSERT_EQ(pipe(ends.data()), 0);
+        ASSERT_EQ(dup2(ends[1], STDOUT_FILENO), STDOUT_FILENO);
+        InitDiagnostics(plog::info, "mux.log", false);
+        Tracer::Enable(Tracer::kDebugCategories);
+        for (int line = 0; line < 200; ++line) {
+            Tracer::WriteLine(std::string(1000, 'x'), Tracer::Level::kInformation);
+        }
+    });
 }
 
 // Tells for each line whether the error guard was set up by then.

@@ -1,9 +1,17 @@
 #include "diagnostics/LogOutputs.h"
 
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plog/Formatters/TxtFormatter.h>
 #include <plog/Record.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -52,9 +60,9 @@ TEST(LogOutputs, WithoutAFileThereIsTheConsole) {
     EXPECT_TRUE(result.HasInOrder({"[Door::Open@17] only"}));
 }
 
-TEST(LogOutputs, LinesOfSeveralThreadsStayWhole) {
+TEST(LogOutputs, LinesOfSeveralThreadsStayWholeAndAreInOneOrder) {
     const Testing::TemporaryFolder folder;
-    Testing::RunInChild(folder.Path(), [] {
+    const auto result = Testing::RunInChild(folder.Path(), [] {
         LogOutputs outputs(false);
         outputs.AddFile("mux.log", kPlenty, 2);
         const auto writeMany = [&outputs](char letter) {
@@ -75,6 +83,28 @@ TEST(LogOutputs, LinesOfSeveralThreadsStayWhole) {
         }
     }
     EXPECT_EQ(whole, 1000);
+    EXPECT_TRUE(text == "\xEF\xBB\xBF" + result.output);
+}
+
+TEST(LogOutputs, TheNoticeOfMissingLinesIsALineLikeTheOthers) {
+    const Testing::TemporaryFolder folder;
+    const std::string pipe = (folder.Path() / "pipe").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    LogOutputs outputs(false);
+    outputs.AddDevice(LineTarget::File(pipe, -1));
+    Write(outputs, "first");
+    const auto stalled = std::chrono::steady_clock::now() + std::chrono::milliseconds(1200);
+    ASSERT_TRUE(Testing::WaitUntil([&] { return std::chrono::steady_clock::now() > stalled; }));
+    Write(outputs, "lost");
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    Write(outputs, "last");
+    outputs.Flush(std::chrono::seconds(30));
+    std::string text(4096, ' ');
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, text.data(), text.size()), 0)));
+    close(reader);
+    EXPECT_THAT(text, testing::ContainsRegex("\\] first\n[-0-9]+ [:.0-9]+ WARN  .*static std::string "
+                                             "Diagnostics::LogOutputs::NoticeOfMissing.* Output was blocked\\. 1 lines "
+                                             "are missing here\\.\n.*\\] last\n$"));
 }
 
 constexpr std::size_t kSmallest = 1000;
@@ -119,6 +149,32 @@ TEST(LogOutputs, AFileThatIsThereButCouldNotBeOpenedHasLinesAgain) {
     folder.Write("mux.log", "of the run before\n");
     WriteUntilTheFileHasThem(outputs, folder, "mux.log");
     EXPECT_EQ(folder.Read("mux.log").rfind("of the run before\n", 0), 0U);
+}
+
+// The space on the disk ends within a line, and there is some again later.
+TEST(LogOutputs, ALineThatWasWrittenInPartIsEndedBeforeTheNext) {
+    const Testing::TemporaryFolder folder;
+    const auto result = Testing::RunInChild(folder.Path(), [&folder] {
+        static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+        LogOutputs outputs(false);
+        outputs.AddFile("mux.log", kPlenty, 2);
+        Write(outputs, "first");
+        rlimit limit = {};
+        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+        limit.rlim_cur = std::filesystem::file_size("mux.log") + 10;
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        const auto found = std::chrono::steady_clock::now() + std::chrono::milliseconds(2300);
+        while (std::chrono::steady_clock::now() < found) {
+            Write(outputs, "on the console only");
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        limit.rlim_cur = limit.rlim_max;
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        WriteUntilTheFileHasThem(outputs, folder, "mux.log");
+        Write(outputs, "last");
+    });
+    EXPECT_EQ(result.exitStatus, Testing::kBodyReturned) << result.output;
+    EXPECT_THAT(folder.Read("mux.log"), testing::MatchesRegex(".*first\n.{10}\n(.*\\] it is back\n)+.*\\] last\n"));
 }
 
 TEST(LogOutputs, AFileThatIsTakenAwayIsMadeAnew) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "diagnostics/ErrorGuard.h"
+#include "diagnostics/LogCall.h"
 #include "diagnostics/SignalHandler.h"
 #include "tests/diagnostics/EndingProcess.h"
 
@@ -89,6 +90,31 @@ TEST_F(ProcessEndTest, AnEndingKeepsTheStatusThatItBeganWith) {
         });
         EXPECT_EQ(result.exitStatus, status);
     }
+}
+
+void SayFlushed() {
+    std::printf("flushed\n");
+    std::fflush(stdout);
+}
+
+TEST_F(ProcessEndTest, AnEndingFlushesTheLogWhenAllIsWritten) {
+    const ChildResult result = process_.Run([] {
+        SetFlushHook(SayFlushed);
+        CriticalErrorThresholdReached();
+    });
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_THAT(result.output, testing::EndsWith("Exit for critical errors.\nflushed\n"));
+}
+
+TEST_F(ProcessEndTest, AThreadInsideTheLoggerDoesNotFlushIt) {
+    const ChildResult result = process_.Run([] {
+        SetFlushHook(SayFlushed);
+        const LogCall inside;
+        BeginEnding(255, 5);
+        FinishEnding(RuntimeReports::kSkip);
+    });
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_THAT(result.output, Not(HasSubstr("flushed")));
 }
 
 TEST_F(ProcessEndTest, AFaultInsideTheStopOfTheMuxEndsWithStatus255) {

@@ -1,11 +1,13 @@
 #include "diagnostics/SignalHandler.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plog/Init.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <functional>
 #include <mutex>
@@ -96,16 +98,34 @@ TEST_F(SignalHandlerTest, ARealMemoryFaultTakesTheCrashPath) {
     EXPECT_THAT(result.output, HasSubstr(kCrash));
 }
 
+void FailAnAssertion() {
+    rapidjson::Document document;
+    document.Parse("{}");
+    static_cast<void>(document["MessageID"].GetString());
+}
+
 TEST_F(SignalHandlerTest, AFailedAssertionProducesTheErrorLineADumpAttemptABacktraceAndStatus255) {
-    const ChildResult result = process_.Run([] {
-        rapidjson::Document document;
-        document.Parse("{}");
-        static_cast<void>(document["MessageID"].GetString());
-    });
+    const ChildResult result = process_.Run(FailAnAssertion);
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_TRUE(result.HasInOrder({"Assertion `", kCrash, "Running gcore", "Obtaining stack trace", "(frames)"}))
         << result.output;
     EXPECT_THAT(process_.GcoreArguments(), HasSubstr("-o mux-"));
+}
+
+// What the assertion says would wait for its reader.
+TEST_F(SignalHandlerTest, AFailedAssertionEndsTheSameWhenNobodyReadsStandardError) {
+    const ChildResult result = process_.Run([] {
+        std::array<int, 2> ends = {};
+        ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
+        const std::string filling(4096, 'x');
+        while (write(ends[1], filling.data(), filling.size()) > 0) {
+        }
+        ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+        ASSERT_EQ(dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
+        FailAnAssertion();
+    });
+    EXPECT_EQ(result.exitStatus, 255);
+    EXPECT_TRUE(result.HasInOrder({kCrash, "Running gcore", "Obtaining stack trace", "(frames)"})) << result.output;
 }
 
 TEST_F(SignalHandlerTest, WithoutGcoreTheBacktraceAndTheStatusAreTheSame) {
@@ -248,14 +268,15 @@ TEST_F(SignalHandlerTest, AFaultInsideTheEndingOfASignalEndsWithStatus255AtOnce)
     EXPECT_EQ(process_.GcoreArguments(), "");
 }
 
-TEST_F(SignalHandlerTest, AFaultInsideTheHandlingOfACrashEndsWithStatus255AtOnce) {
-    const ChildResult result = process_.Run([] {
-        AddAppender([](const std::string& line) {
+// Each handler blocks its own signal, and one that stayed blocked would wait until all is done.
+TEST_P(CrashSignalTest, InsideTheHandlingOfACrashEndsWithStatus255AtOnce) {
+    const ChildResult result = process_.Run([signal = GetParam()] {
+        AddAppender([signal](const std::string& line) {
             if (Holds(line, "Obtaining stack trace")) {
-                raise(SIGSEGV);
+                raise(signal);
             }
         });
-        raise(SIGSEGV);
+        raise(signal);
     });
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_THAT(result.output, Not(HasSubstr("Backtrace (frames)")));

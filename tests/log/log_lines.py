@@ -1,4 +1,5 @@
 """Log statements of the sources and lines of a log, taken apart."""
+import functools
 import pathlib
 import re
 import typing
@@ -11,6 +12,10 @@ COMMENT_OR_STRING = re.compile(r'//[^\n]*|R"\((?P<raw>.*?)\)"|"(?:\\.|[^"\\\n])*
 STRING = re.compile(r'"((?:\\.|[^"\\\n])*)"')
 STATEMENT = re.compile(r"MUX_LOG\((.*?)\)\s*<<(.*?);\n", re.DOTALL)
 LINE = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} ([A-Z]+) +\[\d+\] \[(.*?)@(\d+)\] ", re.MULTILINE)
+
+
+# Where the texts of a file's statements stand when they do not stand in the file itself.
+TABLES = {"mux/BrenkMuxRouting.cpp": "mux/RoutingTable.cpp"}
 
 
 class Statement(typing.NamedTuple):
@@ -28,6 +33,18 @@ class LogLine(typing.NamedTuple):
     line: int
     operation: str
     text: str
+
+
+@functools.lru_cache(maxsize=None)
+def source_of(file):
+    return without_comments((ROOT / file).read_text())
+
+
+@functools.lru_cache(maxsize=None)
+def loose_literals(file):
+    """The literals of a file that stand in no log statement."""
+    joined = re.sub(r'(?<!\\)"\s*"', "", STATEMENT.sub("", source_of(file)))
+    return set(literals_in(joined))
 
 
 def source_files():

@@ -1,7 +1,9 @@
 // A running Mux with real clients: who gets which answer, and in which order.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,16 +11,20 @@
 #include "mux/BrenkMux.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
+#include "tests/mux/LogHook.h"
 #include "tests/mux/MuxClient.h"
 #include "tests/mux/TestMux.h"
 #include "tests/mux/WireGateway.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/LoopbackSocket.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/WaitUntil.h"
 
 using Testing::CapturedLog;
 using Testing::ConfigurationText;
 using Testing::LockData;
+using Testing::LogHook;
+using Testing::LoopbackSocket;
 using Testing::MuxClient;
 using Testing::Request;
 using Testing::RequestNack;
@@ -260,6 +266,63 @@ TEST_F(BrenkMuxClients, AClientThatHasGoneHoldsUpTheOthersOnlyForItsAttempts) {
     mux.TakeIn(Request(99, "m1"), 999);
     client.Send(Request(99, "m2"));
     EXPECT_EQ(client.Receive(), RequestNack("m2"));
+}
+
+// While it lives, the process may open only so many descriptors more.
+class DescriptorLimit {
+  public:
+    explicit DescriptorLimit(int count) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        rlimit limit = before_;
+        limit.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor() + count);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+  private:
+    rlimit before_ = {};
+};
+
+class CrowdedBrenkMux : public BrenkMuxClients {
+  protected:
+    // Connects clients until one is turned away, lets them all go again and returns how many were not.
+    int PlacesForClients() {
+        const auto accepted = [this] { return AcceptedClients(); };
+        const auto turnedAway = [this] { return CountLines("Too many clients. The connection with FD "); };
+        const int acceptedBefore = accepted();
+        const int turnedAwayBefore = turnedAway();
+        const int deletedBefore = DeletedClients();
+        std::vector<MuxClient> clients;
+        while (turnedAway() == turnedAwayBefore) {
+            clients.emplace_back(port.Number());
+            const int expected = acceptedBefore + turnedAwayBefore + static_cast<int>(clients.size());
+            EXPECT_TRUE(WaitUntil([&] { return accepted() + turnedAway() == expected; }));
+        }
+        const int places = accepted() - acceptedBefore;
+        clients.clear();
+        EXPECT_TRUE(WaitUntil([&] { return DeletedClients() == deletedBefore + places; }));
+        return places;
+    }
+
+    const DescriptorLimit limit{120};
+};
+
+// The gateways thread is held behind its first attempt: gateways that are not connected yet must find room to be.
+TEST_F(CrowdedBrenkMux, HasFewerPlacesForClientsOnceAConfigurationHasBroughtItGateways) {
+    constexpr int kGateways = 20;
+    const ReservedPort refusing;
+    mux.Start();
+    const int places = PlacesForClients();
+    std::promise<void> release;
+    const LogHook connecting("Try to connect to gateway with ID 1 ",
+                             [released = release.get_future().share()] { released.wait(); });
+    mux.ParseConfiguration(ConfigurationText(std::vector<int>(kGateways, refusing.Number())));
+    ASSERT_TRUE(WaitUntil([&] { return connecting.Runs() == 1; }));
+    // Both ends of a client's connection are descriptors of this process.
+    EXPECT_LE(PlacesForClients(), places - kGateways / 2 + 1);
+    release.set_value();
 }
 
 }  // namespace

@@ -58,6 +58,14 @@ class BrenkMuxReachable : public testing::Test {
 
 class BrenkMuxUnreachable : public MuxWithGateway {};
 
+TEST_F(BrenkMuxReachable, ADescriptorIsKeptForAGatewayUntilItIsConnected) {
+    EXPECT_EQ(BrenkMux::DescriptorsForGateways(&mux), 1U);
+    mux.ConnectVirtualGateways();
+    EXPECT_EQ(BrenkMux::DescriptorsForGateways(&mux), 0U);
+    mux.Gateway()->Disconnect();
+    EXPECT_EQ(BrenkMux::DescriptorsForGateways(&mux), 1U);
+}
+
 TEST_F(BrenkMuxReachable, ConnectsAFreshlyCreatedGatewayWithASequenceRefresh) {
     EXPECT_EQ(LinesOfOnePass(mux, log), (Lines{kTry}));
     EXPECT_EQ(log.Count(plog::verbose, kTry), 1);

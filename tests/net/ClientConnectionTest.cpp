@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -35,7 +37,7 @@ using Bytes = std::vector<unsigned char>;
 class ClientConnectionTest : public testing::Test {
   protected:
     ClientConnectionTest()
-        : connection_(std::make_unique<ClientConnection>(dup(accepted_.Descriptor()), std::uint64_t{3})) {
+        : connection_(std::make_unique<ClientConnection>(dup(accepted_.Descriptor()), std::uint64_t{3}, budget_)) {
         accepted_.Close();
     }
 
@@ -64,6 +66,7 @@ class ClientConnectionTest : public testing::Test {
     LoopbackSocket client_ = LoopbackSocket::ConnectedTo(listener_.Port());
     LoopbackSocket accepted_ = listener_.Accept();
     Testing::CapturedLog log_;
+    OutputBudget budget_;
     std::unique_ptr<ClientConnection> connection_;
     std::vector<Bytes> packets_;
 };
@@ -88,18 +91,18 @@ TEST_F(ClientConnectionTest, ClosesItsDescriptorWithItself) {
 
 TEST_F(ClientConnectionTest, SetsTheOptionsOfAClientWhenItIsMade) {
     const SeenCalls seen;
-    const ClientConnection other(dup(connection_->Descriptor()), 4);
+    const ClientConnection other(dup(connection_->Descriptor()), 4, budget_);
     EXPECT_THAT(seen.All(), UnorderedElementsAre("setsockopt TCP_NODELAY 1", "setsockopt SO_KEEPALIVE 1",
                                                  "setsockopt TCP_KEEPIDLE 60", "setsockopt TCP_KEEPCNT 5",
-                                                 "setsockopt TCP_KEEPINTVL 10", "setsockopt TCP_USER_TIMEOUT 110000",
-                                                 "setsockopt SO_SNDTIMEO 2000000"));
+                                                 "setsockopt TCP_KEEPINTVL 10", "setsockopt TCP_USER_TIMEOUT 110000"));
 }
 
 TEST_F(ClientConnectionTest, IsMadeEvenWhenNoOptionCanBeSet) {
-    const FailingCalls failing(SocketCall::kSetSockOpt, ENOPROTOOPT, 7);
-    ClientConnection other(dup(connection_->Descriptor()), 4);
+    const FailingCalls failing(SocketCall::kSetSockOpt, ENOPROTOOPT, 6);
+    ClientConnection other(dup(connection_->Descriptor()), 4, budget_);
     EXPECT_EQ(failing.Left(), 0);
-    EXPECT_EQ(other.Send({0x41}).sent, 1U);
+    EXPECT_EQ(other.Output().Send({0x41}).error, 0);
+    EXPECT_EQ(client_.Receive(1), Bytes{0x41});
 }
 
 TEST_F(ClientConnectionTest, ShuttingDownEndsTheConnectionAndKeepsTheDescriptor) {
@@ -110,47 +113,26 @@ TEST_F(ClientConnectionTest, ShuttingDownEndsTheConnectionAndKeepsTheDescriptor)
     EXPECT_NE(fcntl(connection_->Descriptor(), F_GETFD), -1);
 }
 
-TEST_F(ClientConnectionTest, SendsAWholeBuffer) {
-    const SendOutcome outcome = connection_->Send({0x7B, 0x00, 0x7D});
-    EXPECT_EQ(outcome.sent, 3U);
-    EXPECT_EQ(outcome.error, 0);
-    EXPECT_EQ(client_.Receive(3), (Bytes{0x7B, 0x00, 0x7D}));
-}
-
-TEST_F(ClientConnectionTest, SendsNothingOfAnEmptyBuffer) {
-    const SeenCalls seen;
-    const SendOutcome outcome = connection_->Send({});
-    EXPECT_EQ(outcome.sent, 0U);
-    EXPECT_EQ(outcome.error, 0);
-    EXPECT_THAT(seen.All(), IsEmpty());
-}
-
-TEST_F(ClientConnectionTest, SendsOnAfterASignal) {
-    const FailingCalls interrupted(SocketCall::kSend, EINTR, 3);
-    const SendOutcome outcome = connection_->Send({0x41, 0x42});
-    EXPECT_EQ(interrupted.Left(), 0);
-    EXPECT_EQ(outcome.sent, 2U);
-    EXPECT_EQ(outcome.error, 0);
-}
-
-TEST_F(ClientConnectionTest, AFailedSendGivesItsErrorAndIsNotRepeated) {
-    const FailingCalls failing(SocketCall::kSend, EPIPE, 2);
-    const SendOutcome outcome = connection_->Send({0x41, 0x42});
-    EXPECT_EQ(outcome.sent, 0U);
-    EXPECT_EQ(outcome.error, EPIPE);
-    EXPECT_EQ(failing.Left(), 1);
-}
-
-TEST_F(ClientConnectionTest, ASendThatTheClientTakesInPartSaysHowMuchLeft) {
-    constexpr timeval kSoon = {0, 20000};
-    ASSERT_EQ(setsockopt(connection_->Descriptor(), SOL_SOCKET, SO_SNDTIMEO, &kSoon, sizeof kSoon), 0);
-    const Bytes huge(16UL * 1024 * 1024, 0x41);
-    const SendOutcome outcome = connection_->Send(huge);
-    EXPECT_EQ(outcome.error, EAGAIN);
-    EXPECT_GT(outcome.sent, 0U);
-    EXPECT_LT(outcome.sent, huge.size());
-    connection_->ShutDown();
-    EXPECT_EQ(client_.Receive(huge.size()).size(), outcome.sent);
+// A client that has vanished acknowledges nothing; one that does not read goes on to acknowledge that it has no room.
+TEST_F(ClientConnectionTest, TheTimeoutForWhatIsUnacknowledgedRestsWhileALivingClientsWindowIsClosed) {
+    LoopbackSocket slow;
+    slow.UseSmallReceiveBuffer();
+    slow.ConnectTo(listener_.Port());
+    LoopbackSocket accepted = listener_.Accept();
+    ClientConnection connection(dup(accepted.Descriptor()), 4, budget_);
+    const auto userTimeout = [&] {
+        connection.LookAtWindow();
+        int timeout = -1;
+        socklen_t size = sizeof timeout;
+        EXPECT_EQ(getsockopt(connection.Descriptor(), IPPROTO_TCP, TCP_USER_TIMEOUT, &timeout, &size), 0);
+        return timeout;
+    };
+    EXPECT_EQ(userTimeout(), 110000);
+    const Bytes answer(200000, 0x41);
+    ASSERT_EQ(connection.Output().Send(answer).error, 0);
+    EXPECT_TRUE(Testing::WaitUntil([&] { return userTimeout() == 0; }));
+    EXPECT_EQ(slow.Receive(answer.size()), answer);
+    EXPECT_TRUE(Testing::WaitUntil([&] { return userTimeout() == 110000; }));
 }
 
 TEST_F(ClientConnectionTest, AClientThatHasSentNothingStays) {

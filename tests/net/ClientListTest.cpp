@@ -19,7 +19,8 @@ constexpr int kNumber = 1000001;
 constexpr int kOtherNumber = 1000002;
 
 ClientPointer NewClient(int descriptor, std::uint64_t serial) {
-    return std::make_shared<ClientConnection>(descriptor, serial);
+    static OutputBudget budget;
+    return std::make_shared<ClientConnection>(descriptor, serial, budget);
 }
 
 class ClientListTest : public testing::Test {

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ostream>
 
+#include "tests/mux/LogHook.h"
 #include "tests/net/GatewayConnection.h"
 #include "tests/net/SocketCalls.h"
 
@@ -18,6 +19,7 @@ namespace {
 using testing::ElementsAre;
 using Testing::FailingCalls;
 using testing::IsEmpty;
+using Testing::LogHook;
 using Testing::LoopbackSocket;
 using Testing::SocketCall;
 
@@ -101,6 +103,17 @@ TEST_P(KeepAliveStepTest, LogsTheErrorAndThenTheStepAtErrorAndStops) {
     EXPECT_FALSE(log_.Holds(plog::debug, "Keepalive set."));
     EXPECT_NE(Option(plain.Descriptor(), IPPROTO_TCP, TCP_KEEPINTVL), 5) << "the last step came all the same";
     EXPECT_EQ(SocketReports(), 0) << "only a failed connection reports it";
+}
+
+// Writing a line may fail too, and the caller logs the error of the step behind it.
+TEST_P(KeepAliveStepTest, LeavesTheErrorNumberOfTheStepWhateverBecomesOfItsLines) {
+    const LoopbackSocket plain;
+    const LogHook hook(GetParam().lines.back(), [] { errno = ENOSPC; });
+    FailingCalls failing(SocketCall::kSetSockOpt, GetParam().error);
+    failing.ForOption(GetParam().option);
+    EXPECT_FALSE(socket_->SetKeepAliveOption(plain.Descriptor()));
+    EXPECT_EQ(errno, GetParam().error);
+    EXPECT_EQ(hook.Runs(), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,10 +1,10 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include <atomic>
 #include <cerrno>
@@ -139,8 +139,7 @@ TEST_F(ServerSocketAcceptTest, EachClientHasASerialNumberOfItsOwn) {
     EXPECT_EQ(server_->IdentityOf(4711).descriptor, 4711);
 }
 
-TEST_F(ServerSocketAcceptTest,
-       AnAcceptedConnectionHasKeepAliveAndATimeoutForWhatIsUnacknowledgedAndASendTimeoutOf2Seconds) {
+TEST_F(ServerSocketAcceptTest, AnAcceptedConnectionHasKeepAliveAndATimeoutForWhatIsUnacknowledged) {
     StartAccepting();
     const LoopbackSocket client = ConnectClient();
     const int descriptor = NewestDescriptor();
@@ -150,10 +149,12 @@ TEST_F(ServerSocketAcceptTest,
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_KEEPINTVL), 10);
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT), 110000);
     EXPECT_EQ(Option(descriptor, IPPROTO_TCP, TCP_NODELAY), 1);
-    timeval timeout = {};
-    socklen_t size = sizeof timeout;
-    EXPECT_EQ(getsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &timeout, &size), 0);
-    EXPECT_EQ(timeout.tv_sec, 2);
+}
+
+TEST_F(ServerSocketAcceptTest, AnAcceptedConnectionIsNotLeftToTheProgramsThatTheProcessStarts) {
+    StartAccepting();
+    const LoopbackSocket client = ConnectClient();
+    EXPECT_EQ(fcntl(NewestDescriptor(), F_GETFD), FD_CLOEXEC);
 }
 
 class TransientAcceptErrorTest : public ServerSocketAcceptTest, public testing::WithParamInterface<int> {};
@@ -207,30 +208,34 @@ TEST_F(ServerSocketAcceptTest, ConnectedClientsAreServedOnAfterTheListenerBroke)
     EXPECT_EQ(client.Receive(1), Bytes{0x41});
 }
 
-// A limit on descriptors that leaves room for a few connections beside the 48 that are kept in reserve. Both ends of
-// each connection are descriptors of this process.
+// A limit on descriptors that leaves room for a few connections beside the quarter that is kept in reserve. Both ends
+// of each connection are descriptors of this process.
 class CrowdedServerTest : public ServerSocketAcceptTest {
   protected:
     CrowdedServerTest() {
+        others = 0;
+        server_->SetDescriptorsForOthersCallback([](void*) { return others.load(); });
         getrlimit(RLIMIT_NOFILE, &before_);
         rlimit crowded = before_;
-        crowded.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + kPlaces + kReserved;
+        crowded.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + kPlaces;
         setrlimit(RLIMIT_NOFILE, &crowded);
     }
     ~CrowdedServerTest() override { setrlimit(RLIMIT_NOFILE, &before_); }
 
-    static constexpr int kReserved = 48;
-    static constexpr int kPlaces = 12;
+    static constexpr int kPlaces = 40;
     static constexpr const char* kTooMany = "Too many clients. The connection with FD ";
+    static std::atomic<std::size_t> others;
 
     rlimit before_ = {};
 };
+
+std::atomic<std::size_t> CrowdedServerTest::others{0};
 
 TEST_F(CrowdedServerTest, ANewcomerBeyondTheLimitIsClosedAtOnceWithAWarningAndFreedPlacesAreUsableAgain) {
     StartAll();
     std::vector<LoopbackSocket> clients;
     while (!log_.Holds(plog::warning, kTooMany)) {
-        ASSERT_LT(clients.size(), 2U * kPlaces);
+        ASSERT_LT(clients.size(), static_cast<std::size_t>(kPlaces));
         clients.push_back(LoopbackSocket::ConnectedTo(port_.Number()));
         ASSERT_TRUE(Testing::WaitUntil([&] {
             return Count("accepted") == static_cast<int>(clients.size()) || log_.Holds(plog::warning, kTooMany);
@@ -255,22 +260,29 @@ TEST_F(CrowdedServerTest, ANewcomerBeyondTheLimitIsClosedAtOnceWithAWarningAndFr
     EXPECT_FALSE(log_.Holds(plog::error, "broken socket"));
 }
 
-TEST_F(CrowdedServerTest, DescriptorsThatAreKeptForOthersAreNoClients) {
-    server_->KeepDescriptors(kPlaces);
+TEST_F(CrowdedServerTest, DescriptorsForOthersAreLeftToThemAndGoToClientsWhenTheyAreNotNeeded) {
+    others = kPlaces;
     StartAccepting();
     LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
     EXPECT_TRUE(client.WaitForEnd());
     EXPECT_TRUE(log_.Holds(plog::warning, kTooMany));
-    server_->KeepDescriptors(0);
+    others = 0;
     ConnectClient();
 }
 
-TEST_F(CrowdedServerTest, MoreThanThereAreMayBeKeptForOthers) {
-    server_->KeepDescriptors(1000000);
-    StartAccepting();
-    LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
-    EXPECT_TRUE(client.WaitForEnd());
-    EXPECT_TRUE(log_.Holds(plog::warning, kTooMany));
+TEST_F(CrowdedServerTest, TheRoomForClientsIsWhatOthersAndTheReserveLeave) {
+    const std::size_t room = server_->RoomForClients();
+    EXPECT_GE(room, 10U);
+    EXPECT_LE(room, static_cast<std::size_t>(kPlaces));
+    others = 5;
+    EXPECT_EQ(server_->RoomForClients(), room - 5);
+    {
+        const LoopbackSocket one;
+        const LoopbackSocket another;
+        EXPECT_EQ(server_->RoomForClients(), room - 7);
+    }
+    others = 1000000;
+    EXPECT_EQ(server_->RoomForClients(), 0U);
 }
 
 TEST_F(ServerSocketAcceptTest, NoDescriptorOf1024OrMoreBecomesAClient) {
@@ -288,8 +300,9 @@ TEST_F(ServerSocketAcceptTest, NoDescriptorOf1024OrMoreBecomesAClient) {
     EXPECT_TRUE(log_.Holds(plog::warning, "Too many clients. The connection with FD 11"));
     EXPECT_EQ(Count("accepted"), 0);
     fillers.clear();
-    ConnectClient();
+    const LoopbackSocket next = ConnectClient();
     EXPECT_LT(NewestDescriptor(), 1024);
+    EXPECT_EQ(fcntl(NewestDescriptor(), F_GETFD), FD_CLOEXEC) << "the programs that the process starts would have it";
 }
 
 TEST_F(ServerSocketAcceptTest, AStormOfSignalsKeepsNobodyOut) {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -287,13 +288,25 @@ TEST_F(ServerSocketReceiveTest, WithNothingToReceiveTheWaitEndsAfterASecondAtVer
     EXPECT_GE(log_.Count(plog::verbose, "Read select exits for timeout."), 1);
 }
 
-TEST_F(ServerSocketReceiveTest, AWaitThatFailsIsAnErrorAndTheNextPassBegins) {
+TEST_F(ServerSocketReceiveTest, AWaitThatFailsIsAnErrorAndTheNextPassBeginsAfterASecond) {
     const FailingCalls failing(SocketCall::kPoll, ENOMEM, 2, FailingCalls::From::kOtherThreads);
     StartAll();
     LoopbackSocket client = ConnectClient();
+    const auto begin = std::chrono::steady_clock::now();
     client.Send(PacketWith("{}"));
     EXPECT_TRUE(WaitForEvents("received", 1));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1900));
     EXPECT_EQ(log_.Count(plog::error, "Error on select. Error: Cannot allocate memory"), 2);
+}
+
+TEST_F(ServerSocketReceiveTest, AWaitThatFailsDoesNotHoldUpTheEndOfTheServer) {
+    const FailingCalls failing(SocketCall::kPoll, EINVAL, 1000000, FailingCalls::From::kOtherThreads);
+    StartAll();
+    const LoopbackSocket client = ConnectClient();
+    ASSERT_TRUE(log_.WaitFor(plog::error, "Error on select. Error: Invalid argument"));
+    const auto begin = std::chrono::steady_clock::now();
+    server_.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
 }
 
 TEST_F(ServerSocketReceiveTest, ATimeoutThatCannotBeSetIsAnErrorAndTheBytesAreReceivedAllTheSame) {

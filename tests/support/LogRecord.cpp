@@ -10,8 +10,10 @@ namespace {
 
 constexpr int kMode = 0644;
 
+// Looked up once: tests change variables while other threads log.
 const char* Folder() {
-    return std::getenv("MUX_LOG_RECORD");  // NOLINT(concurrency-mt-unsafe)
+    static const char* const folder = std::getenv("MUX_LOG_RECORD");  // NOLINT(concurrency-mt-unsafe)
+    return folder;
 }
 
 const char* FileOf(LogOrigin origin) {

@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/LoopbackSocket.h"
 #include "tests/system/support/Exchange.h"
 #include "tests/system/support/MuxSystem.h"
 
@@ -149,6 +150,33 @@ TEST(ClientStream, ThatEndsInAPacketIsDroppedWithItsClient) {
     // The descriptor's number is used again, the bytes are not.
     TestClient next = system.NewClient();
     const std::time_t from = std::time(nullptr);
+    next.Send(Ask("a"));
+    ExpectRefusals(next, {"a"}, from);
+}
+
+TEST(ClientStream, ThatIsTooMuchForAPacketIsClosed) {
+    constexpr std::size_t kTooMuch = 128 * 1024 + 1;
+    MuxSystem system(WithGateways({}));
+    TestClient client = system.NewClient();
+    const std::time_t from = std::time(nullptr);
+    client.SendRaw(std::string(kTooMuch, '\0'));
+    EXPECT_TRUE(system.Mux().WaitFor(" can never become a packet. It will be closed."));
+    EXPECT_EQ(client.Receive(), "(closed)");
+    TestClient next = system.NewClient();
+    next.Send(Ask("a"));
+    ExpectRefusals(next, {"a"}, from);
+}
+
+TEST(ClientStream, ThatIsResetIsAnErrorAndTheOthersGoOn) {
+    MuxSystem system(WithGateways({}));
+    ASSERT_TRUE(system.Mux().WaitFor("Accept loop thread spawned."));
+    Testing::LoopbackSocket client = Testing::LoopbackSocket::ConnectedTo(system.Port());
+    ASSERT_TRUE(system.Mux().WaitFor("Accepted connection with FD "));
+    const std::time_t from = std::time(nullptr);
+    client.Reset();
+    EXPECT_TRUE(system.Mux().WaitFor("Error on select for socket "));
+    EXPECT_TRUE(system.Mux().WaitFor("Client deleted from list. FD "));
+    TestClient next = system.NewClient();
     next.Send(Ask("a"));
     ExpectRefusals(next, {"a"}, from);
 }

@@ -1,7 +1,10 @@
 // Configuration files that make no gateways, some, or twins.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -9,6 +12,7 @@
 #include "tests/system/support/Exchange.h"
 #include "tests/system/support/LogLines.h"
 #include "tests/system/support/MuxSystem.h"
+#include "tests/system/support/Sanitized.h"
 #include "tests/system/support/SideBySide.h"
 
 namespace SystemTest {
@@ -71,6 +75,44 @@ TEST(ConfigurationFile, ThatCannotBeReadLeavesTheMuxRunning) {
     ExpectNoGateways(missing, {"ERROR", "Cannot read configuration JSON data from file " + missing});
     ExpectNoGateways(folder.Path().string(),
                      {"ERROR", "Cannot read configuration JSON data from file " + folder.Path().string()});
+}
+
+// The most memory that a process had at any time, in kB.
+unsigned long PeakOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/status");
+    std::string word;
+    while (file >> word && word != "VmHWM:") {
+    }
+    unsigned long peak = 0;
+    file >> peak;
+    return peak;
+}
+
+TEST(ConfigurationFile, OfMoreThan64MebibytesCannotBeRead) {
+    const Testing::TemporaryFolder folder;
+    const std::string large = folder.Write("mux.json", R"({"Enabled":false})");
+    std::filesystem::resize_file(large, 64UL * 1024 * 1024 + 1);
+    ExpectNoGateways(large, {"ERROR", "Cannot read configuration JSON data from file " + large});
+}
+
+TEST(ConfigurationFile, WithoutAnEndCannotBeReadAndTakesLittleMemory) {
+    const Testing::ReservedPort port;
+    MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", "/dev/zero"});
+    ASSERT_TRUE(mux.WaitFor("Cannot read configuration JSON data from file /dev/zero"));
+    ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
+    if (!kIsSanitized) {
+        EXPECT_LT(PeakOf(mux.Id()), 150U * 1024);
+    }
+}
+
+TEST(ConfigurationFile, ThatIsAPipeIsRead) {
+    const Testing::TemporaryFolder folder;
+    const std::string pipe = (folder.Path() / "pipe").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    const Testing::ReservedPort port;
+    MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", pipe});
+    std::ofstream(pipe) << R"({"Enabled":false})";
+    EXPECT_TRUE(mux.WaitFor(kNotEnabled));
 }
 
 std::string Gateway(int id, std::uint16_t port) {

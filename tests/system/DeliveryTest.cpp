@@ -2,10 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <ctime>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "tests/system/support/ExchangeRunner.h"
+#include "tools/gateway-simulator/FrameCodec.h"
+#include "tools/gateway-simulator/ProtocolCodes.h"
 
 namespace SystemTest {
 namespace {
@@ -40,6 +46,33 @@ TEST(Delivery, ToAClientThatIsGoneIsTriedFifteenTimesAndThenGivenUp) {
                                      ". Tried 15, I will delete the answer from queue."));
     EXPECT_EQ(system.Mux().Count("Sending message answer with ID orphan to socket with FD " + descriptor), 15U);
     runner.Run({kRequest});
+}
+
+Simulator::Bytes CardEvent() {
+    Simulator::Frame frame;
+    frame.deviceAddress = 5;
+    frame.code = Simulator::kCardEvent;
+    frame.payload = {0, 0, 0, 0, 0, 0, 0, 1, 0xAB};  // four bytes, three bytes, the length of the card's data, the data
+    return Simulator::EncodeFrame(frame);
+}
+
+// So many come in one piece that the client is gone when their turn comes.
+TEST(Delivery, OfEventsToAClientThatIsGoneIsGivenUpEachForItself) {
+    constexpr int kEvents = 500;
+    MuxSystem system;
+    TestClient client = system.NewClient();
+    ASSERT_TRUE(system.Mux().WaitFor("Client with FD "));
+    const std::string descriptor = LastDescriptor(system.Mux());
+    Simulator::Bytes piece;
+    for (int event = 0; event < kEvents; ++event) {
+        const Simulator::Bytes frame = CardEvent();
+        piece.insert(piece.end(), frame.begin(), frame.end());
+    }
+    ASSERT_TRUE(system.Gateway().SendRaw(piece));
+    EXPECT_NE(client.Receive().find(R"("RFIDData":"AB")"), std::string::npos);
+    client.Close();
+    EXPECT_TRUE(system.Mux().WaitFor("Cannot send event to socket with FD " + descriptor +
+                                     ". Tried 15, I will delete the answer from queue.", 2));
 }
 
 TEST(Delivery, IsToTheClientThatAsked) {
@@ -77,11 +110,34 @@ TEST(Delivery, OfTwoPendingRequestsWithOneMessageIdIsToTheOlderOne) {
     ExpectMessage(newer.Receive(), "next", Refusal(), from);
 }
 
-// The Mux waits 2 seconds for a client to take something. What was cut off by then is the last that this client gets:
-// nothing follows the fragment.
+const std::string kNotTaken = "Cannot send data to server socketResource temporarily unavailableSocket ";
+
+// Asks for `count` answers of some `bytes` each and reads none.
+void AskForMuch(const TestClient& client, std::size_t count, std::size_t bytes) {
+    const std::string longId(bytes, 'x');
+    for (std::size_t number = 0; number < count; ++number) {
+        client.Send(R"({"MessageID":")" + longId + std::to_string(number) + R"(","MessageCode":3})");
+    }
+}
+
+// The longest that an answer takes to come, of so many one after the other.
+std::chrono::milliseconds LongestWait(TestClient& client, int requests) {
+    std::chrono::milliseconds longest{0};
+    for (int number = 0; number < requests; ++number) {
+        const auto begin = std::chrono::steady_clock::now();
+        const std::time_t from = std::time(nullptr);
+        client.Send(R"({"MessageID":"other","MessageCode":3})");
+        ExpectMessage(client.Receive(), "other", Refusal(), from);
+        longest = std::max(
+            longest, std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin));
+    }
+    return longest;
+}
+
+// What was cut off when the client is closed is the last that it gets: nothing follows the fragment.
 TEST(Delivery, ToAClientThatDoesNotReadEndsThatClientAndTheOthersGoOn) {
     constexpr std::size_t kRequests = 12;
-    const std::string longId(30000, 'x');
+    constexpr std::size_t kBytes = 60000;
     SystemSetup setup;
     setup.arguments = {};
     MuxSystem system(setup);
@@ -89,21 +145,52 @@ TEST(Delivery, ToAClientThatDoesNotReadEndsThatClientAndTheOthersGoOn) {
     TestClient other = system.NewClient();
     TestClient stalled = system.NewClient(TestClient::Buffers::kSmall);
     const std::time_t from = std::time(nullptr);
-    for (std::size_t number = 0; number < kRequests; ++number) {
-        stalled.Send(R"({"MessageID":")" + longId + std::to_string(number) + R"(","MessageCode":3})");
-    }
+    AskForMuch(stalled, kRequests, kBytes);
     ASSERT_TRUE(system.Mux().WaitFor("Sending message answer with ID "));
-    other.Send(R"({"MessageID":"other","MessageCode":3})");
-    ExpectMessage(other.Receive(std::chrono::seconds(20)), "other", Refusal(), from);
-    EXPECT_EQ(system.Mux().Count("Cannot send data to server socketResource temporarily unavailableSocket "), 1U);
+    EXPECT_LT(LongestWait(other, 10), std::chrono::seconds(1));
+    ASSERT_TRUE(system.Mux().WaitFor(kNotTaken));
     runner.Run({kRequest});
+    EXPECT_EQ(system.Mux().Count(kNotTaken), 1U);
 
     std::size_t whole = 0;
     for (std::string text = stalled.Receive(); text != "(closed)"; text = stalled.Receive()) {
-        ExpectMessage(text, longId + std::to_string(whole), Refusal(), from);
+        ExpectMessage(text, std::string(kBytes, 'x') + std::to_string(whole), Refusal(), from);
         ++whole;
         ASSERT_LT(whole, kRequests) << "it took everything";
     }
+}
+
+// While megabytes are due to some that never read and to one that reads a little now and then.
+TEST(Delivery, ToOthersWaitsForNobodyWhoDoesNotRead) {
+    constexpr std::size_t kNotReading = 4;
+    SystemSetup setup = WithGateways({});
+    setup.arguments = {};
+    MuxSystem system(setup);
+    TestClient other = system.NewClient();
+    std::vector<TestClient> notReading;
+    for (std::size_t number = 0; number < kNotReading; ++number) {
+        notReading.push_back(system.NewClient(TestClient::Buffers::kSmall));
+        AskForMuch(notReading.back(), 14, 60000);
+    }
+    std::chrono::milliseconds longest{0};
+    while (system.Mux().Count(kNotTaken) == 0) {
+        ASSERT_TRUE(system.Mux().IsRunning());
+        notReading.front().ReceiveSome(1000);
+        longest = std::max(longest, LongestWait(other, 3));
+    }
+    EXPECT_LT(longest, std::chrono::milliseconds(1500));
+    ASSERT_TRUE(system.Mux().WaitFor(kNotTaken, kNotReading));
+
+    // Each record that is still due to a client when it is closed is tried 15 times. The answer to the other stands
+    // behind all of these.
+    const TestClient greedy = system.NewClient(TestClient::Buffers::kSmall);
+    EXPECT_THROW(AskForMuch(greedy, 200, 60000), std::system_error) << "it was not closed";
+    LongestWait(other, 1);
+    const std::size_t dropped = system.Mux().Count("I will delete the answer from queue.");
+    const std::size_t failures = system.Mux().Count("Cannot send data to server socket");
+    EXPECT_GT(dropped, 0U);
+    EXPECT_GE(failures, dropped * 15);
+    EXPECT_LE(failures, dropped * 15 + kNotReading + 1);
 }
 
 }  // namespace

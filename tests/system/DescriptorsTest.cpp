@@ -4,7 +4,9 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -18,8 +20,7 @@ const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
 const std::string kAccepted = "Accepted connection with FD ";
 const std::string kTooMany = "Too many clients. The connection with FD ";
 
-// The first number that no client has: 48 are kept in reserve, and one for each gateway.
-constexpr int kReserve = 48;
+// The first number that no client has.
 constexpr int kHighest = 1024;
 
 // Sets the limit of the running Mux; false when this machine does not allow that many.
@@ -51,6 +52,25 @@ class ManyDescriptors {
     rlimit before_ = {};
 };
 
+// The limit of this process below which the Mux inherits its own to raise, until the end of the test.
+class UsualDescriptors {
+  public:
+    UsualDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        rlimit usual = before_;
+        usual.rlim_cur = std::min<rlim_t>(kHighest, before_.rlim_cur);
+        setrlimit(RLIMIT_NOFILE, &usual);
+    }
+    ~UsualDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+    UsualDescriptors(const UsualDescriptors&) = delete;
+    UsualDescriptors& operator=(const UsualDescriptors&) = delete;
+
+    bool MayBeRaisedTo(rlim_t count) const { return before_.rlim_max >= count; }
+
+  private:
+    rlimit before_ = {};
+};
+
 // The numbers that follow `text` in the log.
 std::vector<int> NumbersBehind(const MuxProcess& mux, const std::string& text) {
     std::vector<int> numbers;
@@ -61,6 +81,21 @@ std::vector<int> NumbersBehind(const MuxProcess& mux, const std::string& text) {
         }
     }
     return numbers;
+}
+
+// How many of the numbers from `begin` up to `end` are open.
+std::size_t CountOpen(const MuxProcess& mux, int begin, int end) {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(mux.Id()) + "/fd")) {
+        const int number = std::stoi(entry.path().filename().string());
+        count += number >= begin && number < end ? 1U : 0U;
+    }
+    return count;
+}
+
+SystemSetup WithDescriptors(SystemSetup setup, const MuxProcess::Descriptors& descriptors) {
+    setup.descriptors = descriptors;
+    return setup;
 }
 
 // Connects clients until one is turned away and returns those that are served.
@@ -85,8 +120,8 @@ void ExpectServed(TestClient& client) {
 
 TEST(Descriptors, ThatRunOutTurnNewcomersAwayUntilPlacesAreFree) {
     constexpr int kAllowed = 64;
-    MuxSystem system;
-    ASSERT_TRUE(AllowDescriptors(system.Mux(), kAllowed));
+    constexpr int kReserve = 16;
+    MuxSystem system(WithDescriptors({}, {0, kAllowed}));
     std::vector<TestClient> clients = FillUp(system);
     ASSERT_GE(clients.size(), 2U);
     for (TestClient& client : clients) {
@@ -102,52 +137,94 @@ TEST(Descriptors, ThatRunOutTurnNewcomersAwayUntilPlacesAreFree) {
     ASSERT_TRUE(system.Mux().WaitFor("Client deleted from list. FD "));
     TestClient next = system.NewClient();
     ExpectServed(next);
-    for (const int number : NumbersBehind(system.Mux(), kAccepted)) {
-        EXPECT_LT(number, kAllowed - kReserve);
-    }
+    EXPECT_EQ(CountOpen(system.Mux(), 0, kAllowed), static_cast<std::size_t>(kAllowed - kReserve));
     EXPECT_EQ(system.Mux().Count("Accept loop received a broken socket"), 0U);
 }
 
-// All gateways at once may have to connect anew, behind a crowd of clients.
-TEST(Descriptors, AreKeptForEachGatewayBesideTheReserve) {
+TEST(Descriptors, OfWhichOnly32AreAllowedServeSomeClientsAllTheSame) {
+    MuxSystem system(WithDescriptors({}, {0, 32}));
+    std::vector<TestClient> clients = FillUp(system);
+    ASSERT_GE(clients.size(), 4U);
+    for (TestClient& client : clients) {
+        ExpectServed(client);
+    }
+}
+
+// Once a gateway is connected nothing is kept for it any more.
+TEST(Descriptors, ThatManyGatewaysHaveTakenLeaveAllOthersButTheReserveToClients) {
     constexpr int kAllowed = 80;
-    MuxSystem system(WithGateways({GatewaySetup{1}, GatewaySetup{2}, GatewaySetup{3}}));
-    ASSERT_TRUE(AllowDescriptors(system.Mux(), kAllowed));
-    ASSERT_GE(FillUp(system).size(), 2U);
-    const std::vector<int> numbers = NumbersBehind(system.Mux(), kAccepted);
-    EXPECT_EQ(*std::max_element(numbers.begin(), numbers.end()), kAllowed - kReserve - 3 - 1);
+    constexpr int kReserve = 20;
+    std::vector<GatewaySetup> gateways;
+    for (int id = 1; id <= 25; ++id) {
+        gateways.push_back({id});
+    }
+    MuxSystem system(WithDescriptors(WithGateways(gateways), {0, kAllowed}));
+    ASSERT_GE(FillUp(system).size(), 20U);
+    EXPECT_EQ(CountOpen(system.Mux(), 0, kAllowed), static_cast<std::size_t>(kAllowed - kReserve));
+}
+
+TEST(Descriptors, ThatAreTooFewForEightClientsAreALineAtTheStart) {
+    const std::string kFew = " clients only. The process is allowed too few file descriptors.";
+    const MuxSystem few(WithDescriptors({}, {0, 16}));
+    EXPECT_TRUE(few.Mux().WaitFor(kFew));
+    SystemSetup verbose;
+    verbose.arguments = {"--verbose"};
+    const MuxSystem enough(WithDescriptors(verbose, {0, 64}));
+    ASSERT_TRUE(enough.Mux().WaitFor("All modules threads spawned."));
+    EXPECT_EQ(enough.Mux().Count(kFew), 0U);
+}
+
+// The receive thread can then wait for nobody.
+TEST(Descriptors, OfWhichFewerAreAllowedThanThereAreClientsHoldUpTheClientsAndNothingElse) {
+    constexpr const char* kLine = "Error on select. Error: Invalid argument";
+    MuxSystem system(WithGateways({}));
+    std::vector<TestClient> clients;
+    while (clients.size() < 20) {
+        clients.push_back(system.NewClient());
+    }
+    ASSERT_TRUE(system.Mux().WaitFor(kAccepted, clients.size()));
+    ASSERT_TRUE(AllowDescriptors(system.Mux(), 10));
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(system.Mux().WaitFor(kLine, 3));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1900)) << "it spins";
+    ASSERT_TRUE(AllowDescriptors(system.Mux(), 1000));
+    ExpectServed(clients.front());
+    ExpectServed(clients.back());
+    EXPECT_EQ(system.NewClient().Receive(std::chrono::milliseconds(100)), "(nothing)");
 }
 
 TEST(Descriptors, ThatAreManyGiveNoClientANumberOf1024OrMore) {
-    constexpr int kAllowed = 2000;
     // All but a few of the numbers that a client may have are taken.
-    constexpr int kTaken = kHighest - kReserve - 20;
+    constexpr int kTaken = kHighest - 25;
     const ManyDescriptors allowed;
-    if (!allowed.Suffice(kAllowed)) {
-        GTEST_SKIP() << "this machine allows fewer than " << kAllowed << " descriptors";
+    if (!allowed.Suffice(2000)) {
+        GTEST_SKIP() << "this machine allows fewer than 2000 descriptors";
     }
-    SystemSetup setup;
-    setup.inheritedDescriptors = kTaken;
-    MuxSystem system(setup);
-    ASSERT_TRUE(AllowDescriptors(system.Mux(), kAllowed));
+    MuxSystem system(WithDescriptors({}, {kTaken, 0}));
     std::vector<TestClient> clients = FillUp(system);
     ASSERT_GE(clients.size(), 2U);
     const std::vector<int> numbers = NumbersBehind(system.Mux(), kAccepted);
-    EXPECT_EQ(*std::max_element(numbers.begin(), numbers.end()), kHighest - kReserve - 1);
+    EXPECT_EQ(*std::max_element(numbers.begin(), numbers.end()), kHighest - 1);
     ExpectServed(clients.front());
     ExpectServed(clients.back());
 }
 
+TEST(Descriptors, OfGatewaysAre1024OrMoreWhereThatIsAllowed) {
+    const UsualDescriptors allowed;
+    if (!allowed.MayBeRaisedTo(2000)) {
+        GTEST_SKIP() << "this machine allows fewer than 2000 descriptors";
+    }
+    const MuxSystem system(WithGateways({GatewaySetup{1}, GatewaySetup{2}, GatewaySetup{3}}));
+    EXPECT_EQ(CountOpen(system.Mux(), kHighest, 2000), 3U);
+}
+
 TEST(Descriptors, OfGatewaysMayBe1024OrMore) {
     constexpr int kTaken = 1100;
-    constexpr int kAllowed = 2 * kTaken;
     const ManyDescriptors allowed;
-    if (!allowed.Suffice(kAllowed)) {
-        GTEST_SKIP() << "this machine allows fewer than " << kAllowed << " descriptors";
+    if (!allowed.Suffice(2000)) {
+        GTEST_SKIP() << "this machine allows fewer than 2000 descriptors";
     }
-    SystemSetup setup;
-    setup.inheritedDescriptors = kTaken;
-    MuxSystem system(setup);
+    MuxSystem system(WithDescriptors({}, {kTaken, 0}));
     RunCommands(system.Gateway(), "card 5 04A1B2C3");
     EXPECT_TRUE(system.Mux().WaitFor("READER EVENT."));
     EXPECT_EQ(system.NewClient().Receive(), "(closed)");

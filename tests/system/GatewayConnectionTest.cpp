@@ -95,6 +95,26 @@ TEST(GatewayConnection, OnWhichTheCounterWasNeverToldTakesRequests) {
     runner.Run({kRequest});
 }
 
+// The first question has the right counter and is refused; the answer to the other one tells the counter.
+TEST(GatewayConnection, OnWhichTheCounterIsRefusedOnceBecomesReady) {
+    SystemSetup setup;
+    setup.gateways.front().counter = 0;
+    setup.gateways.front().commands = "fault force-result 6";
+    setup.waitsUntilQuiet = false;
+    MuxSystem system(setup);
+    EXPECT_TRUE(system.Mux().WaitFor("Received a message from Virtual Gateway that is not in the request list, but it's "
+                                     "a NEW SEQ REQUEST. Probably used as a keep alive for the gateway."));
+    EXPECT_TRUE(system.Mux().WaitFor(kStateChange + "CONNECTED to state READY"));
+}
+
+TEST(GatewayConnection, OnWhichNothingComesIsReadOnAfter11Seconds) {
+    SystemSetup setup;
+    setup.arguments = {"--verbose"};
+    MuxSystem system(setup);
+    EXPECT_TRUE(system.Mux().WaitFor("Nothing received within 11 seconds."));
+    ExchangeRunner(system).Run({kRequest});
+}
+
 void ExpectEndForCriticalErrors(MuxProcess& mux, const std::string& reason) {
     EXPECT_EQ(mux.WaitForEnd(), "status 1");
     ExpectInOrder(mux.Lines(), {{"", reason}, {"ERROR", "Exit for critical errors."}});

@@ -114,6 +114,10 @@ TEST(GatewayStream, AMagicAtItsStartMakesTheGatewayUnheard) {
     unheard.answer.reset();
     unheard.log = warning;
     runner.Run({unheard, Odd({"what needs no gateway", RequestWithoutData(3), "", Refusal()})});
+
+    system.Gateway().CloseConnection();
+    ASSERT_TRUE(system.Mux().WaitFor("DISCONNECTED to state READY"));
+    runner.Run({unheard, Odd({"what needs no gateway", RequestWithoutData(3), "", Refusal()})});
 }
 
 // A connection that ends in the middle of a frame leaves its half in the buffer, and nothing clears that. It is

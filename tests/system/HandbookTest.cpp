@@ -70,6 +70,14 @@ Endings ByAGatewayThatIsNotThere() {
     return {EndOf(mux)};
 }
 
+Endings ByAConnectionThatIsReset() {
+    SystemSetup setup;
+    setup.arguments = {};
+    MuxSystem system(setup);
+    system.Gateway().ResetConnection();
+    return {EndOf(system.Mux())};
+}
+
 // The ways by the second cell of their row.
 const std::map<std::string, std::function<Endings()>> kWays = {
     {"SIGQUIT", [] { return BySignals({SIGQUIT}); }},
@@ -78,7 +86,8 @@ const std::map<std::string, std::function<Endings()>> kWays = {
      [] {
          return ByOptions({"--help", "--version", "--ver"});
      }},
-    {"a gateway could not be reached, or its connection broke", ByAGatewayThatIsNotThere},
+    {"a gateway could not be reached", ByAGatewayThatIsNotThere},
+    {"a gateway's connection was reset, or a send on it failed", ByAConnectionThatIsReset},
     {"SIGHUP", [] { return BySignals({SIGHUP}); }},
     {"a crash: SIGABRT, SIGBUS, SIGSEGV",
      [] {

@@ -1,10 +1,16 @@
 // Where the log goes.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -60,8 +66,7 @@ TEST(LogFile, IsInTheWorkingDirectoryByDefaultAndHasWhatTheConsoleHas) {
     const Testing::ReservedPort port;
     MuxProcess mux(PortArguments(port));
     EndWhenLogged(mux, mux.Folder(), kDefaultLog);
-    // Two threads may meet in another order at the file than at the console.
-    EXPECT_EQ(Sorted(LinesOf(mux.Folder().Read(kDefaultLog))), Sorted(mux.Lines()));
+    EXPECT_EQ(LinesOf(mux.Folder().Read(kDefaultLog)), mux.Lines());
     EXPECT_GE(mux.Lines().size(), 10U);
 }
 
@@ -71,7 +76,7 @@ TEST(LogFile, IsWhereTheOptionSays) {
     const std::string file = (folder.Path() / "own.log").string();
     MuxProcess mux(With(PortArguments(port), {"--logFile", file}));
     EndWhenLogged(mux, folder, "own.log");
-    EXPECT_EQ(Sorted(LinesOf(folder.Read("own.log"))), Sorted(mux.Lines()));
+    EXPECT_EQ(LinesOf(folder.Read("own.log")), mux.Lines());
     EXPECT_FALSE(std::filesystem::exists(mux.Folder().Path() / kDefaultLog));
 }
 
@@ -109,6 +114,84 @@ TEST(LogFile, RollsAt10000BytesAndKeepsTheOldOne) {
         EXPECT_LE(content.size(), kMaximumSize + lastLine) << name;
     }
     EXPECT_GT(mux.Folder().Read("smartlock_mux.1.log").size(), kMaximumSize - 1);
+}
+
+TEST(LogFile, ThatIsALinkStaysOneAndItsTargetRolls) {
+    const Testing::TemporaryFolder folder;
+    std::filesystem::create_symlink("target.log", folder.Path() / "link.log");
+    const Testing::ReservedPort port;
+    MuxProcess mux(With(PortArguments(port), {"--verbose", "--logFile", (folder.Path() / "link.log").string()}));
+    TestClient client(port.Number());
+    for (int request = 0; request < 5; ++request) {
+        client.Send(R"({"MessageID":"a","MessageCode":3})");
+        ASSERT_NE(client.Receive().find("Error in request"), std::string::npos);
+    }
+    mux.Signal(SIGQUIT);
+    EXPECT_EQ(mux.WaitForEnd(), "status 0");
+    EXPECT_EQ(std::filesystem::read_symlink(folder.Path() / "link.log"), "target.log");
+    EXPECT_TRUE(std::filesystem::exists(folder.Path() / "target.1.log"));
+    EXPECT_NE(folder.Read("target.log").find("Termination signal received."), std::string::npos);
+}
+
+// Asks until a line of it has come through the pipe.
+void AskUntilItIsRead(std::uint16_t port, int reader) {
+    TestClient client(port);
+    std::string text;
+    EXPECT_TRUE(Testing::WaitUntil(
+        [&] {
+            client.Send(R"({"MessageID":"a","MessageCode":3})");
+            EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+            std::array<char, 65536> bytes = {};
+            const ssize_t count = read(reader, bytes.data(), bytes.size());
+            text.append(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+            return text.find("Enqueuing NACK mux answer a") != std::string::npos;
+        },
+        kDeadline));
+}
+
+TEST(LogFile, ThatIsAPipeNeedsNoReaderAndIsWrittenToWhenThereIsOne) {
+    const Testing::TemporaryFolder folder;
+    const std::string pipe = (folder.Path() / "pipe").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    const Testing::ReservedPort port;
+    MuxProcess mux(With(PortArguments(port), {"--logFile", pipe}));
+    ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
+    for (int reader = 0; reader < 2; ++reader) {
+        const int descriptor = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        AskUntilItIsRead(port.Number(), descriptor);
+        close(descriptor);
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_EQ(mux.Count("Cannot open log file"), 0U);
+}
+
+void LimitFiles(pid_t process, rlim_t bytes) {
+    rlimit limit = {};
+    ASSERT_EQ(prlimit(process, RLIMIT_FSIZE, nullptr, &limit), 0);
+    limit.rlim_cur = bytes;
+    ASSERT_EQ(prlimit(process, RLIMIT_FSIZE, &limit, nullptr), 0);
+}
+
+TEST(LogFile, ThatMayNotGrowCostsItsLinesOnlyAndGoesOnWhenItMay) {
+    const Testing::ReservedPort port;
+    MuxProcess mux(PortArguments(port));
+    ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
+    LimitFiles(mux.Id(), 100);
+    TestClient client(port.Number());
+    const auto ask = [&client] {
+        client.Send(R"({"MessageID":"a","MessageCode":3})");
+        EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+    };
+    ask();
+    EXPECT_TRUE(mux.WaitFor("Enqueuing NACK mux answer a"));
+    EXPECT_EQ(mux.Folder().Read(kDefaultLog).find("Enqueuing NACK mux answer a"), std::string::npos);
+    LimitFiles(mux.Id(), RLIM_INFINITY);
+    EXPECT_TRUE(Testing::WaitUntil(
+        [&] {
+            ask();
+            return mux.Folder().Read(kDefaultLog).find("Enqueuing NACK mux answer a") != std::string::npos;
+        },
+        kDeadline));
 }
 
 struct TracerRow {

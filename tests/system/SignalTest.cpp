@@ -53,10 +53,11 @@ TEST(Signals, TerminateInterruptAndKillHaveTheirDefaultAction) {
     ExpectEnd(SIGKILL, "signal 9", {});
 }
 
-TEST(Signals, ABrokenPipeIsIgnored) {
+TEST(Signals, ABrokenPipeAndAFileAtItsLimitAreIgnored) {
     MuxSystem system;
     ExpectStarted(system.Mux());
     system.Mux().Signal(SIGPIPE);
+    system.Mux().Signal(SIGXFSZ);
     TestClient client = system.NewClient();
     client.Send(R"({"MessageID":"a","MessageCode":3})");
     EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);

@@ -11,6 +11,9 @@
 namespace SystemTest {
 namespace {
 
+constexpr int kPauseMilliseconds = 10;
+constexpr int kSmallPipe = 4096;
+
 std::array<int, 2> OpenPipe() {
     std::array<int, 2> ends = {};
     if (pipe2(ends.data(), O_CLOEXEC) == -1) {
@@ -75,18 +78,19 @@ void ChildOutput::Read() {
     bool outputOpen = true;
     bool errorOpen = true;
     while (outputOpen || errorOpen) {
+        const bool isPaused = paused_;
         std::array<pollfd, 3> waiting = {{
-            {outputOpen ? pipes_[0].readEnd : -1, POLLIN, 0},
+            {outputOpen && !isPaused ? pipes_[0].readEnd : -1, POLLIN, 0},
             {errorOpen ? pipes_[1].readEnd : -1, POLLIN, 0},
             {stopReadEnd_, POLLIN, 0},
         }};
-        if (poll(waiting.data(), waiting.size(), -1) == -1 && errno != EINTR) {
+        if (poll(waiting.data(), waiting.size(), isPaused ? kPauseMilliseconds : -1) == -1 && errno != EINTR) {
             return;
         }
         if (waiting[2].revents != 0) {
             return;
         }
-        outputOpen = outputOpen && (waiting[0].revents == 0 || ReadFrom(pipes_[0]));
+        outputOpen = outputOpen && (waiting[0].revents == 0 || paused_ || ReadFrom(pipes_[0]));
         errorOpen = errorOpen && (waiting[1].revents == 0 || ReadFrom(pipes_[1]));
     }
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -102,6 +106,21 @@ bool ChildOutput::ReadFrom(Pipe& pipe) {
         pipe.text.append(buffer.data(), static_cast<std::size_t>(count));
     }
     return count > 0 || (count == -1 && errno == EINTR);
+}
+
+void ChildOutput::StopReading() {
+    paused_ = true;
+    fcntl(pipes_[0].readEnd, F_SETPIPE_SZ, kSmallPipe);
+}
+
+void ChildOutput::ReadOn() {
+    paused_ = false;
+}
+
+void ChildOutput::Type(const std::string& text) const {
+    if (write(pipes_[0].readEnd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        throw std::system_error(errno, std::generic_category(), "write");
+    }
 }
 
 std::string ChildOutput::Text(Stream stream) const {

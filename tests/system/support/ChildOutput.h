@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -26,6 +27,12 @@ class ChildOutput {
     // To be called when the child has its descriptors: without ours closed the end would never come.
     void StartReading();
 
+    // Leaves standard output unread until ReadOn. A pipe then takes no more than some pages.
+    void StopReading();
+    void ReadOn();
+    // Types a text on the terminal.
+    void Type(const std::string& text) const;
+
     // All that was written so far.
     std::string Text(Stream stream) const;
     // Whether nobody holds a write end any more and all was read.
@@ -46,6 +53,7 @@ class ChildOutput {
     int stopReadEnd_ = -1;
     int stopWriteEnd_ = -1;
     bool complete_ = false;
+    std::atomic<bool> paused_{false};
     std::thread reader_;
 };
 

@@ -83,6 +83,14 @@ class Preparation {
     posix_spawnattr_t attributes_ = {};
 };
 
+// The program, or a shell that becomes the program when it has lowered its own limit.
+std::vector<std::string> CommandWith(int allowedDescriptors) {
+    if (allowedDescriptors == 0) {
+        return {MUX_PROGRAM};
+    }
+    return {"/bin/sh", "-c", "ulimit -n " + std::to_string(allowedDescriptors) + R"( && exec "$0" "$@")", MUX_PROGRAM};
+}
+
 std::string Describe(int waitStatus) {
     return WIFSIGNALED(waitStatus) ? "signal " + std::to_string(WTERMSIG(waitStatus))
                                    : "status " + std::to_string(WEXITSTATUS(waitStatus));
@@ -91,9 +99,9 @@ std::string Describe(int waitStatus) {
 }  // namespace
 
 MuxProcess::MuxProcess(const std::vector<std::string>& arguments, const Environment& environment,
-                       ChildOutput::Console console, int inheritedDescriptors)
+                       ChildOutput::Console console, const Descriptors& descriptors)
     : output_(console) {
-    Start(arguments, environment, inheritedDescriptors);
+    Start(arguments, environment, descriptors);
 }
 
 MuxProcess::~MuxProcess() {
@@ -113,13 +121,13 @@ MuxProcess::~MuxProcess() {
 }
 
 void MuxProcess::Start(const std::vector<std::string>& arguments, const Environment& environment,
-                       int inheritedDescriptors) {
-    std::vector<std::string> words = {MUX_PROGRAM};
+                       const Descriptors& descriptors) {
+    std::vector<std::string> words = CommandWith(descriptors.allowed);
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables = VariablesFor(environment);
     const Preparation preparation(folder_.Path().string(), output_.WriteEnd(ChildOutput::Stream::kOutput),
-                                  output_.WriteEnd(ChildOutput::Stream::kError), inheritedDescriptors);
-    Check(posix_spawn(&process_, MUX_PROGRAM, preparation.Actions(), preparation.Attributes(),
+                                  output_.WriteEnd(ChildOutput::Stream::kError), descriptors.inherited);
+    Check(posix_spawn(&process_, words.front().c_str(), preparation.Actions(), preparation.Attributes(),
                       Testing::PointersTo(words).data(), Testing::PointersTo(variables).data()),
           "posix_spawn");
     output_.StartReading();

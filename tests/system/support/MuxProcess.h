@@ -26,10 +26,16 @@ class MuxProcess {
     // Variables on top of those of the test, or in place of them.
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
-    // `inheritedDescriptors` is how many descriptors are open in the process, behind the standard three, when it
-    // starts; this process must be allowed as many.
+    struct Descriptors {
+        // Open in the process, behind the standard three, when it starts; this process must be allowed as many.
+        int inherited = 0;
+        // What it is allowed at most; 0 for as many as this process.
+        int allowed = 0;
+    };
+
     explicit MuxProcess(const std::vector<std::string>& arguments, const Environment& environment = {},
-                        ChildOutput::Console console = ChildOutput::Console::kPipe, int inheritedDescriptors = 0);
+                        ChildOutput::Console console = ChildOutput::Console::kPipe,
+                        const Descriptors& descriptors = {0, 0});
     ~MuxProcess();
     MuxProcess(const MuxProcess&) = delete;
     MuxProcess& operator=(const MuxProcess&) = delete;
@@ -38,6 +44,7 @@ class MuxProcess {
     // Its working directory.
     const Testing::TemporaryFolder& Folder() const { return folder_; }
 
+    ChildOutput& Console() { return output_; }
     // Standard output so far: all log lines, from the first one on.
     std::string Output() const { return output_.Text(ChildOutput::Stream::kOutput); }
     std::string ErrorOutput() const { return output_.Text(ChildOutput::Stream::kError); }
@@ -61,7 +68,8 @@ class MuxProcess {
     std::vector<std::uint16_t> ListeningPorts() const;
 
   private:
-    void Start(const std::vector<std::string>& arguments, const Environment& environment, int inheritedDescriptors);
+    void Start(const std::vector<std::string>& arguments, const Environment& environment,
+               const Descriptors& descriptors);
     // Takes the exit status if there is one.
     void TryToReap();
     void CheckSanitizerReports() const;

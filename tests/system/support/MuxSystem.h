@@ -29,8 +29,7 @@ struct SystemSetup {
     MuxProcess::Environment environment = {};
     // For a gateway that does not answer at the start.
     bool waitsUntilQuiet = true;
-    // Open in the Mux when it starts.
-    int inheritedDescriptors = 0;
+    MuxProcess::Descriptors descriptors = {};
 };
 
 SystemSetup WithGateways(const std::vector<GatewaySetup>& gateways);

@@ -113,6 +113,14 @@ std::string TestClient::Receive(std::chrono::milliseconds deadline) {
     }
 }
 
+void TestClient::ReceiveSome(std::size_t bytes) {
+    std::string buffer(bytes, '\0');
+    const ssize_t count = recv(socket_, buffer.data(), buffer.size(), MSG_DONTWAIT);
+    if (count > 0) {
+        cutter_.Add({buffer.data(), static_cast<std::size_t>(count)});
+    }
+}
+
 void TestClient::Close() {
     if (socket_ != -1) {
         close(socket_);

@@ -42,6 +42,9 @@ class TestClient {
     // has closed the connection.
     std::string Receive(std::chrono::milliseconds deadline = kDeadline);
 
+    // Takes at most so many bytes of what has arrived, without waiting, and leaves the rest where it is.
+    void ReceiveSome(std::size_t bytes);
+
     // Closes the connection in order.
     void Close();
 

@@ -1,0 +1,99 @@
+#include "net/PendingOutput.h"
+
+#include <algorithm>
+
+namespace Brenk::Net {
+namespace {
+
+constexpr std::size_t kBlockBytes = 32768;
+
+}  // namespace
+
+bool OutputBudget::Take(std::size_t bytes) {
+    std::size_t left = free_;
+    while (left >= bytes && !free_.compare_exchange_weak(left, left - bytes)) {
+    }
+    if (left < bytes) {
+        return false;
+    }
+    const std::size_t used = total_ - (left - bytes);
+    std::size_t peak = peak_;
+    while (peak < used && !peak_.compare_exchange_weak(peak, used)) {
+    }
+    return true;
+}
+
+void OutputBudget::GiveBack(std::size_t bytes) {
+    free_ += bytes;
+}
+
+PendingOutput::PendingOutput(OutputBudget& budget) : budget_(budget) {}
+
+PendingOutput::~PendingOutput() {
+    Clear();
+}
+
+bool PendingOutput::Append(const unsigned char* bytes, std::size_t count, Clock::time_point now) {
+    if (count > kBytes - size_ || !budget_.Take(count)) {
+        return false;
+    }
+    if (IsEmpty()) {
+        lastTaken_ = now;
+        turnBegin_ = now;
+        takenInTurn_ = 0;
+    }
+    // What is in the budget is in the size as well, whatever is thrown: Clear() gives it back.
+    size_ += count;
+    AddToBlocks(bytes, count);
+    return true;
+}
+
+void PendingOutput::AddToBlocks(const unsigned char* bytes, std::size_t count) {
+    while (count > 0) {
+        if (blocks_.empty() || blocks_.back().size() == kBlockBytes) {
+            blocks_.emplace_back().reserve(kBlockBytes);
+        }
+        std::vector<unsigned char>& last = blocks_.back();
+        const std::size_t fits = std::min(count, kBlockBytes - last.size());
+        last.insert(last.end(), bytes, bytes + fits);
+        bytes += fits;
+        count -= fits;
+    }
+}
+
+PendingOutput::Piece PendingOutput::Front() const {
+    if (blocks_.empty()) {
+        return {};
+    }
+    const std::vector<unsigned char>& first = blocks_.front();
+    return {first.data() + removedOfFirst_, first.size() - removedOfFirst_};
+}
+
+void PendingOutput::RemoveFront(std::size_t count, Clock::time_point now) {
+    size_ -= count;
+    budget_.GiveBack(count);
+    removedOfFirst_ += count;
+    if (removedOfFirst_ == blocks_.front().size()) {
+        blocks_.pop_front();
+        removedOfFirst_ = 0;
+    }
+    lastTaken_ = now;
+    takenInTurn_ += count;
+    if (takenInTurn_ >= kBytes) {
+        turnBegin_ = now;
+        takenInTurn_ = 0;
+    }
+}
+
+void PendingOutput::Clear() {
+    budget_.GiveBack(size_);
+    size_ = 0;
+    blocks_.clear();
+    removedOfFirst_ = 0;
+}
+
+PendingOutput::Clock::time_point PendingOutput::Deadline() const {
+    return IsEmpty() ? Clock::time_point::max() : std::min(lastTaken_ + kStallTime, turnBegin_ + kTurnTime);
+}
+
+}  // namespace Brenk::Net
