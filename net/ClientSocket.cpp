@@ -33,7 +33,6 @@ constexpr seconds kConnectReceiveTimeout{2};
 constexpr seconds kReceiveTimeout{11};
 constexpr std::size_t kChunkBytes = 1024;
 constexpr int kHighestPort = 65535;
-constexpr const char* kReceiveTimeoutFailed = "Cannot set socket option SO_RCVTIMEO";
 
 using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
@@ -266,14 +265,12 @@ bool ClientSocket::Send(std::vector<unsigned char>& data) {
 bool ClientSocket::Receive(std::vector<unsigned char>& received) {
     MUX_OPERATION();
     const SocketPointer socket = CurrentSocket();
-    if (socket == nullptr) {
-        MUX_LOG(plog::error) << kReceiveTimeoutFailed;
-        return false;
-    }
     errno = 0;
-    if (!SetTimeout(socket->Descriptor(), SO_RCVTIMEO, kReceiveTimeout)) {
-        MUX_LOG(plog::error) << kReceiveTimeoutFailed;
-        ErrorGuard::Instance().Report(ErrorKind::kSocket);
+    if (socket == nullptr || !SetTimeout(socket->Descriptor(), SO_RCVTIMEO, kReceiveTimeout)) {
+        MUX_LOG(plog::error) << "Cannot set socket option SO_RCVTIMEO";
+        if (socket != nullptr) {
+            ErrorGuard::Instance().Report(ErrorKind::kSocket);
+        }
         return false;
     }
     const int ready = WaitForEvent(socket->Descriptor(), POLLIN, kReceiveTimeout);
