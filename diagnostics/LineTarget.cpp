@@ -17,8 +17,8 @@ namespace {
 
 constexpr int kOpenFlags = O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-// What a pipe or a terminal that says that it takes something takes at least. A terminal frees its buffer in pieces of
-// 256 bytes and makes two of a line break.
+// What a pipe or a terminal takes at least when it says that it takes something. A terminal may make two bytes of a
+// line break.
 constexpr std::size_t kPieceForPipe = PIPE_BUF;
 constexpr std::size_t kPieceForTerminal = 128;
 

@@ -1,7 +1,9 @@
 #include "diagnostics/LogStream.h"
 
+#include <malloc.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <csignal>
 #include <string_view>
 #include <system_error>
@@ -18,6 +20,7 @@ using std::chrono::milliseconds;
 constexpr std::chrono::seconds kStalledAfter{1};
 // Needed only for a target that takes less than is logged. A serial line of 9600 baud takes it in an hour.
 constexpr std::size_t kMostBytes = 4UL * 1024 * 1024;
+constexpr std::size_t kBytesToGiveBack = 256UL * 1024;
 // What is passed on while others wait for the lock.
 constexpr std::size_t kBytesAtOnce = 16384;
 // A terminal may have room without saying so, and a pipe may get a reader.
@@ -79,6 +82,7 @@ bool LogStream::MayQueue() {
 
 void LogStream::Queue(std::string line) {
     bytesQueued_ += line.size();
+    mostBytesQueued_ = std::max(mostBytesQueued_, bytesQueued_);
     ++linesQueued_;
     queue_.push_back(std::move(line));
 }
@@ -170,7 +174,8 @@ void LogStream::RunWriter() {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stops_) {
         if (queue_.empty()) {
-            wake_.wait(lock);
+            GiveMemoryBack(lock);
+            wake_.wait(lock, [this] { return stops_ || !queue_.empty(); });
         } else if (PassOn()) {
             lock.unlock();
             std::this_thread::yield();
@@ -179,6 +184,16 @@ void LogStream::RunWriter() {
             WaitForReader(lock);
         }
     }
+}
+
+// What a long queue had stays with the allocator otherwise, for as long as something behind it is in use.
+void LogStream::GiveMemoryBack(std::unique_lock<std::mutex>& lock) {
+    if (std::exchange(mostBytesQueued_, 0) < kBytesToGiveBack) {
+        return;
+    }
+    lock.unlock();
+    malloc_trim(0);
+    lock.lock();
 }
 
 // The lock is held by nobody meanwhile.

@@ -51,6 +51,7 @@ class LogStream {
     void WakeWriter();
     void StartWriter();
     void RunWriter();
+    void GiveMemoryBack(std::unique_lock<std::mutex>& lock);
     void WaitForReader(std::unique_lock<std::mutex>& lock);
 
     const Notice notice_;
@@ -58,8 +59,9 @@ class LogStream {
     LineTarget target_;
     std::deque<std::string> queue_;
     std::size_t bytesQueued_ = 0;
-    std::size_t offset_ = 0;   // how much of the first line is taken
-    std::size_t missing_ = 0;  // lines left out behind the last one queued; 0 when the queue is empty
+    std::size_t mostBytesQueued_ = 0;  // since it was empty
+    std::size_t offset_ = 0;           // how much of the first line is taken
+    std::size_t missing_ = 0;          // lines left out behind the last one queued; 0 when the queue is empty
     std::uint64_t linesQueued_ = 0;
     std::uint64_t linesTaken_ = 0;  // of those queued
     Clock::time_point lastTaken_;   // when the target took something, or the queue began

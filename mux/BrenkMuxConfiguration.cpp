@@ -4,14 +4,15 @@
 
 #include <algorithm>
 #include <array>
+#include <fstream>
 #include <sstream>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorGuard.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/TextReading.h"
 #include "mux/BrenkMux.h"
-#include "mux/configuration/ConfigurationFile.h"
 #include "mux/configuration/MuxConfigurationParser.h"
 #include "mux/messages/MuxConfigureMessagePayload.h"
 
@@ -95,7 +96,8 @@ bool BrenkMux::ParseConfigurationFile(std::string path) {
     MUX_OPERATION();
     MUX_LOG(plog::info) << "Reading configuration JSON data from file " << path;
     std::string text;
-    if (!Configuration::ReadConfigurationFile(path, text)) {
+    std::ifstream file(path, std::ios::binary);
+    if (Diagnostics::ReadText(file, text) != Diagnostics::TextReading::kWhole) {
         MUX_LOG(plog::error) << "Cannot read configuration JSON data from file " << path;
         return false;
     }

@@ -13,7 +13,14 @@ bool OutputBudget::Take(std::size_t bytes) {
     std::size_t left = free_;
     while (left >= bytes && !free_.compare_exchange_weak(left, left - bytes)) {
     }
-    return left >= bytes;
+    if (left < bytes) {
+        return false;
+    }
+    const std::size_t used = total_ - (left - bytes);
+    std::size_t peak = peak_;
+    while (peak < used && !peak_.compare_exchange_weak(peak, used)) {
+    }
+    return true;
 }
 
 void OutputBudget::GiveBack(std::size_t bytes) {

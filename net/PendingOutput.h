@@ -19,11 +19,15 @@ class OutputBudget {
 
     std::size_t Used() const { return total_ - free_; }
 
+    // The most that was used since this was asked last.
+    std::size_t TakePeak() { return peak_.exchange(Used()); }
+
     static constexpr std::size_t kBytes = 16UL * 1024 * 1024;
 
   private:
     const std::size_t total_;
     std::atomic<std::size_t> free_;
+    std::atomic<std::size_t> peak_{0};
 };
 
 // What one client is due and its socket has not taken yet: a bounded first-in-first-out of bytes that knows by when the

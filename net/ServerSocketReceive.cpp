@@ -29,7 +29,7 @@ constexpr std::chrono::seconds kWindowPeriod{10};
 
 // So many clients, or so much pending output, leave more behind than the allocator keeps for a few.
 constexpr std::size_t kCrowd = 64;
-constexpr std::size_t kBacklogBytes = 1024UL * 1024;
+constexpr std::size_t kBacklogBytes = 512UL * 1024;
 
 }  // namespace
 
@@ -112,7 +112,7 @@ bool ServerSocket::HasCrowdLeft() {
 
 bool ServerSocket::HasBacklogLeft() {
     const std::size_t pending = outputBudget_.Used();
-    backlog_ = std::max(backlog_, pending);
+    backlog_ = std::max(backlog_, outputBudget_.TakePeak());
     if (backlog_ < kBacklogBytes || pending > backlog_ / 2) {
         return false;
     }

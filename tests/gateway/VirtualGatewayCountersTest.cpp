@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tests/gateway/GatewayFixture.h"
+#include "tests/gateway/ProgramClock.h"
 #include "tests/messages/WireBytes.h"
 
 namespace Testing {
@@ -16,6 +17,10 @@ constexpr const char* kOrphanText = "But no request message was found in the wai
 
 class CountersTest : public GatewayTest {
   protected:
+    // The first cycle of the sender has a keep-alive, and none comes between the requests later, however slow the
+    // machine is.
+    const StandingClock clock_{1000000000};
+
     void UseBuilder(std::uint32_t sequenceCounter, std::uint8_t referenceID) {
         builder_ = std::make_shared<Brenk::Messages::BrenkMessageBuilder>(sequenceCounter, referenceID);
         gateway_->SetMessageBuilder(builder_);

@@ -128,7 +128,8 @@ TEST(VirtualGatewayThreads, AThreadWithoutAGatewayEndsWithALine) {
 
 // The SO_SNDTIMEO of the first socket of this process whose other end has this port.
 std::optional<timeval> SendTimeoutOfConnectionTo(int port) {
-    constexpr int kDescriptors = 1024;
+    // Sockets to gateways have numbers from 1024 on.
+    constexpr int kDescriptors = 4096;
     for (int descriptor = 0; descriptor < kDescriptors; ++descriptor) {
         sockaddr_in peer = {};
         socklen_t size = sizeof peer;
@@ -159,26 +160,6 @@ TEST_F(LifecycleTest, ConnectWithoutRefreshIsReadyAtOnce) {
     EXPECT_EQ(owner_.StateChanges().at(0).gateway, gateway_.get());
     EXPECT_EQ(owner_.StateChanges().at(0).context, Context(0));
     EXPECT_FALSE(log_.Holds(plog::verbose, "Refreshing sequence couter."));
-}
-
-// The send time-out of this process's end of the connection to `port`, in seconds; -1 when there is no connection.
-long SendTimeoutOfConnectionTo(std::uint32_t port) {
-    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
-        sockaddr_in peer = {};
-        socklen_t size = sizeof peer;
-        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && ntohs(peer.sin_port) == port) {
-            timeval timeout = {};
-            size = sizeof timeout;
-            getsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &timeout, &size);
-            return timeout.tv_sec;
-        }
-    }
-    return -1;
-}
-
-TEST_F(LifecycleTest, ConnectingAndSendingAreBoundedBy15Seconds) {
-    ConnectReady();
-    EXPECT_EQ(SendTimeoutOfConnectionTo(fake_.Port()), 15);
 }
 
 TEST_F(LifecycleTest, ConnectWithRefreshIsConnectedAndQueuesTheRefreshAfterTheCallback) {

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "mux/BrenkMux.h"
+#include "net/MuxPacket.h"
 #include "tests/mux/MuxClient.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
@@ -16,6 +19,18 @@ using Testing::Packet;
 using Testing::Request;
 using Testing::RequestNack;
 using Testing::TestMux;
+
+namespace {
+
+std::atomic<int> outOfRange{0};
+
+}  // namespace
+
+// What at() throws with, as the linker knows it: std::__throw_out_of_range_fmt(const char*, ...).
+extern "C" [[noreturn]] void __wrap__ZSt24__throw_out_of_range_fmtPKcz(const char* format, ...) {
+    ++outOfRange;
+    throw std::out_of_range(format);
+}
 
 namespace Mux {
 namespace {
@@ -87,6 +102,18 @@ TEST_F(BrenkMuxIntake, IgnoresPacketsThatAreTooShort) {
     }
     EXPECT_EQ(mux.RequestCount(), 0U);
     EXPECT_FALSE(log.Holds(plog::debug, "Data received from socket"));
+}
+
+// A client may send such packets without end.
+TEST_F(BrenkMuxIntake, RefusesShortPacketsWithoutAnException) {
+    outOfRange = 0;
+    std::vector<unsigned char> shortPacket = {0x02, 0x00};
+    EXPECT_THROW(Brenk::Net::MuxPacket::IsMuxPacket(shortPacket), std::out_of_range);
+    EXPECT_EQ(outOfRange, 1) << "exceptions are not counted";
+    for (const std::size_t size : {1U, 2U, 5U}) {
+        Receive(std::vector<unsigned char>(size, 0x02));
+    }
+    EXPECT_EQ(outOfRange, 1);
 }
 
 TEST_F(BrenkMuxIntake, IgnoresForeignPackets) {

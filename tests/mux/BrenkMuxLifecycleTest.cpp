@@ -1,6 +1,7 @@
 // The life of the Mux: construction, start, the two loops, stop and destruction.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
@@ -55,6 +56,42 @@ class BrenkMuxLifecycle : public testing::Test {
     const CapturedLog log;
     TestMux mux{port.Number()};
 };
+
+// How many descriptors this process is allowed beyond those that it has, until the end of the test.
+class FewDescriptors {
+  public:
+    explicit FewDescriptors(int more) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        rlimit few = before_;
+        few.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor() + more);
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+    FewDescriptors(const FewDescriptors&) = delete;
+    FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+  private:
+    rlimit before_ = {};
+};
+
+// The gateways need them all: nobody answers at their port, so they are never connected.
+TEST_F(BrenkMuxLifecycle, LeavesDescriptorsToItsGatewaysAndSaysWhenFewAreLeftForClients) {
+    const ReservedPort nobody;
+    const FewDescriptors few(60);
+    mux.ParseConfiguration(ConfigurationText(std::vector<int>(60, nobody.Number())));
+    mux.Start();
+    EXPECT_TRUE(log.WaitFor(plog::warning,
+                            "There is room for 0 clients only. The process is allowed too few file descriptors."));
+    LoopbackSocket client = LoopbackSocket::ConnectedTo(port.Number());
+    EXPECT_TRUE(client.WaitForEnd());
+}
+
+TEST_F(BrenkMuxLifecycle, SaysNothingOfRoomWhenThereIsEnough) {
+    const FewDescriptors few(60);
+    mux.Start();
+    EXPECT_TRUE(log.WaitFor(plog::verbose, kLoop));
+    EXPECT_FALSE(log.Holds(plog::warning, "There is room for ")) << log.Text();
+}
 
 TEST(BrenkMuxConstruction, MakesTheThreeMutexesInTheirOrderAndThenSaysSo) {
     const CapturedLog log;

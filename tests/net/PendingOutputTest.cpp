@@ -165,6 +165,17 @@ TEST(OutputBudgetTest, IsOf16MebibytesForAllClients) {
     EXPECT_EQ(budget.Used(), 16 * kMebibyte);
 }
 
+TEST(OutputBudgetTest, KnowsTheMostThatWasUsedSinceItWasAsked) {
+    OutputBudget budget(100);
+    EXPECT_EQ(budget.TakePeak(), 0U);
+    budget.Take(30);
+    budget.Take(40);
+    EXPECT_FALSE(budget.Take(50));
+    budget.GiveBack(60);
+    EXPECT_EQ(budget.TakePeak(), 70U);
+    EXPECT_EQ(budget.TakePeak(), 10U);
+}
+
 TEST(OutputBudgetTest, IsNeverOverdrawnByThreadsThatTakeAtTheSameTime) {
     OutputBudget budget(1000);
     std::vector<std::thread> threads;

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ExchangeRunner.h"
+#include "tests/system/support/UnansweredRequests.h"
 
 namespace SystemTest {
 namespace {
@@ -19,20 +22,41 @@ const std::string kOfFirst = "request-1-1";
 const Exchange kLost = {"a request to a silent gateway", Request(10), "00000005 0A 00000000", {}, "fault silence"};
 const Exchange kNext = {"the next request", Request(14), "00000005 08", Ack()};
 
+// Where the reference ID of the frame at `index` comes again behind those of the others; nothing as long as it has not.
+std::optional<Simulator::ReceivedFrame> NextWithReferenceIdOf(std::size_t index,
+                                                              const std::vector<Simulator::ReceivedFrame>& frames) {
+    const Simulator::Frame& first = frames.at(index).frame;
+    for (const Simulator::ReceivedFrame& later : frames) {
+        if (later.frame.referenceId == first.referenceId && later.frame.sequenceCounter > first.sequenceCounter) {
+            return later;
+        }
+    }
+    return std::nullopt;
+}
+
 // The reference IDs have gone round, and the older request is the one that the Mux knows.
-TEST(OpenRequests, GetTheAnswerToTheRequest63FramesLaterWhichGetsNone) {
-    constexpr std::size_t kBetween = 62;
-    MuxSystem system;
-    ExchangeRunner runner(system);
-    std::vector<Exchange> table = {kLost};
-    table.insert(table.end(), kBetween, kNext);
-    table.push_back(
-        {"63 frames later", Request(12), "00000005 01", Ack(kOperated), "", "", kOfFirst, ByRequestSchema::kFits});
-    table.push_back(kNext);
-    runner.Run(table);
-    const std::vector<Simulator::ReceivedFrame> frames = system.Gateway().ReceivedFrames();
-    const std::size_t lost = MuxSystem::kFramesAtStart;
-    EXPECT_EQ(frames.at(lost).frame.referenceId, frames.at(lost + kBetween + 1).frame.referenceId);
+TEST(OpenRequests, GetTheAnswerToTheFrame63SendsLaterWhichGetsNone) {
+    const std::string orphan = "The message is lost";
+    MuxSystem system(UnansweredRequests::Setup());
+    UnansweredRequests requests(system);
+    const std::time_t from = std::time(nullptr);
+    requests.Send(10);
+    std::optional<Simulator::ReceivedFrame> later;
+    while (!later && !testing::Test::HasFailure()) {
+        requests.Send(14);
+        later = NextWithReferenceIdOf(MuxSystem::kFramesAtStart, system.Gateway().ReceivedFrames());
+        ASSERT_LT(system.Gateway().ReceivedFrames().size(), 80U);
+    }
+    ASSERT_TRUE(later.has_value());
+    EXPECT_GE(system.Gateway().ReceivedFrames().size(), MuxSystem::kFramesAtStart + 64);
+    const std::size_t orphans = system.Mux().Count(orphan);
+    ASSERT_TRUE(system.Gateway().SendRaw(AnswerTo(*later, 0)));
+    ExpectMessage(requests.Client().Receive(), "request-1", Ack(kOperated), from);
+
+    ASSERT_TRUE(system.Gateway().SendRaw(AnswerTo(*later, 0)));
+    EXPECT_TRUE(system.Mux().WaitFor(orphan, orphans + 1));
+    requests.Client().Send(Replace(RequestWithoutData(3), "@I", "the last"));
+    ExpectMessage(requests.Client().Receive(), "the last", Refusal(), from);
 }
 
 TEST(OpenRequests, StayOpenOnTheGatewaysNextConnection) {

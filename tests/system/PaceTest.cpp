@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/system/support/ExchangeRunner.h"
+#include "tests/system/support/UnansweredRequests.h"
 
 namespace SystemTest {
 namespace {
@@ -40,11 +41,11 @@ TEST(Pace, IsOneRecordAMillisecond) {
 TEST(Pace, IsOneFrameAGatewayIn300Milliseconds) {
     constexpr std::size_t kRequests = 8;
     constexpr milliseconds kPeriod{300};
-    // A frame is noted after it was sent, the first one later than the last one by this at most.
-    constexpr milliseconds kLateness{250};
-    constexpr milliseconds kWorkInAPeriod{50};
+    // On a busy machine; the shortest of several periods counts.
+    constexpr milliseconds kWorkInAPeriod{200};
     MuxSystem system;
     const TestClient client = system.NewClient();
+    const auto start = steady_clock::now();
     for (std::size_t number = 0; number < kRequests; ++number) {
         client.Send(RequestNumber(number, Request(14)));
     }
@@ -52,7 +53,7 @@ TEST(Pace, IsOneFrameAGatewayIn300Milliseconds) {
 
     const std::vector<Simulator::ReceivedFrame> frames = system.Gateway().ReceivedFrames();
     const auto first = frames.begin() + MuxSystem::kFramesAtStart;
-    EXPECT_GE(frames.back().arrival - first->arrival + kLateness, kPeriod * (kRequests - 1));
+    EXPECT_GE(frames.back().arrival - start, kPeriod * (kRequests - 1));
     auto shortest = steady_clock::duration::max();
     for (auto frame = first + 1; frame != frames.end(); ++frame) {
         shortest = std::min(shortest, frame->arrival - (frame - 1)->arrival);
@@ -95,28 +96,73 @@ TEST(Pace, OfTwoRequestsBuiltInOnePeriodOnlyTheFirstIsAnswered) {
     FAIL() << "never were two requests built in one period";
 }
 
-// An answered request a period is just fast enough to be done before the keep-alive of 27 seconds.
+// What a frame has that is built after this many sends.
+ExchangeRunner::Counters AfterSends(std::size_t sends) {
+    constexpr std::size_t kReferenceIds = 63;
+    constexpr std::uint32_t kCounterOfThird = 1001;
+    return {static_cast<std::uint8_t>(sends % kReferenceIds + 1),
+            kCounterOfThird + static_cast<std::uint32_t>(sends - MuxSystem::kFramesAtStart), sends};
+}
+
+// Fails unless each frame has the counters that follow from how many were sent before it. One that was built in the
+// period of the frame before has the same ones.
+void ExpectCountersInOrder(const std::vector<Simulator::ReceivedFrame>& frames) {
+    for (std::size_t index = MuxSystem::kFramesAtStart; index < frames.size(); ++index) {
+        SCOPED_TRACE("frame " + std::to_string(index));
+        const Simulator::ReceivedFrame& received = frames.at(index);
+        const ExchangeRunner::Counters before = AfterSends(index - 1);
+        const bool isOfPeriodBefore = received.frame.sequenceCounter == before.sequenceCounter;
+        EXPECT_EQ(Simulator::ToHex(received.bytes),
+                  Simulator::ToHex(WholeFrame(isOfPeriodBefore ? before : AfterSends(index),
+                                              IsQuestion(received) ? "00000100 01" : "00000005 08")));
+    }
+}
+
+// Ends the request that waits for an answer with this reference ID.
+void AnswerByHand(MuxSystem& system, std::uint8_t referenceId) {
+    const std::string managed = "Ended management.";
+    const std::size_t before = system.Mux().Count(managed);
+    Simulator::ReceivedFrame request = system.Gateway().ReceivedFrames().back();
+    request.frame.referenceId = referenceId;
+    EXPECT_TRUE(system.Gateway().SendRaw(AnswerTo(request, 0)));
+    EXPECT_TRUE(system.Mux().WaitFor(managed, before + 1));
+}
+
+// Lets the gateway answer again by itself, with the counter that the next frame has, and frees the reference IDs of the
+// next two. Returns how many frames it has got.
+std::size_t EndSilence(MuxSystem& system) {
+    for (;;) {
+        const std::size_t frames = system.Gateway().ReceivedFrames().size();
+        AnswerByHand(system, AfterSends(frames).referenceId);
+        AnswerByHand(system, AfterSends(frames + 1).referenceId);
+        system.Gateway().SetCounter(AfterSends(frames).sequenceCounter - 1);
+        system.Gateway().Inject(Simulator::Fault::Silence().Times(0));
+        // A question may have come meanwhile.
+        if (system.Gateway().ReceivedFrames().size() == frames) {
+            return frames;
+        }
+    }
+}
+
 TEST(Pace, OfSeventySendsTheReferenceIdsBeginAgainBehind63AndThenTheKeepAliveComes) {
     constexpr std::size_t kSends = 70 - MuxSystem::kFramesAtStart;
-    MuxSystem system;
-    ExchangeRunner runner(system);
-    for (std::size_t send = 0; send < kSends; ++send) {
-        runner.Run({{"send " + std::to_string(send), Request(14), "00000005 08", Ack()}});
+    MuxSystem system(UnansweredRequests::Setup());
+    UnansweredRequests requests(system);
+    for (std::size_t send = 0; send < kSends && !testing::Test::HasFailure(); ++send) {
+        requests.Send(14);
     }
-    EXPECT_EQ(runner.NextFrame().referenceId, 8);
-    EXPECT_EQ(runner.NextFrame().sequenceCounter, 1069U);
-
-    const std::size_t frames = MuxSystem::kFramesAtStart + kSends;
+    const std::size_t frames = EndSilence(system);
+    EXPECT_GE(frames, 70U);
     ASSERT_TRUE(system.Gateway().WaitForFrames(frames + 1, kDeadline));
     const std::vector<Simulator::ReceivedFrame> received = system.Gateway().ReceivedFrames();
-    EXPECT_EQ(Simulator::ToHex(received.back().bytes), Simulator::ToHex(WholeFrame(runner.NextFrame(), "00000100 01")));
-    // Whole seconds are counted, and the first keep-alive may have waited for the end of its period.
-    EXPECT_GT(received.back().arrival - received.front().arrival, std::chrono::seconds(25));
+    ExpectCountersInOrder(received);
+    EXPECT_EQ(Simulator::ToHex(received.back().bytes), Simulator::ToHex(WholeFrame(AfterSends(frames), "00000100 01")));
     ASSERT_TRUE(
         system.Mux().WaitFor("The gateway answer is for a NEW SEQ but the gateway cannot find a route to the "
                              "device. Maybe it's a keep alive packet."));
 
-    Advance(runner.NextFrame());
+    ExchangeRunner runner(system);
+    runner.NextFrame() = AfterSends(frames + 1);
     runner.Run({{"after the keep-alive", Request(12), "00000005 01",
                  Ack(R"({"BatteryStatus":3,"QoS":3,"MechanicalActive":false,"BatteryWarningLevel":false,)"
                      R"("BatteryAlarmLevel":false,"ScandinavianFireMode":false,"ReaderConnected":false})")}});

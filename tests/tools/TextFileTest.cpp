@@ -43,6 +43,12 @@ TEST_F(TextFileTest, ThatCannotBeReadIsNamed) {
     EXPECT_THROW(ReadTextFile(folder_.Path().string()), CommandError);
 }
 
+TEST_F(TextFileTest, OfMoreThan64MebibytesCannotBeRead) {
+    const std::string large = folder_.Write("large", "{}");
+    std::filesystem::resize_file(large, 64U * 1024 * 1024 + 1);
+    EXPECT_THROW(ReadTextFile(large), CommandError);
+}
+
 TEST_F(TextFileTest, IsMadeOrReplaced) {
     ReplaceTextFile(PathOf("a"), "one");
     EXPECT_EQ(folder_.Read("a"), "one");

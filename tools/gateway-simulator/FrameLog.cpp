@@ -6,7 +6,9 @@ void FrameLog::Add(const ReceivedFrame& received) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         frames_.push_back(received);
-        if (frames_.size() > kKept) {
+        bytes_ += received.bytes.size();
+        while (frames_.size() > kKept || bytes_ > kKeptBytes) {
+            bytes_ -= frames_.front().bytes.size();
             frames_.pop_front();
         }
         ++count_;

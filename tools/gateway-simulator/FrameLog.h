@@ -11,12 +11,14 @@
 
 namespace Simulator {
 
-// Remembers what the gateway received: all of it by number, the latest 65536 by content.
+// Remembers what the gateway received: all of it by number, the latest by content: at most 65536, and of junk no more
+// than as many of the longest frames would take.
 //
 // Any thread may call anything.
 class FrameLog {
   public:
     static constexpr std::size_t kKept = 65536;
+    static constexpr std::size_t kKeptBytes = kKept * 255;
 
     void Add(const ReceivedFrame& received);
 
@@ -33,6 +35,7 @@ class FrameLog {
     mutable std::mutex mutex_;
     mutable std::condition_variable added_;
     std::deque<ReceivedFrame> frames_;
+    std::size_t bytes_ = 0;
     std::size_t count_ = 0;
 };
 

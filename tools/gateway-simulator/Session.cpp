@@ -74,19 +74,29 @@ void Session::Reset() {
     CloseSocket();
 }
 
+// Not while a read is on its way already, or too much waits to be written. What is left behind once the session has
+// ended is read to its end.
+void Session::ReadOn() {
+    if (!reading_ && (ended_ || writes_.size() <= kMostWaitingWrites)) {
+        Read();
+    }
+}
+
 void Session::Read() {
+    reading_ = true;
     socket_.async_read_some(asio::buffer(input_),
                             [self = shared_from_this()](auto error, auto count) { self->OnRead(error, count); });
 }
 
 void Session::OnRead(const asio::error_code& error, std::size_t count) {
+    reading_ = false;
     if (error) {
         End(error == asio::error::eof ? "closed by the peer" : error.message());
         CloseSocket();
         return;
     }
     Deliver(count);
-    Read();
+    ReadOn();
 }
 
 void Session::Deliver(std::size_t count) {
@@ -111,13 +121,15 @@ void Session::WriteNext() {
 
 void Session::OnWritten(const asio::error_code& error) {
     if (error) {
-        // The pending read sees the same broken connection and ends the session.
+        // The read sees the same broken connection and ends the session.
         writes_.clear();
         writing_ = false;
+        ReadOn();
         return;
     }
     const std::chrono::milliseconds pause = writes_.front().pause;
     writes_.pop_front();
+    ReadOn();
     if (pause.count() > 0 && !writes_.empty()) {
         Pause(pause);
     } else {

@@ -15,7 +15,8 @@
 
 namespace Simulator {
 
-// One accepted connection: cuts what arrives, writes what is to go out, ends in the way that is asked for.
+// One accepted connection: cuts what arrives, writes what is to go out, ends in the way that is asked for. A peer that
+// does not take what it is sent is not read from either, until it has taken some of it.
 //
 // Lives on the loop's thread alone. Pending operations keep it alive, so that it may be let go at any time; its
 // handlers are not called after `ended`, which comes exactly once.
@@ -55,7 +56,11 @@ class Session : public std::enable_shared_from_this<Session> {
         std::chrono::milliseconds pause;
     };
 
+    // How many writes may wait before the session stops reading.
+    static constexpr std::size_t kMostWaitingWrites = 4096;
+
     void Read();
+    void ReadOn();
     void OnRead(const asio::error_code& error, std::size_t count);
     void Deliver(std::size_t count);
     void WriteNext();
@@ -75,6 +80,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::array<std::uint8_t, 4096> input_ = {};
     std::deque<Write> writes_;
     Bytes held_;
+    bool reading_ = false;
     bool writing_ = false;
     bool closeWhenSent_ = false;
     bool ended_ = false;

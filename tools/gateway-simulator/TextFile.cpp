@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <string_view>
 #include <system_error>
 
+#include "diagnostics/TextReading.h"
 #include "tools/gateway-simulator/CommandError.h"
 
 namespace Simulator {
@@ -68,12 +68,12 @@ class NewFile {
 
 std::string ReadTextFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    // A directory opens and fails at the first character.
-    if (!file || (file.peek() == std::ifstream::traits_type::eof() && !file.eof())) {
-        throw CommandError(path + ": cannot be read");
+    std::string text;
+    const Diagnostics::TextReading reading = Diagnostics::ReadText(file, text);
+    if (reading != Diagnostics::TextReading::kWhole) {
+        throw CommandError(path + ": " + FaultText(reading));
     }
-    file.clear();
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return text;
 }
 
 void ReplaceTextFile(const std::string& path, const std::string& text) {

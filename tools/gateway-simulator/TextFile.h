@@ -4,7 +4,7 @@
 
 namespace Simulator {
 
-// All that is in a file. Throws CommandError, as in "night.txt: cannot be read".
+// All that is in a file. Throws CommandError, as in "night.txt: cannot be read"; one of more than 64 MiB cannot be.
 std::string ReadTextFile(const std::string& path);
 
 // Puts a text into a file at one stroke: whoever reads it finds what was there before or all of the text, also when the

@@ -8,12 +8,13 @@ namespace Muxctl {
 namespace {
 
 ConfigurationReport CheckFile(const std::string& path) {
-    const std::optional<std::string> text = ReadInputFile(path);
-    if (text) {
-        return CheckConfiguration(*text);
+    std::string text;
+    const Diagnostics::TextReading reading = ReadInputFile(path, text);
+    if (reading == Diagnostics::TextReading::kWhole) {
+        return CheckConfiguration(text);
     }
     ConfigurationReport report;
-    report.findings = {{Finding::Level::kError, "", "cannot be read"}};
+    report.findings = {{Finding::Level::kError, "", FaultText(reading)}};
     return report;
 }
 
@@ -28,8 +29,12 @@ int StatusOf(const ConfigurationReport& report) {
 
 int RunCheckConfig(const Options& options, const Console& console) {
     const ConfigurationReport report = CheckFile(options.file);
-    console.PrintLine(options.json ? ReportJson(report, options.file)
-                                   : ReportText(report, options.file, console.style));
+    if (options.json) {
+        WriteJsonReport(report, options.file, console.output);
+    } else {
+        WriteReport(report, options.file, console.style, console.output);
+    }
+    console.PrintLine("");
     return StatusOf(report);
 }
 

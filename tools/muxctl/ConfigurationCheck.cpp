@@ -1,6 +1,10 @@
 #include "tools/muxctl/ConfigurationCheck.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
 
 #include "diagnostics/JsonReading.h"
 #include "mux/configuration/MuxConfigurationParser.h"
@@ -23,14 +27,16 @@ bool HasError(const Findings& findings) {
                        [](const Finding& finding) { return finding.level == Finding::Level::kError; });
 }
 
-void AddNew(const Findings& more, Findings& findings) {
-    const Findings known = findings;
-    for (const Finding& finding : more) {
-        const auto isOfSame = [&](const Finding& other) { return other.where == finding.where; };
-        if (finding.level == Finding::Level::kError || std::none_of(known.begin(), known.end(), isOfSame)) {
-            findings.push_back(finding);
-        }
+void AddNew(Findings more, Findings& findings) {
+    std::unordered_set<std::string_view> known;
+    for (const Finding& finding : findings) {
+        known.insert(finding.where);
     }
+    const auto isSaid = [&](const Finding& finding) {
+        return finding.level != Finding::Level::kError && known.count(finding.where) != 0;
+    };
+    more.erase(std::remove_if(more.begin(), more.end(), isSaid), more.end());
+    findings.insert(findings.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
 ConfigurationReport ReportNotJson(const std::string& text) {

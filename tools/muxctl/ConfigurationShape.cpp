@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <utility>
 
 namespace Muxctl {
@@ -100,12 +101,14 @@ class ShapeCheck {
     }
 
     void CheckKeys(const Value& object, const ObjectShape& shape, const std::string& prefix) {
-        for (auto member = object.MemberBegin(); member != object.MemberEnd(); ++member) {
-            const std::string key = TextOf(member->name);
+        std::set<const MemberShape*> seen;
+        for (const auto& member : object.GetObject()) {
+            const std::string key = TextOf(member.name);
             const auto isKey = [&](const MemberShape& known) { return key == known.key; };
-            if (std::none_of(shape.begin(), shape.end(), isKey)) {
+            const auto known = std::find_if(shape.begin(), shape.end(), isKey);
+            if (known == shape.end()) {
                 Warn(prefix + key, "is not known and ignored" + SuggestionFor(key, shape));
-            } else if (object.FindMember(member->name) != member) {
+            } else if (!seen.insert(&*known).second) {
                 Warn(prefix + key, "stands here more than once; the Mux takes the first");
             }
         }

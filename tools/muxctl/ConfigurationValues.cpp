@@ -1,6 +1,7 @@
 #include "tools/muxctl/ConfigurationValues.h"
 
-#include <algorithm>
+#include <map>
+#include <string_view>
 #include <utility>
 
 #include "tools/muxctl/HostText.h"
@@ -8,7 +9,6 @@
 namespace Muxctl {
 namespace {
 
-using Mux::Configuration::DeviceConfiguration;
 using Mux::Configuration::GatewayConfiguration;
 using Mux::Configuration::MuxConfigurationData;
 
@@ -23,25 +23,19 @@ std::string ElementName(const std::string& list, std::size_t index) {
     return list + "[" + std::to_string(index) + "]";
 }
 
-// How many elements stand before the first one that is like the one at `index`; `index` itself when that is the first.
-template <typename Record, typename IsLike>
-std::size_t FirstLike(const std::vector<Record>& records, std::size_t index, IsLike isLike) {
-    const auto found = std::find_if(records.begin(), records.end(),
-                                    [&](const Record& record) { return isLike(record, records.at(index)); });
-    return static_cast<std::size_t>(found - records.begin());
-}
+// Where each key of a list was seen first.
+template <typename Key>
+class FirstSeen {
+  public:
+    // The lowest index that was asked for this key; `index` itself when that is the first.
+    std::size_t IndexOf(const Key& key, std::size_t index) { return indexes_.try_emplace(key, index).first->second; }
 
-bool HaveSameId(const GatewayConfiguration& left, const GatewayConfiguration& right) {
-    return left.id == right.id;
-}
+  private:
+    std::map<Key, std::size_t> indexes_;
+};
 
-bool AreSameDevice(const DeviceConfiguration& left, const DeviceConfiguration& right) {
-    return left.id == right.id;
-}
-
-bool HaveSameAddress(const GatewayConfiguration& left, const GatewayConfiguration& right) {
-    return left.ipAddress == right.ipAddress && left.port == right.port;
-}
+// Address and port. Looks at the configuration.
+using Endpoint = std::pair<std::string_view, std::int32_t>;
 
 class ValueCheck {
   public:
@@ -83,9 +77,11 @@ class ValueCheck {
         const std::string name = ElementName("Gateways", index);
         CheckAddress(gateway, name + ".IpAddress");
         CheckPort(gateway, name + ".Port");
-        CheckAgainstOthers(index, name);
+        CheckAgainstOthers(gateway, index, name);
+        FirstSeen<std::int32_t> deviceIds;
         for (std::size_t device = 0; device < gateway.devices.size(); ++device) {
-            CheckDevice(gateway.devices, device, name);
+            const std::int32_t id = gateway.devices.at(device).id;
+            CheckDevice(id, device, deviceIds.IndexOf(id, device), name);
         }
     }
 
@@ -105,23 +101,20 @@ class ValueCheck {
         }
     }
 
-    void CheckAgainstOthers(std::size_t index, const std::string& name) {
-        const std::vector<GatewayConfiguration>& gateways = configuration_.gateways;
-        const std::size_t sameId = FirstLike(gateways, index, HaveSameId);
+    void CheckAgainstOthers(const GatewayConfiguration& gateway, std::size_t index, const std::string& name) {
+        const std::size_t sameId = ids_.IndexOf(gateway.id, index);
         if (sameId != index) {
-            Warn(name + ".ID", "is " + std::to_string(gateways.at(index).id) + " as in " +
-                                   ElementName("Gateways", sameId) + ", which gets all requests for it");
+            Warn(name + ".ID", "is " + std::to_string(gateway.id) + " as in " + ElementName("Gateways", sameId) +
+                                   ", which gets all requests for it");
         }
-        const std::size_t sameAddress = FirstLike(gateways, index, HaveSameAddress);
-        if (sameAddress != index && !gateways.at(index).ipAddress.empty()) {
+        const std::size_t sameAddress = endpoints_.IndexOf({gateway.ipAddress, gateway.port}, index);
+        if (sameAddress != index && !gateway.ipAddress.empty()) {
             Warn(name, "has the address and port of " + ElementName("Gateways", sameAddress));
         }
     }
 
-    void CheckDevice(const std::vector<DeviceConfiguration>& devices, std::size_t index, const std::string& gateway) {
-        const std::int32_t id = devices.at(index).id;
+    void CheckDevice(std::int32_t id, std::size_t index, std::size_t same, const std::string& gateway) {
         const std::string name = gateway + "." + ElementName("Devices", index) + ".ID";
-        const std::size_t same = FirstLike(devices, index, AreSameDevice);
         if (same != index) {
             Warn(name, "is " + std::to_string(id) + " as in " + ElementName("Devices", same) + " of this gateway");
         }
@@ -136,6 +129,8 @@ class ValueCheck {
     }
 
     const MuxConfigurationData& configuration_;
+    FirstSeen<std::int32_t> ids_;
+    FirstSeen<Endpoint> endpoints_;
     Findings findings_;
 };
 

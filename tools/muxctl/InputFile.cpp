@@ -2,27 +2,15 @@
 
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 namespace Muxctl {
-namespace {
 
-std::optional<std::string> ReadAll(std::istream& stream) {
-    std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    return stream.bad() ? std::nullopt : std::make_optional(std::move(text));
-}
-
-}  // namespace
-
-std::optional<std::string> ReadInputFile(const std::string& path) {
+Diagnostics::TextReading ReadInputFile(const std::string& path, std::string& text) {
     if (path == "-") {
-        return ReadAll(std::cin);
+        return Diagnostics::ReadText(std::cin, text);
     }
     std::ifstream file(path, std::ios::binary);
-    // A folder can be opened but not read.
-    return file && file.peek() != std::ifstream::traits_type::eof() ? ReadAll(file)
-           : file.is_open() && !file.bad()                          ? std::make_optional(std::string())
-                                                                    : std::nullopt;
+    return Diagnostics::ReadText(file, text);
 }
 
 }  // namespace Muxctl

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <optional>
 #include <string>
+
+#include "diagnostics/TextReading.h"
 
 namespace Muxctl {
 
-// All that is in a file, or on standard input when the path is "-"; nothing when it cannot be read.
-std::optional<std::string> ReadInputFile(const std::string& path);
+// Reads all that is in a file, or on standard input when the path is "-".
+Diagnostics::TextReading ReadInputFile(const std::string& path, std::string& text);
 
 }  // namespace Muxctl

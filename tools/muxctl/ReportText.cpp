@@ -7,11 +7,12 @@
 
 // Needs the settings of the former.
 #include <rapidjson/memorystream.h>
+#include <rapidjson/ostreamwrapper.h>
 
 namespace Muxctl {
 namespace {
 
-using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+using JsonWriter = rapidjson::Writer<rapidjson::OStreamWrapper>;
 
 const char* NameOf(Finding::Level level) {
     return level == Finding::Level::kError ? "error" : "warning";
@@ -71,18 +72,17 @@ void WriteFinding(JsonWriter& writer, const Finding& finding) {
 
 }  // namespace
 
-std::string ReportText(const ConfigurationReport& report, const std::string& file, const Style& style) {
+void WriteReport(const ConfigurationReport& report, const std::string& file, const Style& style, std::ostream& output) {
     const std::string name = Printable(file);
-    std::string text;
     for (const Finding& finding : report.findings) {
-        text += FindingText(finding, name, style) + "\n";
+        output << FindingText(finding, name, style) << '\n';
     }
-    return text + name + ": " + Verdict(report, style);
+    output << name << ": " << Verdict(report, style);
 }
 
-std::string ReportJson(const ConfigurationReport& report, const std::string& file) {
-    rapidjson::StringBuffer buffer;
-    JsonWriter writer(buffer);
+void WriteJsonReport(const ConfigurationReport& report, const std::string& file, std::ostream& output) {
+    rapidjson::OStreamWrapper stream(output);
+    JsonWriter writer(stream);
     writer.StartObject();
     Write(writer, "File", file);
     writer.Key("Usable");
@@ -98,7 +98,6 @@ std::string ReportJson(const ConfigurationReport& report, const std::string& fil
     }
     writer.EndArray();
     writer.EndObject();
-    return {buffer.GetString(), buffer.GetSize()};
 }
 
 }  // namespace Muxctl

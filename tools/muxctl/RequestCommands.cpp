@@ -61,11 +61,11 @@ int AskAndPrint(const Request& request, const std::string& title, const Options&
 }
 
 std::string ReadFile(const std::string& path) {
-    std::optional<std::string> text = ReadInputFile(path);
-    if (!text) {
+    std::string text;
+    if (ReadInputFile(path, text) != Diagnostics::TextReading::kWhole) {
         throw UsageError("cannot read " + path);
     }
-    return *text;
+    return text;
 }
 
 // Of a text that somebody gave us. Looked at before there is a connection, for no Mux can take it.

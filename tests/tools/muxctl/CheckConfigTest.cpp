@@ -77,6 +77,15 @@ TEST_F(CheckConfigTest, EndsWithTwoWhenItCannotBeRead) {
     EXPECT_EQ(ending.output, none + ": error: the document cannot be read\n" + none + ": unusable\n");
 }
 
+TEST_F(CheckConfigTest, EndsWithTwoWhenItIsLargerThan64Mebibytes) {
+    const std::string large = folder_.Write("large", "{}");
+    fs::resize_file(large, 64U * 1024 * 1024 + 1);
+    const Ending ending = RunMuxctl({"check-config", large});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.output,
+              large + ": error: the document cannot be read: it is larger than 64 MiB\n" + large + ": unusable\n");
+}
+
 TEST_F(CheckConfigTest, ReadsStandardInput) {
     ProgramSetup setup;
     setup.input = kGood;

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -271,6 +272,55 @@ TEST(ConfigurationCheckTest, EndsOnNothing) {
     EXPECT_TRUE(CheckConfiguration(R"({"Enabled":1e-99999999999})").isUsable);
     EXPECT_FALSE(CheckConfiguration(std::string(1000000, '[')).isUsable);
     EXPECT_TRUE(CheckConfiguration(std::string(100000, '[') + std::string(100000, ']')).isUsable);
+}
+
+// A text of so many of what `element` writes, with a comma between.
+template <typename Element>
+std::string ListOf(std::size_t count, Element element) {
+    std::string list;
+    for (std::size_t index = 0; index < count; ++index) {
+        list += index == 0 ? "" : ",";
+        list += element(std::to_string(index));
+    }
+    return list;
+}
+
+// How many findings there are. A check that looks at every element again for each takes minutes for these.
+std::size_t CountFindingsInTime(const std::string& text) {
+    const auto start = std::chrono::steady_clock::now();
+    const ConfigurationReport report = CheckConfiguration(text);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    return report.findings.size();
+}
+
+constexpr std::size_t kMany = 100'000;
+
+TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyGateways) {
+    const std::string gateways = ListOf(kMany, [](const std::string& index) {
+        return R"({"ID":)" + index + R"(,"IpAddress":"a)" + index + R"(","Port":1})";
+    });
+    EXPECT_EQ(CountFindingsInTime(R"({"Enabled":true,"Gateways":[)" + gateways + "]}"), 0U);
+}
+
+TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyDevices) {
+    const std::string devices = ListOf(kMany, [](const std::string& index) { return R"({"ID":-)" + index + "}"; });
+    // All but the first are no lock that an event can name.
+    EXPECT_EQ(CountFindingsInTime(WithDevices("[" + devices + "]")), kMany - 1);
+}
+
+// Of each the shape is wrong, and a value that is wrong because of it; and there are others that have only the latter.
+TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyFindings) {
+    const std::string bad = ListOf(kMany / 2, [](const std::string&) { return R"({"ID":"","IpAddress":1,"Port":1})"; });
+    const std::string empty = ListOf(
+        kMany / 2, [](const std::string& index) { return R"({"ID":1)" + index + R"(,"IpAddress":"","Port":1})"; });
+    EXPECT_EQ(CountFindingsInTime(R"({"Enabled":true,"Gateways":[)" + bad + "," + empty + "]}"), kMany / 2 * 3);
+}
+
+TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyKeys) {
+    const std::string unknown = ListOf(kMany, [](const std::string& index) { return R"("a)" + index + R"(":1)"; });
+    const std::string same = ListOf(kMany, [](const std::string&) { return R"("Gateways":[])"; });
+    // One for each unknown one, for each but the first of the others, and for not being enabled.
+    EXPECT_EQ(CountFindingsInTime("{" + unknown + "," + same + "}"), kMany + kMany - 1 + 1);
 }
 
 TEST(ParserTrialTest, SaysWhatTheMuxsParserDoes) {

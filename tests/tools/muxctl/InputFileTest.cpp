@@ -7,25 +7,21 @@
 namespace Muxctl {
 namespace {
 
-class InputFileTest : public testing::Test {
-  protected:
-    std::string Write(const std::string& content) const { return folder_.Write("file", content); }
+using Diagnostics::TextReading;
 
-    Testing::TemporaryFolder folder_;
-};
-
-TEST_F(InputFileTest, IsReadWithEveryByte) {
+TEST(InputFileTest, IsReadWithEveryByte) {
+    const Testing::TemporaryFolder folder;
     const std::string content("{\r\n}\0\xFF\n", 7);
-    EXPECT_EQ(ReadInputFile(Write(content)), content);
+    std::string text;
+    EXPECT_EQ(ReadInputFile(folder.Write("file", content), text), TextReading::kWhole);
+    EXPECT_EQ(text, content);
 }
 
-TEST_F(InputFileTest, MayBeEmpty) {
-    EXPECT_EQ(ReadInputFile(Write("")), "");
-}
-
-TEST_F(InputFileTest, IsNothingWhenItCannotBeRead) {
-    EXPECT_EQ(ReadInputFile((folder_.Path() / "none").string()), std::nullopt);
-    EXPECT_EQ(ReadInputFile(folder_.Path().string()), std::nullopt);
+TEST(InputFileTest, IsRefusedWhenItCannotBeRead) {
+    const Testing::TemporaryFolder folder;
+    std::string text;
+    EXPECT_EQ(ReadInputFile((folder.Path() / "none").string(), text), TextReading::kFailed);
+    EXPECT_EQ(ReadInputFile(folder.Path().string(), text), TextReading::kFailed);
 }
 
 }  // namespace

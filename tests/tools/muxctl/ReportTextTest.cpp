@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,18 @@ const ConfigurationReport kFine = {true, 1, 2, {}};
 const ConfigurationReport kOneWarning = {true, 2, 1, {{Finding::Level::kWarning, "Gateways[0].Port", "is 0"}}};
 const ConfigurationReport kUnusable = {
     false, 0, 0, {{Finding::Level::kError, "", "is no JSON"}, {Finding::Level::kWarning, "\"a\n\"", "is not known"}}};
+
+std::string ReportText(const ConfigurationReport& report, const std::string& file, const Style& style) {
+    std::ostringstream output;
+    WriteReport(report, file, style, output);
+    return output.str();
+}
+
+std::string ReportJson(const ConfigurationReport& report, const std::string& file) {
+    std::ostringstream output;
+    WriteJsonReport(report, file, output);
+    return output.str();
+}
 
 TEST(ReportTextTest, HasALineForEachFindingAndOneForTheWhole) {
     EXPECT_EQ(ReportText(kFine, "mux.json", kPlain), "mux.json: fine: 1 gateway, 2 locks");
