@@ -87,7 +87,8 @@ struct FaultRow {
 };
 
 FaultRow MutexRow(const std::string& call, int error, const std::string& text) {
-    return {Fault(call, 1, error), kGoesOn, {text + " Mutex: muxMessageQueueMutex", "Cannot initialize mutex in .ctor"}};
+    return {
+        Fault(call, 1, error), kGoesOn, {text + " Mutex: muxMessageQueueMutex", "Cannot initialize mutex in .ctor"}};
 }
 
 const std::vector<FaultRow> kWithoutGateways = {
@@ -140,7 +141,6 @@ FaultRow KeepAliveRow(int option, int error, const Texts& texts) {
     return row;
 }
 
-
 const std::vector<FaultRow> kOfAGateway = {
     {Fault(kGatewaySocket, 1, EMFILE),
      "status 1",
@@ -172,8 +172,9 @@ const std::vector<FaultRow> kOfAGateway = {
      {"Not a socket file descriptor on connectionSocket", "Try to reconnect VG", "Exit for critical errors."}},
     {Fault("send", 1, EPIPE),
      "status 1",
-     {"Socket send failed. Error:Broken pipe", "Gateway at 127.0.0.1:",
-      "Socket faulted. Send error. Error description: Broken pipe", "Try to reconnect VG", "Exit for critical errors."}},
+     {"Socket send failed. Error:Broken pipe",
+      "Gateway at 127.0.0.1:", "Socket faulted. Send error. Error description: Broken pipe", "Try to reconnect VG",
+      "Exit for critical errors."}},
 };
 
 void ExpectOfAGateway(const FaultRow& row) {
