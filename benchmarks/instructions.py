@@ -40,7 +40,7 @@ REQUEST_STEPS = {
     "take the gateway's answer": ("Brenk::VirtualGateway::ReadCycle()",),
     "deliver to the client": ("Mux::BrenkMux::DeliverAnswer(",),
 }
-LOG_LINES = ("Diagnostics::LogCall::operator+=(", "Diagnostics::NewRecord(")
+LOG_LINES = ("Diagnostics::LogCall::operator+=(", "Diagnostics::LogLine::LogLine(")
 
 
 class Calls:

@@ -1,21 +1,26 @@
 #include "diagnostics/CaughtException.h"
 
+#include <cstdio>
 #include <exception>
 #include <memory>
 
 namespace Diagnostics {
 
-std::string TakeCaughtException() {
+CaughtException::CaughtException() noexcept {
     try {
         throw;
     } catch (std::exception* thrown) {
         const std::unique_ptr<std::exception> exception(thrown);
-        return exception->what();
+        Keep(exception->what());
     } catch (const std::exception& exception) {
-        return exception.what();
+        Keep(exception.what());
     } catch (...) {
-        return "unknown exception";
+        Keep("unknown exception");
     }
+}
+
+void CaughtException::Keep(const char* text) {
+    static_cast<void>(std::snprintf(text_.data(), text_.size(), "%s", text));
 }
 
 }  // namespace Diagnostics

@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <csignal>
+#include <new>
 
 namespace Diagnostics {
 namespace {
@@ -34,8 +35,14 @@ LogCall::~LogCall() {
     pthread_setcancelstate(previousCancelState_, nullptr);
 }
 
-void LogCall::operator+=(const plog::Record& record) const {
-    *plog::get() += record;
+void LogCall::operator+=(const LogLine& line) const {
+    if (line.Record() == nullptr) {
+        return;
+    }
+    try {
+        *plog::get() += *line.Record();
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 bool LogCall::IsInProgressOnThisThread() {

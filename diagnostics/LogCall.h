@@ -1,10 +1,10 @@
 #pragma once
 
-#include <plog/Record.h>
+#include "diagnostics/LogLine.h"
 
 namespace Diagnostics {
 
-// Hands one finished record to logger 0.
+// Hands one finished line to logger 0.
 //
 // Thread cancellation is held off meanwhile: the appenders write to files, which are cancellation points, and a
 // destructor that logs must not be unwound. A signal that would log on a thread which is inside the logger, and so
@@ -18,8 +18,8 @@ class LogCall {
     LogCall(const LogCall&) = delete;
     LogCall& operator=(const LogCall&) = delete;
 
-    // Writes the record to every appender of logger 0, which must exist.
-    void operator+=(const plog::Record& record) const;
+    // Writes the line to every appender of logger 0, which must exist. One for which there is no memory is left out.
+    void operator+=(const LogLine& line) const;
 
     // Whether the calling thread is inside the logger. Async-signal-safe.
     static bool IsInProgressOnThisThread();

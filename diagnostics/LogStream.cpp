@@ -5,8 +5,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <exception>
+#include <new>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "diagnostics/LogCall.h"
@@ -81,16 +82,21 @@ bool LogStream::MayQueue() {
 }
 
 void LogStream::Queue(std::string line) {
-    bytesQueued_ += line.size();
+    queue_.push_back(std::move(line));
+    bytesQueued_ += queue_.back().size();
     mostBytesQueued_ = std::max(mostBytesQueued_, bytesQueued_);
     ++linesQueued_;
-    queue_.push_back(std::move(line));
 }
 
+// Without memory for the notice the lines stay missing until there is some.
 void LogStream::QueueNotice() {
-    if (missing_ > 0) {
+    if (missing_ == 0) {
+        return;
+    }
+    try {
         Queue(notice_(missing_));
         missing_ = 0;
+    } catch (const std::bad_alloc&) {
     }
 }
 
@@ -163,7 +169,7 @@ void LogStream::StartWriter() {
     pthread_sigmask(SIG_BLOCK, &blocked, &previous);
     try {
         writer_ = std::thread([this] { RunWriter(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         PassOn();
     }
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);

@@ -1,7 +1,7 @@
 #pragma once
 
 // The only door to rapidjson: every file that uses it includes this header first, so that all of the program
-// agrees on its two settings.
+// agrees on its settings.
 
 #include "diagnostics/FailedAssertion.h"
 
@@ -13,6 +13,9 @@
 // The iterative parser accepts the same grammar without recursion, so a text of nothing but opening brackets
 // cannot overflow a thread's stack.
 #define RAPIDJSON_PARSE_DEFAULT_FLAGS kParseIterativeFlag
+
+// Before everything that takes memory.
+#include "diagnostics/JsonHeap.h"
 
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>

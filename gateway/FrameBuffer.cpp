@@ -46,7 +46,9 @@ void FrameBuffer::DropWhatCannotMatter() {
 
 void FrameBuffer::StickTo(std::vector<unsigned char>::const_iterator begin,
                           std::vector<unsigned char>::const_iterator end) {
-    bytes_ = std::vector<unsigned char>(begin, end);
+    bytes_.erase(end, bytes_.cend());
+    bytes_.erase(bytes_.cbegin(), begin);
+    bytes_.shrink_to_fit();
     isStuck_ = true;
 }
 

@@ -190,12 +190,14 @@ class VirtualGateway {
     bool MayTake(const RequestPointer& request) const;
     bool TakeNextRequest(RequestPointer& request);
     void SendRequest(const RequestPointer& request);
+    void WriteRequest(MessageRequestInfo& request);
     bool WriteToSocket(std::vector<unsigned char>& bytes);
 
     // Receiving.
     void ReadLoop();
     void ReadCycle();
     bool ReceiveBytes();
+    void BufferReceived();
     void ManageReceivedFrames();
     void ReconnectAfterPendingError();
     void ManageEvent(const Messages::BrenkMessage& frame);
@@ -244,7 +246,9 @@ class VirtualGateway {
     Threading::Synchronized<SocketPointer> socket_;
     Threading::Synchronized<SocketPointer> sendingSocket_;    // in use by the send thread
     Threading::Synchronized<SocketPointer> receivingSocket_;  // in use by the read thread
-    FrameBuffer receiveBuffer_;                               // read thread only
+    // Read thread only: what was received, and what of it is not in the buffer yet.
+    FrameBuffer receiveBuffer_;
+    std::vector<unsigned char> received_;
 
     Threading::StopSignal stop_;
     std::unique_ptr<Threading::Thread> readThread_;

@@ -71,7 +71,7 @@ LETS_CANCELLATION_PASS bool VirtualGateway::Disconnect() {
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        MUX_LOG(plog::error) << "Cannot disconnect from the gateway: " << Diagnostics::TakeCaughtException();
+        MUX_LOG(plog::error) << "Cannot disconnect from the gateway: " << Diagnostics::CaughtException().Text();
         return false;
     }
 }

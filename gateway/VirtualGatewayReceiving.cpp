@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <iomanip>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -89,7 +90,7 @@ LETS_CANCELLATION_PASS void VirtualGateway::ReadLoop() {
             throw;
         } catch (...) {
             MUX_LOG(plog::error) << "Exception in the read loop of virtual gateway with ID " << ID() << ": "
-                                 << Diagnostics::TakeCaughtException();
+                                 << Diagnostics::CaughtException().Text();
         }
     }
 }
@@ -122,12 +123,20 @@ bool VirtualGateway::ReceiveBytes() {
     if (socket == nullptr) {
         return false;
     }
-    std::vector<unsigned char> bytes;
+    BufferReceived();
     receivingSocket_.With([&](SocketPointer& current) { current = socket; });
-    const bool received = socket->Receive(bytes);
+    const bool received = socket->Receive(received_);
     receivingSocket_.With([](SocketPointer& current) { current.reset(); });
-    AppendReceived(bytes);
+    BufferReceived();
     return received;
+}
+
+// What there is no memory for stays until the next time: without it the rest of the stream would be cut wrongly.
+void VirtualGateway::BufferReceived() {
+    if (!received_.empty()) {
+        AppendReceived(received_);
+        std::vector<unsigned char>().swap(received_);
+    }
 }
 
 void VirtualGateway::AppendReceived(const std::vector<unsigned char>& bytes) {
@@ -206,9 +215,9 @@ LETS_CANCELLATION_PASS void VirtualGateway::ManageBrenkGatewayResponse(Messages:
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        const std::string reason = Diagnostics::TakeCaughtException();
+        const Diagnostics::CaughtException caught;
         MUX_LOG(plog::error) << "Exception in Brenk Response message loop. Manually releasing mutexes.";
-        MUX_LOG(plog::debug) << "The exception was: " << reason;
+        MUX_LOG(plog::debug) << "The exception was: " << caught.Text();
         ReleaseAfterException(guard, frame);
     }
 }
@@ -286,7 +295,13 @@ void VirtualGateway::ManageAnswer(Messages::BrenkMessage& frame, std::time_t rec
         return;
     }
     LogTimings(*request, receiveTime);
-    PassAnswerOn(frame, *request);
+    try {
+        PassAnswerOn(frame, *request);
+    } catch (const std::bad_alloc&) {
+        // It has had its answer. That to another request with this reference ID would be taken for its own.
+        waitingMessages_.With([referenceID](auto& waiting) { waiting.erase(referenceID); });
+        throw;
+    }
 
     MUX_LOG(plog::verbose) << "Clear memory for the request.";
     // Its destructor logs, so it is freed here and not while the map is held; the key stays until the line below.

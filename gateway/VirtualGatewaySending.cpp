@@ -3,6 +3,7 @@
 #include <cxxabi.h>
 
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
@@ -54,14 +55,16 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
                              << static_cast<char>(message->ReferenceID());
         return;
     }
-    auto request = std::make_shared<MessageRequestInfo>();
-    request->id = std::move(id);
-    request->referenceID = message->ReferenceID();
-    request->message = std::move(message);
-    request->context = context;
-    request->enqueueTime = std::time(nullptr);
+    // All that needs memory comes before the message is taken.
+    std::list<RequestPointer> built = {std::make_shared<MessageRequestInfo>()};
+    MessageRequestInfo& request = *built.front();
+    request.id = std::move(id);
+    request.referenceID = message->ReferenceID();
+    request.message = std::move(message);
+    request.context = context;
+    request.enqueueTime = std::time(nullptr);
     MUX_LOG(plog::verbose) << "RequestInfo built.";
-    messagesQueue_.With([&](std::list<RequestPointer>& queue) { queue.push_back(std::move(request)); });
+    messagesQueue_.With([&](std::list<RequestPointer>& queue) { queue.splice(queue.end(), built); });
     MUX_LOG(plog::verbose) << "RequestInfo pushed to messagesQueue.";
 }
 
@@ -119,7 +122,7 @@ LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
             throw;
         } catch (...) {
             MUX_LOG(plog::error) << "Exception in the send loop of virtual gateway with ID " << ID() << ": "
-                                 << Diagnostics::TakeCaughtException();
+                                 << Diagnostics::CaughtException().Text();
         }
     }
 }
@@ -174,25 +177,37 @@ void VirtualGateway::SendRequest(const RequestPointer& request) {
     request->sendTime = now;
     const BuilderPointer builder = Builder();
     const Messages::SendTicket ticket = builder == nullptr ? Messages::SendTicket(0) : builder->BeginSend();
-    waitingMessages_.With([&](auto& waiting) { waiting.emplace(request->referenceID, request); });
-
-    const Messages::BrenkMessage& message = *request->message;
-    const std::unique_ptr<std::vector<unsigned char>> bytes(request->message->Serialize());
-    if (!request->IsSequenceRefresh()) {
-        MUX_LOG(plog::info) << "Sending binary serialized message with ID " << request->id << ", code "
-                            << static_cast<char>(message.PayloadType()) << " to address " << message.DeviceAddress();
-    }
-    MUX_LOG(plog::verbose) << "Message binary data: " << Diagnostics::BytesToHex(*bytes);
-    MUX_LOG(plog::verbose) << "Sending binary serialized message with ID " << request->id << " to gateway socket send.";
-    if (WriteToSocket(*bytes)) {
-        MUX_LOG(plog::verbose) << "Binary serialized message with ID " << request->id << " and ReferenceID "
-                               << static_cast<char>(request->referenceID) << " sent using gateway socket send.";
-    } else {
-        MUX_LOG(plog::error) << "Error sending enqueued message " << request->id
-                             << " to current Virtual Gateway. Message removed from queue";
+    const bool isWaiting =
+        waitingMessages_.With([&](auto& waiting) { return waiting.emplace(request->referenceID, request).second; });
+    try {
+        WriteRequest(*request);
+    } catch (const std::bad_alloc&) {
+        // It has not been sent. The answer to another request with this reference ID would be taken for its own.
+        if (isWaiting) {
+            waitingMessages_.With([&](auto& waiting) { waiting.erase(request->referenceID); });
+        }
+        throw;
     }
     if (builder != nullptr) {
         builder->AdvanceAfterSend(ticket);
+    }
+}
+
+void VirtualGateway::WriteRequest(MessageRequestInfo& request) {
+    const Messages::BrenkMessage& message = *request.message;
+    const std::unique_ptr<std::vector<unsigned char>> bytes(request.message->Serialize());
+    if (!request.IsSequenceRefresh()) {
+        MUX_LOG(plog::info) << "Sending binary serialized message with ID " << request.id << ", code "
+                            << static_cast<char>(message.PayloadType()) << " to address " << message.DeviceAddress();
+    }
+    MUX_LOG(plog::verbose) << "Message binary data: " << Diagnostics::BytesToHex(*bytes);
+    MUX_LOG(plog::verbose) << "Sending binary serialized message with ID " << request.id << " to gateway socket send.";
+    if (WriteToSocket(*bytes)) {
+        MUX_LOG(plog::verbose) << "Binary serialized message with ID " << request.id << " and ReferenceID "
+                               << static_cast<char>(request.referenceID) << " sent using gateway socket send.";
+    } else {
+        MUX_LOG(plog::error) << "Error sending enqueued message " << request.id
+                             << " to current Virtual Gateway. Message removed from queue";
     }
 }
 

@@ -5,6 +5,7 @@
 #include <cxxabi.h>
 
 #include <chrono>
+#include <new>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
@@ -24,6 +25,8 @@ constexpr std::chrono::milliseconds kPassPeriod{1};
 constexpr std::chrono::milliseconds kPauseAfterNullRecord{10};
 constexpr int kDeliveryTimeout = 5;
 constexpr int kMaximumSendAttempts = 15;
+constexpr const char* kAnswerNotSent = "Cannot send message to socket with FD ";
+constexpr const char* kEventNotSent = "Cannot send event to socket with FD ";
 constexpr std::size_t kFewClients = 8;
 
 }  // namespace
@@ -33,7 +36,8 @@ BrenkMux::BrenkMux() : BrenkMux(ServerSocket::kDefaultPort) {}
 BrenkMux::BrenkMux(int port)
     : port_(port),
       gateways_(std::make_shared<const GatewayCollections>()),
-      allocator_(kAllocatorChunkBytes),
+      allocatorChunk_(std::make_unique<unsigned char[]>(kAllocatorChunkBytes)),
+      allocator_(allocatorChunk_.get(), kAllocatorChunkBytes, kAllocatorChunkBytes),
       muxMessageQueueMutex_("muxMessageQueueMutex", true, true),
       clientMessageQueueMutex_("clientMessageQueueMutex", true, true),
       pendingMessagesListMutex_("pendingMessagesListMutex", true, true) {
@@ -98,7 +102,7 @@ void BrenkMux::Wait() {
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        MUX_LOG(plog::error) << Diagnostics::TakeCaughtException();
+        MUX_LOG(plog::error) << Diagnostics::CaughtException().Text();
     }
 }
 
@@ -147,7 +151,7 @@ void BrenkMux::RunMainThread() {
         } catch (abi::__forced_unwind&) {
             throw;
         } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the main loop: " << Diagnostics::TakeCaughtException();
+            MUX_LOG(plog::error) << "Exception in the main loop: " << Diagnostics::CaughtException().Text();
         }
         Threading::SleepFor(kPassPeriod);
     }
@@ -201,7 +205,7 @@ void BrenkMux::RunGatewaysThread() {
         } catch (abi::__forced_unwind&) {
             throw;
         } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the gateways loop: " << Diagnostics::TakeCaughtException();
+            MUX_LOG(plog::error) << "Exception in the gateways loop: " << Diagnostics::CaughtException().Text();
         }
         Threading::SleepFor(kPassPeriod);
     }
@@ -229,7 +233,17 @@ bool BrenkMux::SendMessageToClientIfAvailable() {
         Threading::SleepFor(kPauseAfterNullRecord);
         return false;
     }
-    return head->isEvent ? DeliverEvent(*head) : DeliverAnswer(*head);
+    return DeliverHead(*head);
+}
+
+// What fails for want of memory costs the record an attempt, so that it does not hold up those behind it for ever.
+bool BrenkMux::DeliverHead(MuxRequestRecord& record) {
+    try {
+        return record.isEvent ? DeliverEvent(record) : DeliverAnswer(record);
+    } catch (const std::bad_alloc&) {
+        CountFailedDelivery(record, record.isEvent ? kEventNotSent : kAnswerNotSent);
+        throw;
+    }
 }
 
 void BrenkMux::DropAnswerHead() {
@@ -255,7 +269,7 @@ bool BrenkMux::DeliverAnswer(MuxRequestRecord& record) {
     MUX_LOG(plog::info) << "Sending message answer with ID " << id << " to socket with FD " << record.socketFD;
     MUX_LOG(plog::verbose) << "Message payload: " << std::string(bytes->begin(), bytes->end());
     if (!SendToClient(record, *bytes)) {
-        CountFailedDelivery(record, "Cannot send message to socket with FD ");
+        CountFailedDelivery(record, kAnswerNotSent);
         return false;
     }
     DropAnswerHead();
@@ -276,7 +290,7 @@ bool BrenkMux::DeliverEvent(MuxRequestRecord& record) {
     }
     MUX_LOG(plog::debug) << "Sending event to socket with FD " << record.socketFD;
     if (!SendToClient(record, *bytes)) {
-        CountFailedDelivery(record, "Cannot send event to socket with FD ");
+        CountFailedDelivery(record, kEventNotSent);
         return false;
     }
     DropAnswerHead();
@@ -285,6 +299,8 @@ bool BrenkMux::DeliverEvent(MuxRequestRecord& record) {
 }
 
 std::unique_ptr<std::vector<unsigned char>> BrenkMux::BytesOf(MuxMessage& message) {
+    // Something is left there when memory ran out.
+    allocator_.Clear();
     auto bytes = MuxMessageBuilder().MessageToBytes(message, allocator_);
     allocator_.Clear();
     return bytes;

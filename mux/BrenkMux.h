@@ -144,6 +144,7 @@ class BrenkMux {
     void DropAnswerHead();
     bool DeliverAnswer(MuxRequestRecord& record);
     bool DeliverEvent(MuxRequestRecord& record);
+    bool DeliverHead(MuxRequestRecord& record);
     std::unique_ptr<std::vector<unsigned char>> BytesOf(MuxMessage& message);
     bool SendToClient(const MuxRequestRecord& record, const std::vector<unsigned char>& bytes);
     void CountFailedDelivery(MuxRequestRecord& record, const char* text);
@@ -184,6 +185,8 @@ class BrenkMux {
     Threading::Synchronized<PendingList> pendingList_;
 
     // The memory in which the main thread builds the JSON of the answer that it sends; emptied after each.
+    // The first chunk stays, so that an answer of the usual size needs none of the memory that others may have used up.
+    std::unique_ptr<unsigned char[]> allocatorChunk_;
     rapidjson::MemoryPoolAllocator<> allocator_;
 
     std::atomic<bool> running_{false};

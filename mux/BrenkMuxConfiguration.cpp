@@ -187,8 +187,8 @@ std::shared_ptr<VirtualGateway> BrenkMux::CreateVirtualGateway(const GatewayConf
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        const std::string reason = Diagnostics::TakeCaughtException();
-        MUX_LOG(plog::error) << "Cannot create gateway with ID " << gateway.id << ". " << reason;
+        const Diagnostics::CaughtException caught;
+        MUX_LOG(plog::error) << "Cannot create gateway with ID " << gateway.id << ". " << caught.Text();
         return nullptr;
     }
 }

@@ -123,11 +123,11 @@ void BrenkMux::PopNextMessage() {
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        const std::string reason = Diagnostics::TakeCaughtException();
+        const Diagnostics::CaughtException caught;
         MUX_LOG(plog::error) << "Exception throw in pop next message flow.";
         MUX_LOG(plog::verbose) << "Explicit release of mutex guards.";
         clientGuard.Release();
-        MUX_LOG(plog::debug) << "The exception was: " << reason;
+        MUX_LOG(plog::debug) << "The exception was: " << caught.Text();
     }
 }
 
@@ -164,10 +164,10 @@ void BrenkMux::AnswerWithNack(RecordPointer record) {
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        const std::string reason = Diagnostics::TakeCaughtException();
+        const Diagnostics::CaughtException caught;
         MUX_LOG(plog::error) << "Exception thrown in enqueuing messages.";
         MUX_LOG(plog::verbose) << "Explicit release of mutex guards.";
-        MUX_LOG(plog::debug) << "The exception was: " << reason;
+        MUX_LOG(plog::debug) << "The exception was: " << caught.Text();
     }
 }
 

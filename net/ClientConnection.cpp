@@ -51,7 +51,7 @@ void SetOptions(int descriptor) {
 }  // namespace
 
 ClientConnection::ClientConnection(int descriptor, std::uint64_t serial, OutputBudget& budget)
-    : socket_(descriptor), serial_(serial), output_(descriptor, budget), userTimeout_(kUserTimeout) {
+    : serial_(serial), output_(descriptor, budget), userTimeout_(kUserTimeout), socket_(descriptor) {
     SetOptions(descriptor);
 }
 

@@ -30,9 +30,9 @@ enum class DrainResult {
 // beside Drain; Drain and LookAtWindow belong to the receive thread.
 class ClientConnection {
   public:
-    // Takes over the descriptor and sets the options of a client connection: answers leave at once, and a client that
-    // vanished is noticed by TCP after 110 s, whether or not something was under way to it. The budget must outlive
-    // it.
+    // Takes over the descriptor, unless it throws for want of memory, and sets the options of a client connection:
+    // answers leave at once, and a client that vanished is noticed by TCP after 110 s, whether or not something was
+    // under way to it. The budget must outlive it.
     ClientConnection(int descriptor, std::uint64_t serial, OutputBudget& budget);
 
     ClientIdentity Identity() const;
@@ -62,13 +62,14 @@ class ClientConnection {
     bool HasMore() const;
     void SetUserTimeout(int timeout);
 
-    OpenSocket socket_;
     const std::uint64_t serial_;
     PacketCutter cutter_;
     ClientOutput output_;
     // The receive thread's own.
     int userTimeout_;
     bool isOutstanding_ = false;
+    // The last: as long as memory may lack for another, the descriptor is the caller's.
+    OpenSocket socket_;
 };
 
 using ClientPointer = std::shared_ptr<ClientConnection>;

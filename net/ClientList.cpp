@@ -5,8 +5,10 @@
 namespace Brenk::Net {
 
 void ClientList::Add(const ClientPointer& client) {
-    clients_.push_back(client);
-    byDescriptor_.insert_or_assign(client->Descriptor(), std::prev(clients_.cend()));
+    // All or nothing, also when memory runs out.
+    Clients added = {client};
+    byDescriptor_.insert_or_assign(client->Descriptor(), added.cbegin());
+    clients_.splice(clients_.cend(), added);
     ++version_;
 }
 

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -136,6 +137,13 @@ bool ConnectTo(int descriptor, const addrinfo& address, milliseconds timeout) {
     return errno == EINTR && AwaitInterruptedConnect(descriptor, timeout);
 }
 
+// Before anything is taken from the stream: what there is no memory for stays with the kernel.
+void MakeRoom(std::vector<unsigned char>& bytes, std::size_t count) {
+    if (bytes.capacity() - bytes.size() < count) {
+        bytes.reserve(std::max(bytes.size() + count, 2 * bytes.capacity()));
+    }
+}
+
 template <typename Call>
 ssize_t RepeatWhenInterrupted(Call call) {
     ssize_t result = call();
@@ -192,7 +200,7 @@ ClientSocket::SocketPointer ClientSocket::OpenConnection(const addrinfo& address
         return nullptr;
     }
     descriptor = MoveAboveClients(descriptor);
-    auto opened = std::make_shared<OpenSocket>(descriptor);
+    auto opened = OpenSocket::Share(descriptor);
     MUX_LOG(plog::debug) << "Socket created.";
 
     SetTimeouts(descriptor);
@@ -290,6 +298,7 @@ bool ClientSocket::Receive(std::vector<unsigned char>& received) {
 bool ClientSocket::ReadFrame(const OpenSocket& socket, std::vector<unsigned char>& received) {
     std::array<unsigned char, kChunkBytes> chunk{};
     for (;;) {
+        MakeRoom(received, chunk.size());
         const ssize_t count =
             RepeatWhenInterrupted([&] { return recv(socket.Descriptor(), chunk.data(), chunk.size(), 0); });
         if (count == 0) {

@@ -4,6 +4,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <new>
+
 namespace Brenk::Net {
 
 OpenSocket::OpenSocket(int descriptor) : descriptor_(descriptor) {}
@@ -14,6 +16,15 @@ OpenSocket::~OpenSocket() {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previousCancelState);
     close(descriptor_);
     pthread_setcancelstate(previousCancelState, nullptr);
+}
+
+std::shared_ptr<OpenSocket> OpenSocket::Share(int descriptor) {
+    try {
+        return std::make_shared<OpenSocket>(descriptor);
+    } catch (const std::bad_alloc&) {
+        close(descriptor);
+        throw;
+    }
 }
 
 int OpenSocket::Descriptor() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 namespace Brenk::Net {
 
@@ -19,6 +20,9 @@ class OpenSocket {
 
     OpenSocket(const OpenSocket&) = delete;
     OpenSocket& operator=(const OpenSocket&) = delete;
+
+    // A new one that is shared; the descriptor is closed also when there is no memory for it.
+    static std::shared_ptr<OpenSocket> Share(int descriptor);
 
     int Descriptor() const;
 

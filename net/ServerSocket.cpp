@@ -100,7 +100,7 @@ bool ServerSocket::InitSocket() {
     if (descriptor == -1) {
         return FailToInit("Error init server socket. ", errno);
     }
-    auto listener = std::make_shared<OpenSocket>(descriptor);
+    auto listener = OpenSocket::Share(descriptor);
     const int enabled = 1;
     setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
     setsockopt(descriptor, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled);
@@ -179,7 +179,7 @@ LETS_CANCELLATION_PASS void ServerSocket::AcceptLoop() {
         } catch (abi::__forced_unwind&) {
             throw;
         } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the accept loop: " << Diagnostics::TakeCaughtException();
+            MUX_LOG(plog::error) << "Exception in the accept loop: " << Diagnostics::CaughtException().Text();
             PauseAfterException();
         }
     }

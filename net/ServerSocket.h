@@ -126,6 +126,7 @@ class ServerSocket {
     bool HasInput() const;
     void LookAtWindows();
     void DrainReadyClients();
+    bool TakeFrom(const ClientPointer& client);
     bool DrainClient(ClientConnection& client);  // false when the client is to be closed
     void CloseResetClients(const std::vector<ClientPointer>& resetClients);
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
@@ -48,7 +49,7 @@ LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
         } catch (abi::__forced_unwind&) {
             throw;
         } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::TakeCaughtException();
+            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::CaughtException().Text();
             PauseAfterException();
         }
     }
@@ -205,11 +206,24 @@ void ServerSocket::DrainReadyClients() {
         const ClientPointer& client = passClients_.at(index);
         // One that was closed by a failed send while this thread waited is no client any more.
         const bool hasInput = (passEvents_.at(index).revents & ~POLLOUT) != 0;
-        if (hasInput && !client->IsShutDown() && !DrainClient(*client)) {
+        if (hasInput && !client->IsShutDown() && !TakeFrom(client)) {
             resetClients.push_back(client);
         }
     }
     CloseResetClients(resetClients);
+}
+
+// What could not be kept for want of memory is missing in the client's stream, and nobody can tell where its next
+// packet begins: it is closed at once, and the others go on.
+bool ServerSocket::TakeFrom(const ClientPointer& client) {
+    try {
+        return DrainClient(*client);
+    } catch (const std::bad_alloc&) {
+        CloseConnection(client, ListLock::kAlreadyTaken);
+        MUX_LOG(plog::warning) << "There is no memory for what was received on socket " << client->Descriptor()
+                               << ". It is closed.";
+        return true;
+    }
 }
 
 bool ServerSocket::DrainClient(ClientConnection& client) {

@@ -1,5 +1,7 @@
 #include "mux/messages/MuxMessageBuilder.h"
 
+#include <array>
+#include <cstddef>
 #include <ctime>
 #include <utility>
 
@@ -9,6 +11,8 @@ namespace Mux {
 namespace {
 
 using Diagnostics::FindMember;
+
+constexpr std::size_t kParsedBytes = 4096;
 
 std::int32_t LowBits(std::int64_t seconds) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds));
@@ -44,7 +48,10 @@ std::unique_ptr<std::vector<unsigned char>> BytesOf(const std::string& text) {
 }  // namespace
 
 std::unique_ptr<MuxMessage> MuxMessageBuilder::ParseMessage(const std::string& text) {
-    rapidjson::Document root;
+    // A request of the usual size needs no more.
+    alignas(std::max_align_t) std::array<char, kParsedBytes> buffer;
+    rapidjson::MemoryPoolAllocator<> pool(buffer.data(), buffer.size());
+    rapidjson::Document root(&pool);
     if (!Diagnostics::ParseJson(text, root)) {
         return nullptr;
     }

@@ -13,9 +13,13 @@ std::atomic<std::size_t> timedLocks{0};
 std::atomic<std::size_t> socketWaits{0};
 thread_local std::size_t ownAllocations = 0;
 
-void CountAllocation() {
+// The number of the own allocation that is to fail.
+thread_local std::size_t failing = 0;
+
+// False for an allocation that is to fail.
+bool CountAllocation() {
     ++allocations;
-    ++ownAllocations;
+    return ++ownAllocations != failing;
 }
 
 }  // namespace
@@ -30,23 +34,19 @@ void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 void* malloc(std::size_t size) noexcept {
-    CountAllocation();
-    return __libc_malloc(size);
+    return CountAllocation() ? __libc_malloc(size) : nullptr;
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-    CountAllocation();
-    return __libc_calloc(count, size);
+    return CountAllocation() ? __libc_calloc(count, size) : nullptr;
 }
 
 void* realloc(void* memory, std::size_t size) noexcept {
-    CountAllocation();
-    return __libc_realloc(memory, size);
+    return CountAllocation() ? __libc_realloc(memory, size) : nullptr;
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-    CountAllocation();
-    return __libc_memalign(alignment, size);
+    return CountAllocation() ? __libc_memalign(alignment, size) : nullptr;
 }
 
 int __real_pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* deadline);
@@ -65,6 +65,18 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
 // NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, cert-dcl37-c, cert-dcl51-cpp)
 
 namespace Testing {
+
+FailingAllocation::FailingAllocation(std::size_t behind) {
+    failing = ownAllocations + behind + 1;
+}
+
+FailingAllocation::~FailingAllocation() {
+    failing = 0;
+}
+
+bool FailingAllocation::HasFailed() const {
+    return ownAllocations >= failing;
+}
 
 std::size_t OwnAllocations() {
     return ownAllocations;

@@ -23,7 +23,7 @@ std::string TextOfThrown(Exception&& exception) {
     try {
         throw std::forward<Exception>(exception);
     } catch (...) {
-        return TakeCaughtException();
+        return CaughtException().Text();
     }
 }
 
@@ -34,6 +34,11 @@ TEST(CaughtException, AnExceptionThrownAsAPointerGivesItsTextAndIsFreed) {
 
 TEST(CaughtException, AnExceptionThrownByValueGivesItsText) {
     EXPECT_EQ(TextOfThrown(std::out_of_range("too far")), "too far");
+}
+
+TEST(CaughtException, ALongTextIsCut) {
+    EXPECT_EQ(TextOfThrown(std::out_of_range(std::string(255, 'x'))), std::string(255, 'x'));
+    EXPECT_EQ(TextOfThrown(std::out_of_range(std::string(1000, 'x'))), std::string(255, 'x'));
 }
 
 TEST(CaughtException, AnythingElseIsAnUnknownException) {

@@ -70,12 +70,12 @@ TEST(LogCall, HoldsCancellationOffAndLeavesItAsItWas) {
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
 }
 
-TEST(LogCall, HandsARecordToLogger0AsItStands) {
+TEST(LogCall, HandsALineToLogger0AsItStands) {
     const Testing::CapturedLog log;
-    plog::Record record(plog::warning, "void Function()", 7, "", nullptr, 0);
-    record << "a text";
-    LogCall() += record;
-    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::warning, "a text")));
+    LogLine line(plog::warning, "void Function()", 7);
+    line << "a text";
+    LogCall() += line;
+    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::warning, "void Function() a text")));
 }
 
 class TellingAppender : public plog::IAppender {
@@ -90,7 +90,7 @@ TEST(LogCall, IsInProgressWhenEveryAppenderWrites) {
         TellingAppender first;
         TellingAppender second;
         plog::init(plog::info, &first).addAppender(&second);
-        LogCall() += plog::Record(plog::info, "", 0, "", nullptr, 0);
+        LogCall() += LogLine(plog::info, "", 0);
         std::fflush(stdout);
     });
     EXPECT_EQ(result.exitStatus, Testing::kBodyReturned);

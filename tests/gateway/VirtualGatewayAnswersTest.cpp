@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "messages/NullObjectException.h"
@@ -418,6 +419,35 @@ TEST_F(AnswersTest, AnExceptionThrownAsAPointerInTheCallbackIsFreedAndTheRequest
     EXPECT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
     EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
     EXPECT_EQ(log_.Count(plog::verbose, kEndedText), 1);
+}
+
+// It has had its answer: another request with this reference ID must not be taken for it.
+TEST_F(AnswersTest, ARequestWhoseAnswerThereWasNoMemoryForIsNoLongerWaiting) {
+    owner_.onResponse = [](const ReceivedResponse&) { throw std::bad_alloc(); };
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    const Bytes frame = SendStatusRequest("request-1");
+    connection_.Send(ResultFrame(ReferenceIDOf(frame), 0));
+    ASSERT_TRUE(log_.WaitFor(plog::error, "Exception in Brenk Response message loop. Manually releasing mutexes."));
+    connection_.Send(ResultFrame(ReferenceIDOf(frame), 0));
+    EXPECT_TRUE(log_.WaitFor(plog::warning, kOrphanText));
+    EXPECT_EQ(owner_.Responses().size(), 1U);
+}
+
+// A payload for whose bytes there is no memory.
+class PayloadWithoutMemory : public Brenk::Messages::BrenkMessagePayload {
+  public:
+    std::vector<unsigned char>* Serialize() override { throw std::bad_alloc(); }
+};
+
+TEST_F(AnswersTest, ARequestThatThereWasNoMemoryToSendIsNotWaiting) {
+    ASSERT_NO_FATAL_FAILURE(BeReady());
+    std::unique_ptr<BrenkMessage> message(AnswerWithoutPayload(15, builder_->ReferenceID()));
+    message->AttachPayload(std::make_unique<PayloadWithoutMemory>());
+    gateway_->EnqueueMessage("request-1", message.release(), Context(1));
+    ASSERT_TRUE(log_.WaitFor(plog::error, "Exception in the send loop of virtual gateway with ID 12: std::bad_alloc"));
+    connection_.Send(ResultFrame(builder_->ReferenceID(), 0));
+    EXPECT_TRUE(log_.WaitFor(plog::warning, kOrphanText));
+    EXPECT_TRUE(owner_.Responses().empty());
 }
 
 }  // namespace

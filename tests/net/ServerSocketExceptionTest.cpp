@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "diagnostics/Log.h"
 #include "tests/mux/LogHook.h"
 #include "tests/net/SocketCalls.h"
 #include "tests/net/TestServer.h"
@@ -63,11 +64,11 @@ TEST_F(ServerSocketExceptionTest, InTheAcceptLoopIsLoggedAndTheLoopGoesOnAfterAS
 TEST_F(ServerSocketExceptionTest, BeforeAnAcceptedClientExistsClosesItsConnection) {
     StartAll();
     {
-        const LogHook fault("Accepted connection with FD ", [] { throw std::bad_alloc(); });
+        const LogHook fault("Accepted connection with FD ", [] { throw std::runtime_error("no luck"); });
         LoopbackSocket unlucky = LoopbackSocket::ConnectedTo(port_.Number());
         EXPECT_TRUE(unlucky.WaitForEnd());
     }
-    EXPECT_TRUE(log_.WaitFor(plog::error, std::string(kInAcceptLoop) + "std::bad_alloc"));
+    EXPECT_TRUE(log_.WaitFor(plog::error, std::string(kInAcceptLoop) + "no luck"));
     EXPECT_EQ(Count("accepted"), 0);
     ExpectService();
 }
@@ -98,6 +99,34 @@ TEST_F(ServerSocketExceptionTest, ThatTheOwnerThrowsAtAPacketLeavesTheClientConn
     client.Send(PacketWith("second"));
     EXPECT_TRUE(log_.WaitFor(plog::error, std::string(kInReceiveLoop) + "second"));
     EXPECT_THAT(server_->ConnectedDescriptors(), ElementsAre(NewestDescriptor()));
+    server_.reset();
+}
+
+// The others wait neither for it nor for a pause.
+TEST_F(ServerSocketExceptionTest, ForWantOfMemoryForAPacketClosesItsClientAlone) {
+    server_->SetDataReceivedCallback([](int descriptor, Bytes* packet, void*) {
+        const std::unique_ptr<Bytes> owned(packet);
+        if (owned->size() > 8) {
+            throw std::bad_alloc();
+        }
+        MUX_LOG(plog::info) << "served " << descriptor;
+    });
+    StartAll();
+    LoopbackSocket other = ConnectClient();
+    const std::string served = "served " + std::to_string(NewestDescriptor());
+    LoopbackSocket unlucky = ConnectClient();
+    const std::string closed =
+        "There is no memory for what was received on socket " + std::to_string(NewestDescriptor()) + ". It is closed.";
+    unlucky.Send(PacketWith("a long one"));
+    EXPECT_TRUE(unlucky.WaitForEnd());
+    EXPECT_TRUE(log_.WaitFor(plog::warning, closed));
+    const auto begin = Clock::now();
+    other.Send(PacketWith("{}"));
+    EXPECT_TRUE(log_.WaitFor(plog::info, served));
+    EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(900));
+    EXPECT_EQ(server_->ConnectedDescriptors().size(), 1U);
+    EXPECT_EQ(Count("deleted"), 1);
+    EXPECT_FALSE(log_.Holds(plog::error, kInReceiveLoop)) << log_.Text();
     server_.reset();
 }
 

@@ -5,7 +5,8 @@
 //   CALL/PROPERTY:NUMBER:EFFECT   of the NUMBER-th one with this property: see the calls below
 //
 // An EFFECT is an error number with which the call fails; "pause=MILLISECONDS", after which the call is made; or
-// "memory": the call is made, and the next allocation of its thread fails.
+// "memory": the call is made, and the next allocation of its thread fails. Those of log lines do not count: a line is
+// only left out.
 
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -38,6 +39,8 @@ struct Fault {
 };
 
 thread_local bool nextAllocationFails = false;
+// What a log line allocates first and frees last, which is the only thing that asks for memory in this way.
+thread_local void* logRecord = nullptr;
 thread_local bool hasJustReceived = false;
 
 void Add(std::deque<Fault>& faults, const std::string& text) {
@@ -118,20 +121,30 @@ int CallOrReturn(const char* name, int property, Parameters... arguments) {
 }  // namespace
 
 void* operator new(std::size_t size) {
-    void* const memory = nextAllocationFails ? nullptr : std::malloc(size);
-    nextAllocationFails = false;
+    const bool fails = nextAllocationFails && logRecord == nullptr;
+    nextAllocationFails = nextAllocationFails && !fails;
+    void* const memory = fails ? nullptr : std::malloc(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
     return memory;
 }
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    void* const memory = std::malloc(size);
+    logRecord = logRecord == nullptr ? memory : logRecord;
+    return memory;
+}
+
 void operator delete(void* memory) noexcept {
+    if (memory != nullptr && memory == logRecord) {
+        logRecord = nullptr;
+    }
     std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    operator delete(memory);
 }
 
 extern "C" {
