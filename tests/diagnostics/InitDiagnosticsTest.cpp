@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plog/Init.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -25,6 +28,7 @@
 #include "diagnostics/Tracer.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Diagnostics {
 namespace {
@@ -265,34 +269,74 @@ TEST_F(InitDiagnosticsTest, ALinkInPlaceOfTheLogFileStaysAndItsTargetRolls) {
     EXPECT_GT(directory_.Read("elsewhere/new.1").size(), kRollingBytes);
 }
 
+// Only devices of the test's own, because whoever renames one may be root.
 TEST_F(InitDiagnosticsTest, ADeviceInPlaceOfTheLogFileIsNeverRenamed) {
-    std::filesystem::create_symlink("/dev/null", directory_.Path() / "null.log");
-    const bool isAllowed = mknod((directory_.Path() / "device.log").c_str(), S_IFCHR | S_IRUSR | S_IWUSR,
-                                 makedev(1, 3)) == 0;  // the numbers of /dev/null
-    const std::ptrdiff_t files = isAllowed ? 2 : 1;
-    for (const std::string name : {"null.log", isAllowed ? "device.log" : "null.log"}) {
+    const std::string device = (directory_.Path() / "device.log").string();
+    if (mknod(device.c_str(), S_IFCHR | S_IRUSR | S_IWUSR, makedev(1, 3)) != 0) {  // as /dev/null
+        GTEST_SKIP() << "no device can be made";
+    }
+    std::filesystem::create_symlink("device.log", directory_.Path() / "link.log");
+    for (const std::string name : {"device.log", "link.log"}) {
         const ChildResult result = Run([&name] {
             InitDiagnostics(plog::info, name, false);
             LogALineUntilTheFileWouldHaveRolled();
         });
         EXPECT_THAT(result.output, Not(HasSubstr("Cannot open log file")));
-        EXPECT_TRUE(std::filesystem::is_character_file(directory_.Path() / name)) << name;
-        EXPECT_EQ(NumberOfFiles(directory_.Path()), files) << name;
+        EXPECT_TRUE(std::filesystem::is_character_file(device)) << name;
+        EXPECT_TRUE(std::filesystem::is_symlink(directory_.Path() / "link.log")) << name;
+        EXPECT_EQ(NumberOfFiles(directory_.Path()), 2) << name;
     }
 }
 
-// One that would be opened twice could lose its reader in between.
-TEST_F(InitDiagnosticsTest, ANamedPipeInPlaceOfTheLogFileGetsTheLinesAndIsNeverRenamed) {
+// The terminal is at the end of a link.
+// What can be read without waiting.
+std::string AvailableFrom(int descriptor) {
+    pollfd waited = {descriptor, POLLIN, 0};
+    std::array<char, 4096> piece = {};
+    const bool hasSome = poll(&waited, 1, 0) == 1 && (waited.revents & POLLIN) != 0;
+    const ssize_t count = hasSome ? read(descriptor, piece.data(), piece.size()) : 0;
+    return {piece.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+}
+
+TEST_F(InitDiagnosticsTest, ATerminalInPlaceOfTheLogFileGetsTheLinesWithControlsShown) {
+    std::array<int, 2> ends = {};
+    std::array<char, 128> name = {};
+    ASSERT_EQ(openpty(&ends[0], &ends[1], name.data(), nullptr, nullptr), 0);
+    std::filesystem::create_symlink(name.data(), directory_.Path() / "link.log");
+    Run([] {
+        InitDiagnostics(plog::info, "link.log", false);
+        MUX_LOG(plog::info) << "clear \x1B[2J";
+        LogALineUntilTheFileWouldHaveRolled();
+    });
+    // The kernel passes on piece by piece what was written to a terminal.
+    std::string text;
+    EXPECT_TRUE(Testing::WaitUntil([&] {
+        text += AvailableFrom(ends[0]);
+        return text.find("clear \\x1B[2J\r\n") != std::string::npos;
+    })) << text;
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_THAT(text, ContainsRegex("Logging initialized\\.\r\n"));
+    EXPECT_EQ(NumberOfFiles(directory_.Path()), 1);
+}
+
+// One that is closed and opened again in between loses a reader that takes the end of the file for the end.
+TEST_F(InitDiagnosticsTest, ANamedPipeInPlaceOfTheLogFileIsOpenedOnceGetsTheLinesAndIsNeverRenamed) {
     const std::string pipe = (directory_.Path() / "pipe").string();
     ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
     const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
-    const ChildResult result = Run([] {
+    const int watch = inotify_init1(IN_NONBLOCK);
+    ASSERT_NE(inotify_add_watch(watch, pipe.c_str(), IN_CLOSE_WRITE), -1);
+    const ChildResult result = Run([watch] {
         InitDiagnostics(plog::info, "pipe", false);
         LogALineUntilTheFileWouldHaveRolled();
+        inotify_event closing = {};
+        EXPECT_EQ(read(watch, &closing, sizeof(closing)), -1) << "it was closed";
     });
     std::string text(65536, ' ');
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, text.data(), text.size()), 0)));
     close(reader);
+    close(watch);
     EXPECT_EQ(text, result.output);
     EXPECT_GT(text.size(), 2 * kRollingBytes);
     EXPECT_EQ(NumberOfFiles(directory_.Path()), 1);

@@ -73,6 +73,7 @@ TEST(LogOutputs, LinesOfSeveralThreadsStayWholeAndAreInOneOrder) {
         std::thread other(writeMany, 'a');
         writeMany('b');
         other.join();
+        outputs.Flush(std::chrono::seconds(30));
     });
     const std::string text = folder.Read("mux.log");
     int whole = 0;

@@ -371,7 +371,7 @@ bool IsOpenHere(const std::filesystem::path& path) {
 TEST_F(NamedPipe, BeginsALineAnewForTheReaderThatComesAfterOneThatLeftWithinIt) {
     LogStream stream(LineTarget::File(path_, -1), Notice);
     const int first = open(path_.c_str(), O_RDONLY | O_NONBLOCK);
-    const std::string filling = std::string(63 * 1024, '-') + "\n";
+    const std::string filling = std::string(64512, '-') + "\n";
     stream.Write(filling);
     stream.Write(NumberedLine(1));
     close(first);

@@ -271,10 +271,10 @@ TEST_F(BrenkMuxClients, AClientThatHasGoneHoldsUpTheOthersOnlyForItsAttempts) {
 // While it lives, the process may open only so many descriptors more.
 class DescriptorLimit {
   public:
-    explicit DescriptorLimit(int count) {
+    explicit DescriptorLimit(rlim_t count) {
         getrlimit(RLIMIT_NOFILE, &before_);
         rlimit limit = before_;
-        limit.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor() + count);
+        limit.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + count;
         setrlimit(RLIMIT_NOFILE, &limit);
     }
     ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }

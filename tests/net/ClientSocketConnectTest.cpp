@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -57,6 +58,20 @@ TEST_F(ClientSocketConnectTest, SetsTheReceiveTimeoutTo2AndTheSendTimeoutTo15Sec
     EXPECT_EQ(TimeoutOf(descriptor, SO_RCVTIMEO).tv_usec, 0);
     EXPECT_EQ(TimeoutOf(descriptor, SO_SNDTIMEO).tv_sec, 15);
     EXPECT_EQ(TimeoutOf(descriptor, SO_SNDTIMEO).tv_usec, 0);
+}
+
+// The numbers below are for clients, which can have no others.
+TEST_F(ClientSocketConnectTest, TakesADescriptorOf1024OrMoreWhereThatIsAllowed) {
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    rlimit many = before;
+    many.rlim_cur = 1200;
+    if (setrlimit(RLIMIT_NOFILE, &many) != 0) {
+        GTEST_SKIP() << "this machine allows fewer than 1200 descriptors";
+    }
+    Connect();
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_GE(DescriptorConnectedTo(listener_.Port()), 1024);
 }
 
 TEST_F(ClientSocketConnectTest, ResolvesHostAndPortAndSetsItsOptionsInTheirOrder) {

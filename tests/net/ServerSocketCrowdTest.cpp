@@ -31,6 +31,7 @@ class ServerSocketCrowdTest : public Testing::TestServer {
   protected:
     ServerSocketCrowdTest() {
         trims = 0;
+        plog::get()->setMaxSeverity(plog::info);  // the debug line of a send holds all its bytes
         StartAll();
     }
 
@@ -86,7 +87,6 @@ TEST_F(ServerSocketCrowdTest, AFewClientsComeAndGoWithoutIt) {
 }
 
 TEST_F(ServerSocketCrowdTest, MemoryIsGivenBackWhenMuchPendingOutputHasGone) {
-    plog::get()->setMaxSeverity(plog::info);  // the debug line of a send holds all its bytes
     std::vector<LoopbackSocket> clients = Connect(2);
     for (const int descriptor : server_->ConnectedDescriptors()) {
         while (server_->Send(descriptor, std::vector<unsigned char>(500000))) {

@@ -71,8 +71,8 @@ TEST(Delivery, OfEventsToAClientThatIsGoneIsGivenUpEachForItself) {
     ASSERT_TRUE(system.Gateway().SendRaw(piece));
     EXPECT_NE(client.Receive().find(R"("RFIDData":"AB")"), std::string::npos);
     client.Close();
-    EXPECT_TRUE(system.Mux().WaitFor("Cannot send event to socket with FD " + descriptor +
-                                     ". Tried 15, I will delete the answer from queue.", 2));
+    EXPECT_TRUE(system.Mux().WaitFor(
+        "Cannot send event to socket with FD " + descriptor + ". Tried 15, I will delete the answer from queue.", 2));
 }
 
 TEST(Delivery, IsToTheClientThatAsked) {

@@ -102,8 +102,9 @@ TEST(GatewayConnection, OnWhichTheCounterIsRefusedOnceBecomesReady) {
     setup.gateways.front().commands = "fault force-result 6";
     setup.waitsUntilQuiet = false;
     MuxSystem system(setup);
-    EXPECT_TRUE(system.Mux().WaitFor("Received a message from Virtual Gateway that is not in the request list, but it's "
-                                     "a NEW SEQ REQUEST. Probably used as a keep alive for the gateway."));
+    EXPECT_TRUE(
+        system.Mux().WaitFor("Received a message from Virtual Gateway that is not in the request list, but it's "
+                             "a NEW SEQ REQUEST. Probably used as a keep alive for the gateway."));
     EXPECT_TRUE(system.Mux().WaitFor(kStateChange + "CONNECTED to state READY"));
 }
 
