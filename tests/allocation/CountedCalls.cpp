@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 
 namespace {
 
@@ -19,7 +20,11 @@ thread_local std::size_t failing = 0;
 // False for an allocation that is to fail.
 bool CountAllocation() {
     ++allocations;
-    return ++ownAllocations != failing;
+    if (++ownAllocations != failing) {
+        return true;
+    }
+    errno = ENOMEM;
+    return false;
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <plog/Init.h>
 #include <unistd.h>
 
+#include <array>
+#include <csignal>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +17,7 @@
 #include "diagnostics/CaughtException.h"
 #include "diagnostics/JsonReading.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/LogStream.h"
 #include "gateway/FrameBuffer.h"
 #include "gateway/VirtualGateway.h"
 #include "mux/messages/JsonTree.h"
@@ -56,6 +59,28 @@ TEST_F(OutOfMemoryTest, ALineOfTheLogIsLeftOut) {
     ForEachAllocation(
         Nothing, [&] { MUX_LOG(plog::info) << text << 5 << 'c' << "literal"; },
         [](bool isDone) { EXPECT_TRUE(isDone); });
+}
+
+// A pipe without room needs a queue and a thread of its own; that thread takes no signals, and this one goes on with
+// them.
+TEST_F(OutOfMemoryTest, ALineForAPipeWithoutRoomLeavesTheSignalsAsTheyWere) {
+    std::array<int, 2> ends = {-1, -1};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    const std::string line(1000, 'x');
+    while (write(ends[1], line.data(), line.size()) > 0) {
+    }
+    std::optional<Diagnostics::LogStream> stream;
+    ForEachAllocation(
+        [&] { stream.emplace(Diagnostics::LineTarget::Console(ends[1]), [](std::size_t) { return std::string(); }); },
+        [&] { stream->Write(line); },
+        [](bool) {
+            sigset_t blocked;
+            pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+            EXPECT_EQ(sigismember(&blocked, SIGQUIT), 0);
+        });
+    stream.reset();
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(OutOfMemoryTest, ACatchAllNeedsNone) {

@@ -14,10 +14,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 #include <system_error>
@@ -192,6 +194,22 @@ TEST(LogStream, NobodyWaitsForAPipeThatCannotBeOpenedOnceMore) {
 
 TEST(LogStream, NobodyWaitsForATerminalThatCannotBeOpenedOnceMore) {
     ExpectThatNobodyWaits(MakeTerminal, ConsoleThatCannotBeOpenedOnceMore);
+}
+
+// The writer thread finds no memory for the first notice, and the next line brings another one.
+TEST(LogStream, ANoticeThatThereIsNoMemoryForIsMadeLater) {
+    Channel channel;
+    std::atomic<int> notices{0};
+    const auto notice = [&](std::size_t missing) { return ++notices == 1 ? throw std::bad_alloc() : Notice(missing); };
+    LogStream stream(LineTarget::Console(channel.Writer()), notice);
+    const std::size_t lines = WriteFor(milliseconds(1500), stream);
+    EXPECT_TRUE(Testing::WaitUntil([&] {
+        channel.Read();
+        return notices == 1;
+    }));
+    stream.Write("it goes on\n");
+    EXPECT_TRUE(channel.ReadUntil("it goes on\n"));
+    ExpectANoticeInPlaceOfSome(channel, lines);
 }
 
 TEST(LogStream, OthersThatShareTheDescriptorFindItAsItWas) {
