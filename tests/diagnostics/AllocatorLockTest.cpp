@@ -29,6 +29,15 @@ std::atomic<bool> allocatorIsLocked{false};
     return memory == nullptr ? throw std::bad_alloc() : memory;
 }
 
+// A log line's memory comes from here.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
