@@ -8,7 +8,7 @@ namespace Diagnostics {
 
 // The largest text that is taken from a file, in bytes: far above any configuration, and little enough for a small
 // machine to notice that it was given a device without an end.
-constexpr std::size_t kLargestText = 64U * 1024 * 1024;
+constexpr std::size_t kLargestText = 64UL * 1024 * 1024;
 
 enum class TextReading { kWhole, kFailed, kTooLarge };
 

@@ -271,12 +271,12 @@ TEST_F(OutOfMemoryTest, AnAnswerThatCannotBeBuiltIsGivenUpAfter15Attempts) {
         ASSERT_EQ(mux.AnswerCount(), 1U);
         for (int attempt = 0; attempt < 15; ++attempt) {
             ASSERT_EQ(mux.AnswerCount(), 1U);
-            const FailingAllocation failing(behind);
+            const FailingAllocation fault(behind);
             try {
                 mux.SendMessageToClientIfAvailable();
             } catch (const std::bad_alloc&) {
             }
-            hasFailed = failing.HasFailed();
+            hasFailed = fault.HasFailed();
         }
         ASSERT_EQ(mux.AnswerCount(), 0U) << "without allocation " << behind;
     }

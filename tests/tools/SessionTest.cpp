@@ -13,7 +13,7 @@ constexpr std::size_t kFrameSize = 255;
 // For so long nothing happens when nothing more is going to.
 constexpr std::chrono::seconds kQuiet{1};
 // Far more than the buffers of both sockets and what a session may keep; without its bound all of it is taken.
-constexpr std::size_t kMostSent = 128U * 1024 * 1024;
+constexpr std::size_t kMostSent = 128UL * 1024 * 1024;
 
 // Frames that are cut and not looked into, one behind the other.
 Bytes Frames(std::size_t count) {

@@ -45,7 +45,7 @@ TEST_F(TextFileTest, ThatCannotBeReadIsNamed) {
 
 TEST_F(TextFileTest, OfMoreThan64MebibytesCannotBeRead) {
     const std::string large = folder_.Write("large", "{}");
-    std::filesystem::resize_file(large, 64U * 1024 * 1024 + 1);
+    std::filesystem::resize_file(large, 64UL * 1024 * 1024 + 1);
     EXPECT_THROW(ReadTextFile(large), CommandError);
 }
 

@@ -79,7 +79,7 @@ TEST_F(CheckConfigTest, EndsWithTwoWhenItCannotBeRead) {
 
 TEST_F(CheckConfigTest, EndsWithTwoWhenItIsLargerThan64Mebibytes) {
     const std::string large = folder_.Write("large", "{}");
-    fs::resize_file(large, 64U * 1024 * 1024 + 1);
+    fs::resize_file(large, 64UL * 1024 * 1024 + 1);
     const Ending ending = RunMuxctl({"check-config", large});
     EXPECT_EQ(ending.status, 2);
     EXPECT_EQ(ending.output,
