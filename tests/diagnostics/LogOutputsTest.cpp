@@ -162,7 +162,7 @@ TEST(LogOutputs, ALineThatWasWrittenInPartIsEndedBeforeTheNext) {
         Write(outputs, "first");
         rlimit limit = {};
         EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-        limit.rlim_cur = std::filesystem::file_size("mux.log") + 10;
+        limit.rlim_cur = static_cast<rlim_t>(std::filesystem::file_size("mux.log") + 10);
         EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
         const auto found = std::chrono::steady_clock::now() + std::chrono::milliseconds(2300);
         while (std::chrono::steady_clock::now() < found) {
