@@ -25,7 +25,6 @@ using Threading::MutexGuard;
 // Under which all lines of sending stand, whatever identifies the client.
 constexpr const char* kSendOperation = "bool Brenk::Net::ServerSocket::Send(int, const std::vector<unsigned char>&)";
 
-constexpr int kListLockTimeout = 5;
 constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
 constexpr std::chrono::seconds kPauseAfterException{1};

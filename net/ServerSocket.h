@@ -100,6 +100,8 @@ class ServerSocket {
     static constexpr int kDefaultPort = 5555;
 
   private:
+    static constexpr int kListLockTimeout = 5;
+
     using Clock = PendingOutput::Clock;
 
     bool FailToInit(const char* text, int error);

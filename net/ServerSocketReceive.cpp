@@ -24,7 +24,6 @@ using Diagnostics::ErrorText;
 using std::chrono::milliseconds;
 using Threading::MutexGuard;
 
-constexpr int kListLockTimeout = 5;
 constexpr std::chrono::seconds kPause{1};
 constexpr std::chrono::seconds kWindowPeriod{10};
 
