@@ -63,7 +63,7 @@ class FewDescriptors {
     explicit FewDescriptors(int more) {
         getrlimit(RLIMIT_NOFILE, &before_);
         rlimit few = before_;
-        few.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor() + more);
+        few.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + static_cast<rlim_t>(more);
         setrlimit(RLIMIT_NOFILE, &few);
     }
     ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
