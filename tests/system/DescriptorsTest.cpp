@@ -162,7 +162,8 @@ TEST(Descriptors, ThatManyGatewaysHaveTakenLeaveAllOthersButTheReserveToClients)
         gateways.push_back({id});
     }
     MuxSystem system(WithDescriptors(WithGateways(gateways), {0, kAllowed}));
-    ASSERT_GE(FillUp(system).size(), 20U);
+    const std::vector<TestClient> clients = FillUp(system);
+    ASSERT_GE(clients.size(), 20U);
     EXPECT_NEAR(CountOpen(system.Mux(), 0, kAllowed), kAllowed - kReserve, kLogFile);
 }
 
