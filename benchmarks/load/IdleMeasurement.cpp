@@ -76,6 +76,12 @@ std::set<pid_t> LoopsOf(pid_t process) {
     return loops;
 }
 
+// A server that serves has started its threads.
+void WaitUntilItServes(const Target& target) {
+    asio::io_context loop;
+    Connect(loop, target);
+}
+
 // What a thread cost between two looks at it.
 Cost CostOf(const ThreadUse& before, const ThreadUse& after, bool isLoop, double seconds) {
     const auto perSecond = [seconds](std::uint64_t from, std::uint64_t to) {
@@ -140,6 +146,7 @@ void AddFigures(Report& report, const std::vector<Turn>& turns, std::size_t inde
 }  // namespace
 
 void IdleMeasurement::Run(Report& report) const {
+    WaitUntilItServes(target_);
     const PinnedProcess pinned(options_.process);
     const std::set<pid_t> loops = LoopsOf(options_.process);
     std::vector<Turn> turns(options_.turns);

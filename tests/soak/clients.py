@@ -1,5 +1,6 @@
 """The clients of a soak, a thread each. Those that count check that every request which must be answered is answered
 exactly once, with its own MessageID and on its own connection."""
+import json
 import random
 import socket
 import struct
@@ -12,6 +13,13 @@ from programs import Client, PlayError, Silence, packet
 ANSWER_DEADLINE = 60.0
 EVENT_PREFIX = "lockEventMessage-"
 PAUSE_BEHIND_ANSWER = 0.05
+
+# An answer bears the ID of its request, and 7 MB of answers are more than the kernel and the Mux keep for a client.
+LONG_ID = 60000
+LONGEST_ANSWER = LONG_ID + 1000
+SLOW_REQUESTS = 120
+PAUSE_OF_A_TRICKLE = 0.1
+SLOW_DEADLINE = 5.0
 
 # A frame of a gateway that arrives in one piece with another is taken up 11 seconds later.
 QUIET_AT_THE_END = 25.0
@@ -178,24 +186,62 @@ class ComingAndGoingClient(SoakClient):
             pass
 
 
-class StallingClient(SoakClient):
-    """Asks for more than its buffers take and reads nothing; the Mux closes it. What it asked for then fails at
-    delivery 15 times each, a millisecond a time and among everybody's answers, so it is few and long requests."""
+class SlowClient(SoakClient):
+    """Asks for more than all buffers on the way take, reads nothing or a trickle of it for `period` seconds, and then
+    reads the rest. By then the Mux has closed it; what had come is its own answers, whole and in order, up to where the
+    stream ends. What it asked for beyond that fails at delivery 15 times each, a millisecond a time and among
+    everybody's answers, so it is few and long requests."""
 
-    def __init__(self, name, port, tally, period):
+    def __init__(self, name, port, tally, bytes_a_second, period):
         super().__init__(name, port, tally)
-        self.period = period
+        self.bytes_a_read, self.period = round(bytes_a_second * PAUSE_OF_A_TRICKLE), period
+        self.kind = "read a trickle" if bytes_a_second else "read nothing"
 
     def step(self):
-        stalled = socket.socket()
-        stalled.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-        stalled.connect(("127.0.0.1", self.port))
-        stalled.settimeout(1.0)
-        self.tally.add("clients that stalled")
+        client = Client(self.port)
+        client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        client.socket.settimeout(SLOW_DEADLINE)
+        asked = [self.next_id() + "x" * LONG_ID for _ in range(SLOW_REQUESTS)]
+        self.tally.add(f"clients that {self.kind}")
+        stream = bytearray()
         try:
-            for _ in range(120):
-                stalled.sendall(packet(requests.refused_by_mux(self.next_id() + "x" * 60000)))
-        except OSError:
-            pass
-        self.ending.wait(self.period)
-        stalled.close()
+            for message_id in asked:
+                client.send(requests.refused_by_mux(message_id))
+            self.dawdle(client, stream)
+            self.read_rest(client, stream)
+        except ConnectionError:
+            pass  # closed by the Mux, which may have had something of ours unread
+        client.close()
+        self.check(stream.decode(), asked)
+
+    def dawdle(self, client, stream):
+        end = time.monotonic() + self.period
+        while time.monotonic() < end and not self.ending.wait(PAUSE_OF_A_TRICKLE):
+            if self.bytes_a_read:
+                stream += client.socket.recv(self.bytes_a_read)
+
+    def read_rest(self, client, stream):
+        try:
+            while received := client.socket.recv(1 << 16):
+                stream += received
+        except TimeoutError:
+            if not self.ending.is_set():
+                self.tally.find(f"{self.name}: still connected though it {self.kind} for {self.period} s")
+
+    def check(self, text, asked):
+        """Whole answers in the order of the requests, events anywhere among them, then perhaps a part of one more."""
+        expected, position, decoder = iter(asked), 0, json.JSONDecoder()
+        while position < len(text):
+            try:
+                message, position = decoder.raw_decode(text, position)
+            except ValueError:
+                break
+            if message["MessageID"].startswith(EVENT_PREFIX):
+                continue
+            if message["MessageID"] != next(expected, None):
+                self.tally.find(f"{self.name}: its stream is torn: {text[max(0, position - 300):position]}")
+                return
+            self.tally.add(f"answers to those that {self.kind}")
+        if len(text) - position > LONGEST_ANSWER:
+            self.tally.find(f"{self.name}: {len(text) - position} bytes that are no answer: "
+                            f"{text[position:position + 300]}")

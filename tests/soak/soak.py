@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """The soak of scripts/soak: python3 tests/soak/soak.py MUX_PROGRAM SIMULATOR_PROGRAM FOLDER MINUTES.
 
-Everything at once against one Mux: requests of every code, events, clients that come and go, reset, stall and send
-garbage, gateways that close, stall, split, glue and delay frames. Prints what was sent and what came back, and ends
-with 0 when nothing was lost, doubled or given to somebody else, and the sanitizer that is built in had nothing to say.
+Everything at once against one Mux: requests of every code, events, clients that come and go, reset, send garbage, read
+nothing or a trickle, gateways that close, stall, split, glue and delay frames. Prints what was sent and what came back,
+and ends with 0 when nothing was lost, doubled, torn or given to somebody else, and the sanitizer that is built in had
+nothing to say.
 """
 import json
 import os
@@ -24,7 +25,9 @@ RULE_KEEPING_GATEWAYS = (1, 2)
 FAULTY_GATEWAYS = (3, 4)
 REFUSED_CLIENTS = 3
 COMING_AND_GOING_CLIENTS = 3
-STALL_PERIOD = 20.0
+# Two that read nothing and two that read 3 KB a second, each for as long as it takes the Mux to close them and longer.
+SLOW_CLIENTS = (0, 0, 3000, 3000)
+SLOW_PERIOD = 20.0
 # Frames that arrive together are held back until their gateway pauses for 11 s. An answer and an event do now and then,
 # so a gateway that keeps to the rules leaves such a pause.
 EVENT_PERIOD = 13.0
@@ -83,7 +86,8 @@ class Soak:
         self.counting += [clients.RefusedClient(f"refused-{number}", port, tally) for number in range(REFUSED_CLIENTS)]
         self.passing = [clients.ComingAndGoingClient(f"passing-{number}", port, tally)
                         for number in range(COMING_AND_GOING_CLIENTS)]
-        self.passing.append(clients.StallingClient("stalling", port, tally, STALL_PERIOD))
+        self.passing += [clients.SlowClient(f"slow-{number}", port, tally, bytes_a_second, SLOW_PERIOD)
+                         for number, bytes_a_second in enumerate(SLOW_CLIENTS)]
         self.events = [gateways.EventMaker(gateway(number), tally, EVENT_PERIOD) for number in RULE_KEEPING_GATEWAYS]
         self.faults = [gateways.FaultMaker(gateway(number), tally, FAULT_PERIOD) for number in FAULTY_GATEWAYS]
 
