@@ -45,10 +45,10 @@ LogFile OpenLogFile(const std::string& name) {
     }
     LogFile file = {0, WithoutLink(name), std::nullopt};
     struct stat status = {};
-    if (descriptor != -1 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-        close(descriptor);
-    } else {
+    if (descriptor == -1 || (fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode))) {
         file.device.emplace(LineTarget::File(file.path, descriptor));
+    } else {
+        close(descriptor);
     }
     return file;
 }

@@ -27,7 +27,8 @@ int ClientOutput::SendOn() {
     }
     Begin();
     const int error = OfferPending();
-    // Whoever was too slow for want of a chance, as when this process was stopped, has had one now.
+    // Whoever was too slow for want of a chance, as when this process was stopped, has had one now: taking something
+    // begins both times anew.
     const bool isTooSlow = error == 0 && pending_.Deadline() <= PendingOutput::Clock::now();
     return Finish(isTooSlow ? EAGAIN : error);
 }
@@ -37,9 +38,11 @@ PendingOutput::Clock::time_point ClientOutput::Deadline() const {
     return pending_.Deadline();
 }
 
-// An exception, or the unwinding of a cancelled thread, leaves the stream as one that is broken.
+// An exception, or the unwinding of a cancelled thread, leaves the stream as one that is broken and has to be looked
+// at.
 void ClientOutput::Begin() {
     error_ = EPIPE;
+    isPending_ = true;
 }
 
 int ClientOutput::Finish(int error) {

@@ -5,7 +5,10 @@
 namespace Brenk::Net {
 namespace {
 
-constexpr std::size_t kBlockBytes = 32768;
+// What of these pending bytes comes out of the budget.
+std::size_t Shared(std::size_t size) {
+    return size - std::min(size, PendingOutput::kOwnBytes);
+}
 
 }  // namespace
 
@@ -34,7 +37,7 @@ PendingOutput::~PendingOutput() {
 }
 
 bool PendingOutput::Append(const unsigned char* bytes, std::size_t count, Clock::time_point now) {
-    if (count > kBytes - size_ || !budget_.Take(count)) {
+    if (count > kBytes - size_ || !budget_.Take(Shared(size_ + count) - Shared(size_))) {
         return false;
     }
     if (IsEmpty()) {
@@ -50,11 +53,11 @@ bool PendingOutput::Append(const unsigned char* bytes, std::size_t count, Clock:
 
 void PendingOutput::AddToBlocks(const unsigned char* bytes, std::size_t count) {
     while (count > 0) {
-        if (blocks_.empty() || blocks_.back().size() == kBlockBytes) {
-            blocks_.emplace_back().reserve(kBlockBytes);
+        if (blocks_.empty() || blocks_.back().size() == kOwnBytes) {
+            blocks_.emplace_back().reserve(kOwnBytes);
         }
         std::vector<unsigned char>& last = blocks_.back();
-        const std::size_t fits = std::min(count, kBlockBytes - last.size());
+        const std::size_t fits = std::min(count, kOwnBytes - last.size());
         last.insert(last.end(), bytes, bytes + fits);
         bytes += fits;
         count -= fits;
@@ -70,24 +73,27 @@ PendingOutput::Piece PendingOutput::Front() const {
 }
 
 void PendingOutput::RemoveFront(std::size_t count, Clock::time_point now) {
-    size_ -= count;
-    budget_.GiveBack(count);
+    ShrinkTo(size_ - count);
     removedOfFirst_ += count;
     if (removedOfFirst_ == blocks_.front().size()) {
         blocks_.pop_front();
         removedOfFirst_ = 0;
     }
-    lastTaken_ = now;
     takenInTurn_ += count;
-    if (takenInTurn_ >= kBytes) {
+    if (takenInTurn_ >= kBytes || now - lastTaken_ > 2 * kStallTime) {
         turnBegin_ = now;
         takenInTurn_ = 0;
     }
+    lastTaken_ = now;
+}
+
+void PendingOutput::ShrinkTo(std::size_t size) {
+    budget_.GiveBack(Shared(size_) - Shared(size));
+    size_ = size;
 }
 
 void PendingOutput::Clear() {
-    budget_.GiveBack(size_);
-    size_ = 0;
+    ShrinkTo(0);
     blocks_.clear();
     removedOfFirst_ = 0;
 }

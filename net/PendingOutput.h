@@ -8,7 +8,7 @@
 
 namespace Brenk::Net {
 
-// The bytes that may be pending for all clients together. Any thread.
+// The bytes that may be pending for all clients together, beside each client's own share. Any thread.
 class OutputBudget {
   public:
     explicit OutputBudget(std::size_t bytes = kBytes) : total_(bytes), free_(bytes) {}
@@ -34,9 +34,13 @@ class OutputBudget {
 // client has to take some of them.
 //
 // A client is too slow when it takes nothing for kStallTime, or not kBytes within kTurnTime. Both times begin with the
-// first pending byte; the second begins anew with each kBytes that were taken.
+// first pending byte. The second begins anew with each kBytes that were taken, and when bytes are taken so long after
+// the last ones that nobody can have offered any meanwhile: the client is not to blame when this process was stopped.
 //
-// Not thread-safe. The budget must outlive it. Memory is taken in blocks and given back block by block.
+// The first kOwnBytes are the client's own: what others leave pending cannot take them away. The rest comes out of the
+// budget of all.
+//
+// Not thread-safe. The budget must outlive it. Memory is taken in blocks of kOwnBytes and given back block by block.
 class PendingOutput {
   public:
     using Clock = std::chrono::steady_clock;
@@ -70,11 +74,13 @@ class PendingOutput {
     Clock::time_point Deadline() const;
 
     static constexpr std::size_t kBytes = 1024UL * 1024;
+    static constexpr std::size_t kOwnBytes = 16UL * 1024;
     static constexpr std::chrono::seconds kStallTime{2};
     static constexpr std::chrono::seconds kTurnTime{10};
 
   private:
     void AddToBlocks(const unsigned char* bytes, std::size_t count);
+    void ShrinkTo(std::size_t size);
 
     OutputBudget& budget_;
     std::list<std::vector<unsigned char>> blocks_;

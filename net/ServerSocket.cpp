@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
@@ -28,6 +29,7 @@ constexpr const char* kSendOperation = "bool Brenk::Net::ServerSocket::Send(int,
 constexpr int kBacklog = 128;
 constexpr int kHighestPort = 65535;
 constexpr std::chrono::seconds kPauseAfterException{1};
+constexpr std::chrono::seconds kPauseWithoutDescriptors{1};
 
 // The number of a connection until a client has taken it over: closes it when that never happens.
 class AcceptedDescriptor {
@@ -190,8 +192,13 @@ void ServerSocket::PauseAfterException() {
     stop_.SleepFor(kPauseAfterException);
 }
 
-// Returns false when the listening socket is broken.
+// Returns false when the listening socket is broken. It is not, when the process was left too few descriptors for one
+// more: that passes, so accept is not called meanwhile.
 bool ServerSocket::AcceptClient(const OpenSocket& listener) {
+    if (CountFreeDescriptors(1) == 0) {
+        stop_.SleepFor(kPauseWithoutDescriptors);
+        return true;
+    }
     int descriptor = accept4(listener.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
     if (descriptor == -1) {
         const int error = errno;
@@ -276,20 +283,24 @@ bool ServerSocket::SendTo(const ClientPointer& client, int descriptor, const std
         FailSend(client, descriptor, outcome.error);
         return false;
     }
-    if (outcome.isNewlyPending) {
-        outputPending_.Wake();
-    }
     if (dataSent_ != nullptr) {
         dataSent_(descriptor, static_cast<int>(data.size()), context_);
+    }
+    if (outcome.isNewlyPending) {
+        outputPending_.Wake();
     }
     return true;
 }
 
-// Also when the send fails later, on the receive thread.
+// Also when the send fails later, on the receive thread. The error's text needs memory; without it the line is missing,
+// and the client is closed all the same.
 void ServerSocket::FailSend(const ClientPointer& client, int descriptor, int error) {
     const Diagnostics::LogOperation operation(kSendOperation);
-    MUX_LOG(plog::error) << "Cannot send data to server socket" << ErrorText(error) << "Socket " << descriptor
-                         << " will be closed.";
+    try {
+        MUX_LOG(plog::error) << "Cannot send data to server socket" << ErrorText(error) << "Socket " << descriptor
+                             << " will be closed.";
+    } catch (const std::bad_alloc&) {
+    }
     CloseConnection(client, ListLock::kTake);
 }
 

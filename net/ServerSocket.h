@@ -167,6 +167,7 @@ class ServerSocket {
     std::size_t crowd_ = 0;
     std::size_t backlog_ = 0;
     Clock::time_point nextLookAtWindows_{};
+    Clock::time_point nextTrim_{};
 
     Threading::StopSignal stop_;
     std::unique_ptr<Threading::Thread> acceptThread_;

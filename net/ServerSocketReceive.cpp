@@ -71,6 +71,8 @@ void ServerSocket::ReceivePass() {
         return;
     }
     DrainReadyClients();
+    guard.Release();
+    SendOnPendingOutput();
 }
 
 void ServerSocket::CollectClients() {
@@ -92,10 +94,16 @@ void ServerSocket::CollectClients() {
 }
 
 // The allocator gives pages back by itself only at the end of its heap, where something of a long life stands by then.
+// Whoever allocates waits while it looks through the heap for them, so it does that once a second at most.
 void ServerSocket::TrimMemory() {
+    const auto now = Clock::now();
+    if (now < nextTrim_) {
+        return;
+    }
     const bool hasCrowdLeft = HasCrowdLeft();
     if (HasBacklogLeft() || hasCrowdLeft) {
         malloc_trim(0);
+        nextTrim_ = now + kPause;
     }
 }
 
@@ -132,7 +140,8 @@ void ServerSocket::LookAtWindows() {
 }
 
 // Waits for a second at most until a client has sent something or has gone. Pending output is sent on meanwhile, which
-// neither ends nor prolongs the wait.
+// neither ends nor prolongs the wait. What was sent is taken in first: a client that sends and resets its connection
+// could be closed by a failed send with its last requests unread.
 bool ServerSocket::WaitForActivity() {
     auto now = Clock::now();
     const auto end = now + kPause;
@@ -146,10 +155,10 @@ bool ServerSocket::WaitForActivity() {
             stop_.SleepFor(kPause);
             return false;
         }
-        SendOnPendingOutput();
         if (HasInput()) {
             return true;
         }
+        SendOnPendingOutput();
         now = Clock::now();
         if (now >= end) {
             MUX_LOG(plog::verbose) << "Read select exits for timeout.";

@@ -17,6 +17,9 @@ using Clock = PendingOutput::Clock;
 
 constexpr std::size_t kMebibyte = 1048576;
 
+// What a client has beside the budget of all.
+constexpr std::size_t kOwn = 16384;
+
 class PendingOutputTest : public testing::Test {
   protected:
     bool Append(const Bytes& bytes, Clock::time_point now = kStart) {
@@ -68,7 +71,7 @@ TEST_F(PendingOutputTest, GivesTheBytesInTheirOrderHoweverTheyCameAndGo) {
         const Bytes part = Take(step * 104729 % 40009);
         taken.insert(taken.end(), part.begin(), part.end());
         ASSERT_EQ(output_.Size(), added - taken.size());
-        ASSERT_EQ(budget_.Used(), output_.Size());
+        ASSERT_EQ(budget_.Used(), output_.Size() < kOwn ? 0 : output_.Size() - kOwn);
     }
     EXPECT_EQ(taken, all);
     EXPECT_TRUE(output_.IsEmpty());
@@ -81,7 +84,7 @@ TEST_F(PendingOutputTest, HoldsAMebibyteAndTakesAllOfABufferOrNothing) {
     EXPECT_EQ(output_.Size(), kMebibyte - 10);
     EXPECT_TRUE(Append(Bytes(10)));
     EXPECT_FALSE(Append(Bytes(1)));
-    EXPECT_EQ(budget_.Used(), kMebibyte);
+    EXPECT_EQ(budget_.Used(), kMebibyte - kOwn);
     EXPECT_EQ(Take(2 * kMebibyte).size(), kMebibyte);
     EXPECT_FALSE(Append(Bytes(kMebibyte + 1)));
     EXPECT_TRUE(Append(Bytes(kMebibyte)));
@@ -113,8 +116,20 @@ TEST_F(PendingOutputTest, HasAnother10SecondsForEachMebibyteThatWasTaken) {
         EXPECT_GT(output_.Deadline(), now + milliseconds(1999));
     }
     // The last began when the second mebibyte had been taken.
+    Take(1, kStart + seconds(22));
     Take(1, kStart + seconds(25));
     EXPECT_EQ(output_.Deadline(), kStart + seconds(26));
+}
+
+// Nobody has looked at it in between, or it would have been too late: this process was stopped.
+TEST_F(PendingOutputTest, HasAnother10SecondsWhenNothingCouldBeTakenForMoreThan4) {
+    Append(Bytes(kMebibyte));
+    Take(1, kStart + seconds(1));
+    Take(1, kStart + seconds(9));
+    for (int second = 10; second <= 18; ++second) {
+        Take(1, kStart + seconds(second));
+    }
+    EXPECT_EQ(output_.Deadline(), kStart + seconds(19));
 }
 
 TEST_F(PendingOutputTest, BeginsItsTimesAnewWhenItHasBeenEmpty) {
@@ -135,11 +150,11 @@ TEST_F(PendingOutputTest, GivesItsShareOfTheBudgetBackWhenItIsClearedAndWithItse
     ASSERT_TRUE(other->Append(bytes.data(), bytes.size(), kStart));
     ASSERT_TRUE(Append(bytes));
     other->RemoveFront(10, kStart);
-    EXPECT_EQ(budget_.Used(), 79990U);
+    EXPECT_EQ(budget_.Used(), 47222U);
     output_.Clear();
     EXPECT_TRUE(output_.IsEmpty());
     EXPECT_EQ(output_.Front().count, 0U);
-    EXPECT_EQ(budget_.Used(), 39990U);
+    EXPECT_EQ(budget_.Used(), 23606U);
     other.reset();
     EXPECT_EQ(budget_.Used(), 0U);
 }
@@ -148,14 +163,22 @@ TEST_F(PendingOutputTest, TakesNothingBeyondTheBudgetOfAll) {
     OutputBudget small(100);
     PendingOutput first(small);
     PendingOutput second(small);
-    const Bytes bytes(61);
+    const Bytes bytes(kOwn + 61);
     EXPECT_TRUE(first.Append(bytes.data(), bytes.size(), kStart));
     EXPECT_FALSE(second.Append(bytes.data(), bytes.size(), kStart));
     EXPECT_TRUE(second.IsEmpty());
-    EXPECT_TRUE(second.Append(bytes.data(), 39, kStart));
+    EXPECT_TRUE(second.Append(bytes.data(), kOwn + 39, kStart));
     EXPECT_FALSE(first.Append(bytes.data(), 1, kStart));
     first.RemoveFront(1, kStart);
     EXPECT_TRUE(second.Append(bytes.data(), 1, kStart));
+}
+
+TEST_F(PendingOutputTest, HasItsFirst16KibibytesWhateverOthersHaveLeftOfTheBudget) {
+    ASSERT_TRUE(budget_.Take(16 * kMebibyte));
+    EXPECT_TRUE(Append(Bytes(kOwn)));
+    EXPECT_FALSE(Append(Bytes(1)));
+    EXPECT_EQ(Take(kMebibyte).size(), kOwn);
+    EXPECT_EQ(budget_.Used(), 16 * kMebibyte);
 }
 
 TEST(OutputBudgetTest, IsOf16MebibytesForAllClients) {

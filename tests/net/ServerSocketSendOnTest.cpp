@@ -5,7 +5,9 @@
 #include <plog/Log.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -153,6 +155,30 @@ TEST_F(ServerSocketSendOnTest, AClientThatTakesATrickleIsClosedAfter10Seconds) {
     }
     EXPECT_GE(Clock::now() - begin, milliseconds(9990));
     EXPECT_GT(taken, 0U);
+}
+
+// Its last bytes, the reset and what is pending to it all wait for the receive thread's next pass.
+TEST_F(ServerSocketSendOnTest, WhatAClientSentBeforeItResetItsConnectionIsTakenIn) {
+    LogLess();
+    StartAll();
+    LoopbackSocket resetting = ConnectSlowClient();
+    const int descriptor = NewestDescriptor();
+    EXPECT_TRUE(server_->Send(descriptor, large_));
+    LoopbackSocket other = ConnectClient();
+    std::promise<void> isReset;
+    std::atomic<bool> isHeld{false};
+    FailingCalls held(SocketCall::kReceive, EAGAIN, 1, FailingCalls::From::kOtherThreads);
+    held.Doing([&] {
+        isHeld = true;
+        isReset.get_future().wait();
+    });
+    other.Send({0x41});
+    ASSERT_TRUE(Testing::WaitUntil([&] { return isHeld.load(); }));
+    resetting.Send(PacketWith("close the lock"));
+    resetting.Reset();
+    isReset.set_value();
+    EXPECT_TRUE(WaitForEvents("deleted", 1));
+    EXPECT_THAT(PacketsFrom(descriptor), ElementsAre(PacketWith("close the lock")));
 }
 
 TEST_F(ServerSocketSendOnTest, WakingTheReceiveThreadLogsNothingAndDoesNotPutTheEndOfItsSecondOff) {
