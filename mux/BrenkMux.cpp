@@ -36,7 +36,8 @@ BrenkMux::BrenkMux() : BrenkMux(ServerSocket::kDefaultPort) {}
 BrenkMux::BrenkMux(int port)
     : port_(port),
       gateways_(std::make_shared<const GatewayCollections>()),
-      allocatorChunk_(std::make_unique<unsigned char[]>(kAllocatorChunkBytes)),
+      // Without initial values: pages that no answer has needed yet stay untouched.
+      allocatorChunk_(new unsigned char[kAllocatorChunkBytes]),
       allocator_(allocatorChunk_.get(), kAllocatorChunkBytes, kAllocatorChunkBytes),
       muxMessageQueueMutex_("muxMessageQueueMutex", true, true),
       clientMessageQueueMutex_("clientMessageQueueMutex", true, true),
