@@ -2,6 +2,7 @@
 exactly once, with its own MessageID and on its own connection."""
 import json
 import random
+import select
 import socket
 import struct
 import threading
@@ -14,12 +15,12 @@ ANSWER_DEADLINE = 60.0
 EVENT_PREFIX = "lockEventMessage-"
 PAUSE_BEHIND_ANSWER = 0.05
 
-# An answer bears the ID of its request, and 7 MB of answers are more than the kernel and the Mux keep for a client.
+# An answer bears the ID of its request, and 4.8 MB of answers are more than the kernel and the Mux keep for a client.
 LONG_ID = 60000
 LONGEST_ANSWER = LONG_ID + 1000
-SLOW_REQUESTS = 120
+SLOW_REQUESTS = 80
 PAUSE_OF_A_TRICKLE = 0.1
-SLOW_DEADLINE = 5.0
+PAUSE_BETWEEN_SLOW_CLIENTS = 15.0, 40.0
 
 # A frame of a gateway that arrives in one piece with another is taken up 11 seconds later.
 QUIET_AT_THE_END = 25.0
@@ -192,15 +193,16 @@ class SlowClient(SoakClient):
     stream ends. What it asked for beyond that fails at delivery 15 times each, a millisecond a time and among
     everybody's answers, so it is few and long requests."""
 
-    def __init__(self, name, port, tally, bytes_a_second, period):
+    def __init__(self, name, port, tally, bytes_a_second, period, delay):
         super().__init__(name, port, tally)
+        self.delay = delay
         self.bytes_a_read, self.period = round(bytes_a_second * PAUSE_OF_A_TRICKLE), period
         self.kind = "read a trickle" if bytes_a_second else "read nothing"
 
     def step(self):
-        client = Client(self.port)
+        self.ending.wait(random.uniform(*PAUSE_BETWEEN_SLOW_CLIENTS) if self.number else self.delay)
+        client = Client(self.port, ANSWER_DEADLINE)
         client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-        client.socket.settimeout(SLOW_DEADLINE)
         asked = [self.next_id() + "x" * LONG_ID for _ in range(SLOW_REQUESTS)]
         self.tally.add(f"clients that {self.kind}")
         stream = bytearray()
@@ -208,7 +210,8 @@ class SlowClient(SoakClient):
             for message_id in asked:
                 client.send(requests.refused_by_mux(message_id))
             self.dawdle(client, stream)
-            self.read_rest(client, stream)
+            if not self.ending.is_set():
+                self.read_rest(client, stream)
         except ConnectionError:
             pass  # closed by the Mux, which may have had something of ours unread
         client.close()
@@ -217,7 +220,7 @@ class SlowClient(SoakClient):
     def dawdle(self, client, stream):
         end = time.monotonic() + self.period
         while time.monotonic() < end and not self.ending.wait(PAUSE_OF_A_TRICKLE):
-            if self.bytes_a_read:
+            if self.bytes_a_read and select.select([client.socket], [], [], 0)[0]:
                 stream += client.socket.recv(self.bytes_a_read)
 
     def read_rest(self, client, stream):
@@ -225,8 +228,7 @@ class SlowClient(SoakClient):
             while received := client.socket.recv(1 << 16):
                 stream += received
         except TimeoutError:
-            if not self.ending.is_set():
-                self.tally.find(f"{self.name}: still connected though it {self.kind} for {self.period} s")
+            self.tally.find(f"{self.name}: still connected though it {self.kind} for {self.period} s")
 
     def check(self, text, asked):
         """Whole answers in the order of the requests, events anywhere among them, then perhaps a part of one more."""

@@ -28,6 +28,7 @@ COMING_AND_GOING_CLIENTS = 3
 # Two that read nothing and two that read 3 KB a second, each for as long as it takes the Mux to close them and longer.
 SLOW_CLIENTS = (0, 0, 3000, 3000)
 SLOW_PERIOD = 20.0
+SLOW_DELAY = 5.0
 # Frames that arrive together are held back until their gateway pauses for 11 s. An answer and an event do now and then,
 # so a gateway that keeps to the rules leaves such a pause.
 EVENT_PERIOD = 13.0
@@ -86,7 +87,7 @@ class Soak:
         self.counting += [clients.RefusedClient(f"refused-{number}", port, tally) for number in range(REFUSED_CLIENTS)]
         self.passing = [clients.ComingAndGoingClient(f"passing-{number}", port, tally)
                         for number in range(COMING_AND_GOING_CLIENTS)]
-        self.passing += [clients.SlowClient(f"slow-{number}", port, tally, bytes_a_second, SLOW_PERIOD)
+        self.passing += [clients.SlowClient(f"slow-{number}", port, tally, bytes_a_second, SLOW_PERIOD, number * SLOW_DELAY)
                          for number, bytes_a_second in enumerate(SLOW_CLIENTS)]
         self.events = [gateways.EventMaker(gateway(number), tally, EVENT_PERIOD) for number in RULE_KEEPING_GATEWAYS]
         self.faults = [gateways.FaultMaker(gateway(number), tally, FAULT_PERIOD) for number in FAULTY_GATEWAYS]
