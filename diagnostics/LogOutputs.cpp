@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "diagnostics/LastingFileAppender.h"
+#include "diagnostics/ReopeningFileAppender.h"
 
 namespace Diagnostics {
 namespace {
@@ -15,12 +15,12 @@ namespace {
 thread_local const std::string* formattedLine = nullptr;
 
 // The formatter of the file, which gives it what was formatted before.
-struct LentLine {
+struct BorrowedLine {
     static std::string header() { return {}; }
     static const std::string& format(const plog::Record& /*record*/) { return *formattedLine; }
 };
 
-using LastingFile = LastingFileAppender<LentLine>;
+using ReopeningFile = ReopeningFileAppender<BorrowedLine>;
 
 constexpr plog::Severity kNoticeSeverity = plog::warning;
 
@@ -34,7 +34,7 @@ LogOutputs::StyledStream::StyledStream(LineTarget target, bool colors)
 LogOutputs::LogOutputs(bool colors) : console_(LineTarget::Console(STDOUT_FILENO), colors) {}
 
 void LogOutputs::AddFile(const std::string& fileName, std::size_t maximumBytes, int files) {
-    file_ = std::make_unique<LastingFile>(fileName, maximumBytes, files);
+    file_ = std::make_unique<ReopeningFile>(fileName, maximumBytes, files);
 }
 
 void LogOutputs::AddDevice(LineTarget target) {

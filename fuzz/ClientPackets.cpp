@@ -20,7 +20,7 @@ std::vector<Bytes> CutInPieces(const std::uint8_t* data, std::size_t size, std::
     for (std::size_t begin = 0; begin < size; begin += pieceSize) {
         cutter.Append(data + begin, std::min(pieceSize, size - begin));
         cutter.Cut(packets);
-        FUZZ_CHECK(!cutter.IsHopeless() || cutter.ExpectedSize() == 0);
+        FUZZ_CHECK(!cutter.IsUnrecoverable() || cutter.ExpectedSize() == 0);
     }
     return packets;
 }

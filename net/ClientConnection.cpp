@@ -117,10 +117,10 @@ DrainResult ClientConnection::Drain(std::vector<std::vector<unsigned char>>& pac
         MUX_LOG(plog::error) << "Error on select for socket " << Descriptor() << ". Error code: " << error
                              << ", Error: " << Diagnostics::ErrorText(error);
     }
-    if (cutter_.IsHopeless()) {
+    if (cutter_.IsUnrecoverable()) {
         MUX_LOG(plog::warning) << "The bytes received on socket " << Descriptor()
                                << " can never become a packet. It will be closed.";
-        return DrainResult::kHopeless;
+        return DrainResult::kUnrecoverable;
     }
     return count == 0 ? DrainResult::kClosedByPeer : DrainResult::kStays;
 }

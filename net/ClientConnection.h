@@ -20,8 +20,8 @@ struct ClientIdentity {
 // What became of a client when what had arrived was taken.
 enum class DrainResult {
     kStays,
-    kClosedByPeer,  // the client has closed its side; bytes of an unfinished packet are dropped
-    kHopeless,      // what it sent can never become a packet
+    kClosedByPeer,   // the client has closed its side; bytes of an unfinished packet are dropped
+    kUnrecoverable,  // what it sent can never become a packet
 };
 
 // One connected client: its socket, what has arrived of its next packet and what it is due.

@@ -28,8 +28,8 @@ void PacketCutter::Cut(std::vector<std::vector<unsigned char>>& packets) {
     buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(begin));
 }
 
-bool PacketCutter::IsHopeless() const {
-    return ExpectedSize() == 0 && buffer_.size() > kHopelessBytes;
+bool PacketCutter::IsUnrecoverable() const {
+    return ExpectedSize() == 0 && buffer_.size() > kUnrecoverableBytes;
 }
 
 }  // namespace Brenk::Net

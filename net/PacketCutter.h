@@ -26,10 +26,10 @@ class PacketCutter {
     // `packets`. Never throws on content.
     void Cut(std::vector<std::vector<unsigned char>>& packets);
 
-    // Whether the buffer holds more than kHopelessBytes that can never become a packet.
-    bool IsHopeless() const;
+    // Whether the buffer holds more than kUnrecoverableBytes that can never become a packet.
+    bool IsUnrecoverable() const;
 
-    static constexpr std::size_t kHopelessBytes = 131072;
+    static constexpr std::size_t kUnrecoverableBytes = 131072;
 
   private:
     std::vector<unsigned char> buffer_;

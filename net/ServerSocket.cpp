@@ -57,42 +57,42 @@ bool IsTransient(int error) {
 
 ServerSocket::ServerSocket() : ServerSocket(kDefaultPort) {}
 
-ServerSocket::ServerSocket(int port) : port_(port), clientsListMutex_("clientsListMutex", true, true) {}
+ServerSocket::ServerSocket(int port) : port_(port) {}
 
 ServerSocket::~ServerSocket() {
-    acceptRunning_ = false;
-    receiveRunning_ = false;
+    acceptLoop_.isRunning = false;
+    receiveLoop_.isRunning = false;
     stop_.Stop();
     CloseListener();
-    for (Threading::Thread* thread : {acceptThread_.get(), receiveThread_.get()}) {
-        if (thread != nullptr) {
-            thread->Join();
+    for (const Loop* loop : {&acceptLoop_, &receiveLoop_}) {
+        if (loop->thread != nullptr) {
+            loop->thread->Join();
         }
     }
 }
 
 void ServerSocket::SetContext(void* context) {
-    context_ = context;
+    callbacks_.context = context;
 }
 
 void ServerSocket::SetDescriptorsForOthersCallback(DescriptorsCallback callback) {
-    descriptorsForOthers_ = callback;
+    callbacks_.descriptorsForOthers = callback;
 }
 
 void ServerSocket::SetClientAcceptedCallback(ClientCallback callback) {
-    clientAccepted_ = callback;
+    callbacks_.clientAccepted = callback;
 }
 
 void ServerSocket::SetClientDeletedCallback(ClientCallback callback) {
-    clientDeleted_ = callback;
+    callbacks_.clientDeleted = callback;
 }
 
 void ServerSocket::SetDataReceivedCallback(DataReceivedCallback callback) {
-    dataReceived_ = callback;
+    callbacks_.dataReceived = callback;
 }
 
 void ServerSocket::SetDataSentCallback(DataSentCallback callback) {
-    dataSent_ = callback;
+    callbacks_.dataSent = callback;
 }
 
 bool ServerSocket::InitSocket() {
@@ -136,12 +136,7 @@ int ServerSocket::Bind(int descriptor) const {
 
 bool ServerSocket::StartAcceptLoop() {
     MUX_OPERATION();
-    if (acceptRunning_.exchange(true)) {
-        return true;
-    }
-    acceptThread_ = std::make_unique<Threading::Thread>(AcceptLoopThreadProc);
-    if (!Threading::StartWithOwner(*acceptThread_, this)) {
-        acceptRunning_ = false;
+    if (!Start(acceptLoop_, AcceptLoopThreadProc)) {
         MUX_LOG(plog::error) << "Cannot spawn accept loop thread.";
         return false;
     }
@@ -150,13 +145,20 @@ bool ServerSocket::StartAcceptLoop() {
 
 bool ServerSocket::StartReceiveLoop() {
     MUX_OPERATION();
-    if (receiveRunning_.exchange(true)) {
+    if (!Start(receiveLoop_, ReceiveDataLoopThreadProc)) {
+        MUX_LOG(plog::error) << "Cannot spawn receive data loop thread.";
+        return false;
+    }
+    return true;
+}
+
+bool ServerSocket::Start(Loop& loop, Threading::Thread::Procedure procedure) {
+    if (loop.isRunning.exchange(true)) {
         return true;
     }
-    receiveThread_ = std::make_unique<Threading::Thread>(ReceiveDataLoopThreadProc);
-    if (!Threading::StartWithOwner(*receiveThread_, this)) {
-        receiveRunning_ = false;
-        MUX_LOG(plog::error) << "Cannot spawn receive data loop thread.";
+    loop.thread = std::make_unique<Threading::Thread>(procedure);
+    if (!Threading::StartWithOwner(*loop.thread, this)) {
+        loop.isRunning = false;
         return false;
     }
     return true;
@@ -174,7 +176,7 @@ void* ServerSocket::AcceptLoopThreadProc(void* serverSocketBlock) {
 LETS_CANCELLATION_PASS void ServerSocket::AcceptLoop() {
     const auto listener = listener_.With([](const std::shared_ptr<OpenSocket>& current) { return current; });
     bool isUsable = listener != nullptr;
-    while (isUsable && acceptRunning_) {
+    while (isUsable && acceptLoop_.isRunning) {
         try {
             isUsable = AcceptClient(*listener);
         } catch (abi::__forced_unwind&) {
@@ -217,7 +219,7 @@ bool ServerSocket::AcceptClient(const OpenSocket& listener) {
     AcceptedDescriptor accepted(descriptor);
     if (HasRoomFor(descriptor)) {
         MUX_LOG(plog::info) << "Accepted connection with FD " << descriptor;
-        const auto client = std::make_shared<ClientConnection>(descriptor, ++lastSerial_, outputBudget_);
+        const ClientPointer client = clients_.NewClient(descriptor);
         accepted.Release();
         AddClient(client);
     }
@@ -235,7 +237,8 @@ bool ServerSocket::HasRoomFor(int descriptor) const {
 
 // Without these a crowd of clients would make accept fail, and a failed accept closes the listening socket for good.
 std::size_t ServerSocket::KeptDescriptors() const {
-    return DescriptorReserve() + (descriptorsForOthers_ == nullptr ? 0 : descriptorsForOthers_(context_));
+    return DescriptorReserve() +
+           (callbacks_.descriptorsForOthers == nullptr ? 0 : callbacks_.descriptorsForOthers(callbacks_.context));
 }
 
 std::size_t ServerSocket::RoomForClients() const {
@@ -246,13 +249,13 @@ std::size_t ServerSocket::RoomForClients() const {
 }
 
 void ServerSocket::AddClient(const ClientPointer& client) {
-    MutexGuard guard = clientsListMutex_.NewGuard();
+    MutexGuard guard = clients_.NewGuard();
     if (guard.Lock(kListLockTimeout)) {
-        clients_.With([&](ClientList& clients) { clients.Add(client); });
+        clients_.Add(client);
     }
     guard.Release();
-    if (clientAccepted_ != nullptr) {
-        clientAccepted_(client->Descriptor(), context_);
+    if (callbacks_.clientAccepted != nullptr) {
+        callbacks_.clientAccepted(client->Descriptor(), callbacks_.context);
     }
 }
 
@@ -265,11 +268,11 @@ void ServerSocket::CloseListener() {
 }
 
 bool ServerSocket::Send(int descriptor, const std::vector<unsigned char>& data) {
-    return SendTo(FindByDescriptor(descriptor), descriptor, data);
+    return SendTo(clients_.Find(descriptor), descriptor, data);
 }
 
 bool ServerSocket::Send(const ClientIdentity& client, const std::vector<unsigned char>& data) {
-    return SendTo(FindByIdentity(client), client.descriptor, data);
+    return SendTo(clients_.Find(client), client.descriptor, data);
 }
 
 bool ServerSocket::SendTo(const ClientPointer& client, int descriptor, const std::vector<unsigned char>& data) {
@@ -283,11 +286,11 @@ bool ServerSocket::SendTo(const ClientPointer& client, int descriptor, const std
         FailSend(client, descriptor, outcome.error);
         return false;
     }
-    if (dataSent_ != nullptr) {
-        dataSent_(descriptor, static_cast<int>(data.size()), context_);
+    if (callbacks_.dataSent != nullptr) {
+        callbacks_.dataSent(descriptor, static_cast<int>(data.size()), callbacks_.context);
     }
     if (outcome.isNewlyPending) {
-        outputPending_.Wake();
+        watch_.Wake();
     }
     return true;
 }
@@ -305,22 +308,22 @@ void ServerSocket::FailSend(const ClientPointer& client, int descriptor, int err
 }
 
 void ServerSocket::CloseClient(int descriptor, ListLock lock) {
-    CloseConnection(FindByDescriptor(descriptor), lock);
+    CloseConnection(clients_.Find(descriptor), lock);
 }
 
 void ServerSocket::CloseConnection(const ClientPointer& client, ListLock lock) {
-    MutexGuard guard = clientsListMutex_.NewGuard();
+    MutexGuard guard = clients_.NewGuard();
     if (lock == ListLock::kTake) {
         guard.Lock();
     }
-    const bool removed = clients_.With([&](ClientList& clients) { return clients.Remove(client); });
+    const bool removed = clients_.Remove(client);
     guard.Release();
     if (!removed) {
         return;
     }
     client->ShutDown();
-    if (clientDeleted_ != nullptr) {
-        clientDeleted_(client->Descriptor(), context_);
+    if (callbacks_.clientDeleted != nullptr) {
+        callbacks_.clientDeleted(client->Descriptor(), callbacks_.context);
     }
 }
 
@@ -333,23 +336,14 @@ std::vector<int> ServerSocket::ConnectedDescriptors() {
 }
 
 std::vector<ClientIdentity> ServerSocket::ConnectedClients() {
-    MutexGuard guard = clientsListMutex_.NewGuard();
+    MutexGuard guard = clients_.NewGuard();
     guard.Lock();
-    return clients_.With([](const ClientList& clients) { return clients.Identities(); });
+    return clients_.Identities();
 }
 
 ClientIdentity ServerSocket::IdentityOf(int descriptor) {
-    const ClientPointer client = FindByDescriptor(descriptor);
+    const ClientPointer client = clients_.Find(descriptor);
     return client == nullptr ? ClientIdentity{descriptor, 0} : client->Identity();
-}
-
-ClientPointer ServerSocket::FindByDescriptor(int descriptor) {
-    return clients_.With([descriptor](const ClientList& clients) { return clients.Find(descriptor); });
-}
-
-ClientPointer ServerSocket::FindByIdentity(const ClientIdentity& client) {
-    const ClientPointer found = FindByDescriptor(client.descriptor);
-    return found != nullptr && found->Identity().serial == client.serial ? found : nullptr;
 }
 
 }  // namespace Brenk::Net

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <poll.h>
-
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -9,13 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "net/ClientConnection.h"
-#include "net/ClientList.h"
+#include "net/ClientTable.h"
+#include "net/ClientWatch.h"
+#include "net/MemoryPeaks.h"
 #include "net/OpenSocket.h"
-#include "net/PendingOutput.h"
-#include "net/WakeUp.h"
-#include "threading/Mutex.h"
-#include "threading/MutexGuard.h"
 #include "threading/StopSignal.h"
 #include "threading/Synchronized.h"
 #include "threading/Thread.h"
@@ -26,8 +21,8 @@ namespace Brenk::Net {
 //
 // Who points at whom: the owner holds the server socket and gives it callbacks and one context pointer; the server
 // socket holds its two threads, the listening socket and the client list; the list and whoever uses a client right
-// now share the ClientConnection. Clients are closed by the receive thread (the client closed its side) and by
-// Send (the client does not take its answer), both through CloseClient.
+// now share the ClientConnection. Clients are closed by the receive thread (the client closed its side, sent what can
+// never become a packet, or there is no memory for it) and by whoever sends (the client does not take its answer).
 //
 // Callbacks run on the accept thread (client accepted, descriptors for others), the receive thread (data received,
 // client deleted) and the sending thread (data sent, client deleted); the owner makes them thread-safe. Set them before
@@ -102,10 +97,25 @@ class ServerSocket {
   private:
     static constexpr int kListLockTimeout = 5;
 
-    using Clock = PendingOutput::Clock;
+    using Clock = ClientWatch::Clock;
+
+    struct Callbacks {
+        DescriptorsCallback descriptorsForOthers = nullptr;
+        ClientCallback clientAccepted = nullptr;
+        ClientCallback clientDeleted = nullptr;
+        DataReceivedCallback dataReceived = nullptr;
+        DataSentCallback dataSent = nullptr;
+        void* context = nullptr;
+    };
+
+    struct Loop {
+        std::atomic<bool> isRunning{false};
+        std::unique_ptr<Threading::Thread> thread;
+    };
 
     bool FailToInit(const char* text, int error);
     int Bind(int descriptor) const;
+    bool Start(Loop& loop, Threading::Thread::Procedure procedure);
 
     void AcceptLoop();
     bool AcceptClient(const OpenSocket& listener);
@@ -117,16 +127,8 @@ class ServerSocket {
 
     void ReceiveLoop();
     void ReceivePass();
-    void CollectClients();
-    void TrimMemory();
-    bool HasCrowdLeft();
-    bool HasBacklogLeft();
     bool WaitForActivity();
-    Clock::time_point WatchForOutput();
     void SendOnPendingOutput();
-    void SendOn(const ClientPointer& client);
-    bool HasInput() const;
-    void LookAtWindows();
     void DrainReadyClients();
     bool TakeFrom(const ClientPointer& client);
     bool DrainClient(ClientConnection& client);  // false when the client is to be closed
@@ -134,44 +136,17 @@ class ServerSocket {
 
     bool SendTo(const ClientPointer& client, int descriptor, const std::vector<unsigned char>& data);
     void FailSend(const ClientPointer& client, int descriptor, int error);
-    ClientPointer FindByDescriptor(int descriptor);
-    ClientPointer FindByIdentity(const ClientIdentity& client);
     void CloseConnection(const ClientPointer& client, ListLock lock);
 
     const int port_;
-    std::atomic<bool> acceptRunning_{false};
-    std::atomic<bool> receiveRunning_{false};
     Threading::Synchronized<std::shared_ptr<OpenSocket>> listener_;
-    Threading::Mutex clientsListMutex_;
-    // Outlives the clients.
-    OutputBudget outputBudget_;
-    Threading::Synchronized<ClientList> clients_;
-    std::uint64_t lastSerial_ = 0;  // accept thread only
-
-    DescriptorsCallback descriptorsForOthers_ = nullptr;
-    ClientCallback clientAccepted_ = nullptr;
-    ClientCallback clientDeleted_ = nullptr;
-    DataReceivedCallback dataReceived_ = nullptr;
-    DataSentCallback dataSent_ = nullptr;
-    void* context_ = nullptr;
-
-    // Ends the receive thread's wait when a client has pending output that had none.
-    WakeUp outputPending_;
-
-    // The receive thread's own: the clients of the current pass and what it waits for, index by index; the last one
-    // more is what wakes it. They are kept for the next pass unless the list has another version by then.
-    std::vector<ClientPointer> passClients_;
-    std::vector<pollfd> passEvents_;
-    std::uint64_t passVersion_ = 0;
-    // The most clients, and the most pending output, since memory was given back last.
-    std::size_t crowd_ = 0;
-    std::size_t backlog_ = 0;
-    Clock::time_point nextLookAtWindows_{};
-    Clock::time_point nextTrim_{};
-
+    ClientTable clients_;
+    Callbacks callbacks_;
+    ClientWatch watch_;
+    MemoryPeaks memory_;
     Threading::StopSignal stop_;
-    std::unique_ptr<Threading::Thread> acceptThread_;
-    std::unique_ptr<Threading::Thread> receiveThread_;
+    Loop acceptLoop_;
+    Loop receiveLoop_;
 };
 
 }  // namespace Brenk::Net

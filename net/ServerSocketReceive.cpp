@@ -2,9 +2,7 @@
 // due.
 
 #include <cxxabi.h>
-#include <malloc.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -13,7 +11,6 @@
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
 #include "net/ServerSocket.h"
-#include "net/SocketWait.h"
 #include "threading/Cancellation.h"
 #include "threading/OwnerBlock.h"
 
@@ -21,15 +18,9 @@ namespace Brenk::Net {
 namespace {
 
 using Diagnostics::ErrorText;
-using std::chrono::milliseconds;
 using Threading::MutexGuard;
 
 constexpr std::chrono::seconds kPause{1};
-constexpr std::chrono::seconds kWindowPeriod{10};
-
-// So many clients, or so much pending output, leave more behind than the allocator keeps for a few.
-constexpr std::size_t kCrowd = 64;
-constexpr std::size_t kBacklogBytes = 512UL * 1024;
 
 }  // namespace
 
@@ -42,7 +33,7 @@ void* ServerSocket::ReceiveDataLoopThreadProc(void* serverSocketBlock) {
 }
 
 LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
-    while (receiveRunning_) {
+    while (receiveLoop_.isRunning) {
         try {
             ReceivePass();
         } catch (abi::__forced_unwind&) {
@@ -55,18 +46,18 @@ LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
 }
 
 void ServerSocket::ReceivePass() {
-    MutexGuard guard = clientsListMutex_.NewGuard();
+    MutexGuard guard = clients_.NewGuard();
     if (!guard.Lock(kListLockTimeout)) {
         return;
     }
-    CollectClients();
+    watch_.Collect(clients_);
     guard.Release();
-    TrimMemory();
-    if (passClients_.empty()) {
+    memory_.ReleaseMemoryAfterPeak(watch_, clients_.Budget());
+    if (watch_.Count() == 0) {
         stop_.SleepFor(kPause);
         return;
     }
-    LookAtWindows();
+    watch_.LookAtWindows();
     if (!WaitForActivity() || !guard.Lock(kListLockTimeout)) {
         return;
     }
@@ -75,149 +66,46 @@ void ServerSocket::ReceivePass() {
     SendOnPendingOutput();
 }
 
-void ServerSocket::CollectClients() {
-    const std::uint64_t version = clients_.With([this](const ClientList& clients) {
-        if (clients.Version() != passVersion_) {
-            clients.CopyTo(passClients_);
-        }
-        return clients.Version();
-    });
-    if (version == passVersion_) {
-        return;
-    }
-    passEvents_.clear();
-    for (const ClientPointer& client : passClients_) {
-        passEvents_.push_back({client->Descriptor(), POLLIN, 0});
-    }
-    passEvents_.push_back({outputPending_.Descriptor(), POLLIN, 0});
-    passVersion_ = version;
-}
-
-// The allocator gives pages back by itself only at the end of its heap, where something of a long life stands by then.
-// Whoever allocates waits while it looks through the heap for them, so it does that once a second at most.
-void ServerSocket::TrimMemory() {
-    const auto now = Clock::now();
-    if (now < nextTrim_) {
-        return;
-    }
-    const bool hasCrowdLeft = HasCrowdLeft();
-    if (HasBacklogLeft() || hasCrowdLeft) {
-        malloc_trim(0);
-        nextTrim_ = now + kPause;
-    }
-}
-
-bool ServerSocket::HasCrowdLeft() {
-    crowd_ = std::max(crowd_, passClients_.size());
-    if (crowd_ < kCrowd || passClients_.size() > crowd_ / 2) {
-        return false;
-    }
-    crowd_ = passClients_.size();
-    passClients_.shrink_to_fit();
-    passEvents_.shrink_to_fit();
-    return true;
-}
-
-bool ServerSocket::HasBacklogLeft() {
-    const std::size_t pending = outputBudget_.Used();
-    backlog_ = std::max(backlog_, outputBudget_.TakePeak());
-    if (backlog_ < kBacklogBytes || pending > backlog_ / 2) {
-        return false;
-    }
-    backlog_ = pending;
-    return true;
-}
-
-void ServerSocket::LookAtWindows() {
-    const auto now = Clock::now();
-    if (now < nextLookAtWindows_) {
-        return;
-    }
-    nextLookAtWindows_ = now + kWindowPeriod;
-    for (const ClientPointer& client : passClients_) {
-        client->LookAtWindow();
-    }
-}
-
 // Waits for a second at most until a client has sent something or has gone. Pending output is sent on meanwhile, which
 // neither ends nor prolongs the wait. What was sent is taken in first: a client that sends and resets its connection
 // could be closed by a failed send with its last requests unread.
 bool ServerSocket::WaitForActivity() {
-    auto now = Clock::now();
-    const auto end = now + kPause;
+    const auto end = Clock::now() + kPause;
     while (true) {
-        const auto until = std::min(end, WatchForOutput());
-        const auto wait = std::max(std::chrono::ceil<milliseconds>(until - now), milliseconds(0));
-        if (WaitForEvents(passEvents_, wait) == -1) {
+        if (!watch_.WaitUntil(end)) {
             const int error = errno;
             MUX_LOG(plog::error) << "Error on select. Error: " << ErrorText(error);
             // What made it fail may last, as when fewer descriptors are allowed than there are clients.
             stop_.SleepFor(kPause);
             return false;
         }
-        if (HasInput()) {
+        if (watch_.HasInput()) {
             return true;
         }
         SendOnPendingOutput();
-        now = Clock::now();
-        if (now >= end) {
+        if (Clock::now() >= end) {
             MUX_LOG(plog::verbose) << "Read select exits for timeout.";
             return false;
         }
-        CollectClients();
+        watch_.Collect(clients_);
     }
-}
-
-// Sets what each client is waited for, and returns when the first of them has to be looked at all the same.
-ServerSocket::Clock::time_point ServerSocket::WatchForOutput() {
-    auto first = Clock::time_point::max();
-    for (std::size_t index = 0; index < passClients_.size(); ++index) {
-        const ClientOutput& output = passClients_.at(index)->Output();
-        passEvents_.at(index).events = output.IsPending() ? POLLIN | POLLOUT : POLLIN;
-        if (output.IsPending()) {
-            first = std::min(first, output.Deadline());
-        }
-    }
-    return first;
 }
 
 void ServerSocket::SendOnPendingOutput() {
-    if (passEvents_.back().revents != 0) {
-        outputPending_.Clear();
-    }
-    for (std::size_t index = 0; index < passClients_.size(); ++index) {
-        const ClientPointer& client = passClients_.at(index);
-        if (!client->Output().IsPending() || client->IsShutDown()) {
-            continue;
+    watch_.ForEachToSendOn([this](const ClientPointer& client) {
+        if (const int error = client->Output().SendOn()) {
+            FailSend(client, client->Descriptor(), error);
         }
-        const bool takesMore = (passEvents_.at(index).revents & POLLOUT) != 0;
-        if (takesMore || client->Output().Deadline() <= Clock::now()) {
-            SendOn(client);
-        }
-    }
-}
-
-void ServerSocket::SendOn(const ClientPointer& client) {
-    if (const int error = client->Output().SendOn()) {
-        FailSend(client, client->Descriptor(), error);
-    }
-}
-
-bool ServerSocket::HasInput() const {
-    return std::any_of(passEvents_.begin(), std::prev(passEvents_.end()),
-                       [](const pollfd& event) { return (event.revents & ~POLLOUT) != 0; });
+    });
 }
 
 void ServerSocket::DrainReadyClients() {
     std::vector<ClientPointer> resetClients;
-    for (std::size_t index = 0; index < passClients_.size(); ++index) {
-        const ClientPointer& client = passClients_.at(index);
-        // One that was closed by a failed send while this thread waited is no client any more.
-        const bool hasInput = (passEvents_.at(index).revents & ~POLLOUT) != 0;
-        if (hasInput && !client->IsShutDown() && !TakeFrom(client)) {
+    watch_.ForEachWithInput([&](const ClientPointer& client) {
+        if (!TakeFrom(client)) {
             resetClients.push_back(client);
         }
-    }
+    });
     CloseResetClients(resetClients);
 }
 
@@ -240,8 +128,9 @@ bool ServerSocket::DrainClient(ClientConnection& client) {
     const DrainResult result = client.Drain(packets);
     for (std::vector<unsigned char>& packet : packets) {
         MUX_LOG(plog::verbose) << "Invoking DataReceivedCallback if not null.";
-        if (dataReceived_ != nullptr) {
-            dataReceived_(client.Descriptor(), new std::vector<unsigned char>(std::move(packet)), context_);
+        if (callbacks_.dataReceived != nullptr) {
+            callbacks_.dataReceived(client.Descriptor(), new std::vector<unsigned char>(std::move(packet)),
+                                    callbacks_.context);
         }
     }
     if (result == DrainResult::kClosedByPeer) {

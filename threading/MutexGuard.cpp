@@ -61,13 +61,13 @@ bool MutexGuard::Lock(int timeoutMs) {
     if (state_ != State::kUnlocked) {
         return false;
     }
-    switch (AcquireCopy(timeoutMs)) {
+    switch (LockCopy(timeoutMs)) {
         case 0:
             state_ = State::kLocked;
             return true;
         case EDEADLK:
             MUX_LOG(plog::warning) << "Mutex " << *name_ << " already owned.";
-            state_ = State::kTakenOver;
+            state_ = State::kHeldElsewhere;
             return true;
         case EOWNERDEAD:
             return Reclaim();
@@ -82,7 +82,7 @@ bool MutexGuard::Lock(int timeoutMs) {
     }
 }
 
-int MutexGuard::AcquireCopy(int timeoutMs) {
+int MutexGuard::LockCopy(int timeoutMs) {
     if (timeoutMs < 1) {
         return pthread_mutex_lock(&mutex_);
     }
@@ -107,12 +107,12 @@ bool MutexGuard::Release() {
     if (state_ == State::kUnlocked) {
         return false;
     }
-    FreeCopy();
+    UnlockCopy();
     state_ = State::kUnlocked;
     return true;
 }
 
-void MutexGuard::FreeCopy() {
+void MutexGuard::UnlockCopy() {
     if (state_ == State::kLocked) {
         pthread_mutex_unlock(&mutex_);
         return;

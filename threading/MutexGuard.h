@@ -48,14 +48,14 @@ class MutexGuard {
     enum class State {
         kUnlocked,
         kLocked,
-        kTakenOver,  // the copy was made from a mutex that this thread holds elsewhere: there is nothing to unlock
+        kHeldElsewhere,  // the copy was made from a mutex that this thread holds elsewhere: there is nothing to unlock
     };
 
     MutexGuard(pthread_mutex_t mutex, SharedName name);
 
-    int AcquireCopy(int timeoutMs);
+    int LockCopy(int timeoutMs);
     bool Reclaim();
-    void FreeCopy();
+    void UnlockCopy();
 
     State state_ = State::kUnlocked;
     SharedName name_ = std::make_shared<const std::string>();

@@ -182,7 +182,7 @@ TEST_F(ClientConnectionTest, AnUnfinishedPacketOfAClosedPeerIsDropped) {
 
 TEST_F(ClientConnectionTest, MoreThan131072BytesThatCannotBecomeAPacketAreHopeless) {
     std::thread sender([this] { client_.Send(Bytes(131073, 0x00)); });
-    EXPECT_TRUE(DrainsTo(DrainResult::kHopeless));
+    EXPECT_TRUE(DrainsTo(DrainResult::kUnrecoverable));
     sender.join();
     EXPECT_THAT(packets_, IsEmpty());
     EXPECT_EQ(log_.Count(plog::warning,

@@ -79,7 +79,7 @@ TEST(PacketCutter, ALengthOf0NeverYieldsAPacketAndStaysBuffered) {
     EXPECT_THAT(Feed(cutter, {0x00, 0x00, 0x03, 0x00, 0x41}), IsEmpty());
     EXPECT_THAT(Feed(cutter, {0x03, 0x00, 0x41}), IsEmpty());
     EXPECT_EQ(cutter.ExpectedSize(), 0);
-    EXPECT_FALSE(cutter.IsHopeless());
+    EXPECT_FALSE(cutter.IsUnrecoverable());
 }
 
 TEST(PacketCutter, TheLengthIsLittleEndianAndNeedsTwoBytes) {
@@ -121,18 +121,18 @@ TEST(PacketCutter, CutPacketsAreAddedToThoseThatAreThere) {
 
 TEST(PacketCutter, AStreamIsHopelessWhenMoreThan128KilobytesCanNeverBecomeAPacket) {
     PacketCutter cutter;
-    EXPECT_FALSE(cutter.IsHopeless());
+    EXPECT_FALSE(cutter.IsUnrecoverable());
     Feed(cutter, Bytes(128UL * 1024, 0x00));
-    EXPECT_FALSE(cutter.IsHopeless());
+    EXPECT_FALSE(cutter.IsUnrecoverable());
     Feed(cutter, {0x00});
-    EXPECT_TRUE(cutter.IsHopeless());
+    EXPECT_TRUE(cutter.IsUnrecoverable());
 }
 
 TEST(PacketCutter, AStreamWithALongUnfinishedPacketIsNotHopeless) {
     PacketCutter cutter;
     Feed(cutter, {0xFF, 0xFF});
     Feed(cutter, Bytes(65000, 0x00));
-    EXPECT_FALSE(cutter.IsHopeless());
+    EXPECT_FALSE(cutter.IsUnrecoverable());
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ TEST_F(WhitelistFileTest, IsReadBack) {
                                 R"({"Card": "04a1", "SetupNumber": 9, "Option": 255}, {"Card": "05"}]}]})");
     const WhitelistFile file(Path());
     Lock lock(0xFFFFFFFF, 1);
-    file.Furnish(lock);
+    file.LoadInto(lock);
     EXPECT_FALSE(lock.Cards().IsEnabled());
     ASSERT_EQ(lock.Cards().Entries().size(), 2U) << "also beyond the capacity";
     EXPECT_EQ(lock.Cards().Entries().at(0).card, Bytes({0x04, 0xA1}));
@@ -81,7 +81,7 @@ TEST_F(WhitelistFileTest, IsReadBack) {
     EXPECT_EQ(lock.Cards().Entries().at(1).card, Bytes({0x05}));
     EXPECT_EQ(lock.Cards().Entries().at(1).setupNumber, 0);
     Lock other(5);
-    file.Furnish(other);
+    file.LoadInto(other);
     EXPECT_TRUE(other.Cards().IsEnabled());
     EXPECT_TRUE(other.Cards().Entries().empty());
 }

@@ -5,7 +5,7 @@
 namespace Simulator {
 namespace {
 
-bool Concerns(const Fault& fault, std::uint32_t address) {
+bool AppliesTo(const Fault& fault, std::uint32_t address) {
     return !fault.address || *fault.address == address;
 }
 
@@ -31,12 +31,12 @@ void FaultPlan::Inject(const Fault& fault) {
 
 std::vector<Fault> FaultPlan::Take(std::uint32_t address) {
     return TakeIf(
-        [&](const Fault& fault) { return fault.kind != FaultKind::kForceResult && Concerns(fault, address); });
+        [&](const Fault& fault) { return fault.kind != FaultKind::kForceResult && AppliesTo(fault, address); });
 }
 
 std::optional<Fault> FaultPlan::TakeForcedResult(std::uint32_t address) {
     const std::vector<Fault> taken =
-        TakeIf([&](const Fault& fault) { return fault.kind == FaultKind::kForceResult && Concerns(fault, address); });
+        TakeIf([&](const Fault& fault) { return fault.kind == FaultKind::kForceResult && AppliesTo(fault, address); });
     return taken.empty() ? std::nullopt : std::make_optional(taken.back());
 }
 

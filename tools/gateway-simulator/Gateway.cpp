@@ -129,7 +129,7 @@ GatewayStatus Gateway::Status() const {
 
 bool Gateway::AddLock(Lock lock) {
     if (options_.whitelists != nullptr) {
-        options_.whitelists->Furnish(lock);
+        options_.whitelists->LoadInto(lock);
     }
     return model_.AddLock(lock);
 }

@@ -103,7 +103,7 @@ std::filesystem::path OneNameOf(const std::string& file) {
 }
 
 // What two gateways must not share.
-class Taken {
+class UniquenessCheck {
   public:
     void Take(const JsonNode& node, const GatewayDescription& gateway) {
         if (!ids_.insert(gateway.id).second) {
@@ -124,7 +124,7 @@ std::vector<GatewayDescription> ReadRoot(const JsonNode& root, const std::string
     // Says whether the Mux is to connect, and is of no matter here.
     root.BooleanOr("Enabled", true);
     std::vector<GatewayDescription> gateways;
-    Taken taken;
+    UniquenessCheck taken;
     for (const JsonNode& node : root.Elements("Gateways")) {
         gateways.push_back(ReadGateway(node, path, host));
         taken.Take(node, gateways.back());

@@ -72,7 +72,7 @@ void WriteCard(Writer& writer, const Whitelist::Entry& entry) {
 
 WhitelistFile::WhitelistFile(std::string path) : path_(std::move(path)), lists_(ReadLists(path_)) {}
 
-void WhitelistFile::Furnish(Lock& lock) const {
+void WhitelistFile::LoadInto(Lock& lock) const {
     const auto found = lists_.find(lock.Address());
     if (found != lists_.end()) {
         lock.Cards().SetEnabled(found->second.enabled);

@@ -24,7 +24,7 @@ class WhitelistFile : public WhitelistStore {
     explicit WhitelistFile(std::string path);
 
     // Gives a lock the whitelist that the file has for it.
-    void Furnish(Lock& lock) const override;
+    void LoadInto(Lock& lock) const override;
 
     // Replaces the file when a whitelist is not what is in it. Throws std::runtime_error when that fails.
     void Keep(const std::vector<Lock>& locks) override;

@@ -13,7 +13,7 @@ class WhitelistStore {
 
     // Gives a lock that comes to the gateway the whitelist that is kept for it; leaves one without such alone. Called
     // on the gateway's thread, and before there is one.
-    virtual void Furnish(Lock& lock) const = 0;
+    virtual void LoadInto(Lock& lock) const = 0;
 
     // Is handed all locks after whatever may have changed a whitelist, and before the answer that tells of it; finds
     // out by itself whether one did. Called on the gateway's thread. Throws std::runtime_error when it cannot keep

@@ -11,7 +11,7 @@
 #include "tools/muxctl/ConfigurationShape.h"
 #include "tools/muxctl/ConfigurationValues.h"
 #include "tools/muxctl/JsonFault.h"
-#include "tools/muxctl/ParserTrial.h"
+#include "tools/muxctl/ParseInChildProcess.h"
 
 namespace Muxctl {
 namespace {
@@ -71,7 +71,7 @@ ConfigurationReport ReportParsed(const std::string& text) {
 }  // namespace
 
 ConfigurationReport CheckConfiguration(const std::string& text) {
-    switch (TryParser(text)) {
+    switch (ParseInChildProcess(text)) {
         case ParserOutcome::kNotJson:
             return ReportNotJson(text);
         case ParserOutcome::kEndsProcess:

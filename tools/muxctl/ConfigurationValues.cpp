@@ -60,7 +60,7 @@ class ValueCheck {
     }
 
     // What the Mux cannot connect to ends it, once it tries.
-    void Doubt(const GatewayConfiguration& gateway, const std::string& where, const std::string& text) {
+    void AddWarning(const GatewayConfiguration& gateway, const std::string& where, const std::string& text) {
         if (IsMade(gateway)) {
             findings_.push_back({Finding::Level::kError, where, text + " and ends the Mux"});
         } else {
@@ -89,7 +89,7 @@ class ValueCheck {
         if (gateway.ipAddress.empty()) {
             Warn(where, std::string("is empty") + kNotMade);
         } else if (!CanBeHost(gateway.ipAddress)) {
-            Doubt(gateway, where, "is neither an address nor the name of a host");
+            AddWarning(gateway, where, "is neither an address nor the name of a host");
         }
     }
 
@@ -97,7 +97,7 @@ class ValueCheck {
         if (gateway.port == 0) {
             Warn(where, std::string("is 0") + kNotMade);
         } else if (gateway.port < 0 || gateway.port > kLargestPort) {
-            Doubt(gateway, where, "is " + std::to_string(gateway.port) + ", which is no TCP port");
+            AddWarning(gateway, where, "is " + std::to_string(gateway.port) + ", which is no TCP port");
         }
     }
 

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/muxctl/ParserTrial.h"
+#include "tools/muxctl/ParseInChildProcess.h"
 
 namespace Muxctl {
 namespace {
@@ -324,14 +324,14 @@ TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyKeys) {
 }
 
 TEST(ParserTrialTest, SaysWhatTheMuxsParserDoes) {
-    EXPECT_EQ(TryParser(kGood), ParserOutcome::kParsed);
-    EXPECT_EQ(TryParser("{"), ParserOutcome::kNotJson);
-    EXPECT_EQ(TryParser(WithGateway(R"("ID":1.5)")), ParserOutcome::kEndsProcess);
+    EXPECT_EQ(ParseInChildProcess(kGood), ParserOutcome::kParsed);
+    EXPECT_EQ(ParseInChildProcess("{"), ParserOutcome::kNotJson);
+    EXPECT_EQ(ParseInChildProcess(WithGateway(R"("ID":1.5)")), ParserOutcome::kEndsProcess);
 }
 
 TEST(ParserTrialTest, WritesNothing) {
     testing::internal::CaptureStderr();
-    TryParser(R"({"Gateways":[1]})");
+    ParseInChildProcess(R"({"Gateways":[1]})");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 

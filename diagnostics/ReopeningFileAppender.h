@@ -20,10 +20,10 @@ namespace Diagnostics {
 //
 // `Formatter` is one of the library's kind: header() and format(record). For one thread at a time.
 template <typename Formatter>
-class LastingFileAppender : public plog::RollingFileAppender<Formatter, plog::UTF8Converter> {
+class ReopeningFileAppender : public plog::RollingFileAppender<Formatter, plog::UTF8Converter> {
   public:
     // A file that has outgrown `maximumBytes` is renamed before the next line; `files` of them are kept, 2 or more.
-    LastingFileAppender(const std::string& name, std::size_t maximumBytes, int files)
+    ReopeningFileAppender(const std::string& name, std::size_t maximumBytes, int files)
         : Rolling(name.c_str(), maximumBytes, files), name_(name) {}
 
     void write(const plog::Record& record) override {

@@ -1,4 +1,4 @@
-#include "tools/muxctl/ParserTrial.h"
+#include "tools/muxctl/ParseInChildProcess.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -49,7 +49,7 @@ int WaitFor(pid_t child) {
 
 }  // namespace
 
-ParserOutcome TryParser(const std::string& text) {
+ParserOutcome ParseInChildProcess(const std::string& text) {
     const pid_t child = fork();
     if (child == -1) {
         throw std::system_error(errno, std::generic_category(), "fork");
