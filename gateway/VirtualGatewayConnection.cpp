@@ -8,7 +8,7 @@
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
-#include "threading/Cancellation.h"
+#include "threading/CatchAll.h"
 
 namespace Brenk {
 namespace {

@@ -18,7 +18,7 @@
 #include "messages/BrenkResponseCode.h"
 #include "messages/BrenkResponsePayload.h"
 #include "messages/CommandCodes.h"
-#include "threading/Cancellation.h"
+#include "threading/CatchAll.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {

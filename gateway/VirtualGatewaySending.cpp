@@ -11,7 +11,7 @@
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
 #include "messages/ArgumentNullException.h"
-#include "threading/Cancellation.h"
+#include "threading/CatchAll.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {

@@ -19,7 +19,7 @@
 #include "diagnostics/Log.h"
 #include "net/FreeDescriptors.h"
 #include "net/SocketWait.h"
-#include "threading/Cancellation.h"
+#include "threading/CatchAll.h"
 
 namespace Brenk::Net {
 namespace {

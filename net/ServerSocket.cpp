@@ -1,6 +1,5 @@
 #include "net/ServerSocket.h"
 
-#include <cxxabi.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,11 +9,10 @@
 #include <new>
 #include <utility>
 
-#include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
 #include "net/FreeDescriptors.h"
-#include "threading/Cancellation.h"
+#include "threading/CatchAll.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk::Net {
@@ -173,18 +171,15 @@ void* ServerSocket::AcceptLoopThreadProc(void* serverSocketBlock) {
     pthread_exit(nullptr);
 }
 
-LETS_CANCELLATION_PASS void ServerSocket::AcceptLoop() {
+void ServerSocket::AcceptLoop() {
     const auto listener = listener_.With([](const std::shared_ptr<OpenSocket>& current) { return current; });
     bool isUsable = listener != nullptr;
     while (isUsable && acceptLoop_.isRunning) {
-        try {
-            isUsable = AcceptClient(*listener);
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the accept loop: " << Diagnostics::CaughtException().Text();
-            PauseAfterException();
-        }
+        Threading::CatchAll([&] { isUsable = AcceptClient(*listener); },
+                            [this](const char* text) {
+                                MUX_LOG(plog::error) << "Exception in the accept loop: " << text;
+                                PauseAfterException();
+                            });
     }
 }
 

@@ -1,17 +1,14 @@
 // The receive thread of the server socket: waits for the clients, takes in what they send and sends on what they are
 // due.
 
-#include <cxxabi.h>
-
 #include <cerrno>
 #include <new>
 #include <utility>
 
-#include "diagnostics/CaughtException.h"
 #include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
 #include "net/ServerSocket.h"
-#include "threading/Cancellation.h"
+#include "threading/CatchAll.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk::Net {
@@ -32,16 +29,13 @@ void* ServerSocket::ReceiveDataLoopThreadProc(void* serverSocketBlock) {
     pthread_exit(nullptr);
 }
 
-LETS_CANCELLATION_PASS void ServerSocket::ReceiveLoop() {
+void ServerSocket::ReceiveLoop() {
     while (receiveLoop_.isRunning) {
-        try {
-            ReceivePass();
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the receive data loop: " << Diagnostics::CaughtException().Text();
-            PauseAfterException();
-        }
+        Threading::CatchAll([this] { ReceivePass(); },
+                            [this](const char* text) {
+                                MUX_LOG(plog::error) << "Exception in the receive data loop: " << text;
+                                PauseAfterException();
+                            });
     }
 }
 

@@ -16,7 +16,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/threading/PthreadCalls.h"
-#include "threading/Cancellation.h"
+#include "threading/CatchAll.h"
 
 namespace Threading {
 namespace {
