@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "gateway/FrameBuffer.h"
+#include "gateway/FrameReceiver.h"
 #include "gateway/MessageRequestInfo.h"
 #include "gateway/VirtualGatewayEventMessage.h"
 #include "gateway/VirtualGatewayResponseMessage.h"
@@ -120,6 +120,9 @@ class VirtualGateway {
     // Queues a sequence refresh when 27 s have passed since the last one that this queued.
     void SendGetStatusKeepAlive();
 
+    // The next frame that was received, owned by the caller; null when there is none. Read thread.
+    Messages::BrenkMessage* FetchAndTranslateMessage();
+
     // Handles one frame from the gateway, at `receiveTime`, and frees it. Read thread.
     void ManageBrenkGatewayResponse(Messages::BrenkMessage* message, std::time_t receiveTime);
 
@@ -145,15 +148,6 @@ class VirtualGateway {
   protected:
     // Puts another builder in place, or none; for a gateway that has to do without a working one.
     void SetMessageBuilder(std::shared_ptr<Messages::BrenkMessageBuilder> builder);
-
-    // The next frame out of the receive buffer, owned by the caller; null when there is none. Read thread.
-    Messages::BrenkMessage* FetchAndTranslateMessage();
-
-    // Adds bytes to the receive buffer. Read thread.
-    void AppendReceived(const std::vector<unsigned char>& bytes);
-
-    // How many bytes the receive buffer keeps. Read thread.
-    std::size_t ReceivedSize() const;
 
   private:
     using RequestPointer = std::shared_ptr<MessageRequestInfo>;
@@ -197,7 +191,6 @@ class VirtualGateway {
     void ReadLoop();
     void ReadCycle();
     bool ReceiveBytes();
-    void BufferReceived();
     void ManageReceivedFrames();
     void ReconnectAfterPendingError();
     void ManageEvent(const Messages::BrenkMessage& frame);
@@ -246,9 +239,7 @@ class VirtualGateway {
     Threading::Synchronized<SocketPointer> socket_;
     Threading::Synchronized<SocketPointer> sendingSocket_;    // in use by the send thread
     Threading::Synchronized<SocketPointer> receivingSocket_;  // in use by the read thread
-    // Read thread only: what was received, and what of it is not in the buffer yet.
-    FrameBuffer receiveBuffer_;
-    std::vector<unsigned char> received_;
+    FrameReceiver receiver_;                                  // read thread only
 
     Threading::StopSignal stop_;
     std::unique_ptr<Threading::Thread> readThread_;

@@ -123,28 +123,12 @@ bool VirtualGateway::ReceiveBytes() {
     if (socket == nullptr) {
         return false;
     }
-    BufferReceived();
-    receivingSocket_.With([&](SocketPointer& current) { current = socket; });
-    const bool received = socket->Receive(received_);
-    receivingSocket_.With([](SocketPointer& current) { current.reset(); });
-    BufferReceived();
-    return received;
-}
-
-// What there is no memory for stays until the next time: without it the rest of the stream would be cut wrongly.
-void VirtualGateway::BufferReceived() {
-    if (!received_.empty()) {
-        AppendReceived(received_);
-        std::vector<unsigned char>().swap(received_);
-    }
-}
-
-void VirtualGateway::AppendReceived(const std::vector<unsigned char>& bytes) {
-    receiveBuffer_.Append(bytes);
-}
-
-std::size_t VirtualGateway::ReceivedSize() const {
-    return receiveBuffer_.Size();
+    return receiver_.ReceiveWith([&](std::vector<unsigned char>& bytes) {
+        receivingSocket_.With([&](SocketPointer& current) { current = socket; });
+        const bool received = socket->Receive(bytes);
+        receivingSocket_.With([](SocketPointer& current) { current.reset(); });
+        return received;
+    });
 }
 
 void VirtualGateway::ManageReceivedFrames() {
@@ -157,27 +141,7 @@ void VirtualGateway::ManageReceivedFrames() {
 
 Messages::BrenkMessage* VirtualGateway::FetchAndTranslateMessage() {
     MUX_OPERATION();
-    std::vector<unsigned char> bytes;
-    const FrameSearch found = receiveBuffer_.Find(bytes);
-    if (found == FrameSearch::kMagicAtFirstIndex) {
-        MUX_LOG(plog::warning) << "Found a new BRENK packet magic number, but seems that's at an index position that "
-                                  "isn't allowed.";
-    }
-    const BuilderPointer builder = Builder();
-    if (found != FrameSearch::kFound || builder == nullptr) {
-        return nullptr;
-    }
-    MessagePointer frame;
-    try {
-        frame.reset(builder->Parse(bytes));
-    } catch (const std::out_of_range&) {
-        // Shorter than its own type asks for: it stays, and the same bytes are tried again.
-        receiveBuffer_.KeepOnlyFound();
-        return nullptr;
-    }
-    MUX_LOG(plog::debug) << "Message fetched and translated. Erasing the array from the buffer.";
-    receiveBuffer_.EraseFound();
-    return frame.release();
+    return receiver_.Next(Builder().get()).release();
 }
 
 bool VirtualGateway::IsEventMessageType(const Messages::BrenkMessage* message) {

@@ -22,9 +22,6 @@ namespace Testing {
 // Opens what a gateway keeps for classes derived from it.
 class OpenedGateway : public Brenk::VirtualGateway {
   public:
-    using VirtualGateway::AppendReceived;
-    using VirtualGateway::FetchAndTranslateMessage;
-    using VirtualGateway::ReceivedSize;
     using VirtualGateway::SetMessageBuilder;
     using VirtualGateway::VirtualGateway;
 };
