@@ -29,12 +29,15 @@ std::uint32_t CheckedPort(std::uint32_t port) {
 
 }  // namespace
 
-VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port)
-    : ipAddress_(CheckedAddress(std::move(ipAddress))),
-      port_(CheckedPort(port)),
-      messageBuilder_(std::make_shared<Messages::BrenkMessageBuilder>(kInitialSequenceCounter, kInitialReferenceID)) {
+VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port,
+                               std::shared_ptr<Messages::BrenkMessageBuilder> builder)
+    : ipAddress_(CheckedAddress(std::move(ipAddress))), port_(CheckedPort(port)), builder_(std::move(builder)) {
     InitThreads();
 }
+
+VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port)
+    : VirtualGateway(std::move(ipAddress), port,
+                     std::make_shared<Messages::BrenkMessageBuilder>(kInitialSequenceCounter, kInitialReferenceID)) {}
 
 VirtualGateway::VirtualGateway(std::string ipAddress) : VirtualGateway(std::move(ipAddress), kDefaultPort) {}
 
@@ -102,14 +105,6 @@ void VirtualGateway::ClearCallbacks() {
 
 std::shared_ptr<const GatewayOwner> VirtualGateway::Owner() const {
     return owner_.With([](const std::shared_ptr<const GatewayOwner>& current) { return current; });
-}
-
-void VirtualGateway::SetMessageBuilder(BuilderPointer builder) {
-    messageBuilder_.With([&](BuilderPointer& current) { current.swap(builder); });
-}
-
-VirtualGateway::BuilderPointer VirtualGateway::Builder() const {
-    return messageBuilder_.With([](const BuilderPointer& current) { return current; });
 }
 
 std::int32_t VirtualGateway::ID() const {

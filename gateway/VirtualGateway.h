@@ -67,6 +67,10 @@ class VirtualGateway {
     VirtualGateway(std::string ipAddress, std::uint32_t port);
     explicit VirtualGateway(std::string ipAddress);
 
+    // Likewise, with a builder for its frames and their counters, which it shares with the caller. Null for a gateway
+    // that only sends what EnqueueMessage is given: no operation builds a frame then, and nothing received is decoded.
+    VirtualGateway(std::string ipAddress, std::uint32_t port, std::shared_ptr<Messages::BrenkMessageBuilder> builder);
+
     ~VirtualGateway();
 
     VirtualGateway(const VirtualGateway&) = delete;
@@ -145,15 +149,10 @@ class VirtualGateway {
     bool EnableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
     bool DisableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
 
-  protected:
-    // Puts another builder in place, or none; for a gateway that has to do without a working one.
-    void SetMessageBuilder(std::shared_ptr<Messages::BrenkMessageBuilder> builder);
-
   private:
     using RequestPointer = std::shared_ptr<MessageRequestInfo>;
     using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;
     using ResponsePointer = std::unique_ptr<Messages::VG::VirtualGatewayResponseMessage>;
-    using BuilderPointer = std::shared_ptr<Messages::BrenkMessageBuilder>;
     using SocketPointer = std::shared_ptr<Net::ClientSocket>;
     using BuildFrame = std::function<MessagePointer(Messages::BrenkMessageBuilder&)>;
 
@@ -163,7 +162,6 @@ class VirtualGateway {
     std::shared_ptr<const GatewayOwner> Owner() const;
     void ReplaceOwner(GatewayOwner owner);
     void ClearCallbacks();
-    BuilderPointer Builder() const;
 
     // Creates both threads and starts the send and then the read thread. False, with a line and neither thread left,
     // when one cannot be started. Called once, by the constructors.
@@ -216,6 +214,7 @@ class VirtualGateway {
 
     const std::string ipAddress_;
     const std::uint32_t port_;
+    const std::shared_ptr<Messages::BrenkMessageBuilder> builder_;  // may be null
     std::atomic<VirtualGatewayStatuses> status_{CREATED};
     std::atomic<bool> sequenceCounterKnown_{false};
     std::atomic<std::time_t> lastSendTime_{0};
@@ -232,7 +231,6 @@ class VirtualGateway {
     Threading::Synchronized<std::list<RequestPointer>> messagesQueue_;
     Threading::Synchronized<std::map<std::uint8_t, RequestPointer>> waitingMessages_;
     Threading::Synchronized<std::shared_ptr<const GatewayOwner>> owner_{std::make_shared<const GatewayOwner>()};
-    Threading::Synchronized<BuilderPointer> messageBuilder_;
 
     std::recursive_mutex connectionMutex_;
     int failedAttempts_ = 0;  // under connectionMutex_

@@ -25,12 +25,11 @@ bool VirtualGateway::IsIn(std::initializer_list<VirtualGatewayStatuses> statuses
 
 bool VirtualGateway::EnqueueOperation(const Operation& operation, std::string requestID, void* context,
                                       const BuildFrame& build) {
-    const BuilderPointer builder = Builder();
-    if (builder == nullptr) {
+    if (builder_ == nullptr) {
         MUX_LOG(plog::error) << "The message builder is NULL. Cannot send the message.";
         return false;
     }
-    MessagePointer frame = build(*builder);
+    MessagePointer frame = build(*builder_);
     MUX_LOG(plog::info) << operation.enqueuingText;
     if (frame == nullptr) {
         if (operation.noFrameText != kNoText) {

@@ -141,7 +141,7 @@ void VirtualGateway::ManageReceivedFrames() {
 
 Messages::BrenkMessage* VirtualGateway::FetchAndTranslateMessage() {
     MUX_OPERATION();
-    return receiver_.Next(Builder().get()).release();
+    return receiver_.Next(builder_.get()).release();
 }
 
 bool VirtualGateway::IsEventMessageType(const Messages::BrenkMessage* message) {
@@ -388,13 +388,12 @@ bool VirtualGateway::IsNoRouteForOwner(const MessageRequestInfo& request) const 
 }
 
 void VirtualGateway::TakeOverSequenceCounter(std::uint32_t sequenceCounter) {
-    const BuilderPointer builder = Builder();
-    if (builder == nullptr) {
+    if (builder_ == nullptr) {
         return;
     }
     MUX_LOG(plog::debug) << "Received BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR. Current SEQ is "
-                         << builder->SequenceCounter();
-    builder->StoreSequenceCounter(sequenceCounter);
+                         << builder_->SequenceCounter();
+    builder_->StoreSequenceCounter(sequenceCounter);
     MUX_LOG(plog::warning) << "Received new sequence number. The current SEQ is " << sequenceCounter;
     sequenceCounterKnown_ = true;
     if (Status() != READY) {

@@ -71,12 +71,11 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
 bool VirtualGateway::EnqueueRefreshSequenceCounter() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Refreshing sequence couter.";
-    const BuilderPointer builder = Builder();
-    if (builder == nullptr) {
+    if (builder_ == nullptr) {
         MUX_LOG(plog::error) << "Message builder is null.";
         return false;
     }
-    MessagePointer message = builder->BuildGetStatus(kAddressWithoutLock);
+    MessagePointer message = builder_->BuildGetStatus(kAddressWithoutLock);
     if (message == nullptr) {
         MUX_LOG(plog::error) << "Cannot allocate refresh counter message.";
         return false;
@@ -175,8 +174,7 @@ void VirtualGateway::SendRequest(const RequestPointer& request) {
     const std::time_t now = std::time(nullptr);
     lastSendTime_ = now;
     request->sendTime = now;
-    const BuilderPointer builder = Builder();
-    const Messages::SendTicket ticket = builder == nullptr ? Messages::SendTicket(0) : builder->BeginSend();
+    const Messages::SendTicket ticket = builder_ == nullptr ? Messages::SendTicket(0) : builder_->BeginSend();
     const bool isWaiting =
         waitingMessages_.With([&](auto& waiting) { return waiting.emplace(request->referenceID, request).second; });
     try {
@@ -188,8 +186,8 @@ void VirtualGateway::SendRequest(const RequestPointer& request) {
         }
         throw;
     }
-    if (builder != nullptr) {
-        builder->AdvanceAfterSend(ticket);
+    if (builder_ != nullptr) {
+        builder_->AdvanceAfterSend(ticket);
     }
 }
 
