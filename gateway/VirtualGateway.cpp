@@ -45,8 +45,6 @@ VirtualGateway::~VirtualGateway() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Virtual gateway destructor called.";
     ClearCallbacks();
-    readThreadRunning_ = false;
-    sendThreadRunning_ = false;
     sequenceCounterKnown_ = false;
     stop_.Stop();
     if (const SocketPointer socket = CurrentSocket()) {
@@ -86,7 +84,7 @@ void VirtualGateway::ThreadsDestroy() {
 
 void VirtualGateway::SetOwner(GatewayOwner owner) {
     ReplaceOwner(std::move(owner));
-    isInUse_ = true;
+    queue_.Start();
 }
 
 void VirtualGateway::ReplaceOwner(GatewayOwner owner) {
@@ -132,7 +130,7 @@ bool VirtualGateway::IsSequenceCounterKnown() const {
 }
 
 std::time_t VirtualGateway::LastSendTime() const {
-    return lastSendTime_;
+    return queue_.LastSendTime();
 }
 
 }  // namespace Brenk

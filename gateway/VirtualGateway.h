@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
-#include <list>
-#include <map>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,9 +12,11 @@
 
 #include "gateway/FrameReceiver.h"
 #include "gateway/MessageRequestInfo.h"
+#include "gateway/RequestQueue.h"
 #include "gateway/VirtualGatewayEventMessage.h"
 #include "gateway/VirtualGatewayResponseMessage.h"
 #include "gateway/VirtualGatewayStatuses.h"
+#include "gateway/WaitingRequests.h"
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"
 #include "net/ClientSocket.h"
@@ -150,7 +151,7 @@ class VirtualGateway {
     bool DisableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
 
   private:
-    using RequestPointer = std::shared_ptr<MessageRequestInfo>;
+    using RequestPointer = RequestQueue::Request;
     using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;
     using ResponsePointer = std::unique_ptr<Messages::VG::VirtualGatewayResponseMessage>;
     using SocketPointer = std::shared_ptr<Net::ClientSocket>;
@@ -179,8 +180,6 @@ class VirtualGateway {
     void Enqueue(std::string id, MessagePointer& message, void* context);
     void SendLoop();
     void SendCycle();
-    bool MayTake(const RequestPointer& request) const;
-    bool TakeNextRequest(RequestPointer& request);
     void SendRequest(const RequestPointer& request);
     void WriteRequest(MessageRequestInfo& request);
     bool WriteToSocket(std::vector<unsigned char>& bytes);
@@ -217,19 +216,11 @@ class VirtualGateway {
     const std::shared_ptr<Messages::BrenkMessageBuilder> builder_;  // may be null
     std::atomic<VirtualGatewayStatuses> status_{CREATED};
     std::atomic<bool> sequenceCounterKnown_{false};
-    std::atomic<std::time_t> lastSendTime_{0};
-    std::atomic<std::time_t> lastKeepAliveTime_{0};
-    std::atomic<bool> readThreadRunning_{true};
-    std::atomic<bool> sendThreadRunning_{true};
-    std::atomic<bool> keepAliveEnabled_{true};
-    std::atomic<bool> isInUse_{false};
-    bool hasTakenRequest_ = false;  // send thread only: from its first request on it sends in every status
 
     Threading::Mutex waitingMessagesMutex_{"waitingMessagesMutex"};
     Threading::Mutex queueMutex_{"queueMutex"};
-    // A list, since an empty one holds no memory: most gateways' queues are empty most of the time.
-    Threading::Synchronized<std::list<RequestPointer>> messagesQueue_;
-    Threading::Synchronized<std::map<std::uint8_t, RequestPointer>> waitingMessages_;
+    RequestQueue queue_;
+    WaitingRequests waiting_;
     Threading::Synchronized<std::shared_ptr<const GatewayOwner>> owner_{std::make_shared<const GatewayOwner>()};
 
     std::recursive_mutex connectionMutex_;

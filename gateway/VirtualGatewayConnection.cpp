@@ -21,7 +21,7 @@ constexpr int kMaximumFailedAttempts = 19;
 bool VirtualGateway::Connect(bool refreshSequence) {
     MUX_OPERATION();
     const std::lock_guard<std::recursive_mutex> connection(connectionMutex_);
-    isInUse_ = true;
+    queue_.Start();
     if (IsIn({CONNECTED, NOT_PRESENT})) {
         return false;
     }

@@ -83,7 +83,7 @@ void* VirtualGateway::readThreadProc(void* gatewayBlock) {
 }
 
 LETS_CANCELLATION_PASS void VirtualGateway::ReadLoop() {
-    while (readThreadRunning_ && stop_.SleepFor(kReadPeriod)) {
+    while (stop_.SleepFor(kReadPeriod)) {
         try {
             ReadCycle();
         } catch (abi::__forced_unwind&) {
@@ -245,10 +245,7 @@ void VirtualGateway::ManageAnswer(Messages::BrenkMessage& frame, std::time_t rec
         LogWaitingMessages(frame);
     }
     const auto referenceID = static_cast<std::uint8_t>(frame.ReferenceID() & kReferenceIDMask);
-    auto found = waitingMessages_.With([referenceID](const auto& waiting) -> std::optional<RequestPointer> {
-        const auto position = waiting.find(referenceID);
-        return position == waiting.end() ? std::nullopt : std::make_optional(position->second);
-    });
+    std::optional<RequestPointer> found = waiting_.Find(referenceID);
     if (!found.has_value()) {
         MUX_LOG(plog::warning) << "A reply message was sent from gateway. But no request message was found in the "
                                   "waiting message map. The message is lost";
@@ -263,16 +260,16 @@ void VirtualGateway::ManageAnswer(Messages::BrenkMessage& frame, std::time_t rec
         PassAnswerOn(frame, *request);
     } catch (const std::bad_alloc&) {
         // It has had its answer. That to another request with this reference ID would be taken for its own.
-        waitingMessages_.With([referenceID](auto& waiting) { waiting.erase(referenceID); });
+        waiting_.Remove(referenceID);
         throw;
     }
 
     MUX_LOG(plog::verbose) << "Clear memory for the request.";
-    // Its destructor logs, so it is freed here and not while the map is held; the key stays until the line below.
-    waitingMessages_.With([&](auto& waiting) { request = std::move(waiting.at(referenceID)); });
+    // Freed before the line below, until which its reference ID stays taken.
+    request = waiting_.Release(referenceID);
     request.reset();
     MUX_LOG(plog::verbose) << "Remove the request from the pending list.";
-    waitingMessages_.With([referenceID](auto& waiting) { waiting.erase(referenceID); });
+    waiting_.Remove(referenceID);
 }
 
 void VirtualGateway::LogWaitingMessages(const Messages::BrenkMessage& frame) const {
@@ -280,7 +277,7 @@ void VirtualGateway::LogWaitingMessages(const Messages::BrenkMessage& frame) con
     MUX_LOG(plog::verbose) << "ReplyReferenceID " << referenceID;
     MUX_LOG(plog::verbose) << "ReplyReferenceID LE" << (frame.ReferenceID() & kReferenceIDMaskOfOtherOrder);
     MUX_LOG(plog::verbose) << "ReplyReferenceID BE" << referenceID;
-    const auto waiting = waitingMessages_.With([](const auto& current) { return current; });
+    const WaitingRequests::Map waiting = waiting_.Copy();
     MUX_LOG(plog::verbose) << "Waiting message count " << waiting.size();
     for (const auto& [key, request] : waiting) {
         MUX_LOG(plog::verbose) << "Message pending with refereceID " << referenceID << " and Message ID "

@@ -22,7 +22,6 @@ using Threading::MutexGuard;
 constexpr int kEnqueueTimeout = 5;
 constexpr int kSendTimeout = 5;
 constexpr std::chrono::milliseconds kSendPeriod{300};
-constexpr std::int32_t kKeepAliveSeconds = 27;
 constexpr std::uint32_t kAddressWithoutLock = 0x100;
 
 }  // namespace
@@ -64,7 +63,7 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
     request.context = context;
     request.enqueueTime = std::time(nullptr);
     MUX_LOG(plog::verbose) << "RequestInfo built.";
-    messagesQueue_.With([&](std::list<RequestPointer>& queue) { queue.splice(queue.end(), built); });
+    queue_.Append(built);
     MUX_LOG(plog::verbose) << "RequestInfo pushed to messagesQueue.";
 }
 
@@ -88,14 +87,9 @@ bool VirtualGateway::EnqueueRefreshSequenceCounter() {
 
 void VirtualGateway::SendGetStatusKeepAlive() {
     MUX_OPERATION();
-    if (!keepAliveEnabled_) {
+    if (!queue_.BeginKeepAlive(std::time(nullptr))) {
         return;
     }
-    const std::time_t now = std::time(nullptr);
-    if (static_cast<std::int32_t>(now - lastKeepAliveTime_) < kKeepAliveSeconds) {
-        return;
-    }
-    lastKeepAliveTime_ = now;
     MUX_LOG(plog::verbose) << "Enquequing keep alive Get status.";
     EnqueueRefreshSequenceCounter();
 }
@@ -114,7 +108,7 @@ void* VirtualGateway::sendThreadProc(void* gatewayBlock) {
 }
 
 LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
-    while (sendThreadRunning_ && stop_.SleepFor(kSendPeriod)) {
+    while (stop_.SleepFor(kSendPeriod)) {
         try {
             SendCycle();
         } catch (abi::__forced_unwind&) {
@@ -129,7 +123,7 @@ LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
 void VirtualGateway::SendCycle() {
     // A keep-alive without the owner's context is refused, and the next one would come 27 s later: too late for a
     // gateway whose owner is just about to be set.
-    if (!isInUse_) {
+    if (!queue_.IsStarted()) {
         return;
     }
     SendGetStatusKeepAlive();
@@ -140,7 +134,7 @@ void VirtualGateway::SendCycle() {
         return;
     }
     RequestPointer request;
-    if (!TakeNextRequest(request)) {
+    if (!queue_.Take(Status(), request)) {
         return;
     }
     if (request == nullptr) {
@@ -150,39 +144,18 @@ void VirtualGateway::SendCycle() {
     SendRequest(request);
 }
 
-// The first request ever is held back until the gateway is ready, unless it is the sequence refresh that makes it so.
-bool VirtualGateway::MayTake(const RequestPointer& request) const {
-    const VirtualGatewayStatuses status = Status();
-    return hasTakenRequest_ || status == READY ||
-           (status == CONNECTED && request != nullptr && request->IsSequenceRefresh());
-}
-
-bool VirtualGateway::TakeNextRequest(RequestPointer& request) {
-    const bool taken = messagesQueue_.With([&](std::list<RequestPointer>& queue) {
-        if (queue.empty() || !MayTake(queue.front())) {
-            return false;
-        }
-        request = std::move(queue.front());
-        queue.pop_front();
-        return true;
-    });
-    hasTakenRequest_ = hasTakenRequest_ || taken;
-    return taken;
-}
-
 void VirtualGateway::SendRequest(const RequestPointer& request) {
     const std::time_t now = std::time(nullptr);
-    lastSendTime_ = now;
+    queue_.SetLastSendTime(now);
     request->sendTime = now;
     const Messages::SendTicket ticket = builder_ == nullptr ? Messages::SendTicket(0) : builder_->BeginSend();
-    const bool isWaiting =
-        waitingMessages_.With([&](auto& waiting) { return waiting.emplace(request->referenceID, request).second; });
+    const bool isWaiting = waiting_.Add(request);
     try {
         WriteRequest(*request);
     } catch (const std::bad_alloc&) {
         // It has not been sent. The answer to another request with this reference ID would be taken for its own.
         if (isWaiting) {
-            waitingMessages_.With([&](auto& waiting) { waiting.erase(request->referenceID); });
+            waiting_.Remove(request->referenceID);
         }
         throw;
     }
