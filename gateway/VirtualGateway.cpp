@@ -3,8 +3,6 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
-#include "messages/InvalidArgumentException.h"
-#include "messages/NullObjectException.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {
@@ -13,25 +11,12 @@ namespace {
 constexpr std::uint32_t kInitialSequenceCounter = 0;
 constexpr std::uint8_t kInitialReferenceID = 1;
 
-std::string CheckedAddress(std::string ipAddress) {
-    if (ipAddress.empty()) {
-        throw new NullObjectException;
-    }
-    return ipAddress;
-}
-
-std::uint32_t CheckedPort(std::uint32_t port) {
-    if (port == 0) {
-        throw new InvalidArgumentException;
-    }
-    return port;
-}
-
 }  // namespace
 
 VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port,
                                std::shared_ptr<Messages::BrenkMessageBuilder> builder)
-    : ipAddress_(CheckedAddress(std::move(ipAddress))), port_(CheckedPort(port)), builder_(std::move(builder)) {
+    : builder_(std::move(builder)),
+      connection_(std::move(ipAddress), port, {SocketSendError, SocketRecvError, this}, owner_) {
     InitThreads();
 }
 
@@ -44,12 +29,10 @@ VirtualGateway::VirtualGateway(std::string ipAddress) : VirtualGateway(std::move
 VirtualGateway::~VirtualGateway() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Virtual gateway destructor called.";
-    ClearCallbacks();
+    owner_.ClearCallbacks();
     sequenceCounterKnown_ = false;
     stop_.Stop();
-    if (const SocketPointer socket = CurrentSocket()) {
-        socket->Close();
-    }
+    connection_.CloseSocket();
     for (const auto* thread : {&readThread_, &sendThread_}) {
         if (*thread != nullptr) {
             (*thread)->Join();
@@ -83,46 +66,28 @@ void VirtualGateway::ThreadsDestroy() {
 }
 
 void VirtualGateway::SetOwner(GatewayOwner owner) {
-    ReplaceOwner(std::move(owner));
+    owner_.Set(std::move(owner));
     queue_.Start();
 }
 
-void VirtualGateway::ReplaceOwner(GatewayOwner owner) {
-    const auto replacement = std::make_shared<const GatewayOwner>(std::move(owner));
-    owner_.With([&](std::shared_ptr<const GatewayOwner>& current) { current = replacement; });
-}
-
-// Identity and context stay: a thread that is still at work uses both.
-void VirtualGateway::ClearCallbacks() {
-    GatewayOwner owner = *Owner();
-    owner.stateChanged = nullptr;
-    owner.responseReceived = nullptr;
-    owner.eventReceived = nullptr;
-    ReplaceOwner(std::move(owner));
-}
-
-std::shared_ptr<const GatewayOwner> VirtualGateway::Owner() const {
-    return owner_.With([](const std::shared_ptr<const GatewayOwner>& current) { return current; });
-}
-
 std::int32_t VirtualGateway::ID() const {
-    return Owner()->id;
+    return owner_.Current()->id;
 }
 
 std::string VirtualGateway::Description() const {
-    return Owner()->description;
+    return owner_.Current()->description;
 }
 
 const std::string& VirtualGateway::IpAddress() const {
-    return ipAddress_;
+    return connection_.IpAddress();
 }
 
 std::uint32_t VirtualGateway::Port() const {
-    return port_;
+    return connection_.Port();
 }
 
 VirtualGatewayStatuses VirtualGateway::Status() const {
-    return status_;
+    return connection_.Status();
 }
 
 bool VirtualGateway::IsSequenceCounterKnown() const {

@@ -4,50 +4,27 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "gateway/Connection.h"
 #include "gateway/FrameReceiver.h"
+#include "gateway/GatewayOwner.h"
 #include "gateway/MessageRequestInfo.h"
 #include "gateway/RequestQueue.h"
-#include "gateway/VirtualGatewayEventMessage.h"
 #include "gateway/VirtualGatewayResponseMessage.h"
 #include "gateway/VirtualGatewayStatuses.h"
 #include "gateway/WaitingRequests.h"
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"
-#include "net/ClientSocket.h"
 #include "threading/Mutex.h"
 #include "threading/MutexGuard.h"
 #include "threading/StopSignal.h"
-#include "threading/Synchronized.h"
 #include "threading/Thread.h"
 
 namespace Brenk {
-
-class VirtualGateway;
-
-// What the owner tells a gateway about itself and where it wants to be called. Callbacks may be null.
-struct GatewayOwner {
-    using StateChangedCallback = void (*)(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus,
-                                          VirtualGatewayStatuses newStatus, void* context);
-    // The receiver owns the message; null when the answer could not be understood.
-    using ResponseReceivedCallback = void (*)(VirtualGateway* gateway,
-                                              Messages::VG::VirtualGatewayResponseMessage* response, void* context);
-    // The receiver owns the message.
-    using EventReceivedCallback = void (*)(VirtualGateway* gateway, Messages::VG::VirtualGatewayEventMessage* event,
-                                           void* context);
-
-    std::int32_t id = 0;
-    std::string description;
-    void* context = nullptr;
-    StateChangedCallback stateChanged = nullptr;
-    ResponseReceivedCallback responseReceived = nullptr;
-    EventReceivedCallback eventReceived = nullptr;
-};
 
 // One physical lock gateway: the TCP connection to it, the queue of requests for it and the requests that wait for
 // its answer.
@@ -154,27 +131,15 @@ class VirtualGateway {
     using RequestPointer = RequestQueue::Request;
     using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;
     using ResponsePointer = std::unique_ptr<Messages::VG::VirtualGatewayResponseMessage>;
-    using SocketPointer = std::shared_ptr<Net::ClientSocket>;
     using BuildFrame = std::function<MessagePointer(Messages::BrenkMessageBuilder&)>;
 
     // The texts that an operation logs; see VirtualGatewayOperations.cpp.
     struct Operation;
 
-    std::shared_ptr<const GatewayOwner> Owner() const;
-    void ReplaceOwner(GatewayOwner owner);
-    void ClearCallbacks();
-
     // Creates both threads and starts the send and then the read thread. False, with a line and neither thread left,
     // when one cannot be started. Called once, by the constructors.
     bool InitThreads();
     void ThreadsDestroy();
-
-    // Connection.
-    SocketPointer CurrentSocket() const;
-    SocketPointer SocketToConnect();
-    bool CountFailedAttempt();
-    void ChangeStatus(VirtualGatewayStatuses status);
-    bool IsOutdated(const Threading::Synchronized<SocketPointer>& socketInUse) const;
 
     // Sending.
     void Enqueue(std::string id, MessagePointer& message, void* context);
@@ -182,12 +147,10 @@ class VirtualGateway {
     void SendCycle();
     void SendRequest(const RequestPointer& request);
     void WriteRequest(MessageRequestInfo& request);
-    bool WriteToSocket(std::vector<unsigned char>& bytes);
 
     // Receiving.
     void ReadLoop();
     void ReadCycle();
-    bool ReceiveBytes();
     void ManageReceivedFrames();
     void ReconnectAfterPendingError();
     void ManageEvent(const Messages::BrenkMessage& frame);
@@ -204,31 +167,21 @@ class VirtualGateway {
     bool IsOkForOwner(const MessageRequestInfo& request) const;
     bool IsNoRouteForOwner(const MessageRequestInfo& request) const;
     void TakeOverSequenceCounter(std::uint32_t sequenceCounter);
-    void CallResponseReceived(ResponsePointer response, const MessageRequestInfo& request);
 
     // Operations.
-    bool IsIn(std::initializer_list<VirtualGatewayStatuses> statuses) const;
     static std::uint8_t CheckedSetupNumber(bool uidMode, std::uint8_t setupNumber);
     bool EnqueueOperation(const Operation& operation, std::string requestID, void* context, const BuildFrame& build);
 
-    const std::string ipAddress_;
-    const std::uint32_t port_;
     const std::shared_ptr<Messages::BrenkMessageBuilder> builder_;  // may be null
-    std::atomic<VirtualGatewayStatuses> status_{CREATED};
     std::atomic<bool> sequenceCounterKnown_{false};
+    OwnerLink owner_{this};
+    Connection connection_;
 
     Threading::Mutex waitingMessagesMutex_{"waitingMessagesMutex"};
     Threading::Mutex queueMutex_{"queueMutex"};
     RequestQueue queue_;
     WaitingRequests waiting_;
-    Threading::Synchronized<std::shared_ptr<const GatewayOwner>> owner_{std::make_shared<const GatewayOwner>()};
-
-    std::recursive_mutex connectionMutex_;
-    int failedAttempts_ = 0;  // under connectionMutex_
-    Threading::Synchronized<SocketPointer> socket_;
-    Threading::Synchronized<SocketPointer> sendingSocket_;    // in use by the send thread
-    Threading::Synchronized<SocketPointer> receivingSocket_;  // in use by the read thread
-    FrameReceiver receiver_;                                  // read thread only
+    FrameReceiver receiver_;  // read thread only
 
     Threading::StopSignal stop_;
     std::unique_ptr<Threading::Thread> readThread_;

@@ -1,6 +1,5 @@
 // The operations on a lock and its whitelist: check the status, build the frame, log it, queue it.
 
-#include <algorithm>
 #include <utility>
 
 #include "diagnostics/Log.h"
@@ -18,10 +17,6 @@ struct VirtualGateway::Operation {
     const char* bytesText;
     const char* noFrameText;
 };
-
-bool VirtualGateway::IsIn(std::initializer_list<VirtualGatewayStatuses> statuses) const {
-    return std::find(statuses.begin(), statuses.end(), Status()) != statuses.end();
-}
 
 bool VirtualGateway::EnqueueOperation(const Operation& operation, std::string requestID, void* context,
                                       const BuildFrame& build) {
@@ -44,7 +39,7 @@ bool VirtualGateway::EnqueueOperation(const Operation& operation, std::string re
 
 bool VirtualGateway::GetNodeStatus(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
+    if (connection_.IsIn({FAULTED})) {
         return false;
     }
     const Operation operation = {"Enqueuing GET_STATUS message.", "Message bytes for check: ", kNoText};
@@ -55,7 +50,7 @@ bool VirtualGateway::GetNodeStatus(std::string requestID, std::uint32_t lockID, 
 bool VirtualGateway::OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool flag,
                               void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
+    if (connection_.IsIn({FAULTED, NOT_PRESENT})) {
         return false;
     }
     const Operation operation = {"Enqueuing OPEN_LOCK message.", "OPEN_LOCK Message bytes for check: ", kNoText};
@@ -68,7 +63,7 @@ bool VirtualGateway::CloseLock(std::string requestID, std::uint32_t lockID, std:
     MUX_OPERATION();
     MUX_LOG(plog::debug) << "VGS - CloseLock entered requestID : " << requestID << " lockid :" << lockID
                          << " delay:" << static_cast<int>(delay);
-    if (IsIn({FAULTED, NOT_PRESENT})) {
+    if (connection_.IsIn({FAULTED, NOT_PRESENT})) {
         MUX_LOG(plog::warning) << "vgs not present : ";
         return false;
     }
@@ -81,7 +76,7 @@ bool VirtualGateway::CloseLock(std::string requestID, std::uint32_t lockID, std:
 bool VirtualGateway::OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration, bool flag,
                                    void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
+    if (connection_.IsIn({FAULTED, NOT_PRESENT})) {
         return false;
     }
     const Operation operation = {"Enqueuing OPEN_LOCK message.", "OPEN_LOCK Message bytes for check: ", kNoText};
@@ -91,11 +86,11 @@ bool VirtualGateway::OpenCloseLock(std::string requestID, std::uint32_t lockID, 
 
 bool VirtualGateway::AccessDenied(std::string requestID, std::uint32_t lockID, bool flag, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
+    if (connection_.IsIn({FAULTED})) {
         MUX_LOG(plog::error) << "Virtual gateway status is FAULTED. Cannot enqueue ACCESS DENIED message";
         return false;
     }
-    if (IsIn({NOT_PRESENT})) {
+    if (connection_.IsIn({NOT_PRESENT})) {
         return false;
     }
     const Operation operation = {"Enqueuing ACCESS_DENIED message.",
@@ -108,7 +103,7 @@ bool VirtualGateway::AddWhitelistEntry(std::string requestID, std::uint32_t lock
                                        std::uint8_t setupNumber, bool flag, std::vector<unsigned char> cardData,
                                        void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
+    if (connection_.IsIn({FAULTED, NOT_PRESENT})) {
         MUX_LOG(plog::error) << "Virtual gateway is in Faulted or NotPresent state. Cannot add whitelist entry";
         return false;
     }
@@ -124,7 +119,7 @@ bool VirtualGateway::RemoveWhitelistEntry(std::string requestID, std::uint32_t l
                                           std::uint8_t setupNumber, std::vector<unsigned char> cardData,
                                           void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
+    if (connection_.IsIn({FAULTED, NOT_PRESENT})) {
         return false;
     }
     const Operation operation = {"Enqueuing REMOVE_FROM_WHITELIST message.",
@@ -146,7 +141,7 @@ std::uint8_t VirtualGateway::CheckedSetupNumber(bool uidMode, std::uint8_t setup
 
 bool VirtualGateway::ClearWhiteList(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
+    if (connection_.IsIn({FAULTED, NOT_PRESENT})) {
         return false;
     }
     const Operation operation = {"Enqueuing DELETE_WHOLE_WHITELIST message.",
@@ -158,7 +153,7 @@ bool VirtualGateway::ClearWhiteList(std::string requestID, std::uint32_t lockID,
 
 bool VirtualGateway::EnableWhitelist(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
+    if (connection_.IsIn({FAULTED})) {
         return false;
     }
     const Operation operation = {"Enqueuing ENABLE_WHITELIST message.", "Message bytes for check: ", kNoText};
@@ -168,7 +163,7 @@ bool VirtualGateway::EnableWhitelist(std::string requestID, std::uint32_t lockID
 
 bool VirtualGateway::DisableWhitelist(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
+    if (connection_.IsIn({FAULTED})) {
         return false;
     }
     const Operation operation = {"Enqueuing DISABLE_WHITELIST message.", "Message bytes for check: ", kNoText};

@@ -96,10 +96,11 @@ LETS_CANCELLATION_PASS void VirtualGateway::ReadLoop() {
 }
 
 void VirtualGateway::ReadCycle() {
-    if (!IsIn({CONNECTED, READY})) {
+    if (!connection_.IsIn({CONNECTED, READY})) {
         return;
     }
-    const bool received = ReceiveBytes();
+    const bool received =
+        receiver_.ReceiveWith([this](std::vector<unsigned char>& bytes) { return connection_.Receive(bytes); });
     ManageReceivedFrames();
     if (!received) {
         ReconnectAfterPendingError();
@@ -108,27 +109,13 @@ void VirtualGateway::ReadCycle() {
 
 // Looks and acts in one: a connection that another thread has made meanwhile is not dropped for the error of the last.
 void VirtualGateway::ReconnectAfterPendingError() {
-    const std::lock_guard<std::recursive_mutex> connection(connectionMutex_);
-    const SocketPointer socket = CurrentSocket();
-    if (socket == nullptr || !socket->HasPendingError()) {
+    const Connection::Lock lock = connection_.Hold();
+    if (!connection_.HasPendingError()) {
         return;
     }
     MUX_LOG(plog::debug) << "[VirtualGateway::readThreadProc] Socket in error. Try a reconnect.";
     Disconnect();
     Connect(true);
-}
-
-bool VirtualGateway::ReceiveBytes() {
-    const SocketPointer socket = CurrentSocket();
-    if (socket == nullptr) {
-        return false;
-    }
-    return receiver_.ReceiveWith([&](std::vector<unsigned char>& bytes) {
-        receivingSocket_.With([&](SocketPointer& current) { current = socket; });
-        const bool received = socket->Receive(bytes);
-        receivingSocket_.With([](SocketPointer& current) { current.reset(); });
-        return received;
-    });
 }
 
 void VirtualGateway::ManageReceivedFrames() {
@@ -197,8 +184,7 @@ void VirtualGateway::ReleaseAfterException(MutexGuard& guard, MessagePointer& fr
 }
 
 void VirtualGateway::ManageEvent(const Messages::BrenkMessage& frame) {
-    const auto owner = Owner();
-    if (owner->eventReceived == nullptr) {
+    if (owner_.Current()->eventReceived == nullptr) {
         MUX_LOG(plog::warning) << "No callback for events is set. The event will be ignored.";
         return;
     }
@@ -207,7 +193,7 @@ void VirtualGateway::ManageEvent(const Messages::BrenkMessage& frame) {
     event->deviceAddress = static_cast<std::uint16_t>(frame.DeviceAddress());
     const bool isPin = frame.PayloadType() == Messages::CommandCodes::kPincodeEvent;
     event->data = isPin ? PinDataOf(frame) : CardDataOf(frame);
-    owner->eventReceived(this, event.release(), owner->context);
+    owner_.TellEvent(std::move(event));
 }
 
 std::string VirtualGateway::CardDataOf(const Messages::BrenkMessage& frame) const {
@@ -293,7 +279,7 @@ void VirtualGateway::LogTimings(const MessageRequestInfo& request, std::time_t r
 }
 
 void VirtualGateway::PassAnswerOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request) {
-    if (Owner()->responseReceived == nullptr) {
+    if (owner_.Current()->responseReceived == nullptr) {
         MUX_LOG(plog::warning) << "No callback for message response is set. The message will be ignored.";
         return;
     }
@@ -306,7 +292,7 @@ void VirtualGateway::PassAnswerOn(Messages::BrenkMessage& frame, const MessageRe
             break;
         default:
             MUX_LOG(plog::verbose) << "Received unmanaged message response.";
-            CallResponseReceived(nullptr, request);
+            owner_.TellResponse(nullptr, request.context);
     }
 }
 
@@ -314,21 +300,21 @@ void VirtualGateway::PassStatusOn(Messages::BrenkMessage& frame, const MessageRe
     MUX_LOG(plog::verbose) << "Received a MSG_GetStatus";
     if (dynamic_cast<Messages::BrenkGetStatusPayload*>(frame.Payload()) == nullptr) {
         MUX_LOG(plog::error) << "Cannot parse GetStatus message payload.";
-        CallResponseReceived(nullptr, request);
+        owner_.TellResponse(nullptr, request.context);
         return;
     }
     auto response = std::make_unique<VirtualGatewayResponseMessage>();
     response->requestID = request.id;
     response->requestCode = request.message->PayloadType();
     response->statusPayload.reset(static_cast<Messages::BrenkGetStatusPayload*>(frame.DetachPayload().release()));
-    CallResponseReceived(std::move(response), request);
+    owner_.TellResponse(std::move(response), request.context);
 }
 
 void VirtualGateway::PassResultOn(const Messages::BrenkMessage& frame, const MessageRequestInfo& request) {
     const auto* const payload = dynamic_cast<const Messages::BrenkResponsePayload*>(frame.Payload());
     if (payload == nullptr) {
         MUX_LOG(plog::error) << "Cannot parse the result of the request.";
-        CallResponseReceived(nullptr, request);
+        owner_.TellResponse(nullptr, request.context);
         return;
     }
     if (!IsForOwner(payload->ResponseCode(), payload->CurrentSequenceCounter(), request)) {
@@ -338,7 +324,7 @@ void VirtualGateway::PassResultOn(const Messages::BrenkMessage& frame, const Mes
     response->requestID = request.id;
     response->requestCode = request.message->PayloadType();
     response->responseCode = payload->ResponseCode();
-    CallResponseReceived(std::move(response), request);
+    owner_.TellResponse(std::move(response), request.context);
 }
 
 // Acts on a result code and returns whether the owner is to be told of it.
@@ -394,14 +380,7 @@ void VirtualGateway::TakeOverSequenceCounter(std::uint32_t sequenceCounter) {
     MUX_LOG(plog::warning) << "Received new sequence number. The current SEQ is " << sequenceCounter;
     sequenceCounterKnown_ = true;
     if (Status() != READY) {
-        ChangeStatus(READY);
-    }
-}
-
-void VirtualGateway::CallResponseReceived(ResponsePointer response, const MessageRequestInfo& request) {
-    const auto owner = Owner();
-    if (owner->responseReceived != nullptr) {
-        owner->responseReceived(this, response.release(), request.context);
+        connection_.ChangeStatus(READY);
     }
 }
 

@@ -80,7 +80,7 @@ bool VirtualGateway::EnqueueRefreshSequenceCounter() {
         return false;
     }
     const std::string id = MessageRequestInfo::kSequenceRefreshMark + std::to_string(std::time(nullptr));
-    Enqueue(id, message, Owner()->context);
+    Enqueue(id, message, owner_.Current()->context);
     MUX_LOG(plog::verbose) << "Sequence Counter refresh enqueued.";
     return true;
 }
@@ -173,25 +173,13 @@ void VirtualGateway::WriteRequest(MessageRequestInfo& request) {
     }
     MUX_LOG(plog::verbose) << "Message binary data: " << Diagnostics::BytesToHex(*bytes);
     MUX_LOG(plog::verbose) << "Sending binary serialized message with ID " << request.id << " to gateway socket send.";
-    if (WriteToSocket(*bytes)) {
+    if (connection_.Send(*bytes)) {
         MUX_LOG(plog::verbose) << "Binary serialized message with ID " << request.id << " and ReferenceID "
                                << static_cast<char>(request.referenceID) << " sent using gateway socket send.";
     } else {
         MUX_LOG(plog::error) << "Error sending enqueued message " << request.id
                              << " to current Virtual Gateway. Message removed from queue";
     }
-}
-
-// Without a socket the send has failed.
-bool VirtualGateway::WriteToSocket(std::vector<unsigned char>& bytes) {
-    const SocketPointer socket = CurrentSocket();
-    if (socket == nullptr) {
-        return false;
-    }
-    sendingSocket_.With([&](SocketPointer& current) { current = socket; });
-    const bool sent = socket->Send(bytes);
-    sendingSocket_.With([](SocketPointer& current) { current.reset(); });
-    return sent;
 }
 
 }  // namespace Brenk
