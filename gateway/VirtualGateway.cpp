@@ -30,7 +30,7 @@ VirtualGateway::~VirtualGateway() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Virtual gateway destructor called.";
     owner_.ClearCallbacks();
-    sequenceCounterKnown_ = false;
+    responses_.ForgetSequenceCounter();
     stop_.Stop();
     connection_.CloseSocket();
     for (const auto* thread : {&readThread_, &sendThread_}) {
@@ -91,7 +91,7 @@ VirtualGatewayStatuses VirtualGateway::Status() const {
 }
 
 bool VirtualGateway::IsSequenceCounterKnown() const {
-    return sequenceCounterKnown_;
+    return responses_.IsSequenceCounterKnown();
 }
 
 std::time_t VirtualGateway::LastSendTime() const {

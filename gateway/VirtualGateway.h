@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -14,13 +13,12 @@
 #include "gateway/GatewayOwner.h"
 #include "gateway/MessageRequestInfo.h"
 #include "gateway/RequestQueue.h"
-#include "gateway/VirtualGatewayResponseMessage.h"
+#include "gateway/ResponseManager.h"
 #include "gateway/VirtualGatewayStatuses.h"
 #include "gateway/WaitingRequests.h"
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"
 #include "threading/Mutex.h"
-#include "threading/MutexGuard.h"
 #include "threading/StopSignal.h"
 #include "threading/Thread.h"
 
@@ -130,7 +128,6 @@ class VirtualGateway {
   private:
     using RequestPointer = RequestQueue::Request;
     using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;
-    using ResponsePointer = std::unique_ptr<Messages::VG::VirtualGatewayResponseMessage>;
     using BuildFrame = std::function<MessagePointer(Messages::BrenkMessageBuilder&)>;
 
     // The texts that an operation logs; see VirtualGatewayOperations.cpp.
@@ -153,27 +150,12 @@ class VirtualGateway {
     void ReadCycle();
     void ManageReceivedFrames();
     void ReconnectAfterPendingError();
-    void ManageEvent(const Messages::BrenkMessage& frame);
-    std::string CardDataOf(const Messages::BrenkMessage& frame) const;
-    std::string PinDataOf(const Messages::BrenkMessage& frame) const;
-    void ManageAnswer(Messages::BrenkMessage& frame, std::time_t receiveTime);
-    static void ReleaseAfterException(Threading::MutexGuard& guard, MessagePointer& frame);
-    void LogWaitingMessages(const Messages::BrenkMessage& frame) const;
-    void LogTimings(const MessageRequestInfo& request, std::time_t receiveTime) const;
-    void PassAnswerOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request);
-    void PassStatusOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request);
-    void PassResultOn(const Messages::BrenkMessage& frame, const MessageRequestInfo& request);
-    bool IsForOwner(std::uint8_t code, std::uint32_t sequenceCounter, const MessageRequestInfo& request);
-    bool IsOkForOwner(const MessageRequestInfo& request) const;
-    bool IsNoRouteForOwner(const MessageRequestInfo& request) const;
-    void TakeOverSequenceCounter(std::uint32_t sequenceCounter);
 
     // Operations.
     static std::uint8_t CheckedSetupNumber(bool uidMode, std::uint8_t setupNumber);
     bool EnqueueOperation(const Operation& operation, std::string requestID, void* context, const BuildFrame& build);
 
     const std::shared_ptr<Messages::BrenkMessageBuilder> builder_;  // may be null
-    std::atomic<bool> sequenceCounterKnown_{false};
     OwnerLink owner_{this};
     Connection connection_;
 
@@ -182,6 +164,7 @@ class VirtualGateway {
     RequestQueue queue_;
     WaitingRequests waiting_;
     FrameReceiver receiver_;  // read thread only
+    ResponseManager responses_{builder_, waiting_, connection_, owner_};
 
     Threading::StopSignal stop_;
     std::unique_ptr<Threading::Thread> readThread_;

@@ -12,6 +12,7 @@
 #include "gateway/VirtualGateway.h"
 #include "messages/ArgumentNullException.h"
 #include "threading/Cancellation.h"
+#include "threading/MutexGuard.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {
