@@ -31,9 +31,9 @@ VirtualGateway::~VirtualGateway() {
     MUX_LOG(plog::verbose) << "Virtual gateway destructor called.";
     owner_.ClearCallbacks();
     responses_.ForgetSequenceCounter();
-    stop_.Stop();
+    threads_.stop.Stop();
     connection_.CloseSocket();
-    for (const auto* thread : {&readThread_, &sendThread_}) {
+    for (const auto* thread : {&threads_.read, &threads_.send}) {
         if (*thread != nullptr) {
             (*thread)->Join();
         }
@@ -42,14 +42,14 @@ VirtualGateway::~VirtualGateway() {
 
 bool VirtualGateway::InitThreads() {
     MUX_OPERATION();
-    readThread_ = std::make_unique<Threading::Thread>(readThreadProc);
-    sendThread_ = std::make_unique<Threading::Thread>(sendThreadProc);
-    if (!Threading::StartWithOwner(*sendThread_, this)) {
+    threads_.read = std::make_unique<Threading::Thread>(readThreadProc);
+    threads_.send = std::make_unique<Threading::Thread>(sendThreadProc);
+    if (!Threading::StartWithOwner(*threads_.send, this)) {
         MUX_LOG(plog::error) << "Cannot spawn Send theread.";
         ThreadsDestroy();
         return false;
     }
-    if (!Threading::StartWithOwner(*readThread_, this)) {
+    if (!Threading::StartWithOwner(*threads_.read, this)) {
         MUX_LOG(plog::error) << "Cannot spawn Read theread.";
         ThreadsDestroy();
         return false;
@@ -59,10 +59,10 @@ bool VirtualGateway::InitThreads() {
 
 // A send thread that runs already is stopped first, because it uses the gateway.
 void VirtualGateway::ThreadsDestroy() {
-    stop_.Stop();
-    sendThread_->Join();
-    readThread_.reset();
-    sendThread_.reset();
+    threads_.stop.Stop();
+    threads_.send->Join();
+    threads_.read.reset();
+    threads_.send.reset();
 }
 
 void VirtualGateway::SetOwner(GatewayOwner owner) {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <ctime>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -11,7 +10,6 @@
 #include "gateway/Connection.h"
 #include "gateway/FrameReceiver.h"
 #include "gateway/GatewayOwner.h"
-#include "gateway/MessageRequestInfo.h"
 #include "gateway/RequestQueue.h"
 #include "gateway/ResponseManager.h"
 #include "gateway/VirtualGatewayStatuses.h"
@@ -24,8 +22,13 @@
 
 namespace Brenk {
 
-// One physical lock gateway: the TCP connection to it, the queue of requests for it and the requests that wait for
-// its answer.
+// What tells one operation on a lock from another; see VirtualGatewayOperations.cpp.
+struct GatewayOperation;
+
+// One physical lock gateway: the operations on its locks, and the two threads that send to it and read from it. What
+// they work on belongs to objects of its own: the connection, the queue of requests, the requests that wait for their
+// answer, the receiver of frames and the manager of responses. The class adds the guards, and the operations that log
+// lines belong to.
 //
 // Who points at whom: the Mux shares the gateway with its gateways thread; the gateway holds its socket by shared_ptr
 // together with the thread that sends or receives right now, so that an error callback may drop the socket inside
@@ -108,17 +111,20 @@ class VirtualGateway {
 
     // The operations on a lock. Each queues one request and returns true, or refuses it, by the status of the gateway,
     // and returns false; none waits for the answer, which comes through the response callback with `context`.
-    // `requestID` names the request in the answer, `lockID` is the lock's device address. With `flag` the request
-    // answers a card event (command code with its high bit set).
+    // `requestID` names the request in the answer, `lockID` is the lock's device address. With `answersEvent` the
+    // request answers a card event (command code with its high bit set).
     bool GetNodeStatus(std::string requestID, std::uint32_t lockID, void* context);
-    bool OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool flag, void* context);
-    bool CloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t delay, bool flag, void* context);
-    bool OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration, bool flag, void* context);
-    bool AccessDenied(std::string requestID, std::uint32_t lockID, bool flag, void* context);
+    bool OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool answersEvent,
+                  void* context);
+    bool CloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t delay, bool answersEvent, void* context);
+    bool OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration, bool answersEvent,
+                       void* context);
+    bool AccessDenied(std::string requestID, std::uint32_t lockID, bool answersEvent, void* context);
 
-    // The operations on a lock's whitelist, likewise. In UID mode the setup number is always 0.
+    // The operations on a lock's whitelist, likewise. In UID mode the setup number is always 0. `option` is sent as
+    // the entry's option, 1 or 0.
     bool AddWhitelistEntry(std::string requestID, std::uint32_t lockID, bool uidMode, std::uint8_t setupNumber,
-                           bool flag, std::vector<unsigned char> cardData, void* context);
+                           bool option, std::vector<unsigned char> cardData, void* context);
     bool RemoveWhitelistEntry(std::string requestID, std::uint32_t lockID, bool uidMode, std::uint8_t setupNumber,
                               std::vector<unsigned char> cardData, void* context);
     bool ClearWhiteList(std::string requestID, std::uint32_t lockID, void* context);
@@ -126,12 +132,14 @@ class VirtualGateway {
     bool DisableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
 
   private:
-    using RequestPointer = RequestQueue::Request;
     using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;
-    using BuildFrame = std::function<MessagePointer(Messages::BrenkMessageBuilder&)>;
 
-    // The texts that an operation logs; see VirtualGatewayOperations.cpp.
-    struct Operation;
+    // Both threads, and what ends their pauses for good. Null unless both could be started.
+    struct Threads {
+        Threading::StopSignal stop;
+        std::unique_ptr<Threading::Thread> read;
+        std::unique_ptr<Threading::Thread> send;
+    };
 
     // Creates both threads and starts the send and then the read thread. False, with a line and neither thread left,
     // when one cannot be started. Called once, by the constructors.
@@ -142,18 +150,15 @@ class VirtualGateway {
     void Enqueue(std::string id, MessagePointer& message, void* context);
     void SendLoop();
     void SendCycle();
-    void SendRequest(const RequestPointer& request);
-    void WriteRequest(MessageRequestInfo& request);
 
     // Receiving.
     void ReadLoop();
     void ReadCycle();
-    void ManageReceivedFrames();
     void ReconnectAfterPendingError();
 
     // Operations.
-    static std::uint8_t CheckedSetupNumber(bool uidMode, std::uint8_t setupNumber);
-    bool EnqueueOperation(const Operation& operation, std::string requestID, void* context, const BuildFrame& build);
+    template <typename Build>
+    bool EnqueueOperation(const GatewayOperation& operation, std::string requestID, void* context, const Build& build);
 
     const std::shared_ptr<Messages::BrenkMessageBuilder> builder_;  // may be null
     OwnerLink owner_{this};
@@ -166,9 +171,7 @@ class VirtualGateway {
     FrameReceiver receiver_;  // read thread only
     ResponseManager responses_{builder_, waiting_, connection_, owner_};
 
-    Threading::StopSignal stop_;
-    std::unique_ptr<Threading::Thread> readThread_;
-    std::unique_ptr<Threading::Thread> sendThread_;
+    Threads threads_;
 };
 
 }  // namespace Brenk

@@ -48,7 +48,7 @@ void* VirtualGateway::readThreadProc(void* gatewayBlock) {
 }
 
 LETS_CANCELLATION_PASS void VirtualGateway::ReadLoop() {
-    while (stop_.SleepFor(kReadPeriod)) {
+    while (threads_.stop.SleepFor(kReadPeriod)) {
         try {
             ReadCycle();
         } catch (abi::__forced_unwind&) {
@@ -66,7 +66,11 @@ void VirtualGateway::ReadCycle() {
     }
     const bool received =
         receiver_.ReceiveWith([this](std::vector<unsigned char>& bytes) { return connection_.Receive(bytes); });
-    ManageReceivedFrames();
+    while (Messages::BrenkMessage* const frame = FetchAndTranslateMessage()) {
+        const std::time_t now = std::time(nullptr);
+        MUX_LOG(plog::debug) << "Managing new message";
+        ManageBrenkGatewayResponse(frame, now);
+    }
     if (!received) {
         ReconnectAfterPendingError();
     }
@@ -81,14 +85,6 @@ void VirtualGateway::ReconnectAfterPendingError() {
     MUX_LOG(plog::debug) << "[VirtualGateway::readThreadProc] Socket in error. Try a reconnect.";
     Disconnect();
     Connect(true);
-}
-
-void VirtualGateway::ManageReceivedFrames() {
-    while (Messages::BrenkMessage* const frame = FetchAndTranslateMessage()) {
-        const std::time_t now = std::time(nullptr);
-        MUX_LOG(plog::debug) << "Managing new message";
-        ManageBrenkGatewayResponse(frame, now);
-    }
 }
 
 Messages::BrenkMessage* VirtualGateway::FetchAndTranslateMessage() {

@@ -3,12 +3,12 @@
 #include <cxxabi.h>
 
 #include <chrono>
-#include <new>
+#include <list>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "gateway/RequestSending.h"
 #include "gateway/VirtualGateway.h"
 #include "messages/ArgumentNullException.h"
 #include "threading/Cancellation.h"
@@ -56,7 +56,7 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
         return;
     }
     // All that needs memory comes before the message is taken.
-    std::list<RequestPointer> built = {std::make_shared<MessageRequestInfo>()};
+    std::list<RequestQueue::Request> built = {std::make_shared<MessageRequestInfo>()};
     MessageRequestInfo& request = *built.front();
     request.id = std::move(id);
     request.referenceID = message->ReferenceID();
@@ -109,7 +109,7 @@ void* VirtualGateway::sendThreadProc(void* gatewayBlock) {
 }
 
 LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
-    while (stop_.SleepFor(kSendPeriod)) {
+    while (threads_.stop.SleepFor(kSendPeriod)) {
         try {
             SendCycle();
         } catch (abi::__forced_unwind&) {
@@ -134,7 +134,7 @@ void VirtualGateway::SendCycle() {
                              << ID();
         return;
     }
-    RequestPointer request;
+    RequestQueue::Request request;
     if (!queue_.Take(Status(), request)) {
         return;
     }
@@ -142,45 +142,10 @@ void VirtualGateway::SendCycle() {
         MUX_LOG(plog::error) << "Error sending enqueued message ";
         return;
     }
-    SendRequest(request);
-}
-
-void VirtualGateway::SendRequest(const RequestPointer& request) {
     const std::time_t now = std::time(nullptr);
     queue_.SetLastSendTime(now);
     request->sendTime = now;
-    const Messages::SendTicket ticket = builder_ == nullptr ? Messages::SendTicket(0) : builder_->BeginSend();
-    const bool isWaiting = waiting_.Add(request);
-    try {
-        WriteRequest(*request);
-    } catch (const std::bad_alloc&) {
-        // It has not been sent. The answer to another request with this reference ID would be taken for its own.
-        if (isWaiting) {
-            waiting_.Remove(request->referenceID);
-        }
-        throw;
-    }
-    if (builder_ != nullptr) {
-        builder_->AdvanceAfterSend(ticket);
-    }
-}
-
-void VirtualGateway::WriteRequest(MessageRequestInfo& request) {
-    const Messages::BrenkMessage& message = *request.message;
-    const std::unique_ptr<std::vector<unsigned char>> bytes(request.message->Serialize());
-    if (!request.IsSequenceRefresh()) {
-        MUX_LOG(plog::info) << "Sending binary serialized message with ID " << request.id << ", code "
-                            << static_cast<char>(message.PayloadType()) << " to address " << message.DeviceAddress();
-    }
-    MUX_LOG(plog::verbose) << "Message binary data: " << Diagnostics::BytesToHex(*bytes);
-    MUX_LOG(plog::verbose) << "Sending binary serialized message with ID " << request.id << " to gateway socket send.";
-    if (connection_.Send(*bytes)) {
-        MUX_LOG(plog::verbose) << "Binary serialized message with ID " << request.id << " and ReferenceID "
-                               << static_cast<char>(request.referenceID) << " sent using gateway socket send.";
-    } else {
-        MUX_LOG(plog::error) << "Error sending enqueued message " << request.id
-                             << " to current Virtual Gateway. Message removed from queue";
-    }
+    SendRequest(request, builder_.get(), waiting_, connection_);
 }
 
 }  // namespace Brenk
