@@ -3,8 +3,6 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
-#include "messages/InvalidArgumentException.h"
-#include "messages/NullObjectException.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {
@@ -13,43 +11,29 @@ namespace {
 constexpr std::uint32_t kInitialSequenceCounter = 0;
 constexpr std::uint8_t kInitialReferenceID = 1;
 
-std::string CheckedAddress(std::string ipAddress) {
-    if (ipAddress.empty()) {
-        throw new NullObjectException;
-    }
-    return ipAddress;
-}
-
-std::uint32_t CheckedPort(std::uint32_t port) {
-    if (port == 0) {
-        throw new InvalidArgumentException;
-    }
-    return port;
-}
-
 }  // namespace
 
-VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port)
-    : ipAddress_(CheckedAddress(std::move(ipAddress))),
-      port_(CheckedPort(port)),
-      messageBuilder_(std::make_shared<Messages::BrenkMessageBuilder>(kInitialSequenceCounter, kInitialReferenceID)) {
+VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port,
+                               std::shared_ptr<Messages::BrenkMessageBuilder> builder)
+    : builder_(std::move(builder)),
+      connection_(std::move(ipAddress), port, {SocketSendError, SocketRecvError, this}, owner_) {
     InitThreads();
 }
+
+VirtualGateway::VirtualGateway(std::string ipAddress, std::uint32_t port)
+    : VirtualGateway(std::move(ipAddress), port,
+                     std::make_shared<Messages::BrenkMessageBuilder>(kInitialSequenceCounter, kInitialReferenceID)) {}
 
 VirtualGateway::VirtualGateway(std::string ipAddress) : VirtualGateway(std::move(ipAddress), kDefaultPort) {}
 
 VirtualGateway::~VirtualGateway() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Virtual gateway destructor called.";
-    ClearCallbacks();
-    readThreadRunning_ = false;
-    sendThreadRunning_ = false;
-    sequenceCounterKnown_ = false;
-    stop_.Stop();
-    if (const SocketPointer socket = CurrentSocket()) {
-        socket->Close();
-    }
-    for (const auto* thread : {&readThread_, &sendThread_}) {
+    owner_.ClearCallbacks();
+    responses_.ForgetSequenceCounter();
+    threads_.stop.Stop();
+    connection_.CloseSocket();
+    for (const auto* thread : {&threads_.read, &threads_.send}) {
         if (*thread != nullptr) {
             (*thread)->Join();
         }
@@ -58,14 +42,14 @@ VirtualGateway::~VirtualGateway() {
 
 bool VirtualGateway::InitThreads() {
     MUX_OPERATION();
-    readThread_ = std::make_unique<Threading::Thread>(readThreadProc);
-    sendThread_ = std::make_unique<Threading::Thread>(sendThreadProc);
-    if (!Threading::StartWithOwner(*sendThread_, this)) {
+    threads_.read = std::make_unique<Threading::Thread>(readThreadProc);
+    threads_.send = std::make_unique<Threading::Thread>(sendThreadProc);
+    if (!Threading::StartWithOwner(*threads_.send, this)) {
         MUX_LOG(plog::error) << "Cannot spawn Send theread.";
         ThreadsDestroy();
         return false;
     }
-    if (!Threading::StartWithOwner(*readThread_, this)) {
+    if (!Threading::StartWithOwner(*threads_.read, this)) {
         MUX_LOG(plog::error) << "Cannot spawn Read theread.";
         ThreadsDestroy();
         return false;
@@ -75,69 +59,43 @@ bool VirtualGateway::InitThreads() {
 
 // A send thread that runs already is stopped first, because it uses the gateway.
 void VirtualGateway::ThreadsDestroy() {
-    stop_.Stop();
-    sendThread_->Join();
-    readThread_.reset();
-    sendThread_.reset();
+    threads_.stop.Stop();
+    threads_.send->Join();
+    threads_.read.reset();
+    threads_.send.reset();
 }
 
 void VirtualGateway::SetOwner(GatewayOwner owner) {
-    ReplaceOwner(std::move(owner));
-    isInUse_ = true;
-}
-
-void VirtualGateway::ReplaceOwner(GatewayOwner owner) {
-    const auto replacement = std::make_shared<const GatewayOwner>(std::move(owner));
-    owner_.With([&](std::shared_ptr<const GatewayOwner>& current) { current = replacement; });
-}
-
-// Identity and context stay: a thread that is still at work uses both.
-void VirtualGateway::ClearCallbacks() {
-    GatewayOwner owner = *Owner();
-    owner.stateChanged = nullptr;
-    owner.responseReceived = nullptr;
-    owner.eventReceived = nullptr;
-    ReplaceOwner(std::move(owner));
-}
-
-std::shared_ptr<const GatewayOwner> VirtualGateway::Owner() const {
-    return owner_.With([](const std::shared_ptr<const GatewayOwner>& current) { return current; });
-}
-
-void VirtualGateway::SetMessageBuilder(BuilderPointer builder) {
-    messageBuilder_.With([&](BuilderPointer& current) { current.swap(builder); });
-}
-
-VirtualGateway::BuilderPointer VirtualGateway::Builder() const {
-    return messageBuilder_.With([](const BuilderPointer& current) { return current; });
+    owner_.Set(std::move(owner));
+    queue_.Start();
 }
 
 std::int32_t VirtualGateway::ID() const {
-    return Owner()->id;
+    return owner_.Current()->id;
 }
 
 std::string VirtualGateway::Description() const {
-    return Owner()->description;
+    return owner_.Current()->description;
 }
 
 const std::string& VirtualGateway::IpAddress() const {
-    return ipAddress_;
+    return connection_.IpAddress();
 }
 
 std::uint32_t VirtualGateway::Port() const {
-    return port_;
+    return connection_.Port();
 }
 
 VirtualGatewayStatuses VirtualGateway::Status() const {
-    return status_;
+    return connection_.Status();
 }
 
 bool VirtualGateway::IsSequenceCounterKnown() const {
-    return sequenceCounterKnown_;
+    return responses_.IsSequenceCounterKnown();
 }
 
 std::time_t VirtualGateway::LastSendTime() const {
-    return lastSendTime_;
+    return queue_.LastSendTime();
 }
 
 }  // namespace Brenk

@@ -1,55 +1,34 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <ctime>
-#include <functional>
-#include <list>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "gateway/FrameBuffer.h"
-#include "gateway/MessageRequestInfo.h"
-#include "gateway/VirtualGatewayEventMessage.h"
-#include "gateway/VirtualGatewayResponseMessage.h"
+#include "gateway/Connection.h"
+#include "gateway/FrameReceiver.h"
+#include "gateway/GatewayOwner.h"
+#include "gateway/RequestQueue.h"
+#include "gateway/ResponseManager.h"
 #include "gateway/VirtualGatewayStatuses.h"
+#include "gateway/WaitingRequests.h"
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"
-#include "net/ClientSocket.h"
 #include "threading/Mutex.h"
-#include "threading/MutexGuard.h"
 #include "threading/StopSignal.h"
-#include "threading/Synchronized.h"
 #include "threading/Thread.h"
 
 namespace Brenk {
 
-class VirtualGateway;
+// What tells one operation on a lock from another; see VirtualGatewayOperations.cpp.
+struct GatewayOperation;
 
-// What the owner tells a gateway about itself and where it wants to be called. Callbacks may be null.
-struct GatewayOwner {
-    using StateChangedCallback = void (*)(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus,
-                                          VirtualGatewayStatuses newStatus, void* context);
-    // The receiver owns the message; null when the answer could not be understood.
-    using ResponseReceivedCallback = void (*)(VirtualGateway* gateway,
-                                              Messages::VG::VirtualGatewayResponseMessage* response, void* context);
-    // The receiver owns the message.
-    using EventReceivedCallback = void (*)(VirtualGateway* gateway, Messages::VG::VirtualGatewayEventMessage* event,
-                                           void* context);
-
-    std::int32_t id = 0;
-    std::string description;
-    void* context = nullptr;
-    StateChangedCallback stateChanged = nullptr;
-    ResponseReceivedCallback responseReceived = nullptr;
-    EventReceivedCallback eventReceived = nullptr;
-};
-
-// One physical lock gateway: the TCP connection to it, the queue of requests for it and the requests that wait for
-// its answer.
+// One physical lock gateway: the operations on its locks, and the two threads that send to it and read from it. What
+// they work on belongs to objects of its own: the connection, the queue of requests, the requests that wait for their
+// answer, the receiver of frames and the manager of responses. The class adds the guards, and the operations that log
+// lines belong to.
 //
 // Who points at whom: the Mux shares the gateway with its gateways thread; the gateway holds its socket by shared_ptr
 // together with the thread that sends or receives right now, so that an error callback may drop the socket inside
@@ -66,6 +45,10 @@ class VirtualGateway {
     // Throws (a pointer to a new) NullObjectException for an empty address and InvalidArgumentException for port 0.
     VirtualGateway(std::string ipAddress, std::uint32_t port);
     explicit VirtualGateway(std::string ipAddress);
+
+    // Likewise, with a builder for its frames and their counters, which it shares with the caller. Null for a gateway
+    // that only sends what EnqueueMessage is given: no operation builds a frame then, and nothing received is decoded.
+    VirtualGateway(std::string ipAddress, std::uint32_t port, std::shared_ptr<Messages::BrenkMessageBuilder> builder);
 
     ~VirtualGateway();
 
@@ -120,139 +103,75 @@ class VirtualGateway {
     // Queues a sequence refresh when 27 s have passed since the last one that this queued.
     void SendGetStatusKeepAlive();
 
+    // The next frame that was received, owned by the caller; null when there is none. Read thread.
+    Messages::BrenkMessage* FetchAndTranslateMessage();
+
     // Handles one frame from the gateway, at `receiveTime`, and frees it. Read thread.
     void ManageBrenkGatewayResponse(Messages::BrenkMessage* message, std::time_t receiveTime);
 
     // The operations on a lock. Each queues one request and returns true, or refuses it, by the status of the gateway,
     // and returns false; none waits for the answer, which comes through the response callback with `context`.
-    // `requestID` names the request in the answer, `lockID` is the lock's device address. With `flag` the request
-    // answers a card event (command code with its high bit set).
+    // `requestID` names the request in the answer, `lockID` is the lock's device address. With `answersEvent` the
+    // request answers a card event (command code with its high bit set).
     bool GetNodeStatus(std::string requestID, std::uint32_t lockID, void* context);
-    bool OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool flag, void* context);
-    bool CloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t delay, bool flag, void* context);
-    bool OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration, bool flag, void* context);
-    bool AccessDenied(std::string requestID, std::uint32_t lockID, bool flag, void* context);
+    bool OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool answersEvent,
+                  void* context);
+    bool CloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t delay, bool answersEvent, void* context);
+    bool OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration, bool answersEvent,
+                       void* context);
+    bool AccessDenied(std::string requestID, std::uint32_t lockID, bool answersEvent, void* context);
 
-    // The operations on a lock's whitelist, likewise. In UID mode the setup number is always 0.
+    // The operations on a lock's whitelist, likewise. In UID mode the setup number is always 0. `option` is sent as
+    // the entry's option, 1 or 0.
     bool AddWhitelistEntry(std::string requestID, std::uint32_t lockID, bool uidMode, std::uint8_t setupNumber,
-                           bool flag, std::vector<unsigned char> cardData, void* context);
+                           bool option, std::vector<unsigned char> cardData, void* context);
     bool RemoveWhitelistEntry(std::string requestID, std::uint32_t lockID, bool uidMode, std::uint8_t setupNumber,
                               std::vector<unsigned char> cardData, void* context);
     bool ClearWhiteList(std::string requestID, std::uint32_t lockID, void* context);
     bool EnableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
     bool DisableWhitelist(std::string requestID, std::uint32_t lockID, void* context);
 
-  protected:
-    // Puts another builder in place, or none; for a gateway that has to do without a working one.
-    void SetMessageBuilder(std::shared_ptr<Messages::BrenkMessageBuilder> builder);
-
-    // The next frame out of the receive buffer, owned by the caller; null when there is none. Read thread.
-    Messages::BrenkMessage* FetchAndTranslateMessage();
-
-    // Adds bytes to the receive buffer. Read thread.
-    void AppendReceived(const std::vector<unsigned char>& bytes);
-
-    // How many bytes the receive buffer keeps. Read thread.
-    std::size_t ReceivedSize() const;
-
   private:
-    using RequestPointer = std::shared_ptr<MessageRequestInfo>;
     using MessagePointer = std::unique_ptr<Messages::BrenkMessage>;
-    using ResponsePointer = std::unique_ptr<Messages::VG::VirtualGatewayResponseMessage>;
-    using BuilderPointer = std::shared_ptr<Messages::BrenkMessageBuilder>;
-    using SocketPointer = std::shared_ptr<Net::ClientSocket>;
-    using BuildFrame = std::function<MessagePointer(Messages::BrenkMessageBuilder&)>;
 
-    // The texts that an operation logs; see VirtualGatewayOperations.cpp.
-    struct Operation;
-
-    std::shared_ptr<const GatewayOwner> Owner() const;
-    void ReplaceOwner(GatewayOwner owner);
-    void ClearCallbacks();
-    BuilderPointer Builder() const;
+    // Both threads, and what ends their pauses for good. Null unless both could be started.
+    struct Threads {
+        Threading::StopSignal stop;
+        std::unique_ptr<Threading::Thread> read;
+        std::unique_ptr<Threading::Thread> send;
+    };
 
     // Creates both threads and starts the send and then the read thread. False, with a line and neither thread left,
     // when one cannot be started. Called once, by the constructors.
     bool InitThreads();
     void ThreadsDestroy();
 
-    // Connection.
-    SocketPointer CurrentSocket() const;
-    SocketPointer SocketToConnect();
-    bool CountFailedAttempt();
-    void ChangeStatus(VirtualGatewayStatuses status);
-    bool IsOutdated(const Threading::Synchronized<SocketPointer>& socketInUse) const;
-
     // Sending.
     void Enqueue(std::string id, MessagePointer& message, void* context);
     void SendLoop();
     void SendCycle();
-    bool MayTake(const RequestPointer& request) const;
-    bool TakeNextRequest(RequestPointer& request);
-    void SendRequest(const RequestPointer& request);
-    void WriteRequest(MessageRequestInfo& request);
-    bool WriteToSocket(std::vector<unsigned char>& bytes);
 
     // Receiving.
     void ReadLoop();
     void ReadCycle();
-    bool ReceiveBytes();
-    void BufferReceived();
-    void ManageReceivedFrames();
     void ReconnectAfterPendingError();
-    void ManageEvent(const Messages::BrenkMessage& frame);
-    std::string CardDataOf(const Messages::BrenkMessage& frame) const;
-    std::string PinDataOf(const Messages::BrenkMessage& frame) const;
-    void ManageAnswer(Messages::BrenkMessage& frame, std::time_t receiveTime);
-    static void ReleaseAfterException(Threading::MutexGuard& guard, MessagePointer& frame);
-    void LogWaitingMessages(const Messages::BrenkMessage& frame) const;
-    void LogTimings(const MessageRequestInfo& request, std::time_t receiveTime) const;
-    void PassAnswerOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request);
-    void PassStatusOn(Messages::BrenkMessage& frame, const MessageRequestInfo& request);
-    void PassResultOn(const Messages::BrenkMessage& frame, const MessageRequestInfo& request);
-    bool IsForOwner(std::uint8_t code, std::uint32_t sequenceCounter, const MessageRequestInfo& request);
-    bool IsOkForOwner(const MessageRequestInfo& request) const;
-    bool IsNoRouteForOwner(const MessageRequestInfo& request) const;
-    void TakeOverSequenceCounter(std::uint32_t sequenceCounter);
-    void CallResponseReceived(ResponsePointer response, const MessageRequestInfo& request);
 
     // Operations.
-    bool IsIn(std::initializer_list<VirtualGatewayStatuses> statuses) const;
-    static std::uint8_t CheckedSetupNumber(bool uidMode, std::uint8_t setupNumber);
-    bool EnqueueOperation(const Operation& operation, std::string requestID, void* context, const BuildFrame& build);
+    template <typename Build>
+    bool EnqueueOperation(const GatewayOperation& operation, std::string requestID, void* context, const Build& build);
 
-    const std::string ipAddress_;
-    const std::uint32_t port_;
-    std::atomic<VirtualGatewayStatuses> status_{CREATED};
-    std::atomic<bool> sequenceCounterKnown_{false};
-    std::atomic<std::time_t> lastSendTime_{0};
-    std::atomic<std::time_t> lastKeepAliveTime_{0};
-    std::atomic<bool> readThreadRunning_{true};
-    std::atomic<bool> sendThreadRunning_{true};
-    std::atomic<bool> keepAliveEnabled_{true};
-    std::atomic<bool> isInUse_{false};
-    bool hasTakenRequest_ = false;  // send thread only: from its first request on it sends in every status
+    const std::shared_ptr<Messages::BrenkMessageBuilder> builder_;  // may be null
+    OwnerLink owner_{this};
+    Connection connection_;
 
     Threading::Mutex waitingMessagesMutex_{"waitingMessagesMutex"};
     Threading::Mutex queueMutex_{"queueMutex"};
-    // A list, since an empty one holds no memory: most gateways' queues are empty most of the time.
-    Threading::Synchronized<std::list<RequestPointer>> messagesQueue_;
-    Threading::Synchronized<std::map<std::uint8_t, RequestPointer>> waitingMessages_;
-    Threading::Synchronized<std::shared_ptr<const GatewayOwner>> owner_{std::make_shared<const GatewayOwner>()};
-    Threading::Synchronized<BuilderPointer> messageBuilder_;
+    RequestQueue queue_;
+    WaitingRequests waiting_;
+    FrameReceiver receiver_;  // read thread only
+    ResponseManager responses_{builder_, waiting_, connection_, owner_};
 
-    std::recursive_mutex connectionMutex_;
-    int failedAttempts_ = 0;  // under connectionMutex_
-    Threading::Synchronized<SocketPointer> socket_;
-    Threading::Synchronized<SocketPointer> sendingSocket_;    // in use by the send thread
-    Threading::Synchronized<SocketPointer> receivingSocket_;  // in use by the read thread
-    // Read thread only: what was received, and what of it is not in the buffer yet.
-    FrameBuffer receiveBuffer_;
-    std::vector<unsigned char> received_;
-
-    Threading::StopSignal stop_;
-    std::unique_ptr<Threading::Thread> readThread_;
-    std::unique_ptr<Threading::Thread> sendThread_;
+    Threads threads_;
 };
 
 }  // namespace Brenk

@@ -1,40 +1,123 @@
 // The operations on a lock and its whitelist: check the status, build the frame, log it, queue it.
 
-#include <algorithm>
 #include <utility>
 
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
 
 namespace Brenk {
+
+// Each is refused in FAULTED. Texts that are null are not logged.
+struct GatewayOperation {
+    bool isRefusedWhenAbsent;    // in NOT_PRESENT as well
+    const char* refusalWarning;  // in both
+    const char* faultedError;    // in FAULTED
+    const char* absentError;     // in NOT_PRESENT
+    const char* enqueuingText;
+    const char* bytesText;
+    const char* noFrameError;
+};
+
 namespace {
 
 constexpr const char* kNoText = nullptr;
+constexpr const char* kCannotAdd = "Virtual gateway is in Faulted or NotPresent state. Cannot add whitelist entry";
+
+constexpr GatewayOperation kGetNodeStatus = {
+    false, kNoText, kNoText, kNoText, "Enqueuing GET_STATUS message.", "Message bytes for check: ", kNoText};
+
+// Of OpenCloseLock too, its sibling.
+constexpr GatewayOperation kOpenLock = {
+    true, kNoText, kNoText, kNoText, "Enqueuing OPEN_LOCK message.", "OPEN_LOCK Message bytes for check: ", kNoText};
+
+constexpr GatewayOperation kCloseLock = {true,
+                                         "vgs not present : ",
+                                         kNoText,
+                                         kNoText,
+                                         " Enqueuing CLOSE_LOCK message.",
+                                         "CLOSE_LOCK Message bytes for check: ",
+                                         kNoText};
+
+constexpr GatewayOperation kAccessDenied = {true,
+                                            kNoText,
+                                            "Virtual gateway status is FAULTED. Cannot enqueue ACCESS DENIED message",
+                                            kNoText,
+                                            "Enqueuing ACCESS_DENIED message.",
+                                            "Message bytes for check: ",
+                                            "ACCESS_DENIED is nullptr."};
+
+constexpr GatewayOperation kAddWhitelistEntry = {true,
+                                                 kNoText,
+                                                 kCannotAdd,
+                                                 kCannotAdd,
+                                                 "Enqueuing ADD_TO_WHITELIST message.",
+                                                 "ADD_TO_WHITELIST message bytes for check: ",
+                                                 kNoText};
+
+constexpr GatewayOperation kRemoveWhitelistEntry = {true,
+                                                    kNoText,
+                                                    kNoText,
+                                                    kNoText,
+                                                    "Enqueuing REMOVE_FROM_WHITELIST message.",
+                                                    "REMOVE_FROM_WHITELIST message bytes for check: ",
+                                                    kNoText};
+
+constexpr GatewayOperation kClearWhiteList = {true,
+                                              kNoText,
+                                              kNoText,
+                                              kNoText,
+                                              "Enqueuing DELETE_WHOLE_WHITELIST message.",
+                                              "[VirtualGateway::ClearWhiteList] Message bytes for check: ",
+                                              "DELETE_WHOLE_WHITELIST built in a nullptr message!"};
+
+constexpr GatewayOperation kEnableWhitelist = {
+    false, kNoText, kNoText, kNoText, "Enqueuing ENABLE_WHITELIST message.", "Message bytes for check: ", kNoText};
+
+constexpr GatewayOperation kDisableWhitelist = {
+    false, kNoText, kNoText, kNoText, "Enqueuing DISABLE_WHITELIST message.", "Message bytes for check: ", kNoText};
+
+bool IsRefused(const GatewayOperation& operation, VirtualGatewayStatuses status) {
+    return status == FAULTED || (status == NOT_PRESENT && operation.isRefusedWhenAbsent);
+}
+
+void LogRefusal(const GatewayOperation& operation, VirtualGatewayStatuses status) {
+    const char* const error = status == FAULTED ? operation.faultedError : operation.absentError;
+    if (error != kNoText) {
+        MUX_LOG(plog::error) << error;
+    }
+    if (operation.refusalWarning != kNoText) {
+        MUX_LOG(plog::warning) << operation.refusalWarning;
+    }
+}
+
+// Card data in UID mode goes with setup number 0 and no other.
+std::uint8_t CheckedSetupNumber(bool uidMode, std::uint8_t setupNumber) {
+    if (!uidMode || setupNumber == 0) {
+        return setupNumber;
+    }
+    MUX_LOG(plog::warning) << "Specified UID mode card data, but SetupNo is not zero. Change to zero.";
+    return 0;
+}
 
 }  // namespace
 
-struct VirtualGateway::Operation {
-    const char* enqueuingText;
-    const char* bytesText;
-    const char* noFrameText;
-};
-
-bool VirtualGateway::IsIn(std::initializer_list<VirtualGatewayStatuses> statuses) const {
-    return std::find(statuses.begin(), statuses.end(), Status()) != statuses.end();
-}
-
-bool VirtualGateway::EnqueueOperation(const Operation& operation, std::string requestID, void* context,
-                                      const BuildFrame& build) {
-    const BuilderPointer builder = Builder();
-    if (builder == nullptr) {
+template <typename Build>
+bool VirtualGateway::EnqueueOperation(const GatewayOperation& operation, std::string requestID, void* context,
+                                      const Build& build) {
+    const VirtualGatewayStatuses status = Status();
+    if (IsRefused(operation, status)) {
+        LogRefusal(operation, status);
+        return false;
+    }
+    if (builder_ == nullptr) {
         MUX_LOG(plog::error) << "The message builder is NULL. Cannot send the message.";
         return false;
     }
-    MessagePointer frame = build(*builder);
+    MessagePointer frame = build(*builder_);
     MUX_LOG(plog::info) << operation.enqueuingText;
     if (frame == nullptr) {
-        if (operation.noFrameText != kNoText) {
-            MUX_LOG(plog::error) << operation.noFrameText;
+        if (operation.noFrameError != kNoText) {
+            MUX_LOG(plog::error) << operation.noFrameError;
         }
         return false;
     }
@@ -45,79 +128,48 @@ bool VirtualGateway::EnqueueOperation(const Operation& operation, std::string re
 
 bool VirtualGateway::GetNodeStatus(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing GET_STATUS message.", "Message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildGetStatus(lockID); });
+    return EnqueueOperation(kGetNodeStatus, std::move(requestID), context,
+                            [&](auto& builder) { return builder.BuildGetStatus(lockID); });
 }
 
-bool VirtualGateway::OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool flag,
+bool VirtualGateway::OpenLock(std::string requestID, std::uint32_t lockID, std::uint8_t timeValue, bool answersEvent,
                               void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing OPEN_LOCK message.", "OPEN_LOCK Message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildLongTermActivation(lockID, 0, timeValue, flag); });
+    return EnqueueOperation(kOpenLock, std::move(requestID), context, [&](auto& builder) {
+        return builder.BuildLongTermActivation(lockID, 0, timeValue, answersEvent);
+    });
 }
 
-bool VirtualGateway::CloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t delay, bool flag,
+bool VirtualGateway::CloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t delay, bool answersEvent,
                                void* context) {
     MUX_OPERATION();
     MUX_LOG(plog::debug) << "VGS - CloseLock entered requestID : " << requestID << " lockid :" << lockID
                          << " delay:" << static_cast<int>(delay);
-    if (IsIn({FAULTED, NOT_PRESENT})) {
-        MUX_LOG(plog::warning) << "vgs not present : ";
-        return false;
-    }
-    const Operation operation = {" Enqueuing CLOSE_LOCK message.", "CLOSE_LOCK Message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildLongTermRelease(lockID, delay, flag); });
+    return EnqueueOperation(kCloseLock, std::move(requestID), context,
+                            [&](auto& builder) { return builder.BuildLongTermRelease(lockID, delay, answersEvent); });
 }
 
-// Logs the texts of OpenLock, whose sibling it is.
-bool VirtualGateway::OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration, bool flag,
-                                   void* context) {
+bool VirtualGateway::OpenCloseLock(std::string requestID, std::uint32_t lockID, std::uint8_t duration,
+                                   bool answersEvent, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing OPEN_LOCK message.", "OPEN_LOCK Message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildShortTermActivation(lockID, duration, flag); });
+    return EnqueueOperation(kOpenLock, std::move(requestID), context, [&](auto& builder) {
+        return builder.BuildShortTermActivation(lockID, duration, answersEvent);
+    });
 }
 
-bool VirtualGateway::AccessDenied(std::string requestID, std::uint32_t lockID, bool flag, void* context) {
+bool VirtualGateway::AccessDenied(std::string requestID, std::uint32_t lockID, bool answersEvent, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
-        MUX_LOG(plog::error) << "Virtual gateway status is FAULTED. Cannot enqueue ACCESS DENIED message";
-        return false;
-    }
-    if (IsIn({NOT_PRESENT})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing ACCESS_DENIED message.",
-                                 "Message bytes for check: ", "ACCESS_DENIED is nullptr."};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildAccessDenied(lockID, flag); });
+    return EnqueueOperation(kAccessDenied, std::move(requestID), context,
+                            [&](auto& builder) { return builder.BuildAccessDenied(lockID, answersEvent); });
 }
 
 bool VirtualGateway::AddWhitelistEntry(std::string requestID, std::uint32_t lockID, bool uidMode,
-                                       std::uint8_t setupNumber, bool flag, std::vector<unsigned char> cardData,
+                                       std::uint8_t setupNumber, bool option, std::vector<unsigned char> cardData,
                                        void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
-        MUX_LOG(plog::error) << "Virtual gateway is in Faulted or NotPresent state. Cannot add whitelist entry";
-        return false;
-    }
-    const Operation operation = {"Enqueuing ADD_TO_WHITELIST message.",
-                                 "ADD_TO_WHITELIST message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context, [&](auto& builder) {
+    return EnqueueOperation(kAddWhitelistEntry, std::move(requestID), context, [&](auto& builder) {
         const std::uint8_t checkedNumber = CheckedSetupNumber(uidMode, setupNumber);
-        return builder.BuildAddToWhitelist(lockID, uidMode, checkedNumber, flag ? 1 : 0, cardData);
+        return builder.BuildAddToWhitelist(lockID, uidMode, checkedNumber, option ? 1 : 0, cardData);
     });
 }
 
@@ -125,56 +177,28 @@ bool VirtualGateway::RemoveWhitelistEntry(std::string requestID, std::uint32_t l
                                           std::uint8_t setupNumber, std::vector<unsigned char> cardData,
                                           void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing REMOVE_FROM_WHITELIST message.",
-                                 "REMOVE_FROM_WHITELIST message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context, [&](auto& builder) {
+    return EnqueueOperation(kRemoveWhitelistEntry, std::move(requestID), context, [&](auto& builder) {
         const std::uint8_t checkedNumber = CheckedSetupNumber(uidMode, setupNumber);
         return builder.BuildRemoveFromWhitelist(lockID, uidMode, checkedNumber, 0, cardData);
     });
 }
 
-// Card data in UID mode goes with setup number 0 and no other.
-std::uint8_t VirtualGateway::CheckedSetupNumber(bool uidMode, std::uint8_t setupNumber) {
-    if (!uidMode || setupNumber == 0) {
-        return setupNumber;
-    }
-    MUX_LOG(plog::warning) << "Specified UID mode card data, but SetupNo is not zero. Change to zero.";
-    return 0;
-}
-
 bool VirtualGateway::ClearWhiteList(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED, NOT_PRESENT})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing DELETE_WHOLE_WHITELIST message.",
-                                 "[VirtualGateway::ClearWhiteList] Message bytes for check: ",
-                                 "DELETE_WHOLE_WHITELIST built in a nullptr message!"};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildClearWhitelist(lockID); });
+    return EnqueueOperation(kClearWhiteList, std::move(requestID), context,
+                            [&](auto& builder) { return builder.BuildClearWhitelist(lockID); });
 }
 
 bool VirtualGateway::EnableWhitelist(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing ENABLE_WHITELIST message.", "Message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildEnableWhitelist(lockID); });
+    return EnqueueOperation(kEnableWhitelist, std::move(requestID), context,
+                            [&](auto& builder) { return builder.BuildEnableWhitelist(lockID); });
 }
 
 bool VirtualGateway::DisableWhitelist(std::string requestID, std::uint32_t lockID, void* context) {
     MUX_OPERATION();
-    if (IsIn({FAULTED})) {
-        return false;
-    }
-    const Operation operation = {"Enqueuing DISABLE_WHITELIST message.", "Message bytes for check: ", kNoText};
-    return EnqueueOperation(operation, std::move(requestID), context,
-                            [=](auto& builder) { return builder.BuildDisableWhitelist(lockID); });
+    return EnqueueOperation(kDisableWhitelist, std::move(requestID), context,
+                            [&](auto& builder) { return builder.BuildDisableWhitelist(lockID); });
 }
 
 }  // namespace Brenk

@@ -1,17 +1,15 @@
 // The request queue of one gateway and the thread that sends it.
 
-#include <cxxabi.h>
-
 #include <chrono>
-#include <new>
+#include <list>
 #include <utility>
 
-#include "diagnostics/CaughtException.h"
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "gateway/RequestSending.h"
 #include "gateway/VirtualGateway.h"
 #include "messages/ArgumentNullException.h"
 #include "threading/CatchAll.h"
+#include "threading/MutexGuard.h"
 #include "threading/OwnerBlock.h"
 
 namespace Brenk {
@@ -22,7 +20,6 @@ using Threading::MutexGuard;
 constexpr int kEnqueueTimeout = 5;
 constexpr int kSendTimeout = 5;
 constexpr std::chrono::milliseconds kSendPeriod{300};
-constexpr std::int32_t kKeepAliveSeconds = 27;
 constexpr std::uint32_t kAddressWithoutLock = 0x100;
 
 }  // namespace
@@ -56,7 +53,7 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
         return;
     }
     // All that needs memory comes before the message is taken.
-    std::list<RequestPointer> built = {std::make_shared<MessageRequestInfo>()};
+    std::list<RequestQueue::Request> built = {std::make_shared<MessageRequestInfo>()};
     MessageRequestInfo& request = *built.front();
     request.id = std::move(id);
     request.referenceID = message->ReferenceID();
@@ -64,39 +61,33 @@ void VirtualGateway::Enqueue(std::string id, MessagePointer& message, void* cont
     request.context = context;
     request.enqueueTime = std::time(nullptr);
     MUX_LOG(plog::verbose) << "RequestInfo built.";
-    messagesQueue_.With([&](std::list<RequestPointer>& queue) { queue.splice(queue.end(), built); });
+    queue_.Append(built);
     MUX_LOG(plog::verbose) << "RequestInfo pushed to messagesQueue.";
 }
 
 bool VirtualGateway::EnqueueRefreshSequenceCounter() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Refreshing sequence couter.";
-    const BuilderPointer builder = Builder();
-    if (builder == nullptr) {
+    if (builder_ == nullptr) {
         MUX_LOG(plog::error) << "Message builder is null.";
         return false;
     }
-    MessagePointer message = builder->BuildGetStatus(kAddressWithoutLock);
+    MessagePointer message = builder_->BuildGetStatus(kAddressWithoutLock);
     if (message == nullptr) {
         MUX_LOG(plog::error) << "Cannot allocate refresh counter message.";
         return false;
     }
     const std::string id = MessageRequestInfo::kSequenceRefreshMark + std::to_string(std::time(nullptr));
-    Enqueue(id, message, Owner()->context);
+    Enqueue(id, message, owner_.Current()->context);
     MUX_LOG(plog::verbose) << "Sequence Counter refresh enqueued.";
     return true;
 }
 
 void VirtualGateway::SendGetStatusKeepAlive() {
     MUX_OPERATION();
-    if (!keepAliveEnabled_) {
+    if (!queue_.BeginKeepAlive(std::time(nullptr))) {
         return;
     }
-    const std::time_t now = std::time(nullptr);
-    if (static_cast<std::int32_t>(now - lastKeepAliveTime_) < kKeepAliveSeconds) {
-        return;
-    }
-    lastKeepAliveTime_ = now;
     MUX_LOG(plog::verbose) << "Enquequing keep alive Get status.";
     EnqueueRefreshSequenceCounter();
 }
@@ -114,23 +105,20 @@ void* VirtualGateway::sendThreadProc(void* gatewayBlock) {
     pthread_exit(nullptr);
 }
 
-LETS_CANCELLATION_PASS void VirtualGateway::SendLoop() {
-    while (sendThreadRunning_ && stop_.SleepFor(kSendPeriod)) {
-        try {
-            SendCycle();
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the send loop of virtual gateway with ID " << ID() << ": "
-                                 << Diagnostics::CaughtException().Text();
-        }
+void VirtualGateway::SendLoop() {
+    while (threads_.stop.SleepFor(kSendPeriod)) {
+        Threading::CatchAll([this] { SendCycle(); },
+                            [this](const char* text) {
+                                MUX_LOG(plog::error)
+                                    << "Exception in the send loop of virtual gateway with ID " << ID() << ": " << text;
+                            });
     }
 }
 
 void VirtualGateway::SendCycle() {
     // A keep-alive without the owner's context is refused, and the next one would come 27 s later: too late for a
     // gateway whose owner is just about to be set.
-    if (!isInUse_) {
+    if (!queue_.IsStarted()) {
         return;
     }
     SendGetStatusKeepAlive();
@@ -140,87 +128,18 @@ void VirtualGateway::SendCycle() {
                              << ID();
         return;
     }
-    RequestPointer request;
-    if (!TakeNextRequest(request)) {
+    RequestQueue::Request request;
+    if (!queue_.Take(Status(), request)) {
         return;
     }
     if (request == nullptr) {
         MUX_LOG(plog::error) << "Error sending enqueued message ";
         return;
     }
-    SendRequest(request);
-}
-
-// The first request ever is held back until the gateway is ready, unless it is the sequence refresh that makes it so.
-bool VirtualGateway::MayTake(const RequestPointer& request) const {
-    const VirtualGatewayStatuses status = Status();
-    return hasTakenRequest_ || status == READY ||
-           (status == CONNECTED && request != nullptr && request->IsSequenceRefresh());
-}
-
-bool VirtualGateway::TakeNextRequest(RequestPointer& request) {
-    const bool taken = messagesQueue_.With([&](std::list<RequestPointer>& queue) {
-        if (queue.empty() || !MayTake(queue.front())) {
-            return false;
-        }
-        request = std::move(queue.front());
-        queue.pop_front();
-        return true;
-    });
-    hasTakenRequest_ = hasTakenRequest_ || taken;
-    return taken;
-}
-
-void VirtualGateway::SendRequest(const RequestPointer& request) {
     const std::time_t now = std::time(nullptr);
-    lastSendTime_ = now;
+    queue_.SetLastSendTime(now);
     request->sendTime = now;
-    const BuilderPointer builder = Builder();
-    const Messages::SendTicket ticket = builder == nullptr ? Messages::SendTicket(0) : builder->BeginSend();
-    const bool isWaiting =
-        waitingMessages_.With([&](auto& waiting) { return waiting.emplace(request->referenceID, request).second; });
-    try {
-        WriteRequest(*request);
-    } catch (const std::bad_alloc&) {
-        // It has not been sent. The answer to another request with this reference ID would be taken for its own.
-        if (isWaiting) {
-            waitingMessages_.With([&](auto& waiting) { waiting.erase(request->referenceID); });
-        }
-        throw;
-    }
-    if (builder != nullptr) {
-        builder->AdvanceAfterSend(ticket);
-    }
-}
-
-void VirtualGateway::WriteRequest(MessageRequestInfo& request) {
-    const Messages::BrenkMessage& message = *request.message;
-    const std::unique_ptr<std::vector<unsigned char>> bytes(request.message->Serialize());
-    if (!request.IsSequenceRefresh()) {
-        MUX_LOG(plog::info) << "Sending binary serialized message with ID " << request.id << ", code "
-                            << static_cast<char>(message.PayloadType()) << " to address " << message.DeviceAddress();
-    }
-    MUX_LOG(plog::verbose) << "Message binary data: " << Diagnostics::BytesToHex(*bytes);
-    MUX_LOG(plog::verbose) << "Sending binary serialized message with ID " << request.id << " to gateway socket send.";
-    if (WriteToSocket(*bytes)) {
-        MUX_LOG(plog::verbose) << "Binary serialized message with ID " << request.id << " and ReferenceID "
-                               << static_cast<char>(request.referenceID) << " sent using gateway socket send.";
-    } else {
-        MUX_LOG(plog::error) << "Error sending enqueued message " << request.id
-                             << " to current Virtual Gateway. Message removed from queue";
-    }
-}
-
-// Without a socket the send has failed.
-bool VirtualGateway::WriteToSocket(std::vector<unsigned char>& bytes) {
-    const SocketPointer socket = CurrentSocket();
-    if (socket == nullptr) {
-        return false;
-    }
-    sendingSocket_.With([&](SocketPointer& current) { current = socket; });
-    const bool sent = socket->Send(bytes);
-    sendingSocket_.With([](SocketPointer& current) { current.reset(); });
-    return sent;
+    SendRequest(request, builder_.get(), waiting_, connection_);
 }
 
 }  // namespace Brenk

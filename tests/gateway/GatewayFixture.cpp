@@ -1,6 +1,7 @@
 #include "tests/gateway/GatewayFixture.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tests/gateway/ThreadFaults.h"
 
@@ -117,10 +118,11 @@ bool Owner::WaitForEvents(std::size_t count) const {
     return WaitUntil([&] { return Events().size() >= count; }, kDeadline);
 }
 
-GatewayTest::GatewayTest() : builder_(std::make_shared<Brenk::Messages::BrenkMessageBuilder>(0, 1)) {
+GatewayTest::GatewayTest() : GatewayTest(std::make_shared<Brenk::Messages::BrenkMessageBuilder>(0, 1)) {}
+
+GatewayTest::GatewayTest(BuilderPointer builder) : builder_(std::move(builder)) {
     fake_.Listen();
-    gateway_ = std::make_unique<OpenedGateway>("127.0.0.1", fake_.Port());
-    gateway_->SetMessageBuilder(builder_);
+    gateway_ = std::make_unique<VirtualGateway>("127.0.0.1", fake_.Port(), builder_);
     gateway_->SetOwner(Owner::Callbacks(Context(0)));
 }
 

@@ -19,16 +19,6 @@
 
 namespace Testing {
 
-// Opens what a gateway keeps for classes derived from it.
-class OpenedGateway : public Brenk::VirtualGateway {
-  public:
-    using VirtualGateway::AppendReceived;
-    using VirtualGateway::FetchAndTranslateMessage;
-    using VirtualGateway::ReceivedSize;
-    using VirtualGateway::SetMessageBuilder;
-    using VirtualGateway::VirtualGateway;
-};
-
 // A builder that refuses to build.
 class RefusingBuilder : public Brenk::Messages::BrenkMessageBuilder {
   public:
@@ -120,7 +110,11 @@ class Owner {
 // its own, comes after everything that the test has queued.
 class GatewayTest : public ::testing::Test {
   protected:
+    using BuilderPointer = std::shared_ptr<Brenk::Messages::BrenkMessageBuilder>;
+
+    // The gateway has a builder whose counters begin as those of every new gateway, or the given one, if any.
     GatewayTest();
+    explicit GatewayTest(BuilderPointer builder);
     ~GatewayTest() override;
 
     void StartSending();
@@ -149,9 +143,9 @@ class GatewayTest : public ::testing::Test {
     Owner owner_;
     FakeGateway fake_;
     FakeConnection connection_;
-    std::shared_ptr<Brenk::Messages::BrenkMessageBuilder> builder_;
+    const BuilderPointer builder_;
     LogGate sendingGate_{"Send thread spawned."};
-    std::unique_ptr<OpenedGateway> gateway_;
+    std::unique_ptr<Brenk::VirtualGateway> gateway_;
 
   private:
     std::array<char, 8> contexts_{};

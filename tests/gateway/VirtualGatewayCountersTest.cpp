@@ -17,14 +17,16 @@ constexpr const char* kOrphanText = "But no request message was found in the wai
 
 class CountersTest : public GatewayTest {
   protected:
+    using GatewayTest::GatewayTest;
+
     // The first cycle of the sender has a keep-alive, and none comes between the requests later, however slow the
     // machine is.
     const StandingClock clock_{1000000000};
+};
 
-    void UseBuilder(std::uint32_t sequenceCounter, std::uint8_t referenceID) {
-        builder_ = std::make_shared<Brenk::Messages::BrenkMessageBuilder>(sequenceCounter, referenceID);
-        gateway_->SetMessageBuilder(builder_);
-    }
+class LastCountersTest : public CountersTest {
+  protected:
+    LastCountersTest() : CountersTest(std::make_shared<Brenk::Messages::BrenkMessageBuilder>(0xFFFFFFFF, 63)) {}
 };
 
 TEST_F(CountersTest, After63SendsTheReferenceIDReturnsTo1) {
@@ -72,8 +74,7 @@ TEST_F(CountersTest, TwoRequestsOfOneSendPeriodCarryTheSameCountersAndOnlyTheFir
     EXPECT_EQ(owner_.Responses().size(), 1U);
 }
 
-TEST_F(CountersTest, TheCountersWrapInTheFrame) {
-    UseBuilder(0xFFFFFFFF, 63);
+TEST_F(LastCountersTest, TheCountersWrapInTheFrame) {
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
     ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
     StartSending();

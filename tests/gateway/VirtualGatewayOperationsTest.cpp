@@ -125,10 +125,8 @@ std::vector<OperationCase> OperationCases() {
 
 class OperationTest : public GatewayTest, public ::testing::WithParamInterface<OperationCase> {
   protected:
-    OperationTest() {
-        builder_ = std::make_shared<Brenk::Messages::BrenkMessageBuilder>(0x01020303, 63);
-        gateway_->SetMessageBuilder(builder_);
-    }
+    OperationTest() : OperationTest(std::make_shared<Brenk::Messages::BrenkMessageBuilder>(0x01020303, 63)) {}
+    explicit OperationTest(const BuilderPointer& builder) : GatewayTest(builder) {}
 
     // The signature of the operation itself begins each of its lines.
     std::string LineOf(const std::string& text) const {
@@ -141,8 +139,23 @@ class OperationTest : public GatewayTest, public ::testing::WithParamInterface<O
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Each, OperationTest, ::testing::ValuesIn(OperationCases()),
-                         [](const auto& tested) { return tested.param.name; });
+class OperationWithoutBuilderTest : public OperationTest {
+  protected:
+    OperationWithoutBuilderTest() : OperationTest(nullptr) {}
+};
+
+class OperationOfRefusingBuilderTest : public OperationTest {
+  protected:
+    OperationOfRefusingBuilderTest() : OperationTest(std::make_shared<RefusingBuilder>()) {}
+};
+
+std::string NameOf(const ::testing::TestParamInfo<OperationCase>& tested) {
+    return tested.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, OperationTest, ::testing::ValuesIn(OperationCases()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Each, OperationWithoutBuilderTest, ::testing::ValuesIn(OperationCases()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Each, OperationOfRefusingBuilderTest, ::testing::ValuesIn(OperationCases()), NameOf);
 
 TEST_P(OperationTest, SendsItsFrameAndLogsItsLines) {
     const OperationCase& tested = GetParam();
@@ -178,16 +191,14 @@ TEST_P(OperationTest, ItsAnswerComesWithItsIDItsCodeAndItsContext) {
     EXPECT_EQ(owner_.Responses().at(0).context, Context(2));
 }
 
-TEST_P(OperationTest, WithoutABuilderItReturnsFalse) {
-    gateway_->SetMessageBuilder(nullptr);
+TEST_P(OperationWithoutBuilderTest, ReturnsFalse) {
     EXPECT_FALSE(GetParam().call(*gateway_, Context(1)));
     EXPECT_EQ(log_.Count(plog::error, "The message builder is NULL. Cannot send the message."), 1);
     EXPECT_FALSE(log_.Holds(plog::info, "Enqueuing"));
     EXPECT_FALSE(log_.Holds(plog::warning, kUidText));
 }
 
-TEST_P(OperationTest, WithoutAFrameItReturnsFalseAfterItsLineAtInfo) {
-    gateway_->SetMessageBuilder(std::make_shared<RefusingBuilder>());
+TEST_P(OperationOfRefusingBuilderTest, ReturnsFalseAfterItsLineAtInfo) {
     EXPECT_FALSE(GetParam().call(*gateway_, Context(1)));
     EXPECT_EQ(log_.Count(plog::info, GetParam().enqueuingText), 1);
     EXPECT_FALSE(log_.Holds(plog::verbose, "RequestInfo built."));

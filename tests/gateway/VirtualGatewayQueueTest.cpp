@@ -35,6 +35,16 @@ bool ThrowsArgumentNull(Call call) {
 
 using QueueTest = GatewayTest;
 
+class QueueWithoutBuilderTest : public GatewayTest {
+  protected:
+    QueueWithoutBuilderTest() : GatewayTest(nullptr) {}
+};
+
+class QueueOfRefusingBuilderTest : public GatewayTest {
+  protected:
+    QueueOfRefusingBuilderTest() : GatewayTest(std::make_shared<RefusingBuilder>()) {}
+};
+
 TEST_F(QueueTest, ANullMessageThrowsAndIsLogged) {
     EXPECT_TRUE(ThrowsArgumentNull([&] { gateway_->EnqueueMessage("request-1", nullptr, Context(1)); }));
     EXPECT_EQ(log_.Count(plog::error, "Message is nullptr"), 1);
@@ -121,14 +131,12 @@ TEST_F(QueueTest, TheIDOfASequenceRefreshEndsInTheTime) {
     EXPECT_TRUE(found) << log_.Text();
 }
 
-TEST_F(QueueTest, WithoutABuilderThereIsNoSequenceRefresh) {
-    gateway_->SetMessageBuilder(nullptr);
+TEST_F(QueueWithoutBuilderTest, ThereIsNoSequenceRefresh) {
     EXPECT_FALSE(gateway_->EnqueueRefreshSequenceCounter());
     EXPECT_EQ(log_.Count(plog::error, "Message builder is null."), 1);
 }
 
-TEST_F(QueueTest, WithABuilderThatRefusesThereIsNoSequenceRefresh) {
-    gateway_->SetMessageBuilder(std::make_shared<RefusingBuilder>());
+TEST_F(QueueOfRefusingBuilderTest, ThereIsNoSequenceRefresh) {
     EXPECT_FALSE(gateway_->EnqueueRefreshSequenceCounter());
     EXPECT_EQ(log_.Count(plog::error, "Cannot allocate refresh counter message."), 1);
 }
@@ -390,11 +398,12 @@ TEST_F(QueueTest, AnExceptionInTheSendLoopIsLoggedAndTheLoopGoesOn) {
     EXPECT_FALSE(connection_.ReceiveLockFrame().empty());
 }
 
-TEST_F(QueueTest, ARequestThatIsQueuedIsSentThoughTheBuilderIsGone) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
-    gateway_->SetMessageBuilder(nullptr);
-    EXPECT_FALSE(connection_.ReceiveLockFrame().empty());
+TEST_F(QueueWithoutBuilderTest, AMessageThatIsQueuedIsSent) {
+    ASSERT_NO_FATAL_FAILURE(ConnectReady());
+    gateway_->EnqueueMessage("request-1", Brenk::Messages::BrenkMessageBuilder(0, 1).BuildGetStatus(5).release(),
+                             Context(1));
+    StartSending();
+    EXPECT_EQ(DeviceAddressOf(connection_.ReceiveFrame()), 5U);
     EXPECT_TRUE(log_.WaitFor(plog::verbose, "Binary serialized message with ID request-1"));
 }
 

@@ -266,14 +266,14 @@ TEST(VirtualGatewaySetUp, ASenderThatRunsBeforeTheOwnerIsSetLosesNoKeepAlive) {
     const CapturedLog log;
     const Owner owner;
     int context = 0;
-    const auto setUpAndWaitForKeepAlives = [&](OpenedGateway& gateway, int count) {
+    const auto setUpAndWaitForKeepAlives = [&](VirtualGateway& gateway, int count) {
         gateway.SetOwner(Owner::Callbacks(&context));
         return WaitUntil([&] { return log.Count(plog::verbose, "Sequence Counter refresh enqueued.") == count; });
     };
-    OpenedGateway late("127.0.0.1", 1);
-    OpenedGateway inTime("127.0.0.1", 1);
+    VirtualGateway late("127.0.0.1", 1);
+    VirtualGateway inTime("127.0.0.1", 1);
     ASSERT_TRUE(setUpAndWaitForKeepAlives(inTime, 1));
-    OpenedGateway next("127.0.0.1", 1);
+    VirtualGateway next("127.0.0.1", 1);
     ASSERT_TRUE(setUpAndWaitForKeepAlives(next, 2));
     EXPECT_TRUE(setUpAndWaitForKeepAlives(late, 3));
     EXPECT_FALSE(log.Holds(plog::error, ""));
@@ -283,7 +283,7 @@ TEST(VirtualGatewaySetUp, WithoutAnOwnerAGatewaySendsFromItsFirstConnectOn) {
     const CapturedLog log;
     FakeGateway fake;
     fake.Listen();
-    OpenedGateway gateway("127.0.0.1", fake.Port());
+    VirtualGateway gateway("127.0.0.1", fake.Port());
     int context = 0;
     ASSERT_TRUE(gateway.GetNodeStatus("request-1", 5, &context));
     ASSERT_TRUE(gateway.Connect(false));
@@ -298,7 +298,7 @@ TEST(VirtualGatewaySetUp, WithoutAnOwnerARefreshAtTheConnectIsRefusedThoughTheGa
     const CapturedLog log;
     FakeGateway fake;
     fake.Listen();
-    OpenedGateway gateway("127.0.0.1", fake.Port());
+    VirtualGateway gateway("127.0.0.1", fake.Port());
     std::unique_ptr<ArgumentNullException> refused;
     try {
         gateway.Connect(true);
@@ -314,7 +314,7 @@ TEST(VirtualGatewaySetUp, GatewaysThatNeverGotAnOwnerAreDestroyedPromptlyAndWith
     const CapturedLog log;
     const auto begin = std::chrono::steady_clock::now();
     for (int count = 1; count <= 20; ++count) {
-        const OpenedGateway gateway("127.0.0.1", 1);
+        const VirtualGateway gateway("127.0.0.1", 1);
         EXPECT_EQ(gateway.ID(), 0);
         EXPECT_TRUE(WaitUntil([&] { return log.Count(plog::verbose, "Send thread spawned.") == count; }));
     }
