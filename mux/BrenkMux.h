@@ -151,12 +151,10 @@ class BrenkMux {
 
     // Intake and routing.
     Brenk::Net::ClientIdentity ClientOf(int descriptor) const;
-    void LogReceivedMessage(const MuxMessage& message) const;
     RecordPointer TakeNextRequest(bool& isEmpty);
     void ForwardRequest(RecordPointer record);
     void AnswerWithNack(RecordPointer record);
     void EnqueueNack(RecordPointer record);
-    bool RouteToGateway(const MuxMessage& message);
     bool AddToPending(RecordPointer& record);
     bool TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID);
     RecordPointer TakeFromPending(const std::string& messageID);

@@ -7,8 +7,7 @@
 #include "diagnostics/CaughtException.h"
 #include "diagnostics/Log.h"
 #include "mux/BrenkMux.h"
-#include "mux/RoutingTable.h"
-#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
+#include "mux/Routing.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 #include "net/MuxPacket.h"
@@ -29,11 +28,6 @@ constexpr const char* kRequestErrorText = "Error in request";
 // without end, so this must not cost an exception.
 bool HoldsMuxPacket(std::vector<unsigned char>& data) {
     return data.size() >= MuxPacket::kHeaderSize && MuxPacket::IsMuxPacket(data);
-}
-
-// Null for a request without a duration.
-std::string DurationText(const MuxLockOpenCloseMessagePayload* request) {
-    return request == nullptr ? "" : ". Duration is " + std::to_string(request->Duration());
 }
 
 std::string MessageIDOf(const MuxRequestRecord& record) {
@@ -72,7 +66,7 @@ void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>
         return;
     }
     MUX_LOG(plog::verbose) << "Parsed received message.";
-    LogReceivedMessage(*message);
+    LogReceivedRequest(*message);
     if (message->MessageCode() == MUX_MESSAGE_CONFIGURE) {
         MUX_LOG(plog::warning) << "Configure via network message currently not supported.";
         return;
@@ -90,21 +84,6 @@ void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>
 ClientIdentity BrenkMux::ClientOf(int descriptor) const {
     Brenk::Net::ServerSocket* const serverSocket = serverSocket_;
     return serverSocket == nullptr ? ClientIdentity{descriptor, 0} : serverSocket->IdentityOf(descriptor);
-}
-
-void BrenkMux::LogReceivedMessage(const MuxMessage& message) const {
-    const Route* const route = FindRoute(message.MessageCode());
-    if (route == nullptr || route->operation == nullptr) {
-        return;
-    }
-    const auto* const request = dynamic_cast<const MuxLockRequestPayload*>(message.Payload());
-    if (request == nullptr) {
-        MUX_LOG(plog::error) << "The message " << route->codeName << " is nullptr.";
-        return;
-    }
-    const auto* const openClose = dynamic_cast<const MuxLockOpenCloseMessagePayload*>(request);
-    MUX_LOG(plog::debug) << "The message is " << route->codeName << ", and the lockID is " << request->LockID()
-                         << " on gateway " << request->GatewayID() << DurationText(openClose);
 }
 
 void BrenkMux::PopNextMessage() {
@@ -206,7 +185,7 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
     const bool isPending = AddToPending(owned);
     bool isAccepted = false;
     try {
-        isAccepted = RouteToGateway(*message);
+        isAccepted = RouteToGateway(*message, *Gateways(), this);
     } catch (...) {
         // The request is lost. Left in the list it would keep later ones of its ID from being answered.
         TakeBackFromPending(record, owned, message->MessageID());
@@ -250,37 +229,6 @@ bool BrenkMux::TakeBackFromPending(const MuxRequestRecord* added, RecordPointer&
         }
         return found;
     });
-}
-
-bool BrenkMux::RouteToGateway(const MuxMessage& message) {
-    const auto gateways = Gateways();
-    if (gateways->gatewaysByID.empty()) {
-        return false;
-    }
-    const Route* const route = FindRoute(message.MessageCode());
-    MUX_LOG(plog::verbose) << "Prepare to send message " << (route == nullptr ? "" : route->logName);
-    if (route == nullptr) {
-        return false;
-    }
-    if (route->operation == nullptr) {
-        if (*route->unsupportedText != '\0') {
-            MUX_LOG(plog::warning) << route->unsupportedText;
-        }
-        return false;
-    }
-    auto* const payload = dynamic_cast<MuxLockRequestPayload*>(message.Payload());
-    if (payload == nullptr) {
-        if (*route->noPayloadText != '\0') {
-            MUX_LOG(plog::error) << route->noPayloadText;
-        }
-        return false;
-    }
-    const auto gateway = gateways->gatewaysByID.find(payload->GatewayID());
-    if (gateway == gateways->gatewaysByID.end()) {
-        MUX_LOG(plog::warning) << "Cannot find requested gateway for " << route->codeName;
-        return false;
-    }
-    return route->operation({*gateway->second, message.MessageID(), *payload, route->isEventResponse, this});
 }
 
 }  // namespace Mux

@@ -1,4 +1,4 @@
-// The parsers of what clients ask for, and the table that says which of them reads the data of which message code.
+// The parsers of what clients ask for.
 
 #include <optional>
 #include <string>
@@ -13,11 +13,11 @@
 #include "mux/messages/MuxLockOpenCloseMessagePayload.h"
 #include "mux/messages/MuxLockOpenMessagePayload.h"
 #include "mux/messages/MuxMessageBuilder.h"
-#include "mux/messages/MuxMessageCodes.h"
 #include "mux/messages/MuxWhitelistClearPayload.h"
 #include "mux/messages/MuxWhitelistDisablePayload.h"
 #include "mux/messages/MuxWhitelistEnablePayload.h"
 #include "mux/messages/MuxWhitelistSetPayload.h"
+#include "mux/messages/RequestTable.h"
 
 namespace Mux {
 namespace {
@@ -102,44 +102,12 @@ bool IsUIDCardOf(const rapidjson::Value& data) {
     return member->value.GetBool();
 }
 
-template <auto Parser>
-std::unique_ptr<MuxMessagePayloadBase> ParseWith(MuxMessageBuilder& builder, rapidjson::Value& data) {
-    return std::unique_ptr<MuxMessagePayloadBase>((builder.*Parser)(data));
-}
-
-struct ParserOfCode {
-    MuxMessageCodes messageCode;
-    std::unique_ptr<MuxMessagePayloadBase> (*parse)(MuxMessageBuilder&, rapidjson::Value&);
-};
-
-constexpr ParserOfCode kParsers[] = {
-    {MUX_MESSAGE_CONFIGURE, ParseWith<&MuxMessageBuilder::ParseConfigureMessage>},
-    {MUX_MESSAGE_LOCK_OPEN, ParseWith<&MuxMessageBuilder::ParseLockOpenMessage>},
-    {MUX_MESSAGE_LOCK_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockCloseMessage>},
-    {MUX_MESSAGE_LOCK_GET_STATUS, ParseWith<&MuxMessageBuilder::ParseGetLockStatusMessage>},
-    {MUX_MESSAGE_LOCK_OPEN_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockOpenCloseMessage>},
-    {MUX_MESSAGE_ACCESS_DENIED, ParseWith<&MuxMessageBuilder::ParseAccessDeniedMessage>},
-    {MUX_MESSAGE_LOCK_WHITELIST_SET, ParseWith<&MuxMessageBuilder::ParseWhitelistSetMessage>},
-    {MUX_MESSAGE_CLEAR_WHITELIST, ParseWith<&MuxMessageBuilder::ParseWhitelistClearMessage>},
-    {MUX_MESSAGE_ENABLE_WHITELIST, ParseWith<&MuxMessageBuilder::ParseWhitelistEnableMessage>},
-    {MUX_MESSAGE_DISABLE_WHITELIST, ParseWith<&MuxMessageBuilder::ParseWhitelistDisableMessage>},
-    {MUX_MESSAGE_LOCK_WHITELIST_REMOVE, ParseWith<&MuxMessageBuilder::ParseWhitelistSetMessage>},
-    {MUX_MESSAGE_EVENT_LOCK_OPEN, ParseWith<&MuxMessageBuilder::ParseLockOpenMessage>},
-    {MUX_MESSAGE_EVENT_LOCK_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockCloseMessage>},
-    {MUX_MESSAGE_EVENT_LOCK_OPEN_CLOSE, ParseWith<&MuxMessageBuilder::ParseLockOpenCloseMessage>},
-    {MUX_MESSAGE_EVENT_ACCESS_DENIED, ParseWith<&MuxMessageBuilder::ParseAccessDeniedMessage>},
-};
-
 }  // namespace
 
 std::unique_ptr<MuxMessagePayloadBase> MuxMessageBuilder::ParsePayload(std::int32_t messageCode,
                                                                        rapidjson::Value& data) {
-    for (const ParserOfCode& row : kParsers) {
-        if (row.messageCode == messageCode) {
-            return row.parse(*this, data);
-        }
-    }
-    return nullptr;
+    const RequestKind* const kind = FindRequest(messageCode);
+    return kind == nullptr || kind->parse == nullptr ? nullptr : kind->parse(*this, data);
 }
 
 std::unique_ptr<MuxLockOpenMessagePayload> MuxMessageBuilder::ParseLockOpenMessage(rapidjson::Value& data) {
