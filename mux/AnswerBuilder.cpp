@@ -5,9 +5,9 @@
 #include "diagnostics/Log.h"
 #include "messages/BrenkLockState.h"
 #include "mux/AnswerTexts.h"
-#include "mux/messages/MuxLockRequestPayload.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
+#include "mux/messages/RequestPayloads.h"
 #include "mux/messages/RequestTable.h"
 
 namespace Mux {

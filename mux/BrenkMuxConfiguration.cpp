@@ -14,7 +14,7 @@
 #include "diagnostics/TextReading.h"
 #include "mux/BrenkMux.h"
 #include "mux/configuration/MuxConfigurationParser.h"
-#include "mux/messages/MuxConfigureMessagePayload.h"
+#include "mux/messages/RequestPayloads.h"
 
 namespace Mux {
 namespace {

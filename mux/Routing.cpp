@@ -7,9 +7,7 @@
 
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
-#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
-#include "mux/messages/MuxLockRequestPayload.h"
-#include "mux/messages/MuxWhitelistSetPayload.h"
+#include "mux/messages/RequestPayloads.h"
 #include "mux/messages/RequestTable.h"
 
 namespace Mux {

@@ -5,7 +5,7 @@
 
 #include "diagnostics/RapidJson.h"
 #include "mux/messages/MuxMessageCodes.h"
-#include "mux/messages/MuxMessagePayloadBase.h"
+#include "mux/messages/Payload.h"
 
 namespace Mux {
 

@@ -6,10 +6,8 @@
 #include <limits>
 #include <vector>
 
-#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
-#include "mux/messages/MuxLockRequestPayload.h"
 #include "mux/messages/MuxMessageBuilder.h"
-#include "mux/messages/MuxWhitelistSetPayload.h"
+#include "mux/messages/RequestPayloads.h"
 #include "tests/mux/messages/ParsedJson.h"
 
 namespace Mux {
@@ -59,7 +57,7 @@ std::vector<const RequestKind*> Rows() {
 }
 
 // What the row's parser makes of data that suits every request.
-std::unique_ptr<MuxMessagePayloadBase> Parsed(const RequestKind& row) {
+std::unique_ptr<MuxMessagePayloadBase> PayloadOf(const RequestKind& row) {
     MuxMessageBuilder builder;
     auto data = Testing::ParsedJson(R"({"gatewayID":3,"lockID":17,"duration":5,"cardData":"0A"})");
     return row.parse == nullptr ? nullptr : row.parse(builder, data);
@@ -155,7 +153,7 @@ TEST(RequestTable, HasAnAnswerExactlyForWhatAGatewayIsAsked) {
 
 TEST(RequestTable, HasForEachOperationTheParserOfItsPayload) {
     for (const RequestKind* const row : Rows()) {
-        const auto payload = Parsed(*row);
+        const auto payload = PayloadOf(*row);
         switch (row->operation) {
             case GatewayOperation::kNone:
                 break;

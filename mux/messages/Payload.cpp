@@ -1,10 +1,20 @@
-#include "mux/messages/PayloadObject.h"
+#include "mux/messages/Payload.h"
 
 #include <utility>
 
 #include "mux/messages/JsonTree.h"
 
 namespace Mux {
+
+std::string MuxMessagePayloadBase::ToJSON() {
+    rapidjson::Document document;
+    const std::unique_ptr<rapidjson::Value> object(ToJSONObject(&document));
+    return object ? JsonText(*object) : std::string();
+}
+
+rapidjson::Value* MuxMessagePayloadBase::ToJSONObject(rapidjson::Document* /*document*/) {
+    return nullptr;
+}
 
 PayloadObject::PayloadObject(rapidjson::Document* document)
     : document_(document), object_(std::make_unique<rapidjson::Value>(rapidjson::kObjectType)) {}

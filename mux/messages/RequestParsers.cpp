@@ -6,17 +6,8 @@
 
 #include "diagnostics/Log.h"
 #include "mux/messages/CardData.h"
-#include "mux/messages/MuxAccessDeniedMessagePayload.h"
-#include "mux/messages/MuxConfigureMessagePayload.h"
-#include "mux/messages/MuxGetLockStatusMessagePayload.h"
-#include "mux/messages/MuxLockCloseMessagePayload.h"
-#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
-#include "mux/messages/MuxLockOpenMessagePayload.h"
 #include "mux/messages/MuxMessageBuilder.h"
-#include "mux/messages/MuxWhitelistClearPayload.h"
-#include "mux/messages/MuxWhitelistDisablePayload.h"
-#include "mux/messages/MuxWhitelistEnablePayload.h"
-#include "mux/messages/MuxWhitelistSetPayload.h"
+#include "mux/messages/RequestPayloads.h"
 #include "mux/messages/RequestTable.h"
 
 namespace Mux {
