@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "diagnostics/CaughtException.h"
@@ -37,10 +38,7 @@ BrenkMux::BrenkMux(int port)
     : port_(port),
       gateways_(std::make_shared<const GatewayCollections>()),
       allocatorChunk_(std::make_unique<unsigned char[]>(kAllocatorChunkBytes)),
-      allocator_(allocatorChunk_.get(), kAllocatorChunkBytes, kAllocatorChunkBytes),
-      muxMessageQueueMutex_("muxMessageQueueMutex", true, true),
-      clientMessageQueueMutex_("clientMessageQueueMutex", true, true),
-      pendingMessagesListMutex_("pendingMessagesListMutex", true, true) {
+      allocator_(allocatorChunk_.get(), kAllocatorChunkBytes, kAllocatorChunkBytes) {
     InitMutexes();
 }
 
@@ -70,9 +68,9 @@ void BrenkMux::InitMutexes() {
 void BrenkMux::DestroyMutexes() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Destroying thread mutexes for multithread sync.";
-    clientMessageQueueMutex_.Destroy();
-    muxMessageQueueMutex_.Destroy();
-    pendingMessagesListMutex_.Destroy();
+    requests_.DestroyMutex();
+    answers_.DestroyMutex();
+    pending_.DestroyMutex();
     MUX_LOG(plog::verbose) << "Thread mutexes destroyed.";
 }
 
@@ -213,27 +211,22 @@ void BrenkMux::RunGatewaysThread() {
 
 bool BrenkMux::SendMessageToClientIfAvailable() {
     MUX_OPERATION();
-    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
+    MutexGuard guard = answers_.NewGuard();
     if (!guard.Lock(kDeliveryTimeout)) {
         MUX_LOG(plog::warning) << "Cannot acquire resource mutex for send message to client queue.";
         return false;
     }
-    // The record stays at the head meanwhile: this thread alone takes records out.
-    MuxRequestRecord* head = nullptr;
-    const bool isEmpty = answerQueue_.With([&head](const RecordQueue& queue) {
-        head = queue.empty() ? nullptr : queue.front().get();
-        return queue.empty();
-    });
-    if (isEmpty) {
+    const std::optional<MuxRequestRecord*> head = answers_.Head();
+    if (!head) {
         return false;
     }
-    if (head == nullptr) {
+    if (*head == nullptr) {
         MUX_LOG(plog::error) << "Popped message answer is NULL!!!";
-        DropAnswerHead();
+        answers_.DropHead();
         Threading::SleepFor(kPauseAfterNullRecord);
         return false;
     }
-    return DeliverHead(*head);
+    return DeliverHead(**head);
 }
 
 // What fails for want of memory costs the record an attempt, so that it does not hold up those behind it for ever.
@@ -246,18 +239,10 @@ bool BrenkMux::DeliverHead(MuxRequestRecord& record) {
     }
 }
 
-void BrenkMux::DropAnswerHead() {
-    RecordPointer dropped;
-    answerQueue_.With([&dropped](RecordQueue& queue) {
-        dropped = std::move(queue.front());
-        queue.pop_front();
-    });
-}
-
 bool BrenkMux::DeliverAnswer(MuxRequestRecord& record) {
     if (record.answer == nullptr) {
         MUX_LOG(plog::error) << "AnswerMessage part in the answer message record structure is missing.";
-        DropAnswerHead();
+        answers_.DropHead();
         return false;
     }
     const std::string& id = record.answer->MessageID();
@@ -272,7 +257,7 @@ bool BrenkMux::DeliverAnswer(MuxRequestRecord& record) {
         CountFailedDelivery(record, kAnswerNotSent);
         return false;
     }
-    DropAnswerHead();
+    answers_.DropHead();
     MUX_LOG(plog::verbose) << "Message sent. Deallocating messages memory.";
     return true;
 }
@@ -280,7 +265,7 @@ bool BrenkMux::DeliverAnswer(MuxRequestRecord& record) {
 bool BrenkMux::DeliverEvent(MuxRequestRecord& record) {
     if (record.message == nullptr) {
         MUX_LOG(plog::error) << "Message part in the event record structure is missing.";
-        DropAnswerHead();
+        answers_.DropHead();
         return false;
     }
     MUX_LOG(plog::verbose) << "Event message " << record.message->MessageID() << " popped.";
@@ -293,7 +278,7 @@ bool BrenkMux::DeliverEvent(MuxRequestRecord& record) {
         CountFailedDelivery(record, kEventNotSent);
         return false;
     }
-    DropAnswerHead();
+    answers_.DropHead();
     MUX_LOG(plog::debug) << "Event sent. Deallocating messages memory.";
     return true;
 }
@@ -318,26 +303,7 @@ void BrenkMux::CountFailedDelivery(MuxRequestRecord& record, const char* text) {
     }
     MUX_LOG(plog::error) << text << record.socketFD << ". Tried " << record.sendAttempts
                          << ", I will delete the answer from queue.";
-    DropAnswerHead();
-}
-
-std::size_t BrenkMux::PushAnswer(RecordPointer record) {
-    return answerQueue_.With([&record](RecordQueue& queue) {
-        queue.push_back(std::move(record));
-        return queue.size();
-    });
-}
-
-std::size_t BrenkMux::RequestCount() const {
-    return requestQueue_.With([](const RecordQueue& queue) { return queue.size(); });
-}
-
-std::size_t BrenkMux::AnswerCount() const {
-    return answerQueue_.With([](const RecordQueue& queue) { return queue.size(); });
-}
-
-std::size_t BrenkMux::PendingCount() const {
-    return pendingList_.With([](const PendingList& pending) { return pending.size(); });
+    answers_.DropHead();
 }
 
 void BrenkMux::ServerSocketClientAccepted(int descriptor, void* context) {

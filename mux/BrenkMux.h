@@ -2,8 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,10 +10,10 @@
 #include "gateway/VirtualGateway.h"
 #include "mux/GatewayCollections.h"
 #include "mux/MuxRequestRecord.h"
+#include "mux/PendingRequests.h"
+#include "mux/RecordQueue.h"
 #include "mux/configuration/MuxConfigurationData.h"
 #include "net/ServerSocket.h"
-#include "threading/Mutex.h"
-#include "threading/MutexGuard.h"
 #include "threading/Synchronized.h"
 #include "threading/Thread.h"
 
@@ -114,24 +112,16 @@ class BrenkMux {
     // The gateways of the current configuration. Any thread.
     std::shared_ptr<const GatewayCollections> Gateways() const;
 
-  protected:
-    using RecordPointer = std::unique_ptr<MuxRequestRecord>;
-
-    // Puts a record at the end of the answer queue and returns how many there are then. Any thread.
-    std::size_t PushAnswer(RecordPointer record);
-
-    // How many records each holds at this moment. Any thread.
-    std::size_t RequestCount() const;
-    std::size_t AnswerCount() const;
-    std::size_t PendingCount() const;
+    // What waits: for a client, for a gateway, for a gateway's answer. Any thread.
+    RecordQueue& Answers() { return answers_; }
+    const RecordQueue& Requests() const { return requests_; }
+    const PendingRequests& Pending() const { return pending_; }
 
     // Called when the three mutexes have been made, and to destroy them; after that no guard of theirs can be locked.
     void InitMutexes();
     void DestroyMutexes();
 
   private:
-    using RecordQueue = std::deque<RecordPointer>;
-    using PendingList = std::map<std::string, RecordPointer>;
     using MessagePointer = std::shared_ptr<MuxMessage>;
 
     void StopAndJoin();
@@ -141,7 +131,6 @@ class BrenkMux {
     void RunGatewaysThread();
     void StartServerSocket();
     void WarnOfLittleRoom();
-    void DropAnswerHead();
     bool DeliverAnswer(MuxRequestRecord& record);
     bool DeliverEvent(MuxRequestRecord& record);
     bool DeliverHead(MuxRequestRecord& record);
@@ -151,13 +140,9 @@ class BrenkMux {
 
     // Intake and routing.
     Brenk::Net::ClientIdentity ClientOf(int descriptor) const;
-    RecordPointer TakeNextRequest(bool& isEmpty);
     void ForwardRequest(RecordPointer record);
     void AnswerWithNack(RecordPointer record);
     void EnqueueNack(RecordPointer record);
-    bool AddToPending(RecordPointer& record);
-    bool TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID);
-    RecordPointer TakeFromPending(const std::string& messageID);
 
     // Translation.
     void LogUnknownAnswer(const Brenk::Messages::VG::VirtualGatewayResponseMessage* response) const;
@@ -178,10 +163,6 @@ class BrenkMux {
     std::atomic<bool> enabled_{false};
     Threading::Synchronized<std::shared_ptr<const GatewayCollections>> gateways_;
 
-    Threading::Synchronized<RecordQueue> requestQueue_;
-    Threading::Synchronized<RecordQueue> answerQueue_;
-    Threading::Synchronized<PendingList> pendingList_;
-
     // The memory in which the main thread builds the JSON of the answer that it sends; emptied after each.
     // The first chunk stays, so that an answer of the usual size needs none of the memory that others may have used up.
     std::unique_ptr<unsigned char[]> allocatorChunk_;
@@ -192,9 +173,9 @@ class BrenkMux {
     std::unique_ptr<Threading::Thread> mainThread_;
     std::unique_ptr<Threading::Thread> gatewaysThread_;
 
-    Threading::Mutex muxMessageQueueMutex_;
-    Threading::Mutex clientMessageQueueMutex_;
-    Threading::Mutex pendingMessagesListMutex_;
+    RecordQueue answers_{"muxMessageQueueMutex"};
+    RecordQueue requests_{"clientMessageQueueMutex"};
+    PendingRequests pending_{"pendingMessagesListMutex"};
 };
 
 }  // namespace Mux

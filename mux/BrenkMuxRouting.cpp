@@ -54,7 +54,7 @@ void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsign
 
 void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>& payload) {
     MUX_OPERATION();
-    MutexGuard guard = clientMessageQueueMutex_.NewGuard();
+    MutexGuard guard = requests_.NewGuard();
     if (payload.empty()) {
         return;
     }
@@ -73,10 +73,7 @@ void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>
     }
     auto record = std::make_unique<MuxRequestRecord>(ClientOf(descriptor), std::move(message));
     guard.Lock();
-    const std::size_t count = requestQueue_.With([&record](RecordQueue& queue) {
-        queue.push_back(std::move(record));
-        return queue.size();
-    });
+    const std::size_t count = requests_.Push(std::move(record));
     MUX_LOG(plog::debug) << "Message enqueued. The queue is currently " << count << " elements long.";
     guard.Release();
 }
@@ -88,15 +85,13 @@ ClientIdentity BrenkMux::ClientOf(int descriptor) const {
 
 void BrenkMux::PopNextMessage() {
     MUX_OPERATION();
-    MutexGuard clientGuard = clientMessageQueueMutex_.NewGuard();
+    MutexGuard clientGuard = requests_.NewGuard();
     try {
         if (!clientGuard.Lock(kPopTimeout)) {
             MUX_LOG(plog::warning) << "Cannot acquire client messages queue lock.";
             return;
         }
-        bool isEmpty = true;
-        RecordPointer record = TakeNextRequest(isEmpty);
-        if (!isEmpty && record != nullptr) {
+        if (RecordPointer record = requests_.Take()) {
             ForwardRequest(std::move(record));
         }
     } catch (abi::__forced_unwind&) {
@@ -108,18 +103,6 @@ void BrenkMux::PopNextMessage() {
         clientGuard.Release();
         MUX_LOG(plog::debug) << "The exception was: " << caught.Text();
     }
-}
-
-BrenkMux::RecordPointer BrenkMux::TakeNextRequest(bool& isEmpty) {
-    return requestQueue_.With([&isEmpty](RecordQueue& queue) -> RecordPointer {
-        isEmpty = queue.empty();
-        if (isEmpty) {
-            return nullptr;
-        }
-        RecordPointer record = std::move(queue.front());
-        queue.pop_front();
-        return record;
-    });
 }
 
 void BrenkMux::ForwardRequest(RecordPointer record) {
@@ -156,13 +139,13 @@ void BrenkMux::EnqueueNack(RecordPointer record) {
     record->answer = builder.BuildMessage(MUX_MESSAGE_NACK, messageID,
                                           builder.BuildNackPayload(kRequestErrorCode, kRequestErrorText));
     MUX_LOG(plog::warning) << "Enqueuing NACK mux answer " << messageID << " to the client.";
-    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
+    MutexGuard guard = answers_.NewGuard();
     if (!guard.Lock(kNackTimeout)) {
         MUX_LOG(plog::error) << "Cannot acquire mux message lock for enqueued messages. The current message to "
                                 "enqueue will be lost.";
         return;
     }
-    const std::size_t count = PushAnswer(std::move(record));
+    const std::size_t count = answers_.Push(std::move(record));
     MUX_LOG(plog::warning) << "Enqueued error NACK answer message with ID " << messageID << ". Currently, the Mux have "
                            << count << " messages in the answer queue, ready to be sent to clients.";
 }
@@ -176,19 +159,19 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
         static_cast<void>(owned.release());
         return false;
     };
-    MutexGuard guard = pendingMessagesListMutex_.NewGuard();
+    MutexGuard guard = pending_.NewGuard();
     MUX_LOG(plog::debug) << "SendMessageToVG MutexGuard acquired ";
     if (owned == nullptr || owned->message == nullptr) {
         return refuse();
     }
     const MessagePointer message = owned->message;
-    const bool isPending = AddToPending(owned);
+    const bool isPending = pending_.Add(owned);
     bool isAccepted = false;
     try {
         isAccepted = RouteToGateway(*message, *Gateways(), this);
     } catch (...) {
         // The request is lost. Left in the list it would keep later ones of its ID from being answered.
-        TakeBackFromPending(record, owned, message->MessageID());
+        owned = pending_.TakeBack(record, message->MessageID());
         throw;
     }
     if (isAccepted) {
@@ -200,35 +183,10 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
         return true;
     }
     MUX_LOG(plog::debug) << "Message not correctly enqueued by Virtual Gateway. MessageID: " << message->MessageID();
-    if (isPending && !TakeBackFromPending(record, owned, message->MessageID())) {
-        return true;
+    if (isPending) {
+        owned = pending_.TakeBack(record, message->MessageID());
     }
-    return refuse();
-}
-
-// Returns false, with `record` untouched, when a request with the same ID is pending already.
-bool BrenkMux::AddToPending(RecordPointer& record) {
-    return pendingList_.With([&record](PendingList& pending) {
-        const auto [position, inserted] = pending.try_emplace(record->message->MessageID());
-        if (inserted) {
-            position->second = std::move(record);
-        }
-        return inserted;
-    });
-}
-
-// Gives back what AddToPending took. False when it is not there any more: a gateway's late answer to an older request
-// of this ID has ended it.
-bool BrenkMux::TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID) {
-    return pendingList_.With([&](PendingList& pending) {
-        const auto position = pending.find(messageID);
-        const bool found = position != pending.end() && position->second.get() == added;
-        if (found) {
-            record = std::move(position->second);
-            pending.erase(position);
-        }
-        return found;
-    });
+    return owned == nullptr || refuse();
 }
 
 }  // namespace Mux
