@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/RapidJson.h"
 #include "gateway/VirtualGateway.h"
+#include "mux/Clients.h"
+#include "mux/Delivery.h"
 #include "mux/GatewayCollections.h"
 #include "mux/MuxRequestRecord.h"
 #include "mux/PendingRequests.h"
 #include "mux/RecordQueue.h"
 #include "mux/configuration/MuxConfigurationData.h"
-#include "net/ServerSocket.h"
 #include "threading/Synchronized.h"
 #include "threading/Thread.h"
 
@@ -126,26 +126,13 @@ class BrenkMux {
 
     void StopAndJoin();
 
-    // Threads and delivery.
     void RunMainThread();
     void RunGatewaysThread();
-    void StartServerSocket();
-    void WarnOfLittleRoom();
-    bool DeliverAnswer(MuxRequestRecord& record);
-    bool DeliverEvent(MuxRequestRecord& record);
-    bool DeliverHead(MuxRequestRecord& record);
-    std::unique_ptr<std::vector<unsigned char>> BytesOf(MuxMessage& message);
-    bool SendToClient(const MuxRequestRecord& record, const std::vector<unsigned char>& bytes);
-    void CountFailedDelivery(MuxRequestRecord& record, const char* text);
+    bool OpenServerSocket();
 
-    // Intake and routing.
-    Brenk::Net::ClientIdentity ClientOf(int descriptor) const;
     void ForwardRequest(RecordPointer record);
     void AnswerWithNack(RecordPointer record);
     void EnqueueNack(RecordPointer record);
-
-    // Translation.
-    void LogUnknownAnswer(const Brenk::Messages::VG::VirtualGatewayResponseMessage* response) const;
     void EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> answer);
     void EnqueueEvent(const MessagePointer& message);
 
@@ -156,26 +143,19 @@ class BrenkMux {
     std::shared_ptr<Brenk::VirtualGateway> CreateVirtualGateway(const Configuration::GatewayConfiguration& gateway);
 
     const int port_;
-    std::unique_ptr<Brenk::Net::ServerSocket> ownedServerSocket_;
-    std::atomic<Brenk::Net::ServerSocket*> serverSocket_{nullptr};
-
     std::atomic<bool> configured_{false};
     std::atomic<bool> enabled_{false};
     Threading::Synchronized<std::shared_ptr<const GatewayCollections>> gateways_;
 
-    // The memory in which the main thread builds the JSON of the answer that it sends; emptied after each.
-    // The first chunk stays, so that an answer of the usual size needs none of the memory that others may have used up.
-    std::unique_ptr<unsigned char[]> allocatorChunk_;
-    rapidjson::MemoryPoolAllocator<> allocator_;
-
     std::atomic<bool> running_{false};
-    std::atomic<bool> gatewaysRunning_{false};
     std::unique_ptr<Threading::Thread> mainThread_;
     std::unique_ptr<Threading::Thread> gatewaysThread_;
 
     RecordQueue answers_{"muxMessageQueueMutex"};
     RecordQueue requests_{"clientMessageQueueMutex"};
     PendingRequests pending_{"pendingMessagesListMutex"};
+    Clients clients_;
+    Delivery delivery_{answers_, clients_};
 };
 
 }  // namespace Mux

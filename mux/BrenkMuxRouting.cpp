@@ -15,7 +15,6 @@
 namespace Mux {
 namespace {
 
-using Brenk::Net::ClientIdentity;
 using Brenk::Net::MuxPacket;
 using Threading::MutexGuard;
 
@@ -71,16 +70,11 @@ void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>
         MUX_LOG(plog::warning) << "Configure via network message currently not supported.";
         return;
     }
-    auto record = std::make_unique<MuxRequestRecord>(ClientOf(descriptor), std::move(message));
+    auto record = std::make_unique<MuxRequestRecord>(clients_.IdentityOf(descriptor), std::move(message));
     guard.Lock();
     const std::size_t count = requests_.Push(std::move(record));
     MUX_LOG(plog::debug) << "Message enqueued. The queue is currently " << count << " elements long.";
     guard.Release();
-}
-
-ClientIdentity BrenkMux::ClientOf(int descriptor) const {
-    Brenk::Net::ServerSocket* const serverSocket = serverSocket_;
-    return serverSocket == nullptr ? ClientIdentity{descriptor, 0} : serverSocket->IdentityOf(descriptor);
 }
 
 void BrenkMux::PopNextMessage() {

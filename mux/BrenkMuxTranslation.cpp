@@ -19,6 +19,19 @@ using Threading::MutexGuard;
 
 constexpr int kEventTimeout = 15;
 
+void LogUnknownAnswer(const VirtualGatewayResponseMessage* response) {
+    if (response == nullptr) {
+        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway that is not in the requests list. And it's "
+                                  "also nullptr.";
+    } else if (Brenk::MessageRequestInfo::IsSequenceRefresh(response->requestID)) {
+        MUX_LOG(plog::debug) << "Received a message from Virtual Gateway that is not in the request list, but it's a "
+                                "NEW SEQ REQUEST. Probably used as a keep alive for the gateway.";
+    } else {
+        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway with ID " << response->requestID
+                               << " that is not in the requests list.";
+    }
+}
+
 }  // namespace
 
 void BrenkMux::VirtualGatewayResponseReceivedCallback(VirtualGateway* gateway, VirtualGatewayResponseMessage* response,
@@ -54,19 +67,6 @@ void BrenkMux::TranslateVirtualGatewayMessage(VirtualGateway* gateway, VirtualGa
     guard.Release();
     auto answer = BuildAnswer(*record->message, *response, gateway->ID());
     EnqueueAnswer(std::move(record), std::move(answer));
-}
-
-void BrenkMux::LogUnknownAnswer(const VirtualGatewayResponseMessage* response) const {
-    if (response == nullptr) {
-        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway that is not in the requests list. And it's "
-                                  "also nullptr.";
-    } else if (Brenk::MessageRequestInfo::IsSequenceRefresh(response->requestID)) {
-        MUX_LOG(plog::debug) << "Received a message from Virtual Gateway that is not in the request list, but it's a "
-                                "NEW SEQ REQUEST. Probably used as a keep alive for the gateway.";
-    } else {
-        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway with ID " << response->requestID
-                               << " that is not in the requests list.";
-    }
 }
 
 void BrenkMux::EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> answer) {
@@ -114,11 +114,7 @@ void BrenkMux::EnqueueEvent(const MessagePointer& message) {
                                 "will be lost.";
         return;
     }
-    Brenk::Net::ServerSocket* const serverSocket = serverSocket_;
-    if (serverSocket == nullptr) {
-        return;
-    }
-    for (const Brenk::Net::ClientIdentity& client : serverSocket->ConnectedClients()) {
+    for (const Brenk::Net::ClientIdentity& client : clients_.Connected()) {
         answers_.Push(std::make_unique<MuxRequestRecord>(client, message, true));
     }
 }
