@@ -21,17 +21,26 @@ using Threading::MutexGuard;
 constexpr std::chrono::milliseconds kPassPeriod{1};
 constexpr int kDeliveryTimeout = 5;
 
+Brenk::GatewayOwner CallbacksOf(BrenkMux* mux) {
+    Brenk::GatewayOwner owner;
+    owner.context = mux;
+    owner.stateChanged = BrenkMux::VirtualGatewayStateChangedCallback;
+    owner.responseReceived = BrenkMux::VirtualGatewayResponseReceivedCallback;
+    owner.eventReceived = BrenkMux::VirtualGatewayEventReceivedCallback;
+    return owner;
+}
+
 }  // namespace
 
 BrenkMux::BrenkMux() : BrenkMux(ServerSocket::kDefaultPort) {}
 
-BrenkMux::BrenkMux(int port) : port_(port), gateways_(std::make_shared<const GatewayCollections>()) {
+BrenkMux::BrenkMux(int port) : port_(port), gateways_(CallbacksOf(this)) {
     InitMutexes();
 }
 
 BrenkMux::~BrenkMux() {
     StopAndJoin();
-    DestroyVirtualGateways();
+    gateways_.Clear();
     clients_.Close();
     DestroyMutexes();
 }

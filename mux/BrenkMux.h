@@ -9,12 +9,11 @@
 #include "gateway/VirtualGateway.h"
 #include "mux/Clients.h"
 #include "mux/Delivery.h"
-#include "mux/GatewayCollections.h"
+#include "mux/GatewayRegistry.h"
 #include "mux/MuxRequestRecord.h"
 #include "mux/PendingRequests.h"
 #include "mux/RecordQueue.h"
 #include "mux/configuration/MuxConfigurationData.h"
-#include "threading/Synchronized.h"
 #include "threading/Thread.h"
 
 namespace Mux {
@@ -27,6 +26,8 @@ namespace Mux {
 //
 // Who points at whom: the Mux owns the server socket, the gateways and every record; a record belongs to the one
 // queue or list that holds it. The server socket and the gateways know the Mux as the context of their callbacks.
+//
+// It is a face: its operations write the log lines and take the guards, the data belongs to the objects behind it.
 //
 // Each of its two loops handles at most one record per millisecond. That pace is deliberate.
 class BrenkMux {
@@ -125,7 +126,6 @@ class BrenkMux {
     using MessagePointer = std::shared_ptr<MuxMessage>;
 
     void StopAndJoin();
-
     void RunMainThread();
     void RunGatewaysThread();
     bool OpenServerSocket();
@@ -136,16 +136,8 @@ class BrenkMux {
     void EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> answer);
     void EnqueueEvent(const MessagePointer& message);
 
-    // Configuration.
-    void ConnectVirtualGateway(Brenk::VirtualGateway& gateway);
-    void DestroyVirtualGateways();
-    void CreateVirtualGateways(const std::vector<Configuration::GatewayConfiguration>& gateways);
-    std::shared_ptr<Brenk::VirtualGateway> CreateVirtualGateway(const Configuration::GatewayConfiguration& gateway);
-
     const int port_;
-    std::atomic<bool> configured_{false};
-    std::atomic<bool> enabled_{false};
-    Threading::Synchronized<std::shared_ptr<const GatewayCollections>> gateways_;
+    GatewayRegistry gateways_;
 
     std::atomic<bool> running_{false};
     std::unique_ptr<Threading::Thread> mainThread_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "mux/GatewayCollections.h"
+#include "mux/GatewayRegistry.h"
 #include "mux/messages/MuxMessage.h"
 
 namespace Mux {
