@@ -22,7 +22,7 @@ constexpr const char* kNoStatusPayload = "Paylaod for LOCK_GETSTATUS is nullptr.
 constexpr const char* kNoOpenClosePayload = "Current data payload for LOCK_OPEN_CLOSE is null. Nothing can be done.";
 constexpr const char* kNoDeniedPayload = "MUX_MESSAGE_ACCESS_DENIED payload is nullptr.";
 
-constexpr RequestKind kRequests[] = {
+constexpr RequestKind kRequestKinds[] = {
     {MUX_MESSAGE_CONFIGURE, "", "CONFIGURE", Parse<&Builder::ParseConfigureMessage>, Operation::kNone, Answer::kNone,
      false, "", ""},
     {MUX_MESSAGE_LOCK_OPEN, "LOCK OPEN", "LOCK_OPEN", Parse<&Builder::ParseLockOpenMessage>, Operation::kOpenLock,
@@ -68,7 +68,7 @@ constexpr RequestKind kRequests[] = {
 // Each code then has one row.
 constexpr bool AreCodesAscending() {
     const RequestKind* before = nullptr;
-    for (const RequestKind& request : kRequests) {
+    for (const RequestKind& request : kRequestKinds) {
         if (before != nullptr && request.code <= before->code) {
             return false;
         }
@@ -82,7 +82,7 @@ static_assert(AreCodesAscending());
 }  // namespace
 
 const RequestKind* FindRequest(std::int32_t messageCode) {
-    for (const RequestKind& request : kRequests) {
+    for (const RequestKind& request : kRequestKinds) {
         if (request.code == messageCode) {
             return &request;
         }
