@@ -24,7 +24,8 @@ constexpr const char* kEventNotSent = "Cannot send event to socket with FD ";
 Delivery::Delivery(RecordQueue& answers, const Clients& clients)
     : answers_(answers),
       clients_(clients),
-      chunk_(std::make_unique<unsigned char[]>(kChunkBytes)),
+      // Without initial values: pages that no answer has needed yet stay untouched.
+      chunk_(new unsigned char[kChunkBytes]),
       allocator_(chunk_.get(), kChunkBytes, kChunkBytes) {}
 
 bool Delivery::DeliverHead() {
