@@ -5,9 +5,10 @@
 #include "diagnostics/Log.h"
 #include "messages/BrenkLockState.h"
 #include "mux/AnswerTexts.h"
-#include "mux/messages/MuxLockRequestPayload.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
+#include "mux/messages/RequestPayloads.h"
+#include "mux/messages/RequestTable.h"
 
 namespace Mux {
 namespace {
@@ -43,7 +44,7 @@ AnswerPointer AnswerLockOperation(const MuxMessage& request, const VirtualGatewa
     return Nack(request, kLockOperationErrorCode, LongErrorText(response.responseCode, address, gatewayID));
 }
 
-AnswerPointer AnswerStatus(const MuxMessage& request, const VirtualGatewayResponseMessage& response, std::int32_t) {
+AnswerPointer AnswerStatus(const MuxMessage& request, const VirtualGatewayResponseMessage& response) {
     MUX_LOG(plog::debug) << "Building response to Lock GetStatus message.";
     if (response.responseCode != kSuccess) {
         return ShortNack(request, response.responseCode);
@@ -55,35 +56,25 @@ AnswerPointer AnswerStatus(const MuxMessage& request, const VirtualGatewayRespon
                                                                     state.BatteryAlarm(), state.ReaderConnected()));
 }
 
-AnswerPointer AnswerRequest(const MuxMessage& request, const VirtualGatewayResponseMessage& response, std::int32_t) {
+AnswerPointer AnswerPlainly(const MuxMessage& request, const VirtualGatewayResponseMessage& response) {
     return response.responseCode == kSuccess ? Ack(request, MuxMessageBuilder().BuildAckPayload())
                                              : ShortNack(request, response.responseCode);
 }
-
-struct AnswerKind {
-    std::int32_t requestCode;
-    AnswerPointer (*build)(const MuxMessage& request, const VirtualGatewayResponseMessage& response,
-                           std::int32_t gatewayID);
-};
-
-constexpr AnswerKind kAnswerKinds[] = {
-    {MUX_MESSAGE_LOCK_OPEN, AnswerLockOperation},       {MUX_MESSAGE_EVENT_LOCK_OPEN, AnswerLockOperation},
-    {MUX_MESSAGE_LOCK_CLOSE, AnswerLockOperation},      {MUX_MESSAGE_EVENT_LOCK_CLOSE, AnswerLockOperation},
-    {MUX_MESSAGE_LOCK_GET_STATUS, AnswerStatus},        {MUX_MESSAGE_LOCK_OPEN_CLOSE, AnswerRequest},
-    {MUX_MESSAGE_EVENT_LOCK_OPEN_CLOSE, AnswerRequest}, {MUX_MESSAGE_ACCESS_DENIED, AnswerRequest},
-    {MUX_MESSAGE_EVENT_ACCESS_DENIED, AnswerRequest},   {MUX_MESSAGE_LOCK_WHITELIST_SET, AnswerRequest},
-    {MUX_MESSAGE_CLEAR_WHITELIST, AnswerRequest},       {MUX_MESSAGE_ENABLE_WHITELIST, AnswerRequest},
-    {MUX_MESSAGE_DISABLE_WHITELIST, AnswerRequest},     {MUX_MESSAGE_LOCK_WHITELIST_REMOVE, AnswerRequest},
-};
 
 }  // namespace
 
 std::unique_ptr<MuxMessage> BuildAnswer(const MuxMessage& request, const VirtualGatewayResponseMessage& response,
                                         std::int32_t gatewayID) {
-    for (const AnswerKind& kind : kAnswerKinds) {
-        if (kind.requestCode == request.MessageCode()) {
-            return kind.build(request, response, gatewayID);
-        }
+    const RequestKind* const kind = FindRequest(request.MessageCode());
+    switch (kind == nullptr ? AnswerKind::kNone : kind->answer) {
+        case AnswerKind::kNone:
+            break;
+        case AnswerKind::kLockOperation:
+            return AnswerLockOperation(request, response, gatewayID);
+        case AnswerKind::kLockStatus:
+            return AnswerStatus(request, response);
+        case AnswerKind::kPlain:
+            return AnswerPlainly(request, response);
     }
     return nullptr;
 }

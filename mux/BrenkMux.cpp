@@ -1,16 +1,12 @@
-// The life of the Mux: its threads, its flags and the delivery of answers and events.
+// The life of the Mux: its threads and its flags.
 
 #include "mux/BrenkMux.h"
 
-#include <cxxabi.h>
-
 #include <chrono>
-#include <new>
 #include <utility>
 
-#include "diagnostics/CaughtException.h"
 #include "diagnostics/Log.h"
-#include "mux/messages/MuxMessageBuilder.h"
+#include "threading/CatchAll.h"
 #include "threading/OwnerBlock.h"
 #include "threading/Sleep.h"
 
@@ -20,41 +16,35 @@ namespace {
 using Brenk::Net::ServerSocket;
 using Threading::MutexGuard;
 
-constexpr std::size_t kAllocatorChunkBytes = 65536;
 constexpr std::chrono::milliseconds kPassPeriod{1};
-constexpr std::chrono::milliseconds kPauseAfterNullRecord{10};
 constexpr int kDeliveryTimeout = 5;
-constexpr int kMaximumSendAttempts = 15;
-constexpr const char* kAnswerNotSent = "Cannot send message to socket with FD ";
-constexpr const char* kEventNotSent = "Cannot send event to socket with FD ";
-constexpr std::size_t kFewClients = 8;
+
+Brenk::GatewayOwner CallbacksOf(BrenkMux* mux) {
+    Brenk::GatewayOwner owner;
+    owner.context = mux;
+    owner.stateChanged = BrenkMux::VirtualGatewayStateChangedCallback;
+    owner.responseReceived = BrenkMux::VirtualGatewayResponseReceivedCallback;
+    owner.eventReceived = BrenkMux::VirtualGatewayEventReceivedCallback;
+    return owner;
+}
 
 }  // namespace
 
 BrenkMux::BrenkMux() : BrenkMux(ServerSocket::kDefaultPort) {}
 
-BrenkMux::BrenkMux(int port)
-    : port_(port),
-      gateways_(std::make_shared<const GatewayCollections>()),
-      // Without initial values: pages that no answer has needed yet stay untouched.
-      allocatorChunk_(new unsigned char[kAllocatorChunkBytes]),
-      allocator_(allocatorChunk_.get(), kAllocatorChunkBytes, kAllocatorChunkBytes),
-      muxMessageQueueMutex_("muxMessageQueueMutex", true, true),
-      clientMessageQueueMutex_("clientMessageQueueMutex", true, true),
-      pendingMessagesListMutex_("pendingMessagesListMutex", true, true) {
+BrenkMux::BrenkMux(int port) : port_(port), gateways_(CallbacksOf(this)) {
     InitMutexes();
 }
 
 BrenkMux::~BrenkMux() {
     StopAndJoin();
-    DestroyVirtualGateways();
-    ownedServerSocket_.reset();
+    gateways_.Clear();
+    clients_.Close();
     DestroyMutexes();
 }
 
 void BrenkMux::StopAndJoin() {
     running_ = false;
-    gatewaysRunning_ = false;
     for (const auto* thread : {&mainThread_, &gatewaysThread_}) {
         if (*thread != nullptr) {
             (*thread)->Join();
@@ -71,9 +61,9 @@ void BrenkMux::InitMutexes() {
 void BrenkMux::DestroyMutexes() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Destroying thread mutexes for multithread sync.";
-    clientMessageQueueMutex_.Destroy();
-    muxMessageQueueMutex_.Destroy();
-    pendingMessagesListMutex_.Destroy();
+    requests_.DestroyMutex();
+    answers_.DestroyMutex();
+    pending_.DestroyMutex();
     MUX_LOG(plog::verbose) << "Thread mutexes destroyed.";
 }
 
@@ -84,7 +74,6 @@ void BrenkMux::Start() {
     }
     mainThread_ = std::make_unique<Threading::Thread>(mainThreadProc);
     running_ = true;
-    gatewaysRunning_ = true;
     if (!Threading::StartWithOwner(*mainThread_, this)) {
         MUX_LOG(plog::error) << "Cannot spawn main thread. Shutdown Mux.";
         ForceShutdown();
@@ -98,27 +87,17 @@ void BrenkMux::Wait() {
     if (mainThread_ == nullptr) {
         return;
     }
-    try {
-        mainThread_->Join();
-    } catch (abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        MUX_LOG(plog::error) << Diagnostics::CaughtException().Text();
-    }
+    Threading::CatchAll([this] { mainThread_->Join(); }, [](const char* text) { MUX_LOG(plog::error) << text; });
 }
 
 void BrenkMux::ForceShutdown() {
     MUX_OPERATION();
     MUX_LOG(plog::verbose) << "Force shutdown initiated";
     running_ = false;
-    gatewaysRunning_ = false;
 }
 
 void BrenkMux::Stop() {
-    if (running_) {
-        running_ = false;
-        gatewaysRunning_ = false;
-    }
+    running_ = false;
 }
 
 void* BrenkMux::mainThreadProc(void* muxBlock) {
@@ -142,49 +121,25 @@ void BrenkMux::RunMainThread() {
     }
     MUX_LOG(plog::info) << "Virtual gateways thread spawned.";
 
-    if (ownedServerSocket_ == nullptr) {
-        StartServerSocket();
+    if (!clients_.IsOpened() && !OpenServerSocket()) {
+        ForceShutdown();
     }
     MUX_LOG(plog::verbose) << "All modules threads spawned. Starting main thread control loop.";
     while (running_) {
-        try {
-            SendMessageToClientIfAvailable();
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the main loop: " << Diagnostics::CaughtException().Text();
-        }
+        Threading::CatchAll([this] { SendMessageToClientIfAvailable(); },
+                            [](const char* text) { MUX_LOG(plog::error) << "Exception in the main loop: " << text; });
         Threading::SleepFor(kPassPeriod);
     }
 }
 
-void BrenkMux::StartServerSocket() {
-    ownedServerSocket_ = std::make_unique<ServerSocket>(port_);
-    ownedServerSocket_->SetContext(this);
-    ownedServerSocket_->SetClientAcceptedCallback(ServerSocketClientAccepted);
-    ownedServerSocket_->SetDataReceivedCallback(ServerSocketClientDataReceived);
-    ownedServerSocket_->SetClientDeletedCallback(ServerSocketClientDeleted);
-    ownedServerSocket_->SetDescriptorsForOthersCallback(DescriptorsForGateways);
-    serverSocket_ = ownedServerSocket_.get();
-    if (!ownedServerSocket_->InitSocket()) {
-        MUX_LOG(plog::error) << "Error detected on socket. Initialization. Shutdown Mux.";
-        ForceShutdown();
-        return;
-    }
-    MUX_LOG(plog::debug) << "Server socket initialized.";
-    if (!ownedServerSocket_->StartAcceptLoop() || !ownedServerSocket_->StartReceiveLoop()) {
-        ForceShutdown();
-        return;
-    }
-    WarnOfLittleRoom();
-}
-
-void BrenkMux::WarnOfLittleRoom() {
-    const std::size_t room = ownedServerSocket_->RoomForClients();
-    if (room < kFewClients) {
-        MUX_LOG(plog::warning) << "There is room for " << room
-                               << " clients only. The process is allowed too few file descriptors.";
-    }
+bool BrenkMux::OpenServerSocket() {
+    auto serverSocket = std::make_unique<ServerSocket>(port_);
+    serverSocket->SetContext(this);
+    serverSocket->SetClientAcceptedCallback(ServerSocketClientAccepted);
+    serverSocket->SetDataReceivedCallback(ServerSocketClientDataReceived);
+    serverSocket->SetClientDeletedCallback(ServerSocketClientDeleted);
+    serverSocket->SetDescriptorsForOthersCallback(DescriptorsForGateways);
+    return clients_.Open(std::move(serverSocket));
 }
 
 void* BrenkMux::gatewaysThreadProc(void* muxBlock) {
@@ -199,146 +154,25 @@ void* BrenkMux::gatewaysThreadProc(void* muxBlock) {
 }
 
 void BrenkMux::RunGatewaysThread() {
-    while (gatewaysRunning_) {
-        try {
-            ConnectVirtualGateways();
-            PopNextMessage();
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            MUX_LOG(plog::error) << "Exception in the gateways loop: " << Diagnostics::CaughtException().Text();
-        }
+    while (running_) {
+        Threading::CatchAll(
+            [this] {
+                ConnectVirtualGateways();
+                PopNextMessage();
+            },
+            [](const char* text) { MUX_LOG(plog::error) << "Exception in the gateways loop: " << text; });
         Threading::SleepFor(kPassPeriod);
     }
 }
 
 bool BrenkMux::SendMessageToClientIfAvailable() {
     MUX_OPERATION();
-    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
+    MutexGuard guard = answers_.NewGuard();
     if (!guard.Lock(kDeliveryTimeout)) {
         MUX_LOG(plog::warning) << "Cannot acquire resource mutex for send message to client queue.";
         return false;
     }
-    // The record stays at the head meanwhile: this thread alone takes records out.
-    MuxRequestRecord* head = nullptr;
-    const bool isEmpty = answerQueue_.With([&head](const RecordQueue& queue) {
-        head = queue.empty() ? nullptr : queue.front().get();
-        return queue.empty();
-    });
-    if (isEmpty) {
-        return false;
-    }
-    if (head == nullptr) {
-        MUX_LOG(plog::error) << "Popped message answer is NULL!!!";
-        DropAnswerHead();
-        Threading::SleepFor(kPauseAfterNullRecord);
-        return false;
-    }
-    return DeliverHead(*head);
-}
-
-// What fails for want of memory costs the record an attempt, so that it does not hold up those behind it for ever.
-bool BrenkMux::DeliverHead(MuxRequestRecord& record) {
-    try {
-        return record.isEvent ? DeliverEvent(record) : DeliverAnswer(record);
-    } catch (const std::bad_alloc&) {
-        CountFailedDelivery(record, record.isEvent ? kEventNotSent : kAnswerNotSent);
-        throw;
-    }
-}
-
-void BrenkMux::DropAnswerHead() {
-    RecordPointer dropped;
-    answerQueue_.With([&dropped](RecordQueue& queue) {
-        dropped = std::move(queue.front());
-        queue.pop_front();
-    });
-}
-
-bool BrenkMux::DeliverAnswer(MuxRequestRecord& record) {
-    if (record.answer == nullptr) {
-        MUX_LOG(plog::error) << "AnswerMessage part in the answer message record structure is missing.";
-        DropAnswerHead();
-        return false;
-    }
-    const std::string& id = record.answer->MessageID();
-    MUX_LOG(plog::verbose) << "Message " << id << " popped.";
-    const auto bytes = BytesOf(*record.answer);
-    if (bytes == nullptr) {
-        return false;
-    }
-    MUX_LOG(plog::info) << "Sending message answer with ID " << id << " to socket with FD " << record.socketFD;
-    MUX_LOG(plog::verbose) << "Message payload: " << std::string(bytes->begin(), bytes->end());
-    if (!SendToClient(record, *bytes)) {
-        CountFailedDelivery(record, kAnswerNotSent);
-        return false;
-    }
-    DropAnswerHead();
-    MUX_LOG(plog::verbose) << "Message sent. Deallocating messages memory.";
-    return true;
-}
-
-bool BrenkMux::DeliverEvent(MuxRequestRecord& record) {
-    if (record.message == nullptr) {
-        MUX_LOG(plog::error) << "Message part in the event record structure is missing.";
-        DropAnswerHead();
-        return false;
-    }
-    MUX_LOG(plog::verbose) << "Event message " << record.message->MessageID() << " popped.";
-    const auto bytes = BytesOf(*record.message);
-    if (bytes == nullptr) {
-        return false;
-    }
-    MUX_LOG(plog::debug) << "Sending event to socket with FD " << record.socketFD;
-    if (!SendToClient(record, *bytes)) {
-        CountFailedDelivery(record, kEventNotSent);
-        return false;
-    }
-    DropAnswerHead();
-    MUX_LOG(plog::debug) << "Event sent. Deallocating messages memory.";
-    return true;
-}
-
-std::unique_ptr<std::vector<unsigned char>> BrenkMux::BytesOf(MuxMessage& message) {
-    // Something is left there when memory ran out.
-    allocator_.Clear();
-    auto bytes = MuxMessageBuilder().MessageToBytes(message, allocator_);
-    allocator_.Clear();
-    return bytes;
-}
-
-bool BrenkMux::SendToClient(const MuxRequestRecord& record, const std::vector<unsigned char>& bytes) {
-    ServerSocket* const serverSocket = serverSocket_;
-    return serverSocket != nullptr && serverSocket->Send(record.Client(), bytes);
-}
-
-void BrenkMux::CountFailedDelivery(MuxRequestRecord& record, const char* text) {
-    ++record.sendAttempts;
-    if (record.sendAttempts < kMaximumSendAttempts) {
-        return;
-    }
-    MUX_LOG(plog::error) << text << record.socketFD << ". Tried " << record.sendAttempts
-                         << ", I will delete the answer from queue.";
-    DropAnswerHead();
-}
-
-std::size_t BrenkMux::PushAnswer(RecordPointer record) {
-    return answerQueue_.With([&record](RecordQueue& queue) {
-        queue.push_back(std::move(record));
-        return queue.size();
-    });
-}
-
-std::size_t BrenkMux::RequestCount() const {
-    return requestQueue_.With([](const RecordQueue& queue) { return queue.size(); });
-}
-
-std::size_t BrenkMux::AnswerCount() const {
-    return answerQueue_.With([](const RecordQueue& queue) { return queue.size(); });
-}
-
-std::size_t BrenkMux::PendingCount() const {
-    return pendingList_.With([](const PendingList& pending) { return pending.size(); });
+    return delivery_.DeliverHead();
 }
 
 void BrenkMux::ServerSocketClientAccepted(int descriptor, void* context) {

@@ -2,21 +2,18 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "diagnostics/RapidJson.h"
 #include "gateway/VirtualGateway.h"
-#include "mux/GatewayCollections.h"
+#include "mux/Clients.h"
+#include "mux/Delivery.h"
+#include "mux/GatewayRegistry.h"
 #include "mux/MuxRequestRecord.h"
+#include "mux/PendingRequests.h"
+#include "mux/RecordQueue.h"
 #include "mux/configuration/MuxConfigurationData.h"
-#include "net/ServerSocket.h"
-#include "threading/Mutex.h"
-#include "threading/MutexGuard.h"
-#include "threading/Synchronized.h"
 #include "threading/Thread.h"
 
 namespace Mux {
@@ -29,6 +26,8 @@ namespace Mux {
 //
 // Who points at whom: the Mux owns the server socket, the gateways and every record; a record belongs to the one
 // queue or list that holds it. The server socket and the gateways know the Mux as the context of their callbacks.
+//
+// It is a face: its operations write the log lines and take the guards, the data belongs to the objects behind it.
 //
 // Each of its two loops handles at most one record per millisecond. That pace is deliberate.
 class BrenkMux {
@@ -114,89 +113,41 @@ class BrenkMux {
     // The gateways of the current configuration. Any thread.
     std::shared_ptr<const GatewayCollections> Gateways() const;
 
-  protected:
-    using RecordPointer = std::unique_ptr<MuxRequestRecord>;
-
-    // Puts a record at the end of the answer queue and returns how many there are then. Any thread.
-    std::size_t PushAnswer(RecordPointer record);
-
-    // How many records each holds at this moment. Any thread.
-    std::size_t RequestCount() const;
-    std::size_t AnswerCount() const;
-    std::size_t PendingCount() const;
+    // What waits: for a client, for a gateway, for a gateway's answer. Any thread.
+    RecordQueue& Answers() { return answers_; }
+    const RecordQueue& Requests() const { return requests_; }
+    const PendingRequests& Pending() const { return pending_; }
 
     // Called when the three mutexes have been made, and to destroy them; after that no guard of theirs can be locked.
     void InitMutexes();
     void DestroyMutexes();
 
   private:
-    using RecordQueue = std::deque<RecordPointer>;
-    using PendingList = std::map<std::string, RecordPointer>;
     using MessagePointer = std::shared_ptr<MuxMessage>;
 
     void StopAndJoin();
-
-    // Threads and delivery.
     void RunMainThread();
     void RunGatewaysThread();
-    void StartServerSocket();
-    void WarnOfLittleRoom();
-    void DropAnswerHead();
-    bool DeliverAnswer(MuxRequestRecord& record);
-    bool DeliverEvent(MuxRequestRecord& record);
-    bool DeliverHead(MuxRequestRecord& record);
-    std::unique_ptr<std::vector<unsigned char>> BytesOf(MuxMessage& message);
-    bool SendToClient(const MuxRequestRecord& record, const std::vector<unsigned char>& bytes);
-    void CountFailedDelivery(MuxRequestRecord& record, const char* text);
+    bool OpenServerSocket();
 
-    // Intake and routing.
-    Brenk::Net::ClientIdentity ClientOf(int descriptor) const;
-    void LogReceivedMessage(const MuxMessage& message) const;
-    RecordPointer TakeNextRequest(bool& isEmpty);
     void ForwardRequest(RecordPointer record);
     void AnswerWithNack(RecordPointer record);
     void EnqueueNack(RecordPointer record);
-    bool RouteToGateway(const MuxMessage& message);
-    bool AddToPending(RecordPointer& record);
-    bool TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID);
-    RecordPointer TakeFromPending(const std::string& messageID);
-
-    // Translation.
-    void LogUnknownAnswer(const Brenk::Messages::VG::VirtualGatewayResponseMessage* response) const;
     void EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> answer);
     void EnqueueEvent(const MessagePointer& message);
 
-    // Configuration.
-    void ConnectVirtualGateway(Brenk::VirtualGateway& gateway);
-    void DestroyVirtualGateways();
-    void CreateVirtualGateways(const std::vector<Configuration::GatewayConfiguration>& gateways);
-    std::shared_ptr<Brenk::VirtualGateway> CreateVirtualGateway(const Configuration::GatewayConfiguration& gateway);
-
     const int port_;
-    std::unique_ptr<Brenk::Net::ServerSocket> ownedServerSocket_;
-    std::atomic<Brenk::Net::ServerSocket*> serverSocket_{nullptr};
-
-    std::atomic<bool> configured_{false};
-    std::atomic<bool> enabled_{false};
-    Threading::Synchronized<std::shared_ptr<const GatewayCollections>> gateways_;
-
-    Threading::Synchronized<RecordQueue> requestQueue_;
-    Threading::Synchronized<RecordQueue> answerQueue_;
-    Threading::Synchronized<PendingList> pendingList_;
-
-    // The memory in which the main thread builds the JSON of the answer that it sends; emptied after each.
-    // The first chunk stays, so that an answer of the usual size needs none of the memory that others may have used up.
-    std::unique_ptr<unsigned char[]> allocatorChunk_;
-    rapidjson::MemoryPoolAllocator<> allocator_;
+    GatewayRegistry gateways_;
 
     std::atomic<bool> running_{false};
-    std::atomic<bool> gatewaysRunning_{false};
     std::unique_ptr<Threading::Thread> mainThread_;
     std::unique_ptr<Threading::Thread> gatewaysThread_;
 
-    Threading::Mutex muxMessageQueueMutex_;
-    Threading::Mutex clientMessageQueueMutex_;
-    Threading::Mutex pendingMessagesListMutex_;
+    RecordQueue answers_{"muxMessageQueueMutex"};
+    RecordQueue requests_{"clientMessageQueueMutex"};
+    PendingRequests pending_{"pendingMessagesListMutex"};
+    Clients clients_;
+    Delivery delivery_{answers_, clients_};
 };
 
 }  // namespace Mux

@@ -1,22 +1,18 @@
 // Client requests: taken in from the server socket, queued, and handed to the gateway that they name.
 
-#include <cxxabi.h>
-
 #include <utility>
 
-#include "diagnostics/CaughtException.h"
 #include "diagnostics/Log.h"
 #include "mux/BrenkMux.h"
-#include "mux/RoutingTable.h"
-#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
+#include "mux/Routing.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 #include "net/MuxPacket.h"
+#include "threading/CatchAll.h"
 
 namespace Mux {
 namespace {
 
-using Brenk::Net::ClientIdentity;
 using Brenk::Net::MuxPacket;
 using Threading::MutexGuard;
 
@@ -29,11 +25,6 @@ constexpr const char* kRequestErrorText = "Error in request";
 // without end, so this must not cost an exception.
 bool HoldsMuxPacket(std::vector<unsigned char>& data) {
     return data.size() >= MuxPacket::kHeaderSize && MuxPacket::IsMuxPacket(data);
-}
-
-// Null for a request without a duration.
-std::string DurationText(const MuxLockOpenCloseMessagePayload* request) {
-    return request == nullptr ? "" : ". Duration is " + std::to_string(request->Duration());
 }
 
 std::string MessageIDOf(const MuxRequestRecord& record) {
@@ -60,7 +51,7 @@ void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsign
 
 void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>& payload) {
     MUX_OPERATION();
-    MutexGuard guard = clientMessageQueueMutex_.NewGuard();
+    MutexGuard guard = requests_.NewGuard();
     if (payload.empty()) {
         return;
     }
@@ -72,74 +63,35 @@ void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>
         return;
     }
     MUX_LOG(plog::verbose) << "Parsed received message.";
-    LogReceivedMessage(*message);
+    LogReceivedRequest(*message);
     if (message->MessageCode() == MUX_MESSAGE_CONFIGURE) {
         MUX_LOG(plog::warning) << "Configure via network message currently not supported.";
         return;
     }
-    auto record = std::make_unique<MuxRequestRecord>(ClientOf(descriptor), std::move(message));
+    auto record = std::make_unique<MuxRequestRecord>(clients_.IdentityOf(descriptor), std::move(message));
     guard.Lock();
-    const std::size_t count = requestQueue_.With([&record](RecordQueue& queue) {
-        queue.push_back(std::move(record));
-        return queue.size();
-    });
+    const std::size_t count = requests_.Push(std::move(record));
     MUX_LOG(plog::debug) << "Message enqueued. The queue is currently " << count << " elements long.";
     guard.Release();
 }
 
-ClientIdentity BrenkMux::ClientOf(int descriptor) const {
-    Brenk::Net::ServerSocket* const serverSocket = serverSocket_;
-    return serverSocket == nullptr ? ClientIdentity{descriptor, 0} : serverSocket->IdentityOf(descriptor);
-}
-
-void BrenkMux::LogReceivedMessage(const MuxMessage& message) const {
-    const Route* const route = FindRoute(message.MessageCode());
-    if (route == nullptr || route->operation == nullptr) {
-        return;
-    }
-    const auto* const request = dynamic_cast<const MuxLockRequestPayload*>(message.Payload());
-    if (request == nullptr) {
-        MUX_LOG(plog::error) << "The message " << route->codeName << " is nullptr.";
-        return;
-    }
-    const auto* const openClose = dynamic_cast<const MuxLockOpenCloseMessagePayload*>(request);
-    MUX_LOG(plog::debug) << "The message is " << route->codeName << ", and the lockID is " << request->LockID()
-                         << " on gateway " << request->GatewayID() << DurationText(openClose);
-}
-
 void BrenkMux::PopNextMessage() {
     MUX_OPERATION();
-    MutexGuard clientGuard = clientMessageQueueMutex_.NewGuard();
-    try {
+    MutexGuard clientGuard = requests_.NewGuard();
+    const auto pop = [&] {
         if (!clientGuard.Lock(kPopTimeout)) {
             MUX_LOG(plog::warning) << "Cannot acquire client messages queue lock.";
             return;
         }
-        bool isEmpty = true;
-        RecordPointer record = TakeNextRequest(isEmpty);
-        if (!isEmpty && record != nullptr) {
+        if (RecordPointer record = requests_.Take()) {
             ForwardRequest(std::move(record));
         }
-    } catch (abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        const Diagnostics::CaughtException caught;
+    };
+    Threading::CatchAll(pop, [&](const char* text) {
         MUX_LOG(plog::error) << "Exception throw in pop next message flow.";
         MUX_LOG(plog::verbose) << "Explicit release of mutex guards.";
         clientGuard.Release();
-        MUX_LOG(plog::debug) << "The exception was: " << caught.Text();
-    }
-}
-
-BrenkMux::RecordPointer BrenkMux::TakeNextRequest(bool& isEmpty) {
-    return requestQueue_.With([&isEmpty](RecordQueue& queue) -> RecordPointer {
-        isEmpty = queue.empty();
-        if (isEmpty) {
-            return nullptr;
-        }
-        RecordPointer record = std::move(queue.front());
-        queue.pop_front();
-        return record;
+        MUX_LOG(plog::debug) << "The exception was: " << text;
     });
 }
 
@@ -159,16 +111,12 @@ void BrenkMux::ForwardRequest(RecordPointer record) {
 }
 
 void BrenkMux::AnswerWithNack(RecordPointer record) {
-    try {
-        EnqueueNack(std::move(record));
-    } catch (abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        const Diagnostics::CaughtException caught;
-        MUX_LOG(plog::error) << "Exception thrown in enqueuing messages.";
-        MUX_LOG(plog::verbose) << "Explicit release of mutex guards.";
-        MUX_LOG(plog::debug) << "The exception was: " << caught.Text();
-    }
+    Threading::CatchAll([&] { EnqueueNack(std::move(record)); },
+                        [](const char* text) {
+                            MUX_LOG(plog::error) << "Exception thrown in enqueuing messages.";
+                            MUX_LOG(plog::verbose) << "Explicit release of mutex guards.";
+                            MUX_LOG(plog::debug) << "The exception was: " << text;
+                        });
 }
 
 void BrenkMux::EnqueueNack(RecordPointer record) {
@@ -177,13 +125,13 @@ void BrenkMux::EnqueueNack(RecordPointer record) {
     record->answer = builder.BuildMessage(MUX_MESSAGE_NACK, messageID,
                                           builder.BuildNackPayload(kRequestErrorCode, kRequestErrorText));
     MUX_LOG(plog::warning) << "Enqueuing NACK mux answer " << messageID << " to the client.";
-    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
+    MutexGuard guard = answers_.NewGuard();
     if (!guard.Lock(kNackTimeout)) {
         MUX_LOG(plog::error) << "Cannot acquire mux message lock for enqueued messages. The current message to "
                                 "enqueue will be lost.";
         return;
     }
-    const std::size_t count = PushAnswer(std::move(record));
+    const std::size_t count = answers_.Push(std::move(record));
     MUX_LOG(plog::warning) << "Enqueued error NACK answer message with ID " << messageID << ". Currently, the Mux have "
                            << count << " messages in the answer queue, ready to be sent to clients.";
 }
@@ -197,19 +145,19 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
         static_cast<void>(owned.release());
         return false;
     };
-    MutexGuard guard = pendingMessagesListMutex_.NewGuard();
+    MutexGuard guard = pending_.NewGuard();
     MUX_LOG(plog::debug) << "SendMessageToVG MutexGuard acquired ";
     if (owned == nullptr || owned->message == nullptr) {
         return refuse();
     }
     const MessagePointer message = owned->message;
-    const bool isPending = AddToPending(owned);
+    const bool isPending = pending_.Add(owned);
     bool isAccepted = false;
     try {
-        isAccepted = RouteToGateway(*message);
+        isAccepted = RouteToGateway(*message, *Gateways(), this);
     } catch (...) {
         // The request is lost. Left in the list it would keep later ones of its ID from being answered.
-        TakeBackFromPending(record, owned, message->MessageID());
+        owned = pending_.TakeBack(record, message->MessageID());
         throw;
     }
     if (isAccepted) {
@@ -221,66 +169,10 @@ bool BrenkMux::SendMessageToVG(MuxRequestRecord* record) {
         return true;
     }
     MUX_LOG(plog::debug) << "Message not correctly enqueued by Virtual Gateway. MessageID: " << message->MessageID();
-    if (isPending && !TakeBackFromPending(record, owned, message->MessageID())) {
-        return true;
+    if (isPending) {
+        owned = pending_.TakeBack(record, message->MessageID());
     }
-    return refuse();
-}
-
-// Returns false, with `record` untouched, when a request with the same ID is pending already.
-bool BrenkMux::AddToPending(RecordPointer& record) {
-    return pendingList_.With([&record](PendingList& pending) {
-        const auto [position, inserted] = pending.try_emplace(record->message->MessageID());
-        if (inserted) {
-            position->second = std::move(record);
-        }
-        return inserted;
-    });
-}
-
-// Gives back what AddToPending took. False when it is not there any more: a gateway's late answer to an older request
-// of this ID has ended it.
-bool BrenkMux::TakeBackFromPending(const MuxRequestRecord* added, RecordPointer& record, const std::string& messageID) {
-    return pendingList_.With([&](PendingList& pending) {
-        const auto position = pending.find(messageID);
-        const bool found = position != pending.end() && position->second.get() == added;
-        if (found) {
-            record = std::move(position->second);
-            pending.erase(position);
-        }
-        return found;
-    });
-}
-
-bool BrenkMux::RouteToGateway(const MuxMessage& message) {
-    const auto gateways = Gateways();
-    if (gateways->gatewaysByID.empty()) {
-        return false;
-    }
-    const Route* const route = FindRoute(message.MessageCode());
-    MUX_LOG(plog::verbose) << "Prepare to send message " << (route == nullptr ? "" : route->logName);
-    if (route == nullptr) {
-        return false;
-    }
-    if (route->operation == nullptr) {
-        if (*route->unsupportedText != '\0') {
-            MUX_LOG(plog::warning) << route->unsupportedText;
-        }
-        return false;
-    }
-    auto* const payload = dynamic_cast<MuxLockRequestPayload*>(message.Payload());
-    if (payload == nullptr) {
-        if (*route->noPayloadText != '\0') {
-            MUX_LOG(plog::error) << route->noPayloadText;
-        }
-        return false;
-    }
-    const auto gateway = gateways->gatewaysByID.find(payload->GatewayID());
-    if (gateway == gateways->gatewaysByID.end()) {
-        MUX_LOG(plog::warning) << "Cannot find requested gateway for " << route->codeName;
-        return false;
-    }
-    return route->operation({*gateway->second, message.MessageID(), *payload, route->isEventResponse, this});
+    return owned == nullptr || refuse();
 }
 
 }  // namespace Mux

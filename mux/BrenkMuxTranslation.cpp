@@ -19,6 +19,19 @@ using Threading::MutexGuard;
 
 constexpr int kEventTimeout = 15;
 
+void LogUnknownAnswer(const VirtualGatewayResponseMessage* response) {
+    if (response == nullptr) {
+        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway that is not in the requests list. And it's "
+                                  "also nullptr.";
+    } else if (Brenk::MessageRequestInfo::IsSequenceRefresh(response->requestID)) {
+        MUX_LOG(plog::debug) << "Received a message from Virtual Gateway that is not in the request list, but it's a "
+                                "NEW SEQ REQUEST. Probably used as a keep alive for the gateway.";
+    } else {
+        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway with ID " << response->requestID
+                               << " that is not in the requests list.";
+    }
+}
+
 }  // namespace
 
 void BrenkMux::VirtualGatewayResponseReceivedCallback(VirtualGateway* gateway, VirtualGatewayResponseMessage* response,
@@ -42,9 +55,9 @@ void BrenkMux::VirtualGatewayResponseReceivedCallback(VirtualGateway* gateway, V
 
 void BrenkMux::TranslateVirtualGatewayMessage(VirtualGateway* gateway, VirtualGatewayResponseMessage* response) {
     MUX_OPERATION();
-    MutexGuard guard = pendingMessagesListMutex_.NewGuard();
+    MutexGuard guard = pending_.NewGuard();
     guard.Lock();
-    RecordPointer record = response == nullptr ? nullptr : TakeFromPending(response->requestID);
+    RecordPointer record = response == nullptr ? nullptr : pending_.Take(response->requestID);
     if (record == nullptr) {
         LogUnknownAnswer(response);
         return;
@@ -54,31 +67,6 @@ void BrenkMux::TranslateVirtualGatewayMessage(VirtualGateway* gateway, VirtualGa
     guard.Release();
     auto answer = BuildAnswer(*record->message, *response, gateway->ID());
     EnqueueAnswer(std::move(record), std::move(answer));
-}
-
-BrenkMux::RecordPointer BrenkMux::TakeFromPending(const std::string& messageID) {
-    return pendingList_.With([&messageID](PendingList& pending) -> RecordPointer {
-        const auto position = pending.find(messageID);
-        if (position == pending.end()) {
-            return nullptr;
-        }
-        RecordPointer record = std::move(position->second);
-        pending.erase(position);
-        return record;
-    });
-}
-
-void BrenkMux::LogUnknownAnswer(const VirtualGatewayResponseMessage* response) const {
-    if (response == nullptr) {
-        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway that is not in the requests list. And it's "
-                                  "also nullptr.";
-    } else if (Brenk::MessageRequestInfo::IsSequenceRefresh(response->requestID)) {
-        MUX_LOG(plog::debug) << "Received a message from Virtual Gateway that is not in the request list, but it's a "
-                                "NEW SEQ REQUEST. Probably used as a keep alive for the gateway.";
-    } else {
-        MUX_LOG(plog::warning) << "Received a message from Virtual Gateway with ID " << response->requestID
-                               << " that is not in the requests list.";
-    }
 }
 
 void BrenkMux::EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> answer) {
@@ -91,9 +79,9 @@ void BrenkMux::EnqueueAnswer(RecordPointer record, std::unique_ptr<MuxMessage> a
     const std::string messageID = answer->MessageID();
     record->answer = std::move(answer);
     MUX_LOG(plog::debug) << "Enqueuing mux answer " << messageID << " to client.";
-    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
+    MutexGuard guard = answers_.NewGuard();
     guard.Lock();
-    const std::size_t count = PushAnswer(std::move(record));
+    const std::size_t count = answers_.Push(std::move(record));
     MUX_LOG(plog::verbose) << "Enqueued mux answer message with ID " << messageID << ". Currently, the Mux have "
                            << count << " messages in the answer queue, ready to be sent to clients.";
 }
@@ -120,18 +108,14 @@ void BrenkMux::TranslateVirtualGatewayEvent(VirtualGateway* gateway, VirtualGate
 }
 
 void BrenkMux::EnqueueEvent(const MessagePointer& message) {
-    MutexGuard guard = muxMessageQueueMutex_.NewGuard();
+    MutexGuard guard = answers_.NewGuard();
     if (!guard.Lock(kEventTimeout)) {
         MUX_LOG(plog::error) << "Cannot acquire resources lock for enqueuing current Mux Message Event. The event "
                                 "will be lost.";
         return;
     }
-    Brenk::Net::ServerSocket* const serverSocket = serverSocket_;
-    if (serverSocket == nullptr) {
-        return;
-    }
-    for (const Brenk::Net::ClientIdentity& client : serverSocket->ConnectedClients()) {
-        PushAnswer(std::make_unique<MuxRequestRecord>(client, message, true));
+    for (const Brenk::Net::ClientIdentity& client : clients_.Connected()) {
+        answers_.Push(std::make_unique<MuxRequestRecord>(client, message, true));
     }
 }
 

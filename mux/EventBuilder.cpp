@@ -4,11 +4,14 @@
 #include <string>
 
 #include "diagnostics/Log.h"
+#include "messages/CommandCodes.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 
 namespace Mux {
 namespace {
+
+namespace CommandCodes = Brenk::Messages::CommandCodes;
 
 constexpr int kFirstMonth = 1;
 constexpr int kFirstYear = 1900;
@@ -20,9 +23,12 @@ struct EventKind {
 };
 
 constexpr EventKind kEventKinds[] = {
-    {14, MUX_MESSAGE_EVENT_CARD_READER, "READER EVENT. A card was passed on the reader of a smartlock."},
-    {15, MUX_MESSAGE_ACCESS_ALLOWED, "ACCESS ALLOWED EVENT. A smartlock has let a card in."},
-    {22, MUX_MESSAGE_EVENT_INFO, "PING EVENT. It is passed on to the clients as an info event."},
+    {CommandCodes::kCardReaderEvent, MUX_MESSAGE_EVENT_CARD_READER,
+     "READER EVENT. A card was passed on the reader of a smartlock."},
+    {CommandCodes::kCardAccessEvent, MUX_MESSAGE_ACCESS_ALLOWED,
+     "ACCESS ALLOWED EVENT. A smartlock has let a card in."},
+    {CommandCodes::kPincodeEvent, MUX_MESSAGE_EVENT_INFO,
+     "PING EVENT. It is passed on to the clients as an info event."},
 };
 
 const EventKind* FindEventKind(std::uint8_t eventType) {

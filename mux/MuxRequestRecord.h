@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "mux/messages/MuxMessage.h"
 #include "net/ClientConnection.h"
@@ -14,10 +15,14 @@ struct MuxRequestRecord {
     // A request from `client`, or, with `isEventRecord`, an event for it. The message of an event is shared by the
     // records of all clients.
     MuxRequestRecord(const Brenk::Net::ClientIdentity& client, std::shared_ptr<MuxMessage> requestMessage,
-                     bool isEventRecord = false);
+                     bool isEventRecord = false)
+        : socketFD(client.descriptor),
+          connectionSerial(client.serial),
+          isEvent(isEventRecord),
+          message(std::move(requestMessage)) {}
 
     // The connection that the record belongs to: the descriptor alone would be anybody's once the client has gone.
-    Brenk::Net::ClientIdentity Client() const;
+    Brenk::Net::ClientIdentity Client() const { return {socketFD, connectionSerial}; }
 
     std::int32_t socketFD;
     std::uint64_t connectionSerial;
@@ -26,5 +31,7 @@ struct MuxRequestRecord {
     std::shared_ptr<MuxMessage> message;  // the request or the event
     std::unique_ptr<MuxMessage> answer;   // null until there is one
 };
+
+using RecordPointer = std::unique_ptr<MuxRequestRecord>;
 
 }  // namespace Mux

@@ -1,9 +1,5 @@
 // The process: reads the command line, sets up diagnostics, starts the one Mux and waits for its end.
 
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <iostream>
 #include <string>
@@ -15,8 +11,7 @@
 #include "diagnostics/Tracer.h"
 #include "mux/BrenkMux.h"
 #include "mux/CommandLine.h"
-#include "mux/Footprint.h"
-#include "mux/SignalRegistration.h"
+#include "mux/ProcessSetUp.h"
 #include "mux/Version.h"
 
 namespace {
@@ -25,27 +20,6 @@ constexpr unsigned kSecondsToLeave = 5;
 
 // The one Mux of the process; never destroyed, because its threads run until the process has left.
 Mux::BrenkMux* muxInstance = nullptr;
-
-// A supervisor may start the process without standard streams. The first sockets would then get their numbers, and a
-// gateway what is written to the console.
-void OccupyStandardStreams() {
-    int descriptor = 0;
-    do {
-        descriptor = open("/dev/null", O_RDWR);
-    } while (descriptor != -1 && descriptor <= STDERR_FILENO);
-    if (descriptor != -1) {
-        close(descriptor);
-    }
-}
-
-// As many as this host grants at all: the usual soft limit is meant for programs that use select.
-void AllowAllDescriptors() {
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
 
 void StopMux() {
     if (muxInstance != nullptr) {
@@ -102,8 +76,8 @@ namespace {
 int main(int argc, char** argv) {
     MUX_OPERATION();
     Mux::KeepFootprintSmall();
-    OccupyStandardStreams();
-    AllowAllDescriptors();
+    Mux::OccupyStandardStreams();
+    Mux::AllowAllDescriptors();
     // What cannot be written is a failure of the one that writes, not the end of the process.
     for (const int signalNumber : {SIGPIPE, SIGXFSZ}) {
         static_cast<void>(std::signal(signalNumber, SIG_IGN));

@@ -1,12 +1,19 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <variant>
 
 #include "diagnostics/RapidJson.h"
-#include "mux/messages/MuxMessageData.h"
+#include "mux/messages/AnswerPayloads.h"
 
 namespace Mux {
+
+// What a message carries and owns: nothing, the payload of a NACK, or the payload of any other code. The two kinds of
+// payload share no base, and the holder knows which it has, so that neither is ever taken for the other.
+using MuxMessageData = std::variant<std::monostate, std::unique_ptr<MuxMessagePayloadBase>,  //
+                                    std::unique_ptr<MuxNackMessagePayload>>;
 
 // One message between a client and the Mux, in either direction. As JSON text (UTF-8, RFC 8259) it is
 // {"Timestamp":<integer>,"MessageID":<text>,"MessageCode":<integer>,"Data":<object or null>}.

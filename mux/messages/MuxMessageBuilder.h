@@ -6,27 +6,12 @@
 #include <vector>
 
 #include "diagnostics/RapidJson.h"
-#include "mux/messages/MuxAckMessagePayload.h"
-#include "mux/messages/MuxCardEventPayload.h"
-#include "mux/messages/MuxGetLockStatusResponsePayload.h"
-#include "mux/messages/MuxLockOperationResponsePayload.h"
+#include "mux/messages/AnswerPayloads.h"
 #include "mux/messages/MuxMessage.h"
-#include "mux/messages/MuxMessageData.h"
-#include "mux/messages/MuxMessagePayloadBase.h"
-#include "mux/messages/MuxNackMessagePayload.h"
+#include "mux/messages/Payload.h"
+#include "mux/messages/RequestPayloads.h"
 
 namespace Mux {
-
-class MuxAccessDeniedMessagePayload;
-class MuxConfigureMessagePayload;
-class MuxGetLockStatusMessagePayload;
-class MuxLockCloseMessagePayload;
-class MuxLockOpenCloseMessagePayload;
-class MuxLockOpenMessagePayload;
-class MuxWhitelistClearPayload;
-class MuxWhitelistDisablePayload;
-class MuxWhitelistEnablePayload;
-class MuxWhitelistSetPayload;
 
 // Makes messages out of the texts that clients send, and out of what the Mux has to tell them.
 //

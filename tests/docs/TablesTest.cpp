@@ -11,7 +11,7 @@
 #include "messages/CommandCodes.h"
 #include "mux/AnswerTexts.h"
 #include "mux/EventBuilder.h"
-#include "mux/RoutingTable.h"
+#include "mux/messages/RequestTable.h"
 #include "tests/docs/support/Book.h"
 
 namespace {
@@ -62,8 +62,8 @@ TEST(Tables, OfResultsHaveTheTextsThatClientsGet) {
 TEST(Tables, OfRequestsHaveTheCodesThatTheMuxHandsToGateways) {
     std::set<std::string> expected;
     for (int code = -kCodesTried; code <= kCodesTried; ++code) {
-        const Mux::Route* const route = Mux::FindRoute(code);
-        if (route != nullptr && route->operation != nullptr) {
+        const Mux::RequestKind* const request = Mux::FindRequest(code);
+        if (request != nullptr && request->operation != Mux::GatewayOperation::kNone) {
             expected.insert(std::to_string(code));
         }
     }

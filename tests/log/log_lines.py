@@ -15,7 +15,7 @@ LINE = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} ([A-Z]+) +\[\d+\] \[(
 
 
 # Where the texts of a file's statements stand when they do not stand in the file itself.
-TABLES = {"mux/BrenkMuxRouting.cpp": "mux/RoutingTable.cpp"}
+TABLES = {"mux/Routing.cpp": "mux/messages/RequestTable.cpp"}
 
 
 class Statement(typing.NamedTuple):

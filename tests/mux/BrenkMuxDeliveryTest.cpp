@@ -26,8 +26,6 @@ using Testing::TestMux;
 namespace Mux {
 namespace {
 
-using RecordPointer = std::unique_ptr<MuxRequestRecord>;
-
 class BrenkMuxDelivery : public testing::Test {
   protected:
     void Deliver(int passes) {

@@ -1,5 +1,3 @@
-#include "mux/Footprint.h"
-
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <pthread.h>
@@ -13,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "mux/ProcessSetUp.h"
 #include "tests/support/ChildProcess.h"
 
 namespace Mux {

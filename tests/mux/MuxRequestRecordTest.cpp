@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "mux/messages/MuxLockOpenMessagePayload.h"
+#include "mux/messages/RequestPayloads.h"
 
 namespace Mux {
 namespace {

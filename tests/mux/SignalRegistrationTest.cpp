@@ -1,7 +1,5 @@
 // This program is linked so that sigaction() comes here first: what is asked of the kernel can then be seen, also what
 // it refuses.
-#include "mux/SignalRegistration.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "diagnostics/SignalHandler.h"
+#include "mux/ProcessSetUp.h"
 
 namespace {
 

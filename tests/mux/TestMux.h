@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mux/BrenkMux.h"
@@ -14,12 +15,12 @@ namespace Testing {
 // Not started it has no threads of its own (its gateways do): the test plays them and calls one pass after another.
 class TestMux : public Mux::BrenkMux {
   public:
-    using BrenkMux::AnswerCount;
     using BrenkMux::BrenkMux;
-    using BrenkMux::DestroyMutexes;
-    using BrenkMux::PendingCount;
-    using BrenkMux::PushAnswer;
-    using BrenkMux::RequestCount;
+
+    std::size_t PushAnswer(Mux::RecordPointer record) { return Answers().Push(std::move(record)); }
+    std::size_t AnswerCount() { return Answers().Count(); }
+    std::size_t RequestCount() const { return Requests().Count(); }
+    std::size_t PendingCount() const { return Pending().Count(); }
 
     // Takes a client's JSON text in, as the receive thread does.
     void TakeIn(const std::string& json, int descriptor = kDescriptor);

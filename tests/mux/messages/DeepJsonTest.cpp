@@ -5,9 +5,9 @@
 #include <string>
 
 #include "diagnostics/JsonReading.h"
-#include "mux/messages/MuxConfigureMessagePayload.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
+#include "mux/messages/RequestPayloads.h"
 #include "tests/mux/messages/SmallStack.h"
 
 using Testing::OnASmallStack;

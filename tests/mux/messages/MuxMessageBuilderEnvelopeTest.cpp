@@ -9,18 +9,9 @@
 #include <string>
 #include <typeinfo>
 
-#include "mux/messages/MuxAccessDeniedMessagePayload.h"
-#include "mux/messages/MuxConfigureMessagePayload.h"
-#include "mux/messages/MuxGetLockStatusMessagePayload.h"
-#include "mux/messages/MuxLockCloseMessagePayload.h"
-#include "mux/messages/MuxLockOpenCloseMessagePayload.h"
-#include "mux/messages/MuxLockOpenMessagePayload.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
-#include "mux/messages/MuxWhitelistClearPayload.h"
-#include "mux/messages/MuxWhitelistDisablePayload.h"
-#include "mux/messages/MuxWhitelistEnablePayload.h"
-#include "mux/messages/MuxWhitelistSetPayload.h"
+#include "mux/messages/RequestPayloads.h"
 #include "tests/mux/messages/ParsedJson.h"
 #include "tests/support/CapturedLog.h"
 

@@ -7,12 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "mux/messages/MuxAckMessagePayload.h"
-#include "mux/messages/MuxCardEventPayload.h"
-#include "mux/messages/MuxGetLockStatusResponsePayload.h"
-#include "mux/messages/MuxLockOpenMessagePayload.h"
-#include "mux/messages/MuxLockOperationResponsePayload.h"
+#include "mux/messages/AnswerPayloads.h"
 #include "mux/messages/MuxMessageCodes.h"
+#include "mux/messages/RequestPayloads.h"
 #include "tests/mux/messages/ParsedJson.h"
 #include "tests/support/CapturedLog.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "mux/messages/JsonTree.h"
-#include "mux/messages/MuxMessagePayloadBase.h"
+#include "mux/messages/Payload.h"
 
 namespace Testing {
 
