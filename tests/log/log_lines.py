@@ -10,7 +10,7 @@ GAP = "\N{HORIZONTAL ELLIPSIS}"
 
 COMMENT_OR_STRING = re.compile(r'//[^\n]*|R"\((?P<raw>.*?)\)"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'', re.DOTALL)
 STRING = re.compile(r'"((?:\\.|[^"\\\n])*)"')
-STATEMENT = re.compile(r"MUX_LOG\((.*?)\)\s*<<(.*?);\n", re.DOTALL)
+STATEMENT = re.compile(r"MUX_LOG\((.*?)\)\s*<<(.*?);(?=\n| \})", re.DOTALL)
 LINE = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} ([A-Z]+) +\[\d+\] \[(.*?)@(\d+)\] ", re.MULTILINE)
 
 
