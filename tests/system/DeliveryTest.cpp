@@ -58,7 +58,7 @@ Simulator::Bytes CardEvent() {
 
 // So many come in one piece that the client is gone when their turn comes.
 TEST(Delivery, OfEventsToAClientThatIsGoneIsGivenUpEachForItself) {
-    constexpr int kEvents = 500;
+    constexpr int kEvents = 1500;
     MuxSystem system;
     TestClient client = system.NewClient();
     ASSERT_TRUE(system.Mux().WaitFor("Client with FD "));
