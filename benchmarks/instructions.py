@@ -36,9 +36,9 @@ IDLE_PASSES = {
 REQUEST_STEPS = {
     "receive, cut, parse and queue": ("Brenk::Net::ServerSocket::DrainReadyClients()",),
     "route to a gateway, or refuse": ("Mux::BrenkMux::ForwardRequest(",),
-    "send to the gateway": ("Brenk::VirtualGateway::SendRequest(",),
+    "send to the gateway": ("Brenk::SendRequest(",),
     "take the gateway's answer": ("Brenk::VirtualGateway::ReadCycle()",),
-    "deliver to the client": ("Mux::BrenkMux::DeliverAnswer(",),
+    "deliver to the client": ("Mux::Delivery::DeliverAnswer(",),
 }
 LOG_LINES = ("Diagnostics::LogCall::operator+=(", "Diagnostics::LogLine::LogLine(")
 
