@@ -87,7 +87,7 @@ TEST_F(RecordQueueTest, LosesNothingThatSeveralThreadsPush) {
     }
     first.join();
     second.join();
-    EXPECT_EQ(queue.Count(), 2U * kRecords - static_cast<std::size_t>(taken));
+    EXPECT_EQ(queue.Count(), std::size_t{2} * kRecords - static_cast<std::size_t>(taken));
 }
 
 TEST_F(RecordQueueTest, HasGuardsOfTheMutexThatItIsNamedFor) {

@@ -14,7 +14,7 @@ class ClientTableTest : public testing::Test {
   protected:
     // One that is listed.
     ClientPointer Add() {
-        const ClientPointer client = table_.NewClient(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        ClientPointer client = table_.NewClient(open("/dev/null", O_RDONLY | O_CLOEXEC));
         table_.Add(client);
         return client;
     }

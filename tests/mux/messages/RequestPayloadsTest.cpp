@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "mux/messages/JsonTree.h"
@@ -26,7 +27,14 @@ class LockRequest : public testing::Test {};
 using LockRequests = testing::Types<MuxLockRequestPayload, MuxLockOpenMessagePayload, MuxLockCloseMessagePayload,
                                     MuxGetLockStatusMessagePayload, MuxAccessDeniedMessagePayload,
                                     MuxWhitelistClearPayload, MuxWhitelistEnablePayload, MuxWhitelistDisablePayload>;
-TYPED_TEST_SUITE(LockRequest, LockRequests);
+struct NumberedName {
+    template <typename Payload>
+    static std::string GetName(int index) {
+        return std::to_string(index);
+    }
+};
+
+TYPED_TEST_SUITE(LockRequest, LockRequests, NumberedName);
 
 TYPED_TEST(LockRequest, WritesGatewayAndLock) {
     constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
