@@ -42,9 +42,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         return 0;
     }
     const std::string text(data + 1, data + size);
-    const Bytes card = Mux::HexToBytes(text);
+    const Bytes card = Mux::CardDataFromText(text);
     FUZZ_CHECK(card.size() == (text.size() + 1) / 2);
-    FUZZ_CHECK(Mux::HexToBytes(Mux::BytesToHex(card)) == card);
+    FUZZ_CHECK(Mux::CardDataFromText(Mux::CardDataToText(card)) == card);
 
     const bool uidMode = (*data & 1) != 0;
     Convert(uidMode, card);

@@ -17,7 +17,7 @@
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"
 #include "threading/Mutex.h"
-#include "threading/StopSignal.h"
+#include "threading/StopFlag.h"
 #include "threading/Thread.h"
 
 namespace Brenk {
@@ -136,7 +136,7 @@ class VirtualGateway {
 
     // Both threads, and what ends their pauses for good. Null unless both could be started.
     struct Threads {
-        Threading::StopSignal stop;
+        Threading::StopFlag stop;
         std::unique_ptr<Threading::Thread> read;
         std::unique_ptr<Threading::Thread> send;
     };

@@ -11,7 +11,7 @@
 #include "net/ClientWatch.h"
 #include "net/MemoryPeaks.h"
 #include "net/OpenSocket.h"
-#include "threading/StopSignal.h"
+#include "threading/StopFlag.h"
 #include "threading/Synchronized.h"
 #include "threading/Thread.h"
 
@@ -144,7 +144,7 @@ class ServerSocket {
     Callbacks callbacks_;
     ClientWatch watch_;
     MemoryPeaks memory_;
-    Threading::StopSignal stop_;
+    Threading::StopFlag stop_;
     Loop acceptLoop_;
     Loop receiveLoop_;
 };

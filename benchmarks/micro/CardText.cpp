@@ -15,14 +15,14 @@ using Bytes = std::vector<unsigned char>;
 void HexToUid(benchmark::State& state) {
     const std::string text(static_cast<std::size_t>(state.range(0)) * 2, 'A');
     for ([[maybe_unused]] auto unused : state) {
-        benchmark::DoNotOptimize(Mux::HexToBytes(text));
+        benchmark::DoNotOptimize(Mux::CardDataFromText(text));
     }
 }
 
 void UidToHex(benchmark::State& state) {
     const Bytes uid(static_cast<std::size_t>(state.range(0)), 0xA5);
     for ([[maybe_unused]] auto unused : state) {
-        benchmark::DoNotOptimize(Mux::BytesToHex(uid));
+        benchmark::DoNotOptimize(Mux::CardDataToText(uid));
     }
 }
 

@@ -20,7 +20,7 @@ int NybbleOf(char digit) {
 
 }  // namespace
 
-std::vector<unsigned char> HexToBytes(const std::string& text) {
+std::vector<unsigned char> CardDataFromText(const std::string& text) {
     std::vector<unsigned char> bytes;
     bytes.reserve((text.size() + 1) / 2);
     for (auto digit = text.rbegin(); digit != text.rend(); ++digit) {
@@ -32,7 +32,7 @@ std::vector<unsigned char> HexToBytes(const std::string& text) {
     return bytes;
 }
 
-std::string BytesToHex(const std::vector<unsigned char>& bytes) {
+std::string CardDataToText(const std::vector<unsigned char>& bytes) {
     return Diagnostics::BytesToHex({bytes.rbegin(), bytes.rend()}, "");
 }
 

@@ -10,9 +10,10 @@ namespace Mux {
 // The bytes stand in the reverse order of the text: "A1B2C3" gives C3 B2 A1, the order in which gateways take card
 // data. A text with an odd number of digits is read as if it began with one more '0': "ABC" gives BC 0A. A character
 // that is no hexadecimal digit counts as 0. An empty text gives no bytes. Never fails.
-std::vector<unsigned char> HexToBytes(const std::string& text);
+std::vector<unsigned char> CardDataFromText(const std::string& text);
 
-// The way back: the text, in upper case and with two digits a byte, that HexToBytes() turns into exactly these bytes.
-std::string BytesToHex(const std::vector<unsigned char>& bytes);
+// The way back: the text, in upper case and with two digits a byte, that CardDataFromText() turns into exactly these
+// bytes.
+std::string CardDataToText(const std::vector<unsigned char>& bytes);
 
 }  // namespace Mux

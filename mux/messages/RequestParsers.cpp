@@ -77,7 +77,7 @@ std::vector<unsigned char> CardDataOf(const rapidjson::Value& data) {
         MUX_LOG(plog::warning) << "Card data value is not in the attended format.";
         return {};
     }
-    return HexToBytes({member->value.GetString(), member->value.GetStringLength()});
+    return CardDataFromText({member->value.GetString(), member->value.GetStringLength()});
 }
 
 bool IsUIDCardOf(const rapidjson::Value& data) {

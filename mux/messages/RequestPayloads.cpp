@@ -42,7 +42,7 @@ rapidjson::Value* MuxWhitelistSetPayload::ToJSONObject(rapidjson::Document* docu
         .Add("lockID", LockID())
         .Add("setupNumber", setupNumber_)
         .Add("options", options_)
-        .Add("cardData", BytesToHex(cardData_))
+        .Add("cardData", CardDataToText(cardData_))
         .Add("isUIDCard", isUIDCard_)
         .Release();
 }

@@ -88,7 +88,7 @@ class MuxLockOpenCloseMessagePayload : public MuxLockRequestPayload {
 // "cardData":<hexadecimal digits>,"isUIDCard":<boolean>}.
 class MuxWhitelistSetPayload : public MuxLockRequestPayload {
   public:
-    // `cardData` holds the card's bytes as HexToBytes() gives them.
+    // `cardData` holds the card's bytes as CardDataFromText() gives them.
     MuxWhitelistSetPayload(std::int32_t gatewayID, std::int32_t lockID, bool isUIDCard, unsigned setupNumber,
                            unsigned options, std::vector<unsigned char> cardData);
 

@@ -1,8 +1,8 @@
-#include "threading/StopSignal.h"
+#include "threading/StopFlag.h"
 
 namespace Threading {
 
-void StopSignal::Stop() {
+void StopFlag::Stop() {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         stopped_ = true;
@@ -10,12 +10,12 @@ void StopSignal::Stop() {
     condition_.notify_all();
 }
 
-bool StopSignal::IsStopped() const {
+bool StopFlag::IsStopped() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return stopped_;
 }
 
-bool StopSignal::SleepFor(std::chrono::milliseconds duration) {
+bool StopFlag::SleepFor(std::chrono::milliseconds duration) {
     std::unique_lock<std::mutex> lock(mutex_);
     return !condition_.wait_for(lock, duration, [this] { return stopped_; });
 }

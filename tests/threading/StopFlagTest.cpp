@@ -1,4 +1,4 @@
-#include "threading/StopSignal.h"
+#include "threading/StopFlag.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -13,16 +13,16 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-TEST(StopSignal, ASleepLastsItsWholeTimeUntilStopped) {
-    StopSignal stop;
+TEST(StopFlag, ASleepLastsItsWholeTimeUntilStopped) {
+    StopFlag stop;
     const auto begin = Clock::now();
     EXPECT_TRUE(stop.SleepFor(std::chrono::milliseconds(20)));
     EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(20));
     EXPECT_FALSE(stop.IsStopped());
 }
 
-TEST(StopSignal, StoppingWakesEverySleeper) {
-    StopSignal stop;
+TEST(StopFlag, StoppingWakesEverySleeper) {
+    StopFlag stop;
     std::atomic<int> woken{0};
     const auto sleep = [&] {
         EXPECT_FALSE(stop.SleepFor(std::chrono::minutes(10)));
@@ -37,19 +37,19 @@ TEST(StopSignal, StoppingWakesEverySleeper) {
     EXPECT_TRUE(stop.IsStopped());
 }
 
-TEST(StopSignal, NobodySleepsAfterItWasStopped) {
-    StopSignal stop;
+TEST(StopFlag, NobodySleepsAfterItWasStopped) {
+    StopFlag stop;
     stop.Stop();
     EXPECT_FALSE(stop.SleepFor(std::chrono::minutes(10)));
 }
 
 void* SleepLong(void* stop) {
-    static_cast<StopSignal*>(stop)->SleepFor(std::chrono::minutes(10));
+    static_cast<StopFlag*>(stop)->SleepFor(std::chrono::minutes(10));
     return nullptr;
 }
 
-TEST(StopSignal, ACancelledSleeperLeavesItUsable) {
-    StopSignal stop;
+TEST(StopFlag, ACancelledSleeperLeavesItUsable) {
+    StopFlag stop;
     pthread_t thread = 0;
     ASSERT_EQ(pthread_create(&thread, nullptr, SleepLong, &stop), 0);
     pthread_cancel(thread);

@@ -9,7 +9,7 @@ namespace Threading {
 // Tells threads that pace themselves with sleeps to end, and wakes them at once.
 //
 // Any thread; once stopped it stays so.
-class StopSignal {
+class StopFlag {
   public:
     void Stop();
     bool IsStopped() const;
