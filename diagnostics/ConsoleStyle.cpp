@@ -113,7 +113,10 @@ std::string ConsoleStyle::Styled(std::string line, plog::Severity severity) cons
     if (isTerminal_ && MayHoldControls(line)) {
         line = WithControlsShown(line);
     }
-    return isColored_ ? ColorOf(severity) + line + kPlain : line;
+    if (isColored_) {
+        line = ColorOf(severity) + line + kPlain;
+    }
+    return line;
 }
 
 }  // namespace Diagnostics

@@ -1,11 +1,11 @@
 #include "diagnostics/LogOutputs.h"
 
-#include <plog/Formatters/TxtFormatter.h>
 #include <plog/Log.h>
 #include <unistd.h>
 
 #include <utility>
 
+#include "diagnostics/LineText.h"
 #include "diagnostics/ReopeningFileAppender.h"
 
 namespace Diagnostics {
@@ -42,7 +42,7 @@ void LogOutputs::AddDevice(LineTarget target) {
 }
 
 void LogOutputs::write(const plog::Record& record) {
-    std::string line = plog::TxtFormatter::format(record);
+    std::string line = LineText(record);
     const std::lock_guard<std::mutex> lock(order_);
     if (file_ != nullptr) {
         formattedLine = &line;
@@ -70,7 +70,7 @@ void LogOutputs::Flush(std::chrono::milliseconds atMost) {
 std::string LogOutputs::NoticeOfMissing(std::size_t lines) {
     plog::Record record(kNoticeSeverity, PLOG_GET_FUNC(), __LINE__, "", nullptr, 0);
     record << __PRETTY_FUNCTION__ << " Output was blocked. " << lines << " lines are missing here.";
-    return plog::TxtFormatter::format(record);
+    return LineText(record);
 }
 
 }  // namespace Diagnostics

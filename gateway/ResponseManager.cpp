@@ -1,6 +1,7 @@
 #include "gateway/ResponseManager.h"
 
-#include <iomanip>
+#include <array>
+#include <cstdio>
 #include <new>
 #include <optional>
 #include <string>
@@ -64,8 +65,14 @@ std::string CardDataOf(const Messages::BrenkMessage& frame) {
     return data;
 }
 
+std::string NumberInHex(unsigned number) {
+    std::array<char, 9> text{};
+    std::snprintf(text.data(), text.size(), "%X", number);
+    return text.data();
+}
+
 std::string PinDataOf(const Messages::BrenkMessage& frame) {
-    MUX_LOG(plog::verbose) << "Current message CRC: " << std::hex << std::uppercase << frame.ComputeCRC16();
+    MUX_LOG(plog::verbose) << "Current message CRC: " << NumberInHex(frame.ComputeCRC16());
     if (frame.Payload() == nullptr) {
         MUX_LOG(plog::error) << "Current message payload is null.";
     }

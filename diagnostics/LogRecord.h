@@ -1,0 +1,58 @@
+#pragma once
+
+#include <plog/Record.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+namespace Diagnostics {
+
+// A record of the log library that can be used again, and whose text is put together without a stream: to set up a
+// stream costs more than all the rest of a line. The library's own stream operators do nothing for its text.
+//
+// For one thread at a time.
+class LogRecord : public plog::Record {
+  public:
+    LogRecord();
+
+    // Makes it a line of this moment and of the calling thread, with an empty text. `function` must live as long as
+    // the line.
+    void Begin(plog::Severity severity, const char* function, std::size_t line);
+
+    // What the line says, behind all that the formatter puts in front of it.
+    std::string& Text() { return text_; }
+    const std::string& Text() const { return text_; }
+
+    const plog::util::Time& getTime() const override { return time_; }
+    plog::Severity getSeverity() const override { return severity_; }
+    unsigned int getTid() const override { return thread_; }
+    std::size_t getLine() const override { return line_; }
+    const char* getMessage() const override { return text_.c_str(); }
+
+    // The name of the function without its type and arguments, which stays valid until the next call. May throw
+    // std::bad_alloc.
+    const char* getFunc() const override;
+
+  private:
+    plog::util::Time time_{};
+    plog::Severity severity_ = plog::none;
+    unsigned int thread_ = 0;
+    std::size_t line_ = 0;
+    const char* function_ = "";
+    std::string text_;
+    mutable std::string name_;
+};
+
+// Gives a record back, to be used again. Async-signal-safe unless many are in use, or the text was long.
+struct GiveRecordBack {
+    void operator()(LogRecord* record) const;
+};
+
+using LogRecordPointer = std::unique_ptr<LogRecord, GiveRecordBack>;
+
+// A record that nobody else uses: one that was given back, or a new one; null when there is no memory for it. What it
+// says is left over from its last use. Any thread, also a signal handler that has interrupted this or the above.
+LogRecordPointer TakeRecord() noexcept;
+
+}  // namespace Diagnostics
