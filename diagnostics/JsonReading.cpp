@@ -3,6 +3,7 @@
 #include <rapidjson/memorystream.h>
 
 #include <algorithm>
+#include <string>
 
 namespace Diagnostics {
 namespace {
@@ -12,7 +13,7 @@ constexpr std::size_t kDigitsOfZero = 9;
 constexpr const char* kExponentOfZero = "e-999999999";
 
 // Where the string literal that begins at `quote` is over.
-std::size_t EndOfString(const std::string& text, std::size_t quote) {
+std::size_t EndOfString(std::string_view text, std::size_t quote) {
     std::size_t position = quote + 1;
     while (position < text.size() && text.at(position) != '"') {
         position += text.at(position) == '\\' ? 2 : 1;
@@ -21,8 +22,8 @@ std::size_t EndOfString(const std::string& text, std::size_t quote) {
 }
 
 // Whether a part of the text looks like such an exponent. Few texts have one; all others are parsed as they came.
-bool MayHaveLongExponent(const std::string& text) {
-    for (std::size_t minus = text.find('-'); minus != std::string::npos; minus = text.find('-', minus + 1)) {
+bool MayHaveLongExponent(std::string_view text) {
+    for (std::size_t minus = text.find('-'); minus != std::string_view::npos; minus = text.find('-', minus + 1)) {
         const std::size_t end = std::min(text.find_first_not_of("0123456789", minus + 1), text.size());
         if (end - minus > kDigitsOfZero) {
             return true;
@@ -31,13 +32,13 @@ bool MayHaveLongExponent(const std::string& text) {
     return false;
 }
 
-bool IsNegativeExponent(const std::string& text, std::size_t position) {
+bool IsNegativeExponent(std::string_view text, std::size_t position) {
     const char letter = text.at(position);
     return (letter == 'e' || letter == 'E') && position + 1 < text.size() && text.at(position + 1) == '-';
 }
 
 // Appends the exponent of `text` at `position` to `target` and returns where it is over.
-std::size_t AppendExponent(const std::string& text, std::size_t position, std::string& target) {
+std::size_t AppendExponent(std::string_view text, std::size_t position, std::string& target) {
     const std::size_t end = std::min(text.find_first_not_of("0123456789", position + 2), text.size());
     const std::size_t firstDigit = std::min(text.find_first_not_of('0', position + 2), end);
     if (end - firstDigit >= kDigitsOfZero) {
@@ -50,7 +51,7 @@ std::size_t AppendExponent(const std::string& text, std::size_t position, std::s
 
 // The library adds a number's exponent and its decimals up as an int. A long negative exponent takes that below what
 // an int holds, and a table look-up far outside its table fails an assertion. A shorter one says the same number.
-std::string WithShortExponents(const std::string& text) {
+std::string WithShortExponents(std::string_view text) {
     std::string shortened;
     shortened.reserve(text.size());
     for (std::size_t position = 0; position < text.size();) {
@@ -67,9 +68,9 @@ std::string WithShortExponents(const std::string& text) {
 
 }  // namespace
 
-bool ParseJson(const std::string& text, rapidjson::Document& document) {
+bool ParseJson(std::string_view text, rapidjson::Document& document) {
     const std::string shortened = MayHaveLongExponent(text) ? WithShortExponents(text) : std::string();
-    const std::string& parsedText = shortened.empty() ? text : shortened;
+    const std::string_view parsedText = shortened.empty() ? text : shortened;
     rapidjson::MemoryStream stream(parsedText.data(), parsedText.size());
     document.ParseStream(stream);
     // The parser takes a NUL for the end of the text; one inside the text is no JSON.

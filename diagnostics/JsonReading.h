@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <string_view>
 
 #include "diagnostics/RapidJson.h"
 
@@ -11,7 +11,7 @@ namespace Diagnostics {
 // Parses `text` into `document`: one JSON value (RFC 8259) with nothing but white space around it, no comments, no
 // trailing commas, no byte order mark. A NUL character is no end of text but a character that JSON does not allow.
 // False when the text is anything else; the document is null then. Costs no more stack however deep the text nests.
-bool ParseJson(const std::string& text, rapidjson::Document& document);
+bool ParseJson(std::string_view text, rapidjson::Document& document);
 
 // The first member of `object` with this name, which stays the object's; null when there is none. Fails an assertion
 // when `object` is no object.

@@ -35,6 +35,11 @@ LogLine& LogLine::operator<<(const char* text) {
     return *this;
 }
 
+LogLine& LogLine::operator<<(std::string_view text) {
+    Add(text.substr(0, text.find('\0')));
+    return *this;
+}
+
 LogLine& LogLine::operator<<(char character) {
     Add({&character, character != '\0' ? std::size_t{1} : 0});
     return *this;

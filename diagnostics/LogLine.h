@@ -29,6 +29,7 @@ class LogLine {
     LogLine& operator<<(const char* text);
     LogLine& operator<<(char* text) { return *this << static_cast<const char*>(text); }
     LogLine& operator<<(const std::string& text) { return *this << text.c_str(); }
+    LogLine& operator<<(std::string_view text);
     LogLine& operator<<(char character);
     template <typename Operand>
     LogLine& operator<<(const Operand& operand);

@@ -1,5 +1,6 @@
 // Client requests: taken in from the server socket, queued, and handed to the gateway that they name.
 
+#include <string_view>
 #include <utility>
 
 #include "diagnostics/Log.h"
@@ -40,13 +41,13 @@ void BrenkMux::ServerSocketClientDataReceived(int descriptor, std::vector<unsign
     if (context == nullptr || received == nullptr || !HoldsMuxPacket(*received)) {
         return;
     }
-    const MuxPacket packet(*received);
-    const std::string& text = packet.MessageText();
+    const std::string_view text = MuxPacket(*received).MessageText();
     MUX_LOG(plog::debug) << "[Mux::ServerSocketClientDataReceived] - Data received from socket with FD " << descriptor
                          << ". Data size: " << received->size();
     MUX_LOG(plog::verbose) << "The string contained is: " << text << ". I will try to parse message.";
-    std::vector<unsigned char> payload(text.begin(), text.end());
-    static_cast<BrenkMux*>(context)->TranslateClientMessage(descriptor, payload);
+    received->resize(MuxPacket::kHeaderSize + text.size());
+    received->erase(received->begin(), received->begin() + MuxPacket::kHeaderSize);
+    static_cast<BrenkMux*>(context)->TranslateClientMessage(descriptor, *received);
 }
 
 void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>& payload) {
@@ -56,7 +57,7 @@ void BrenkMux::TranslateClientMessage(int descriptor, std::vector<unsigned char>
         return;
     }
     MUX_LOG(plog::verbose) << "Message received is of size > 0.";
-    const std::string json(payload.begin(), payload.end());
+    const std::string_view json(reinterpret_cast<const char*>(payload.data()), payload.size());
     MUX_LOG(plog::debug) << "Received message JSON: " << json;
     MessagePointer message = MuxMessageBuilder().ParseMessage(json);
     if (message == nullptr) {

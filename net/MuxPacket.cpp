@@ -6,23 +6,23 @@
 namespace Brenk::Net {
 namespace {
 
-constexpr const char* kMagic = "MUXM";
+constexpr std::string_view kMagic = "MUXM";
 constexpr std::size_t kMagicOffset = 2;
-constexpr std::size_t kTextOffset = MuxPacket::kHeaderSize;
 
-std::string ReadMagic(const std::vector<unsigned char>& data) {
-    std::string magic;
-    for (std::size_t index = kMagicOffset; index < kTextOffset; ++index) {
-        magic.push_back(static_cast<char>(data.at(index)));
-    }
-    return magic;
+std::string_view CharactersFrom(std::size_t offset, const std::vector<unsigned char>& data) {
+    return {reinterpret_cast<const char*>(data.data()) + offset, data.size() - offset};
+}
+
+bool HasMagic(const std::vector<unsigned char>& data) {
+    static_cast<void>(data.at(kMagicOffset + kMagic.size() - 1));  // raises
+    return CharactersFrom(kMagicOffset, data).substr(0, kMagic.size()) == kMagic;
 }
 
 }  // namespace
 
 bool MuxPacket::IsMuxPacket(std::vector<unsigned char>& data) {
     using Diagnostics::Tracer;
-    const bool isPacket = ReadMagic(data) == kMagic && ReadPacketLength(data) != 0;
+    const bool isPacket = HasMagic(data) && ReadPacketLength(data) != 0;
     if (isPacket) {
         Tracer::WriteLine("[MuxPacket::IsMuxPacket] Data is a MUX packet.", Tracer::Level::kInformation);
     } else {
@@ -36,16 +36,15 @@ MuxPacket::MuxPacket(std::vector<unsigned char>& data) {
         return;
     }
     length_ = ReadPacketLength(data);
-    textBytes_.assign(data.begin() + kTextOffset, data.end());
-    textBytes_.push_back(0);
-    messageText_ = reinterpret_cast<const char*>(textBytes_.data());
+    const std::string_view text = CharactersFrom(kHeaderSize, data);
+    messageText_ = text.substr(0, text.find('\0'));
 }
 
 std::uint16_t MuxPacket::Length() const {
     return length_;
 }
 
-const std::string& MuxPacket::MessageText() const {
+std::string_view MuxPacket::MessageText() const {
     return messageText_;
 }
 

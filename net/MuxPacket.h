@@ -2,12 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace Brenk::Net {
 
-// One packet from a client, unwrapped.
+// One packet from a client, unwrapped where it lies: the text is part of the data, which must outlive it unchanged.
 //
 //   offset 0, 2 bytes   length, unsigned, little-endian; not 0
 //   offset 2, 4 bytes   the characters "MUXM"
@@ -29,12 +29,11 @@ class MuxPacket {
     std::uint16_t Length() const;
 
     // The text up to its first NUL.
-    const std::string& MessageText() const;
+    std::string_view MessageText() const;
 
   private:
-    std::vector<unsigned char> textBytes_;
     std::uint16_t length_ = 0;
-    std::string messageText_;
+    std::string_view messageText_;
 };
 
 }  // namespace Brenk::Net

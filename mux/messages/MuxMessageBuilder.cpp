@@ -42,12 +42,13 @@ rapidjson::Value* DataOf(rapidjson::Value& root) {
 }
 
 std::unique_ptr<std::vector<unsigned char>> BytesOf(const std::string& text) {
-    return text.empty() ? nullptr : std::make_unique<std::vector<unsigned char>>(text.begin(), text.end());
+    const auto* const first = reinterpret_cast<const unsigned char*>(text.data());
+    return text.empty() ? nullptr : std::make_unique<std::vector<unsigned char>>(first, first + text.size());
 }
 
 }  // namespace
 
-std::unique_ptr<MuxMessage> MuxMessageBuilder::ParseMessage(const std::string& text) {
+std::unique_ptr<MuxMessage> MuxMessageBuilder::ParseMessage(std::string_view text) {
     // A request of the usual size needs no more.
     alignas(std::max_align_t) std::array<char, kParsedBytes> buffer;
     rapidjson::MemoryPoolAllocator<> pool(buffer.data(), buffer.size());

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "diagnostics/RapidJson.h"
@@ -24,7 +25,7 @@ class MuxMessageBuilder {
     //
     // Ends the process through a failed assertion when the text is JSON but no object, when "Timestamp" is a number
     // but no signed 64-bit integer, or "MessageCode" a number but no signed 32-bit integer.
-    std::unique_ptr<MuxMessage> ParseMessage(const std::string& text);
+    std::unique_ptr<MuxMessage> ParseMessage(std::string_view text);
 
     // Reads the "Data" object of a message with this code. Null when no parser belongs to the code, or when the
     // parser refuses the data; the parsers below tell more. Configuration data is taken out of `data`.
