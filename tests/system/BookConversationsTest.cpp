@@ -11,6 +11,7 @@
 #include "tests/system/support/Exchange.h"
 #include "tests/system/support/MuxSystem.h"
 #include "tests/system/support/SideBySide.h"
+#include "tools/gateway-simulator/Console.h"
 
 namespace SystemTest {
 namespace {
@@ -37,7 +38,7 @@ void Converse(MuxSystem& system, TestClient& client, const Conversation& convers
     SCOPED_TRACE(conversation.name);
     const std::size_t framesBefore = system.Gateway().ReceivedFrames().size();
     if (conversation.frame) {
-        ASSERT_EQ(system.Gateway().Execute("fault silence"), "");
+        ASSERT_EQ(Execute(system.Gateway(), "fault silence"), "");
     }
     client.Send(conversation.request);
     if (conversation.frame) {

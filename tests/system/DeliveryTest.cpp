@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/system/support/ExchangeRunner.h"
+#include "tools/gateway-simulator/Console.h"
 #include "tools/gateway-simulator/FrameCodec.h"
 #include "tools/gateway-simulator/ProtocolCodes.h"
 
@@ -34,7 +35,7 @@ TEST(Delivery, ToAClientThatIsGoneIsTriedFifteenTimesAndThenGivenUp) {
     ASSERT_TRUE(system.Mux().WaitFor("Client with FD ", 2));
     const std::string descriptor = LastDescriptor(system.Mux());
 
-    ASSERT_EQ(system.Gateway().Execute("fault silence"), "");
+    ASSERT_EQ(Execute(system.Gateway(), "fault silence"), "");
     gone.Send(Replace(Replace(Request(14), "@G", "1"), "@I", "orphan"));
     ASSERT_TRUE(system.Gateway().WaitForFrames(MuxSystem::kFramesAtStart + 1, kDeadline));
     Advance(runner.NextFrame());

@@ -15,6 +15,7 @@
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/FakeDumpTool.h"
 #include "tests/system/support/MuxSystem.h"
+#include "tools/gateway-simulator/Console.h"
 
 namespace SystemTest {
 namespace {
@@ -67,7 +68,7 @@ class EventSource {
         }
         expected_ = events_ + 1;
         lost_ = now + std::chrono::seconds(13);
-        system_.Gateway().Execute("card 5 04A1B2C3");
+        Execute(system_.Gateway(), "card 5 04A1B2C3");
     }
 
   private:
@@ -131,7 +132,7 @@ TEST(FailedStartUnderLoad, HasItsExactStatus) {
     Simulator::GatewaySimulator gateway;
     gateway.Start();
     const Busy events([&] {
-        gateway.Execute("card 5 04A1B2C3");
+        Execute(gateway, "card 5 04A1B2C3");
         std::this_thread::yield();
     });
     const Testing::TemporaryFolder folder;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/system/support/ExchangeRunner.h"
+#include "tools/gateway-simulator/Console.h"
 
 namespace SystemTest {
 namespace {
@@ -132,7 +133,7 @@ TEST(Events, NameTheGatewayTheyComeFrom) {
 TEST(Events, AreLoggedWithTheirType) {
     MuxSystem system(InTimeZone());
     const auto raise = [&](const std::string& command, const std::string& type) {
-        ASSERT_EQ(system.Gateway().Execute(command), "");
+        ASSERT_EQ(Execute(system.Gateway(), command), "");
         EXPECT_TRUE(system.Mux().WaitFor("Received an event from Virtual Gateway with ID 1 of type " + type + "."));
     };
     raise("card 5 01", "14");

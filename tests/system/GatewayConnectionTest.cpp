@@ -9,6 +9,7 @@
 #include "tests/system/support/ExchangeRunner.h"
 #include "tests/system/support/LogLines.h"
 #include "tests/system/support/SideBySide.h"
+#include "tools/gateway-simulator/Console.h"
 
 namespace SystemTest {
 namespace {
@@ -147,7 +148,7 @@ TEST(GatewayConnection, ThatIsResetIsMadeAgainBeforeTheProcessEndsWithStatus1) {
 TEST(GatewayConnection, ThatIsResetInPlaceOfAnAnswerEndsTheProcessWithStatus1) {
     MuxSystem system;
     TestClient client = system.NewClient();
-    ASSERT_EQ(system.Gateway().Execute("fault reset"), "");
+    ASSERT_EQ(Execute(system.Gateway(), "fault reset"), "");
     client.Send(Replace(Request(14), "@G", "1"));
     ExpectEndForCriticalErrors(system.Mux(), "Error not handled. Error code received:104");
     EXPECT_EQ(client.Receive(), "(closed)");

@@ -10,6 +10,7 @@
 
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ExchangeRunner.h"
+#include "tools/gateway-simulator/Console.h"
 
 namespace SystemTest {
 namespace {
@@ -108,7 +109,7 @@ TEST(GatewayStream, AMagicAtItsStartMakesTheGatewayUnheard) {
         "Found a new BRENK packet magic number, but seems that's at an index position that isn't allowed.";
     MuxSystem system;
     ExchangeRunner runner(system);
-    ASSERT_EQ(system.Gateway().Execute("raw FEFD"), "");
+    ASSERT_EQ(Execute(system.Gateway(), "raw FEFD"), "");
     ASSERT_TRUE(system.Mux().WaitFor(warning));
     Exchange unheard = kNext;
     unheard.answer.reset();

@@ -23,7 +23,7 @@ SimulatorOptions Options(Observer& observer) {
 
 class ConsoleTest : public testing::Test {
   protected:
-    std::string Execute(const std::string& line) { return gateway_.Execute(line); }
+    std::string Execute(const std::string& line) { return Simulator::Execute(gateway_, line); }
 
     Lock Door() const { return *gateway_.FindLock(5); }
 

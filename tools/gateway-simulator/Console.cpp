@@ -57,11 +57,15 @@ Action ParseCommand(std::string_view line) {
     }
 }
 
-CommandOutcome RunCommand(GatewaySimulator& gateway, std::string_view line) {
+std::string Execute(GatewaySimulator& gateway, std::string_view line) {
     try {
-        return {"", ParseCommand(line)(gateway)};
+        const std::string output = ParseCommand(line)(gateway);
+        if (!output.empty()) {
+            gateway.Notice(output);
+        }
+        return "";
     } catch (const CommandError& error) {
-        return {error.what(), ""};
+        return error.what();
     }
 }
 

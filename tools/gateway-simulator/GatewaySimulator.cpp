@@ -6,7 +6,6 @@
 #include <thread>
 #include <type_traits>
 
-#include "tools/gateway-simulator/Console.h"
 #include "tools/gateway-simulator/FrameLog.h"
 #include "tools/gateway-simulator/Gateway.h"
 
@@ -189,12 +188,8 @@ bool GatewaySimulator::WaitForFrames(std::size_t count, std::chrono::millisecond
     return loop_->Log().WaitFor(count, deadline);
 }
 
-std::string GatewaySimulator::Execute(std::string_view line) {
-    const CommandOutcome outcome = RunCommand(*this, line);
-    if (!outcome.output.empty()) {
-        loop_->Run([&](Gateway& gateway) { gateway.Notice(outcome.output); });
-    }
-    return outcome.error;
+void GatewaySimulator::Notice(const std::string& text) {
+    loop_->Run([&](Gateway& gateway) { gateway.Notice(text); });
 }
 
 }  // namespace Simulator

@@ -99,9 +99,8 @@ class GatewaySimulator {
     // been handed to its connection by then, unless a fault keeps it.
     bool WaitForFrames(std::size_t count, std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
 
-    // Runs a line of the console, as in "card 5 04A1B2C3". Returns what is wrong with it, empty when nothing is.
-    // What the command prints goes to the observer as a notice.
-    std::string Execute(std::string_view line);
+    // Tells the observer something that did not come from the gateway; may hold several lines.
+    void Notice(const std::string& text);
 
   private:
     class Loop;

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "tools/gateway-simulator/Fault.h"
@@ -34,6 +36,19 @@ struct GatewayStatus {
     std::vector<LockStatus> locks;
     // Oldest first.
     std::vector<Fault> faults;
+};
+
+// A gateway that a person sees among others.
+struct GatewayView {
+    std::int32_t id = 1;
+    std::string name;
+    // "127.0.0.1:2101".
+    std::string address;
+    GatewayStatus status;
+    // By address; a lock without a name may be missing.
+    std::map<std::uint32_t, std::string> lockNames;
+    // Lines of what happened, oldest first.
+    std::vector<std::string> recent;
 };
 
 // Any thread may call it, as long as no other changes the lock.

@@ -5,8 +5,8 @@
 
 #include "tools/gateway-simulator/GatewayDescription.h"
 #include "tools/gateway-simulator/GatewaySimulator.h"
+#include "tools/gateway-simulator/GatewayStatus.h"
 #include "tools/gateway-simulator/LineOutput.h"
-#include "tools/gateway-simulator/Screen.h"
 #include "tools/gateway-simulator/Target.h"
 #include "tools/gateway-simulator/WhitelistFile.h"
 

@@ -1,27 +1,12 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "tools/gateway-simulator/GatewayStatus.h"
 
 namespace Simulator {
-
-// One gateway as the screen shows it.
-struct GatewayView {
-    std::int32_t id = 1;
-    std::string name;
-    // "127.0.0.1:2101".
-    std::string address;
-    GatewayStatus status;
-    // By address; a lock without a name may be missing.
-    std::map<std::uint32_t, std::string> lockNames;
-    // Lines of what happened, oldest first.
-    std::vector<std::string> recent;
-};
 
 // All that the screen shows.
 struct ScreenState {

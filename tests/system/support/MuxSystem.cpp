@@ -7,6 +7,7 @@
 
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/Traffic.h"
+#include "tools/gateway-simulator/Console.h"
 
 namespace SystemTest {
 namespace {
@@ -42,7 +43,7 @@ std::unique_ptr<Simulator::GatewaySimulator> StartGateway(const GatewaySetup& se
 void RunCommands(Simulator::GatewaySimulator& gateway, const std::string& commands) {
     std::istringstream text(commands);
     for (std::string command; std::getline(text, command, ';');) {
-        EXPECT_EQ(gateway.Execute(command), "") << command;
+        EXPECT_EQ(Execute(gateway, command), "") << command;
     }
 }
 
