@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The soak of scripts/soak: python3 tests/soak/soak.py MUX_PROGRAM SIMULATOR_PROGRAM FOLDER MINUTES.
+"""The soak of scripts/soak: python3 scripts/lib/soak.py MUX_PROGRAM SIMULATOR_PROGRAM FOLDER MINUTES.
 
 Everything at once against one Mux: requests of every code, events, clients that come and go, reset, send garbage, read
 nothing or a trickle, gateways that close, stall, split, glue and delay frames. Prints what was sent and what came back,
@@ -14,12 +14,10 @@ import sys
 import threading
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "lib"))
-
-import clients  # noqa: E402
-import gateways  # noqa: E402
-from programs import PlayError, Program, free_port  # noqa: E402
-from tally import Tally  # noqa: E402
+import soak_clients as clients
+import soak_gateways as gateways
+from programs import PlayError, Program, free_port
+from tally import Tally
 
 RULE_KEEPING_GATEWAYS = (1, 2)
 FAULTY_GATEWAYS = (3, 4)

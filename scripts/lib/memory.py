@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The load of scripts/memory: python3 tests/soak/memory.py MUX_PROGRAM FOLDER REQUESTS EVENTS CONNECTS.
+"""The load of scripts/memory: python3 scripts/lib/memory.py MUX_PROGRAM FOLDER REQUESTS EVENTS CONNECTS.
 
 Answered requests, events and connects, one after the other, and what the Mux's memory has become after each tenth.
 Ends with 0 when no second half of a load has added more than ALLOWED_GROWTH_KIB.
@@ -11,11 +11,9 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "lib"))
-
-import client_requests as requests  # noqa: E402
-from plain_gateways import PlainGateways  # noqa: E402
-from programs import Client, free_port, packet, wait_until  # noqa: E402
+import client_requests as requests
+from plain_gateways import PlainGateways
+from programs import Client, free_port, packet, wait_until
 
 GATEWAYS = 64
 BATCH = 500

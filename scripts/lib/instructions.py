@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Counts the instructions of the Mux with callgrind: python3 benchmarks/instructions.py MUX_PROGRAM FOLDER.
+"""Counts the instructions of the Mux with callgrind: python3 scripts/lib/instructions.py MUX_PROGRAM FOLDER.
 
 Prints what a pass costs that finds nothing to do, of each loop, and what an answered request costs, of each of its
 steps: one that the Mux refuses by itself and one that goes through a gateway. Log lines are those of info severity.
@@ -13,11 +13,8 @@ import subprocess
 import sys
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parents[1]
-sys.path[:0] = [str(ROOT / "scripts" / "lib"), str(ROOT / "tests" / "soak")]
-
-from plain_gateways import PlainGateways  # noqa: E402
-from programs import Client, PlayError, free_port, wait_until  # noqa: E402
+from plain_gateways import PlainGateways
+from programs import Client, PlayError, free_port, wait_until
 
 DEADLINE = 60.0
 IDLE_SECONDS = 5
