@@ -4,7 +4,7 @@
 
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
-#include "messages/ArgumentNullException.h"
+#include "messages/Exceptions.h"
 #include "threading/CatchAll.h"
 #include "threading/MutexGuard.h"
 #include "threading/OwnerBlock.h"

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "messages/ArgumentNullException.h"
 #include "messages/BrenkCardReaderMessagePayload.h"
 #include "messages/BrenkGetStatusPayload.h"
 #include "messages/BrenkPincodeMessagePayload.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/gateway/ThreadFaults.h"
 #include "tests/messages/WireBytes.h"

@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "diagnostics/HexText.h"
-#include "messages/ArgumentNullException.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/messages/WireBytes.h"
 

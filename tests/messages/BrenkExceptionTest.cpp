@@ -3,9 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "messages/ArgumentNullException.h"
-#include "messages/InvalidArgumentException.h"
-#include "messages/NullObjectException.h"
+#include "messages/Exceptions.h"
 
 namespace Brenk {
 namespace {
