@@ -8,11 +8,10 @@
 
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
-#include "messages/BrenkCardReaderMessagePayload.h"
-#include "messages/BrenkPincodeMessagePayload.h"
+#include "messages/AnswerPayloads.h"
 #include "messages/BrenkResponseCode.h"
-#include "messages/BrenkResponsePayload.h"
 #include "messages/CommandCodes.h"
+#include "messages/EventPayloads.h"
 
 namespace Brenk {
 namespace {

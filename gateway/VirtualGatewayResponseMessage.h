@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "messages/BrenkGetStatusPayload.h"
+#include "messages/AnswerPayloads.h"
 
 namespace Brenk::Messages::VG {
 

@@ -5,17 +5,11 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
-#include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
-#include "messages/BrenkCardReaderMessagePayload.h"
-#include "messages/BrenkDeviceOnlyPayload.h"
-#include "messages/BrenkGetStatusPayload.h"
-#include "messages/BrenkLongTermActivationPayload.h"
-#include "messages/BrenkLongTermReleasePayload.h"
-#include "messages/BrenkPincodeMessagePayload.h"
-#include "messages/BrenkResponsePayload.h"
-#include "messages/BrenkShortTermActivationPayload.h"
+#include "messages/AnswerPayloads.h"
 #include "messages/CommandCodes.h"
+#include "messages/EventPayloads.h"
 #include "messages/FrameLayout.h"
+#include "messages/RequestPayloads.h"
 
 namespace Brenk::Messages {
 namespace {

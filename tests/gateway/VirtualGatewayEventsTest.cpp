@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "messages/BrenkCardReaderMessagePayload.h"
-#include "messages/BrenkGetStatusPayload.h"
-#include "messages/BrenkPincodeMessagePayload.h"
+#include "messages/AnswerPayloads.h"
+#include "messages/EventPayloads.h"
 #include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/gateway/ThreadFaults.h"

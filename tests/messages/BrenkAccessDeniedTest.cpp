@@ -1,4 +1,4 @@
-#include "messages/BrenkAccessDenied.h"
+#include "messages/RequestPayloads.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
+#include "messages/RequestPayloads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "messages/BrenkDeactivateWhitelist.h"
+#include "messages/RequestPayloads.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "messages/BrenkPincodeMessagePayload.h"
+#include "messages/EventPayloads.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,9 @@
-#include "messages/BrenkReaderEventPayload.h"
+#include "messages/EventPayloads.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
-#include "messages/BrenkCardReaderMessagePayload.h"
 #include "tests/messages/ReaderEventFrames.h"
 
 namespace Brenk::Messages {

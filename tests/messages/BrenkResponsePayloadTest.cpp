@@ -1,4 +1,4 @@
-#include "messages/BrenkResponsePayload.h"
+#include "messages/AnswerPayloads.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "messages/BrenkShortTermActivationPayload.h"
+#include "messages/RequestPayloads.h"
 
 #include <gtest/gtest.h>
 

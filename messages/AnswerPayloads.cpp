@@ -1,6 +1,4 @@
-#include "messages/BrenkResponsePayload.h"
-
-#include <memory>
+#include "messages/AnswerPayloads.h"
 
 #include "messages/BigEndian.h"
 #include "messages/BrenkResponseCode.h"
@@ -36,6 +34,18 @@ std::vector<unsigned char>* BrenkResponsePayload::Serialize() {
 
 bool BrenkResponsePayload::CarriesSequenceCounter() const {
     return responseCode_ == BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR;
+}
+
+BrenkGetStatusPayload::BrenkGetStatusPayload() : BrenkMessagePayload(PayloadDataTypes::kGetStatus) {}
+
+BrenkGetStatusPayload::BrenkGetStatusPayload(std::vector<unsigned char>& frame) : BrenkGetStatusPayload() {
+    if (!frame.empty()) {
+        statusData_ = std::make_unique<const StatusBytes>(FrameReader(frame).Array<7>(FrameLayout::kPayload));
+    }
+}
+
+BrenkGetStatusPayload::StatusBytes BrenkGetStatusPayload::StatusData() const {
+    return statusData_ == nullptr ? StatusBytes{} : *statusData_;
 }
 
 }  // namespace Brenk::Messages

@@ -1,4 +1,6 @@
-#include "messages/BrenkReaderEventPayload.h"
+#include "messages/EventPayloads.h"
+
+#include <memory>
 
 #include "messages/FrameLayout.h"
 #include "messages/FrameReader.h"
@@ -36,6 +38,15 @@ const std::array<std::uint8_t, 3>& BrenkReaderEventPayload::EventBytes() const {
 
 const std::vector<unsigned char>& BrenkReaderEventPayload::Data() const {
     return data_;
+}
+
+std::vector<unsigned char>* BrenkPincodeMessagePayload::Serialize() {
+    auto bytes = std::make_unique<std::vector<unsigned char>>();
+    bytes->insert(bytes->end(), EventHeader().begin(), EventHeader().end());
+    bytes->insert(bytes->end(), EventBytes().begin(), EventBytes().end());
+    bytes->push_back(static_cast<unsigned char>(Data().size()));
+    bytes->insert(bytes->end(), Data().begin(), Data().end());
+    return bytes.release();
 }
 
 }  // namespace Brenk::Messages

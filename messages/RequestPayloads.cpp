@@ -1,9 +1,10 @@
-#include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
+#include "messages/RequestPayloads.h"
 
 #include <algorithm>
 
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "messages/BigEndian.h"
 
 namespace Brenk::Messages {
 namespace {
@@ -17,6 +18,32 @@ std::unique_ptr<std::uint8_t[]> ArrayOf(const std::vector<unsigned char>& bytes)
 }
 
 }  // namespace
+
+BrenkShortTermActivationPayload::BrenkShortTermActivationPayload(std::uint8_t value)
+    : BrenkMessagePayload(PayloadDataTypes::kShortTermActivation), value_(value) {}
+
+std::vector<unsigned char>* BrenkShortTermActivationPayload::Serialize() {
+    return new std::vector<unsigned char>{value_};
+}
+
+BrenkLongTermActivationPayload::BrenkLongTermActivationPayload(std::uint16_t firstValue, std::uint16_t secondValue)
+    : BrenkMessagePayload(PayloadDataTypes::kLongTermActivation), firstValue_(firstValue), secondValue_(secondValue) {}
+
+std::vector<unsigned char>* BrenkLongTermActivationPayload::Serialize() {
+    auto bytes = std::make_unique<std::vector<unsigned char>>();
+    AppendBigEndian16(*bytes, firstValue_);
+    AppendBigEndian16(*bytes, secondValue_);
+    return bytes.release();
+}
+
+BrenkLongTermReleasePayload::BrenkLongTermReleasePayload(std::uint16_t value)
+    : BrenkMessagePayload(PayloadDataTypes::kLongTermRelease), value_(value) {}
+
+std::vector<unsigned char>* BrenkLongTermReleasePayload::Serialize() {
+    auto bytes = std::make_unique<std::vector<unsigned char>>();
+    AppendBigEndian16(*bytes, value_);
+    return bytes.release();
+}
 
 BrenkAddOrRemoveFromWhitelistPayload::BrenkAddOrRemoveFromWhitelistPayload(bool uidMode, std::uint8_t setupNumber,
                                                                            std::uint8_t whitelistOption,
