@@ -9,8 +9,7 @@
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
 #include "messages/AnswerPayloads.h"
-#include "messages/BrenkResponseCode.h"
-#include "messages/CommandCodes.h"
+#include "messages/Codes.h"
 #include "messages/EventPayloads.h"
 
 namespace Brenk {

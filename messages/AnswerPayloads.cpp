@@ -1,7 +1,7 @@
 #include "messages/AnswerPayloads.h"
 
 #include "messages/BigEndian.h"
-#include "messages/BrenkResponseCode.h"
+#include "messages/Codes.h"
 #include "messages/FrameLayout.h"
 #include "messages/FrameReader.h"
 

@@ -11,7 +11,7 @@ namespace Brenk::Messages {
 
 // A gateway's verdict on a request. Bytes:
 //
-//   0  1  response code (BrenkResponseCode.h)
+//   0  1  response code (Codes.h)
 //   1  4  only with BRENK_RESPONSE_SEQUENCE_COUNTER_ERROR: the gateway's sequence counter, big-endian
 class BrenkResponsePayload : public BrenkMessagePayload {
   public:

@@ -25,7 +25,7 @@ class BrenkMessage {
     std::uint8_t ReferenceID() const { return header_.referenceID; }
     std::uint32_t SequenceCounter() const { return header_.sequenceCounter; }
     std::uint32_t DeviceAddress() const { return header_.deviceAddress; }
-    // The command code (CommandCodes.h); for a parsed frame any value.
+    // The command code (Codes.h); for a parsed frame any value.
     std::uint8_t PayloadType() const { return header_.payloadType; }
 
     // The payload, which stays the message's; null when there is none.

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "messages/PayloadDataTypes.h"
+#include "messages/Codes.h"
 
 namespace Brenk::Messages {
 

@@ -1,6 +1,6 @@
 #include "mux/AnswerTexts.h"
 
-#include "messages/BrenkResponseCode.h"
+#include "messages/Codes.h"
 
 namespace Mux {
 namespace {

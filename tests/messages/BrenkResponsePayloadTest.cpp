@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "messages/BrenkResponseCode.h"
+#include "messages/Codes.h"
 #include "tests/messages/WireBytes.h"
 
 // Frames written by hand from the frame layout; their CRC by python3, binascii.crc_hqx(data, 0).

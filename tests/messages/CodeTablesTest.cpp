@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "messages/BrenkResponseCode.h"
-#include "messages/CommandCodes.h"
-#include "messages/PayloadDataTypes.h"
+#include <cstdint>
+#include <vector>
+
+#include "messages/Codes.h"
 
 // The numbers are the gateway's and are fixed: they are written out here once more, so that none changes unseen.
 
@@ -23,15 +24,27 @@ TEST(CodeTables, EveryCommandHasTheGatewaysCode) {
     EXPECT_EQ(CommandCodes::kLongTermRelease, 0x0B);
     EXPECT_EQ(CommandCodes::kCardReaderEvent, 14);
     EXPECT_EQ(CommandCodes::kCardAccessEvent, 15);
+    EXPECT_EQ(CommandCodes::kCardEvent17, 17);
+    EXPECT_EQ(CommandCodes::kCardEvent18, 18);
     EXPECT_EQ(CommandCodes::kPincodeEvent, 22);
 }
 
-TEST(CodeTables, TheFlagSetsTheHighBitOfACommand) {
-    EXPECT_EQ(CommandCodes::WithFlag(CommandCodes::kAccessDenied, true), 0x88);
-    EXPECT_EQ(CommandCodes::WithFlag(CommandCodes::kShortTermActivation, true), 0x89);
-    EXPECT_EQ(CommandCodes::WithFlag(CommandCodes::kLongTermActivation, true), 0x8A);
-    EXPECT_EQ(CommandCodes::WithFlag(CommandCodes::kLongTermRelease, true), 0x8B);
-    EXPECT_EQ(CommandCodes::WithFlag(CommandCodes::kAccessDenied, false), 0x08);
+TEST(CodeTables, FiveCodesAreEventsAndNoOther) {
+    std::vector<int> events;
+    for (int code = 0; code <= 255; ++code) {
+        if (CommandCodes::IsEvent(static_cast<std::uint8_t>(code))) {
+            events.push_back(code);
+        }
+    }
+    EXPECT_EQ(events, (std::vector<int>{14, 15, 17, 18, 22}));
+}
+
+TEST(CodeTables, TheSecondFormOfACommandHasTheHighBit) {
+    EXPECT_EQ(CommandCodes::ForEventAnswer(CommandCodes::kAccessDenied, true), 0x88);
+    EXPECT_EQ(CommandCodes::ForEventAnswer(CommandCodes::kShortTermActivation, true), 0x89);
+    EXPECT_EQ(CommandCodes::ForEventAnswer(CommandCodes::kLongTermActivation, true), 0x8A);
+    EXPECT_EQ(CommandCodes::ForEventAnswer(CommandCodes::kLongTermRelease, true), 0x8B);
+    EXPECT_EQ(CommandCodes::ForEventAnswer(CommandCodes::kAccessDenied, false), 0x08);
 }
 
 TEST(CodeTables, EveryResponseHasTheGatewaysCode) {
