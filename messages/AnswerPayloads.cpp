@@ -1,6 +1,5 @@
 #include "messages/AnswerPayloads.h"
 
-#include "messages/BigEndian.h"
 #include "messages/Codes.h"
 #include "messages/FrameLayout.h"
 #include "messages/FrameReader.h"

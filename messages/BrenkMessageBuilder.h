@@ -6,9 +6,21 @@
 #include <vector>
 
 #include "messages/BrenkMessage.h"
-#include "messages/SendTicket.h"
 
 namespace Brenk::Messages {
+
+// What BrenkMessageBuilder::BeginSend() remembers of the moment before a frame is sent. A value; it belongs to the
+// builder that made it and means nothing to another.
+class SendTicket {
+  public:
+    explicit SendTicket(std::uint64_t announcements) : announcements_(announcements) {}
+
+    // How many sequence counters the gateway had announced by then.
+    std::uint64_t Announcements() const { return announcements_; }
+
+  private:
+    std::uint64_t announcements_;
+};
 
 // Builds the frames that go to one gateway, parses the frames that come from it, and keeps the two counters that
 // the gateway checks: the reference ID, by which an answer finds its request, and the sequence counter.

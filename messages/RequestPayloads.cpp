@@ -4,7 +4,7 @@
 
 #include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
-#include "messages/BigEndian.h"
+#include "messages/FrameReader.h"
 
 namespace Brenk::Messages {
 namespace {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "messages/BrenkMessagePayload.h"
+#include "messages/BrenkMessage.h"
 
 namespace Brenk::Messages {
 
