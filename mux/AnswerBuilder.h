@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "gateway/VirtualGatewayResponseMessage.h"
+#include "gateway/GatewayOwner.h"
 #include "mux/messages/MuxMessage.h"
 
 namespace Mux {
