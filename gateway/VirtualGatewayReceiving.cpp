@@ -8,7 +8,7 @@
 #include "messages/Exceptions.h"
 #include "threading/CatchAll.h"
 #include "threading/MutexGuard.h"
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 namespace Brenk {
 namespace {

@@ -13,7 +13,7 @@
 #include "diagnostics/Log.h"
 #include "net/FreeDescriptors.h"
 #include "threading/CatchAll.h"
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 namespace Brenk::Net {
 namespace {

@@ -9,7 +9,7 @@
 #include "diagnostics/Log.h"
 #include "net/ServerSocket.h"
 #include "threading/CatchAll.h"
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 namespace Brenk::Net {
 namespace {
