@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "messages/Codes.h"
-#include "mux/AnswerTexts.h"
+#include "mux/AnswerBuilder.h"
 #include "mux/EventBuilder.h"
 #include "mux/messages/RequestTable.h"
 #include "tests/docs/support/Book.h"
