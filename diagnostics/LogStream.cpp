@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "diagnostics/LogCall.h"
+#include "diagnostics/Log.h"
 #include "diagnostics/ProcessEnd.h"
 
 namespace Diagnostics {

@@ -6,8 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "messages/AnswerPayloads.h"
 #include "messages/Codes.h"
 #include "messages/EventPayloads.h"

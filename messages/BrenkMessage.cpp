@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "messages/FrameLayout.h"
 #include "messages/FrameReader.h"
 #include "messages/crc/CRC16.h"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "messages/FrameReader.h"
 
 namespace Brenk::Messages {

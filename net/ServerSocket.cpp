@@ -9,8 +9,8 @@
 #include <new>
 #include <utility>
 
-#include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "net/FreeDescriptors.h"
 #include "threading/CatchAll.h"
 #include "threading/Thread.h"

@@ -5,8 +5,8 @@
 #include <new>
 #include <utility>
 
-#include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "net/ServerSocket.h"
 #include "threading/CatchAll.h"
 #include "threading/Thread.h"

@@ -1,4 +1,4 @@
-#include "diagnostics/ErrorText.h"
+#include "diagnostics/Text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "diagnostics/HexText.h"
+#include "diagnostics/Text.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "diagnostics/HexText.h"
+#include "diagnostics/Text.h"
 #include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/messages/WireBytes.h"

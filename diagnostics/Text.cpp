@@ -1,6 +1,15 @@
-#include "diagnostics/HexText.h"
+#include "diagnostics/Text.h"
+
+#include <array>
+#include <cstring>
 
 namespace Diagnostics {
+
+std::string ErrorText(int errorNumber) {
+    std::array<char, 128> buffer{};
+    const std::string text = strerror_r(errorNumber, buffer.data(), buffer.size());
+    return text.empty() ? "(null)" : text;
+}
 
 std::string BytesToHex(const std::vector<unsigned char>& bytes, const char* separator) {
     static constexpr char kDigits[] = "0123456789ABCDEF";

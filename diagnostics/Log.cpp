@@ -1,6 +1,5 @@
-#include "diagnostics/LogCall.h"
+#include "diagnostics/Log.h"
 
-#include <plog/Log.h>
 #include <pthread.h>
 
 #include <csignal>
@@ -21,6 +20,19 @@ void RaiseDeferredSignal() {
 }
 
 }  // namespace
+
+LogLine::LogLine(plog::Severity severity, const char* function, std::size_t line) noexcept {
+    const char* const signature = LogOperation::SignatureOr(function);
+    record_.reset(new (std::nothrow) plog::Record(severity, signature, line, "", nullptr, 0));
+    *this << signature << ' ';
+}
+
+LogLine& LogLine::operator<<(const char* text) {
+    if (record_ != nullptr) {
+        *record_ << text;
+    }
+    return *this;
+}
 
 LogCall::LogCall() {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previousCancelState_);
