@@ -19,7 +19,48 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using Testing::FromHex;
 using testing::Pair;
+using Testing::Serialized;
 using testing::StartsWith;
+
+TEST(BrenkDeviceOnlyPayload, HasTheGivenDataTypeAndNoBytes) {
+    for (const std::uint8_t dataType : Bytes{6, 7, 8}) {
+        BrenkDeviceOnlyPayload payload(dataType);
+        EXPECT_EQ(payload.DataType(), dataType);
+        EXPECT_EQ(Serialized(payload), Bytes());
+    }
+}
+
+TEST(BrenkShortTermActivationPayload, IsItsValue) {
+    BrenkShortTermActivationPayload payload(0xC8);
+    EXPECT_EQ(payload.DataType(), 0x0A);
+    EXPECT_EQ(Serialized(payload), FromHex("C8"));
+}
+
+TEST(BrenkShortTermActivationPayload, TakesTheLowestAndTheHighestValue) {
+    BrenkShortTermActivationPayload lowest(0);
+    EXPECT_EQ(Serialized(lowest), FromHex("00"));
+    BrenkShortTermActivationPayload highest(255);
+    EXPECT_EQ(Serialized(highest), FromHex("FF"));
+}
+
+TEST(BrenkLongTermActivationPayload, Of0And5Is00000005) {
+    BrenkLongTermActivationPayload payload(0, 5);
+    EXPECT_EQ(payload.DataType(), 0x0B);
+    EXPECT_EQ(Serialized(payload), FromHex("00 00 00 05"));
+}
+
+TEST(BrenkLongTermActivationPayload, HasTheFirstValueFirstAndBothBigEndian) {
+    BrenkLongTermActivationPayload payload(0x1234, 0xABCD);
+    EXPECT_EQ(Serialized(payload), FromHex("12 34 AB CD"));
+}
+
+TEST(BrenkLongTermReleasePayload, Of300Is012C) {
+    BrenkLongTermReleasePayload payload(300);
+    EXPECT_EQ(payload.DataType(), 0x0C);
+    EXPECT_EQ(Serialized(payload), FromHex("01 2C"));
+    BrenkLongTermReleasePayload highest(0xFFFE);
+    EXPECT_EQ(Serialized(highest), FromHex("FF FE"));
+}
 
 constexpr bool kUidMode = true;
 constexpr bool kPlain = false;
@@ -173,6 +214,24 @@ TEST(GenerateUIDData, AUidOfFullLengthIsLoggedAtDebug) {
         log.Lines(),
         ElementsAre(Line(plog::debug, "Card data is of valid dimension for UID mode. The data will be simply copied."),
                     Line(plog::debug, "Card data is of UID mode length. A simple copy of the data will be done.")));
+}
+
+TEST(BrenkAccessDenied, HasDataType0DAndNoBytes) {
+    BrenkAccessDenied payload;
+    EXPECT_EQ(payload.DataType(), 0x0D);
+    EXPECT_EQ(Serialized(payload), Bytes());
+}
+
+TEST(BrenkActivateWhitelist, HasDataType1EAndNoBytes) {
+    BrenkActivateWhitelist payload;
+    EXPECT_EQ(payload.DataType(), 0x1E);
+    EXPECT_EQ(Serialized(payload), Bytes());
+}
+
+TEST(BrenkDeactivateWhitelist, HasDataType1FAndNoBytes) {
+    BrenkDeactivateWhitelist payload;
+    EXPECT_EQ(payload.DataType(), 0x1F);
+    EXPECT_EQ(Serialized(payload), Bytes());
 }
 
 }  // namespace
