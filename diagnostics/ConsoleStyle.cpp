@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "diagnostics/HexText.h"
+#include "diagnostics/Text.h"
 
 namespace Diagnostics {
 namespace {

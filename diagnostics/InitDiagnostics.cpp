@@ -5,13 +5,13 @@
 #include <chrono>
 #include <utility>
 
-#include "diagnostics/Backtrace.h"
+#include "diagnostics/Dump.h"
 #include "diagnostics/ErrorGuard.h"
-#include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
 #include "diagnostics/LogFile.h"
 #include "diagnostics/LogOutputs.h"
 #include "diagnostics/ProcessEnd.h"
+#include "diagnostics/Text.h"
 #include "diagnostics/Tracer.h"
 
 namespace Diagnostics {

@@ -2,9 +2,13 @@
 
 #include <plog/Log.h>
 
-#include "diagnostics/LogCall.h"
-#include "diagnostics/LogLine.h"
-#include "diagnostics/LogOperation.h"
+#include <cstddef>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "diagnostics/LogRecord.h"
 
 // Writes one line to the process log: MUX_LOG(plog::info) << "Gateway " << id << " connected.";
 //
@@ -18,11 +22,118 @@
     IF_PLOG(severity)     \
     Diagnostics::LogCall() += Diagnostics::LogLine(severity, PLOG_GET_FUNC(), __LINE__)
 
+// Makes the function in which it stands the operation of the lines that are written until its block ends. An overload
+// that shares its work with the operation that readers know opens a LogOperation with that one's signature instead.
+#define MUX_OPERATION() const Diagnostics::LogOperation muxOperation(__PRETTY_FUNCTION__)
+
 namespace Diagnostics {
 
 // Whether a line of this severity would be written: for work that only a log line needs. Any thread.
 inline bool IsLogged(plog::Severity severity) {
     return plog::get() != nullptr && plog::get()->checkSeverity(severity);
+}
+
+// The operation on whose behalf a thread writes its log lines: log readers search for lines by the operation that
+// they belong to, however its work is cut into functions.
+//
+// The innermost one of a thread counts, and the outer one again when it ends, also by an exception, a cancellation or
+// pthread_exit. A callback is an operation of its own within the one that calls it.
+//
+// Lives on the stack of the thread that it is for. Async-signal-safe.
+class LogOperation {
+  public:
+    // `signature` stands in front of each line, as the compiler writes it; it must live as long as the object.
+    explicit LogOperation(const char* signature) : outer_(current_) { current_ = signature; }
+    ~LogOperation() { current_ = outer_; }
+    LogOperation(const LogOperation&) = delete;
+    LogOperation& operator=(const LogOperation&) = delete;
+
+    // The signature of the calling thread's operation; `function` for a thread that is in none.
+    static const char* SignatureOr(const char* function) { return current_ != nullptr ? current_ : function; }
+
+  private:
+    static inline thread_local const char* current_ = nullptr;
+
+    const char* const outer_;
+};
+
+// A line of the log while its text is put together. When memory runs out it is none: what the line is about goes on
+// without it, for a loop that cannot log the end of its memory has to go on, and a destructor too.
+//
+// The record is not on the stack because it is half a kilobyte: it would stand in the frame of every function that can
+// log, and a gateway's two threads would need a page more each for lines that are never written.
+//
+// Lives for one log line, on the thread that logs.
+class LogLine {
+  public:
+    // A line of the thread's operation, whose signature its text begins with; of `function` when there is none.
+    LogLine(plog::Severity severity, const char* function, std::size_t line) noexcept;
+
+    // Add to the text, in the format of an output stream of the C++ library that was told no other. Null is told as
+    // "(null)"; a text ends at its first NUL, and a character that is one adds nothing.
+    LogLine& operator<<(const char* text);
+    LogLine& operator<<(char* text) { return *this << static_cast<const char*>(text); }
+    LogLine& operator<<(const std::string& text) { return *this << text.c_str(); }
+    LogLine& operator<<(std::string_view text);
+    LogLine& operator<<(char character);
+    template <typename Operand>
+    LogLine& operator<<(const Operand& operand);
+
+    // Null when there was no memory for it.
+    const plog::Record* Record() const { return record_.get(); }
+
+  private:
+    void Add(std::string_view text) noexcept;
+    LogLine& AddNumber(long long number);
+    LogLine& AddNumber(unsigned long long number);
+
+    LogRecordPointer record_;
+};
+
+// Hands one finished line to logger 0.
+//
+// Thread cancellation is held off meanwhile: the appenders write to files, which are cancellation points, and a
+// destructor that logs must not be unwound. A signal that would log on a thread which is inside the logger, and so
+// holds its lock, can be put off until the line is written.
+//
+// Lives for one log line, on the thread that logs.
+class LogCall {
+  public:
+    LogCall();
+    ~LogCall();
+    LogCall(const LogCall&) = delete;
+    LogCall& operator=(const LogCall&) = delete;
+
+    // Writes the line to every appender of logger 0, which must exist. One for which there is no memory is left out.
+    void operator+=(const LogLine& line) const;
+
+    // Whether the calling thread is inside the logger. Async-signal-safe.
+    static bool IsInProgressOnThisThread();
+
+    // If the calling thread is inside the logger, remembers the signal, which is raised again on this thread when
+    // the line is written, and returns true. Of several signals in one line the first is raised and the others are
+    // dropped, so it is not for faults. Async-signal-safe.
+    static bool Defer(int signalNumber);
+
+  private:
+    int previousCancelState_ = 0;
+};
+
+template <typename Operand>
+inline constexpr bool kIsNumber =
+    std::is_integral_v<Operand> && !std::is_same_v<Operand, signed char> && !std::is_same_v<Operand, unsigned char>;
+
+template <typename Operand>
+LogLine& LogLine::operator<<(const Operand& operand) {
+    if constexpr (!kIsNumber<Operand>) {
+        std::ostringstream text;
+        text << operand;
+        return *this << text.str();
+    } else if constexpr (std::is_signed_v<Operand>) {
+        return AddNumber(static_cast<long long>(operand));
+    } else {
+        return AddNumber(static_cast<unsigned long long>(operand));
+    }
 }
 
 }  // namespace Diagnostics

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "diagnostics/LineText.h"
+#include "diagnostics/LogRecord.h"
 #include "diagnostics/ReopeningFileAppender.h"
 
 namespace Diagnostics {

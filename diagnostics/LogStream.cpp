@@ -3,14 +3,12 @@
 #include <malloc.h>
 #include <poll.h>
 
-#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <new>
-#include <string_view>
 #include <utility>
 
-#include "diagnostics/LogCall.h"
+#include "diagnostics/Log.h"
 #include "diagnostics/ProcessEnd.h"
 
 namespace Diagnostics {
@@ -55,17 +53,19 @@ LogStream::~LogStream() {
 
 void LogStream::Write(std::string line) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (queue_.empty() && missing_ == 0) {
+    if (queue_.IsEmpty() && missing_ == 0) {
         const ssize_t taken = target_.Take(line);
         if (taken == static_cast<ssize_t>(line.size())) {
             return;
         }
-        Queue(std::move(line));
-        offset_ = taken == LineTarget::kGone ? 0 : static_cast<std::size_t>(taken);
+        queue_.Append(std::move(line));
+        if (taken != LineTarget::kGone) {
+            queue_.Take(static_cast<std::size_t>(taken));
+        }
         lastTaken_ = Clock::now();
     } else if (MayQueue() || IsEndingOnThisThread()) {
         QueueNotice();
-        Queue(std::move(line));
+        queue_.Append(std::move(line));
     } else {
         ++missing_;
         return;
@@ -78,14 +78,7 @@ bool LogStream::MayQueue() {
     if (HasStalled()) {
         PassOn();  // The writer may not have come to it.
     }
-    return !HasStalled() && bytesQueued_ < (missing_ == 0 ? kMostBytes : kMostBytes / 2);
-}
-
-void LogStream::Queue(std::string line) {
-    queue_.push_back(std::move(line));
-    bytesQueued_ += queue_.back().size();
-    mostBytesQueued_ = std::max(mostBytesQueued_, bytesQueued_);
-    ++linesQueued_;
+    return !HasStalled() && queue_.Bytes() < (missing_ == 0 ? kMostBytes : kMostBytes / 2);
 }
 
 // Without memory for the notice the lines stay missing until there is some.
@@ -94,7 +87,7 @@ void LogStream::QueueNotice() {
         return;
     }
     try {
-        Queue(notice_(missing_));
+        queue_.Append(notice_(missing_));
         missing_ = 0;
     } catch (const std::bad_alloc&) {
     }
@@ -104,11 +97,11 @@ void LogStream::QueueNotice() {
 bool LogStream::PassOn() {
     std::size_t bytes = 0;
     bool isTaken = true;
-    while (isTaken && bytes < kBytesAtOnce && !queue_.empty()) {
+    while (isTaken && bytes < kBytesAtOnce && !queue_.IsEmpty()) {
         const std::size_t taken = PassOnSome();
         isTaken = taken > 0;
         bytes += taken;
-        if (queue_.empty()) {
+        if (queue_.IsEmpty()) {
             QueueNotice();
         }
     }
@@ -122,28 +115,17 @@ bool LogStream::PassOn() {
 
 // Returns how many bytes of the first line were taken.
 std::size_t LogStream::PassOnSome() {
-    const std::string_view rest = std::string_view(queue_.front()).substr(offset_);
-    const ssize_t taken = target_.Take(rest);
+    const ssize_t taken = target_.Take(queue_.Rest());
     if (taken == LineTarget::kGone) {
-        offset_ = 0;
+        queue_.RestartLine();
         return 0;
     }
-    offset_ += static_cast<std::size_t>(taken);
-    if (offset_ == queue_.front().size()) {
-        RemoveFirst();
-    }
+    queue_.Take(static_cast<std::size_t>(taken));
     return static_cast<std::size_t>(taken);
 }
 
-void LogStream::RemoveFirst() {
-    bytesQueued_ -= queue_.front().size();
-    ++linesTaken_;
-    queue_.pop_front();
-    offset_ = 0;
-}
-
 bool LogStream::HasStalled() const {
-    return !queue_.empty() && Clock::now() - lastTaken_ >= kStalledAfter;
+    return !queue_.IsEmpty() && Clock::now() - lastTaken_ >= kStalledAfter;
 }
 
 // A pipe takes more only when a whole page of it was read; whoever reads slowly needs longer than a second for that.
@@ -179,9 +161,9 @@ void LogStream::RunWriter() {
     const LogCall faultsHereAreInsideTheLog;
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stops_) {
-        if (queue_.empty()) {
+        if (queue_.IsEmpty()) {
             GiveMemoryBack(lock);
-            wake_.wait(lock, [this] { return stops_ || !queue_.empty(); });
+            wake_.wait(lock, [this] { return stops_ || !queue_.IsEmpty(); });
         } else if (PassOn()) {
             lock.unlock();
             std::this_thread::yield();
@@ -194,7 +176,7 @@ void LogStream::RunWriter() {
 
 // What a long queue had stays with the allocator otherwise, for as long as something behind it is in use.
 void LogStream::GiveMemoryBack(std::unique_lock<std::mutex>& lock) {
-    if (std::exchange(mostBytesQueued_, 0) < kBytesToGiveBack) {
+    if (queue_.TakeMostBytes() < kBytesToGiveBack) {
         return;
     }
     lock.unlock();
@@ -216,8 +198,8 @@ void LogStream::WaitForReader(std::unique_lock<std::mutex>& lock) {
 
 void LogStream::Flush(Clock::time_point end) {
     std::unique_lock<std::mutex> lock(mutex_);
-    const std::uint64_t last = linesQueued_;
-    while (linesTaken_ < last && Clock::now() < end) {
+    const std::uint64_t last = queue_.LinesAppended();
+    while (queue_.LinesTaken() < last && Clock::now() < end) {
         if (!PassOn()) {
             if (HasStalled()) {
                 return;

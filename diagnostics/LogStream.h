@@ -3,13 +3,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <cstdint>
-#include <deque>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
 
+#include "diagnostics/LineQueue.h"
 #include "diagnostics/LineTarget.h"
 
 namespace Diagnostics {
@@ -41,11 +40,9 @@ class LogStream {
 
   private:
     bool MayQueue();
-    void Queue(std::string line);
     void QueueNotice();
     bool PassOn();
     std::size_t PassOnSome();
-    void RemoveFirst();
     bool HasStalled() const;
     void LookForReader();
     void WakeWriter();
@@ -57,14 +54,9 @@ class LogStream {
     const Notice notice_;
     std::mutex mutex_;  // guards what is below
     LineTarget target_;
-    std::deque<std::string> queue_;
-    std::size_t bytesQueued_ = 0;
-    std::size_t mostBytesQueued_ = 0;  // since it was empty
-    std::size_t offset_ = 0;           // how much of the first line is taken
-    std::size_t missing_ = 0;          // lines left out behind the last one queued; 0 when the queue is empty
-    std::uint64_t linesQueued_ = 0;
-    std::uint64_t linesTaken_ = 0;  // of those queued
-    Clock::time_point lastTaken_;   // when the target took something, or the queue began
+    LineQueue queue_;
+    std::size_t missing_ = 0;      // lines left out behind the last one queued; 0 when the queue is empty
+    Clock::time_point lastTaken_;  // when the target took something, or the queue began
     int backlog_ = 0;
     bool stops_ = false;
     std::condition_variable wake_;

@@ -3,9 +3,7 @@
 #include <chrono>
 #include <csignal>
 
-#include "diagnostics/Backtrace.h"
-#include "diagnostics/DumpFile.h"
-#include "diagnostics/DumpWatch.h"
+#include "diagnostics/Dump.h"
 #include "diagnostics/Log.h"
 #include "diagnostics/ProcessEnd.h"
 

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "diagnostics/LogCall.h"
+#include "diagnostics/Log.h"
 
 namespace Diagnostics {
 namespace {

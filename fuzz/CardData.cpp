@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fuzz/FuzzTarget.h"
-#include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
+#include "messages/RequestPayloads.h"
 #include "mux/messages/CardData.h"
 
 namespace {

@@ -4,8 +4,7 @@
 #include <chrono>
 #include <utility>
 
-#include "messages/InvalidArgumentException.h"
-#include "messages/NullObjectException.h"
+#include "messages/Exceptions.h"
 
 namespace Brenk {
 namespace {

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "gateway/GatewayOwner.h"
-#include "gateway/VirtualGatewayStatuses.h"
 #include "net/ClientSocket.h"
 #include "threading/Synchronized.h"
 

@@ -4,12 +4,41 @@
 #include <memory>
 #include <string>
 
-#include "gateway/VirtualGatewayEventMessage.h"
-#include "gateway/VirtualGatewayResponseMessage.h"
-#include "gateway/VirtualGatewayStatuses.h"
+#include "messages/AnswerPayloads.h"
 #include "threading/Synchronized.h"
 
 namespace Brenk {
+
+// The state of the connection to one gateway.
+enum VirtualGatewayStatuses : std::int32_t {
+    UNKNOWN = 0,       // never set by a gateway itself
+    CREATED = 1,       // no connection attempted yet
+    CONNECTED = 2,     // connected, the gateway's sequence counter is being fetched
+    READY = 3,         // connected, every queued request is sent
+    DISCONNECTED = 4,  // socket closed and deleted
+    FAULTED = 5,       // the socket reported an error
+    NOT_PRESENT = 6,   // 20 attempts to connect have failed: given up for good
+};
+
+namespace Messages::VG {
+
+// A gateway's answer to one request.
+struct VirtualGatewayResponseMessage {
+    std::string requestID;                                 // of the request that is answered
+    std::uint8_t requestCode = 0;                          // command code of the request frame
+    std::uint32_t responseCode = 0;                        // the gateway's result code; 0 for a status answer
+    std::unique_ptr<BrenkGetStatusPayload> statusPayload;  // set for a status answer only
+};
+
+// Something a gateway told on its own: a card or a PIN presented at a lock's reader.
+struct VirtualGatewayEventMessage {
+    std::uint8_t eventType = 0;       // the frame's command code, one of CommandCodes::kEvents
+    std::uint16_t deviceAddress = 0;  // the lock, low 16 bits
+    std::string data;                 // card or PIN bytes, upper-case hexadecimal; empty when the frame had none
+    std::uint32_t reserved = 0;       // always 0
+};
+
+}  // namespace Messages::VG
 
 class VirtualGateway;
 

@@ -1,7 +1,8 @@
 #include "gateway/RequestQueue.h"
 
-#include <cstdint>
 #include <utility>
+
+#include "diagnostics/Log.h"
 
 namespace Brenk {
 namespace {
@@ -9,6 +10,21 @@ namespace {
 constexpr std::int32_t kKeepAliveSeconds = 27;
 
 }  // namespace
+
+MessageRequestInfo::~MessageRequestInfo() {
+    MUX_OPERATION();
+    if (message != nullptr) {
+        MUX_LOG(plog::verbose) << "Internal request message set. Deallocate message memory.";
+    }
+}
+
+bool MessageRequestInfo::IsSequenceRefresh() const {
+    return IsSequenceRefresh(id);
+}
+
+bool MessageRequestInfo::IsSequenceRefresh(const std::string& requestID) {
+    return requestID.find(kSequenceRefreshMark) != std::string::npos;
+}
 
 void RequestQueue::Start() {
     isStarted_ = true;

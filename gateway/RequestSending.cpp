@@ -4,8 +4,8 @@
 #include <new>
 #include <vector>
 
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 
 namespace Brenk {
 namespace {

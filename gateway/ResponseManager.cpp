@@ -7,13 +7,11 @@
 #include <string>
 #include <utility>
 
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
-#include "messages/BrenkCardReaderMessagePayload.h"
-#include "messages/BrenkPincodeMessagePayload.h"
-#include "messages/BrenkResponseCode.h"
-#include "messages/BrenkResponsePayload.h"
-#include "messages/CommandCodes.h"
+#include "diagnostics/Text.h"
+#include "messages/AnswerPayloads.h"
+#include "messages/Codes.h"
+#include "messages/EventPayloads.h"
 
 namespace Brenk {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "gateway/Connection.h"
 #include "gateway/GatewayOwner.h"
-#include "gateway/MessageRequestInfo.h"
+#include "gateway/RequestQueue.h"
 #include "gateway/WaitingRequests.h"
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 namespace Brenk {
 namespace {

@@ -12,7 +12,6 @@
 #include "gateway/GatewayOwner.h"
 #include "gateway/RequestQueue.h"
 #include "gateway/ResponseManager.h"
-#include "gateway/VirtualGatewayStatuses.h"
 #include "gateway/WaitingRequests.h"
 #include "messages/BrenkMessage.h"
 #include "messages/BrenkMessageBuilder.h"

@@ -1,7 +1,7 @@
 // Connecting and disconnecting one gateway, and what its socket reports.
 
-#include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "gateway/VirtualGateway.h"
 #include "threading/CatchAll.h"
 

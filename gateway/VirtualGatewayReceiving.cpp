@@ -4,10 +4,11 @@
 
 #include "diagnostics/Log.h"
 #include "gateway/VirtualGateway.h"
-#include "messages/ArgumentNullException.h"
+#include "messages/Codes.h"
+#include "messages/Exceptions.h"
 #include "threading/CatchAll.h"
 #include "threading/MutexGuard.h"
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 namespace Brenk {
 namespace {
@@ -16,8 +17,6 @@ using Threading::MutexGuard;
 
 constexpr std::chrono::milliseconds kReadPeriod{300};
 constexpr int kAnswerTimeout = 10;
-
-constexpr std::uint8_t kEventTypes[] = {14, 15, 17, 18, 22};
 
 // Neither step is a cancellation point.
 void ReleaseAfterException(MutexGuard& guard, std::unique_ptr<Messages::BrenkMessage>& frame) {
@@ -90,12 +89,7 @@ bool VirtualGateway::IsEventMessageType(const Messages::BrenkMessage* message) {
     if (message == nullptr) {
         throw new ArgumentNullException;
     }
-    for (const std::uint8_t type : kEventTypes) {
-        if (message->PayloadType() == type) {
-            return true;
-        }
-    }
-    return false;
+    return Messages::CommandCodes::IsEvent(message->PayloadType());
 }
 
 void VirtualGateway::ManageBrenkGatewayResponse(Messages::BrenkMessage* message, std::time_t receiveTime) {

@@ -7,10 +7,10 @@
 #include "diagnostics/Log.h"
 #include "gateway/RequestSending.h"
 #include "gateway/VirtualGateway.h"
-#include "messages/ArgumentNullException.h"
+#include "messages/Exceptions.h"
 #include "threading/CatchAll.h"
 #include "threading/MutexGuard.h"
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 namespace Brenk {
 namespace {

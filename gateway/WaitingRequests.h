@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "gateway/MessageRequestInfo.h"
+#include "gateway/RequestQueue.h"
 #include "threading/Synchronized.h"
 
 namespace Brenk {

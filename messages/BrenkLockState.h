@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "messages/BrenkGetStatusPayload.h"
+#include "messages/AnswerPayloads.h"
 
 namespace Brenk::Messages {
 

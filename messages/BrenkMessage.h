@@ -5,10 +5,57 @@
 #include <string>
 #include <vector>
 
-#include "messages/BrenkFrameHeader.h"
-#include "messages/BrenkMessagePayload.h"
+#include "messages/Codes.h"
 
 namespace Brenk::Messages {
+
+// The first 17 bytes of a gateway frame in decoded form (FrameLayout.h), integers in host order, fields in the
+// order of the frame. A new header is all zeros.
+struct BrenkFrameHeader {
+    // Reads the header of `frame` as it stands, without judging it. Throws std::out_of_range when the frame is
+    // shorter than a header.
+    static BrenkFrameHeader Read(const std::vector<unsigned char>& frame);
+
+    // Appends the header's 17 bytes to `frame`.
+    void AppendTo(std::vector<unsigned char>& frame) const;
+
+    std::uint8_t totalLength = 0;
+    std::uint8_t magic1 = 0;
+    std::uint8_t magic2 = 0;
+    std::uint8_t remainingLength = 0;
+    std::uint8_t headerVersion = 0;
+    std::uint8_t reserved1 = 0;
+    std::uint8_t reserved2 = 0;
+    std::uint8_t referenceID = 0;
+    std::uint32_t sequenceCounter = 0;
+    std::uint32_t deviceAddress = 0;
+    std::uint8_t payloadType = 0;
+};
+
+// What follows the header of a gateway frame: one class per kind of request, answer and event. The class itself is
+// the payload of a request that carries no bytes.
+//
+// A payload belongs to its BrenkMessage, or to whoever detached it from there. It does not change once it is built,
+// so any thread that holds it may read it.
+class BrenkMessagePayload {
+  public:
+    BrenkMessagePayload() = default;
+    virtual ~BrenkMessagePayload() = default;
+    BrenkMessagePayload(const BrenkMessagePayload&) = delete;
+    BrenkMessagePayload& operator=(const BrenkMessagePayload&) = delete;
+
+    // The kind of this payload, one of PayloadDataTypes. It is not sent.
+    std::uint8_t DataType() const;
+
+    // Returns the bytes that stand in the frame, in a new vector that the caller owns.
+    virtual std::vector<unsigned char>* Serialize();
+
+  protected:
+    explicit BrenkMessagePayload(std::uint8_t dataType);
+
+  private:
+    std::uint8_t dataType_ = PayloadDataTypes::kUnmarked;
+};
 
 // One frame to or from a gateway in decoded form: its header and, if it has one, its payload, which it owns.
 // BrenkMessageBuilder makes them.
@@ -25,7 +72,7 @@ class BrenkMessage {
     std::uint8_t ReferenceID() const { return header_.referenceID; }
     std::uint32_t SequenceCounter() const { return header_.sequenceCounter; }
     std::uint32_t DeviceAddress() const { return header_.deviceAddress; }
-    // The command code (CommandCodes.h); for a parsed frame any value.
+    // The command code (Codes.h); for a parsed frame any value.
     std::uint8_t PayloadType() const { return header_.payloadType; }
 
     // The payload, which stays the message's; null when there is none.

@@ -5,17 +5,11 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
-#include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
-#include "messages/BrenkCardReaderMessagePayload.h"
-#include "messages/BrenkDeviceOnlyPayload.h"
-#include "messages/BrenkGetStatusPayload.h"
-#include "messages/BrenkLongTermActivationPayload.h"
-#include "messages/BrenkLongTermReleasePayload.h"
-#include "messages/BrenkPincodeMessagePayload.h"
-#include "messages/BrenkResponsePayload.h"
-#include "messages/BrenkShortTermActivationPayload.h"
-#include "messages/CommandCodes.h"
+#include "messages/AnswerPayloads.h"
+#include "messages/Codes.h"
+#include "messages/EventPayloads.h"
 #include "messages/FrameLayout.h"
+#include "messages/RequestPayloads.h"
 
 namespace Brenk::Messages {
 namespace {
@@ -70,26 +64,27 @@ std::unique_ptr<BrenkMessage> BrenkMessageBuilder::BuildGetStatus(std::uint32_t 
 }
 
 std::unique_ptr<BrenkMessage> BrenkMessageBuilder::BuildShortTermActivation(std::uint32_t deviceAddress,
-                                                                            std::uint8_t value, bool flag) {
-    return Build(deviceAddress, CommandCodes::WithFlag(CommandCodes::kShortTermActivation, flag),
+                                                                            std::uint8_t value, bool answersEvent) {
+    return Build(deviceAddress, CommandCodes::ForEventAnswer(CommandCodes::kShortTermActivation, answersEvent),
                  std::make_unique<BrenkShortTermActivationPayload>(value));
 }
 
 std::unique_ptr<BrenkMessage> BrenkMessageBuilder::BuildLongTermActivation(std::uint32_t deviceAddress,
                                                                            std::uint16_t firstValue,
-                                                                           std::uint16_t secondValue, bool flag) {
-    return Build(deviceAddress, CommandCodes::WithFlag(CommandCodes::kLongTermActivation, flag),
+                                                                           std::uint16_t secondValue,
+                                                                           bool answersEvent) {
+    return Build(deviceAddress, CommandCodes::ForEventAnswer(CommandCodes::kLongTermActivation, answersEvent),
                  std::make_unique<BrenkLongTermActivationPayload>(firstValue, secondValue));
 }
 
 std::unique_ptr<BrenkMessage> BrenkMessageBuilder::BuildLongTermRelease(std::uint32_t deviceAddress,
-                                                                        std::uint16_t value, bool flag) {
-    return Build(deviceAddress, CommandCodes::WithFlag(CommandCodes::kLongTermRelease, flag),
+                                                                        std::uint16_t value, bool answersEvent) {
+    return Build(deviceAddress, CommandCodes::ForEventAnswer(CommandCodes::kLongTermRelease, answersEvent),
                  std::make_unique<BrenkLongTermReleasePayload>(value));
 }
 
-std::unique_ptr<BrenkMessage> BrenkMessageBuilder::BuildAccessDenied(std::uint32_t deviceAddress, bool flag) {
-    return Build(deviceAddress, CommandCodes::WithFlag(CommandCodes::kAccessDenied, flag),
+std::unique_ptr<BrenkMessage> BrenkMessageBuilder::BuildAccessDenied(std::uint32_t deviceAddress, bool answersEvent) {
+    return Build(deviceAddress, CommandCodes::ForEventAnswer(CommandCodes::kAccessDenied, answersEvent),
                  std::make_unique<BrenkDeviceOnlyPayload>(PayloadDataTypes::kAccessDeniedRequest));
 }
 

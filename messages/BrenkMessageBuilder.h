@@ -6,9 +6,21 @@
 #include <vector>
 
 #include "messages/BrenkMessage.h"
-#include "messages/SendTicket.h"
 
 namespace Brenk::Messages {
+
+// What BrenkMessageBuilder::BeginSend() remembers of the moment before a frame is sent. A value; it belongs to the
+// builder that made it and means nothing to another.
+class SendTicket {
+  public:
+    explicit SendTicket(std::uint64_t announcements) : announcements_(announcements) {}
+
+    // How many sequence counters the gateway had announced by then.
+    std::uint64_t Announcements() const { return announcements_; }
+
+  private:
+    std::uint64_t announcements_;
+};
 
 // Builds the frames that go to one gateway, parses the frames that come from it, and keeps the two counters that
 // the gateway checks: the reference ID, by which an answer finds its request, and the sequence counter.
@@ -25,21 +37,23 @@ class BrenkMessageBuilder {
     BrenkMessageBuilder(const BrenkMessageBuilder&) = delete;
     BrenkMessageBuilder& operator=(const BrenkMessageBuilder&) = delete;
 
-    // One operation per request. `deviceAddress` is the lock's; `flag` chooses the second form of the command, with
-    // the high bit of its code set. Each returns null only when BuildBaseMessage does.
+    // One operation per request. `deviceAddress` is the lock's; `answersEvent` chooses the second form of the
+    // command, with the high bit of its code set. Each returns null only when BuildBaseMessage does.
     std::unique_ptr<BrenkMessage> BuildGetStatus(std::uint32_t deviceAddress);
 
     // Opens and closes again; `value` is a duration in the lock's own unit.
-    std::unique_ptr<BrenkMessage> BuildShortTermActivation(std::uint32_t deviceAddress, std::uint8_t value, bool flag);
+    std::unique_ptr<BrenkMessage> BuildShortTermActivation(std::uint32_t deviceAddress, std::uint8_t value,
+                                                           bool answersEvent);
 
     // Opens.
     std::unique_ptr<BrenkMessage> BuildLongTermActivation(std::uint32_t deviceAddress, std::uint16_t firstValue,
-                                                          std::uint16_t secondValue, bool flag);
+                                                          std::uint16_t secondValue, bool answersEvent);
 
     // Closes; `value` is a delay in the lock's own unit.
-    std::unique_ptr<BrenkMessage> BuildLongTermRelease(std::uint32_t deviceAddress, std::uint16_t value, bool flag);
+    std::unique_ptr<BrenkMessage> BuildLongTermRelease(std::uint32_t deviceAddress, std::uint16_t value,
+                                                       bool answersEvent);
 
-    std::unique_ptr<BrenkMessage> BuildAccessDenied(std::uint32_t deviceAddress, bool flag);
+    std::unique_ptr<BrenkMessage> BuildAccessDenied(std::uint32_t deviceAddress, bool answersEvent);
 
     // What `cardData` becomes is described at BrenkAddOrRemoveFromWhitelistPayload. `option` is sent as given.
     std::unique_ptr<BrenkMessage> BuildAddToWhitelist(std::uint32_t deviceAddress, bool uidMode,

@@ -15,7 +15,7 @@
 //      7  1  reference ID, 1..63: an answer carries the one of its request
 //      8  4  sequence counter
 //     12  4  device address: the lock
-//     16  1  payload type: the command code (CommandCodes.h)
+//     16  1  payload type: the command code (Codes.h)
 //     17  N  payload: each payload class has its own layout
 //   17+N  2  CRC-16/XMODEM of everything before it
 //

@@ -7,8 +7,8 @@
 
 #include "diagnostics/Log.h"
 #include "threading/CatchAll.h"
-#include "threading/OwnerBlock.h"
-#include "threading/Sleep.h"
+#include "threading/StopFlag.h"
+#include "threading/Thread.h"
 
 namespace Mux {
 namespace {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
-#include "gateway/MessageRequestInfo.h"
+#include "gateway/RequestQueue.h"
 #include "mux/AnswerBuilder.h"
 #include "mux/BrenkMux.h"
 #include "mux/EventBuilder.h"

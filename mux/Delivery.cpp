@@ -8,7 +8,7 @@
 
 #include "diagnostics/Log.h"
 #include "mux/messages/MuxMessageBuilder.h"
-#include "threading/Sleep.h"
+#include "threading/StopFlag.h"
 
 namespace Mux {
 namespace {

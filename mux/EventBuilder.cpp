@@ -4,7 +4,7 @@
 #include <string>
 
 #include "diagnostics/Log.h"
-#include "messages/CommandCodes.h"
+#include "messages/Codes.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 

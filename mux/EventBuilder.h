@@ -3,7 +3,7 @@
 #include <ctime>
 #include <memory>
 
-#include "gateway/VirtualGatewayEventMessage.h"
+#include "gateway/GatewayOwner.h"
 #include "mux/messages/MuxMessage.h"
 
 namespace Mux {

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <string>
 
-#include "diagnostics/DumpFile.h"
+#include "diagnostics/Dump.h"
 #include "diagnostics/InitDiagnostics.h"
 #include "diagnostics/Log.h"
 #include "diagnostics/ProcessEnd.h"

@@ -10,8 +10,8 @@
 #include <array>
 #include <cerrno>
 
-#include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "net/SocketWait.h"
 
 namespace Brenk::Net {

@@ -14,9 +14,8 @@
 #include <utility>
 
 #include "diagnostics/ErrorGuard.h"
-#include "diagnostics/ErrorText.h"
-#include "diagnostics/HexText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "net/FreeDescriptors.h"
 #include "net/SocketWait.h"
 #include "threading/CatchAll.h"

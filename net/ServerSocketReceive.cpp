@@ -5,11 +5,11 @@
 #include <new>
 #include <utility>
 
-#include "diagnostics/ErrorText.h"
 #include "diagnostics/Log.h"
+#include "diagnostics/Text.h"
 #include "net/ServerSocket.h"
 #include "threading/CatchAll.h"
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 namespace Brenk::Net {
 namespace {

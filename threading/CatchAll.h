@@ -14,8 +14,9 @@ bool CatchAllOf(void (*work)(void*), void* workArgument, void (*onException)(voi
                 void* handlerArgument);
 
 // Calls `work`. Whatever it throws ends here, but for the unwinding of a cancelled thread, which passes: `onException`
-// is called with its text (const char*), which lives as long as that call and needs no memory. Returns whether nothing
-// was thrown. What `onException` throws is thrown.
+// is called with its text (const char*), which lives as long as that call, is cut after 255 bytes and needs no memory.
+// An exception that was thrown as a pointer to a new object is freed. Returns whether nothing was thrown. What
+// `onException` throws is thrown.
 template <typename Work, typename OnException>
 bool CatchAll(Work work, OnException onException) {
     return CatchAllOf([](void* argument) { (*static_cast<Work*>(argument))(); }, &work,

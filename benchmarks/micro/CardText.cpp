@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/HexText.h"
+#include "diagnostics/Text.h"
 #include "mux/messages/CardData.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "mux/messages/CardData.h"
 
-#include "diagnostics/HexText.h"
+#include "diagnostics/Text.h"
 
 namespace Mux {
 namespace {

@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/CaughtException.h"
 #include "diagnostics/JsonReading.h"
 #include "diagnostics/Log.h"
 #include "diagnostics/LogStream.h"
@@ -29,6 +28,7 @@
 #include "tests/mux/TestMux.h"
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/WaitUntil.h"
+#include "threading/CatchAll.h"
 
 namespace {
 
@@ -83,15 +83,19 @@ TEST_F(OutOfMemoryTest, ALineForAPipeWithoutRoomLeavesTheSignalsAsTheyWere) {
     close(ends[1]);
 }
 
+// Notes how many allocations had been made when it was made: behind that of its own memory.
+struct NotedBadAlloc : std::bad_alloc {
+    explicit NotedBadAlloc(std::size_t& allocations) { allocations = Testing::OwnAllocations(); }
+};
+
 TEST_F(OutOfMemoryTest, ACatchAllNeedsNone) {
-    try {
-        throw std::bad_alloc();
-    } catch (...) {
-        const std::size_t before = Testing::OwnAllocations();
-        const Diagnostics::CaughtException caught;
-        EXPECT_EQ(Testing::OwnAllocations(), before);
-        EXPECT_STREQ(caught.Text(), "std::bad_alloc");
-    }
+    std::size_t before = 0;
+    const bool isDone = Threading::CatchAll([&before] { throw NotedBadAlloc(before); },
+                                            [&before](const char* text) {
+                                                EXPECT_EQ(Testing::OwnAllocations(), before);
+                                                EXPECT_STREQ(text, "std::bad_alloc");
+                                            });
+    EXPECT_FALSE(isDone);
 }
 
 // Deep, and with a string that needs a chunk of its own.

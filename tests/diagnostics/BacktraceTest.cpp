@@ -1,6 +1,6 @@
 // This program is linked so that backtrace() and backtrace_symbols() come here first: what they return can then be
 // chosen.
-#include "diagnostics/Backtrace.h"
+#include "diagnostics/Dump.h"
 
 #include <execinfo.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "diagnostics/DumpFile.h"
+#include "diagnostics/Dump.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

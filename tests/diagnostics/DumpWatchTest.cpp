@@ -1,4 +1,4 @@
-#include "diagnostics/DumpWatch.h"
+#include "diagnostics/Dump.h"
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "diagnostics/DumpFile.h"
+#include "diagnostics/Dump.h"
 #include "diagnostics/InitDiagnostics.h"
 #include "diagnostics/SignalHandler.h"
 

@@ -1,5 +1,3 @@
-#include "diagnostics/LineText.h"
-
 #include <gtest/gtest.h>
 #include <plog/Formatters/TxtFormatter.h>
 
@@ -8,6 +6,8 @@
 #include <optional>
 #include <random>
 #include <string>
+
+#include "diagnostics/LogRecord.h"
 
 namespace Diagnostics {
 namespace {

@@ -1,4 +1,4 @@
-#include "diagnostics/LogCall.h"
+#include "diagnostics/Log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

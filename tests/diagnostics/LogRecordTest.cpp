@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "diagnostics/LogLine.h"
+#include "diagnostics/Log.h"
 
 namespace Diagnostics {
 namespace {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "diagnostics/ErrorGuard.h"
-#include "diagnostics/LogCall.h"
+#include "diagnostics/Log.h"
 #include "diagnostics/SignalHandler.h"
 #include "tests/diagnostics/EndingProcess.h"
 

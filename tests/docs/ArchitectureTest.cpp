@@ -57,7 +57,7 @@ Names SourceFiles() {
 }
 
 Names Statuses() {
-    return FoundIn(ReadDocument("../gateway/VirtualGatewayStatuses.h"), "([A-Z_]+) = [0-9]+,");
+    return FoundIn(ReadDocument("../gateway/GatewayOwner.h"), "([A-Z_]+) = [0-9]+,");
 }
 
 Names StatusesThatAreSet() {

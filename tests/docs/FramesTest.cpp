@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "gateway/VirtualGateway.h"
+#include "messages/AnswerPayloads.h"
 #include "messages/BrenkLockState.h"
 #include "messages/BrenkMessageBuilder.h"
-#include "messages/BrenkReaderEventPayload.h"
-#include "messages/BrenkResponsePayload.h"
+#include "messages/EventPayloads.h"
 #include "messages/crc/CRC16.h"
 #include "tests/docs/support/Book.h"
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "messages/CommandCodes.h"
-#include "mux/AnswerTexts.h"
+#include "messages/Codes.h"
+#include "mux/AnswerBuilder.h"
 #include "mux/EventBuilder.h"
 #include "mux/messages/RequestTable.h"
 #include "tests/docs/support/Book.h"
@@ -79,10 +79,10 @@ TEST(Tables, OfCommandsHaveTheCodesOfTheFrames) {
         CommandCodes::kGetStatus,           CommandCodes::kAddToWhitelist,
         CommandCodes::kRemoveFromWhitelist, CommandCodes::kDeleteWholeWhitelist,
         CommandCodes::kDisableWhitelist,    CommandCodes::kEnableWhitelist,
-        CommandCodes::kAccessDenied,        CommandCodes::WithFlag(CommandCodes::kAccessDenied, true),
-        CommandCodes::kShortTermActivation, CommandCodes::WithFlag(CommandCodes::kShortTermActivation, true),
-        CommandCodes::kLongTermActivation,  CommandCodes::WithFlag(CommandCodes::kLongTermActivation, true),
-        CommandCodes::kLongTermRelease,     CommandCodes::WithFlag(CommandCodes::kLongTermRelease, true),
+        CommandCodes::kAccessDenied,        CommandCodes::ForEventAnswer(CommandCodes::kAccessDenied, true),
+        CommandCodes::kShortTermActivation, CommandCodes::ForEventAnswer(CommandCodes::kShortTermActivation, true),
+        CommandCodes::kLongTermActivation,  CommandCodes::ForEventAnswer(CommandCodes::kLongTermActivation, true),
+        CommandCodes::kLongTermRelease,     CommandCodes::ForEventAnswer(CommandCodes::kLongTermRelease, true),
     };
     std::set<int> codes;
     for (const Row& row : Book("gateway-protocol.md").Table("commands")) {

@@ -9,8 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "messages/InvalidArgumentException.h"
-#include "messages/NullObjectException.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/FakeGateway.h"
 #include "tests/support/WaitUntil.h"
 

@@ -1,4 +1,4 @@
-#include "gateway/MessageRequestInfo.h"
+#include "gateway/RequestQueue.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "messages/BrenkMessagePayload.h"
+#include "messages/BrenkMessage.h"
 #include "tests/gateway/FakeGateway.h"
 #include "tests/support/CapturedLog.h"
 

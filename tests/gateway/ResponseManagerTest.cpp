@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "messages/BrenkResponseCode.h"
+#include "messages/Codes.h"
 #include "tests/gateway/FakeGateway.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"

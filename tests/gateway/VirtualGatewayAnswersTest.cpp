@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "messages/NullObjectException.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/gateway/ProgramClock.h"
 #include "tests/gateway/ThreadFaults.h"

@@ -1,4 +1,4 @@
-#include "gateway/VirtualGatewayEventMessage.h"
+#include "gateway/GatewayOwner.h"
 
 #include <gtest/gtest.h>
 

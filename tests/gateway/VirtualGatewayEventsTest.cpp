@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "messages/ArgumentNullException.h"
-#include "messages/BrenkCardReaderMessagePayload.h"
-#include "messages/BrenkGetStatusPayload.h"
-#include "messages/BrenkPincodeMessagePayload.h"
+#include "messages/AnswerPayloads.h"
+#include "messages/EventPayloads.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/gateway/ThreadFaults.h"
 #include "tests/messages/WireBytes.h"

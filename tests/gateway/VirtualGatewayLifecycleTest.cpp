@@ -7,8 +7,7 @@
 #include <optional>
 
 #include "diagnostics/ErrorGuard.h"
-#include "messages/InvalidArgumentException.h"
-#include "messages/NullObjectException.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/support/ThreadCreationFails.h"
 

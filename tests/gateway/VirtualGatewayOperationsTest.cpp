@@ -2,8 +2,8 @@
 
 #include <functional>
 
-#include "diagnostics/HexText.h"
-#include "messages/ArgumentNullException.h"
+#include "diagnostics/Text.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/messages/WireBytes.h"
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "messages/ArgumentNullException.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/gateway/ProgramClock.h"
 #include "tests/gateway/ThreadFaults.h"

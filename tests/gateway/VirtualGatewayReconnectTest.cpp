@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "diagnostics/ErrorGuard.h"
-#include "messages/NullObjectException.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/gateway/ThreadFaults.h"
 

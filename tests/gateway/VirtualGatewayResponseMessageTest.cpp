@@ -1,4 +1,4 @@
-#include "gateway/VirtualGatewayResponseMessage.h"
+#include "gateway/GatewayOwner.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "messages/ArgumentNullException.h"
+#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/support/SignalStorm.h"
 

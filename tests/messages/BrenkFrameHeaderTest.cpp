@@ -1,4 +1,4 @@
-#include "messages/BrenkFrameHeader.h"
+#include "messages/BrenkMessage.h"
 
 #include <gtest/gtest.h>
 

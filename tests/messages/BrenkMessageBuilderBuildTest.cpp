@@ -4,13 +4,9 @@
 #include <ostream>
 #include <typeinfo>
 
-#include "messages/BrenkAddOrRemoveFromWhitelistPayload.h"
-#include "messages/BrenkDeviceOnlyPayload.h"
-#include "messages/BrenkGetStatusPayload.h"
-#include "messages/BrenkLongTermActivationPayload.h"
-#include "messages/BrenkLongTermReleasePayload.h"
+#include "messages/AnswerPayloads.h"
 #include "messages/BrenkMessageBuilder.h"
-#include "messages/BrenkShortTermActivationPayload.h"
+#include "messages/RequestPayloads.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
 

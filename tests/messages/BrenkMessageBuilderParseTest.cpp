@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "messages/BrenkCardReaderMessagePayload.h"
-#include "messages/BrenkGetStatusPayload.h"
+#include "messages/AnswerPayloads.h"
 #include "messages/BrenkMessageBuilder.h"
-#include "messages/BrenkPincodeMessagePayload.h"
-#include "messages/BrenkResponsePayload.h"
+#include "messages/EventPayloads.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
 

@@ -1,4 +1,4 @@
-#include "messages/BrenkMessagePayload.h"
+#include "messages/BrenkMessage.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "messages/BrenkShortTermActivationPayload.h"
+#include "messages/RequestPayloads.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "messages/BrenkReaderEventPayload.h"
+#include "messages/EventPayloads.h"
 #include "tests/messages/WireBytes.h"
 
 namespace Testing {

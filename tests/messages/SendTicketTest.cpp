@@ -1,10 +1,8 @@
-#include "messages/SendTicket.h"
+#include "messages/BrenkMessageBuilder.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
-
-#include "messages/BrenkMessageBuilder.h"
 
 namespace Brenk::Messages {
 namespace {

@@ -1,4 +1,4 @@
-#include "mux/AnswerTexts.h"
+#include "mux/AnswerBuilder.h"
 
 #include <gtest/gtest.h>
 

@@ -20,8 +20,8 @@
 #include "tests/support/ReservedPort.h"
 #include "tests/support/ThreadCreationFails.h"
 #include "tests/support/WaitUntil.h"
-#include "threading/OwnerBlock.h"
 #include "threading/Synchronized.h"
+#include "threading/Thread.h"
 
 using Testing::CapturedLog;
 using Testing::ConfigurationText;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -13,7 +14,19 @@
 namespace Threading {
 namespace {
 
-std::string TextOf(void (*work)()) {
+class CountedException : public std::exception {
+  public:
+    CountedException() { ++alive; }
+    CountedException(const CountedException&) = delete;
+    CountedException& operator=(const CountedException&) = delete;
+    ~CountedException() override { --alive; }
+    const char* what() const noexcept override { return "counted"; }
+
+    static inline int alive = 0;
+};
+
+template <typename Work>
+std::string TextOf(Work work) {
     std::string caught = "(nothing)";
     const bool isDone = CatchAll(work, [&](const char* text) { caught = text; });
     EXPECT_EQ(isDone, caught == "(nothing)");
@@ -29,6 +42,20 @@ TEST(CatchAllTest, LetsWorkBeDone) {
 TEST(CatchAllTest, TellsWhatWasThrown) {
     EXPECT_EQ(TextOf([] {}), "(nothing)");
     EXPECT_EQ(TextOf([] { throw std::runtime_error("the reason"); }), "the reason");
+}
+
+TEST(CatchAllTest, TellsWhatWasThrownAsAPointerAndFreesIt) {
+    EXPECT_EQ(TextOf([] { throw new CountedException; }), "counted");
+    EXPECT_EQ(CountedException::alive, 0);
+}
+
+TEST(CatchAllTest, CutsALongText) {
+    EXPECT_EQ(TextOf([] { throw std::out_of_range(std::string(255, 'x')); }), std::string(255, 'x'));
+    EXPECT_EQ(TextOf([] { throw std::out_of_range(std::string(1000, 'x')); }), std::string(255, 'x'));
+}
+
+TEST(CatchAllTest, CallsAnythingElseAnUnknownException) {
+    EXPECT_EQ(TextOf([] { throw 42; }), "unknown exception");
 }
 
 TEST(CatchAllTest, LetsWhatTheHandlerThrowsPass) {

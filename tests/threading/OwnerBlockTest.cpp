@@ -1,4 +1,4 @@
-#include "threading/OwnerBlock.h"
+#include "threading/Thread.h"
 
 #include <gtest/gtest.h>
 

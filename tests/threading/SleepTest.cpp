@@ -1,4 +1,4 @@
-#include "threading/Sleep.h"
+#include "threading/StopFlag.h"
 
 #include <gtest/gtest.h>
 
