@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 namespace Load {
 namespace {

@@ -2,12 +2,12 @@
 
 #include <utility>
 
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 
 namespace Mux::Configuration {
 namespace {
 
-using Diagnostics::FindMember;
+using Json::FindMember;
 
 std::int32_t IntegerOrZero(const rapidjson::Value& object, const char* name) {
     const auto* value = FindMember(object, name);
@@ -58,7 +58,7 @@ GatewayConfiguration ReadGateway(const rapidjson::Value& element) {
 
 bool MuxConfigurationParser::ParseText(const std::string& text, MuxConfigurationData& configuration) const {
     rapidjson::Document document;
-    return Diagnostics::ParseJson(text, document) && ParseObject(document, configuration);
+    return Json::Parse(text, document) && ParseObject(document, configuration);
 }
 
 bool MuxConfigurationParser::ParseObject(const rapidjson::Value& object, MuxConfigurationData& configuration) const {

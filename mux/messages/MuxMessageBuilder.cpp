@@ -5,12 +5,12 @@
 #include <ctime>
 #include <utility>
 
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 
 namespace Mux {
 namespace {
 
-using Diagnostics::FindMember;
+using Json::FindMember;
 
 constexpr std::size_t kParsedBytes = 4096;
 
@@ -52,7 +52,7 @@ std::unique_ptr<MuxMessage> MuxMessageBuilder::ParseMessage(const std::string& t
     alignas(std::max_align_t) std::array<char, kParsedBytes> buffer;
     rapidjson::MemoryPoolAllocator<> pool(buffer.data(), buffer.size());
     rapidjson::Document root(&pool);
-    if (!Diagnostics::ParseJson(text, root)) {
+    if (!Json::Parse(text, root)) {
         return nullptr;
     }
     // The first look-up is what refuses a root that is no object.

@@ -18,7 +18,7 @@
 #include "benchmarks/load/StartUpMeasurement.h"
 #include "benchmarks/load/StartedProgram.h"
 #include "benchmarks/load/ThroughputMeasurement.h"
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/WaitUntil.h"
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "diagnostics/JsonReading.h"
+#include "json/FaultText.h"
+#include "json/Reading.h"
 #include "tools/gateway-simulator/CommandError.h"
-#include "tools/muxctl/JsonFault.h"
 
 namespace Simulator {
 namespace {
@@ -32,7 +32,7 @@ void JsonNode::AllowMembers(std::initializer_list<const char*> names) const {
 }
 
 std::optional<JsonNode> JsonNode::Member(const char* name) const {
-    const rapidjson::Value* value = Diagnostics::FindMember(value_, name);
+    const rapidjson::Value* value = Json::FindMember(value_, name);
     if (value == nullptr) {
         return std::nullopt;
     }
@@ -105,8 +105,8 @@ void JsonNode::Refuse(const std::string& fault) const {
 
 void ReadJson(const std::string& file, const std::string& text, const std::function<void(const JsonNode& root)>& read) {
     rapidjson::Document document;
-    if (!Diagnostics::ParseJson(text, document)) {
-        throw CommandError(file + ": " + Muxctl::JsonFaultText(text));
+    if (!Json::Parse(text, document)) {
+        throw CommandError(file + ": " + Json::FaultText(text));
     }
     read(JsonNode(file, document));
 }

@@ -6,11 +6,11 @@
 #include <unordered_set>
 #include <utility>
 
-#include "diagnostics/JsonReading.h"
+#include "json/FaultText.h"
+#include "json/Reading.h"
 #include "mux/configuration/MuxConfigurationParser.h"
 #include "tools/muxctl/ConfigurationShape.h"
 #include "tools/muxctl/ConfigurationValues.h"
-#include "tools/muxctl/JsonFault.h"
 #include "tools/muxctl/ParseInChildProcess.h"
 
 namespace Muxctl {
@@ -18,7 +18,7 @@ namespace {
 
 Findings ShapeOf(const std::string& text) {
     rapidjson::Document document;
-    Diagnostics::ParseJson(text, document);
+    Json::Parse(text, document);
     return CheckShape(document);
 }
 
@@ -41,7 +41,7 @@ void AddNew(Findings more, Findings& findings) {
 
 ConfigurationReport ReportNotJson(const std::string& text) {
     ConfigurationReport report;
-    report.findings = {{Finding::Level::kError, "", JsonFaultText(text)}};
+    report.findings = {{Finding::Level::kError, "", Json::FaultText(text)}};
     return report;
 }
 

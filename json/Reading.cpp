@@ -1,10 +1,10 @@
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 
 #include <rapidjson/memorystream.h>
 
 #include <algorithm>
 
-namespace Diagnostics {
+namespace Json {
 namespace {
 
 // Every number with an exponent of minus this many digits or more is zero.
@@ -67,7 +67,7 @@ std::string WithShortExponents(const std::string& text) {
 
 }  // namespace
 
-bool ParseJson(const std::string& text, rapidjson::Document& document) {
+bool Parse(const std::string& text, rapidjson::Document& document) {
     const std::string shortened = MayHaveLongExponent(text) ? WithShortExponents(text) : std::string();
     const std::string& parsedText = shortened.empty() ? text : shortened;
     rapidjson::MemoryStream stream(parsedText.data(), parsedText.size());
@@ -85,4 +85,4 @@ const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* n
     return member != object.MemberEnd() ? &member->value : nullptr;
 }
 
-}  // namespace Diagnostics
+}  // namespace Json

@@ -1,4 +1,4 @@
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -11,7 +11,7 @@
 #error "this test is about assertions in a build without them"
 #endif
 
-namespace Diagnostics {
+namespace Json {
 namespace {
 
 using testing::KilledBySignal;
@@ -75,4 +75,4 @@ TEST(RapidJson, DeeplyNestedArraysParseWithoutOverflowingTheStack) {
 }
 
 }  // namespace
-}  // namespace Diagnostics
+}  // namespace Json
