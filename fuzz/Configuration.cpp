@@ -5,7 +5,7 @@
 #include <string>
 
 #include "fuzz/FuzzTarget.h"
-#include "fuzz/JsonAssertion.h"
+#include "json/Assertion.h"
 #include "json/FaultText.h"
 #include "json/Reading.h"
 #include "mux/configuration/MuxConfigurationParser.h"
@@ -35,7 +35,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         FUZZ_CHECK(isJson || Json::FaultText(text).find("is no JSON: ") == 0);
         FUZZ_CHECK(!SaysThatTheDaemonEnds(text));
         Muxctl::CheckValues(configuration);
-    } catch (const Fuzz::JsonAssertion&) {
+    } catch (const Json::AssertionFailure&) {
         // How the daemon ends then is a matter of its tests.
         FUZZ_CHECK(SaysThatTheDaemonEnds(text));
     }
