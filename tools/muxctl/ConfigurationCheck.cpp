@@ -11,10 +11,21 @@
 #include "mux/configuration/MuxConfigurationParser.h"
 #include "tools/muxctl/ConfigurationShape.h"
 #include "tools/muxctl/ConfigurationValues.h"
-#include "tools/muxctl/ParseInChildProcess.h"
 
 namespace Muxctl {
 namespace {
+
+// What the Mux's own parser does with a configuration.
+enum class ParserOutcome { kParsed, kNotJson, kFailsAssertion };
+
+ParserOutcome Parse(const std::string& text, Mux::Configuration::MuxConfigurationData& configuration) {
+    try {
+        const bool isJson = Mux::Configuration::MuxConfigurationParser().ParseText(text, configuration);
+        return isJson ? ParserOutcome::kParsed : ParserOutcome::kNotJson;
+    } catch (const Json::AssertionFailure&) {
+        return ParserOutcome::kFailsAssertion;
+    }
+}
 
 Findings ShapeOf(const std::string& text) {
     rapidjson::Document document;
@@ -54,9 +65,8 @@ ConfigurationReport ReportEnd(const std::string& text) {
     return report;
 }
 
-ConfigurationReport ReportParsed(const std::string& text) {
-    Mux::Configuration::MuxConfigurationData configuration;
-    Mux::Configuration::MuxConfigurationParser().ParseText(text, configuration);
+ConfigurationReport ReportParsed(const std::string& text,
+                                 const Mux::Configuration::MuxConfigurationData& configuration) {
     ConfigurationReport report;
     report.gatewayCount = configuration.gateways.size();
     for (const auto& gateway : configuration.gateways) {
@@ -71,15 +81,16 @@ ConfigurationReport ReportParsed(const std::string& text) {
 }  // namespace
 
 ConfigurationReport CheckConfiguration(const std::string& text) {
-    switch (ParseInChildProcess(text)) {
+    Mux::Configuration::MuxConfigurationData configuration;
+    switch (Parse(text, configuration)) {
         case ParserOutcome::kNotJson:
             return ReportNotJson(text);
-        case ParserOutcome::kEndsProcess:
+        case ParserOutcome::kFailsAssertion:
             return ReportEnd(text);
         case ParserOutcome::kParsed:
             break;
     }
-    return ReportParsed(text);
+    return ReportParsed(text, configuration);
 }
 
 }  // namespace Muxctl
