@@ -17,4 +17,7 @@ bool Parse(const std::string& text, rapidjson::Document& document);
 // when `object` is no object.
 const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* name);
 
+// The characters of `text`, NUL characters included. Fails an assertion when `text` is no string.
+std::string StringOf(const rapidjson::Value& text);
+
 }  // namespace Json

@@ -16,10 +16,7 @@ std::int32_t IntegerOrZero(const rapidjson::Value& object, const char* name) {
 
 std::string TextOrEmpty(const rapidjson::Value& object, const char* name) {
     const auto* value = FindMember(object, name);
-    if (value == nullptr || !value->IsString()) {
-        return {};
-    }
-    return {value->GetString(), value->GetStringLength()};
+    return value != nullptr && value->IsString() ? Json::StringOf(*value) : std::string();
 }
 
 // The records that `read` makes of the elements of the array `name`; none when there is no such array. An element that

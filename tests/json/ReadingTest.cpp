@@ -57,7 +57,7 @@ TEST(Parse, RefusesANulCharacterWhereverItStands) {
 TEST(Parse, TakesAnEscapedNulCharacterAsPartOfItsText) {
     rapidjson::Document document;
     ASSERT_TRUE(Parse(R"("a\u0000b")", document));
-    EXPECT_EQ(std::string(document.GetString(), document.GetStringLength()), std::string("a\0b", 3));
+    EXPECT_EQ(StringOf(document), std::string("a\0b", 3));
 }
 
 double NumberOf(const std::string& text) {
@@ -117,6 +117,10 @@ TEST(FindMemberDeathTest, InAnythingButAnObjectIsAFailedAssertion) {
         document.Parse(text);
         EXPECT_DEATH(FindMember(document, "a"), "Assertion .*IsObject.* failed") << text;
     }
+}
+
+TEST(StringOfDeathTest, WhatIsNoStringIsAFailedAssertion) {
+    EXPECT_DEATH(StringOf(rapidjson::Value(1)), "Assertion .*IsString.* failed");
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ void JsonNode::AllowMembers(std::initializer_list<const char*> names) const {
         Refuse("must be an object");
     }
     for (const auto& member : value_.get().GetObject()) {
-        const std::string name(member.name.GetString(), member.name.GetStringLength());
+        const std::string name = Json::StringOf(member.name);
         if (std::find(names.begin(), names.end(), name) == names.end()) {
             Refuse("has no member \"" + name + "\"; it may have " + Join(names));
         }
@@ -96,7 +96,7 @@ std::string JsonNode::Text() const {
     if (!value_.get().IsString()) {
         Refuse("must be a text");
     }
-    return {value_.get().GetString(), value_.get().GetStringLength()};
+    return Json::StringOf(value_);
 }
 
 void JsonNode::Refuse(const std::string& fault) const {

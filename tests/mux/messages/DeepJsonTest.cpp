@@ -8,7 +8,7 @@
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 #include "mux/messages/RequestPayloads.h"
-#include "tests/mux/messages/SmallStack.h"
+#include "tests/support/SmallStack.h"
 
 using Testing::OnASmallStack;
 
