@@ -85,8 +85,4 @@ const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* n
     return member != object.MemberEnd() ? &member->value : nullptr;
 }
 
-std::string StringOf(const rapidjson::Value& text) {
-    return {text.GetString(), text.GetStringLength()};
-}
-
 }  // namespace Json

@@ -18,6 +18,8 @@ bool Parse(const std::string& text, rapidjson::Document& document);
 const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* name);
 
 // The characters of `text`, NUL characters included. Fails an assertion when `text` is no string.
-std::string StringOf(const rapidjson::Value& text);
+inline std::string StringOf(const rapidjson::Value& text) {
+    return {text.GetString(), text.GetStringLength()};
+}
 
 }  // namespace Json
