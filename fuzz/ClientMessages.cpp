@@ -4,7 +4,7 @@
 #include <string>
 
 #include "fuzz/FuzzTarget.h"
-#include "fuzz/JsonAssertion.h"
+#include "json/Assertion.h"
 #include "mux/messages/MuxMessageBuilder.h"
 
 namespace {
@@ -31,7 +31,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         if (message != nullptr) {
             Rewrite(builder, *message);
         }
-    } catch (const Fuzz::JsonAssertion&) {
+    } catch (const Json::AssertionFailure&) {
         // How the daemon ends then is a matter of its tests.
     }
     return 0;

@@ -4,19 +4,19 @@
 #include <algorithm>
 #include <string>
 
-#include "diagnostics/JsonReading.h"
 #include "fuzz/FuzzTarget.h"
-#include "fuzz/JsonAssertion.h"
+#include "json/Assertion.h"
+#include "json/FaultText.h"
+#include "json/Reading.h"
 #include "mux/configuration/MuxConfigurationParser.h"
 #include "tools/muxctl/ConfigurationShape.h"
 #include "tools/muxctl/ConfigurationValues.h"
-#include "tools/muxctl/JsonFault.h"
 
 namespace {
 
 bool SaysThatTheDaemonEnds(const std::string& text) {
     rapidjson::Document document;
-    Diagnostics::ParseJson(text, document);
+    Json::Parse(text, document);
     const Muxctl::Findings findings = Muxctl::CheckShape(document);
     return std::any_of(findings.begin(), findings.end(),
                        [](const Muxctl::Finding& finding) { return finding.level == Muxctl::Finding::Level::kError; });
@@ -32,10 +32,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         const Mux::Configuration::MuxConfigurationParser parser;
         const bool isJson = parser.ParseText(text, configuration);
         FUZZ_CHECK(isJson || configuration.gateways.empty());
-        FUZZ_CHECK(isJson || Muxctl::JsonFaultText(text).find("is no JSON: ") == 0);
+        FUZZ_CHECK(isJson || Json::FaultText(text).find("is no JSON: ") == 0);
         FUZZ_CHECK(!SaysThatTheDaemonEnds(text));
         Muxctl::CheckValues(configuration);
-    } catch (const Fuzz::JsonAssertion&) {
+    } catch (const Json::AssertionFailure&) {
         // How the daemon ends then is a matter of its tests.
         FUZZ_CHECK(SaysThatTheDaemonEnds(text));
     }

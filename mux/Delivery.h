@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "mux/Clients.h"
 #include "mux/RecordQueue.h"
 

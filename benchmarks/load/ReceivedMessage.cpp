@@ -2,28 +2,23 @@
 
 #include <stdexcept>
 
-#include "diagnostics/RapidJson.h"
+#include "json/Reading.h"
 
 namespace Load {
 namespace {
 
-using Value = rapidjson::Value;
-
-const Value* FindMember(const Value& object, const char* name) {
-    const auto found = object.FindMember(name);
-    return found == object.MemberEnd() ? nullptr : &found->value;
-}
+using Json::FindMember;
+using rapidjson::Value;
 
 std::string TextOf(const Value* value) {
-    return value != nullptr && value->IsString() ? value->GetString() : "";
+    return value != nullptr && value->IsString() ? Json::StringOf(*value) : "";
 }
 
 }  // namespace
 
 ReceivedMessage ParseReceived(const std::string& text) {
     rapidjson::Document document;
-    document.Parse(text.c_str());
-    if (document.HasParseError() || !document.IsObject()) {
+    if (!Json::Parse(text, document) || !document.IsObject()) {
         throw std::runtime_error("the server sent what is no message: " + text);
     }
     const Value* const code = FindMember(document, "MessageCode");

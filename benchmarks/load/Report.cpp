@@ -6,7 +6,7 @@
 #include <iomanip>
 #include <sstream>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 namespace Load {
 namespace {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 

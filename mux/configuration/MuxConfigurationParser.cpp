@@ -2,12 +2,12 @@
 
 #include <utility>
 
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 
 namespace Mux::Configuration {
 namespace {
 
-using Diagnostics::FindMember;
+using Json::FindMember;
 
 std::int32_t IntegerOrZero(const rapidjson::Value& object, const char* name) {
     const auto* value = FindMember(object, name);
@@ -16,10 +16,7 @@ std::int32_t IntegerOrZero(const rapidjson::Value& object, const char* name) {
 
 std::string TextOrEmpty(const rapidjson::Value& object, const char* name) {
     const auto* value = FindMember(object, name);
-    if (value == nullptr || !value->IsString()) {
-        return {};
-    }
-    return {value->GetString(), value->GetStringLength()};
+    return value != nullptr && value->IsString() ? Json::StringOf(*value) : std::string();
 }
 
 // The records that `read` makes of the elements of the array `name`; none when there is no such array. An element that
@@ -58,7 +55,7 @@ GatewayConfiguration ReadGateway(const rapidjson::Value& element) {
 
 bool MuxConfigurationParser::ParseText(const std::string& text, MuxConfigurationData& configuration) const {
     rapidjson::Document document;
-    return Diagnostics::ParseJson(text, document) && ParseObject(document, configuration);
+    return Json::Parse(text, document) && ParseObject(document, configuration);
 }
 
 bool MuxConfigurationParser::ParseObject(const rapidjson::Value& object, MuxConfigurationData& configuration) const {

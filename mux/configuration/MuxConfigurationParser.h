@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "mux/configuration/MuxConfigurationData.h"
 
 namespace Mux::Configuration {

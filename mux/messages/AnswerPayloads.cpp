@@ -3,12 +3,12 @@
 #include <memory>
 #include <utility>
 
-#include "mux/messages/JsonTree.h"
+#include "json/Tree.h"
 
 namespace Mux {
 
 MuxAckMessagePayload::MuxAckMessagePayload(const rapidjson::Value& data) {
-    CopyJson(data, data_, data_.GetAllocator());
+    Json::Copy(data, data_, data_.GetAllocator());
 }
 
 rapidjson::Value* MuxAckMessagePayload::ToJSONObject(rapidjson::Document* document) {
@@ -20,13 +20,13 @@ MuxNackMessagePayload::MuxNackMessagePayload(std::int32_t errorCode, std::string
 
 MuxNackMessagePayload::MuxNackMessagePayload(std::int32_t errorCode, std::string message, const rapidjson::Value& data)
     : MuxNackMessagePayload(errorCode, std::move(message)) {
-    CopyJson(data, data_, data_.GetAllocator());
+    Json::Copy(data, data_, data_.GetAllocator());
 }
 
 std::string MuxNackMessagePayload::ToJSON() {
     rapidjson::Document document;
     const std::unique_ptr<rapidjson::Value> object(ToJSONObject(&document));
-    return JsonText(*object);
+    return Json::Text(*object);
 }
 
 rapidjson::Value* MuxNackMessagePayload::ToJSONObject(rapidjson::Document* document) {

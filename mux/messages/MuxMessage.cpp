@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
-#include "mux/messages/JsonTree.h"
+#include "json/Tree.h"
 #include "mux/messages/MuxMessageCodes.h"
 
 namespace Mux {
@@ -44,7 +44,7 @@ std::string MuxMessage::ToJSON(rapidjson::MemoryPoolAllocator<>& pool) {
     document.AddMember("MessageID", rapidjson::StringRef(messageID_.data(), messageID_.size()), pool);
     document.AddMember("MessageCode", messageCode_, pool);
     document.AddMember("Data", data ? *data : noData, pool);
-    return JsonText(document);
+    return Json::Text(document);
 }
 
 // Null when there is nothing to write as "Data".

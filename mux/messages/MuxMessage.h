@@ -5,7 +5,7 @@
 #include <string>
 #include <variant>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "mux/messages/AnswerPayloads.h"
 
 namespace Mux {

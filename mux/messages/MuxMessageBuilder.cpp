@@ -5,12 +5,12 @@
 #include <ctime>
 #include <utility>
 
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 
 namespace Mux {
 namespace {
 
-using Diagnostics::FindMember;
+using Json::FindMember;
 
 constexpr std::size_t kParsedBytes = 4096;
 
@@ -25,10 +25,7 @@ std::int32_t TimestampOf(const rapidjson::Value& root) {
 
 std::string MessageIDOf(const rapidjson::Value& root) {
     const auto* messageID = FindMember(root, "MessageID");
-    if (messageID == nullptr || !messageID->IsString()) {
-        return {};
-    }
-    return {messageID->GetString(), messageID->GetStringLength()};
+    return messageID != nullptr && messageID->IsString() ? Json::StringOf(*messageID) : std::string();
 }
 
 std::int32_t MessageCodeOf(const rapidjson::Value& root) {
@@ -53,7 +50,7 @@ std::unique_ptr<MuxMessage> MuxMessageBuilder::ParseMessage(std::string_view tex
     alignas(std::max_align_t) std::array<char, kParsedBytes> buffer;
     rapidjson::MemoryPoolAllocator<> pool(buffer.data(), buffer.size());
     rapidjson::Document root(&pool);
-    if (!Diagnostics::ParseJson(text, root)) {
+    if (!Json::Parse(text, root)) {
         return nullptr;
     }
     // The first look-up is what refuses a root that is no object.

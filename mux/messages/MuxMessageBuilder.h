@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "mux/messages/AnswerPayloads.h"
 #include "mux/messages/MuxMessage.h"
 #include "mux/messages/Payload.h"

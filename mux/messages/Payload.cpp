@@ -2,14 +2,14 @@
 
 #include <utility>
 
-#include "mux/messages/JsonTree.h"
+#include "json/Tree.h"
 
 namespace Mux {
 
 std::string MuxMessagePayloadBase::ToJSON() {
     rapidjson::Document document;
     const std::unique_ptr<rapidjson::Value> object(ToJSONObject(&document));
-    return object ? JsonText(*object) : std::string();
+    return object ? Json::Text(*object) : std::string();
 }
 
 rapidjson::Value* MuxMessagePayloadBase::ToJSONObject(rapidjson::Document* /*document*/) {
@@ -44,7 +44,7 @@ PayloadObject& PayloadObject::Move(const Key& key, rapidjson::Value& held) {
         return *this;
     }
     rapidjson::Value moved;
-    CopyJson(held, moved, document_->GetAllocator());
+    Json::Copy(held, moved, document_->GetAllocator());
     held.SetNull();
     return Append(key, std::move(moved));
 }

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 namespace Mux {
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "diagnostics/Log.h"
+#include "json/Reading.h"
 #include "mux/messages/CardData.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/RequestPayloads.h"
@@ -77,7 +78,7 @@ std::vector<unsigned char> CardDataOf(const rapidjson::Value& data) {
         MUX_LOG(plog::warning) << "Card data value is not in the attended format.";
         return {};
     }
-    return CardDataFromText({member->value.GetString(), member->value.GetStringLength()});
+    return CardDataFromText(Json::StringOf(member->value));
 }
 
 bool IsUIDCardOf(const rapidjson::Value& data) {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <utility>
 
+#include "json/Tree.h"
 #include "mux/messages/CardData.h"
-#include "mux/messages/JsonTree.h"
 
 namespace Mux {
 
@@ -48,14 +48,14 @@ rapidjson::Value* MuxWhitelistSetPayload::ToJSONObject(rapidjson::Document* docu
 }
 
 MuxConfigureMessagePayload::MuxConfigureMessagePayload(rapidjson::Value&& data) {
-    CopyJson(data, data_, data_.GetAllocator());
+    Json::Copy(data, data_, data_.GetAllocator());
     data.SetNull();
 }
 
 rapidjson::Value* MuxConfigureMessagePayload::ToJSONObject(rapidjson::Document* document) {
     auto object = std::make_unique<rapidjson::Value>(rapidjson::kObjectType);
     if (document != nullptr) {
-        CopyJson(data_, *object, document->GetAllocator());
+        Json::Copy(data_, *object, document->GetAllocator());
     }
     return object.release();
 }

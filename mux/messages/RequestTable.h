@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "mux/messages/MuxMessageCodes.h"
 #include "mux/messages/Payload.h"
 

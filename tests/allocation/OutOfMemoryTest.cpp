@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/JsonReading.h"
 #include "diagnostics/Log.h"
 #include "diagnostics/LogStream.h"
 #include "gateway/FrameBuffer.h"
 #include "gateway/VirtualGateway.h"
-#include "mux/messages/JsonTree.h"
+#include "json/Reading.h"
+#include "json/Tree.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "net/ClientList.h"
 #include "net/ClientSocket.h"
@@ -110,7 +110,7 @@ TEST_F(OutOfMemoryTest, JsonIsReadOrNot) {
         Nothing,
         [&] {
             rapidjson::Document document;
-            EXPECT_TRUE(Diagnostics::ParseJson(text, document));
+            EXPECT_TRUE(Json::Parse(text, document));
             EXPECT_EQ(document.MemberCount(), 3U);
         },
         [](bool) {});
@@ -119,13 +119,13 @@ TEST_F(OutOfMemoryTest, JsonIsReadOrNot) {
 TEST_F(OutOfMemoryTest, JsonIsCopiedAndWrittenOrNot) {
     const std::string text = LargeJson();
     rapidjson::Document document;
-    ASSERT_TRUE(Diagnostics::ParseJson(text, document));
+    ASSERT_TRUE(Json::Parse(text, document));
     std::string written;
     ForEachAllocation([&] { written.clear(); },
                       [&] {
                           rapidjson::Document copy;
-                          Mux::CopyJson(document, copy, copy.GetAllocator());
-                          written = Mux::JsonText(copy);
+                          Json::Copy(document, copy, copy.GetAllocator());
+                          written = Json::Text(copy);
                       },
                       [&](bool isDone) { EXPECT_EQ(written, isDone ? text : ""); });
 }

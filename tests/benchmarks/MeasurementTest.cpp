@@ -18,7 +18,7 @@
 #include "benchmarks/load/StartUpMeasurement.h"
 #include "benchmarks/load/StartedProgram.h"
 #include "benchmarks/load/ThroughputMeasurement.h"
-#include "diagnostics/RapidJson.h"
+#include "tests/json/ParsedJson.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/WaitUntil.h"
 
@@ -32,8 +32,7 @@ constexpr milliseconds kShort{100};
 
 // Returns -1 when there is no such figure.
 double FigureOf(const Report& report, const std::string& name) {
-    rapidjson::Document document;
-    document.Parse(report.Json().c_str());
+    const rapidjson::Document document = Testing::ParsedJson(report.Json());
     for (const auto& figure : document["figures"].GetArray()) {
         if (figure["name"].GetString() == name) {
             return figure["value"].GetDouble();

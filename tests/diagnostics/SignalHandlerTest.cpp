@@ -1,13 +1,11 @@
 #include "diagnostics/SignalHandler.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plog/Init.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <functional>
 #include <mutex>
@@ -16,7 +14,6 @@
 #include <vector>
 
 #include "diagnostics/Log.h"
-#include "diagnostics/RapidJson.h"
 #include "tests/diagnostics/EndingProcess.h"
 #include "tests/support/CapturedLog.h"
 
@@ -96,36 +93,6 @@ TEST_F(SignalHandlerTest, ARealMemoryFaultTakesTheCrashPath) {
     });
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_THAT(result.output, HasSubstr(kCrash));
-}
-
-void FailAnAssertion() {
-    rapidjson::Document document;
-    document.Parse("{}");
-    static_cast<void>(document["MessageID"].GetString());
-}
-
-TEST_F(SignalHandlerTest, AFailedAssertionProducesTheErrorLineADumpAttemptABacktraceAndStatus255) {
-    const ChildResult result = process_.Run(FailAnAssertion);
-    EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_TRUE(result.HasInOrder({"Assertion `", kCrash, "Running gcore", "Obtaining stack trace", "(frames)"}))
-        << result.output;
-    EXPECT_THAT(process_.GcoreArguments(), HasSubstr("-o mux-"));
-}
-
-// What the assertion says would wait for its reader.
-TEST_F(SignalHandlerTest, AFailedAssertionEndsTheSameWhenNobodyReadsStandardError) {
-    const ChildResult result = process_.Run([] {
-        std::array<int, 2> ends = {};
-        ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
-        const std::string filling(4096, 'x');
-        while (write(ends[1], filling.data(), filling.size()) > 0) {
-        }
-        ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
-        ASSERT_EQ(dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
-        FailAnAssertion();
-    });
-    EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_TRUE(result.HasInOrder({kCrash, "Running gcore", "Obtaining stack trace", "(frames)"})) << result.output;
 }
 
 TEST_F(SignalHandlerTest, WithoutGcoreTheBacktraceAndTheStatusAreTheSame) {

@@ -5,7 +5,7 @@ import re
 import typing
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-FOLDERS = ("diagnostics", "threading", "net", "messages", "gateway", "mux")
+FOLDERS = ("diagnostics", "json", "threading", "net", "messages", "gateway", "mux")
 GAP = "\N{HORIZONTAL ELLIPSIS}"
 
 COMMENT_OR_STRING = re.compile(r'//[^\n]*|R"\((?P<raw>.*?)\)"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'', re.DOTALL)

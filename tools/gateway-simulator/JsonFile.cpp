@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "diagnostics/JsonReading.h"
+#include "json/FaultText.h"
+#include "json/Reading.h"
 #include "tools/gateway-simulator/CommandError.h"
-#include "tools/muxctl/JsonFault.h"
 
 namespace Simulator {
 namespace {
@@ -24,7 +24,7 @@ void JsonNode::AllowMembers(std::initializer_list<const char*> names) const {
         Refuse("must be an object");
     }
     for (const auto& member : value_.get().GetObject()) {
-        const std::string name(member.name.GetString(), member.name.GetStringLength());
+        const std::string name = Json::StringOf(member.name);
         if (std::find(names.begin(), names.end(), name) == names.end()) {
             Refuse("has no member \"" + name + "\"; it may have " + Join(names));
         }
@@ -32,7 +32,7 @@ void JsonNode::AllowMembers(std::initializer_list<const char*> names) const {
 }
 
 std::optional<JsonNode> JsonNode::Member(const char* name) const {
-    const rapidjson::Value* value = Diagnostics::FindMember(value_, name);
+    const rapidjson::Value* value = Json::FindMember(value_, name);
     if (value == nullptr) {
         return std::nullopt;
     }
@@ -96,7 +96,7 @@ std::string JsonNode::Text() const {
     if (!value_.get().IsString()) {
         Refuse("must be a text");
     }
-    return {value_.get().GetString(), value_.get().GetStringLength()};
+    return Json::StringOf(value_);
 }
 
 void JsonNode::Refuse(const std::string& fault) const {
@@ -105,8 +105,8 @@ void JsonNode::Refuse(const std::string& fault) const {
 
 void ReadJson(const std::string& file, const std::string& text, const std::function<void(const JsonNode& root)>& read) {
     rapidjson::Document document;
-    if (!Diagnostics::ParseJson(text, document)) {
-        throw CommandError(file + ": " + Muxctl::JsonFaultText(text));
+    if (!Json::Parse(text, document)) {
+        throw CommandError(file + ": " + Json::FaultText(text));
     }
     read(JsonNode(file, document));
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 namespace Simulator {
 

@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "tools/gateway-simulator/JsonFile.h"
 #include "tools/gateway-simulator/TextFile.h"
 

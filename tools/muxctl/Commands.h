@@ -31,7 +31,7 @@ int RunHealth(const Options& options, const Console& console);
 int RunWatch(const Options& options, const Console& console);
 
 // Looks at a configuration file and prints what is wrong with it, also that it cannot be read. Talks to nobody and
-// changes nothing. Throws std::system_error when there can be no child process.
+// changes nothing.
 int RunCheckConfig(const Options& options, const Console& console);
 
 }  // namespace Muxctl

@@ -6,19 +6,30 @@
 #include <unordered_set>
 #include <utility>
 
-#include "diagnostics/JsonReading.h"
+#include "json/FaultText.h"
+#include "json/Reading.h"
 #include "mux/configuration/MuxConfigurationParser.h"
 #include "tools/muxctl/ConfigurationShape.h"
 #include "tools/muxctl/ConfigurationValues.h"
-#include "tools/muxctl/JsonFault.h"
-#include "tools/muxctl/ParseInChildProcess.h"
 
 namespace Muxctl {
 namespace {
 
+// What the Mux's own parser does with a configuration.
+enum class ParserOutcome { kParsed, kNotJson, kFailsAssertion };
+
+ParserOutcome Parse(const std::string& text, Mux::Configuration::MuxConfigurationData& configuration) {
+    try {
+        const bool isJson = Mux::Configuration::MuxConfigurationParser().ParseText(text, configuration);
+        return isJson ? ParserOutcome::kParsed : ParserOutcome::kNotJson;
+    } catch (const Json::AssertionFailure&) {
+        return ParserOutcome::kFailsAssertion;
+    }
+}
+
 Findings ShapeOf(const std::string& text) {
     rapidjson::Document document;
-    Diagnostics::ParseJson(text, document);
+    Json::Parse(text, document);
     return CheckShape(document);
 }
 
@@ -41,7 +52,7 @@ void AddNew(Findings more, Findings& findings) {
 
 ConfigurationReport ReportNotJson(const std::string& text) {
     ConfigurationReport report;
-    report.findings = {{Finding::Level::kError, "", JsonFaultText(text)}};
+    report.findings = {{Finding::Level::kError, "", Json::FaultText(text)}};
     return report;
 }
 
@@ -54,9 +65,8 @@ ConfigurationReport ReportEnd(const std::string& text) {
     return report;
 }
 
-ConfigurationReport ReportParsed(const std::string& text) {
-    Mux::Configuration::MuxConfigurationData configuration;
-    Mux::Configuration::MuxConfigurationParser().ParseText(text, configuration);
+ConfigurationReport ReportParsed(const std::string& text,
+                                 const Mux::Configuration::MuxConfigurationData& configuration) {
     ConfigurationReport report;
     report.gatewayCount = configuration.gateways.size();
     for (const auto& gateway : configuration.gateways) {
@@ -71,15 +81,16 @@ ConfigurationReport ReportParsed(const std::string& text) {
 }  // namespace
 
 ConfigurationReport CheckConfiguration(const std::string& text) {
-    switch (ParseInChildProcess(text)) {
+    Mux::Configuration::MuxConfigurationData configuration;
+    switch (Parse(text, configuration)) {
         case ParserOutcome::kNotJson:
             return ReportNotJson(text);
-        case ParserOutcome::kEndsProcess:
+        case ParserOutcome::kFailsAssertion:
             return ReportEnd(text);
         case ParserOutcome::kParsed:
             break;
     }
-    return ReportParsed(text);
+    return ReportParsed(text, configuration);
 }
 
 }  // namespace Muxctl

@@ -18,8 +18,8 @@ struct ConfigurationReport {
 };
 
 // Looks at the text of a configuration file in every respect: whether the Mux's own parser takes it, its shape and its
-// values. Of a value of which the shape has been found wrong no warning is given again. Throws std::system_error when
-// there can be no child process; call it while the process has no other thread.
+// values. Of a value of which the shape has been found wrong no warning is given again. A program that calls it links
+// json-throwing, because the parser fails an assertion for what ends the Mux.
 ConfigurationReport CheckConfiguration(const std::string& text);
 
 }  // namespace Muxctl

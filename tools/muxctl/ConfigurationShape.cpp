@@ -7,6 +7,8 @@
 #include <set>
 #include <utility>
 
+#include "json/Reading.h"
+
 namespace Muxctl {
 namespace {
 
@@ -65,10 +67,6 @@ const char* NameOf(const Value& value) {
     return kNames[value.GetType()];
 }
 
-std::string TextOf(const Value& text) {
-    return {text.GetString(), text.GetStringLength()};
-}
-
 class ShapeCheck {
   public:
     Findings Run(const Value& document) {
@@ -103,7 +101,7 @@ class ShapeCheck {
     void CheckKeys(const Value& object, const ObjectShape& shape, const std::string& prefix) {
         std::set<const MemberShape*> seen;
         for (const auto& member : object.GetObject()) {
-            const std::string key = TextOf(member.name);
+            const std::string key = Json::StringOf(member.name);
             const auto isKey = [&](const MemberShape& known) { return key == known.key; };
             const auto known = std::find_if(shape.begin(), shape.end(), isKey);
             if (known == shape.end()) {

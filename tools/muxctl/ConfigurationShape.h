@@ -1,6 +1,6 @@
 #pragma once
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 #include "tools/muxctl/Finding.h"
 
 namespace Muxctl {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 // Needs the settings of the former.
 #include <rapidjson/memorystream.h>

@@ -5,6 +5,7 @@
 #include <limits>
 #include <string>
 
+#include "tests/json/ParsedJson.h"
 #include "tests/support/CapturedLog.h"
 
 using Testing::CapturedLog;
@@ -17,9 +18,7 @@ MuxConfigurationData Parsed(const std::string& text) {
     MuxConfigurationData fromText;
     EXPECT_TRUE(MuxConfigurationParser().ParseText(text, fromText)) << text;
 
-    rapidjson::Document document;
-    document.Parse(text.c_str());
-    EXPECT_FALSE(document.HasParseError()) << text;
+    const auto document = Testing::ParsedJson(text);
     MuxConfigurationData fromObject;
     EXPECT_TRUE(MuxConfigurationParser().ParseObject(document, fromObject)) << text;
     EXPECT_EQ(fromObject.enabled, fromText.enabled) << text;
@@ -208,8 +207,7 @@ TEST(MuxConfigurationParser, ANulCharacterIsNoEndOfTheText) {
 }
 
 TEST(MuxConfigurationParser, LeavesTheParsedObjectAsItWas) {
-    rapidjson::Document document;
-    document.Parse(R"({"Enabled":true,"Gateways":[{"Description":"Hall"}]})");
+    const auto document = Testing::ParsedJson(R"({"Enabled":true,"Gateways":[{"Description":"Hall"}]})");
     MuxConfigurationData configuration;
     ASSERT_TRUE(MuxConfigurationParser().ParseObject(document, configuration));
     EXPECT_STREQ(document["Gateways"][0]["Description"].GetString(), "Hall");

@@ -7,9 +7,9 @@
 #include <type_traits>
 #include <vector>
 
-#include "mux/messages/JsonTree.h"
+#include "json/Tree.h"
 #include "mux/messages/Payload.h"
-#include "tests/mux/messages/ParsedJson.h"
+#include "tests/json/ParsedJson.h"
 #include "tests/mux/messages/PayloadText.h"
 #include "tests/mux/messages/VirtualSlot.h"
 
@@ -46,8 +46,8 @@ TEST(MuxAckMessagePayload, MovesItsDataOutSoASecondTextHasNone) {
 TEST(MuxAckMessagePayload, KeepsItsDataWhenItIsGivenNoDocument) {
     MuxAckMessagePayload payload(ParsedJson("[1]"));
     const std::unique_ptr<rapidjson::Value> object(payload.ToJSONObject(nullptr));
-    EXPECT_EQ(JsonText(*object), "{}");
-    EXPECT_EQ(JsonText(payload.Data()), "[1]");
+    EXPECT_EQ(Json::Text(*object), "{}");
+    EXPECT_EQ(Json::Text(payload.Data()), "[1]");
 }
 
 TEST(MuxAckMessagePayload, WritesDataThatOutlivesThePayloadAndTheDocumentItCameFrom) {
@@ -59,7 +59,7 @@ TEST(MuxAckMessagePayload, WritesDataThatOutlivesThePayloadAndTheDocumentItCameF
         source.reset();
         object.reset(payload.ToJSONObject(&target));
     }
-    EXPECT_EQ(JsonText(*object), R"({"Data":["a text that is not kept inline"]})");
+    EXPECT_EQ(Json::Text(*object), R"({"Data":["a text that is not kept inline"]})");
 }
 
 static_assert(!std::is_base_of_v<MuxMessagePayloadBase, MuxNackMessagePayload>);
@@ -103,8 +103,8 @@ TEST(MuxNackMessagePayload, MovesItsDataOutSoASecondTextHasNone) {
 TEST(MuxNackMessagePayload, WritesAnObjectWithoutMembersWhenItIsGivenNoDocument) {
     MuxNackMessagePayload payload(1, "m", ParsedJson("[1]"));
     const std::unique_ptr<rapidjson::Value> object(payload.ToJSONObject(nullptr));
-    EXPECT_EQ(JsonText(*object), "{}");
-    EXPECT_EQ(JsonText(payload.Data()), "[1]");
+    EXPECT_EQ(Json::Text(*object), "{}");
+    EXPECT_EQ(Json::Text(payload.Data()), "[1]");
 }
 
 TEST(MuxNackMessagePayload, WritesTextAndDataThatOutliveThePayload) {
@@ -114,7 +114,7 @@ TEST(MuxNackMessagePayload, WritesTextAndDataThatOutliveThePayload) {
         MuxNackMessagePayload payload(1, "a message that is not kept inline", ParsedJson(R"(["nor is this text"])"));
         object.reset(payload.ToJSONObject(&target));
     }
-    EXPECT_EQ(JsonText(*object),
+    EXPECT_EQ(Json::Text(*object),
               R"({"ErrorCode":1,"Message":"a message that is not kept inline","Data":["nor is this text"]})");
 }
 
@@ -199,8 +199,8 @@ TEST(MuxCardEventPayload, WritesTextThatOutlivesThePayload) {
         MuxCardEventPayload payload(1, 5, "a time that is not kept inline", "card data that is not kept inline");
         object.reset(payload.ToJSONObject(&target));
     }
-    EXPECT_EQ(JsonText(*object), R"({"gatewayID":1,"lockID":5,"timestamp":"a time that is not kept inline",)"
-                                 R"("RFIDData":"card data that is not kept inline"})");
+    EXPECT_EQ(Json::Text(*object), R"({"gatewayID":1,"lockID":5,"timestamp":"a time that is not kept inline",)"
+                                   R"("RFIDData":"card data that is not kept inline"})");
 }
 
 TEST(MuxCardEventPayload, WritesAnObjectWithoutMembersWhenItIsGivenNoDocument) {

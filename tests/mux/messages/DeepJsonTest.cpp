@@ -4,11 +4,11 @@
 
 #include <string>
 
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 #include "mux/messages/RequestPayloads.h"
-#include "tests/mux/messages/SmallStack.h"
+#include "tests/support/SmallStack.h"
 
 using Testing::OnASmallStack;
 
@@ -76,7 +76,7 @@ TEST(DeepJson, AMessageOfAnotherCodeIgnoresNestedMembersThatItDoesNotKnow) {
 TEST(DeepJson, AnswersCarryNestedDataOnASmallStack) {
     OnASmallStack([] {
         rapidjson::Document data;
-        ASSERT_TRUE(Diagnostics::ParseJson(NestedArrays(), data));
+        ASSERT_TRUE(Json::Parse(NestedArrays(), data));
         MuxMessageBuilder builder;
         const auto ack = builder.BuildMessage(MUX_MESSAGE_ACK, "a", builder.BuildAckPayload(data));
         EXPECT_NE(ack->ToJSON().find(R"("Data":{"Data":)" + NestedArrays() + "}"), std::string::npos);

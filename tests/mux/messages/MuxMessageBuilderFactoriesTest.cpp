@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "mux/messages/MuxMessageBuilder.h"
-#include "tests/mux/messages/ParsedJson.h"
+#include "tests/json/ParsedJson.h"
 
 using Testing::ParsedJson;
 

@@ -10,7 +10,7 @@
 #include "mux/messages/AnswerPayloads.h"
 #include "mux/messages/MuxMessageCodes.h"
 #include "mux/messages/RequestPayloads.h"
-#include "tests/mux/messages/ParsedJson.h"
+#include "tests/json/ParsedJson.h"
 #include "tests/support/CapturedLog.h"
 
 using Testing::CapturedLog;

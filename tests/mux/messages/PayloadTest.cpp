@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "mux/messages/JsonTree.h"
-#include "tests/mux/messages/ParsedJson.h"
+#include "json/Tree.h"
+#include "tests/json/ParsedJson.h"
 #include "tests/mux/messages/VirtualSlot.h"
 
 using Testing::ParsedJson;
@@ -45,7 +45,7 @@ TEST(MuxMessagePayloadBase, WritesTheObjectOfADerivedClassAsItsText) {
 // Releases `object` and gives what it has become.
 std::string TextOf(PayloadObject& object) {
     const std::unique_ptr<rapidjson::Value> value(object.Release());
-    return JsonText(*value);
+    return Json::Text(*value);
 }
 
 class PayloadObjectTest : public testing::Test {
@@ -86,7 +86,7 @@ TEST_F(PayloadObjectTest, MovesAValueOutOfAnyDocumentAndLeavesNull) {
     auto source =
         std::make_unique<rapidjson::Document>(ParsedJson(R"({"held":["a text that is not kept inline",{}]})"));
     object_.Move("Data", (*source)["held"]);
-    EXPECT_EQ(JsonText(*source), R"({"held":null})");
+    EXPECT_EQ(Json::Text(*source), R"({"held":null})");
     source.reset();
     EXPECT_EQ(TextOf(object_), R"({"Data":["a text that is not kept inline",{}]})");
 }
@@ -104,7 +104,7 @@ TEST_F(PayloadObjectTest, TheReleasedObjectIsTheCallersAndOutlivesIt) {
         PayloadObject object(&document_);
         value.reset(object.Add("text", std::string("a text that is not kept inline")).Release());
     }
-    EXPECT_EQ(JsonText(*value), R"({"text":"a text that is not kept inline"})");
+    EXPECT_EQ(Json::Text(*value), R"({"text":"a text that is not kept inline"})");
 }
 
 TEST(PayloadObject, WithoutADocumentStaysWithoutMembers) {

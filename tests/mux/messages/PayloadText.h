@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "mux/messages/JsonTree.h"
+#include "json/Tree.h"
 #include "mux/messages/Payload.h"
 
 namespace Testing {
@@ -14,7 +14,7 @@ namespace Testing {
 inline std::string TextWithoutDocument(Mux::MuxMessagePayloadBase& payload) {
     const std::unique_ptr<rapidjson::Value> object(payload.ToJSONObject(nullptr));
     EXPECT_NE(object, nullptr);
-    return object ? Mux::JsonText(*object) : std::string();
+    return object ? Json::Text(*object) : std::string();
 }
 
 }  // namespace Testing

@@ -9,8 +9,8 @@
 #include <string>
 #include <utility>
 
-#include "mux/messages/JsonTree.h"
-#include "tests/mux/messages/ParsedJson.h"
+#include "json/Tree.h"
+#include "tests/json/ParsedJson.h"
 #include "tests/mux/messages/PayloadText.h"
 
 using testing::ElementsAre;
@@ -59,8 +59,8 @@ TEST(MuxLockRequestPayload, MakesANewObjectAtEveryCall) {
     const std::unique_ptr<rapidjson::Value> first(payload.ToJSONObject(&document));
     const std::unique_ptr<rapidjson::Value> second(payload.ToJSONObject(&document));
     EXPECT_NE(first.get(), second.get());
-    EXPECT_EQ(JsonText(*first), R"({"gatewayID":1,"lockID":2})");
-    EXPECT_EQ(JsonText(*second), R"({"gatewayID":1,"lockID":2})");
+    EXPECT_EQ(Json::Text(*first), R"({"gatewayID":1,"lockID":2})");
+    EXPECT_EQ(Json::Text(*second), R"({"gatewayID":1,"lockID":2})");
 }
 
 TEST(MuxLockOpenCloseMessagePayload, WritesItsDurationAsANumber) {
@@ -105,8 +105,8 @@ TEST(MuxWhitelistSetPayload, WritesAnObjectWithoutMembersWhenItIsGivenNoDocument
 TEST(MuxConfigureMessagePayload, TakesTheValueOverAndLeavesNull) {
     auto source = ParsedJson(R"({"Data":{"Enabled":true,"Gateways":[]}})");
     MuxConfigureMessagePayload payload(std::move(source["Data"]));
-    EXPECT_EQ(JsonText(source), R"({"Data":null})");
-    EXPECT_EQ(JsonText(payload.Data()), R"({"Enabled":true,"Gateways":[]})");
+    EXPECT_EQ(Json::Text(source), R"({"Data":null})");
+    EXPECT_EQ(Json::Text(payload.Data()), R"({"Enabled":true,"Gateways":[]})");
 }
 
 TEST(MuxConfigureMessagePayload, OutlivesTheDocumentThatTheValueCameFrom) {

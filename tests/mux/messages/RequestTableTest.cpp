@@ -8,7 +8,7 @@
 
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/RequestPayloads.h"
-#include "tests/mux/messages/ParsedJson.h"
+#include "tests/json/ParsedJson.h"
 
 namespace Mux {
 namespace {

@@ -11,8 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "tools/muxctl/ParseInChildProcess.h"
-
 namespace Muxctl {
 namespace {
 
@@ -321,18 +319,6 @@ TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyKeys) {
     const std::string same = ListOf(kMany, [](const std::string&) { return R"("Gateways":[])"; });
     // One for each unknown one, for each but the first of the others, and for not being enabled.
     EXPECT_EQ(CountFindingsInTime("{" + unknown + "," + same + "}"), kMany + kMany - 1 + 1);
-}
-
-TEST(ParserTrialTest, SaysWhatTheMuxsParserDoes) {
-    EXPECT_EQ(ParseInChildProcess(kGood), ParserOutcome::kParsed);
-    EXPECT_EQ(ParseInChildProcess("{"), ParserOutcome::kNotJson);
-    EXPECT_EQ(ParseInChildProcess(WithGateway(R"("ID":1.5)")), ParserOutcome::kEndsProcess);
-}
-
-TEST(ParserTrialTest, WritesNothing) {
-    testing::internal::CaptureStderr();
-    ParseInChildProcess(R"({"Gateways":[1]})");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace

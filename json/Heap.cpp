@@ -1,8 +1,8 @@
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 #include <new>
 
-namespace Diagnostics {
+namespace Json {
 namespace {
 
 // The library takes null for what has no size.
@@ -15,12 +15,12 @@ void* Checked(void* memory, std::size_t size) {
 
 }  // namespace
 
-void* JsonHeap::Malloc(std::size_t size) {
+void* Heap::Malloc(std::size_t size) {
     return Checked(CrtAllocator::Malloc(size), size);
 }
 
-void* JsonHeap::Realloc(void* memory, std::size_t size, std::size_t wanted) {
+void* Heap::Realloc(void* memory, std::size_t size, std::size_t wanted) {
     return Checked(CrtAllocator::Realloc(memory, size, wanted), wanted);
 }
 
-}  // namespace Diagnostics
+}  // namespace Json

@@ -1,4 +1,4 @@
-#include "diagnostics/FailedAssertion.h"
+#include "json/Assertion.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-namespace Diagnostics {
+namespace Json {
 namespace {
 
 constexpr int kMillisecondsToWait = 1000;
@@ -27,4 +27,4 @@ void FailedAssertion(const char* condition, const char* file, int line) {
     std::abort();
 }
 
-}  // namespace Diagnostics
+}  // namespace Json

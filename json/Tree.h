@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
-namespace Mux {
+namespace Json {
 
 // Copying and writing JSON of any depth.
 //
@@ -14,11 +14,11 @@ namespace Mux {
 
 // Makes `target` a copy of `source`, strings included, whose memory comes from `allocator` and lives as long as that.
 // `target` must not be a part of `source`.
-void CopyJson(const rapidjson::Value& source, rapidjson::Value& target, rapidjson::Document::AllocatorType& allocator);
+void Copy(const rapidjson::Value& source, rapidjson::Value& target, rapidjson::Document::AllocatorType& allocator);
 
 // The compact text of `value`: no blanks, no line breaks, bytes of strings as they are, and only quotes, backslashes
 // and control characters escaped (\uXXXX with upper-case digits where there is no short escape). Empty when the value
 // holds a number that JSON cannot express (not-a-number, infinity).
-std::string JsonText(const rapidjson::Value& value);
+std::string Text(const rapidjson::Value& value);
 
-}  // namespace Mux
+}  // namespace Json

@@ -1,14 +1,14 @@
-#include "mux/messages/JsonTree.h"
+#include "json/Tree.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "tests/mux/messages/ParsedJson.h"
+#include "tests/json/ParsedJson.h"
 
 using Testing::ParsedJson;
 
-namespace Mux {
+namespace Json {
 namespace {
 
 // One of every type, both ends of every range of numbers, empty containers, and a key that occurs twice.
@@ -26,65 +26,65 @@ std::string TextByTheLibrary(const rapidjson::Value& value) {
     return {buffer.GetString(), buffer.GetSize()};
 }
 
-TEST(JsonText, IsWhatTheLibraryItselfWritesForValuesOfEveryType) {
+TEST(Text, IsWhatTheLibraryItselfWritesForValuesOfEveryType) {
     const auto document = ParsedJson(kEverything);
-    EXPECT_EQ(JsonText(document), TextByTheLibrary(document));
+    EXPECT_EQ(Text(document), TextByTheLibrary(document));
 }
 
-TEST(JsonText, WritesACompactTextWithMembersInTheirOrder) {
-    EXPECT_EQ(JsonText(ParsedJson(R"( { "b" : [ 1 , -2.5 , true , null ] , "a" : { } } )")),
+TEST(Text, WritesACompactTextWithMembersInTheirOrder) {
+    EXPECT_EQ(Text(ParsedJson(R"( { "b" : [ 1 , -2.5 , true , null ] , "a" : { } } )")),
               R"({"b":[1,-2.5,true,null],"a":{}})");
 }
 
-TEST(JsonText, WritesARootOfAnyType) {
+TEST(Text, WritesARootOfAnyType) {
     for (const char* text : {"null", "true", "false", "7", "\"x\"", "[]", "{}"}) {
-        EXPECT_EQ(JsonText(ParsedJson(text)), text);
+        EXPECT_EQ(Text(ParsedJson(text)), text);
     }
 }
 
-TEST(JsonText, EscapesQuotesBackslashesAndControlCharactersAndNothingElse) {
+TEST(Text, EscapesQuotesBackslashesAndControlCharactersAndNothingElse) {
     const std::string text("\"\\/\b\f\n\r\t\0\x01\x1F\x7F\xC3\xA9", 14);
     const rapidjson::Value value(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-    EXPECT_EQ(JsonText(value), "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u0001\\u001F\x7F\xC3\xA9\"");
+    EXPECT_EQ(Text(value), "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0000\\u0001\\u001F\x7F\xC3\xA9\"");
 }
 
-TEST(JsonText, IsEmptyForNumbersThatJsonCannotExpress) {
-    EXPECT_EQ(JsonText(rapidjson::Value(std::numeric_limits<double>::quiet_NaN())), "");
+TEST(Text, IsEmptyForNumbersThatJsonCannotExpress) {
+    EXPECT_EQ(Text(rapidjson::Value(std::numeric_limits<double>::quiet_NaN())), "");
     rapidjson::Document list(rapidjson::kArrayType);
     list.PushBack(1, list.GetAllocator()).PushBack(std::numeric_limits<double>::infinity(), list.GetAllocator());
-    EXPECT_EQ(JsonText(list), "");
+    EXPECT_EQ(Text(list), "");
 }
 
-TEST(CopyJson, CopiesValuesOfEveryType) {
+TEST(Copy, CopiesValuesOfEveryType) {
     const auto source = ParsedJson(kEverything);
     rapidjson::Document target;
-    CopyJson(source, target, target.GetAllocator());
+    Copy(source, target, target.GetAllocator());
     EXPECT_EQ(TextByTheLibrary(target), TextByTheLibrary(source));
 }
 
-TEST(CopyJson, ReplacesWhatTheTargetHeld) {
+TEST(Copy, ReplacesWhatTheTargetHeld) {
     auto target = ParsedJson(R"({"old":[1,2,3]})");
-    CopyJson(ParsedJson("[4]"), target, target.GetAllocator());
-    EXPECT_EQ(JsonText(target), "[4]");
+    Copy(ParsedJson("[4]"), target, target.GetAllocator());
+    EXPECT_EQ(Text(target), "[4]");
 }
 
-TEST(CopyJson, GivesACopyThatOutlivesItsSource) {
+TEST(Copy, GivesACopyThatOutlivesItsSource) {
     rapidjson::Document target;
     {
         const auto source =
             ParsedJson(R"({"a key of some length, so that it is not kept inline":["and a long text too"]})");
-        CopyJson(source, target, target.GetAllocator());
+        Copy(source, target, target.GetAllocator());
     }
-    EXPECT_EQ(JsonText(target), R"({"a key of some length, so that it is not kept inline":["and a long text too"]})");
+    EXPECT_EQ(Text(target), R"({"a key of some length, so that it is not kept inline":["and a long text too"]})");
 }
 
-TEST(CopyJson, CopiesTextThatIsOnlyReferredTo) {
+TEST(Copy, CopiesTextThatIsOnlyReferredTo) {
     std::string text = "first text, long enough not to be kept inline";
     rapidjson::Document target;
-    CopyJson(rapidjson::Value(rapidjson::StringRef(text.data(), text.size())), target, target.GetAllocator());
+    Copy(rapidjson::Value(rapidjson::StringRef(text.data(), text.size())), target, target.GetAllocator());
     text.assign(text.size(), 'x');
     EXPECT_STREQ(target.GetString(), "first text, long enough not to be kept inline");
 }
 
 }  // namespace
-}  // namespace Mux
+}  // namespace Json

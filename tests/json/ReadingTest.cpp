@@ -1,20 +1,20 @@
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-namespace Diagnostics {
+namespace Json {
 namespace {
 
-TEST(ParseJson, TakesAnyValueWithWhiteSpaceAroundIt) {
+TEST(Parse, TakesAnyValueWithWhiteSpaceAroundIt) {
     for (const char* text : {" \t\r\n{} \n", "[]", "1", "\"x\"", "null"}) {
         rapidjson::Document document;
-        EXPECT_TRUE(ParseJson(text, document)) << text;
+        EXPECT_TRUE(Parse(text, document)) << text;
     }
 }
 
-TEST(ParseJson, RefusesWhatStrictJsonDoesNotAllow) {
+TEST(Parse, RefusesWhatStrictJsonDoesNotAllow) {
     for (const char* text : {"",
                              " ",
                              "{",
@@ -41,32 +41,32 @@ TEST(ParseJson, RefusesWhatStrictJsonDoesNotAllow) {
                              "1e999"}) {
         rapidjson::Document document;
         document.Parse("[1]");
-        EXPECT_FALSE(ParseJson(text, document)) << text;
+        EXPECT_FALSE(Parse(text, document)) << text;
         EXPECT_TRUE(document.IsNull()) << text;
     }
 }
 
-TEST(ParseJson, RefusesANulCharacterWhereverItStands) {
+TEST(Parse, RefusesANulCharacterWhereverItStands) {
     for (const std::string& text : {std::string("{}\0", 3), std::string("{}\0{}", 5), std::string("\0{}", 3),
                                     std::string("{\0}", 3), std::string("\"a\0b\"", 5)}) {
         rapidjson::Document document;
-        EXPECT_FALSE(ParseJson(text, document)) << testing::PrintToString(text);
+        EXPECT_FALSE(Parse(text, document)) << testing::PrintToString(text);
     }
 }
 
-TEST(ParseJson, TakesAnEscapedNulCharacterAsPartOfItsText) {
+TEST(Parse, TakesAnEscapedNulCharacterAsPartOfItsText) {
     rapidjson::Document document;
-    ASSERT_TRUE(ParseJson(R"("a\u0000b")", document));
-    EXPECT_EQ(std::string(document.GetString(), document.GetStringLength()), std::string("a\0b", 3));
+    ASSERT_TRUE(Parse(R"("a\u0000b")", document));
+    EXPECT_EQ(StringOf(document), std::string("a\0b", 3));
 }
 
 double NumberOf(const std::string& text) {
     rapidjson::Document document;
-    EXPECT_TRUE(ParseJson(text, document)) << text;
+    EXPECT_TRUE(Parse(text, document)) << text;
     return document.IsDouble() ? document.GetDouble() : -1;
 }
 
-TEST(ParseJson, ReadsAnyNegativeExponentAndNothingOverflows) {
+TEST(Parse, ReadsAnyNegativeExponentAndNothingOverflows) {
     const std::string manyDecimals = "0." + std::string(60000, '0') + "1";
     for (const char* exponent : {"e-99999999", "e-999999999", "e-2147483639", "e-2147483640", "E-2147483648",
                                  "e-99999999999999999999", "e-00000000000000000000999999999999"}) {
@@ -78,7 +78,7 @@ TEST(ParseJson, ReadsAnyNegativeExponentAndNothingOverflows) {
     }
 }
 
-TEST(ParseJson, KeepsTheValueOfEveryExponentThatMatters) {
+TEST(Parse, KeepsTheValueOfEveryExponentThatMatters) {
     EXPECT_DOUBLE_EQ(NumberOf("1e-1"), 0.1);
     EXPECT_DOUBLE_EQ(NumberOf("25E-1"), 2.5);
     EXPECT_DOUBLE_EQ(NumberOf("2.5e-0000000000000001"), 0.25);
@@ -87,19 +87,19 @@ TEST(ParseJson, KeepsTheValueOfEveryExponentThatMatters) {
     EXPECT_DOUBLE_EQ(NumberOf("1e+0000000000000002"), 100.0);
 }
 
-TEST(ParseJson, LeavesWhatLooksLikeAnExponentInATextAsItIs) {
+TEST(Parse, LeavesWhatLooksLikeAnExponentInATextAsItIs) {
     rapidjson::Document document;
-    ASSERT_TRUE(ParseJson(R"({"1e-9999999999":"\"1e-9999999999\\","b":[1e-9999999999,"e-9999999999"]})", document));
+    ASSERT_TRUE(Parse(R"({"1e-9999999999":"\"1e-9999999999\\","b":[1e-9999999999,"e-9999999999"]})", document));
     EXPECT_STREQ(document["1e-9999999999"].GetString(), "\"1e-9999999999\\");
     EXPECT_EQ(document["b"][0].GetDouble(), 0.0);
     EXPECT_STREQ(document["b"][1].GetString(), "e-9999999999");
 }
 
-TEST(ParseJson, StillRefusesABrokenExponentOrText) {
+TEST(Parse, StillRefusesABrokenExponentOrText) {
     for (const char* text : {"1e-", "e-9999999999", "1e-9999999999x", "1e--9999999999", "1e-9999999999e-1", "[1e-",
                              "\"1e-9999999999", "\"\\", "\\\"1e-9999999999\""}) {
         rapidjson::Document document;
-        EXPECT_FALSE(ParseJson(text, document)) << text;
+        EXPECT_FALSE(Parse(text, document)) << text;
     }
 }
 
@@ -119,5 +119,9 @@ TEST(FindMemberDeathTest, InAnythingButAnObjectIsAFailedAssertion) {
     }
 }
 
+TEST(StringOfDeathTest, WhatIsNoStringIsAFailedAssertion) {
+    EXPECT_DEATH(StringOf(rapidjson::Value(1)), "Assertion .*IsString.* failed");
+}
+
 }  // namespace
-}  // namespace Diagnostics
+}  // namespace Json

@@ -1,16 +1,16 @@
-#include "tools/muxctl/JsonFault.h"
+#include "json/FaultText.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "diagnostics/RapidJson.h"
+#include "json/RapidJson.h"
 
 // Needs the settings of the former.
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
-namespace Muxctl {
+namespace Json {
 namespace {
 
 // Numbers are not converted, for the library's conversion fails on exponents of ten digits.
@@ -25,7 +25,7 @@ std::string PositionText(const std::string& text, std::size_t offset) {
 
 }  // namespace
 
-std::string JsonFaultText(const std::string& text) {
+std::string FaultText(const std::string& text) {
     rapidjson::MemoryStream stream(text.data(), text.size());
     rapidjson::BaseReaderHandler<> handler;
     const rapidjson::ParseResult result = rapidjson::Reader().Parse<kFlags>(stream, handler);
@@ -37,4 +37,4 @@ std::string JsonFaultText(const std::string& text) {
                                        : "is no JSON: A number in it is too large.";
 }
 
-}  // namespace Muxctl
+}  // namespace Json

@@ -1,11 +1,11 @@
-#include "diagnostics/JsonReading.h"
+#include "json/Reading.h"
 
 #include <rapidjson/memorystream.h>
 
 #include <algorithm>
 #include <string>
 
-namespace Diagnostics {
+namespace Json {
 namespace {
 
 // Every number with an exponent of minus this many digits or more is zero.
@@ -68,7 +68,7 @@ std::string WithShortExponents(std::string_view text) {
 
 }  // namespace
 
-bool ParseJson(std::string_view text, rapidjson::Document& document) {
+bool Parse(std::string_view text, rapidjson::Document& document) {
     const std::string shortened = MayHaveLongExponent(text) ? WithShortExponents(text) : std::string();
     const std::string_view parsedText = shortened.empty() ? text : shortened;
     rapidjson::MemoryStream stream(parsedText.data(), parsedText.size());
@@ -86,4 +86,4 @@ const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* n
     return member != object.MemberEnd() ? &member->value : nullptr;
 }
 
-}  // namespace Diagnostics
+}  // namespace Json

@@ -1,8 +1,8 @@
-#include "mux/messages/JsonTree.h"
+#include "json/Tree.h"
 
 #include <vector>
 
-namespace Mux {
+namespace Json {
 namespace {
 
 // Tells a handler of JSON events (a writer, a document) what a value consists of.
@@ -86,14 +86,14 @@ bool Walk(const rapidjson::Value& root, Handler& handler) {
 
 }  // namespace
 
-void CopyJson(const rapidjson::Value& source, rapidjson::Value& target, rapidjson::Document::AllocatorType& allocator) {
+void Copy(const rapidjson::Value& source, rapidjson::Value& target, rapidjson::Document::AllocatorType& allocator) {
     rapidjson::Document copy(&allocator);
     auto tellSource = [&source](rapidjson::Document& events) { return Walk(source, events); };
     copy.Populate(tellSource);
     target.Swap(copy);
 }
 
-std::string JsonText(const rapidjson::Value& value) {
+std::string Text(const rapidjson::Value& value) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     if (!Walk(value, writer)) {
@@ -102,4 +102,4 @@ std::string JsonText(const rapidjson::Value& value) {
     return {buffer.GetString(), buffer.GetSize()};
 }
 
-}  // namespace Mux
+}  // namespace Json

@@ -1,9 +1,0 @@
-#pragma once
-
-namespace Diagnostics {
-
-// Says on standard error which JSON assertion failed and aborts the process, which raises SIGABRT on the calling
-// thread and so leads to the dump and backtrace of SignalHandler. Any thread may call it.
-[[noreturn]] void FailedAssertion(const char* condition, const char* file, int line);
-
-}  // namespace Diagnostics

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace Json {
+
+// A failed assertion of the JSON library: JSON of the wrong shape was read, such as a required member that is missing
+// or a number that does not fit. What happens then is decided by the program, which links one of two libraries:
+//
+// json-aborting  says on standard error which assertion failed and aborts, which raises SIGABRT on the calling thread.
+//                For the daemon, where it leads to the dump and backtrace of its signal handler.
+// json-throwing  throws AssertionFailure. For programs that outlive such JSON. What was parsed is destroyed in
+// unwinding
+//                as usual. Only members of the library that are noexcept end the process all the same; those assert
+//                nothing about JSON that was read.
+//
+// Any thread may call it.
+[[noreturn]] void FailedAssertion(const char* condition, const char* file, int line);
+
+// What json-throwing throws. The text names the condition.
+class AssertionFailure : public std::logic_error {
+  public:
+    using std::logic_error::logic_error;
+};
+
+}  // namespace Json
