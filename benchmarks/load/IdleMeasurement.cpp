@@ -137,7 +137,8 @@ void AddFigures(Report& report, const std::vector<Turn>& turns, std::size_t inde
     for (const Growth& growth : kGrowths) {
         const auto percent = [&](const Turn& turn) {
             const Cost& first = turn.front();
-            return (turn.at(index).*growth.member - first.*growth.member) / first.*growth.whole * 100;
+            const double whole = first.*growth.whole;  // 0 in a measurement so short that nothing ran
+            return whole > 0 ? (turn.at(index).*growth.member - first.*growth.member) / whole * 100 : 0;
         };
         report.Add("idle, " + clients + " clients add" + growth.name, MedianOf(turns, percent), "%");
     }

@@ -13,6 +13,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <atomic>
 #include <cerrno>
@@ -39,8 +40,8 @@ struct Fault {
 };
 
 thread_local bool nextAllocationFails = false;
-// What a log line allocates first and frees last, which is the only thing that asks for memory in this way.
-thread_local void* logRecord = nullptr;
+// From the time that a log line takes to the cancellation that it allows again.
+thread_local bool isInLogLine = false;
 thread_local bool hasJustReceived = false;
 
 void Add(std::deque<Fault>& faults, const std::string& text) {
@@ -121,7 +122,7 @@ int CallOrReturn(const char* name, int property, Parameters... arguments) {
 }  // namespace
 
 void* operator new(std::size_t size) {
-    const bool fails = nextAllocationFails && logRecord == nullptr;
+    const bool fails = nextAllocationFails && !isInLogLine;
     nextAllocationFails = nextAllocationFails && !fails;
     void* const memory = fails ? nullptr : std::malloc(size);
     if (memory == nullptr) {
@@ -130,21 +131,17 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
+// Only log lines ask in this way.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    void* const memory = std::malloc(size);
-    logRecord = logRecord == nullptr ? memory : logRecord;
-    return memory;
+    return std::malloc(size);
 }
 
 void operator delete(void* memory) noexcept {
-    if (memory != nullptr && memory == logRecord) {
-        logRecord = nullptr;
-    }
     std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-    operator delete(memory);
+    std::free(memory);
 }
 
 extern "C" {
@@ -218,6 +215,16 @@ int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attrib
 // The property is 1 in a thread that has received something and sent nothing since.
 std::time_t time(std::time_t* result) noexcept {
     return CallOrFail<std::time_t>("time", hasJustReceived ? 1 : 0, result);
+}
+
+int gettimeofday(timeval* now, void* zone) noexcept {
+    isInLogLine = true;
+    return Call<int>("gettimeofday", now, zone);
+}
+
+int pthread_setcancelstate(int state, int* before) {
+    isInLogLine = isInLogLine && before != nullptr;
+    return Call<int>("pthread_setcancelstate", state, before);
 }
 
 char** backtrace_symbols(void* const* frames, int count) noexcept {
