@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <cstdio>
 #include <future>
 #include <memory>
 #include <string>
@@ -80,7 +81,9 @@ class BrenkMuxClients : public testing::Test {
         EXPECT_TRUE(WaitUntil([&] { return DeletedClients() == before + 1; }));
     }
 
-    // Connects until the newcomer has the descriptor number that the Mux gave to one that has gone.
+    // Connects until the newcomer has the descriptor number that the Mux gave to one that has gone. Client and Mux have
+    // their numbers from the same process, and the client's end is the first to get one: a lower number is let go for
+    // it when it has taken the Mux's.
     std::unique_ptr<MuxClient> NewcomerWith(const std::string& descriptor) {
         for (int attempt = 0; attempt < 50; ++attempt) {
             auto client = std::make_unique<MuxClient>(ConnectedClient());
@@ -88,6 +91,7 @@ class BrenkMuxClients : public testing::Test {
                 return client;
             }
             Disconnect(*client);
+            lowNumber.reset();
         }
         return nullptr;
     }
@@ -99,6 +103,7 @@ class BrenkMuxClients : public testing::Test {
         gateway.Accept();
     }
 
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> lowNumber{std::fopen("/dev/null", "r"), std::fclose};
     const ReservedPort port;
     WireGateway gateway;
     const CapturedLog log;

@@ -48,6 +48,7 @@ TEST_F(GatewaySimulatorGatewaysTest, AnswersForEachByItself) {
 TEST_F(GatewaySimulatorGatewaysTest, PutsTheIdInFrontOfLinesAboutAGateway) {
     ChildProcess program(SimulatorCommand({"--gateways", Write(kTwoGateways)}));
     PlainSocket hall(PortBehind(program, "7: Listening on 127.0.0.1:"));
+    PortBehind(program, "8: Listening on 127.0.0.1:");  // a line that could come between the two below
     hall.Send(kOpen);
     EXPECT_TRUE(program.WaitForOutput("<- OK lock 5 ref 3\n"));
     program.Write("quit\n");
