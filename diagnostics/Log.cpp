@@ -7,6 +7,7 @@
 #include <csignal>
 #include <limits>
 #include <new>
+#include <sstream>
 
 namespace Diagnostics {
 namespace {
@@ -66,6 +67,21 @@ LogLine& LogLine::AddNumber(long long number) {
 LogLine& LogLine::AddNumber(unsigned long long number) {
     Digits<unsigned long long> digits;
     Add(TextOf(number, digits));
+    return *this;
+}
+
+LogLine& LogLine::AddStreamed(const std::function<void(std::ostream& text)>& write) {
+    if (record_ == nullptr) {
+        return *this;
+    }
+    try {
+        std::ostringstream text;
+        text.exceptions(std::ios::badbit);
+        write(text);
+        return *this << text.str();
+    } catch (const std::bad_alloc&) {
+        record_.reset();
+    }
     return *this;
 }
 

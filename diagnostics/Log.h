@@ -3,7 +3,8 @@
 #include <plog/Log.h>
 
 #include <cstddef>
-#include <sstream>
+#include <functional>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -70,7 +71,7 @@ class LogLine {
     LogLine(plog::Severity severity, const char* function, std::size_t line) noexcept;
 
     // Add to the text, in the format of an output stream of the C++ library that was told no other. Null is told as
-    // "(null)"; a text ends at its first NUL, and a character that is one adds nothing.
+    // "(null)"; a text ends at its first NUL, and a char that is one adds nothing, whether signed or not.
     LogLine& operator<<(const char* text);
     LogLine& operator<<(char* text) { return *this << static_cast<const char*>(text); }
     LogLine& operator<<(const std::string& text) { return *this << text.c_str(); }
@@ -86,6 +87,7 @@ class LogLine {
     void Add(std::string_view text) noexcept;
     LogLine& AddNumber(long long number);
     LogLine& AddNumber(unsigned long long number);
+    LogLine& AddStreamed(const std::function<void(std::ostream& text)>& write);
 
     LogRecordPointer record_;
 };
@@ -126,9 +128,8 @@ inline constexpr bool kIsNumber =
 template <typename Operand>
 LogLine& LogLine::operator<<(const Operand& operand) {
     if constexpr (!kIsNumber<Operand>) {
-        std::ostringstream text;
-        text << operand;
-        return *this << text.str();
+        static_assert(!std::is_function_v<Operand>, "a manipulator would be lost");
+        return AddStreamed([&operand](std::ostream& text) { text << operand; });
     } else if constexpr (std::is_signed_v<Operand>) {
         return AddNumber(static_cast<long long>(operand));
     } else {

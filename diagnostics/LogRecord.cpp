@@ -20,6 +20,7 @@ constexpr std::size_t kLongestTextKept = 1024;
 
 // Never freed: the process may leave while other threads log.
 std::array<std::atomic<LogRecord*>, kSpareRecords> spareRecords{};
+static_assert(std::atomic<LogRecord*>::is_always_lock_free, "signal handlers log");
 
 constexpr int kFirstYear = 1900;
 constexpr std::size_t kSeverityWidth = 5;

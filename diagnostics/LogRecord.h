@@ -52,7 +52,8 @@ struct GiveRecordBack {
 using LogRecordPointer = std::unique_ptr<LogRecord, GiveRecordBack>;
 
 // A record that nobody else uses: one that was given back, or a new one; null when there is no memory for it. What it
-// says is left over from its last use. Any thread, also a signal handler that has interrupted this or the above.
+// says is left over from its last use. Any thread; a signal handler that has interrupted this or the above as well, as
+// long as one is spare: a new one is a call of the allocator.
 LogRecordPointer TakeRecord() noexcept;
 
 // The line of a record as the library's text formatter writes it, to the last byte, with the line's end:

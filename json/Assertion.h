@@ -9,10 +9,9 @@ namespace Json {
 //
 // json-aborting  says on standard error which assertion failed and aborts, which raises SIGABRT on the calling thread.
 //                For the daemon, where it leads to the dump and backtrace of its signal handler.
-// json-throwing  throws AssertionFailure. For programs that outlive such JSON. What was parsed is destroyed in
-// unwinding
-//                as usual. Only members of the library that are noexcept end the process all the same; those assert
-//                nothing about JSON that was read.
+// json-throwing  throws AssertionFailure. For programs that outlive such JSON. What was parsed is destroyed while the
+//                stack is unwound. Only members of the library that are noexcept end the process all the same; those
+//                assert nothing about JSON that was read.
 //
 // Any thread may call it.
 [[noreturn]] void FailedAssertion(const char* condition, const char* file, int line);

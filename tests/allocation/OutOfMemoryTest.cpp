@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <plog/Appenders/IAppender.h>
-#include <plog/Formatters/TxtFormatter.h>
 #include <plog/Init.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "diagnostics/Log.h"
+#include "diagnostics/LogRecord.h"
 #include "diagnostics/LogStream.h"
 #include "gateway/FrameBuffer.h"
 #include "gateway/VirtualGateway.h"
@@ -39,7 +39,7 @@ using Testing::LoopbackSocket;
 // Makes of each line what a file gets.
 class FormattingAppender : public plog::IAppender {
   public:
-    void write(const plog::Record& record) override { static_cast<void>(plog::TxtFormatter::format(record)); }
+    void write(const plog::Record& record) override { static_cast<void>(Diagnostics::LineText(record)); }
 };
 
 class OutOfMemoryTest : public testing::Test {
@@ -57,7 +57,7 @@ void Nothing() {}
 TEST_F(OutOfMemoryTest, ALineOfTheLogIsLeftOut) {
     const std::string text(10000, 'x');
     ForEachAllocation(
-        Nothing, [&] { MUX_LOG(plog::info) << text << 5 << 'c' << "literal"; },
+        Nothing, [&] { MUX_LOG(plog::info) << text << 5 << 'c' << "literal" << 0.5 << this; },
         [](bool isDone) { EXPECT_TRUE(isDone); });
 }
 

@@ -70,6 +70,12 @@ TEST(LogLine, WritesTextsAndCharactersAsTheLibrary) {
     ExpectAsTheLibrary(static_cast<const void*>(array));
 }
 
+// The library ends the line there.
+TEST(LogLine, GoesOnBehindAnUnsignedCharacterThatIsNul) {
+    const LogLine line = std::move(LogLine(plog::info, "f", 1) << "before" << std::uint8_t{0} << "behind");
+    EXPECT_STREQ(line.Record()->getMessage(), "f beforebehind");
+}
+
 TEST(LogRecord, IsALineOfThisMomentAndThread) {
     const LogRecordPointer record = TakeRecord();
     const std::time_t before = std::time(nullptr);

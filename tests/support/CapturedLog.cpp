@@ -8,7 +8,7 @@
 #include <mutex>
 #include <sstream>
 
-#include "tests/support/LogRecord.h"
+#include "tests/support/RecordedLog.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Testing {

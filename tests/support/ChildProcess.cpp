@@ -13,7 +13,7 @@
 #include <sstream>
 #include <system_error>
 
-#include "tests/support/LogRecord.h"
+#include "tests/support/RecordedLog.h"
 
 #ifdef MUX_COVERAGE
 extern "C" void __gcov_dump();

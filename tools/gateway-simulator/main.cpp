@@ -39,7 +39,7 @@ int RunProgram(const Simulator::ProgramOptions& options) {
     } catch (const Simulator::CommandError& error) {
         std::cerr << error.what() << '\n';
         return kUsageStatus;
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return kFailureStatus;
     }

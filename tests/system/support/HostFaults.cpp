@@ -40,8 +40,8 @@ struct Fault {
 };
 
 thread_local bool nextAllocationFails = false;
-// From the time that a log line takes to the cancellation that it allows again.
-thread_local bool isInLogLine = false;
+// A line lasts from the time that it takes to the cancellation that it allows again; an operand may log.
+thread_local int linesInProgress = 0;
 thread_local bool hasJustReceived = false;
 
 void Add(std::deque<Fault>& faults, const std::string& text) {
@@ -122,7 +122,7 @@ int CallOrReturn(const char* name, int property, Parameters... arguments) {
 }  // namespace
 
 void* operator new(std::size_t size) {
-    const bool fails = nextAllocationFails && !isInLogLine;
+    const bool fails = nextAllocationFails && linesInProgress == 0;
     nextAllocationFails = nextAllocationFails && !fails;
     void* const memory = fails ? nullptr : std::malloc(size);
     if (memory == nullptr) {
@@ -218,12 +218,12 @@ std::time_t time(std::time_t* result) noexcept {
 }
 
 int gettimeofday(timeval* now, void* zone) noexcept {
-    isInLogLine = true;
+    ++linesInProgress;
     return Call<int>("gettimeofday", now, zone);
 }
 
 int pthread_setcancelstate(int state, int* before) {
-    isInLogLine = isInLogLine && before != nullptr;
+    linesInProgress -= before == nullptr && linesInProgress > 0 ? 1 : 0;
     return Call<int>("pthread_setcancelstate", state, before);
 }
 

@@ -17,7 +17,7 @@
 #include <system_error>
 
 #include "tests/support/ChildVariables.h"
-#include "tests/support/LogRecord.h"
+#include "tests/support/RecordedLog.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ListeningSockets.h"
 #include "tests/system/support/Sanitized.h"

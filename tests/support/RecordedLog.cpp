@@ -1,4 +1,4 @@
-#include "tests/support/LogRecord.h"
+#include "tests/support/RecordedLog.h"
 
 #include <fcntl.h>
 #include <unistd.h>
