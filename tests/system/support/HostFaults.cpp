@@ -25,6 +25,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -40,8 +41,10 @@ struct Fault {
 };
 
 thread_local bool nextAllocationFails = false;
-// A line lasts from the time that it takes to the cancellation that it allows again; an operand may log.
+// A line lasts from the time that it takes to the cancellation that it allows again; an operand may log. A new record
+// of the log, which is asked for without exceptions, takes the time once more as it is made.
 thread_local int linesInProgress = 0;
+thread_local bool makesRecord = false;
 thread_local bool hasJustReceived = false;
 
 void Add(std::deque<Fault>& faults, const std::string& text) {
@@ -131,8 +134,8 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
-// Only log lines ask in this way.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    makesRecord = true;
     return std::malloc(size);
 }
 
@@ -218,7 +221,7 @@ std::time_t time(std::time_t* result) noexcept {
 }
 
 int gettimeofday(timeval* now, void* zone) noexcept {
-    ++linesInProgress;
+    linesInProgress += std::exchange(makesRecord, false) ? 0 : 1;
     return Call<int>("gettimeofday", now, zone);
 }
 
