@@ -13,6 +13,7 @@
 #include "benchmarks/load/LatencyMeasurement.h"
 #include "benchmarks/load/MemoryMeasurement.h"
 #include "benchmarks/load/NeighbourMeasurement.h"
+#include "benchmarks/load/RateMeasurement.h"
 #include "benchmarks/load/StartUpMeasurement.h"
 #include "benchmarks/load/ThroughputMeasurement.h"
 
@@ -43,7 +44,9 @@ void AddLatency(CLI::App& app, Action& action) {
         action = [choice](const Target& target, Report& report) {
             choice->options.longestPause = choice->randomPhase ? kRandomPhase : std::chrono::nanoseconds(0);
             const char* const name = choice->randomPhase ? "random phase" : "closed loop";
-            report.AddLatencies(name, LatencyMeasurement(target, choice->options).Run());
+            const Samples samples = LatencyMeasurement(target, choice->options).Run();
+            report.AddLatencies(name, samples);
+            report.AddDistribution(name, samples);
         };
     });
 }
@@ -64,6 +67,16 @@ void AddThroughput(CLI::App& app, Action& action) {
     command->add_option("--clients", options->clients)->check(CLI::PositiveNumber);
     command->add_option_function<pid_t>(
         "--pid", [options](const pid_t& process) { options->process = process; }, "Also measure its CPU time");
+    AddSeconds(*command, options->duration);
+}
+
+void AddRates(CLI::App& app, Action& action) {
+    CLI::App* const command = app.add_subcommand("rates", "CPU time of a process at several rates of answers");
+    const auto options = AddPlain<RateMeasurement>(*command, action);
+    command->add_option("--pid", options->process)->required();
+    command->add_option("--rates", options->rates, "Requests a second, separated by commas")
+        ->delimiter(',')
+        ->check(CLI::PositiveNumber);
     AddSeconds(*command, options->duration);
 }
 
@@ -143,8 +156,8 @@ void AddGateways(CLI::App& app, Action& action) {
 
 void AddCommands(CLI::App& app, Action& action) {
     using Adder = void (*)(CLI::App&, Action&);
-    constexpr Adder kAdders[] = {AddLatency, AddThroughput, AddGatewayRequests, AddEvents,  AddIdle,
-                                 AddMemory,  AddNeighbours, AddStartUp,         AddGateways};
+    constexpr Adder kAdders[] = {AddLatency, AddThroughput, AddRates,      AddGatewayRequests, AddEvents,
+                                 AddIdle,    AddMemory,     AddNeighbours, AddStartUp,         AddGateways};
     for (const Adder add : kAdders) {
         add(app, action);
     }

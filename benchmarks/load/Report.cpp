@@ -4,15 +4,41 @@
 #include <chrono>
 #include <cstddef>
 #include <iomanip>
+#include <numeric>
 #include <sstream>
+#include <utility>
 
 #include "json/RapidJson.h"
 
 namespace Load {
 namespace {
 
+using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
+
 double MillisecondsOf(std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
+}
+
+// Dense enough to draw, with the tail that a figure alone would hide.
+std::vector<double> DistributionPercents() {
+    std::vector<double> percents(99);
+    std::iota(percents.begin(), percents.end(), 1);
+    percents.insert(percents.end(), {99.5, 99.9, 100});
+    return percents;
+}
+
+void WriteText(Writer& writer, const char* key, const std::string& text) {
+    writer.Key(key);
+    writer.String(text.c_str());
+}
+
+void WriteNumbers(Writer& writer, const char* key, const std::vector<double>& numbers) {
+    writer.Key(key);
+    writer.StartArray();
+    for (const double number : numbers) {
+        writer.Double(number);
+    }
+    writer.EndArray();
 }
 
 }  // namespace
@@ -26,6 +52,14 @@ void Report::AddLatencies(const std::string& name, const Samples& samples) {
     Add(name + " p99", MillisecondsOf(samples.Percentile(99)), "ms");
     Add(name + " max", MillisecondsOf(samples.Max()), "ms");
     Add(name + " samples", static_cast<double>(samples.Count()), "");
+}
+
+void Report::AddDistribution(const std::string& name, const Samples& samples) {
+    Distribution distribution{name, {}};
+    for (const double percent : DistributionPercents()) {
+        distribution.values.push_back(MillisecondsOf(samples.Percentile(percent)));
+    }
+    distributions_.push_back(std::move(distribution));
 }
 
 std::string Report::Table() const {
@@ -45,18 +79,27 @@ std::string Report::Table() const {
 
 std::string Report::Json() const {
     rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    Writer writer(buffer);
     writer.StartObject();
     writer.Key("figures");
     writer.StartArray();
     for (const Figure& figure : figures_) {
         writer.StartObject();
-        writer.Key("name");
-        writer.String(figure.name.c_str());
+        WriteText(writer, "name", figure.name);
         writer.Key("value");
         writer.Double(figure.value);
-        writer.Key("unit");
-        writer.String(figure.unit.c_str());
+        WriteText(writer, "unit", figure.unit);
+        writer.EndObject();
+    }
+    writer.EndArray();
+    writer.Key("distributions");
+    writer.StartArray();
+    for (const Distribution& distribution : distributions_) {
+        writer.StartObject();
+        WriteText(writer, "name", distribution.name);
+        WriteText(writer, "unit", "ms");
+        WriteNumbers(writer, "percents", DistributionPercents());
+        WriteNumbers(writer, "values", distribution.values);
         writer.EndObject();
     }
     writer.EndArray();

@@ -25,6 +25,9 @@ FULL_SECONDS = 10.0
 SMOKE_SECONDS = 0.5
 # A gateway is sent a frame every 300 ms, and the first two are left out.
 FEWEST_GATEWAY_SECONDS = 1.5
+# Of each rate of answers. With fewer the noise of the idle passes would hide what few answers take.
+FEWEST_RATE_SECONDS = 1.5
+RATES = (50, 100, 200, 400, 600, 800)
 # A gateway's event needs some 0.65 s of silence before it, or any time up to these seconds.
 EVENT_GATEWAYS, LONGEST_SILENCE = 32, 25
 # Clients that behave badly, as options of the load generator; the first run is undisturbed.
@@ -58,12 +61,30 @@ class Figures:
                 for name, values in self.values.items()}
 
 
+class Distributions:
+    """All turns of each distribution: its values, one for each of the percents."""
+
+    def __init__(self):
+        self.turns, self.percents, self.units = {}, {}, {}
+
+    def add(self, program, distribution):
+        name = f"{program}: {distribution['name']}"
+        self.turns.setdefault(name, []).append(distribution["values"])
+        self.percents[name], self.units[name] = distribution["percents"], distribution["unit"]
+
+    def summary(self):
+        """The median of the turns, percentile by percentile."""
+        return {name: {"unit": self.units[name], "percents": self.percents[name],
+                       "median": [statistics.median(values) for values in zip(*turns)], "values": turns}
+                for name, turns in self.turns.items()}
+
+
 class Benchmark:
     def __init__(self, programs, folder, options):
         self.programs, self.folder, self.options = programs, folder, options
         self.seconds = options.seconds
         self.long_seconds = self.seconds if options.smoke else 3 * self.seconds
-        self.figures = Figures()
+        self.figures, self.distributions = Figures(), Distributions()
 
     def program(self, name):
         return str(self.programs / name)
@@ -106,10 +127,13 @@ class Benchmark:
             raise PlayError(f"{name} ended by itself with status {ended}")
 
     def take(self, program, json_file, prefix="", beginning=""):
-        """Only the figures whose names begin so."""
-        for figure in json.loads(json_file.read_text())["figures"]:
+        """Only the figures whose names begin so, and all distributions."""
+        measured = json.loads(json_file.read_text())
+        for figure in measured["figures"]:
             if figure["name"].startswith(beginning):
                 self.figures.add(program, prefix + figure["name"], figure["value"], figure["unit"])
+        for distribution in measured["distributions"]:
+            self.distributions.add(program, distribution)
 
     def load(self, program, port, *arguments, prefix="", beginning=""):
         """Measures a running program."""
@@ -153,6 +177,14 @@ class Benchmark:
                       "--seconds", str(self.seconds))
         # Not judged, but a floor with another one is no floor.
         self.figures.add(name, "longest timer slack of a thread", longest_timer_slack(process), "ns")
+
+    def measure_rates(self):
+        seconds = self.seconds / 5 if self.options.smoke else max(FEWEST_RATE_SECONDS, self.seconds / 5)
+        for _ in range(self.options.rounds):
+            for name in ("floor", "Mux"):
+                with self.gateways(1) as gateway_ports, self.running(name, gateway_ports) as (port, process):
+                    self.load(name, port, "rates", "--pid", str(process), "--rates", ",".join(map(str, RATES)),
+                              "--seconds", str(seconds))
 
     def measure_gateways(self):
         seconds = str(max(FEWEST_GATEWAY_SECONDS, 2 * self.long_seconds))
@@ -215,8 +247,8 @@ class Benchmark:
         self.figures.add("Mux", "shared libraries", needed, "")
 
     PARTS = {"binary": measure_binary, "in-process": measure_in_process, "turns": measure_in_turns,
-             "gateways": measure_gateways, "events": measure_events, "neighbours": measure_neighbours,
-             "memory": measure_memory, "start-up": measure_start_up}
+             "rates": measure_rates, "gateways": measure_gateways, "events": measure_events,
+             "neighbours": measure_neighbours, "memory": measure_memory, "start-up": measure_start_up}
 
     def run(self):
         for part in self.options.only or self.PARTS:
@@ -309,7 +341,8 @@ def main():
         print(f"benchmark failed: {error}", file=sys.stderr)
         return 1
     result = {"machine": before, "seconds": options.seconds, "rounds": options.rounds, "smoke": options.smoke,
-              "targets": rows, "figures": benchmark.figures.summary()}
+              "targets": rows, "figures": benchmark.figures.summary(),
+              "distributions": benchmark.distributions.summary()}
     (options.results / "benchmark.json").write_text(json.dumps(result, indent=1) + "\n")
     print_figures(benchmark.figures)
     print_targets(rows, judged=not options.smoke)

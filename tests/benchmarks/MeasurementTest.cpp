@@ -15,6 +15,7 @@
 #include "benchmarks/load/MemoryMeasurement.h"
 #include "benchmarks/load/NeighbourMeasurement.h"
 #include "benchmarks/load/Neighbours.h"
+#include "benchmarks/load/RateMeasurement.h"
 #include "benchmarks/load/StartUpMeasurement.h"
 #include "benchmarks/load/StartedProgram.h"
 #include "benchmarks/load/ThroughputMeasurement.h"
@@ -104,6 +105,30 @@ TEST_F(MeasurementTest, ThroughputWithoutAProcessIsWithoutCpuTime) {
     const StartedProgram floor(Command());
     ThroughputMeasurement(target_, {1, kShort, milliseconds(10), std::nullopt}).Run(report_);
     EXPECT_THAT(report_.Json(), Not(HasSubstr("CPU")));
+}
+
+TEST_F(MeasurementTest, EachRateIsAnsweredAndHasItsCpuTimeBesideThatOfTheSilence) {
+    const StartedProgram floor(Command());
+    RateMeasurement(target_, {floor.Process(), {20, 200}, 3 * kShort, milliseconds(10)}).Run(report_);
+    const double idle = FigureOf(report_, "rate 0, CPU");
+    EXPECT_GT(idle, 0);
+    for (const int rate : {20, 200}) {
+        const std::string name = "rate " + std::to_string(rate);
+        EXPECT_GT(FigureOf(report_, name + ", answers"), 0.5 * rate);
+        EXPECT_LT(FigureOf(report_, name + ", answers"), 1.5 * rate);
+        const double cpu = FigureOf(report_, name + ", CPU");
+        EXPECT_GT(cpu, 0);
+        EXPECT_NEAR(FigureOf(report_, name + ", CPU above idle"), cpu - idle, 1e-9);
+    }
+}
+
+TEST_F(MeasurementTest, ARateThatTheServerCannotFollowShowsAsFewerAnswers) {
+    const StartedProgram floor(Command());
+    RateMeasurement(target_, {floor.Process(), {4000}, kShort, milliseconds(10)}).Run(report_);
+    const double answersPerSecond = FigureOf(report_, "rate 4000, answers");
+    EXPECT_GT(answersPerSecond, 10);
+    // One answer a pass of a millisecond.
+    EXPECT_LE(answersPerSecond, 1100);
 }
 
 TEST_F(MeasurementTest, IdlingLoopsWakeUp) {

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "json/RapidJson.h"
+
 namespace Load {
 namespace {
 
@@ -23,7 +25,8 @@ TEST(ReportTest, TheJsonHoldsNameValueAndUnitInOrder) {
     report.Add("b", 2, "");
     EXPECT_EQ(
         report.Json(),
-        R"({"figures":[{"name":"a \"quoted\" name","value":0.5,"unit":"1/s"},{"name":"b","value":2.0,"unit":""}]})");
+        R"({"figures":[{"name":"a \"quoted\" name","value":0.5,"unit":"1/s"},{"name":"b","value":2.0,"unit":""}],)"
+        R"("distributions":[]})");
 }
 
 TEST(ReportTest, LatenciesAreGivenInMillisecondsWithTheirNumber) {
@@ -43,7 +46,35 @@ TEST(ReportTest, LatenciesAreGivenInMillisecondsWithTheirNumber) {
 TEST(ReportTest, LatenciesThatWereNotMeasuredAreNoFigures) {
     Report report;
     EXPECT_THROW(report.AddLatencies("x", Samples()), std::logic_error);
-    EXPECT_EQ(report.Json(), R"({"figures":[]})");
+    EXPECT_THROW(report.AddDistribution("x", Samples()), std::logic_error);
+    EXPECT_EQ(report.Json(), R"({"figures":[],"distributions":[]})");
+}
+
+TEST(ReportTest, ADistributionHasEveryWholePercentileAndTheTailInMilliseconds) {
+    Samples samples;
+    for (int tenth = 1; tenth <= 1000; ++tenth) {
+        samples.Add(std::chrono::microseconds(100 * tenth));
+    }
+    Report report;
+    report.AddDistribution("x", samples);
+    EXPECT_EQ(report.Table(), "");
+    rapidjson::Document document;
+    document.Parse(report.Json().c_str());
+    const auto& distribution = document["distributions"][0];
+    EXPECT_STREQ(distribution["name"].GetString(), "x");
+    EXPECT_STREQ(distribution["unit"].GetString(), "ms");
+    const auto& percents = distribution["percents"];
+    ASSERT_EQ(percents.Size(), 102U);
+    ASSERT_EQ(distribution["values"].Size(), 102U);
+    EXPECT_EQ(percents[0].GetDouble(), 1);
+    EXPECT_EQ(percents[98].GetDouble(), 99);
+    EXPECT_EQ(percents[99].GetDouble(), 99.5);
+    EXPECT_EQ(percents[100].GetDouble(), 99.9);
+    EXPECT_EQ(percents[101].GetDouble(), 100);
+    // A percentile of these samples is a tenth of a millisecond for each tenth of a percent.
+    for (rapidjson::SizeType index = 0; index < 102; ++index) {
+        EXPECT_NEAR(distribution["values"][index].GetDouble(), percents[index].GetDouble(), 1e-9);
+    }
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ TEST(SamplesTest, APercentileIsTheSmallestSampleThatSoManyDoNotExceed) {
         samples.Add(nanoseconds(time));
     }
     EXPECT_EQ(samples.Percentile(99), nanoseconds(990));
+    EXPECT_EQ(samples.Percentile(99.9), nanoseconds(999));
     EXPECT_EQ(samples.Percentile(99.95), nanoseconds(1000));
     EXPECT_EQ(samples.Percentile(0.1), nanoseconds(1));
 }

@@ -45,5 +45,15 @@ class FiguresTest(unittest.TestCase):
                          [("stripped release binary", 100.0, True)])
 
 
+class DistributionsTest(unittest.TestCase):
+    def test_each_percentile_is_the_median_of_the_turns(self):
+        distributions = benchmark.Distributions()
+        for values in ([1.0, 9.0], [2.0, 7.0], [4.0, 8.0]):
+            distributions.add("Mux", {"name": "a", "unit": "ms", "percents": [50, 100], "values": values})
+        self.assertEqual(distributions.summary()["Mux: a"],
+                         {"unit": "ms", "percents": [50, 100], "median": [2.0, 8.0],
+                          "values": [[1.0, 9.0], [2.0, 7.0], [4.0, 8.0]]})
+
+
 if __name__ == "__main__":
     unittest.main()
