@@ -61,31 +61,46 @@ class Calls:
         return sum(self.count[name] for name in found), sum(self.cost[name] for name in found)
 
 
-class ProfiledMux:
-    def __init__(self, program, folder):
+class CountedMux:
+    """A Mux with one gateway and one client, started by another program that counts its instructions."""
+
+    def __init__(self, starter, program, folder):
         self.folder = folder
-        for old in folder.glob("profile*"):
-            old.unlink()
         self.gateways = PlainGateways(1)
         self.gateways.start()
         configuration = folder / "configuration.json"
         configuration.write_text(json.dumps({"Enabled": True, "Gateways": self.gateways.configuration()}))
-        port = free_port()
+        self.port = free_port()
         self.process = subprocess.Popen(
-            ["valgrind", "--quiet", "--tool=callgrind", f"--callgrind-out-file={folder / 'profile'}", "--instr-atstart=no",
-             str(pathlib.Path(program).resolve()), "--port", f"--port={port}", "--configFile", str(configuration)],
+            [*starter, str(pathlib.Path(program).resolve()), "--port", f"--port={self.port}", "--configFile",
+             str(configuration)],
             stdout=subprocess.DEVNULL, cwd=folder)
-        self.port = port
-        self.client = Client(port, DEADLINE)
+
+    def await_service(self):
+        """Answers of both kinds, so that what only the first one costs is left out."""
+        self.client = Client(self.port, DEADLINE)
         wait_until(lambda: self.gateways.connections, "The gateway connected", DEADLINE)
         self.request(UNKNOWN_GATEWAY)
         self.request(1)
-        self.dumps = 0
 
     def request(self, gateway):
         self.client.send(json.dumps({"Timestamp": 1, "MessageID": "0f8fad5b", "MessageCode": 10,
                                      "Data": {"gatewayID": gateway, "lockID": 5}}))
         self.client.receive()
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+
+
+class ProfiledMux(CountedMux):
+    def __init__(self, program, folder):
+        for old in folder.glob("profile*"):
+            old.unlink()
+        super().__init__(["valgrind", "--quiet", "--tool=callgrind", f"--callgrind-out-file={folder / 'profile'}",
+                          "--instr-atstart=no"], program, folder)
+        self.await_service()
+        self.dumps = 0
 
     def profile(self, action):
         """The calls that were made while `action` ran."""
@@ -102,10 +117,6 @@ class ProfiledMux:
     def control(self, order):
         subprocess.run(["callgrind_control", order, str(self.process.pid)], check=True, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL)
-
-    def kill(self):
-        self.process.kill()
-        self.process.wait()
 
 
 def print_idle_passes(calls, clients):

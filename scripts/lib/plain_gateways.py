@@ -30,6 +30,7 @@ class PlainGateways(threading.Thread):
         self.listeners = [socket.create_server(("127.0.0.1", 0)) for _ in range(count)]
         self.selector = selectors.DefaultSelector()
         self.connections = []
+        self.requests = 0
         self.raised = 0
         self.left = 0
         self.next_event = 0.0
@@ -59,6 +60,7 @@ class PlainGateways(threading.Thread):
     def answer(self, connection):
         request = connection.recv(4096)
         if request:
+            self.requests += 1
             connection.sendall(frame(RESPONSE, NO_ROUTE, request[REFERENCE_ID_OFFSET]))
         else:
             self.selector.unregister(connection)

@@ -101,7 +101,7 @@ class Client:
             except ConnectionRefusedError:
                 return False
 
-        wait_until(connected, "The Mux listening")
+        wait_until(connected, "The Mux listening", deadline)
 
     def send(self, text):
         self.socket.sendall(packet(text))
