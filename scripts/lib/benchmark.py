@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The steps of scripts/benchmark: python3 scripts/lib/benchmark.py PROGRAM_FOLDER RESULT_FOLDER [--smoke] [--seconds N] [--only PART].
+"""The steps of scripts/benchmark: python3 scripts/lib/benchmark.py PROGRAM_FOLDER RESULT_FOLDER [OPTION]...
 
 Starts floor and Mux in turns, lets benchmarks/load measure them, and holds the figures against their targets.
 """
@@ -18,6 +18,7 @@ import time
 import benchmark_targets
 from programs import PlayError, Program, free_port
 
+MUX = "dw-hal-mux-brenk"
 GATEWAY_LINE = "Gateways listen on "
 CLIENT_NUMBERS = (1, 50, 500)
 GATEWAY_NUMBERS = (1, 8, 64)
@@ -87,14 +88,14 @@ class Benchmark:
         self.figures, self.distributions = Figures(), Distributions()
 
     def program(self, name):
-        return str(self.programs / name)
+        return str(self.options.mux if name == MUX and self.options.mux else self.programs / name)
 
     def mux_command(self, port, gateway_ports):
         configuration = self.folder / "mux.json"
         configuration.write_text(json.dumps({"Enabled": True, "Gateways": [
             {"ID": number, "Description": "", "IpAddress": "127.0.0.1", "Port": gateway_port, "Devices": []}
             for number, gateway_port in enumerate(gateway_ports, 1)]}))
-        return [self.program("dw-hal-mux-brenk"), "--port", f"--port={port}", "--configFile", str(configuration),
+        return [self.program(MUX), "--port", f"--port={port}", "--configFile", str(configuration),
                 "--logFile", str(self.folder / "mux.log")]
 
     def command(self, name, port, gateway_ports):
@@ -241,7 +242,7 @@ class Benchmark:
 
     def measure_binary(self):
         stripped = self.folder / "stripped"
-        run(["strip", "-o", str(stripped), self.program("dw-hal-mux-brenk")])
+        run(["strip", "-o", str(stripped), self.program(MUX)])
         self.figures.add("Mux", "stripped size", stripped.stat().st_size / 1024, "KiB")
         needed = run(["readelf", "--dynamic", str(stripped)]).count("(NEEDED)")
         self.figures.add("Mux", "shared libraries", needed, "")
@@ -252,7 +253,9 @@ class Benchmark:
 
     def run(self):
         for part in self.options.only or self.PARTS:
-            self.PARTS[part](self)
+            # Its benchmarks are built from these sources, not from those of another Mux.
+            if part != "in-process" or not self.options.mux:
+                self.PARTS[part](self)
 
 
 def run(command):
@@ -318,6 +321,7 @@ def parse_options(arguments):
     parser.add_argument("--smoke", action="store_true")
     parser.add_argument("--seconds", type=float)
     parser.add_argument("--only", action="append", choices=Benchmark.PARTS)
+    parser.add_argument("--mux", type=pathlib.Path)
     options = parser.parse_args(arguments)
     options.seconds = options.seconds or (SMOKE_SECONDS if options.smoke else FULL_SECONDS)
     options.rounds = 1 if options.smoke else 4

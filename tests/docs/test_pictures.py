@@ -1,0 +1,119 @@
+"""The pictures of the documents and the script that draws them: python3 tests/docs/test_pictures.py.
+
+Everything is drawn from the figures that are kept beside the pictures.
+"""
+import json
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+PICTURES = PROJECT / "docs" / "pictures"
+AFTER, BEFORE = PICTURES / "after.json", PICTURES / "before.json"
+NAMES = ["cpu.svg", "memory.svg", "waiting-times.svg"]
+TEXT = "{http://www.w3.org/2000/svg}text"
+SKIPPED = 77
+
+
+def names_in(folder, pattern):
+    return sorted(path.name for path in folder.glob(pattern))
+
+
+def texts_of(picture):
+    """What can be read in it."""
+    root = xml.etree.ElementTree.parse(picture).getroot()
+    return ["".join(text.itertext()).strip() for text in root.iter(TEXT)]
+
+
+def version_of(picture):
+    """Of the gnuplot that drew it."""
+    return re.search("<desc>.*</desc>", picture.read_text())[0]
+
+
+class PicturesTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def plot(self, *results):
+        return subprocess.run([sys.executable, "-B", PROJECT / "scripts/lib/plot.py", self.folder, *results],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+
+    def draw(self, *results):
+        done = self.plot(*results)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+    def changed(self, change):
+        """A result beside the pictures in which something was changed."""
+        result = json.loads(AFTER.read_text())
+        change(result)
+        file = self.folder / "changed.json"
+        file.write_text(json.dumps(result))
+        return file
+
+    def test_each_picture_is_shown(self):
+        shown = re.findall(r"!\[.+\]\(pictures/(.+)\)", (PROJECT / "docs/performance.md").read_text())
+        self.assertEqual(sorted(shown), NAMES)
+        self.assertEqual(names_in(PICTURES, "*.svg"), NAMES)
+
+    def test_the_pictures_hold_the_figures_beside_them(self):
+        self.draw(AFTER, BEFORE)
+        for name in NAMES:
+            drawn, committed = self.folder / name, PICTURES / name
+            self.assertEqual(texts_of(drawn), texts_of(committed))
+            # Another version may write the same lines in another way.
+            if version_of(drawn) == version_of(committed):
+                self.assertEqual(drawn.read_text(), committed.read_text(), name)
+
+    def test_what_was_drawn_is_kept_and_drawn_again(self):
+        self.draw(AFTER, BEFORE)
+        self.assertEqual((self.folder / "after.json").read_text(), AFTER.read_text())
+        self.assertEqual((self.folder / "before.json").read_text(), BEFORE.read_text())
+
+    def test_only_what_is_drawn_is_kept(self):
+        def measure_more(result):
+            result["machine"] = {"processor": "a name"}
+            result["figures"]["Mux: closed loop median"] = {"median": 1.0, "unit": "ms", "values": [1.0]}
+            result["distributions"]["Mux: closed loop"]["values"] = [[1.0]]
+
+        self.draw(self.changed(measure_more))
+        self.assertEqual((self.folder / "after.json").read_text(), AFTER.read_text())
+
+    def test_each_line_is_named(self):
+        self.draw(AFTER, BEFORE)
+        for name, lines in (("cpu.svg", {"floor", "Mux", "Mux, before"}),
+                            ("memory.svg", {"Mux: RSS", "Mux: PSS", "Mux, before: RSS", "Mux, before: PSS"}),
+                            ("waiting-times.svg", {"floor", "Mux", "Mux, before"})):
+            self.assertLessEqual(lines, set(texts_of(self.folder / name)), name)
+
+    def test_without_an_earlier_result_there_are_no_lines_of_it(self):
+        self.draw(AFTER, BEFORE)
+        self.draw(AFTER)
+        self.assertEqual(names_in(self.folder, "*"), ["after.json", *NAMES])
+        for name in NAMES:
+            self.assertFalse([text for text in texts_of(self.folder / name) if "before" in text], name)
+
+    def test_another_figure_is_another_picture(self):
+        def cost_more(result):
+            result["figures"]["Mux: rate 400, CPU"]["median"] += 1
+
+        self.draw(self.changed(cost_more), BEFORE)
+        self.assertNotEqual((self.folder / "cpu.svg").read_text(), (PICTURES / "cpu.svg").read_text())
+
+    def test_what_was_not_measured_is_named(self):
+        done = self.plot(self.changed(lambda result: result["distributions"].clear()))
+        self.assertEqual(done.returncode, 1)
+        self.assertIn('no figures of the floor for "closed-loop"', done.stderr)
+
+
+if __name__ == "__main__":
+    if shutil.which("gnuplot") is None:
+        print("SKIPPED: no gnuplot here; scripts/setup --with-benchmarks installs it")
+        sys.exit(SKIPPED)
+    unittest.main()
