@@ -1,9 +1,9 @@
 #include "gateway/ResponseManager.h"
 
-#include <array>
-#include <cstdio>
+#include <iomanip>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -64,9 +64,9 @@ std::string CardDataOf(const Messages::BrenkMessage& frame) {
 }
 
 std::string NumberInHex(unsigned number) {
-    std::array<char, 9> text{};
-    std::snprintf(text.data(), text.size(), "%X", number);
-    return text.data();
+    std::ostringstream text;
+    text << std::hex << std::uppercase << number;
+    return text.str();
 }
 
 std::string PinDataOf(const Messages::BrenkMessage& frame) {

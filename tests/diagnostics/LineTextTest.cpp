@@ -115,7 +115,7 @@ TEST(LineText, IsTheLineOfTheLibrarysFormatterToTheLastByte) {
     constexpr const char* kZones[] = {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "EST5EDT,M3.2.0,M11.1.0", "<+0545>-5:45",
                                       "<-0330>3:30"};
     const TimeZone zone(kZones[0]);
-    std::mt19937 random(20261122);
+    std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same records in every run
     for (int count = 0; count < kRecords; ++count) {
         if (count % 100 == 0) {
             TimeZone::Set(kZones[random() % std::size(kZones)]);
