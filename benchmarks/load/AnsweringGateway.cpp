@@ -13,7 +13,7 @@ namespace {
 using asio::ip::tcp;
 using Simulator::Bytes;
 
-Simulator::Frame FrameOf(const Simulator::FrameSplitter::Chunk& chunk) {
+Simulator::Frame FrameOf(const Simulator::FrameCutter::Chunk& chunk) {
     const Simulator::DecodedFrame decoded = Simulator::DecodeFrame(chunk.bytes);
     if (decoded.verdict != Simulator::Verdict::kGood) {
         throw std::runtime_error(std::string("a gateway received a bad frame: ") + VerdictText(decoded.verdict));
@@ -45,7 +45,7 @@ void AnsweringGateway::Accept() {
         }
         socket.set_option(tcp::no_delay(true));
         connection_.emplace(std::move(socket));
-        splitter_ = Simulator::FrameSplitter();
+        cutter_ = Simulator::FrameCutter();
         Read();
         Accept();
     });
@@ -57,7 +57,7 @@ void AnsweringGateway::Read() {
         if (error) {
             return;
         }
-        splitter_.Append(Bytes(input_.begin(), input_.begin() + static_cast<std::ptrdiff_t>(count)));
+        cutter_.Append(Bytes(input_.begin(), input_.begin() + static_cast<std::ptrdiff_t>(count)));
         Answer();
         Read();
     });
@@ -65,7 +65,7 @@ void AnsweringGateway::Read() {
 
 void AnsweringGateway::Answer() {
     const Clock::time_point arrival = Clock::now();
-    while (const auto chunk = splitter_.Next()) {
+    while (const auto chunk = cutter_.Next()) {
         Send(model_.AnswerTo(FrameOf(*chunk)));
         if (frameReceived_) {
             frameReceived_(arrival);

@@ -10,7 +10,7 @@
 
 #include "benchmarks/load/AtOnceModel.h"
 #include "benchmarks/load/Clock.h"
-#include "tools/gateway-simulator/FrameSplitter.h"
+#include "tools/gateway-simulator/FrameCutter.h"
 
 namespace Load {
 
@@ -50,7 +50,7 @@ class AnsweringGateway {
     asio::ip::tcp::acceptor acceptor_;
     std::optional<asio::ip::tcp::socket> connection_;
     std::array<std::uint8_t, 4096> input_ = {};
-    Simulator::FrameSplitter splitter_;
+    Simulator::FrameCutter cutter_;
     AtOnceModel model_;
     FrameReceived frameReceived_;
     Clock::time_point lastSent_;

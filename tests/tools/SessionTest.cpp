@@ -38,7 +38,7 @@ class SessionTest : public testing::Test {
         peer_.non_blocking(true);
         tcp::socket accepted = acceptor.accept();
         Session::Handlers handlers;
-        handlers.received = [this](Session& session, const FrameSplitter::Chunk& chunk) {
+        handlers.received = [this](Session& session, const FrameCutter::Chunk& chunk) {
             ++received_;
             session.Send(chunk.bytes);
         };

@@ -22,7 +22,7 @@ std::optional<Result> ResultOfFlaw(Verdict verdict) {
     }
 }
 
-ReceivedFrame Describe(const Session& session, const FrameSplitter::Chunk& chunk) {
+ReceivedFrame Describe(const Session& session, const FrameCutter::Chunk& chunk) {
     ReceivedFrame received;
     received.bytes = chunk.bytes;
     received.arrival = std::chrono::steady_clock::now();
@@ -59,12 +59,17 @@ void Transmit(Session& session, const Delivery& delivery) {
     }
 }
 
+Observer& ObserverOf(const SimulatorOptions& options) {
+    static Observer silent;
+    return options.observer == nullptr ? silent : *options.observer;
+}
+
 }  // namespace
 
 Gateway::Gateway(asio::io_context& loop, const SimulatorOptions& options, FrameLog& log)
     : loop_(loop),
       options_(options),
-      observer_(options.observer == nullptr ? silent_ : *options.observer),
+      observer_(ObserverOf(options)),
       log_(log),
       model_(options.counter),
       listener_(loop, [this](asio::ip::tcp::socket socket) { OnConnection(std::move(socket)); }) {
@@ -147,7 +152,7 @@ void Gateway::KeepWhitelists() {
 
 void Gateway::OnConnection(asio::ip::tcp::socket socket) {
     Session::Handlers handlers;
-    handlers.received = [this](Session& session, const FrameSplitter::Chunk& chunk) { OnChunk(session, chunk); };
+    handlers.received = [this](Session& session, const FrameCutter::Chunk& chunk) { OnChunk(session, chunk); };
     handlers.ended = [this](Session& session, const std::string& reason) { OnEnded(session, reason); };
     ++connectionCount_;
     sessions_.push_back(std::make_shared<Session>(std::move(socket), connectionCount_, std::move(handlers)));
@@ -162,7 +167,7 @@ void Gateway::OnEnded(const Session& session, const std::string& reason) {
     observer_.Disconnected(session.Peer(), reason);
 }
 
-void Gateway::OnChunk(Session& session, const FrameSplitter::Chunk& chunk) {
+void Gateway::OnChunk(Session& session, const FrameCutter::Chunk& chunk) {
     const ReceivedFrame received = Describe(session, chunk);
     observer_.Received(received);
     if (received.verdict == Verdict::kGood || ResultOfFlaw(received.verdict)) {

@@ -67,14 +67,13 @@ class Gateway {
     bool SendEvent(const Frame& event);
     void OnConnection(asio::ip::tcp::socket socket);
     void OnEnded(const Session& session, const std::string& reason);
-    void OnChunk(Session& session, const FrameSplitter::Chunk& chunk);
+    void OnChunk(Session& session, const FrameCutter::Chunk& chunk);
     void Answer(Session& session, const ReceivedFrame& received);
     Frame AnswerGoodFrame(const Frame& request);
     void Deliver(Session& session, const Delivery& delivery);
 
     asio::io_context& loop_;
     SimulatorOptions options_;
-    Observer silent_;
     Observer& observer_;
     FrameLog& log_;
     GatewayModel model_;

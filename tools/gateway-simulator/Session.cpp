@@ -103,8 +103,8 @@ void Session::Deliver(std::size_t count) {
     if (ended_) {
         return;
     }
-    splitter_.Append(Bytes(input_.begin(), input_.begin() + static_cast<std::ptrdiff_t>(count)));
-    for (auto chunk = splitter_.Next(); chunk && !ended_; chunk = splitter_.Next()) {
+    cutter_.Append(Bytes(input_.begin(), input_.begin() + static_cast<std::ptrdiff_t>(count)));
+    for (auto chunk = cutter_.Next(); chunk && !ended_; chunk = cutter_.Next()) {
         handlers_.received(*this, *chunk);
     }
 }
@@ -146,7 +146,7 @@ void Session::End(const std::string& reason) {
     if (std::exchange(ended_, true)) {
         return;
     }
-    const std::size_t unfinished = splitter_.Pending().size();
+    const std::size_t unfinished = cutter_.Pending().size();
     const std::string rest =
         unfinished == 0 ? "" : ", " + std::to_string(unfinished) + " bytes of an unfinished frame dropped";
     handlers_.ended(*this, reason + rest);

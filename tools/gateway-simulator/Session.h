@@ -11,7 +11,7 @@
 #include <string>
 
 #include "tools/gateway-simulator/Bytes.h"
-#include "tools/gateway-simulator/FrameSplitter.h"
+#include "tools/gateway-simulator/FrameCutter.h"
 
 namespace Simulator {
 
@@ -23,7 +23,7 @@ namespace Simulator {
 class Session : public std::enable_shared_from_this<Session> {
   public:
     struct Handlers {
-        std::function<void(Session& session, const FrameSplitter::Chunk& chunk)> received;
+        std::function<void(Session& session, const FrameCutter::Chunk& chunk)> received;
         std::function<void(Session& session, const std::string& reason)> ended;
     };
 
@@ -76,7 +76,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::size_t number_;
     std::string peer_;
     Handlers handlers_;
-    FrameSplitter splitter_;
+    FrameCutter cutter_;
     std::array<std::uint8_t, 4096> input_ = {};
     std::deque<Write> writes_;
     Bytes held_;

@@ -12,7 +12,7 @@ namespace Simulator {
 // too, as junk, so that nothing a peer sends goes unnoticed.
 //
 // Not thread-safe: one object for each connection.
-class FrameSplitter {
+class FrameCutter {
   public:
     struct Chunk {
         bool isFrame = false;

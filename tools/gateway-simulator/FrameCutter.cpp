@@ -1,4 +1,4 @@
-#include "tools/gateway-simulator/FrameSplitter.h"
+#include "tools/gateway-simulator/FrameCutter.h"
 
 #include <algorithm>
 #include <array>
@@ -14,11 +14,11 @@ constexpr std::size_t kLengthAndMagic = 1 + kMagic.size();
 
 }  // namespace
 
-void FrameSplitter::Append(const Bytes& received) {
+void FrameCutter::Append(const Bytes& received) {
     pending_.insert(pending_.end(), received.begin(), received.end());
 }
 
-std::optional<FrameSplitter::Chunk> FrameSplitter::Next() {
+std::optional<FrameCutter::Chunk> FrameCutter::Next() {
     const std::optional<std::size_t> start = FindStart();
     const std::size_t junk = start ? *start : JunkWithoutStart();
     if (junk > 0) {
@@ -34,7 +34,7 @@ std::optional<FrameSplitter::Chunk> FrameSplitter::Next() {
     return length <= pending_.size() ? std::make_optional(Cut(length, true)) : std::nullopt;
 }
 
-std::optional<std::size_t> FrameSplitter::FindStart() const {
+std::optional<std::size_t> FrameCutter::FindStart() const {
     if (pending_.size() < kLengthAndMagic) {
         return std::nullopt;
     }
@@ -46,7 +46,7 @@ std::optional<std::size_t> FrameSplitter::FindStart() const {
 }
 
 // The last byte may be a frame's length, and the last two its length and half of its magic.
-std::size_t FrameSplitter::JunkWithoutStart() const {
+std::size_t FrameCutter::JunkWithoutStart() const {
     if (pending_.size() < 2) {
         return 0;
     }
@@ -54,7 +54,7 @@ std::size_t FrameSplitter::JunkWithoutStart() const {
     return pending_.size() - keep;
 }
 
-FrameSplitter::Chunk FrameSplitter::Cut(std::size_t count, bool isFrame) {
+FrameCutter::Chunk FrameCutter::Cut(std::size_t count, bool isFrame) {
     const auto end = pending_.begin() + static_cast<std::ptrdiff_t>(count);
     Chunk chunk = {isFrame, Bytes(pending_.begin(), end)};
     pending_.erase(pending_.begin(), end);

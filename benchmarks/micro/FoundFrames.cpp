@@ -20,7 +20,7 @@ Bytes Frame() {
 }
 
 // So many frames arrive at once, and each is found and taken.
-void Splitter(benchmark::State& state) {
+void FoundFrames(benchmark::State& state) {
     const Bytes frame = Frame();
     Bytes stream;
     for (std::int64_t count = 0; count < state.range(0); ++count) {
@@ -38,7 +38,7 @@ void Splitter(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-void SplitterWithNothingThere(benchmark::State& state) {
+void NoFrameFound(benchmark::State& state) {
     Brenk::FrameBuffer buffer;
     Bytes found;
     for ([[maybe_unused]] auto unused : state) {
@@ -47,7 +47,7 @@ void SplitterWithNothingThere(benchmark::State& state) {
     }
 }
 
-BENCHMARK(Splitter)->Arg(1)->Arg(3)->Arg(20);
-BENCHMARK(SplitterWithNothingThere);
+BENCHMARK(FoundFrames)->Arg(1)->Arg(3)->Arg(20);
+BENCHMARK(NoFrameFound);
 
 }  // namespace
