@@ -34,13 +34,13 @@ constexpr LevelColor kColors[] = {
 };
 constexpr const char* kPlain = "\x1B[0m";
 
-std::string Colored(const std::string& text, Tracer::Level level) {
+std::string Colored(std::string_view text, Tracer::Level level) {
     for (const LevelColor& color : kColors) {
         if (color.level == level) {
-            return color.escape + text + kPlain;
+            return std::string(color.escape).append(text).append(kPlain);
         }
     }
-    return text;
+    return std::string(text);
 }
 
 }  // namespace
@@ -61,12 +61,12 @@ void Tracer::WriteWith(void (*write)(std::string line)) {
     writeLine = write;
 }
 
-void Tracer::WriteLine(const std::string& text, Level level) {
+void Tracer::WriteLine(std::string_view text, Level level) {
     if ((shownCategories & static_cast<std::uint8_t>(level)) == 0) {
         return;
     }
     const bool colored = colorsWanted && isatty(STDOUT_FILENO) != 0;
-    std::string line = (colored ? Colored(text, level) : text) + "\n";
+    std::string line = (colored ? Colored(text, level) : std::string(text)) + "\n";
 
     // A thread that is unwound here, or runs a handler that logs, would keep the console's lock.
     const LogCall call;

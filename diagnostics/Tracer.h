@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace Diagnostics {
 
@@ -26,7 +27,7 @@ class Tracer {
     static void WriteWith(void (*write)(std::string line));
 
     // Prints the text and a line break in the colour of its level. Any thread; lines of different threads do not mix.
-    static void WriteLine(const std::string& text, Level level);
+    static void WriteLine(std::string_view text, Level level);
 };
 
 }  // namespace Diagnostics

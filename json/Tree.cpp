@@ -5,6 +5,9 @@
 namespace Json {
 namespace {
 
+// Most texts are no longer: the buffer grows by halves otherwise, from nothing.
+constexpr std::size_t kUsualBytes = 512;
+
 // Tells a handler of JSON events (a writer, a document) what a value consists of.
 template <typename Handler>
 class TreeWalk {
@@ -94,7 +97,7 @@ void Copy(const rapidjson::Value& source, rapidjson::Value& target, rapidjson::D
 }
 
 std::string Text(const rapidjson::Value& value) {
-    rapidjson::StringBuffer buffer;
+    rapidjson::StringBuffer buffer(nullptr, kUsualBytes);
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     if (!Walk(value, writer)) {
         return {};
