@@ -9,8 +9,8 @@
 
 #include "mux/BrenkMux.h"
 #include "tests/mux/TestMux.h"
-#include "tests/mux/WireGateway.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 #include "tests/support/WaitUntil.h"
 
 using Testing::CapturedLog;

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/mux/WireGateway.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 
 using Testing::CapturedLog;
 using Testing::WireGateway;
