@@ -79,18 +79,18 @@ TEST_F(ConnectedConsoleTest, RawSendsBytes) {
 
 TEST_F(ConnectedConsoleTest, CloseAndResetEndTheConnection) {
     EXPECT_EQ(Execute("close"), "");
-    EXPECT_EQ(client_.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_EQ(client_.WaitForEnding(), PlainSocket::Ending::kClosed);
     PlainSocket next(gateway_.Port());
     ASSERT_TRUE(Testing::WaitUntil([&] { return gateway_.IsConnected(); }));
     EXPECT_EQ(Execute("reset"), "");
-    EXPECT_EQ(next.WaitForEnd(), PlainSocket::Ending::kReset);
+    EXPECT_EQ(next.WaitForEnding(), PlainSocket::Ending::kReset);
 }
 
 TEST_F(ConnectedConsoleTest, RefuseRefusesConnections) {
     EXPECT_EQ(Execute("refuse 3600000"), "");
-    EXPECT_FALSE(PlainSocket(gateway_.Port()).IsConnected());
+    EXPECT_FALSE(Testing::IsListenedOn(gateway_.Port()));
     EXPECT_EQ(Execute("refuse 0"), "");
-    EXPECT_TRUE(Testing::WaitUntil([&] { return PlainSocket(gateway_.Port()).IsConnected(); }));
+    EXPECT_TRUE(Testing::WaitUntil([&] { return Testing::IsListenedOn(gateway_.Port()); }));
 }
 
 TEST_F(ConsoleTest, EventsNeedAConnectionAndALock) {

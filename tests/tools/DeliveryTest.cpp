@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "tests/tools/PlainSocket.h"
+#include "tests/support/Hex.h"
 
 namespace Simulator {
 namespace {
@@ -28,7 +28,7 @@ Delivery Plan(const std::vector<Fault>& faults) {
 std::string Writes(const std::vector<Fault>& faults) {
     std::string text;
     for (const Bytes& bytes : Plan(faults).writes) {
-        text += (text.empty() ? "" : " | ") + Testing::ToHexText(bytes);
+        text += (text.empty() ? "" : " | ") + Testing::ToHex(bytes);
     }
     return text;
 }

@@ -8,13 +8,13 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/tools/PlainSocket.h"
+#include "tests/support/Hex.h"
 
 namespace Simulator {
 namespace {
 
-using Testing::FromHexText;
-using Testing::ToHexText;
+using Testing::FromHex;
+using Testing::ToHex;
 
 constexpr const char* kClearWhitelist = "13 FE FD 0E 01 00 00 05 00 00 00 2A 00 00 01 02 05 75 32";
 constexpr const char* kOpenLock = "17 FE FD 12 01 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 80 DC";
@@ -29,7 +29,7 @@ Frame ClearWhitelist() {
 }
 
 Bytes OpenLockWith(std::size_t offset, std::uint8_t value) {
-    Bytes bytes = FromHexText(kOpenLock);
+    Bytes bytes = FromHex(kOpenLock);
     bytes.at(offset) = value;
     return bytes;
 }
@@ -39,7 +39,7 @@ std::uint16_t ChecksumOf(const Bytes& bytes) {
 }
 
 TEST(FrameCodecTest, EncodesAFrameWithoutPayload) {
-    EXPECT_EQ(ToHexText(EncodeFrame(ClearWhitelist())), kClearWhitelist);
+    EXPECT_EQ(ToHex(EncodeFrame(ClearWhitelist())), kClearWhitelist);
 }
 
 TEST(FrameCodecTest, EncodesPayloadBehindTheCode) {
@@ -48,7 +48,7 @@ TEST(FrameCodecTest, EncodesPayloadBehindTheCode) {
     frame.sequenceCounter = 1;
     frame.deviceAddress = 0x100;
     frame.payload = {0x07, 0x00, 0x00, 0x03, 0xE8};
-    EXPECT_EQ(ToHexText(EncodeFrame(frame)), "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 00 00 07 00 00 03 E8 A7 07");
+    EXPECT_EQ(ToHex(EncodeFrame(frame)), "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 00 00 07 00 00 03 E8 A7 07");
 }
 
 TEST(FrameCodecTest, EncodesTheLongestPayload) {
@@ -73,7 +73,7 @@ TEST(FrameCodecTest, RefusesAPayloadThatNoLengthByteCanTell) {
 }
 
 TEST(FrameCodecTest, DecodesEveryField) {
-    const DecodedFrame decoded = DecodeFrame(FromHexText(kOpenLock));
+    const DecodedFrame decoded = DecodeFrame(FromHex(kOpenLock));
     EXPECT_EQ(decoded.verdict, Verdict::kGood);
     EXPECT_EQ(decoded.frame.headerVersion, 1);
     EXPECT_EQ(decoded.frame.referenceId, 3);
@@ -85,13 +85,13 @@ TEST(FrameCodecTest, DecodesEveryField) {
 
 TEST(FrameCodecTest, DecodesNumbersMostSignificantByteFirst) {
     const DecodedFrame decoded =
-        DecodeFrame(FromHexText("1C FE FD 17 01 00 00 00 00 00 00 01 01 02 03 04 12 0A 0B 0C 0D 0E 0F 10 01 7F 9E 10"));
+        DecodeFrame(FromHex("1C FE FD 17 01 00 00 00 00 00 00 01 01 02 03 04 12 0A 0B 0C 0D 0E 0F 10 01 7F 9E 10"));
     EXPECT_EQ(decoded.verdict, Verdict::kGood);
     EXPECT_EQ(decoded.frame.deviceAddress, 0x01020304U);
 }
 
 TEST(FrameCodecTest, FindsTooFewBytes) {
-    Bytes bytes = FromHexText(kClearWhitelist);
+    Bytes bytes = FromHex(kClearWhitelist);
     bytes.pop_back();
     EXPECT_EQ(DecodeFrame(bytes).verdict, Verdict::kTooShort);
     EXPECT_EQ(DecodeFrame({}).verdict, Verdict::kTooShort);
@@ -125,23 +125,23 @@ TEST(FrameCodecTest, FindsAChecksumWithItsBytesSwapped) {
 
 TEST(FrameCodecTest, FindsAnyChangedByteThatTheChecksumCovers) {
     for (std::size_t offset = 4; offset < 21; ++offset) {
-        const auto changed = static_cast<std::uint8_t>(FromHexText(kOpenLock).at(offset) ^ 0x40U);
+        const auto changed = static_cast<std::uint8_t>(FromHex(kOpenLock).at(offset) ^ 0x40U);
         EXPECT_EQ(DecodeFrame(OpenLockWith(offset, changed)).verdict, Verdict::kChecksum) << "offset " << offset;
     }
 }
 
 TEST(FrameCodecTest, FindsAnUnknownHeaderVersionAndStillReadsTheFields) {
     const DecodedFrame decoded =
-        DecodeFrame(FromHexText("17 FE FD 12 02 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 B1 FA"));
+        DecodeFrame(FromHex("17 FE FD 12 02 00 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 B1 FA"));
     EXPECT_EQ(decoded.verdict, Verdict::kHeaderVersion);
     EXPECT_EQ(decoded.frame.headerVersion, 2);
     EXPECT_EQ(decoded.frame.referenceId, 3);
 }
 
 TEST(FrameCodecTest, FindsEitherReservedByteThatIsNotZero) {
-    EXPECT_EQ(DecodeFrame(FromHexText("17 FE FD 12 01 00 01 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 2E 20")).verdict,
+    EXPECT_EQ(DecodeFrame(FromHex("17 FE FD 12 01 00 01 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 2E 20")).verdict,
               Verdict::kReserved);
-    EXPECT_EQ(DecodeFrame(FromHexText("17 FE FD 12 01 80 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 88 AD")).verdict,
+    EXPECT_EQ(DecodeFrame(FromHex("17 FE FD 12 01 80 00 03 00 00 03 E9 00 00 00 05 0A 00 00 00 00 88 AD")).verdict,
               Verdict::kReserved);
 }
 

@@ -70,20 +70,20 @@ TEST_F(GatewaySimulatorFaultTest, ClosesInsteadOfAnswering) {
     gateway_.Inject(Fault::Close());
     client_.Send(kOpen);
     EXPECT_EQ(client_.Receive(1), "");
-    EXPECT_EQ(client_.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_EQ(client_.WaitForEnding(), PlainSocket::Ending::kClosed);
 }
 
 TEST_F(GatewaySimulatorFaultTest, ResetsInsteadOfAnswering) {
     gateway_.Inject(Fault::Reset());
     client_.Send(kOpen);
-    EXPECT_EQ(client_.WaitForEnd(), PlainSocket::Ending::kReset);
+    EXPECT_EQ(client_.WaitForEnding(), PlainSocket::Ending::kReset);
 }
 
 TEST_F(GatewaySimulatorFaultTest, ClosesInTheMiddleOfAFrame) {
     gateway_.Inject(Fault::CloseMidFrame());
     client_.Send(kOpen);
     EXPECT_EQ(client_.Receive(20), "14 FE FD 0F 01 00 00 03 00 00");
-    EXPECT_EQ(client_.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_EQ(client_.WaitForEnding(), PlainSocket::Ending::kClosed);
 }
 
 TEST_F(GatewaySimulatorFaultTest, SendsByteByByte) {
@@ -207,7 +207,7 @@ TEST_F(GatewaySimulatorFaultTest, StopsWhileAnAnswerIsDelayed) {
     client_.Send(kOpen);
     ASSERT_TRUE(gateway_.WaitForFrames(1));
     gateway_.Stop();
-    EXPECT_EQ(client_.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_EQ(client_.WaitForEnding(), PlainSocket::Ending::kClosed);
 }
 
 }  // namespace

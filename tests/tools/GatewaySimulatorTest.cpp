@@ -55,7 +55,7 @@ class GatewaySimulatorTest : public testing::Test {
 
 TEST_F(GatewaySimulatorTest, TellsTheFreePortItFound) {
     EXPECT_NE(gateway_.Port(), 0);
-    EXPECT_TRUE(PlainSocket(gateway_.Port()).IsConnected());
+    EXPECT_TRUE(Testing::IsListenedOn(gateway_.Port()));
 }
 
 TEST_F(GatewaySimulatorTest, AnswersAWrongCounterWithItsOwn) {
@@ -144,8 +144,8 @@ TEST_F(GatewaySimulatorTest, AnswersGluedFramesOneByOne) {
 
 TEST_F(GatewaySimulatorTest, AnswersAFrameThatArrivesByteByByte) {
     PlainSocket client(gateway_.Port());
-    for (const std::uint8_t byte : Testing::FromHexText(kOpen)) {
-        client.Send(Testing::ToHexText({byte}));
+    for (const std::uint8_t byte : Testing::FromHex(kOpen)) {
+        client.Send(Testing::ToHex({byte}));
     }
     EXPECT_EQ(client.Receive(20), kOk);
 }
@@ -156,7 +156,7 @@ TEST_F(GatewaySimulatorTest, RemembersWhatItReceivedAndWhen) {
     client.Send(kOpen);
     ASSERT_TRUE(gateway_.WaitForFrames(1));
     const ReceivedFrame received = gateway_.ReceivedFrames().at(0);
-    EXPECT_EQ(Testing::ToHexText(received.bytes), kOpen);
+    EXPECT_EQ(Testing::ToHex(received.bytes), kOpen);
     EXPECT_EQ(received.frame.code, 0x0A);
     EXPECT_EQ(received.frame.referenceId, 3);
     EXPECT_EQ(received.frame.sequenceCounter, 1001U);
@@ -241,7 +241,7 @@ TEST_F(GatewaySimulatorTest, ClosesConnectionsInOrder) {
     AwaitConnection();
     gateway_.CloseConnection();
     EXPECT_FALSE(gateway_.IsConnected());
-    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_EQ(client.WaitForEnding(), PlainSocket::Ending::kClosed);
 }
 
 TEST_F(GatewaySimulatorTest, ClosesInOrderAlsoWhileThePeerGoesOnSending) {
@@ -250,7 +250,7 @@ TEST_F(GatewaySimulatorTest, ClosesInOrderAlsoWhileThePeerGoesOnSending) {
     gateway_.CloseConnection();
     client.Send(kOpen);
     client.Send(kNextOpen);
-    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kClosed);
+    EXPECT_EQ(client.WaitForEnding(), PlainSocket::Ending::kClosed);
     EXPECT_EQ(gateway_.ReceivedFrames().size(), 0U);
 }
 
@@ -258,7 +258,7 @@ TEST_F(GatewaySimulatorTest, ResetsConnections) {
     PlainSocket client(gateway_.Port());
     AwaitConnection();
     gateway_.ResetConnection();
-    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kReset);
+    EXPECT_EQ(client.WaitForEnding(), PlainSocket::Ending::kReset);
 }
 
 TEST_F(GatewaySimulatorTest, RefusesConnectionsForAWhileOnly) {
@@ -268,15 +268,15 @@ TEST_F(GatewaySimulatorTest, RefusesConnectionsForAWhileOnly) {
     gateway_.RefuseConnections(milliseconds(100));
     standing.Send(kOpen);
     EXPECT_EQ(standing.Receive(20), kOk);
-    EXPECT_TRUE(WaitUntil([&] { return PlainSocket(gateway_.Port()).IsConnected(); }));
+    EXPECT_TRUE(WaitUntil([&] { return Testing::IsListenedOn(gateway_.Port()); }));
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(100));
 }
 
 TEST_F(GatewaySimulatorTest, RefusesConnectionsUntilToldOtherwise) {
     gateway_.RefuseConnections(seconds(3600));
-    EXPECT_FALSE(PlainSocket(gateway_.Port()).IsConnected());
+    EXPECT_FALSE(Testing::IsListenedOn(gateway_.Port()));
     gateway_.RefuseConnections(milliseconds(0));
-    EXPECT_TRUE(WaitUntil([&] { return PlainSocket(gateway_.Port()).IsConnected(); }));
+    EXPECT_TRUE(WaitUntil([&] { return Testing::IsListenedOn(gateway_.Port()); }));
 }
 
 TEST_F(GatewaySimulatorTest, KeepsPortLocksAndCounterOverAStop) {
@@ -285,8 +285,8 @@ TEST_F(GatewaySimulatorTest, KeepsPortLocksAndCounterOverAStop) {
     client.Send(kOpen);
     client.Receive(20);
     gateway_.Stop();
-    EXPECT_EQ(client.WaitForEnd(), PlainSocket::Ending::kClosed);
-    EXPECT_FALSE(PlainSocket(port).IsConnected());
+    EXPECT_EQ(client.WaitForEnding(), PlainSocket::Ending::kClosed);
+    EXPECT_FALSE(Testing::IsListenedOn(port));
     gateway_.Start();
     PlainSocket next(port);
     next.Send(kNextOpen);

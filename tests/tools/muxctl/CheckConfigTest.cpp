@@ -87,7 +87,7 @@ TEST_F(CheckConfigTest, EndsWithTwoWhenItIsLargerThan64Mebibytes) {
 }
 
 TEST_F(CheckConfigTest, ReadsStandardInput) {
-    ProgramSetup setup;
+    ProcessSetup setup;
     setup.input = kGood;
     const Ending ending = RunMuxctl({"check-config", "-"}, setup);
     EXPECT_EQ(ending.status, 0);
@@ -95,7 +95,7 @@ TEST_F(CheckConfigTest, ReadsStandardInput) {
 }
 
 TEST_F(CheckConfigTest, PrintsJsonForScripts) {
-    ProgramSetup setup;
+    ProcessSetup setup;
     setup.input = kGood;
     EXPECT_EQ(RunMuxctl({"--json", "check-config", "-"}, setup).output,
               R"({"File":"-","Usable":true,"Gateways":1,"Locks":0,"Findings":[]})"
