@@ -60,21 +60,6 @@ TEST_F(MeasurementTest, LatencyIsTakenForEveryRequestAfterTheWarmUp) {
     EXPECT_LT(samples.Median(), kShort);
 }
 
-TEST_F(MeasurementTest, PausesBetweenRequestsAreNoPartOfTheLatency) {
-    const Process floor(Command());
-    const Samples samples = LatencyMeasurement(target_, {3 * kShort, milliseconds(200), 1}).Run();
-    EXPECT_GE(samples.Count(), 1U);
-    EXPECT_LT(samples.Median(), milliseconds(50));
-}
-
-TEST_F(MeasurementTest, ALatencyMeasurementEndsBeforeItsTimeWhenItShallNotGoOn) {
-    const Process floor(Command());
-    int asked = 0;
-    LatencyMeasurement::Options options;
-    options.goesOn = [&asked] { return asked++ < 5; };
-    EXPECT_EQ(LatencyMeasurement(target_, options).Run().Count(), 5U);
-}
-
 TEST_F(MeasurementTest, LatenciesBesideNeighboursAreNamedAfterThem) {
     const Process floor(Command());
     NeighbourMeasurement(target_, {kShort, {}}).Run(report_);
@@ -102,12 +87,6 @@ TEST_F(MeasurementTest, ThroughputCountsAnswersAndCpuTime) {
     EXPECT_GT(FigureOf(report_, "throughput, clients 3, CPU per answer"), 0);
 }
 
-TEST_F(MeasurementTest, ThroughputWithoutAProcessIsWithoutCpuTime) {
-    const Process floor(Command());
-    ThroughputMeasurement(target_, {1, kShort, milliseconds(10), std::nullopt}).Run(report_);
-    EXPECT_THAT(report_.Json(), Not(HasSubstr("CPU")));
-}
-
 TEST_F(MeasurementTest, EachRateIsAnsweredAndHasItsCpuTimeBesideThatOfTheSilence) {
     const Process floor(Command());
     RateMeasurement(target_, {floor.Id(), {20, 200}, 3 * kShort, milliseconds(10)}).Run(report_);
@@ -121,15 +100,6 @@ TEST_F(MeasurementTest, EachRateIsAnsweredAndHasItsCpuTimeBesideThatOfTheSilence
         EXPECT_GT(cpu, 0);
         EXPECT_NEAR(FigureOf(report_, name + ", CPU above idle"), cpu - idle, 1e-9);
     }
-}
-
-TEST_F(MeasurementTest, ARateThatTheServerCannotFollowShowsAsFewerAnswers) {
-    const Process floor(Command());
-    RateMeasurement(target_, {floor.Id(), {4000}, kShort, milliseconds(10)}).Run(report_);
-    const double answersPerSecond = FigureOf(report_, "rate 4000, answers");
-    EXPECT_GT(answersPerSecond, 10);
-    // One answer a pass of a millisecond.
-    EXPECT_LE(answersPerSecond, 1100);
 }
 
 TEST_F(MeasurementTest, IdlingLoopsWakeUp) {
@@ -163,10 +133,6 @@ TEST_F(MeasurementTest, AStartUpCannotBeTimedWhileAnotherServerHasThePort) {
     asio::io_context loop;
     Connect(loop, target_);
     EXPECT_THROW(StartUpMeasurement(target_, {Command(), 1}).Run(), std::runtime_error);
-}
-
-TEST_F(MeasurementTest, AProgramThatDoesNotExistCannotBeStarted) {
-    EXPECT_THROW(StartUpMeasurement(target_, {{"/no/such/program"}, 1}).Run(), std::system_error);
 }
 
 }  // namespace

@@ -113,13 +113,6 @@ TEST(MuxctlTest, SendsTheRequestThatTheCommandNames) {
     });
 }
 
-TEST(MuxctlTest, PrintsAnAckAndEndsWithZero) {
-    const Ending ending = Exchanged(Words{"open"} + kLock).ending;
-    EXPECT_EQ(ending.status, 0);
-    EXPECT_THAT(ending.output, MatchesRegex("ACK   open, gateway 1, lock 5 \\([0-9]+\\.[0-9] s\\)\n"));
-    EXPECT_EQ(ending.error, "");
-}
-
 TEST(MuxctlTest, PrintsANackAndEndsWithOne) {
     const Ending ending = Exchanged(Words{"whitelist", "clear"} + kLock, 1, kNackData).ending;
     EXPECT_EQ(ending.status, 1);
