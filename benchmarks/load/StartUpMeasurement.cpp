@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "benchmarks/load/Clock.h"
-#include "benchmarks/load/StartedProgram.h"
+#include "tests/support/Process.h"
 
 namespace Load {
 namespace {
@@ -23,8 +23,10 @@ void CloseAtOnce(tcp::socket& socket) {
 
 std::chrono::nanoseconds TimeOneStart(asio::io_context& loop, const Target& target,
                                       const std::vector<std::string>& command) {
+    Testing::ProcessSetup setup;
+    setup.console = Testing::Console::kNothing;
     const Clock::time_point start = Clock::now();
-    const StartedProgram program(command);
+    const Testing::Process program(command, setup);
     while (Clock::now() - start < kDeadline) {
         if (std::optional<tcp::socket> socket = TryConnect(loop, target)) {
             const Clock::time_point connected = Clock::now();
