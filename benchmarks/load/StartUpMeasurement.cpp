@@ -12,7 +12,7 @@ namespace {
 
 using asio::ip::tcp;
 
-constexpr std::chrono::microseconds kPause{50};
+constexpr std::chrono::microseconds kPollPause{50};
 constexpr std::chrono::seconds kDeadline{10};
 
 // Closed with a reset, the connection leaves nothing that would hold the port against the next program.
@@ -31,7 +31,7 @@ std::chrono::nanoseconds TimeOneStart(asio::io_context& loop, const Target& targ
             CloseAtOnce(*socket);
             return connected - start;
         }
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(kPollPause);
     }
     throw std::runtime_error("the program does not listen: " + command.front());
 }

@@ -21,7 +21,7 @@ import test_lines  # noqa: E402
 
 SHORTEST_QUOTE = 8
 SEVERE = ("WARN", "ERROR", "FATAL")
-LOG_CHAPTER = "Lines in the log"
+LOG_CHAPTER = "Log lines"
 STATUS_CHAPTER = "Stop, and why it ended"
 LIBRARY = "Not written by a Mux"
 

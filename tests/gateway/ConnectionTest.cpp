@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "messages/Exceptions.h"
-#include "tests/gateway/FakeGateway.h"
+#include "tests/support/FakeGateway.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Testing {

@@ -5,9 +5,9 @@
 #include <memory>
 #include <new>
 
-#include "tests/gateway/FakeGateway.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 
 namespace Testing {
 namespace {

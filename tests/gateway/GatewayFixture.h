@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "gateway/VirtualGateway.h"
-#include "tests/gateway/FakeGateway.h"
 #include "tests/gateway/LogGate.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Testing {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "messages/BrenkMessage.h"
-#include "tests/gateway/FakeGateway.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 
 namespace Testing {
 namespace {

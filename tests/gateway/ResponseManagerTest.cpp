@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "messages/Codes.h"
-#include "tests/gateway/FakeGateway.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 
 namespace Testing {
 namespace {

@@ -13,8 +13,8 @@
 #include "tests/mux/LogHook.h"
 #include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
-#include "tests/mux/WireGateway.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 #include "tests/support/ReservedPort.h"
 
 using Testing::CapturedLog;

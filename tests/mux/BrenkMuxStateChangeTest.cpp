@@ -13,8 +13,8 @@
 #include "tests/mux/MuxLog.h"
 #include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
-#include "tests/mux/WireGateway.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 
 using Brenk::VirtualGateway;
 using Brenk::VirtualGatewayStatuses;

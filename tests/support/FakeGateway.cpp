@@ -1,7 +1,6 @@
-#include "tests/gateway/FakeGateway.h"
+#include "tests/support/FakeGateway.h"
 
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -79,10 +78,10 @@ Bytes ResultFrame(std::uint8_t referenceID, std::uint8_t result, std::uint32_t c
     return Frame(0, referenceID, payload);
 }
 
-Bytes EventFrame(std::uint8_t type, const Bytes& data) {
+Bytes EventFrame(std::uint8_t type, const Bytes& data, std::uint32_t deviceAddress) {
     Bytes payload = {0xA0, 0xA1, 0xA2, 0xA3, 0xB1, 0xB2, 0xB3, static_cast<unsigned char>(data.size())};
     payload.insert(payload.end(), data.begin(), data.end());
-    return Frame(type, 0, payload);
+    return Frame(type, 0, payload, deviceAddress);
 }
 
 std::uint8_t ReferenceIDOf(const Bytes& frame) {
@@ -95,6 +94,16 @@ std::uint32_t SequenceCounterOf(const Bytes& frame) {
 
 std::uint32_t DeviceAddressOf(const Bytes& frame) {
     return NumberAt(frame, 12);
+}
+
+std::string TimelessPart(const Bytes& frame) {
+    constexpr std::size_t kChecksumSize = 2;
+    if (frame.size() < 12 + kChecksumSize) {
+        return "";
+    }
+    Bytes part(frame.begin(), frame.begin() + 7);
+    part.insert(part.end(), frame.begin() + 12, frame.end() - kChecksumSize);
+    return ToHex(part);
 }
 
 FakeConnection::FakeConnection(LoopbackSocket accepted) : LoopbackSocket(std::move(accepted)) {}
@@ -159,11 +168,6 @@ void FakeGateway::Refuse() {
 
 FakeConnection FakeGateway::Accept() {
     return FakeConnection(socket_.Accept(kDeadline));
-}
-
-bool FakeGateway::HasNewConnection() const {
-    pollfd waited = {socket_.Descriptor(), POLLIN, 0};
-    return poll(&waited, 1, 0) == 1;
 }
 
 }  // namespace Testing

@@ -1,8 +1,8 @@
-#include "tests/system/support/JsonTextCutter.h"
+#include "tests/support/JsonTextCutter.h"
 
 #include <utility>
 
-namespace SystemTest {
+namespace Testing {
 namespace {
 
 // Follows the nesting of one object, character by character.
@@ -54,4 +54,4 @@ std::optional<std::string> JsonTextCutter::Next() {
     return std::nullopt;
 }
 
-}  // namespace SystemTest
+}  // namespace Testing

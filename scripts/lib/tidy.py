@@ -1,11 +1,14 @@
-#!/usr/bin/env python3
-"""tidy [FILE...]: checks the sources with clang-tidy, all of them or those named. Ends with 0 when there is no finding.
+"""The check of scripts/lint with clang-tidy: python3 scripts/lib/tidy.py [--since REVISION | FILE...].
+
+Checks all sources; or those that the changes since a revision can affect, because they or a header they include
+changed; or those named. Ends with 0 when there is no finding.
 
 Most of clang-tidy's time goes into the headers of libraries, which every source includes again. So sources of one
 target are checked several at a time, as one translation unit that includes them. Sources that do not compile together,
 because two of them use one name for two things, are checked each by itself.
 """
 
+import argparse
 import collections
 import concurrent.futures
 import json
@@ -17,9 +20,9 @@ import shutil
 import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-BUILD = ROOT / "build" / "release"
-WORK = ROOT / "build" / "tidy"
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = ROOT / "build" / "tidy"
+WORK = BUILD / "units"
 SOURCES_AT_A_TIME = 8
 # Of a unit that only includes, everything of ours counts as a header.
 OURS = r"/(benchmarks|diagnostics|json|threading|net|messages|gateway|mux|tools|tests|fuzz)/[A-Za-z0-9/-]+\.(h|cpp)$"
@@ -95,18 +98,42 @@ def check(unit, group):
 
 
 def configure():
-    """Everything is configured that can be built, so that there is a compile command for each source."""
-    subprocess.run([ROOT / "scripts" / "setup", "--with-checks", "--with-benchmarks"], check=True)
-    subprocess.run(["cmake", "--preset", "release", "-DBUILD_TESTING=ON", "-DMUX_BENCHMARKS=ON"], cwd=ROOT, check=True,
+    """A build in which each source has its compile command."""
+    subprocess.run(["cmake", "--preset", "release", "-B", BUILD, "-DCMAKE_UNITY_BUILD=OFF"], cwd=ROOT, check=True,
                    stdout=subprocess.DEVNULL)
 
 
+def affected(revision):
+    """The sources that changed since the revision, or that include, themselves or through others, what changed."""
+    includers = collections.defaultdict(set)
+    for name in tracked("*.h") + tracked("*.cpp"):
+        for header in re.findall(r'^#include "([^"]+)"', (ROOT / name).read_text(), re.MULTILINE):
+            includers[header].add(name)
+    listed = subprocess.run(["git", "diff", "--name-only", "--diff-filter=d", revision], cwd=ROOT, check=True,
+                            capture_output=True, text=True)
+    found, waiting = set(), listed.stdout.split("\n")
+    while waiting:
+        name = waiting.pop()
+        if name not in found:
+            found.add(name)
+            waiting.extend(includers[name])
+    return sorted(found & set(tracked("*.cpp")))
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(prog="tidy", allow_abbrev=False)
+    parser.add_argument("--since", metavar="REVISION")
+    parser.add_argument("files", nargs="*")
+    return parser.parse_args()
+
+
 def main():
+    arguments = parse_arguments()
     configure()
     commands = sources()
     if unbuilt := sorted(set(tracked("*.cpp")) - set(commands)):
         sys.exit(f"tidy: no build compiles {' '.join(unbuilt)}")
-    wanted = sys.argv[1:] or sorted(commands)
+    wanted = affected(arguments.since) if arguments.since else arguments.files or sorted(commands)
     unknown = [name for name in wanted if name not in commands]
     if unknown:
         sys.exit(f"tidy: no source in the tree: {' '.join(unknown)}")

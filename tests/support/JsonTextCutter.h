@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace SystemTest {
+namespace Testing {
 
 // Cuts a stream of JSON objects that follow one another with nothing between them.
 class JsonTextCutter {
@@ -19,4 +19,4 @@ class JsonTextCutter {
     std::string buffer_;
 };
 
-}  // namespace SystemTest
+}  // namespace Testing
