@@ -4,8 +4,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "mux/BrenkMux.h"
 #include "mux/messages/MuxMessageBuilder.h"

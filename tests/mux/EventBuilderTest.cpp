@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "tests/mux/JsonTimestamp.h"
 

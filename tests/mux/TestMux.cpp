@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "tests/mux/JsonTimestamp.h"
 
 namespace Testing {
