@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <ostream>
+#include <string>
 #include <typeinfo>
+#include <vector>
 
 #include "messages/AnswerPayloads.h"
 #include "messages/BrenkMessageBuilder.h"

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "messages/BrenkMessageBuilder.h"
 

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <stdexcept>
 #include <typeinfo>
+#include <utility>
 
 #include "messages/AnswerPayloads.h"
 #include "messages/BrenkMessageBuilder.h"

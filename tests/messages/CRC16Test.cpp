@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <utility>
 
 #include "tests/messages/LoggedLine.h"
 #include "tests/messages/WireBytes.h"

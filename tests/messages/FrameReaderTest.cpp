@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <limits>
 #include <stdexcept>
+#include <vector>
 
 #include "tests/messages/WireBytes.h"
 

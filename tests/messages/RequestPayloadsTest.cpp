@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <numeric>
+#include <string>
 
 #include "tests/messages/LoggedLine.h"
 #include "tests/messages/WireBytes.h"

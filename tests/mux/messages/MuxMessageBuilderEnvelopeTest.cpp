@@ -1,10 +1,10 @@
 // Texts that clients send, read into messages, and messages written into bytes.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <ctime>
 #include <limits>
+#include <memory>
 #include <set>
 #include <string>
 #include <typeinfo>

@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "mux/messages/AnswerPayloads.h"
 #include "mux/messages/MuxMessageCodes.h"

@@ -1,8 +1,9 @@
 // The payloads of messages: the JSON objects that they make of their fields.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <string>

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <typeinfo>
 
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/RequestPayloads.h"
