@@ -207,6 +207,14 @@ TEST_F(ResponseManagerTest, WithoutABuilderAnAnnouncedCounterChangesNothing) {
     EXPECT_FALSE(IsWaiting());
 }
 
+TEST_F(ResponseManagerTest, AStatusAnswerIsPassedOnWithItsPayload) {
+    Wait("request-1");
+    ManageAnswer(Frame(1, kReference, {1, 2, 3, 4, 5, 6, 7}));
+    ASSERT_EQ(responses_.size(), 1U);
+    ASSERT_NE(responses_.front()->statusPayload, nullptr);
+    EXPECT_EQ(responses_.front()->statusPayload->StatusData().back(), 7);
+}
+
 TEST_F(ResponseManagerTest, AnAnswerThatIsNotUnderstoodIsPassedOnAsNull) {
     for (const std::uint8_t type : {std::uint8_t{0}, std::uint8_t{1}, std::uint8_t{0x63}}) {
         Brenk::Messages::BrenkFrameHeader header;

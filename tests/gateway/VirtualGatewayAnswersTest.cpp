@@ -10,9 +10,6 @@
 namespace Testing {
 namespace {
 
-using Brenk::CONNECTED;
-using Brenk::CREATED;
-using Brenk::READY;
 using Brenk::Messages::BrenkFrameHeader;
 using Brenk::Messages::BrenkMessage;
 
@@ -32,15 +29,6 @@ class AnswersTest : public GatewayTest {
         header.payloadType = type;
         header.referenceID = referenceID;
         return new BrenkMessage(header);
-    }
-
-    // Fails unless the one response is null and comes for the request whose context is number 1.
-    void ExpectNullResponse() {
-        ASSERT_EQ(owner_.Responses().size(), 1U);
-        EXPECT_TRUE(owner_.Responses().at(0).isNull);
-        EXPECT_EQ(owner_.Responses().at(0).gateway, gateway_.get());
-        EXPECT_EQ(owner_.Responses().at(0).context, Context(1));
-        EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
     }
 };
 
@@ -130,55 +118,22 @@ TEST_F(AnswersTest, AnAnnouncedCounterMakesAConnectedGatewayReadyAndIsWrittenOnW
     EXPECT_EQ(SequenceCounterOf(SendStatusRequest("request-2")), 0U);
 }
 
-TEST_F(AnswersTest, AStatusAnswerBringsTheStatusWhichOutlivesTheFrame) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    const Bytes frame = SendStatusRequest("request-1");
-    connection_.Send(Frame(1, ReferenceIDOf(frame), {0x0E, 1, 0x1C, 3, 4, 5, 6}));
-    ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
-    EXPECT_EQ(log_.Count(plog::verbose, "Received a MSG_GetStatus"), 1);
-    ASSERT_EQ(owner_.Responses().size(), 1U);
-    const ReceivedResponse response = owner_.Responses().at(0);
-    EXPECT_EQ(response.requestID, "request-1");
-    EXPECT_EQ(response.requestCode, 1);
-    EXPECT_EQ(response.responseCode, 0U);
-    EXPECT_EQ(response.context, Context(1));
-    const Brenk::Messages::BrenkGetStatusPayload::StatusBytes expected = {0x0E, 1, 0x1C, 3, 4, 5, 6};
-    EXPECT_EQ(response.status, expected);
-    EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
-}
-
 TEST_F(AnswersTest, AnAnswerWithoutPayloadCallsTheResponseCallbackWithANullMessage) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    const std::uint8_t referenceID = ReferenceIDOf(SendStatusRequest("request-1"));
-    gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(1, referenceID), 0);
-    EXPECT_EQ(log_.Count(plog::error, "Cannot parse GetStatus message payload."), 1);
-    ExpectNullResponse();
-    gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(0, ReferenceIDOf(SendStatusRequest("request-2"))), 0);
-    EXPECT_EQ(log_.Count(plog::error, "Cannot parse the result of the request."), 1);
-    ASSERT_EQ(owner_.Responses().size(), 2U);
-    EXPECT_TRUE(owner_.Responses().at(1).isNull);
-}
-
-TEST_F(AnswersTest, AnAnswerOfAnUnknownCodeCallsTheResponseCallbackWithANullMessage) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    connection_.Send(Frame(0x63, ReferenceIDOf(SendStatusRequest("request-1")), {}));
-    ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
-    EXPECT_EQ(log_.Count(plog::verbose, "Received unmanaged message response."), 1);
-    ExpectNullResponse();
-}
-
-TEST_F(AnswersTest, AnAnswerThatNoRequestWaitsForIsLostWithAWarning) {
     ASSERT_NO_FATAL_FAILURE(BeReady());
     gateway_->ManageBrenkGatewayResponse(nullptr, 0);
     EXPECT_FALSE(log_.Holds(plog::verbose, kEndedText));
-    const std::uint8_t referenceID = ReferenceIDOf(SendStatusRequest("request-1"));
-    connection_.Send(ResultFrame(static_cast<std::uint8_t>(referenceID + 1), 0));
-    ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
-    EXPECT_EQ(log_.Count(plog::warning, kOrphanText), 1);
-    EXPECT_TRUE(owner_.Responses().empty());
-    connection_.Send(ResultFrame(referenceID, 0));
-    EXPECT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_EQ(owner_.Responses().at(0).requestID, "request-1");
+    gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(1, ReferenceIDOf(SendStatusRequest("request-1"))), 0);
+    gateway_->ManageBrenkGatewayResponse(AnswerWithoutPayload(0, ReferenceIDOf(SendStatusRequest("request-2"))), 0);
+    ExpectInOrder({{plog::error, "Cannot parse GetStatus message payload."},
+                   {plog::verbose, kRemovedText},
+                   {plog::error, "Cannot parse the result of the request."},
+                   {plog::verbose, kRemovedText}});
+    ASSERT_EQ(owner_.Responses().size(), 2U);
+    for (const ReceivedResponse& response : owner_.Responses()) {
+        EXPECT_TRUE(response.isNull);
+        EXPECT_EQ(response.gateway, gateway_.get());
+        EXPECT_EQ(response.context, Context(1));
+    }
 }
 
 TEST_F(AnswersTest, WithoutAResponseCallbackTheAnswerIsIgnoredAndTheRequestRemoved) {
@@ -205,20 +160,6 @@ TEST_F(AnswersTest, TheLockOfAnAnswerIsThatOfTheWaitingRequestsWithTimeout10) {
                    {plog::error, "Cannot acquire Mutex of Brenk Gateway Response."},
                    {plog::verbose, "Clear memory for the parsed response message."},
                    {plog::verbose, kEndedText}});
-}
-
-TEST_F(AnswersTest, AnAnswerWhoseLockCannotBeTakenIsDroppedAndTheRequestStaysWaiting) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    const Bytes answer = ResultFrame(ReferenceIDOf(SendStatusRequest("request-1")), 0);
-    {
-        const TimedLocksFail fault;
-        connection_.Send(answer);
-        ASSERT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
-    }
-    EXPECT_EQ(log_.Count(plog::error, "Cannot acquire Mutex of Brenk Gateway Response."), 1);
-    EXPECT_TRUE(owner_.Responses().empty());
-    connection_.Send(answer);
-    EXPECT_TRUE(owner_.WaitForResponses(1));
 }
 
 TEST_F(AnswersTest, TheLockOfAnAnswerIsReleasedBeforeTheFrameIsFreed) {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <utility>
 
 #include "messages/AnswerPayloads.h"
 #include "messages/EventPayloads.h"
@@ -12,7 +11,6 @@
 namespace Testing {
 namespace {
 
-using Brenk::VirtualGateway;
 using Brenk::Messages::BrenkFrameHeader;
 using Brenk::Messages::BrenkMessage;
 using Brenk::Messages::BrenkMessagePayload;
@@ -145,21 +143,6 @@ TEST_F(EventsTest, EventsAreDeliveredWithoutAnyLock) {
     const TimedLocksFail fault;
     EXPECT_EQ(EventOf(Parsed(kCardEvent)).data, "04A1B2C3");
     EXPECT_FALSE(log_.Holds(plog::error, ""));
-}
-
-TEST_F(EventsTest, AnExceptionThrownAsAPointerInTheCallbackIsFreedAndTheNextEventIsHandled) {
-    bool first = true;
-    owner_.onEvent = [&first](const ReceivedEvent&) {
-        if (std::exchange(first, false)) {
-            throw new Brenk::ArgumentNullException;
-        }
-    };
-    gateway_->ManageBrenkGatewayResponse(Parsed(kCardEvent).release(), 0);
-    EXPECT_EQ(log_.Count(plog::error, "Exception in Brenk Response message loop. Manually releasing mutexes."), 1);
-    EXPECT_FALSE(log_.Holds(plog::verbose, "Ended management."));
-    gateway_->ManageBrenkGatewayResponse(Parsed(kPinEvent).release(), 0);
-    EXPECT_EQ(owner_.Events().size(), 2U);
-    EXPECT_EQ(log_.Count(plog::verbose, "Ended management."), 1);
 }
 
 }  // namespace

@@ -11,12 +11,6 @@ namespace Testing {
 namespace {
 
 using Brenk::ArgumentNullException;
-using Brenk::CONNECTED;
-using Brenk::CREATED;
-using Brenk::DISCONNECTED;
-using Brenk::FAULTED;
-using Brenk::READY;
-using Brenk::VirtualGateway;
 
 // Whether making a gateway throws a pointer to a new exception of this type.
 template <typename Exception, typename... Arguments>

@@ -7,12 +7,6 @@
 namespace Testing {
 namespace {
 
-using Brenk::CREATED;
-using Brenk::DISCONNECTED;
-using Brenk::FAULTED;
-using Brenk::NOT_PRESENT;
-using Brenk::VirtualGateway;
-
 constexpr std::uint32_t kLock = 0x0A0B0C0D;
 constexpr const char* kUidText = "Specified UID mode card data, but SetupNo is not zero. Change to zero.";
 

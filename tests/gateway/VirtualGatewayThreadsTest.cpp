@@ -14,11 +14,6 @@
 namespace Testing {
 namespace {
 
-using Brenk::CREATED;
-using Brenk::FAULTED;
-using Brenk::READY;
-using Brenk::VirtualGateway;
-
 // Less than the 11 s for which a read thread waits for bytes, and than 20 of the 300 ms for which each thread rests.
 constexpr std::chrono::seconds kPromptly{5};
 
@@ -36,12 +31,6 @@ class ThreadsTest : public GatewayTest {
     pthread_cancel(pthread_self());
     pthread_testcancel();
     std::terminate();
-}
-
-TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyWhileItsThreadsSleep) {
-    StartSending();
-    ASSERT_TRUE(log_.WaitFor(plog::verbose, "RequestInfo pushed to messagesQueue."));
-    EXPECT_LT(Destroy(), kPromptly);
 }
 
 TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyWhileItsReadThreadReceives) {
