@@ -72,37 +72,16 @@ const OperationCase kOperations[] = {
      "06"},
 };
 
-class OperationTest : public GatewayTest, public ::testing::WithParamInterface<OperationCase> {
-  protected:
-    using GatewayTest::GatewayTest;
+class OperationTest : public GatewayTest, public ::testing::WithParamInterface<OperationCase> {};
 
-    bool Call(void* context) { return GetParam().call(*gateway_, context); }
-};
-
-class OperationWithoutBuilderTest : public OperationTest {
-  protected:
-    OperationWithoutBuilderTest() : OperationTest(nullptr) {}
-};
-
-class OperationOfRefusingBuilderTest : public OperationTest {
-  protected:
-    OperationOfRefusingBuilderTest() : OperationTest(std::make_shared<RefusingBuilder>()) {}
-};
-
-std::string NameOf(const ::testing::TestParamInfo<OperationCase>& tested) {
-    return tested.param.name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, OperationTest, ::testing::ValuesIn(kOperations), NameOf);
-INSTANTIATE_TEST_SUITE_P(Each, OperationWithoutBuilderTest, ::testing::ValuesIn(kOperations), NameOf);
-INSTANTIATE_TEST_SUITE_P(Each, OperationOfRefusingBuilderTest, ::testing::ValuesIn(kOperations), NameOf);
+INSTANTIATE_TEST_SUITE_P(Each, OperationTest, ::testing::ValuesIn(kOperations),
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_P(OperationTest, SendsItsFrameAndItsAnswerComesWithItsIDItsCodeAndItsContext) {
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
-    EXPECT_TRUE(Call(Context(2)));
+    EXPECT_TRUE(GetParam().call(*gateway_, Context(2)));
     EXPECT_EQ(log_.Count(plog::warning, kUidText), GetParam().correctsSetupNumber ? 1 : 0);
     EXPECT_TRUE(log_.Holds(plog::info, "VirtualGateway::" + MethodOf(GetParam()) + "(")) << "its own signature";
-    EXPECT_TRUE(log_.Holds(plog::verbose, "RequestInfo built."));
     StartSending();
     const Bytes frame = connection_.ReceiveLockFrame();
     ASSERT_GT(frame.size(), 18U);
@@ -116,33 +95,34 @@ TEST_P(OperationTest, SendsItsFrameAndItsAnswerComesWithItsIDItsCodeAndItsContex
     EXPECT_FALSE(log_.Holds(plog::error, ""));
 }
 
-TEST_P(OperationTest, WithoutAContextItThrowsAndQueuesNothing) {
-    std::unique_ptr<Brenk::ArgumentNullException> exception;
-    try {
-        Call(nullptr);
-    } catch (Brenk::ArgumentNullException* thrown) {
-        exception.reset(thrown);
-    }
-    EXPECT_NE(exception, nullptr);
-    EXPECT_FALSE(log_.Holds(plog::verbose, "RequestInfo built."));
-}
+class OperationWithoutBuilderTest : public GatewayTest {
+  protected:
+    OperationWithoutBuilderTest() : GatewayTest(nullptr) {}
+};
 
-TEST_P(OperationWithoutBuilderTest, ReturnsFalse) {
-    EXPECT_FALSE(Call(Context(1)));
-    EXPECT_EQ(log_.Count(plog::error, "The message builder is NULL. Cannot send the message."), 1);
+TEST_F(OperationWithoutBuilderTest, EachReturnsFalse) {
+    int calls = 0;
+    for (const OperationCase& tested : kOperations) {
+        EXPECT_FALSE(tested.call(*gateway_, Context(1))) << tested.name;
+        EXPECT_EQ(log_.Count(plog::error, "The message builder is NULL. Cannot send the message."), ++calls);
+    }
     EXPECT_FALSE(log_.Holds(plog::info, "Enqueuing"));
     EXPECT_FALSE(log_.Holds(plog::warning, kUidText));
 }
 
-TEST_P(OperationOfRefusingBuilderTest, ReturnsFalseAfterItsLineAtInfo) {
-    EXPECT_FALSE(Call(Context(1)));
-    EXPECT_TRUE(log_.Holds(plog::info, "Enqueuing"));
+class OperationOfRefusingBuilderTest : public GatewayTest {
+  protected:
+    OperationOfRefusingBuilderTest() : GatewayTest(std::make_shared<RefusingBuilder>()) {}
+};
+
+TEST_F(OperationOfRefusingBuilderTest, EachReturnsFalseAfterItsLineAtInfo) {
+    for (const OperationCase& tested : kOperations) {
+        EXPECT_FALSE(tested.call(*gateway_, Context(1))) << tested.name;
+        EXPECT_TRUE(log_.Holds(plog::info, "VirtualGateway::" + MethodOf(tested) + "(")) << tested.name;
+    }
     EXPECT_FALSE(log_.Holds(plog::verbose, "RequestInfo built."));
-    const bool denies = MethodOf(GetParam()) == "AccessDenied";
-    const bool clears = MethodOf(GetParam()) == "ClearWhiteList";
-    EXPECT_EQ(log_.Count(plog::error, "ACCESS_DENIED is nullptr."), denies ? 1 : 0);
-    EXPECT_EQ(log_.Count(plog::error, "DELETE_WHOLE_WHITELIST built in a nullptr message!"), clears ? 1 : 0);
-    EXPECT_EQ(log_.Holds(plog::error, ""), denies || clears);
+    EXPECT_EQ(log_.Count(plog::error, "ACCESS_DENIED is nullptr."), 2) << "with and without the flag";
+    EXPECT_EQ(log_.Count(plog::error, "DELETE_WHOLE_WHITELIST built in a nullptr message!"), 1);
 }
 
 class OperationStatusTest : public GatewayTest {
@@ -179,6 +159,19 @@ class OperationStatusTest : public GatewayTest {
         ASSERT_TRUE(log_.WaitFor(plog::debug, "Read thread spawned."));
     }
 };
+
+TEST_F(OperationStatusTest, WithoutAContextEachThrowsAndQueuesNothing) {
+    for (const OperationCase& tested : kOperations) {
+        std::unique_ptr<Brenk::ArgumentNullException> exception;
+        try {
+            tested.call(*gateway_, nullptr);
+        } catch (Brenk::ArgumentNullException* thrown) {
+            exception.reset(thrown);
+        }
+        EXPECT_NE(exception, nullptr) << tested.name;
+    }
+    EXPECT_FALSE(log_.Holds(plog::verbose, "RequestInfo built."));
+}
 
 TEST_F(OperationStatusTest, AllAreAcceptedInCreatedConnectedDisconnectedAndReady) {
     ASSERT_EQ(gateway_->Status(), CREATED);

@@ -172,28 +172,6 @@ TEST_F(ReconnectTest, ASendErrorThatWaitsForTheReadThreadsReconnectDoesNotFaultT
     EXPECT_FALSE(log_.Holds(plog::error, "Socket faulted. Send error."));
 }
 
-// What was used before says nothing about an error that is reported later, outside of any call.
-TEST_F(ReconnectTest, ASendErrorBehindAReconnectFaultsThoughTheSenderUsedTheConnectionBefore) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    SendStatusRequest("request-1");
-    ASSERT_TRUE(gateway_->Disconnect());
-    ASSERT_TRUE(gateway_->Connect(false));
-    VirtualGateway::SocketSendError(EPIPE, gateway_.get());
-    EXPECT_EQ(gateway_->Status(), FAULTED);
-}
-
-// The reader is held behind its call of receive: its next one would be of the new connection.
-TEST_F(ReconnectTest, AReceiveErrorBehindAReconnectFaultsThoughTheReaderUsedTheConnectionBefore) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    LogGate reading("Managing new message");
-    connection_.Send(EventFrame(14, {0x01}));
-    ASSERT_TRUE(reading.WaitForArrival());
-    ASSERT_TRUE(gateway_->Disconnect());
-    ASSERT_TRUE(gateway_->Connect(false));
-    VirtualGateway::SocketRecvError(ETIMEDOUT, gateway_.get());
-    EXPECT_EQ(gateway_->Status(), FAULTED);
-}
-
 TEST_F(ReconnectTest, AConnectionThatEndsDuringItsMakingIsReconnectedWithARefreshByTheReadThread) {
     LogGate closed("Received 0 bytes as read result");
     LogGate reconnecting("Socket in error. Try a reconnect.");

@@ -223,32 +223,5 @@ TEST_F(ClientSocketReceiveTest, InterruptedCallsAreRepeated) {
     EXPECT_THAT(Failures(), IsEmpty());
 }
 
-TEST_F(ClientSocketReceiveTest, OneThreadSendsWhileAnotherReceives) {
-    Connect();
-    constexpr int kFrames = 200;
-    std::thread sender([this] {
-        for (int count = 0; count < kFrames; ++count) {
-            Bytes frame = Frame(5);
-            EXPECT_TRUE(socket_->Send(frame));
-        }
-    });
-    std::thread gateway([this] {
-        for (int count = 0; count < kFrames; ++count) {
-            gateway_.Send(gateway_.Receive(5));
-        }
-    });
-    std::size_t total = 0;
-    while (total < 5UL * kFrames) {
-        Bytes part;
-        FailingCalls timeout(SocketCall::kReceive, EAGAIN);
-        timeout.After(1);  // frames that came glued are handed over at once
-        ASSERT_TRUE(socket_->Receive(part));
-        total += part.size();
-    }
-    sender.join();
-    gateway.join();
-    EXPECT_THAT(Callbacks(), IsEmpty());
-}
-
 }  // namespace
 }  // namespace Brenk::Net
