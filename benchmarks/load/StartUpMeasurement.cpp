@@ -43,7 +43,7 @@ std::chrono::nanoseconds TimeOneStart(asio::io_context& loop, const Target& targ
 Samples StartUpMeasurement::Run() const {
     asio::io_context loop;
     if (TryConnect(loop, target_).has_value()) {
-        throw std::runtime_error("somebody listens already on port " + std::to_string(target_.port));
+        throw std::runtime_error("port " + std::to_string(target_.port) + " is already in use");
     }
     Samples samples;
     for (std::size_t count = 0; count < options_.repetitions; ++count) {

@@ -11,8 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "messages/Codes.h"
-#include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/FakeGateway.h"
 

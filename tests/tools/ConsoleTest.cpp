@@ -88,11 +88,11 @@ TEST_F(ConnectedConsoleTest, RefuseRefusesConnections) {
 }
 
 TEST_F(ConsoleTest, EventsNeedAConnectionAndALock) {
-    EXPECT_EQ(Execute("card 5 04"), "nobody is connected");
-    EXPECT_EQ(Execute("pin 5 1"), "nobody is connected");
-    EXPECT_EQ(Execute("raw 00"), "nobody is connected");
-    EXPECT_EQ(Execute("card 9 04"), "there is no lock 9");
-    EXPECT_EQ(Execute("pin 9 1"), "there is no lock 9");
+    EXPECT_EQ(Execute("card 5 04"), "not connected");
+    EXPECT_EQ(Execute("pin 5 1"), "not connected");
+    EXPECT_EQ(Execute("raw 00"), "not connected");
+    EXPECT_EQ(Execute("card 9 04"), "unknown lock 9");
+    EXPECT_EQ(Execute("pin 9 1"), "unknown lock 9");
 }
 
 TEST_F(ConsoleTest, EmptyLinesAndCommentsDoNothing) {
@@ -105,8 +105,8 @@ TEST_F(ConsoleTest, EmptyLinesAndCommentsDoNothing) {
 
 TEST_F(ConsoleTest, SaysWhatIsWrongWithALine) {
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {"open 5", "there is no command \"open\"; try help"},
-        {"CARD 5 04", "there is no command \"CARD\"; try help"},
+        {"open 5", "unknown command \"open\"; try help"},
+        {"CARD 5 04", "unknown command \"CARD\"; try help"},
         {"card", "card ADDRESS HEX [TYPE]: ADDRESS is missing"},
         {"card 5", "card ADDRESS HEX [TYPE]: HEX is missing"},
         {"card five 04", "card ADDRESS HEX [TYPE]: ADDRESS must be a number from 0 to 4294967295, not \"five\""},
@@ -118,16 +118,16 @@ TEST_F(ConsoleTest, SaysWhatIsWrongWithALine) {
         {"card 5 0G", "card ADDRESS HEX [TYPE]: HEX must be pairs of hexadecimal digits, not \"0G\""},
         {"card 5 -1", "card ADDRESS HEX [TYPE]: HEX must be pairs of hexadecimal digits, not \"-1\""},
         {"card 5 04 16", "card ADDRESS HEX [TYPE]: TYPE must be 14, 15, 17 or 18"},
-        {"card 5 04 14 1", "card ADDRESS HEX [TYPE]: nothing should follow, but \"1\" does"},
+        {"card 5 04 14 1", "card ADDRESS HEX [TYPE]: unexpected argument \"1\""},
         {"card 5 " + std::string(458, '0'), "card ADDRESS HEX [TYPE]: HEX must not have more than 228 bytes"},
         {"pin 5 12a4", "pin ADDRESS DIGITS: DIGITS must be at most 228 digits, not \"12a4\""},
         {"status 5 0E", "status ADDRESS HEX: HEX must have 7 bytes"},
         {"battery 5 4 0", "battery ADDRESS STATUS LEVEL: STATUS must be a number from 0 to 3, not \"4\""},
         {"flag 5 smoke on", "flag ADDRESS FLAG on|off: FLAG must be mechanical, warning, alarm or bit6, not \"smoke\""},
         {"flag 5 alarm yes", "flag ADDRESS FLAG on|off: on|off must be on or off, not \"yes\""},
-        {"close 5", "close: nothing should follow, but \"5\" does"},
+        {"close 5", "close: unexpected argument \"5\""},
         {"setup-number 5 256", "setup-number ADDRESS NUMBER|any: NUMBER must be a number from 0 to 255, not \"256\""},
-        {"wait 5", "there is no command \"wait\"; try help"},
+        {"wait 5", "unknown command \"wait\"; try help"},
     };
     for (const auto& [line, error] : cases) {
         EXPECT_EQ(Execute(line), error) << line;
@@ -138,15 +138,15 @@ TEST_F(ConsoleTest, SaysWhatIsWrongWithAFault) {
     const std::string usage = "fault NAME [VALUE] [COUNT|always] [lock ADDRESS]: ";
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"fault", "NAME is missing"},
-        {"fault smoke", "there is no fault \"smoke\"; try help"},
+        {"fault smoke", "unknown fault \"smoke\"; try help"},
         {"fault delay", "MILLISECONDS is missing"},
         {"fault delay soon", "MILLISECONDS must be a number from 0 to 3600000, not \"soon\""},
         {"fault wrong-length 256", "BYTE must be a number from 0 to 255, not \"256\""},
         {"fault junk 0", "HEX must be pairs of hexadecimal digits, not \"0\""},
         {"fault silence never", "COUNT must be a number from 0 to 4294967294, not \"never\""},
         {"fault silence 2 lock", "ADDRESS is missing"},
-        {"fault silence lock 5 2", "nothing should follow, but \"2\" does"},
-        {"fault off 2", "nothing should follow, but \"2\" does"},
+        {"fault silence lock 5 2", "unexpected argument \"2\""},
+        {"fault off 2", "unexpected argument \"2\""},
     };
     for (const auto& [line, error] : cases) {
         EXPECT_EQ(Execute(line), usage + error) << line;
@@ -232,7 +232,7 @@ TEST_F(ConsoleTest, SetsWhatALockDemands) {
 
 TEST_F(ConsoleTest, AddsAndRemovesLocks) {
     EXPECT_EQ(Execute("add-lock 9"), "");
-    EXPECT_EQ(Execute("add-lock 9"), "there is a lock 9 already");
+    EXPECT_EQ(Execute("add-lock 9"), "lock 9 already exists");
     EXPECT_EQ(gateway_.FindLock(9)->Cards().Capacity(), 3U);
     EXPECT_EQ(Execute("remove-lock 9"), "");
     EXPECT_FALSE(gateway_.FindLock(9).has_value());

@@ -60,7 +60,7 @@ TEST_F(GatewaySimulatorGatewaysTest, TakesCommandsForEach) {
     EXPECT_EQ(program.WaitForExit(), 0);
     EXPECT_THAT(program.Output(), HasSubstr("7: counter 1000\n7: lock 5: closed"));
     EXPECT_THAT(program.Output(), HasSubstr("8: counter 41\n8: counter 42\n"));
-    EXPECT_THAT(program.Output(), HasSubstr("error: there is no gateway 9\n"));
+    EXPECT_THAT(program.Output(), HasSubstr("error: unknown gateway 9\n"));
 }
 
 TEST_F(GatewaySimulatorGatewaysTest, WritesLinesOfASingleGatewayWithoutAnId) {
@@ -151,7 +151,7 @@ TEST_F(GatewaySimulatorGatewaysTest, LeavesABrokenWhitelistFileAlone) {
     const std::string file = folder_.Write("cards.json", "{\"Locks\": [");
     SimulatorProcess program({"--port", "0", "--whitelist-file", file});
     EXPECT_EQ(program.WaitForExit(), 64);
-    EXPECT_THAT(program.Output(), testing::StartsWith(file + ": is no JSON: line 1, "));
+    EXPECT_THAT(program.Output(), testing::StartsWith(file + ": is not JSON: line 1, "));
     EXPECT_EQ(folder_.Read("cards.json"), "{\"Locks\": [");
 }
 
@@ -160,7 +160,7 @@ TEST_F(GatewaySimulatorGatewaysTest, TellsOfWhitelistsThatItCannotKeepAlsoWhenQu
     PlainSocket client(program.PortBehind("Listening on 127.0.0.1:"));
     client.Send("1A FE FD 15 01 00 00 03 00 00 03 E9 00 00 00 05 03 00 01 04 04 A1 B2 C3 65 14");
     EXPECT_EQ(client.Receive(20), kOk);
-    EXPECT_TRUE(program.WaitForOutput("error: the whitelists are not kept: "));
+    EXPECT_TRUE(program.WaitForOutput("error: cannot write the whitelists: "));
     EXPECT_THAT(program.Output(), Not(HasSubstr("ADD_TO_WHITELIST")));
 }
 

@@ -78,7 +78,7 @@ TEST(GatewaySimulatorProgramTest, TakesCommandsFromStandardInput) {
     program.Write("nonsense\nwait 1\npin 5 1234\n");
     EXPECT_EQ(client.Receive(31),
               "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 16 00 00 00 00 00 00 00 04 31 32 33 34 B0 6A");
-    EXPECT_TRUE(program.WaitForOutput("error: there is no command \"nonsense\"; try help\n"));
+    EXPECT_TRUE(program.WaitForOutput("error: unknown command \"nonsense\"; try help\n"));
 }
 
 TEST(GatewaySimulatorProgramTest, GoesOnWhenStandardInputCloses) {
@@ -108,7 +108,7 @@ TEST(GatewaySimulatorProgramTest, DoesNotStartWithABadScript) {
     const std::string script = folder.Write("script", "card 5 04\ncrad 5 04\n");
     SimulatorProcess program({"--port", "0", "--script", script});
     EXPECT_EQ(program.WaitForExit(), 64);
-    EXPECT_EQ(program.Output(), script + ":2: there is no command \"crad\"; try help\n");
+    EXPECT_EQ(program.Output(), script + ":2: unknown command \"crad\"; try help\n");
 }
 
 TEST(GatewaySimulatorProgramTest, EndsWithZeroOnTermInterruptAndQuit) {

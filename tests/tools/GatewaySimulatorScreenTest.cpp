@@ -81,7 +81,7 @@ TEST(GatewaySimulatorScreenTest, TakesCommands) {
     terminal.Write("fautl\x7F\x7Flt delay 500 2\r");
     EXPECT_TRUE(terminal.WaitFor("fault delay 500 (for 2 more)"));
     terminal.Write("nonsense\r");
-    EXPECT_TRUE(terminal.WaitFor("error: there is no command \"nonsense\"; try help"));
+    EXPECT_TRUE(terminal.WaitFor("error: unknown command \"nonsense\"; try help"));
     terminal.Write("battery 5 1 0\r");
     terminal.Write(kDrawAnew);
     EXPECT_TRUE(terminal.WaitFor("battery 1 level 0"));
@@ -93,17 +93,17 @@ TEST(GatewaySimulatorScreenTest, BringsAnEarlierCommandBack) {
     terminal.Write("add-lock 77\r");
     EXPECT_TRUE(terminal.WaitFor("lock 77"));
     terminal.Write(std::string(kUp) + "\r");
-    EXPECT_TRUE(terminal.WaitFor("error: there is a lock 77 already"));
+    EXPECT_TRUE(terminal.WaitFor("error: lock 77 already exists"));
 }
 
 TEST(GatewaySimulatorScreenTest, TurnsThePagesOfALongAnswer) {
     PseudoTerminal terminal(Command({"--locks", "5"}));
     ASSERT_TRUE(terminal.WaitFor("> "));
     terminal.Write("help\r");
-    ASSERT_TRUE(terminal.WaitFor("answer with this command code"));
-    EXPECT_THAT(terminal.Output(), Not(HasSubstr("present a card")));
+    ASSERT_TRUE(terminal.WaitFor("Answer with this command code"));
+    EXPECT_THAT(terminal.Output(), Not(HasSubstr("Present a card")));
     terminal.Write(std::string(kPageUp) + kPageUp + kPageUp + kPageUp + kPageUp);
-    EXPECT_TRUE(terminal.WaitFor("present a card"));
+    EXPECT_TRUE(terminal.WaitFor("Present a card"));
 }
 
 TEST(GatewaySimulatorScreenTest, ShowsSeveralGatewaysAndWhichIsChosen) {

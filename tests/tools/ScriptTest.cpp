@@ -47,12 +47,12 @@ class ScriptTest : public testing::Test {
 };
 
 TEST_F(ScriptTest, NamesFileAndLineOfAnError) {
-    EXPECT_EQ(ErrorOf("# nothing yet\n\ncrad 5 04\n"), "night.txt:3: there is no command \"crad\"; try help");
+    EXPECT_EQ(ErrorOf("# nothing yet\n\ncrad 5 04\n"), "night.txt:3: unknown command \"crad\"; try help");
     EXPECT_EQ(ErrorOf("close\npin 5 12x"),
               "night.txt:2: pin ADDRESS DIGITS: DIGITS must be at most 228 digits, not \"12x\"");
     EXPECT_EQ(ErrorOf("wait"), "night.txt:1: MILLISECONDS is missing");
     EXPECT_EQ(ErrorOf("wait soon"), "night.txt:1: MILLISECONDS must be a number from 0 to 3600000, not \"soon\"");
-    EXPECT_EQ(ErrorOf("quit now"), "night.txt:1: nothing should follow, but \"now\" does");
+    EXPECT_EQ(ErrorOf("quit now"), "night.txt:1: unexpected argument \"now\"");
 }
 
 TEST_F(ScriptTest, RunsItsCommandsInOrder) {
@@ -69,7 +69,7 @@ TEST_F(ScriptTest, WaitsBetweenCommands) {
 
 TEST_F(ScriptTest, GoesOnBehindACommandThatFails) {
     const std::string output = Run("card 5 04\ncounter 41");
-    EXPECT_NE(output.find("error: there is no lock 5\n"), std::string::npos) << output;
+    EXPECT_NE(output.find("error: unknown lock 5\n"), std::string::npos) << output;
     EXPECT_EQ(gateway_.Counter(), 41U);
 }
 
@@ -84,7 +84,7 @@ TEST_F(ScriptTest, NamesTheGatewayThatHasSomethingToSay) {
     EXPECT_EQ(Run("faults\n-2: locks\n-2: add-lock 5\n-2: locks"),
               "no faults\n-2: counter 1000\n-2: counter 1000\n"
               "-2: lock 5: closed, status 0F000000000000, whitelist enabled, 0 of 100 cards\n");
-    EXPECT_NE(Run("-2: remove-lock 9").find("error: there is no lock 9\n"), std::string::npos);
+    EXPECT_NE(Run("-2: remove-lock 9").find("error: unknown lock 9\n"), std::string::npos);
 }
 
 TEST_F(ScriptTest, ListsTheGateways) {
@@ -95,19 +95,19 @@ TEST_F(ScriptTest, ListsTheGateways) {
 
 TEST_F(ScriptTest, SaysThatThereIsNoSuchGateway) {
     const std::string output = Run("use 3\n3: counter 41\ncounter 42");
-    EXPECT_EQ(output.find("error: there is no gateway 3\n"), sizeof("12:00:00.000 ") - 1) << output;
-    EXPECT_NE(output.rfind("error: there is no gateway 3\n"), output.find("error: there is no gateway 3\n"));
+    EXPECT_EQ(output.find("error: unknown gateway 3\n"), sizeof("12:00:00.000 ") - 1) << output;
+    EXPECT_NE(output.rfind("error: unknown gateway 3\n"), output.find("error: unknown gateway 3\n"));
     EXPECT_EQ(gateway_.Counter(), 42U);
 }
 
 TEST_F(ScriptTest, RefusesWhatIsNotForOneGateway) {
     EXPECT_EQ(ErrorOf("2:"), "night.txt:1: COMMAND is missing");
-    EXPECT_EQ(ErrorOf("2: wait 5"), "night.txt:1: \"wait\" is not for one gateway");
-    EXPECT_EQ(ErrorOf("2: 3: locks"), "night.txt:1: there is no command \"3:\"; try help");
-    EXPECT_EQ(ErrorOf("9999999999: locks"), "night.txt:1: there is no command \"9999999999:\"; try help");
+    EXPECT_EQ(ErrorOf("2: wait 5"), "night.txt:1: \"wait\" cannot be sent to one gateway");
+    EXPECT_EQ(ErrorOf("2: 3: locks"), "night.txt:1: unknown command \"3:\"; try help");
+    EXPECT_EQ(ErrorOf("9999999999: locks"), "night.txt:1: unknown command \"9999999999:\"; try help");
     EXPECT_EQ(ErrorOf("use hall"), "night.txt:1: GATEWAY must be a gateway's ID, not \"hall\"");
     EXPECT_EQ(ErrorOf("use"), "night.txt:1: GATEWAY is missing");
-    EXPECT_EQ(ErrorOf("gateways 1"), "night.txt:1: nothing should follow, but \"1\" does");
+    EXPECT_EQ(ErrorOf("gateways 1"), "night.txt:1: unexpected argument \"1\"");
 }
 
 }  // namespace

@@ -50,17 +50,16 @@ TEST_F(CheckConfigTest, EndsWithOneAfterWarnings) {
     const Ending ending = Check(kWithWarning);
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.output, file_ +
-                                 ": warning: Gateways[0].IpAddress is empty, so the Mux makes no such gateway, "
-                                 "and refuses its requests\n" +
+                                 ": warning: Gateways[0].IpAddress is empty; the Mux leaves this gateway out and "
+                                 "refuses its requests\n" +
                                  file_ + ": usable, with 1 warning: 1 gateway, 0 locks\n");
 }
 
 TEST_F(CheckConfigTest, EndsWithTwoWhereTheMuxWouldEnd) {
     const Ending ending = Check(kEndsTheMux);
     EXPECT_EQ(ending.status, 2);
-    EXPECT_EQ(ending.output, file_ +
-                                 ": error: Gateways[0].ID is a number but no integer of 32 bits, which ends the Mux\n" +
-                                 file_ + ": unusable\n");
+    EXPECT_EQ(ending.output, file_ + ": error: Gateways[0].ID must be a 32-bit integer; the Mux would abort\n" + file_ +
+                                 ": unusable\n");
     EXPECT_EQ(ending.error, "");
 }
 

@@ -141,7 +141,7 @@ TEST(MuxctlTest, EndsWithTwoWithoutAConnection) {
 
 TEST(MuxctlTest, EndsWithTwoWithoutAnAnswer) {
     FakeMux silent;
-    const std::string hint = "; it may have been done all the same";
+    const std::string hint = "; the request may still have been executed";
     const std::vector<std::pair<Words, std::string>> commands = {
         {Words{"open"} + kLock, hint}, {{"send", "{}"}, hint}, {{"health"}, ""}};
     for (const auto& [arguments, more] : commands) {
@@ -173,7 +173,7 @@ TEST(MuxctlTest, EndsWithTwoWhenTheMuxGoesAwayOrIsNone) {
     mux.ReceiveText();
     mux.Send("HTTP/1.1 400 Bad Request\r\n\r\n");
     EXPECT_EQ(deceived.WaitForExit(), 2);
-    EXPECT_THAT(deceived.ErrorOutput(), HasSubstr(" is no Mux: "));
+    EXPECT_THAT(deceived.ErrorOutput(), HasSubstr(" is not a Mux: "));
 }
 
 TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
@@ -246,8 +246,8 @@ TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
 
 TEST(MuxctlTest, SaysWhichNumberIsWrong) {
     const Ending ending = RunMuxctl({"open", "--gateway", "1", "--lock", "010"});
-    EXPECT_THAT(ending.error, StartsWith("--lock: must be a decimal integer from -2147483648 to 2147483647 without "
-                                         "zeros in front, not 010\n"));
+    EXPECT_THAT(ending.error, StartsWith("--lock: must be a decimal integer from -2147483648 to 2147483647 "
+                                         "(no leading zeros), not 010\n"));
 }
 
 TEST(MuxctlTest, ShowsItsHelpWhenItIsToldNothing) {
@@ -322,7 +322,7 @@ TEST(MuxctlTest, RefusesATextThatFitsNoPacketBeforeItConnects) {
     for (const Words& arguments : {Words{"send", "--file", "-"}, Words{"configure", "-"}}) {
         const Ending ending = RunMuxctl(arguments + Words{"--port", std::to_string(port.Number())}, setup);
         EXPECT_EQ(ending.status, 64);
-        EXPECT_THAT(ending.error, HasSubstr(" bytes does not fit a packet"));
+        EXPECT_THAT(ending.error, HasSubstr(" bytes does not fit into a packet"));
     }
 }
 
@@ -332,7 +332,7 @@ TEST(MuxctlTest, SendsAConfigurationAndExpectsNoAnswer) {
     FakeMux mux;
     const Ending ending = RunMuxctl(Words{"configure", file} + mux.PortArguments());
     EXPECT_EQ(ending.status, 0);
-    EXPECT_THAT(ending.error, HasSubstr("the Mux does not answer this"));
+    EXPECT_THAT(ending.error, HasSubstr("the Mux ignores configuration messages"));
     mux.Accept();
     EXPECT_EQ(BehindTheIdIn(mux.ReceiveText()), "\"MessageCode\":2,\"Data\":{ \"Enabled\": true }\n}");
 }

@@ -221,7 +221,7 @@ TEST(ExampleTest, InCppTakesOnlyNumbersThatAreInRange) {
         command.insert(command.end(), arguments.begin(), arguments.end());
         const Ending ending = RunToEnd(command);
         EXPECT_EQ(ending.status, 64) << testing::PrintToString(arguments);
-        EXPECT_THAT(ending.error, HasSubstr("\"" + arguments.back() + "\" is no number from ")) << ending.error;
+        EXPECT_THAT(ending.error, HasSubstr("\"" + arguments.back() + "\" is not a number from ")) << ending.error;
     }
 }
 

@@ -120,7 +120,7 @@ TEST(WatchTest, EndsWhenItTalksToSomethingElse) {
     mux.Accept();
     mux.Send("220 mail.example.org\r\n");
     EXPECT_EQ(watch.WaitForExit(), 2);
-    EXPECT_THAT(watch.ErrorOutput(), HasSubstr(" is no Mux: "));
+    EXPECT_THAT(watch.ErrorOutput(), HasSubstr(" is not a Mux: "));
 }
 
 }  // namespace

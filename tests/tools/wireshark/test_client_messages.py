@@ -169,16 +169,16 @@ class Remarks(ClientTest):
 
     def test_a_number_that_is_no_integer_ends_the_mux(self):
         for text, trouble in {
-            '{"MessageCode":10.0}': '"MessageCode" is no integer of 32 bits',
-            '{"MessageCode":2147483648}': '"MessageCode" is no integer of 32 bits',
-            '{"MessageCode":-2147483649}': '"MessageCode" is no integer of 32 bits',
-            '{"MessageCode":1e1}': '"MessageCode" is no integer of 32 bits',
-            '{"Timestamp":9223372036854775808}': '"Timestamp" is no integer of 64 bits',
-            '{"Timestamp":1.5,"MessageCode":10}': '"Timestamp" is no integer of 64 bits',
-            '{"MessageCode":10,"Data":{"gatewayID":1.0,"lockID":5}}': '"gatewayID" is no integer of 32 bits',
-            '{"MessageCode":21,"Data":{"gatewayID":1,"lockID":4294967295}}': '"lockID" is no integer of 32 bits',
+            '{"MessageCode":10.0}': '"MessageCode" is not a 32-bit integer',
+            '{"MessageCode":2147483648}': '"MessageCode" is not a 32-bit integer',
+            '{"MessageCode":-2147483649}': '"MessageCode" is not a 32-bit integer',
+            '{"MessageCode":1e1}': '"MessageCode" is not a 32-bit integer',
+            '{"Timestamp":9223372036854775808}': '"Timestamp" is not a 64-bit integer',
+            '{"Timestamp":1.5,"MessageCode":10}': '"Timestamp" is not a 64-bit integer',
+            '{"MessageCode":10,"Data":{"gatewayID":1.0,"lockID":5}}': '"gatewayID" is not a 32-bit integer',
+            '{"MessageCode":21,"Data":{"gatewayID":1,"lockID":4294967295}}': '"lockID" is not a 32-bit integer',
             '{"MessageCode":13,"Data":{"gatewayID":1,"lockID":5,"duration":-1}}':
-                '"duration" is no integer of 0 to 4294967295',
+                '"duration" is not an integer from 0 to 4294967295',
         }.items():
             with self.subTest(text):
                 self.assert_remarks(f"{trouble}: it ends the Mux", text)
