@@ -27,14 +27,13 @@ CARD = "04A1B2C3"
 USUAL_GATEWAY_PORT, USUAL_PORT = 2101, 5555
 SIMULATOR_SIZE = (94, 19)
 MUXCTL_SIZE = (72, 19)
-REDRAW = b"\x0c"
 
 # Pixels: a character, and the space around a terminal.
 CHARACTER_WIDTH, LINE_HEIGHT, MARGIN, TITLE_HEIGHT = 7.2, 16, 10, 22
 COLOURS = {"31": "#ff7b72", "32": "#56d364", "33": "#e3b341", "36": "#76e3ea"}
 BACKGROUND, FOREGROUND, FRAME = "#161b22", "#e6edf3", "#30363d"
 
-CONTROL = re.compile(r"\x1b\[([0-9;?]*)([A-Za-z])|\x1b[()][A-Z0-9]|\x1b[=>78]|[\x00-\x1f]")
+CONTROL = re.compile(r"\x1b\[([0-9;?]*)([A-Za-z])|\x1b[()][A-Z0-9]|\x1b[=>78M]|[\x00-\x1f]")
 
 
 class TerminalScreen:
@@ -43,9 +42,7 @@ class TerminalScreen:
     def __init__(self, size):
         self.columns, self.rows = size
         self.style = ""
-        self.clear()
-
-    def clear(self):
+        self.top, self.bottom = 0, self.rows - 1
         self.cells = [[(" ", "")] * self.columns for _ in range(self.rows)]
         self.column = self.row = 0
 
@@ -74,10 +71,13 @@ class TerminalScreen:
         numbers, letter = control[1], control[2]
         if letter is None:
             self.obey_character(control[0])
+        elif letter == "r":
+            self.top, self.bottom = self.numbers_of(numbers, (1, self.rows))
+            self.row = self.column = 0
         elif letter == "m":
             self.style = "" if numbers in ("", "0") else numbers
         elif letter == "H":
-            self.row, self.column = [int(number or 1) - 1 for number in (numbers + ";").split(";")[:2]]
+            self.row, self.column = self.numbers_of(numbers, (1, 1))
         elif letter in "CD":
             self.column += int(numbers or 1) * (1 if letter == "C" else -1)
         elif letter in "AB":
@@ -86,18 +86,40 @@ class TerminalScreen:
             self.erase_line_from(self.column if numbers in ("", "0") else None)
         elif letter == "J":
             self.erase_below()
-        elif letter not in "hlr":
+        elif letter not in "hl":
             raise PlayError(f"unknown control sequence {control[0]!r}")
 
     def obey_character(self, character):
         if character == "\r":
             self.column = 0
         elif character == "\n":
-            self.row += 1
-            if self.row == self.rows:
-                raise PlayError("the terminal has too few rows")
+            self.row_down()
+        elif character == "\x1bM":
+            self.row_up()
         elif character == "\b":
             self.column -= 1
+
+    @staticmethod
+    def numbers_of(text, defaults):
+        """Two numbers of a control sequence, which count from 1."""
+        return [int(number or default) - 1 for number, default in zip((text + ";").split(";"), defaults)]
+
+    # Only programs that scroll a part of the screen may reach its end: nothing must be lost from the picture.
+    def row_down(self):
+        if self.row != self.bottom:
+            self.row += 1
+        elif (self.top, self.bottom) == (0, self.rows - 1):
+            raise PlayError("the terminal has too few rows")
+        else:
+            self.cells.insert(self.bottom + 1, [(" ", "")] * self.columns)
+            del self.cells[self.top]
+
+    def row_up(self):
+        if self.row != self.top:
+            self.row -= 1
+        else:
+            del self.cells[self.bottom]
+            self.cells.insert(self.top, [(" ", "")] * self.columns)
 
     def erase_line_from(self, column):
         if column is None:
@@ -217,14 +239,10 @@ class Session:
         self.simulator.type(f"card 5 {CARD}\r".encode())
         watch.wait_for_end()
         self.print_at_muxctl("$ ")
-        self.redraw()
-
-    def redraw(self):
-        """Has the simulator draw all of its screen once more, so that nothing is left of earlier states."""
-        self.simulator.read(0.5)
-        self.simulator.type(REDRAW)
-        while select.select([self.simulator.terminal], [], [], 0.5)[0]:
-            self.simulator.read(0)
+        self.simulator.wait_for("event pending")
+        self.simulator.wait_for(f"data {CARD}")
+        # The command has left the input line.
+        self.simulator.wait_for(f"> card 5 {CARD}\n\n>")
 
     def stop(self):
         self.mux.stop(signal.SIGQUIT, 0)
