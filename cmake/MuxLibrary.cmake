@@ -32,8 +32,17 @@ function(mux_runnable variable target)
   set(${variable} ${path} PARENT_SCOPE)
 endfunction()
 
-# mux_compile_alone(SOURCE...): these use a name for something else than other sources of their folder do, so they are
-# never compiled as one with them. Whether all are named here shows with CMAKE_UNITY_BUILD_BATCH_SIZE 0.
+# Headers of test and benchmark libraries take longer to compile than most sources that include them, so these folders
+# compile eight sources as one translation unit. With -DCMAKE_UNITY_BUILD=OFF they do not, for tools that look up how a
+# source is compiled.
+macro(mux_compile_in_groups)
+  if(NOT DEFINED CMAKE_UNITY_BUILD)
+    set(CMAKE_UNITY_BUILD ON)
+    set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)
+  endif()
+endmacro()
+
+# TODO
 function(mux_compile_alone)
   set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()

@@ -13,7 +13,7 @@ namespace {
 using asio::ip::tcp;
 
 constexpr std::chrono::seconds kDeadline{10};
-constexpr std::chrono::milliseconds kPause{5};
+constexpr std::chrono::milliseconds kConnectPause{5};
 
 }  // namespace
 
@@ -42,7 +42,7 @@ tcp::socket Connect(asio::io_context& loop, const Target& target) {
         if (std::optional<tcp::socket> socket = TryConnect(loop, target)) {
             return std::move(*socket);
         }
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(kConnectPause);
     }
     throw std::runtime_error("nobody listens on " + target.host + ":" + std::to_string(target.port));
 }

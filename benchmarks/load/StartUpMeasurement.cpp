@@ -5,14 +5,14 @@
 #include <thread>
 
 #include "benchmarks/load/Clock.h"
-#include "benchmarks/load/StartedProgram.h"
+#include "tests/support/Process.h"
 
 namespace Load {
 namespace {
 
 using asio::ip::tcp;
 
-constexpr std::chrono::microseconds kPause{50};
+constexpr std::chrono::microseconds kPollPause{50};
 constexpr std::chrono::seconds kDeadline{10};
 
 // Closed with a reset, the connection leaves nothing that would hold the port against the next program.
@@ -23,15 +23,17 @@ void CloseAtOnce(tcp::socket& socket) {
 
 std::chrono::nanoseconds TimeOneStart(asio::io_context& loop, const Target& target,
                                       const std::vector<std::string>& command) {
+    Testing::ProcessSetup setup;
+    setup.console = Testing::Console::kNothing;
     const Clock::time_point start = Clock::now();
-    const StartedProgram program(command);
+    const Testing::Process program(command, setup);
     while (Clock::now() - start < kDeadline) {
         if (std::optional<tcp::socket> socket = TryConnect(loop, target)) {
             const Clock::time_point connected = Clock::now();
             CloseAtOnce(*socket);
             return connected - start;
         }
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(kPollPause);
     }
     throw std::runtime_error("the program does not listen: " + command.front());
 }

@@ -46,16 +46,3 @@ make_armhf_sysroot() {
     rm -r "$armhf_sysroot/apt"
     echo "${armhf_libraries[*]}" >"$armhf_sysroot/complete"
 }
-
-# What scripts/test --armhf builds and runs, in arguments of CTest: unit tests by program, and the system tests of the
-# main road. The other builds have the rest: the simulator's own tests, the fuzzers' corpora and the other system tests,
-# for the time that they take under an emulator; what looks at the sources only, because it would find the same.
-readonly armhf_test_programs=(
-    diagnostics_test backtrace_test process_end_test json_test json_aborting_test json_throwing_test threading_test net_test
-    messages_test gateway_test gateway_other_time_width_test
-    mux_messages_test mux_configuration_test mux_test other_time_width_test mux_client_test muxctl_test system_tests
-)
-armhf_unit_tests=$(IFS='|' && echo "^(${armhf_test_programs[*]})\.")
-readonly armhf_system_tests='^(CommandLine|Events|RequestFrames|ResultTables|Signals|WhitelistCards)\.'
-# shellcheck disable=SC2034 # used where this is sourced
-readonly armhf_selection=(-R "$armhf_unit_tests|$armhf_system_tests")

@@ -249,7 +249,7 @@ class Benchmark:
 
     PARTS = {"binary": measure_binary, "in-process": measure_in_process, "turns": measure_in_turns,
              "rates": measure_rates, "gateways": measure_gateways, "events": measure_events,
-             "neighbours": measure_neighbours, "memory": measure_memory, "start-up": measure_start_up}
+             "neighbours": measure_neighbours, "footprint": measure_memory, "start-up": measure_start_up}
 
     def run(self):
         for part in self.options.only or self.PARTS:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The load of scripts/memory: python3 scripts/lib/memory.py MUX_PROGRAM FOLDER REQUESTS EVENTS CONNECTS.
+"""The load of scripts/benchmark --only memory: python3 scripts/lib/memory.py MUX_PROGRAM FOLDER REQUESTS EVENTS CONNECTS.
 
 Answered requests, events and connects, one after the other, and what the Mux's memory has become after each tenth.
 Ends with 0 when no second half of a load has added more than ALLOWED_GROWTH_KIB.

@@ -9,7 +9,7 @@
 
 namespace {
 
-std::atomic<std::size_t> allocations{0};
+std::atomic<std::size_t> allAllocations{0};
 std::atomic<std::size_t> timedLocks{0};
 std::atomic<std::size_t> socketWaits{0};
 thread_local std::size_t ownAllocations = 0;
@@ -19,7 +19,7 @@ thread_local std::size_t failing = 0;
 
 // False for an allocation that is to fail.
 bool CountAllocation() {
-    ++allocations;
+    ++allAllocations;
     if (++ownAllocations != failing) {
         return true;
     }
@@ -88,7 +88,7 @@ std::size_t OwnAllocations() {
 }
 
 std::size_t AllocationsOfOtherThreads() {
-    return allocations - ownAllocations;
+    return allAllocations - ownAllocations;
 }
 
 std::size_t TimedLocks() {

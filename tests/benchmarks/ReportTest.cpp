@@ -43,13 +43,6 @@ TEST(ReportTest, LatenciesAreGivenInMillisecondsWithTheirNumber) {
               "x samples       200.000\n");
 }
 
-TEST(ReportTest, LatenciesThatWereNotMeasuredAreNoFigures) {
-    Report report;
-    EXPECT_THROW(report.AddLatencies("x", Samples()), std::logic_error);
-    EXPECT_THROW(report.AddDistribution("x", Samples()), std::logic_error);
-    EXPECT_EQ(report.Json(), R"({"figures":[],"distributions":[]})");
-}
-
 TEST(ReportTest, ADistributionHasEveryWholePercentileAndTheTailInMilliseconds) {
     Samples samples;
     for (int tenth = 1; tenth <= 1000; ++tenth) {

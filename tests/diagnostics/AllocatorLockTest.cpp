@@ -9,7 +9,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <new>
-#include <string>
 
 #include "tests/diagnostics/EndingProcess.h"
 
@@ -49,33 +48,21 @@ std::atomic<bool> allocatorIsLocked{false};
 namespace Diagnostics {
 namespace {
 
-using Testing::ChildResult;
-using Testing::EndingProcess;
-
-ChildResult EndInsideTheAllocator(int signalNumber) {
-    return EndingProcess().Run([signalNumber] {
-        allocatorIsLocked = true;
-        raise(signalNumber);
-    });
-}
-
-void ExpectEnd(int signalNumber, int status, const std::string& boundedBy) {
-    const ChildResult result = EndInsideTheAllocator(signalNumber);
-    EXPECT_EQ(result.exitStatus, status);
-    EXPECT_THAT(result.output, testing::EndsWith(boundedBy));
-}
-
-TEST(AllocatorLock, HeldByTheInterruptedThreadDelaysAQuitButKeepsItsStatus) {
-    ExpectEnd(SIGQUIT, 0, "\n5 seconds\n");
-}
-
-TEST(AllocatorLock, HeldByTheInterruptedThreadDelaysAHangUpButKeepsItsStatus) {
-    ExpectEnd(SIGHUP, 255, "\n5 seconds\n");
-}
-
-TEST(AllocatorLock, HeldByTheThreadThatCrashedDelaysTheEndButKeepsItsStatus) {
-    for (const int signalNumber : {SIGABRT, SIGBUS, SIGSEGV}) {
-        ExpectEnd(signalNumber, 255, "\n60 seconds\n");
+TEST(AllocatorLock, HeldByTheThreadThatIsInterruptedDelaysTheEndButKeepsItsStatus) {
+    struct Row {
+        int signalNumber;
+        int status;
+        const char* boundedBy;
+    };
+    for (const Row& row :
+         {Row{SIGQUIT, 0, "\n5 seconds\n"}, Row{SIGHUP, 255, "\n5 seconds\n"}, Row{SIGABRT, 255, "\n60 seconds\n"},
+          Row{SIGBUS, 255, "\n60 seconds\n"}, Row{SIGSEGV, 255, "\n60 seconds\n"}}) {
+        const Testing::ChildResult result = Testing::EndingProcess().Run([&row] {
+            allocatorIsLocked = true;
+            raise(row.signalNumber);
+        });
+        EXPECT_EQ(result.exitStatus, row.status) << row.signalNumber;
+        EXPECT_THAT(result.output, testing::EndsWith(row.boundedBy)) << row.signalNumber;
     }
 }
 

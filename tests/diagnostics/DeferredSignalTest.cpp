@@ -72,22 +72,14 @@ class DeferredSignal : public testing::Test {
     EndingProcess process_;
 };
 
-TEST_F(DeferredSignal, InALineThatNeverEndsIsBoundedByAWatchdogWithItsStatus) {
-    const ChildResult quit = RaiseInALine({SIGQUIT}, kNeverEnds);
-    ASSERT_EQ(quit.exitStatus, 0);
-    EXPECT_THAT(quit.output, EndsWith("it never ends\n5 seconds\n"));
-    const ChildResult hangUp = RaiseInALine({SIGHUP}, kNeverEnds);
-    EXPECT_EQ(hangUp.exitStatus, 255);
-    EXPECT_THAT(hangUp.output, EndsWith("it never ends\n5 seconds\n"));
-}
-
-TEST_F(DeferredSignal, ThatIsFollowedByAnotherInALineThatNeverEndsKeepsItsStatusAndItsTime) {
-    const ChildResult quit = RaiseInALine({SIGQUIT, SIGHUP}, kNeverEnds);
-    ASSERT_EQ(quit.exitStatus, 0);
-    EXPECT_THAT(quit.output, EndsWith("it never ends\n5 seconds\n"));
-    const ChildResult hangUp = RaiseInALine({SIGHUP, SIGQUIT}, kNeverEnds);
-    EXPECT_EQ(hangUp.exitStatus, 255);
-    EXPECT_THAT(hangUp.output, EndsWith("it never ends\n5 seconds\n"));
+TEST_F(DeferredSignal, InALineThatNeverEndsIsBoundedByAWatchdogWithTheStatusOfTheFirst) {
+    const std::pair<std::vector<int>, int> rows[] = {
+        {{SIGQUIT}, 0}, {{SIGHUP}, 255}, {{SIGQUIT, SIGHUP}, 0}, {{SIGHUP, SIGQUIT}, 255}};
+    for (const auto& [signals, status] : rows) {
+        const ChildResult result = RaiseInALine(signals, kNeverEnds);
+        EXPECT_EQ(result.exitStatus, status);
+        EXPECT_THAT(result.output, EndsWith("it never ends\n5 seconds\n"));
+    }
 }
 
 TEST_F(DeferredSignal, ThatIsFollowedByAnotherInTheSameLineDecides) {

@@ -50,18 +50,6 @@ TEST(DumpFile, TheCommandNamesTheProgramARunOfItsOwnAndTheProcess) {
                 MatchesRegex("gcore -o dw-hal-mux-brenk-" + kUuid + "\\.dump " + std::to_string(getpid())));
 }
 
-TEST(DumpFile, ANameWithoutAPathIsTakenWhole) {
-    SetDumpName("mux");
-    EXPECT_THAT(DumpCommand(), MatchesRegex("gcore -o mux-" + kUuid + "\\.dump [0-9]+"));
-}
-
-TEST(DumpFile, DumpsOfTwoRunsHaveDifferentNames) {
-    SetDumpName("mux");
-    const std::string first = DumpCommand();
-    SetDumpName("mux");
-    EXPECT_NE(DumpCommand(), first);
-}
-
 TEST(DumpFile, ANameThatTheShellWouldTakeApartIsMadeHarmless) {
     SetDumpName("./mux; touch $HOME/'x'");
     EXPECT_THAT(DumpCommand(), MatchesRegex("gcore -o _x_-" + kUuid + "\\.dump [0-9]+"));
@@ -72,12 +60,10 @@ TEST(DumpFile, SavingLogsThatItRunsAndTheCommandLine) {
     setenv("PATH", "/nonexistent", 1);
     const Testing::CapturedLog log;
     SaveDumpFile();
-    const auto lines = log.Lines();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines.at(0).first, plog::info);
-    EXPECT_EQ(lines.at(1).first, plog::info);
-    EXPECT_EQ(lines.at(0).second, "void Diagnostics::SaveDumpFile() Running gcore for save current core dump.");
-    EXPECT_EQ(lines.at(1).second, "void Diagnostics::SaveDumpFile() Command line:" + DumpCommand());
+    const std::string operation = "void Diagnostics::SaveDumpFile() ";
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(testing::Pair(plog::info, operation + "Running gcore for save current core dump."),
+                            testing::Pair(plog::info, operation + "Command line:" + DumpCommand())));
 }
 
 TEST(DumpFile, AnyProcessMayTraceThisOneBeforeTheCommandRuns) {

@@ -7,7 +7,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <optional>
 #include <thread>
 
 #include "tests/support/CapturedLog.h"
@@ -19,22 +18,17 @@ namespace {
 using testing::ElementsAre;
 using testing::Pair;
 
-TEST(LogCall, IsInProgressOnItsThreadWhileItLives) {
+TEST(LogCall, IsInProgressOnItsThreadWhileTheOutermostLives) {
     EXPECT_FALSE(LogCall::IsInProgressOnThisThread());
     {
-        const LogCall call;
+        const LogCall outer;
+        {
+            const LogCall inner;
+            EXPECT_TRUE(LogCall::IsInProgressOnThisThread());
+        }
         EXPECT_TRUE(LogCall::IsInProgressOnThisThread());
     }
     EXPECT_FALSE(LogCall::IsInProgressOnThisThread());
-}
-
-TEST(LogCall, OneInsideAnotherLeavesTheOuterOneInProgress) {
-    const LogCall outer;
-    {
-        const LogCall inner;
-        EXPECT_TRUE(LogCall::IsInProgressOnThisThread());
-    }
-    EXPECT_TRUE(LogCall::IsInProgressOnThisThread());
 }
 
 TEST(LogCall, IsNotInProgressOnAnotherThread) {
@@ -123,43 +117,19 @@ TEST_F(LogCallDeferTest, PutsNothingOffOutsideTheLogger) {
     EXPECT_EQ(raised, 0);
 }
 
-TEST_F(LogCallDeferTest, RaisesTheSignalAgainOnThisThreadWhenTheLineIsWritten) {
+TEST_F(LogCallDeferTest, RaisesTheFirstSignalOnceOnThisThreadWhenTheOutermostLineIsWritten) {
     {
-        const LogCall call;
-        EXPECT_TRUE(LogCall::Defer(SIGUSR1));
+        const LogCall outer;
+        {
+            const LogCall inner;
+            EXPECT_TRUE(LogCall::Defer(SIGUSR1));
+            EXPECT_TRUE(LogCall::Defer(SIGCONT));
+        }
         EXPECT_EQ(raised, 0);
     }
     EXPECT_EQ(raised, 1);
     EXPECT_EQ(raisedHere, 1);
-}
-
-TEST_F(LogCallDeferTest, OfTwoSignalsInOneLineRaisesTheFirst) {
-    {
-        const LogCall call;
-        EXPECT_TRUE(LogCall::Defer(SIGUSR1));
-        EXPECT_TRUE(LogCall::Defer(SIGCONT));
-    }
-    EXPECT_EQ(raised, 1);
-}
-
-TEST_F(LogCallDeferTest, RaisesTheSignalOnceOnly) {
-    {
-        const LogCall call;
-        EXPECT_TRUE(LogCall::Defer(SIGUSR1));
-    }
     { const LogCall next; }
-    EXPECT_EQ(raised, 1);
-}
-
-TEST_F(LogCallDeferTest, WaitsForTheEndOfTheOutermostLine) {
-    std::optional<LogCall> outer;
-    outer.emplace();
-    {
-        const LogCall inner;
-        EXPECT_TRUE(LogCall::Defer(SIGUSR1));
-    }
-    EXPECT_EQ(raised, 0);
-    outer.reset();
     EXPECT_EQ(raised, 1);
 }
 

@@ -9,6 +9,12 @@ import sys
 import tempfile
 import unittest
 
+try:
+    import pexpect, pyte  # noqa: E401, F401
+except ModuleNotFoundError as missing:
+    print(f"skipped: {missing}")
+    sys.exit(77)
+
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 PICTURE = PROJECT / "docs" / "pictures" / "terminal.svg"
 CHANGING = re.compile(r"\d{4}-\d\d-\d\d|\d\d:\d\d:\d\d(\.\d{3})?|\d+\.\d s")

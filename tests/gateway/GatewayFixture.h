@@ -12,12 +12,20 @@
 #include <vector>
 
 #include "gateway/VirtualGateway.h"
-#include "tests/gateway/FakeGateway.h"
 #include "tests/gateway/LogGate.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Testing {
+
+using Brenk::CONNECTED;
+using Brenk::CREATED;
+using Brenk::DISCONNECTED;
+using Brenk::FAULTED;
+using Brenk::NOT_PRESENT;
+using Brenk::READY;
+using Brenk::VirtualGateway;
 
 // A builder that refuses to build.
 class RefusingBuilder : public Brenk::Messages::BrenkMessageBuilder {

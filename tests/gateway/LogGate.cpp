@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "tests/gateway/FakeGateway.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FakeGateway.h"
 
 namespace Testing {
 

@@ -4,8 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
-#include <string>
+#include <utility>
 
+#include "tests/messages/LoggedLine.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
 
@@ -15,51 +16,26 @@ namespace Brenk::CRC {
 namespace {
 
 using Testing::Bytes;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::Pair;
+using Testing::Logged;
 
-Bytes Ascii(const std::string& text) {
-    return Bytes(text.begin(), text.end());
+TEST(CRC16, IsTheXModemChecksum) {
+    Bytes everyByte(256);
+    std::iota(everyByte.begin(), everyByte.end(), static_cast<unsigned char>(0));
+    const std::pair<Bytes, std::uint16_t> expected[] = {
+        {{}, 0}, {{0x00}, 0}, {{'A'}, 0x58E5}, {{0xFF}, 0x1EF0}, {everyByte, 0x7E55}};
+    for (const auto& [data, crc] : expected) {
+        Bytes checked = data;
+        EXPECT_EQ(CRC16::XModem(checked), crc);
+        EXPECT_EQ(checked, data);
+    }
 }
 
-TEST(CRC16, TheAsciiString123456789Gives31C3) {
-    Bytes data = Ascii("123456789");
-    EXPECT_EQ(CRC16::XModem(data), 0x31C3);
-}
-
-TEST(CRC16, AnEmptyVectorGivesZero) {
-    Bytes data;
-    EXPECT_EQ(CRC16::XModem(data), 0);
-}
-
-TEST(CRC16, SingleBytesGiveTheirKnownValues) {
-    Bytes zero = {0x00};
-    Bytes letterA = {'A'};
-    Bytes allOnes = {0xFF};
-    EXPECT_EQ(CRC16::XModem(zero), 0x0000);
-    EXPECT_EQ(CRC16::XModem(letterA), 0x58E5);
-    EXPECT_EQ(CRC16::XModem(allOnes), 0x1EF0);
-}
-
-TEST(CRC16, EveryByteValueInARowGives7E55) {
-    Bytes data(256);
-    std::iota(data.begin(), data.end(), static_cast<unsigned char>(0));
-    EXPECT_EQ(CRC16::XModem(data), 0x7E55);
-}
-
-TEST(CRC16, TheDataIsLeftAsItIs) {
-    Bytes data = Ascii("123456789");
-    CRC16::XModem(data);
-    EXPECT_EQ(data, Ascii("123456789"));
-}
-
-TEST(CRC16, SizeAndResultAreLoggedAtDebugAsNumbers) {
+TEST(CRC16, LogsSizeAndResultAsNumbers) {
     const Testing::CapturedLog log;
-    Bytes data = Ascii("123456789");
-    CRC16::XModem(data);
-    EXPECT_THAT(log.Lines(), ElementsAre(Pair(plog::debug, EndsWith(") CRC Vector size: 9")),
-                                         Pair(plog::debug, EndsWith(") CRC Value: 12739"))));
+    Bytes data = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+    EXPECT_EQ(CRC16::XModem(data), 0x31C3);
+    EXPECT_THAT(log.Lines(), testing::ElementsAre(Logged(plog::debug, "CRC Vector size: 9"),
+                                                  Logged(plog::debug, "CRC Value: 12739")));
 }
 
 }  // namespace

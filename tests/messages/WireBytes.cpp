@@ -1,18 +1,6 @@
 #include "tests/messages/WireBytes.h"
 
-#include <ios>
-#include <sstream>
-
 namespace Testing {
-
-Bytes FromHex(const std::string& text) {
-    std::istringstream digits(text);
-    Bytes bytes;
-    for (unsigned int byte = 0; digits >> std::hex >> byte;) {
-        bytes.push_back(static_cast<unsigned char>(byte));
-    }
-    return bytes;
-}
 
 Bytes WithByte(Bytes frame, std::size_t offset, unsigned char value) {
     frame.at(offset) = value;

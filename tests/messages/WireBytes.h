@@ -1,15 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <string>
-#include <vector>
+
+#include "tests/support/Hex.h"
 
 namespace Testing {
-
-using Bytes = std::vector<unsigned char>;
-
-// Reads bytes from hexadecimal digits with blanks between the bytes: "13 FE FD".
-Bytes FromHex(const std::string& text);
 
 // `frame` with the byte at `offset` replaced.
 Bytes WithByte(Bytes frame, std::size_t offset, unsigned char value);

@@ -1,33 +1,29 @@
 """scripts/mutate: its verdicts, and that its faults fit the sources."""
-import importlib.machinery
-import importlib.util
 import pathlib
 import subprocess
 import sys
+import tempfile
 import time
 import unittest
 
-SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "mutate"
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "lib"))
+
+import mutate  # noqa: E402
+
 MUTANT = {"file": "net/ServerSocket.cpp"}
-
-
-def load_script():
-    sys.dont_write_bytecode = True
-    loader = importlib.machinery.SourceFileLoader("mutate", str(SCRIPT))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("mutate", loader))
-    loader.exec_module(module)
-    return module
-
-
-mutate = load_script()
+BUILT, NOT_BUILT = 0, 1
 
 
 class PlayedWorker(mutate.Worker):
     """One whose test runs end as told, in their order: a name for a test that fails, None when all pass."""
 
-    def __init__(self, *endings):
+    def __init__(self, *endings, build=BUILT):
         super().__init__(0)
         self.endings = list(endings)
+        self.build_status = build
+
+    def make(self, *selection):
+        return subprocess.CompletedProcess("cmake", self.build_status, "")
 
     def test(self, *selection):
         ending = self.endings.pop(0)
@@ -39,7 +35,7 @@ class PlayedWorker(mutate.Worker):
 class Verdicts(unittest.TestCase):
     def verdict(self, *endings):
         worker = PlayedWorker(*endings)
-        verdict = worker.run_tests(MUTANT)
+        verdict = worker.judge(MUTANT)
         self.assertEqual(worker.endings, [])
         return verdict
 
@@ -56,6 +52,23 @@ class Verdicts(unittest.TestCase):
     def test_a_run_that_is_not_done_in_time_is_no_catch(self):
         self.assertEqual(self.verdict("no end"), ("RAN OUT OF TIME", ""))
         self.assertEqual(self.verdict(None, "no end"), ("RAN OUT OF TIME", ""))
+
+
+    def test_a_fault_that_does_not_build_is_no_catch(self):
+        self.assertEqual(PlayedWorker(build=NOT_BUILT).judge(MUTANT), ("DOES NOT BUILD", ""))
+
+
+class Copies(unittest.TestCase):
+    def test_lose_what_left_the_tree(self):
+        with tempfile.TemporaryDirectory() as folder:
+            worker = mutate.Worker(0)
+            worker.folder = pathlib.Path(folder)
+            for name in ("kept.cpp", "net/left.cpp", "build/debug/object.o"):
+                (worker.folder / name).parent.mkdir(parents=True, exist_ok=True)
+                (worker.folder / name).touch()
+            worker.remove_all_but(["kept.cpp"])
+            files = sorted(str(path.relative_to(folder)) for path in worker.folder.rglob("*") if path.is_file())
+        self.assertEqual(files, ["build/debug/object.o", "kept.cpp"])
 
 
 class Runs(unittest.TestCase):

@@ -5,19 +5,14 @@
 
 #include <atomic>
 #include <functional>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "mux/BrenkMux.h"
-#include "mux/messages/MuxMessageBuilder.h"
-#include "mux/messages/MuxMessageCodes.h"
 #include "tests/mux/TestMux.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/ReservedPort.h"
 
-using Testing::CapturedLog;
 using Testing::ConfigurationText;
 using Testing::LockData;
 using Testing::Request;
@@ -97,22 +92,19 @@ TEST_F(BrenkMuxConcurrency, AnswersEachRequestOnceWhileGatewaysAnswerAndRequests
 }
 
 TEST_F(BrenkMuxConcurrency, DeliversWhileAnswersAreAdded) {
-    const auto add = [this] {
+    std::atomic<int> adding{2};
+    const auto add = [&] {
         for (int round = 0; round < kRounds; ++round) {
-            mux.PushAnswer(std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{999, 1}, nullptr));
+            mux.PushAnswer(Testing::RecordFor(999));
         }
-    };
-    std::atomic<int> added{2};
-    const auto addAndTell = [&] {
-        add();
-        --added;
+        --adding;
     };
     const auto deliver = [&] {
-        while (added != 0 || mux.AnswerCount() != 0) {
+        while (adding != 0 || mux.AnswerCount() != 0) {
             mux.SendMessageToClientIfAvailable();
         }
     };
-    RunTogether({addAndTell, addAndTell, deliver});
+    RunTogether({add, add, deliver});
     EXPECT_EQ(mux.AnswerCount(), 0U);
 }
 

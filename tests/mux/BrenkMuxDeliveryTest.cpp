@@ -1,5 +1,5 @@
-// The delivery of answers and events at the head of the answer queue. These Muxes are not started: without a server
-// socket every delivery fails, as it does for a client that has gone.
+// The delivery of answers and events at the head of the answer queue, and every line that is logged meanwhile. A Mux
+// that is not started has no server socket: every delivery fails, as it does for a client that has gone.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -15,16 +15,61 @@
 #include "mux/messages/MuxMessageBuilder.h"
 #include "mux/messages/MuxMessageCodes.h"
 #include "tests/mux/LogHook.h"
+#include "tests/mux/MuxClient.h"
+#include "tests/mux/MuxLog.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ReservedPort.h"
 
+using plog::debug;
+using plog::error;
+using plog::info;
+using plog::verbose;
+using plog::warning;
 using Testing::CapturedLog;
 using Testing::LogHook;
+using Testing::MuxLog;
+using Testing::RecordFor;
 using Testing::Request;
+using Testing::Steps;
 using Testing::TestMux;
 
 namespace Mux {
 namespace {
+
+// Messages of a time that is known, so that the text of their payload is.
+RecordPointer AnswerFor(int descriptor, const std::string& id = "m1") {
+    RecordPointer record = RecordFor(descriptor);
+    record->answer =
+        std::make_unique<MuxMessage>(7, id, MUX_MESSAGE_NACK, MuxMessageBuilder().BuildNackPayload(8, "no"));
+    return record;
+}
+
+std::shared_ptr<MuxMessage> EventWithCard(const std::string& card) {
+    return std::make_shared<MuxMessage>(7, "e1", MUX_MESSAGE_EVENT_INFO,
+                                        MuxMessageBuilder().BuildCardEvent(1, 5, "t", card));
+}
+
+// A message that has no text.
+std::unique_ptr<MuxMessage> NotANumber() {
+    const rapidjson::Value notANumber(std::numeric_limits<double>::quiet_NaN());
+    return MuxMessageBuilder().BuildMessage(MUX_MESSAGE_ACK, "m1", MuxMessageBuilder().BuildAckPayload(notANumber));
+}
+
+Steps AnswerAttempt(const std::string& descriptor) {
+    return {
+        {verbose, "Message m1 popped."},
+        {verbose, "Converting NACK Message."},
+        {info, "Sending message answer with ID m1 to socket with FD " + descriptor},
+        {verbose,
+         R"(Message payload: {"Timestamp":7,"MessageID":"m1","MessageCode":1,"Data":{"ErrorCode":8,"Message":"no"}})"}};
+}
+
+Steps EventAttempt(const std::string& descriptor) {
+    return {{verbose, "Event message e1 popped."},
+            {verbose, "Current Message Code: 60"},
+            {debug, "Sending event to socket with FD " + descriptor}};
+}
 
 class BrenkMuxDelivery : public testing::Test {
   protected:
@@ -34,137 +79,68 @@ class BrenkMuxDelivery : public testing::Test {
         }
     }
 
+    void ExpectSteps(const Steps& steps) {
+        const MuxLog muxLog(log);
+        Deliver(1);
+        muxLog.Expect(steps);
+    }
+
+    // Expects 14 attempts for the head of the queue, and another one that ends with its line.
+    void ExpectFifteen(const Steps& attempt, const std::string& givenUp) {
+        const std::size_t before = mux.AnswerCount();
+        for (int count = 1; count < 15; ++count) {
+            ExpectSteps(attempt);
+        }
+        EXPECT_EQ(mux.AnswerCount(), before);
+        ExpectSteps(attempt + Steps{{error, givenUp}});
+        EXPECT_EQ(mux.AnswerCount(), before - 1);
+    }
+
     const CapturedLog log;
     TestMux mux;
 };
 
-std::unique_ptr<MuxMessage> Ack(const std::string& messageID) {
-    return MuxMessageBuilder().BuildMessage(MUX_MESSAGE_ACK, messageID, MuxMessageBuilder().BuildAckPayload());
-}
-
-RecordPointer RecordOf(int descriptor) {
-    return std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{descriptor, 1}, nullptr);
-}
-
-RecordPointer AnswerRecord(const std::string& messageID, int descriptor = 999) {
-    RecordPointer record = RecordOf(descriptor);
-    record->answer = Ack(messageID);
-    return record;
-}
-
-std::shared_ptr<MuxMessage> Event(const std::string& messageID) {
-    return MuxMessageBuilder().BuildMessage(MUX_MESSAGE_EVENT_CARD_READER, messageID,
-                                            MuxMessageBuilder().BuildCardEvent(1, 5, "time", "0A"));
-}
-
-RecordPointer EventRecord(std::shared_ptr<MuxMessage> event, int descriptor = 999) {
-    return std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{descriptor, 1}, std::move(event), true);
-}
-
 TEST_F(BrenkMuxDelivery, DoesNothingWhileTheQueueIsEmpty) {
-    const std::size_t before = log.Lines().size();
-    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
-    EXPECT_EQ(log.Lines().size(), before) << log.Text();
+    ExpectSteps({});
 }
 
-TEST_F(BrenkMuxDelivery, ANullHeadRecordIsRemovedAndTheLoopPauses10Milliseconds) {
+TEST_F(BrenkMuxDelivery, RemovesOneRecordAPassThatHoldsNothingToSend) {
     mux.PushAnswer(nullptr);
-    mux.PushAnswer(AnswerRecord("m1"));
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
-    EXPECT_EQ(log.Count(plog::error, "Popped message answer is NULL!!!"), 1);
-    EXPECT_EQ(mux.AnswerCount(), 1U);
-}
-
-TEST_F(BrenkMuxDelivery, RemovesARecordWithoutAnswer) {
-    mux.PushAnswer(RecordOf(999));
-    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
-    EXPECT_EQ(log.Count(plog::error, "AnswerMessage part in the answer message record structure is missing."), 1);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-}
-
-TEST_F(BrenkMuxDelivery, RemovesAnEventRecordWithoutMessage) {
-    mux.PushAnswer(EventRecord(nullptr));
-    EXPECT_FALSE(mux.SendMessageToClientIfAvailable());
-    EXPECT_EQ(log.Count(plog::error, "Message part in the event record structure is missing."), 1);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-}
-
-TEST_F(BrenkMuxDelivery, HandlesOneRecordAPass) {
-    for (int count = 0; count < 3; ++count) {
-        mux.PushAnswer(RecordOf(999));
-    }
-    mux.SendMessageToClientIfAvailable();
+    mux.PushAnswer(RecordFor(999, EventWithCard("0A")));
+    mux.PushAnswer(RecordFor(999, nullptr, true));
+    ExpectSteps({{error, "Popped message answer is NULL!!!"}});
     EXPECT_EQ(mux.AnswerCount(), 2U);
-    mux.SendMessageToClientIfAvailable();
-    EXPECT_EQ(mux.AnswerCount(), 1U);
-}
-
-TEST_F(BrenkMuxDelivery, LogsEachAttemptForAnAnswer) {
-    mux.PushAnswer(AnswerRecord("m1"));
-    Deliver(1);
-    EXPECT_EQ(log.Count(plog::verbose, "Message m1 popped."), 1);
-    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD 999"), 1);
-    EXPECT_TRUE(log.Holds(plog::verbose, "Message payload: {\"Timestamp\":"));
-    Deliver(1);
-    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD 999"), 2);
-}
-
-TEST_F(BrenkMuxDelivery, AnAnswerForAVanishedClientIsTried15TimesAndThenDroppedWithItsLine) {
-    mux.PushAnswer(AnswerRecord("m1"));
-    Deliver(14);
-    EXPECT_EQ(mux.AnswerCount(), 1U);
-    EXPECT_FALSE(log.Holds(plog::error, "I will delete the answer from queue."));
-    Deliver(1);
+    ExpectSteps({{error, "AnswerMessage part in the answer message record structure is missing."}});
+    ExpectSteps({{error, "Message part in the event record structure is missing."}});
     EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_EQ(log.Count(plog::error,
-                        "Cannot send message to socket with FD 999. Tried 15, I will delete the answer from queue."),
-              1);
-    EXPECT_EQ(log.Count(plog::info, "Sending message answer with ID m1 to socket with FD 999"), 15);
 }
 
-TEST_F(BrenkMuxDelivery, AnEventForAVanishedClientIsTried15TimesAndThenDroppedWithItsLine) {
-    mux.PushAnswer(EventRecord(Event("e1")));
-    Deliver(14);
-    EXPECT_EQ(mux.AnswerCount(), 1U);
+TEST_F(BrenkMuxDelivery, PausesTheLoop10MillisecondsAtANullRecord) {
+    mux.PushAnswer(nullptr);
+    const auto start = std::chrono::steady_clock::now();
     Deliver(1);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_EQ(log.Count(plog::error,
-                        "Cannot send event to socket with FD 999. Tried 15, I will delete the answer from queue."),
-              1);
-    EXPECT_EQ(log.Count(plog::verbose, "Event message e1 popped."), 15);
-    EXPECT_EQ(log.Count(plog::debug, "Sending event to socket with FD 999"), 15);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
 }
 
-TEST_F(BrenkMuxDelivery, AnAnswerThatCannotBeDeliveredHoldsUpThoseBehindIt) {
-    mux.PushAnswer(AnswerRecord("m1"));
-    mux.PushAnswer(AnswerRecord("m2"));
-    Deliver(15);
-    EXPECT_EQ(mux.AnswerCount(), 1U);
-    EXPECT_EQ(log.Count(plog::verbose, "Message m2 popped."), 0);
+TEST_F(BrenkMuxDelivery, AnAnswerThatCannotBeDeliveredHoldsUpThoseBehindItFor15Attempts) {
+    mux.PushAnswer(AnswerFor(999));
+    mux.PushAnswer(AnswerFor(999, "m2"));
+    ExpectFifteen(AnswerAttempt("999"),
+                  "Cannot send message to socket with FD 999. Tried 15, I will delete the answer from queue.");
     Deliver(1);
-    EXPECT_EQ(log.Count(plog::verbose, "Message m2 popped."), 1);
+    EXPECT_EQ(log.Count(verbose, "Message m2 popped."), 1);
 }
 
-TEST_F(BrenkMuxDelivery, CountsTheAttemptsOfEachRecordByItself) {
-    const auto event = Event("e1");
-    mux.PushAnswer(EventRecord(event, 41));
-    mux.PushAnswer(EventRecord(event, 42));
-    Deliver(30);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_EQ(log.Count(plog::debug, "Sending event to socket with FD 41"), 15);
-    EXPECT_EQ(log.Count(plog::debug, "Sending event to socket with FD 42"), 15);
-}
-
-TEST_F(BrenkMuxDelivery, FreesTheEventWithItsLastRecord) {
-    auto event = Event("e1");
+TEST_F(BrenkMuxDelivery, AnEventIsTried15TimesForEachClientAndFreedWithItsLastRecord) {
+    auto event = EventWithCard("0A");
     const std::weak_ptr<MuxMessage> watched = event;
-    mux.PushAnswer(EventRecord(event, 41));
-    mux.PushAnswer(EventRecord(std::move(event), 42));
-    Deliver(15);
+    mux.PushAnswer(RecordFor(41, event, true));
+    mux.PushAnswer(RecordFor(42, std::move(event), true));
+    ExpectFifteen(EventAttempt("41"),
+                  "Cannot send event to socket with FD 41. Tried 15, I will delete the answer from queue.");
     EXPECT_FALSE(watched.expired());
-    Deliver(15);
+    ExpectFifteen(EventAttempt("42"),
+                  "Cannot send event to socket with FD 42. Tried 15, I will delete the answer from queue.");
     EXPECT_TRUE(watched.expired());
 }
 
@@ -178,8 +154,7 @@ TEST_F(BrenkMuxDelivery, KeepsNoMemoryOfTheTextsThatItHasBuilt) {
     constexpr std::size_t kSize = 60000;
     constexpr int kAttempts = 60;
     for (int record = 0; record < kAttempts / 15 + 1; ++record) {
-        mux.PushAnswer(EventRecord(MuxMessageBuilder().BuildMessage(
-            MUX_MESSAGE_EVENT_INFO, "e1", MuxMessageBuilder().BuildCardEvent(1, 5, "", std::string(kSize, '0')))));
+        mux.PushAnswer(RecordFor(999, EventWithCard(std::string(kSize, '0')), true));
     }
     Deliver(1);
     const std::size_t before = BytesInUse();
@@ -187,46 +162,63 @@ TEST_F(BrenkMuxDelivery, KeepsNoMemoryOfTheTextsThatItHasBuilt) {
     EXPECT_LT(BytesInUse(), before + kAttempts * kSize / 10);
 }
 
-TEST_F(BrenkMuxDelivery, LeavesARecordAtTheHeadThatGivesNoBytes) {
-    const rapidjson::Value notANumber(std::numeric_limits<double>::quiet_NaN());
-    RecordPointer record = RecordOf(999);
-    record->answer =
-        MuxMessageBuilder().BuildMessage(MUX_MESSAGE_ACK, "m1", MuxMessageBuilder().BuildAckPayload(notANumber));
-    mux.PushAnswer(std::move(record));
-    Deliver(1);
-    EXPECT_EQ(mux.AnswerCount(), 1U);
-    EXPECT_EQ(log.Count(plog::verbose, "Message m1 popped."), 1);
-    EXPECT_FALSE(log.Holds(plog::info, "Sending message answer"));
-}
-
-TEST_F(BrenkMuxDelivery, LeavesAnEventAtTheHeadThatGivesNoBytes) {
-    const rapidjson::Value notANumber(std::numeric_limits<double>::quiet_NaN());
-    mux.PushAnswer(EventRecord(
-        MuxMessageBuilder().BuildMessage(MUX_MESSAGE_ACK, "e1", MuxMessageBuilder().BuildAckPayload(notANumber))));
-    Deliver(1);
-    EXPECT_EQ(mux.AnswerCount(), 1U);
-    EXPECT_EQ(log.Count(plog::verbose, "Event message e1 popped."), 1);
-    EXPECT_FALSE(log.Holds(plog::debug, "Sending event to socket"));
+TEST_F(BrenkMuxDelivery, LeavesAnAnswerAndAnEventAtTheHeadThatGiveNoBytes) {
+    for (const bool isEvent : {false, true}) {
+        TestMux another;
+        RecordPointer record = RecordFor(999, isEvent ? NotANumber() : nullptr, isEvent);
+        record->answer = isEvent ? nullptr : NotANumber();
+        another.PushAnswer(std::move(record));
+        const MuxLog muxLog(log);
+        EXPECT_FALSE(another.SendMessageToClientIfAvailable());
+        muxLog.Expect({{verbose, isEvent ? "Event message m1 popped." : "Message m1 popped."},
+                       {verbose, " Converting ACK Message."}});
+        EXPECT_EQ(another.AnswerCount(), 1U);
+    }
 }
 
 // The guard of the queue is held for as long as a client takes to be sent to, and must keep nobody else out of it.
 TEST_F(BrenkMuxDelivery, AnswersAreQueuedWhileADeliveryHoldsItsGuard) {
-    mux.PushAnswer(AnswerRecord("m1"));
+    mux.PushAnswer(AnswerFor(999));
     const LogHook meanwhile("Sending message answer",
                             [this] { std::thread([this] { mux.Route(Request(99, "m2")); }).join(); });
     Deliver(1);
     EXPECT_EQ(meanwhile.Runs(), 1);
     EXPECT_EQ(mux.AnswerCount(), 2U);
-    EXPECT_FALSE(log.Holds(plog::error, "The current message to enqueue will be lost."));
+    EXPECT_FALSE(log.Holds(error, "The current message to enqueue will be lost."));
 }
 
 TEST_F(BrenkMuxDelivery, SkipsAPassWhenItCannotLockAndLosesNothing) {
-    mux.PushAnswer(AnswerRecord("m1"));
+    mux.PushAnswer(AnswerFor(999));
     mux.DestroyMutexes();
     Deliver(1);
-    EXPECT_EQ(log.Count(plog::warning, "Cannot acquire resource mutex for send message to client queue."), 1);
+    EXPECT_EQ(log.Count(warning, "Cannot acquire resource mutex for send message to client queue."), 1);
     EXPECT_EQ(mux.AnswerCount(), 1U);
-    EXPECT_FALSE(log.Holds(plog::verbose, "Message m1 popped."));
+    EXPECT_FALSE(log.Holds(verbose, "Message m1 popped."));
+}
+
+// A started Mux without gateways whose one client asks for nothing: its main thread alone logs.
+TEST(BrenkMuxDelivered, AnAnswerAndAnEventAreLoggedAndReachTheirClient) {
+    const Testing::ReservedPort port;
+    const CapturedLog log;
+    TestMux mux(port.Number());
+    mux.Start();
+    Testing::MuxClient client(port.Number());
+    ASSERT_TRUE(log.WaitFor(debug, " accepted."));
+    ASSERT_TRUE(log.WaitFor(verbose, "Starting main thread control loop."));
+    const int descriptor = Testing::LatestDescriptor(log);
+    const std::string number = std::to_string(descriptor);
+
+    const MuxLog answerLog(log);
+    mux.PushAnswer(AnswerFor(descriptor));
+    ASSERT_TRUE(log.WaitFor(verbose, "Message sent. Deallocating messages memory."));
+    answerLog.Expect(AnswerAttempt(number) + Steps{{verbose, "Message sent. Deallocating messages memory."}});
+    EXPECT_NE(client.Receive().find(R"("MessageID":"m1")"), std::string::npos);
+
+    const MuxLog eventLog(log);
+    mux.PushAnswer(RecordFor(descriptor, EventWithCard("0A"), true));
+    ASSERT_TRUE(log.WaitFor(debug, "Event sent. Deallocating messages memory."));
+    eventLog.Expect(EventAttempt(number) + Steps{{debug, "Event sent. Deallocating messages memory."}});
+    EXPECT_NE(client.Receive().find(R"("MessageID":"e1")"), std::string::npos);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// What becomes of the bytes and texts that clients send, up to the request queue.
+// What becomes of the bytes and texts that clients send, up to the request queue, and every line that is logged
+// meanwhile.
 
 #include <gtest/gtest.h>
 
@@ -8,16 +9,23 @@
 #include <vector>
 
 #include "mux/BrenkMux.h"
+#include "mux/messages/RequestTable.h"
 #include "net/MuxPacket.h"
 #include "tests/mux/MuxClient.h"
+#include "tests/mux/MuxLog.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/CapturedLog.h"
 
+using plog::debug;
+using plog::error;
+using plog::verbose;
+using plog::warning;
 using Testing::CapturedLog;
 using Testing::LockData;
+using Testing::MuxLog;
 using Testing::Packet;
 using Testing::Request;
-using Testing::RequestNack;
+using Testing::Steps;
 using Testing::TestMux;
 
 namespace {
@@ -41,43 +49,101 @@ class BrenkMuxIntake : public testing::Test {
         BrenkMux::ServerSocketClientDataReceived(7, new std::vector<unsigned char>(bytes), &mux);
     }
 
+    // Expects what is logged of every packet up to the parser, and the further lines.
+    void ExpectSteps(const std::string& json, const Steps& further) {
+        const MuxLog muxLog(log);
+        Receive(Packet(json));
+        muxLog.Expect(
+            Steps{{verbose, "Data callback hit."},
+                  {debug, "[Mux::ServerSocketClientDataReceived] - Data received from socket with FD 7. Data size: " +
+                              std::to_string(json.size() + 6)},
+                  {verbose, "The string contained is: " + json + ". I will try to parse message."},
+                  {verbose, "Message received is of size > 0."},
+                  {debug, "Received message JSON: " + json}} +
+            further);
+    }
+
+    // What ends the lines of a request that is queued.
+    Steps Enqueued() const {
+        return {Testing::kClientLock,
+                {debug, "Message enqueued. The queue is currently " + std::to_string(mux.RequestCount() + 1) +
+                            " elements long."}};
+    }
+
+    // Expects that the bytes are no packet, or none with a text.
+    void ExpectIgnored(const std::vector<unsigned char>& bytes) {
+        const std::size_t before = mux.RequestCount();
+        Receive(bytes);
+        EXPECT_EQ(mux.RequestCount(), before);
+        EXPECT_FALSE(log.Holds(verbose, "Message received is of size > 0."));
+    }
+
     const CapturedLog log;
     TestMux mux;
 };
 
-TEST_F(BrenkMuxIntake, QueuesTheRequestInAPacket) {
-    const std::string json = Request(10, "m1", LockData());
-    Receive(Packet(json));
-    EXPECT_EQ(mux.RequestCount(), 1U);
-    EXPECT_EQ(log.Count(plog::verbose, "Data callback hit."), 1);
-    EXPECT_EQ(log.Count(plog::debug,
-                        "[Mux::ServerSocketClientDataReceived] - Data received from socket with FD 7. Data size: " +
-                            std::to_string(json.size() + 6)),
-              1);
-    EXPECT_EQ(log.Count(plog::verbose, "The string contained is: " + json + ". I will try to parse message."), 1);
-    EXPECT_EQ(log.Count(plog::verbose, "Message received is of size > 0."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Received message JSON: " + json), 1);
-    EXPECT_EQ(log.Count(plog::verbose, "Parsed received message."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Message enqueued. The queue is currently 1 elements long."), 1);
+// What the parser of a request logs.
+Steps Parsing(int code) {
+    if (code % 100 == 11) {
+        return {{debug, "MuxMessageBuilder - gatewayID :3 lockID :5"}};
+    }
+    const bool hasCard = code == 21 || code == 25;
+    return hasCard ? Steps{{debug, "Finished parsing whitelist message payload."}} : Steps{};
 }
 
-TEST_F(BrenkMuxIntake, CountsTheQueueAfterEachRequest) {
-    Receive(Packet(Request(10, "m1", LockData())));
-    Receive(Packet(Request(11, "m2", LockData())));
-    EXPECT_EQ(mux.RequestCount(), 2U);
-    EXPECT_EQ(log.Count(plog::debug, "Message enqueued. The queue is currently 2 elements long."), 1);
+TEST_F(BrenkMuxIntake, QueuesEachRequestAndNamesItsLockAndGateway) {
+    for (const int code : Testing::RoutedCodes()) {
+        SCOPED_TRACE(code);
+        const char* const ending = code % 100 == 13 ? ". Duration is 7" : "";
+        ExpectSteps(Request(code, "m1", LockData(3)),
+                    Parsing(code) +
+                        Steps{{verbose, "Parsed received message."},
+                              {debug, std::string("The message is ") + FindRequest(code)->codeName +
+                                          ", and the lockID is 5 on gateway 3" + ending}} +
+                        Enqueued());
+    }
+    EXPECT_EQ(mux.RequestCount(), Testing::RoutedCodes().size());
 }
 
-TEST_F(BrenkMuxIntake, TakesThePacketsTextWhateverItsLengthFieldSays) {
+TEST_F(BrenkMuxIntake, QueuesEachRequestWithoutPayloadAndSaysSo) {
+    for (const int code : Testing::RoutedCodes()) {
+        SCOPED_TRACE(code);
+        ExpectSteps(Request(code),
+                    Steps{{verbose, "Parsed received message."},
+                          {error, std::string("The message ") + FindRequest(code)->codeName + " is nullptr."}} +
+                        Enqueued());
+    }
+}
+
+TEST_F(BrenkMuxIntake, QueuesCodesThatAreNoRequestsToALock) {
+    for (const int code : {0, 1, 3, 9, 20, 50, 51, 60, 99, 112, 115, -5}) {
+        ExpectSteps(Request(code), Steps{{verbose, "Parsed received message."}} + Enqueued());
+        ExpectSteps(Request(code, "m1", LockData()), Steps{{verbose, "Parsed received message."}} + Enqueued());
+    }
+}
+
+TEST_F(BrenkMuxIntake, NeitherAnswersNorQueuesAConfigureMessage) {
+    for (const char* const data : {R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":1}]})", ""}) {
+        ExpectSteps(Request(2, "m1", data), {{verbose, "Parsed received message."},
+                                             {warning, "Configure via network message currently not supported."}});
+    }
+    EXPECT_EQ(mux.RequestCount(), 0U);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_FALSE(mux.IsConfigured());
+}
+
+TEST_F(BrenkMuxIntake, NeitherQueuesNorAnswersTextThatDoesNotParse) {
+    for (const char* const text : {"not JSON", "{", "{\"MessageCode\":10,}", "\xFF\xFE"}) {
+        ExpectSteps(text, {});
+    }
+    EXPECT_EQ(mux.RequestCount(), 0U);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+}
+
+TEST_F(BrenkMuxIntake, TakesThePacketsTextUpToANulWhateverItsLengthFieldSays) {
     std::vector<unsigned char> packet = Packet(Request(10, "m1", LockData()));
     packet.at(0) = 1;
     packet.at(1) = 0;
-    Receive(packet);
-    EXPECT_EQ(mux.RequestCount(), 1U);
-}
-
-TEST_F(BrenkMuxIntake, CutsTheTextAtANul) {
-    std::vector<unsigned char> packet = Packet(Request(10, "m1", LockData()));
     packet.push_back(0);
     packet.push_back('x');
     Receive(packet);
@@ -85,23 +151,27 @@ TEST_F(BrenkMuxIntake, CutsTheTextAtANul) {
 }
 
 TEST_F(BrenkMuxIntake, OnlySaysThatItWasCalledWithoutAContext) {
+    const MuxLog muxLog(log);
     BrenkMux::ServerSocketClientDataReceived(7, new std::vector<unsigned char>(Packet("{}")), nullptr);
-    EXPECT_EQ(log.Count(plog::verbose, "Data callback hit."), 1);
-    EXPECT_FALSE(log.Holds(plog::debug, "Data received from socket"));
+    muxLog.Expect({{verbose, "Data callback hit."}});
 }
 
-TEST_F(BrenkMuxIntake, IgnoresMissingData) {
-    BrenkMux::ServerSocketClientDataReceived(7, nullptr, &mux);
-    EXPECT_EQ(mux.RequestCount(), 0U);
-}
-
-TEST_F(BrenkMuxIntake, IgnoresPacketsThatAreTooShort) {
-    const std::vector<unsigned char> packet = Packet("");
-    for (std::size_t size = 0; size < packet.size(); ++size) {
-        Receive({packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size)});
+TEST_F(BrenkMuxIntake, IgnoresWhatIsNoPacketOrHasNoText) {
+    const std::vector<unsigned char> empty = Packet("");
+    for (std::size_t size = 0; size <= empty.size(); ++size) {
+        ExpectIgnored({empty.begin(), empty.begin() + static_cast<std::ptrdiff_t>(size)});
     }
-    EXPECT_EQ(mux.RequestCount(), 0U);
-    EXPECT_FALSE(log.Holds(plog::debug, "Data received from socket"));
+    std::vector<unsigned char> wrongMagic = Packet(Request(10));
+    wrongMagic.at(5) = 'N';
+    ExpectIgnored(wrongMagic);
+    std::vector<unsigned char> lengthZero = Packet(Request(10));
+    lengthZero.at(0) = 0;
+    lengthZero.at(1) = 0;
+    ExpectIgnored(lengthZero);
+    const MuxLog muxLog(log);
+    Receive({1, 2, 3});
+    BrenkMux::ServerSocketClientDataReceived(7, nullptr, &mux);
+    muxLog.Expect({{verbose, "Data callback hit."}, {verbose, "Data callback hit."}});
 }
 
 // A client may send such packets without end.
@@ -116,123 +186,15 @@ TEST_F(BrenkMuxIntake, RefusesShortPacketsWithoutAnException) {
     EXPECT_EQ(outOfRange, 1);
 }
 
-TEST_F(BrenkMuxIntake, IgnoresForeignPackets) {
-    std::vector<unsigned char> wrongMagic = Packet(Request(10));
-    wrongMagic.at(5) = 'N';
-    Receive(wrongMagic);
-    std::vector<unsigned char> lengthZero = Packet(Request(10));
-    lengthZero.at(0) = 0;
-    lengthZero.at(1) = 0;
-    Receive(lengthZero);
-    EXPECT_EQ(mux.RequestCount(), 0U);
-    EXPECT_FALSE(log.Holds(plog::debug, "Data received from socket"));
-}
-
-TEST_F(BrenkMuxIntake, IgnoresAPacketWithoutText) {
-    Receive(Packet(""));
-    EXPECT_EQ(mux.RequestCount(), 0U);
-    EXPECT_FALSE(log.Holds(plog::verbose, "Message received is of size > 0."));
-}
-
-TEST_F(BrenkMuxIntake, NeitherQueuesNorAnswersTextThatDoesNotParse) {
-    for (const char* const text : {"not JSON", "{", "{\"MessageCode\":10,}", "\xFF\xFE"}) {
-        Receive(Packet(text));
-        EXPECT_EQ(log.Count(plog::debug, std::string("Received message JSON: ") + text), 1);
-    }
-    EXPECT_EQ(mux.RequestCount(), 0U);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_FALSE(log.Holds(plog::verbose, "Parsed received message."));
-}
-
-TEST_F(BrenkMuxIntake, NeitherAnswersNorQueuesAConfigureMessage) {
-    Receive(Packet(Request(2, "m1", R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":1}]})")));
-    EXPECT_EQ(mux.RequestCount(), 0U);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_FALSE(mux.IsConfigured());
-    EXPECT_EQ(log.Count(plog::warning, "Configure via network message currently not supported."), 1);
-}
-
-TEST_F(BrenkMuxIntake, DropsAConfigureMessageWithoutDataAsWell) {
-    Receive(Packet(Request(2)));
-    EXPECT_EQ(mux.RequestCount(), 0U);
-    EXPECT_EQ(log.Count(plog::warning, "Configure via network message currently not supported."), 1);
-}
-
-TEST_F(BrenkMuxIntake, QueuesUnassignedCodesAndRequestsWithoutPayload) {
-    for (const int code : {0, 1, 3, 10, 13, 21, 50, 99, 112, -5}) {
-        Receive(Packet(Request(code)));
-    }
-    EXPECT_EQ(mux.RequestCount(), 10U);
-}
-
-struct NamedCode {
-    int code;
-    const char* name;
-    const char* ending;
-};
-
-constexpr NamedCode kNamedCodes[] = {
-    {10, "LOCK_OPEN", ""},
-    {11, "LOCK_CLOSE", ""},
-    {12, "LOCK_GETSTATUS", ""},
-    {13, "LOCK_OPEN_CLOSE", ". Duration is 7"},
-    {14, "MUX_MESSAGE_ACCESS_DENIED", ""},
-    {21, "LOCK_WHITELIST_SET", ""},
-    {22, "MUX_MESSAGE_CLEAR_WHITELIST", ""},
-    {23, "MUX_MESSAGE_ENABLE_WHITELIST", ""},
-    {24, "MUX_MESSAGE_DISABLE_WHITELIST", ""},
-    {25, "LOCK_WHITELIST_REMOVE", ""},
-    {110, "LOCK_OPEN", ""},
-    {111, "LOCK_CLOSE", ""},
-    {113, "LOCK_OPEN_CLOSE", ". Duration is 7"},
-    {114, "MUX_MESSAGE_ACCESS_DENIED", ""},
-};
-
-TEST(BrenkMuxIntakeLog, NamesEachRequestWithItsLockAndGateway) {
-    for (const NamedCode& named : kNamedCodes) {
-        const CapturedLog log;
-        TestMux().TakeIn(Request(named.code, "m1", LockData(3)));
-        EXPECT_EQ(log.Count(plog::debug, std::string("The message is ") + named.name +
-                                             ", and the lockID is 5 on gateway 3" + named.ending),
-                  1)
-            << named.code << '\n'
-            << log.Text();
-    }
-}
-
-TEST(BrenkMuxIntakeLog, SaysOfEachRequestThatItsPayloadIsMissing) {
-    for (const NamedCode& named : kNamedCodes) {
-        const CapturedLog log;
-        TestMux().TakeIn(Request(named.code));
-        EXPECT_EQ(log.Count(plog::error, std::string("The message ") + named.name + " is nullptr."), 1) << named.code;
-    }
-}
-
-TEST(BrenkMuxIntakeLog, SaysNothingOfCodesThatAreNoRequestsToALock) {
-    const CapturedLog log;
-    TestMux mux;
-    for (const int code : {0, 1, 20, 50, 51, 60, 112}) {
-        mux.TakeIn(Request(code));
-    }
-    EXPECT_FALSE(log.Holds(plog::error, "The message "));
-    EXPECT_FALSE(log.Holds(plog::debug, "The message is "));
-}
-
-TEST(BrenkMuxCallbacks, LogTheClientsThatComeAndGo) {
-    const CapturedLog log;
-    TestMux mux;
+TEST_F(BrenkMuxIntake, LogsTheClientsThatComeAndGo) {
+    const MuxLog muxLog(log);
     BrenkMux::ServerSocketClientAccepted(8, &mux);
-    EXPECT_EQ(log.Count(plog::verbose, "Data callback hit."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Client with FD 8 accepted."), 1);
     BrenkMux::ServerSocketClientDeleted(8, &mux);
-    EXPECT_EQ(log.Count(plog::debug, "Client deleted from list. FD 8"), 1);
-}
-
-TEST(BrenkMuxCallbacks, ReturnAtOnceWithoutAContext) {
-    const CapturedLog log;
     BrenkMux::ServerSocketClientAccepted(8, nullptr);
     BrenkMux::ServerSocketClientDeleted(8, nullptr);
-    EXPECT_TRUE(log.Lines().empty()) << log.Text();
+    muxLog.Expect({{verbose, "Data callback hit."},
+                   {debug, "Client with FD 8 accepted."},
+                   {debug, "Client deleted from list. FD 8"}});
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
-// The list of requests that wait for a gateway's answer.
+// The requests that wait for a gateway's answer: their list, and what the Mux does with it.
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -15,59 +14,86 @@
 #include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
 
+using Testing::kOpened;
 using Testing::LockData;
 using Testing::LogHook;
-using Testing::MuxWithGateway;
+using Testing::RecordFor;
 using Testing::Request;
 using Testing::RequestNack;
-using Testing::TestMux;
 
 namespace Mux {
 namespace {
-
-const char* const kOpened = R"({"Timestamp":T,"MessageID":"m1","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})";
-
-class BrenkMuxPending : public MuxWithGateway {};
 
 std::shared_ptr<MuxMessage> Message(int code, const std::string& data) {
     return MuxMessageBuilder().ParseMessage(Request(code, "m1", data));
 }
 
-std::unique_ptr<MuxRequestRecord> Record(std::shared_ptr<MuxMessage> message, int descriptor = TestMux::kDescriptor) {
-    return std::make_unique<MuxRequestRecord>(Brenk::Net::ClientIdentity{descriptor, 1}, std::move(message));
+class PendingRequestsTest : public testing::Test {
+  protected:
+    // Adds a request with the ID m1 and returns what it was added as.
+    const MuxRequestRecord* Add(int descriptor) {
+        RecordPointer record = RecordFor(descriptor, Message(10, LockData()));
+        const MuxRequestRecord* const added = record.get();
+        EXPECT_TRUE(pending.Add(record));
+        EXPECT_EQ(record, nullptr);
+        return added;
+    }
+
+    PendingRequests pending{"testPendingMutex"};
+};
+
+TEST_F(PendingRequestsTest, GivesEachRequestOutOnceByItsID) {
+    Add(1);
+    EXPECT_EQ(pending.Take("M1"), nullptr);
+    EXPECT_EQ(pending.Take(""), nullptr);
+    EXPECT_EQ(pending.Take("m1")->socketFD, 1);
+    EXPECT_EQ(pending.Take("m1"), nullptr);
+    EXPECT_EQ(pending.Count(), 0U);
 }
 
-TEST_F(BrenkMuxPending, HoldsARequestFromItsGatewaysYesToTheAnswer) {
-    mux.Route(Request(10, "m1", LockData()));
-    EXPECT_EQ(mux.PendingCount(), 1U);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    mux.AnswerFromGateway("m1", 0);
-    EXPECT_EQ(mux.PendingCount(), 0U);
-    EXPECT_EQ(mux.TakeAnswer(log), kOpened);
+TEST_F(PendingRequestsTest, KeepsTheFirstOfTheSameID) {
+    Add(1);
+    RecordPointer second = RecordFor(2, Message(10, LockData()));
+    EXPECT_FALSE(pending.Add(second));
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->socketFD, 2);
+    EXPECT_EQ(pending.Take("m1")->socketFD, 1);
 }
 
-TEST_F(BrenkMuxPending, TakesOutTheRequestThatIsAnsweredAndNoOther) {
+TEST_F(PendingRequestsTest, GivesBackWhatWasAddedUnlessItHasEndedMeanwhile) {
+    const MuxRequestRecord* added = Add(1);
+    EXPECT_EQ(pending.TakeBack(added, "m1").get(), added);
+    EXPECT_EQ(pending.Count(), 0U);
+    added = Add(1);
+    const RecordPointer ended = pending.Take("m1");
+    EXPECT_EQ(pending.TakeBack(added, "m1"), nullptr);
+    Add(2);
+    EXPECT_EQ(pending.TakeBack(added, "m1"), nullptr) << "a newcomer of the same ID";
+    EXPECT_EQ(pending.Count(), 1U);
+}
+
+class BrenkMuxPending : public Testing::MuxWithGateway {};
+
+TEST_F(BrenkMuxPending, HoldsEachRequestFromItsGatewaysYesToItsAnswer) {
     for (const char* const id : {"m1", "m2", "m3"}) {
         mux.Route(Request(22, id, LockData()));
     }
+    EXPECT_EQ(mux.PendingCount(), 3U);
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    mux.AnswerFromGateway("m2", 0);
     mux.AnswerFromGateway("m2", 0);
     EXPECT_EQ(mux.PendingCount(), 2U);
-    EXPECT_EQ(mux.TakeAnswer(log), R"({"Timestamp":T,"MessageID":"m2","MessageCode":0,"Data":{}})");
-    mux.AnswerFromGateway("m3", 0);
-    mux.AnswerFromGateway("m1", 0);
-    EXPECT_EQ(mux.PendingCount(), 0U);
-}
-
-TEST_F(BrenkMuxPending, AnswersARequestOnce) {
-    mux.Route(Request(10, "m1", LockData()));
-    mux.AnswerFromGateway("m1", 0);
-    mux.AnswerFromGateway("m1", 0);
     EXPECT_EQ(mux.AnswerCount(), 1U);
+    EXPECT_EQ(mux.TakeAnswer(log), R"({"Timestamp":T,"MessageID":"m2","MessageCode":0,"Data":{}})");
 }
 
-TEST_F(BrenkMuxPending, OfTwoRequestsWithOneMessageIDKeepsTheOlder) {
+TEST_F(BrenkMuxPending, OfTwoRequestsWithOneMessageIDKeepsTheOlderAndFreesTheOther) {
     mux.Route(Request(10, "m1", LockData()), 41);
-    mux.Route(Request(22, "m1", LockData()), 42);
+    auto newer = Message(22, LockData());
+    const std::weak_ptr<MuxMessage> watched = newer;
+    EXPECT_TRUE(mux.SendMessageToVG(RecordFor(42, std::move(newer)).release()));
+    EXPECT_TRUE(watched.expired());
+    EXPECT_EQ(log.Count(plog::info, "Message correctly enqueued by Virtual Gateway. MessageID: m1"), 2);
     EXPECT_EQ(mux.PendingCount(), 1U);
     mux.AnswerFromGateway("m1", 0);
     EXPECT_EQ(mux.AnswerCount(), 1U);
@@ -76,24 +102,13 @@ TEST_F(BrenkMuxPending, OfTwoRequestsWithOneMessageIDKeepsTheOlder) {
     EXPECT_FALSE(log.Holds(plog::info, "to socket with FD 42"));
 }
 
-TEST_F(BrenkMuxPending, FreesTheNewerOfTwoRequestsWithOneMessageIDWithoutAnAnswer) {
-    mux.Route(Request(10, "m1", LockData()));
-    auto newer = Message(10, LockData());
-    const std::weak_ptr<MuxMessage> watched = newer;
-    EXPECT_TRUE(mux.SendMessageToVG(Record(std::move(newer)).release()));
-    EXPECT_TRUE(watched.expired());
-    EXPECT_EQ(mux.PendingCount(), 1U);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_EQ(log.Count(plog::info, "Message correctly enqueued by Virtual Gateway. MessageID: m1"), 2);
-}
-
 TEST_F(BrenkMuxPending, TakesAMessageIDAgainOnceItsRequestIsAnswered) {
-    mux.Route(Request(10, "m1", LockData()), 41);
-    mux.AnswerFromGateway("m1", 0);
-    mux.Route(Request(10, "m1", LockData()), 42);
-    EXPECT_EQ(mux.PendingCount(), 1U);
-    mux.AnswerFromGateway("m1", 0);
-    EXPECT_EQ(mux.AnswerCount(), 2U);
+    for (std::size_t answers = 1; answers <= 2; ++answers) {
+        mux.Route(Request(10, "m1", LockData()));
+        EXPECT_EQ(mux.PendingCount(), 1U);
+        mux.AnswerFromGateway("m1", 0);
+        EXPECT_EQ(mux.AnswerCount(), answers);
+    }
 }
 
 TEST_F(BrenkMuxPending, ARefusedRequestWithTheMessageIDOfAPendingOneIsAnsweredWithTheNack) {
@@ -107,38 +122,25 @@ TEST_F(BrenkMuxPending, ARefusedRequestWithTheMessageIDOfAPendingOneIsAnsweredWi
 }
 
 TEST_F(BrenkMuxPending, ARefusalGivesTheRecordBack) {
-    const auto record = Record(Message(10, LockData(9)), 41);
+    for (std::size_t pending = 0; pending < 2; ++pending) {
+        const RecordPointer record = RecordFor(41, Message(10, LockData(9)));
+        EXPECT_FALSE(mux.SendMessageToVG(record.get()));
+        EXPECT_EQ(mux.PendingCount(), pending);
+        EXPECT_EQ(record->socketFD, 41);
+        ASSERT_NE(record->message, nullptr);
+        EXPECT_EQ(record->message->MessageID(), "m1");
+        EXPECT_EQ(record->answer, nullptr);
+        mux.Route(Request(10, "m1", LockData()));  // whose ID is then taken
+    }
+}
+
+TEST_F(BrenkMuxPending, CannotSendANullRecordOrOneWithoutMessage) {
+    EXPECT_FALSE(mux.SendMessageToVG(nullptr));
+    EXPECT_TRUE(log.Holds(plog::debug,
+                          "bool Mux::BrenkMux::SendMessageToVG(Mux::MuxRequestRecord*) SendMessageToVG MutexGuard"));
+    const RecordPointer record = RecordFor(41);
     EXPECT_FALSE(mux.SendMessageToVG(record.get()));
     EXPECT_EQ(mux.PendingCount(), 0U);
-    EXPECT_EQ(record->socketFD, 41);
-    ASSERT_NE(record->message, nullptr);
-    EXPECT_EQ(record->message->MessageID(), "m1");
-    EXPECT_EQ(record->answer, nullptr);
-}
-
-TEST_F(BrenkMuxPending, ARefusalAfterTheMessageIDWasTakenGivesTheRecordBackAsWell) {
-    mux.Route(Request(10, "m1", LockData()));
-    const auto record = Record(Message(10, LockData(9)));
-    EXPECT_FALSE(mux.SendMessageToVG(record.get()));
-    EXPECT_NE(record->message, nullptr);
-    EXPECT_EQ(mux.PendingCount(), 1U);
-}
-
-TEST_F(BrenkMuxPending, CannotSendANullRecord) {
-    EXPECT_FALSE(mux.SendMessageToVG(nullptr));
-    EXPECT_EQ(log.Count(plog::debug, "SendMessageToVG MutexGuard acquired "), 1);
-}
-
-TEST_F(BrenkMuxPending, CannotSendARecordWithoutMessage) {
-    const auto record = Record(nullptr);
-    EXPECT_FALSE(mux.SendMessageToVG(record.get()));
-    EXPECT_EQ(mux.PendingCount(), 0U);
-}
-
-// The signature that its lines carry is the one that log readers search for.
-TEST_F(BrenkMuxPending, LogsUnderTheSignatureOfTheOperation) {
-    EXPECT_FALSE(mux.SendMessageToVG(nullptr));
-    EXPECT_TRUE(log.Holds(plog::debug, "bool Mux::BrenkMux::SendMessageToVG(Mux::MuxRequestRecord*) "));
 }
 
 // The gateway answers while its own operation is still on the way back to the Mux.
@@ -163,29 +165,6 @@ TEST_F(BrenkMuxPending, DoesNotAnswerTwiceWhenALateAnswerMeetsARefusal) {
     EXPECT_EQ(mux.TakeAnswer(log), R"({"Timestamp":T,"MessageID":"m1","MessageCode":0,"Data":{}})");
 }
 
-// No gateway is ever asked for such a code, but one may still answer an older request of the same MessageID.
-TEST_F(BrenkMuxPending, AnAnswerToACodeThatHasNoneEndsTheRequestWithItsLines) {
-    const LogHook answer("Prepare to send message", [this] { mux.AnswerFromGateway("m1", 0); });
-    mux.Route(Request(99, "m1"));
-    ASSERT_EQ(answer.Runs(), 1);
-    EXPECT_EQ(log.Count(plog::error,
-                        "Answer message is nullptr. This means that we cannot build a correct answer for this "
-                        "message. Removed from the pending queue."),
-              1);
-    EXPECT_EQ(log.Count(plog::error, "Cannot enqueue a NULL answer message!"), 1);
-    EXPECT_EQ(mux.PendingCount(), 0U);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-}
-
-TEST_F(BrenkMuxPending, CatchesAnExceptionInTheFlow) {
-    const LogHook fault("Prepare to send message", [] { throw std::runtime_error("no memory"); });
-    mux.Route(Request(10, "m1", LockData()));
-    EXPECT_EQ(log.Count(plog::error, "Exception throw in pop next message flow."), 1);
-    EXPECT_EQ(log.Count(plog::verbose, "Explicit release of mutex guards."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "The exception was: no memory"), 1);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-}
-
 TEST_F(BrenkMuxPending, DoesNotKeepTheMessageIDOfARequestThatAnExceptionHasEnded) {
     {
         const LogHook fault("Prepare to send message", [] { throw std::runtime_error("no memory"); });
@@ -202,25 +181,6 @@ TEST_F(BrenkMuxPending, AnExceptionLeavesAnOlderRequestOfTheSameMessageIDPending
     mux.Route(Request(10, "m1", LockData()));
     const LogHook fault("Prepare to send message", [] { throw std::runtime_error("no memory"); });
     mux.Route(Request(10, "m1", LockData()));
-    EXPECT_EQ(mux.PendingCount(), 1U);
-}
-
-TEST_F(BrenkMuxPending, CatchesAnExceptionWhileItQueuesTheNack) {
-    const LogHook fault("Enqueuing NACK mux answer", [] { throw std::runtime_error("no memory"); });
-    mux.Route(Request(10, "m1", LockData(9)));
-    EXPECT_EQ(log.Count(plog::error, "Exception thrown in enqueuing messages."), 1);
-    EXPECT_EQ(log.Count(plog::verbose, "Explicit release of mutex guards."), 1);
-    EXPECT_EQ(log.Count(plog::error, "Exception throw in pop next message flow."), 0);
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_EQ(mux.PendingCount(), 0U);
-}
-
-TEST_F(BrenkMuxPending, GoesOnAfterAnException) {
-    {
-        const LogHook fault("Prepare to send message", [] { throw std::runtime_error("no memory"); });
-        mux.Route(Request(10, "m1", LockData()));
-    }
-    mux.Route(Request(10, "m2", LockData()));
     EXPECT_EQ(mux.PendingCount(), 1U);
 }
 

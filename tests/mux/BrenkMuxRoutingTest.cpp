@@ -1,252 +1,184 @@
-// Requests on their way from the request queue to a gateway, and the NACK for those that cannot be handed on.
+// Requests on their way from the request queue to a gateway, the NACK for those that cannot be handed on, and every
+// line that is logged meanwhile.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "mux/BrenkMux.h"
+#include "mux/messages/RequestTable.h"
 #include "tests/mux/GatewayStates.h"
 #include "tests/mux/LogHook.h"
+#include "tests/mux/MuxLog.h"
 #include "tests/mux/MuxWithGateway.h"
 #include "tests/mux/TestMux.h"
-#include "tests/support/CapturedLog.h"
 
-using Testing::CapturedLog;
+using plog::debug;
+using plog::error;
+using plog::info;
+using plog::verbose;
+using plog::warning;
 using Testing::LockData;
 using Testing::LogHook;
-using Testing::MuxWithGateway;
+using Testing::MuxLog;
 using Testing::Request;
 using Testing::RequestNack;
-using Testing::TestMux;
+using Testing::RoutedCodes;
+using Testing::Steps;
 
 namespace Mux {
 namespace {
 
-const std::vector<int> kRoutedCodes = {10, 11, 12, 13, 14, 21, 22, 23, 24, 25, 110, 111, 113, 114};
-
-// Every code that is no request to a gateway, except 2, which never comes so far.
-std::vector<int> UnroutedCodes() {
-    std::vector<int> codes = {0,
-                              1,
-                              3,
-                              4,
-                              5,
-                              6,
-                              7,
-                              8,
-                              9,
-                              15,
-                              16,
-                              17,
-                              18,
-                              19,
-                              20,
-                              26,
-                              27,
-                              28,
-                              29,
-                              30,
-                              50,
-                              51,
-                              60,
-                              99,
-                              100,
-                              112,
-                              115,
-                              -1,
-                              -10,
-                              266,
-                              std::numeric_limits<int>::max(),
-                              std::numeric_limits<int>::min()};
-    for (int code = 101; code < 110; ++code) {
-        codes.push_back(code);
-    }
-    return codes;
+// What is logged of a request that is taken out of the queue, up to its routing.
+Steps Popped(const std::string& id) {
+    return {{verbose, "Popped MuxRequestInfo with ID " + id + " for socket with FD 999."},
+            {debug, "SendMessageToVG MutexGuard acquired "}};
 }
 
-class BrenkMuxRouting : public MuxWithGateway {};
+Steps Prepared(const std::string& id, const std::string& logName) {
+    return Popped(id) + Steps{{verbose, "Prepare to send message " + logName}};
+}
+
+Steps Prepared(const std::string& id, int code) {
+    return Prepared(id, FindRequest(code)->logName);
+}
+
+Steps Accepted(const std::string& id) {
+    return {{info, "Message correctly enqueued by Virtual Gateway. MessageID: " + id},
+            Testing::kPendingLock,
+            {verbose, "Message " + id + " sent to VG."}};
+}
+
+Steps Refused(const std::string& id, int count = 1) {
+    return {{debug, "Message not correctly enqueued by Virtual Gateway. MessageID: " + id},
+            {warning, "Enqueuing NACK mux answer " + id + " to the client."},
+            {warning, "Enqueued error NACK answer message with ID " + id + ". Currently, the Mux have " +
+                          std::to_string(count) + " messages in the answer queue, ready to be sent to clients."}};
+}
+
+// A request that its gateway can do, and what is logged between its name and the gateway's yes.
+struct RoutedRow {
+    int code;
+    const char* data;
+    Steps routing;
+};
+
+const char* const kLock = R"({"gatewayID":1,"lockID":5})";
+const char* const kNoDuration = R"({"gatewayID":1,"lockID":5,"duration":0})";
+const char* const kDuration = R"({"gatewayID":1,"lockID":5,"duration":1})";
+const char* const kUidCard = R"({"gatewayID":1,"lockID":5,"cardData":"0A","isUIDCard":true})";
+const char* const kOtherCard = R"({"gatewayID":1,"lockID":5,"cardData":"0A","isUIDCard":false})";
+
+const RoutedRow kRoutedRows[] = {
+    {10, kLock, {}},
+    {11, kLock, {}},
+    {12, kLock, {}},
+    {13, kNoDuration, {}},
+    {14, kLock, {}},
+    {21, kUidCard, {{debug, "Using AddWhitelistEntry with UID card data type specified."}}},
+    {21, kOtherCard, {{debug, "Using AddWhitelistEntry with a different card data type than UID specified."}}},
+    {22, kLock, {{debug, "Sending CLEAR_WHITELIST to Virtual Gateway using gateway id1 and device address 5"}}},
+    {23, kLock, {}},
+    {24, kLock, {}},
+    {25, kUidCard, {{debug, "Using RemoveWhitelistEntry with UID card data type specified."}}},
+    {25, kOtherCard, {{debug, "Using RemoveWhitelistEntry with a different card data type than UID specified"}}},
+    {110, kLock, {}},
+    {111, kLock, {}},
+    {113, kNoDuration, {{warning, "LOCK_OPEN_CLOSE duration set to zero. Defaulted to 1"}}},
+    {113, kDuration, {}},
+    {114, kLock, {{debug, "Access denied as a response to a card reader event received."}}},
+};
+
+class BrenkMuxRouting : public Testing::MuxWithGateway {
+  protected:
+    void ExpectSteps(const std::string& request, const Steps& steps) {
+        mux.TakeIn(request);
+        const MuxLog muxLog(log);
+        mux.PopNextMessage();
+        muxLog.Expect(steps);
+    }
+
+    // Expects the lines of a request whose ID is m1, those of its refusal, and the NACK as its answer.
+    void ExpectRefusal(const std::string& request, const Steps& steps) {
+        ExpectSteps(request, steps + Refused("m1"));
+        EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1"));
+        EXPECT_EQ(mux.AnswerCount(), 0U);
+        EXPECT_EQ(mux.PendingCount(), 0U);
+    }
+};
 
 TEST_F(BrenkMuxRouting, HandsEachRoutedCodeToItsGateway) {
-    for (const int code : kRoutedCodes) {
-        const std::string id = "m" + std::to_string(code);
-        mux.Route(Request(code, id, LockData()));
-        EXPECT_EQ(log.Count(plog::info, "Message correctly enqueued by Virtual Gateway. MessageID: " + id), 1);
-        EXPECT_EQ(log.Count(plog::verbose, "Message " + id + " sent to VG."), 1);
+    std::size_t number = 0;
+    for (const RoutedRow& row : kRoutedRows) {
+        SCOPED_TRACE(row.code);
+        const std::string id = "m" + std::to_string(++number);
+        ExpectSteps(Request(row.code, id, row.data), Prepared(id, row.code) + row.routing + Accepted(id));
     }
-    EXPECT_EQ(mux.PendingCount(), kRoutedCodes.size());
+    EXPECT_EQ(mux.PendingCount(), number);
     EXPECT_EQ(mux.RequestCount(), 0U);
     EXPECT_EQ(mux.AnswerCount(), 0U);
 }
 
-TEST_F(BrenkMuxRouting, AnswersEveryOtherCodeWithTheNack) {
-    for (const int code : UnroutedCodes()) {
-        mux.Route(Request(code, "m1", LockData()));
-        EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1")) << code;
-        EXPECT_EQ(mux.AnswerCount(), 0U);
-    }
-    EXPECT_EQ(mux.PendingCount(), 0U);
-}
-
-TEST_F(BrenkMuxRouting, LogsTheStepsOfARequestThatIsHandedOn) {
-    mux.Route(Request(10, "m1", LockData()), 7);
-    EXPECT_EQ(Testing::InOrder(log, {"Message m1 sent to VG.", "Prepare to send message LOCK OPEN",
-                                     "SendMessageToVG MutexGuard acquired ", "Enqueuing OPEN_LOCK message.",
-                                     "Popped MuxRequestInfo with ID m1 for socket with FD 7.",
-                                     "Message correctly enqueued by Virtual Gateway. MessageID: m1",
-                                     "Requested lock withtout timeout for mutex pendingMessagesListMutex"}),
-              (std::vector<std::string>{
-                  "Popped MuxRequestInfo with ID m1 for socket with FD 7.", "SendMessageToVG MutexGuard acquired ",
-                  "Prepare to send message LOCK OPEN", "Enqueuing OPEN_LOCK message.",
-                  "Message correctly enqueued by Virtual Gateway. MessageID: m1",
-                  "Requested lock withtout timeout for mutex pendingMessagesListMutex", "Message m1 sent to VG."}))
-        << log.Text();
-    EXPECT_EQ(log.Count(plog::verbose, "Popped MuxRequestInfo with ID m1 for socket with FD 7."), 1);
-    EXPECT_EQ(log.Count(plog::debug, "SendMessageToVG MutexGuard acquired "), 1);
-    EXPECT_EQ(log.Count(plog::verbose, "Prepare to send message LOCK OPEN"), 1);
-}
-
-TEST_F(BrenkMuxRouting, LogsTheStepsOfARequestThatIsRefused) {
-    mux.Route(Request(10, "m1", LockData(9)));
-    EXPECT_EQ(log.Count(plog::warning, "Cannot find requested gateway for LOCK_OPEN"), 1);
-    EXPECT_EQ(log.Count(plog::debug, "Message not correctly enqueued by Virtual Gateway. MessageID: m1"), 1);
-    EXPECT_EQ(log.Count(plog::warning, "Enqueuing NACK mux answer m1 to the client."), 1);
-    EXPECT_EQ(log.Count(plog::warning,
-                        "Enqueued error NACK answer message with ID m1. Currently, the Mux have 1 messages in the "
-                        "answer queue, ready to be sent to clients."),
-              1);
-    EXPECT_FALSE(log.Holds(plog::verbose, "sent to VG."));
-}
-
-TEST_F(BrenkMuxRouting, CountsTheAnswersThatAreQueued) {
-    mux.Route(Request(10, "m1", LockData(9)));
-    mux.Route(Request(10, "m2", LockData(9)));
-    EXPECT_EQ(log.Count(plog::warning,
-                        "Enqueued error NACK answer message with ID m2. Currently, the Mux have 2 messages in the "
-                        "answer queue, ready to be sent to clients."),
-              1);
-}
-
-TEST_F(BrenkMuxRouting, ARequestForAGatewayThatIsNotConfiguredIsAnsweredWithANackCarryingItsMessageID) {
-    for (const int code : kRoutedCodes) {
-        const std::string id = "request " + std::to_string(code);
-        mux.Route(Request(code, id, LockData(2)));
-        EXPECT_EQ(mux.TakeAnswer(log), RequestNack(id)) << code;
-    }
-    EXPECT_EQ(mux.PendingCount(), 0U);
-}
-
-TEST_F(BrenkMuxRouting, NamesTheCodeWhoseGatewayIsUnknown) {
-    struct Named {
-        int code;
-        const char* name;
-    };
-    for (const Named& named :
-         {Named{10, "LOCK_OPEN"}, Named{11, "LOCK_CLOSE"}, Named{12, "LOCK_GETSTATUS"}, Named{13, "LOCK_OPEN_CLOSE"},
-          Named{14, "MUX_MESSAGE_ACCESS_DENIED"}, Named{21, "LOCK_WHITELIST_SET"},
-          Named{22, "MUX_MESSAGE_CLEAR_WHITELIST"}, Named{23, "MUX_MESSAGE_ENABLE_WHITELIST"},
-          Named{24, "MUX_MESSAGE_DISABLE_WHITELIST"}, Named{25, "LOCK_WHITELIST_REMOVE"}, Named{110, "LOCK_OPEN"},
-          Named{111, "LOCK_CLOSE"}, Named{113, "LOCK_OPEN_CLOSE"}, Named{114, "MUX_MESSAGE_ACCESS_DENIED"}}) {
-        const std::string text = std::string("Cannot find requested gateway for ") + named.name;
-        const int before = log.Count(plog::warning, text);
-        mux.Route(Request(named.code, "m1", LockData(2)));
-        EXPECT_EQ(log.Count(plog::warning, text), before + 1) << named.code;
+TEST_F(BrenkMuxRouting, RefusesARequestForAGatewayThatIsNotConfigured) {
+    for (const int code : RoutedCodes()) {
+        SCOPED_TRACE(code);
+        const Steps unknown = {
+            {warning, std::string("Cannot find requested gateway for ") + FindRequest(code)->codeName}};
+        ExpectRefusal(Request(code, "m1", LockData(9)), Prepared("m1", code) + unknown);
     }
 }
 
-TEST_F(BrenkMuxRouting, ARequestWithoutPayloadIsAnsweredWithTheNackAndItsErrorText) {
-    struct Text {
-        int code;
-        const char* text;
-    };
-    for (const Text& expected :
-         {Text{12, "Paylaod for LOCK_GETSTATUS is nullptr. Message cannot be routed to gateway."},
-          Text{13, "Current data payload for LOCK_OPEN_CLOSE is null. Nothing can be done."},
-          Text{14, "MUX_MESSAGE_ACCESS_DENIED payload is nullptr."},
-          Text{21, "Current data payload for LOCK_WHITELIST_SET is null. Nothing can be done."},
-          Text{22, "MUX_MESSAGE_CLEAR_WHITELIST payload is nullptr."},
-          Text{23, "MUX_MESSAGE_ENABLE_WHITELIST payload is nullptr."},
-          Text{24, "MUX_MESSAGE_DISABLE_WHITELIST payload is nullptr."},
-          Text{25, "Current data payload for LOCK_WHITELIST_REMOVE is null. Nothing can be done."},
-          Text{113, "Current data payload for LOCK_OPEN_CLOSE is null. Nothing can be done."},
-          Text{114, "MUX_MESSAGE_ACCESS_DENIED payload is nullptr."}}) {
-        const int before = log.Count(plog::error, expected.text);
-        mux.Route(Request(expected.code, "m1"));
-        EXPECT_EQ(log.Count(plog::error, expected.text), before + 1) << expected.code;
-        EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1"));
+TEST_F(BrenkMuxRouting, RefusesARequestWithoutPayload) {
+    for (const int code : RoutedCodes()) {
+        SCOPED_TRACE(code);
+        const std::string text = FindRequest(code)->noPayloadText;
+        ExpectRefusal(Request(code, "m1"), Prepared("m1", code) + (text.empty() ? Steps{} : Steps{{error, text}}));
     }
 }
 
-TEST_F(BrenkMuxRouting, OpenAndCloseWithoutPayloadAreAnsweredWithTheNackWithoutAFurtherText) {
-    for (const int code : {10, 11, 110, 111}) {
-        mux.Route(Request(code, "m1"));
-        EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1")) << code;
-    }
-    EXPECT_FALSE(log.Holds(plog::error, "SendMessageToVG"));
-    EXPECT_FALSE(log.Holds(plog::warning, "Cannot find requested gateway"));
-}
-
-TEST_F(BrenkMuxRouting, SaysThatAccessAllowedIsNotSupported) {
-    mux.Route(Request(50, "m1", LockData()));
-    EXPECT_EQ(log.Count(plog::warning,
-                        "Access allowed message received, but it's currently not supported by the Brenk gateway."),
-              1);
-}
-
-TEST_F(BrenkMuxRouting, NamesTheWhitelistGetThatItCannotDo) {
-    mux.Route(Request(20, "m1", LockData()));
-    EXPECT_EQ(log.Count(plog::verbose, "Prepare to send message WHITELIST GET"), 1);
-}
-
-TEST_F(BrenkMuxRouting, HasNoNameForCodesThatItDoesNotKnow) {
-    mux.Route(Request(99, "m1", LockData()));
-    EXPECT_EQ(log.Count(plog::verbose, "Prepare to send message "), 1);
-}
-
-TEST_F(BrenkMuxRouting, WarnsOfADurationOfZeroOnlyWhenTheRequestAnswersAnEvent) {
-    const std::string data = R"({"gatewayID":1,"lockID":5,"duration":0})";
-    mux.Route(Request(13, "m1", data));
-    EXPECT_FALSE(log.Holds(plog::warning, "LOCK_OPEN_CLOSE duration set to zero. Defaulted to 1"));
-    mux.Route(Request(113, "m2", data));
-    EXPECT_EQ(log.Count(plog::warning, "LOCK_OPEN_CLOSE duration set to zero. Defaulted to 1"), 1);
-    EXPECT_EQ(mux.PendingCount(), 2U);
-}
-
-TEST_F(BrenkMuxRouting, SaysThatAnEventIsAnsweredWithAccessDenied) {
-    mux.Route(Request(14, "m1", LockData()));
-    EXPECT_FALSE(log.Holds(plog::debug, "Access denied as a response to a card reader event received."));
-    mux.Route(Request(114, "m2", LockData()));
-    EXPECT_EQ(log.Count(plog::debug, "Access denied as a response to a card reader event received."), 1);
-}
-
-TEST_F(BrenkMuxRouting, SaysOfWhatKindTheCardOfAWhitelistRequestIs) {
-    const std::string uid = R"({"gatewayID":1,"lockID":5,"cardData":"0A","isUIDCard":true})";
-    const std::string other = R"({"gatewayID":1,"lockID":5,"cardData":"0A"})";
-    mux.Route(Request(21, "m1", uid));
-    EXPECT_EQ(log.Count(plog::debug, "Using AddWhitelistEntry with UID card data type specified."), 1);
-    mux.Route(Request(21, "m2", other));
-    EXPECT_EQ(log.Count(plog::debug, "Using AddWhitelistEntry with a different card data type than UID specified."), 1);
-    mux.Route(Request(25, "m3", uid));
-    EXPECT_EQ(log.Count(plog::debug, "Using RemoveWhitelistEntry with UID card data type specified."), 1);
-    mux.Route(Request(25, "m4", other));
-    EXPECT_EQ(log.Count(plog::debug, "Using RemoveWhitelistEntry with a different card data type than UID specified"),
-              1);
-}
-
-TEST_F(BrenkMuxRouting, NamesTheLockWhoseWhitelistIsCleared) {
-    mux.Route(Request(22, "m1", LockData()));
-    EXPECT_EQ(
-        log.Count(plog::debug, "Sending CLEAR_WHITELIST to Virtual Gateway using gateway id1 and device address 5"), 1);
-}
-
-TEST_F(BrenkMuxRouting, ARequestThatTheGatewayRefusesIsAnsweredWithTheNack) {
+TEST_F(BrenkMuxRouting, RefusesARequestThatItsGatewayRefuses) {
     Testing::MakeFaulted(*mux.Gateway());
-    for (const int code : kRoutedCodes) {
-        mux.Route(Request(code, "m1", LockData()));
-        EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1")) << code;
+    for (const RoutedRow& row : kRoutedRows) {
+        SCOPED_TRACE(row.code);
+        ExpectRefusal(Request(row.code, "m1", row.data), Prepared("m1", row.code) + row.routing);
     }
+}
+
+// All but 2, which never comes so far.
+TEST_F(BrenkMuxRouting, RefusesCodesThatNoGatewayIsAskedFor) {
+    std::vector<int> codes = {-10, -1, 0, 1, 266, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()};
+    for (int code = 3; code < 120; ++code) {
+        if (std::count(RoutedCodes().begin(), RoutedCodes().end(), code) == 0) {
+            codes.push_back(code);
+        }
+    }
+    int count = 0;
+    for (const int code : codes) {
+        SCOPED_TRACE(code);
+        const Steps unsupported =
+            code == 50 ? Steps{{warning,
+                                "Access allowed message received, but it's currently not supported by the Brenk "
+                                "gateway."}}
+                       : Steps{};
+        ExpectSteps(Request(code, "m1", LockData()),
+                    Prepared("m1", code == 20 ? "WHITELIST GET" : "") + unsupported + Refused("m1", ++count));
+    }
+    EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1"));
     EXPECT_EQ(mux.PendingCount(), 0U);
+}
+
+TEST_F(BrenkMuxRouting, RefusesEveryRequestBeforeThereIsAGateway) {
+    mux.ParseConfiguration("{}");
+    for (const int code : RoutedCodes()) {
+        SCOPED_TRACE(code);
+        ExpectRefusal(Request(code, "m1", LockData()), Popped("m1"));
+    }
+    mux.Route(R"({"MessageCode":10})");
+    EXPECT_EQ(mux.TakeAnswer(log), RequestNack(""));
 }
 
 TEST_F(BrenkMuxRouting, TreatsGatewayAndLockZeroLikeAnyOther) {
@@ -256,34 +188,50 @@ TEST_F(BrenkMuxRouting, TreatsGatewayAndLockZeroLikeAnyOther) {
     EXPECT_EQ(mux.PendingCount(), 1U);
 }
 
-TEST_F(BrenkMuxRouting, TakesOneRequestAPass) {
+TEST_F(BrenkMuxRouting, TakesOneRequestAPassInTheOrderInWhichTheyCame) {
+    const MuxLog muxLog(log);
+    mux.PopNextMessage();
+    muxLog.Expect({});
     for (const char* const id : {"m1", "m2", "m3"}) {
         mux.TakeIn(Request(10, id, LockData(9)));
     }
-    mux.PopNextMessage();
-    EXPECT_EQ(mux.RequestCount(), 2U);
-    EXPECT_EQ(mux.AnswerCount(), 1U);
-    mux.PopNextMessage();
-    EXPECT_EQ(mux.RequestCount(), 1U);
-}
-
-TEST_F(BrenkMuxRouting, TakesRequestsInTheOrderInWhichTheyCame) {
-    for (const char* const id : {"m1", "m2", "m3"}) {
-        mux.TakeIn(Request(10, id, LockData(9)));
-    }
-    for (int pass = 0; pass < 3; ++pass) {
+    for (std::size_t left = 3; left > 0; --left) {
+        EXPECT_EQ(mux.RequestCount(), left);
+        EXPECT_EQ(mux.AnswerCount(), 3 - left);
         mux.PopNextMessage();
     }
-    EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1"));
-    EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m2"));
-    EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m3"));
+    for (const char* const id : {"m1", "m2", "m3"}) {
+        EXPECT_EQ(mux.TakeAnswer(log), RequestNack(id));
+    }
+}
+
+TEST_F(BrenkMuxRouting, LogsAnExceptionOnTheWay) {
+    const LogHook fault("Prepare to send message", [] { throw std::runtime_error("no memory"); });
+    ExpectSteps(Request(10, "m1", LockData()),
+                Prepared("m1", 10) + Steps{{error, "Exception throw in pop next message flow."},
+                                           {verbose, "Explicit release of mutex guards."},
+                                           {debug, "The exception was: no memory"}});
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_EQ(mux.PendingCount(), 0U);
+}
+
+TEST_F(BrenkMuxRouting, LogsAnExceptionWhileTheNackIsQueued) {
+    const LogHook fault("Enqueuing NACK mux answer", [] { throw std::runtime_error("no memory"); });
+    ExpectSteps(Request(99, "m1"),
+                Prepared("m1", "") + Steps{{debug, "Message not correctly enqueued by Virtual Gateway. MessageID: m1"},
+                                           {warning, "Enqueuing NACK mux answer m1 to the client."},
+                                           {error, "Exception thrown in enqueuing messages."},
+                                           {verbose, "Explicit release of mutex guards."},
+                                           {debug, "The exception was: no memory"}});
+    EXPECT_EQ(mux.AnswerCount(), 0U);
+    EXPECT_EQ(mux.PendingCount(), 0U);
 }
 
 TEST_F(BrenkMuxRouting, SkipsAPassWhenItCannotLockAndLosesNothing) {
     mux.TakeIn(Request(10, "m1", LockData()));
     mux.DestroyMutexes();
     mux.PopNextMessage();
-    EXPECT_EQ(log.Count(plog::warning, "Cannot acquire client messages queue lock."), 1);
+    EXPECT_EQ(log.Count(warning, "Cannot acquire client messages queue lock."), 1);
     EXPECT_EQ(mux.RequestCount(), 1U);
     EXPECT_EQ(mux.PendingCount(), 0U);
 }
@@ -292,39 +240,11 @@ TEST_F(BrenkMuxRouting, LosesTheNackWhenItCannotLockTheAnswerQueue) {
     const LogHook mutexesGone("Popped MuxRequestInfo", [this] { mux.DestroyMutexes(); });
     mux.Route(Request(99, "m1"));
     ASSERT_EQ(mutexesGone.Runs(), 1);
-    EXPECT_EQ(log.Count(plog::error,
+    EXPECT_EQ(log.Count(error,
                         "Cannot acquire mux message lock for enqueued messages. The current message to enqueue will "
                         "be lost."),
               1);
     EXPECT_EQ(mux.AnswerCount(), 0U);
-}
-
-TEST_F(BrenkMuxRouting, DoesNothingWhenNoRequestWaits) {
-    const std::size_t before = log.Lines().size();
-    mux.PopNextMessage();
-    EXPECT_EQ(mux.AnswerCount(), 0U);
-    EXPECT_FALSE(log.Holds(plog::verbose, "Popped MuxRequestInfo"));
-    EXPECT_GE(log.Lines().size(), before);
-}
-
-TEST(BrenkMuxWithoutConfiguration, AnswersEveryRequestWithTheNack) {
-    const CapturedLog log;
-    TestMux mux;
-    for (const int code : kRoutedCodes) {
-        mux.Route(Request(code, "m1", LockData()));
-        EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1")) << code;
-    }
-    EXPECT_FALSE(log.Holds(plog::verbose, "Prepare to send message"));
-    EXPECT_FALSE(log.Holds(plog::warning, "Cannot find requested gateway"));
-    EXPECT_EQ(log.Count(plog::debug, "Message not correctly enqueued by Virtual Gateway. MessageID: m1"),
-              static_cast<int>(kRoutedCodes.size()));
-}
-
-TEST(BrenkMuxWithoutConfiguration, AnswersARequestWithoutMessageIDWithAnEmptyOne) {
-    const CapturedLog log;
-    TestMux mux;
-    mux.Route(R"({"MessageCode":10})");
-    EXPECT_EQ(mux.TakeAnswer(log), RequestNack(""));
 }
 
 }  // namespace

@@ -2,38 +2,136 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
-
-#include "mux/Version.h"
 
 namespace Mux {
 namespace {
 
+using Words = std::vector<const char*>;
+
 // Parses the words as main gets them, the program's name in front.
-CommandLine Parsed(const std::vector<const char*>& words) {
-    std::vector<const char*> arguments = {"dw-hal-mux-brenk"};
+CommandLine Parsed(const Words& words, const char* programName = "dw-hal-mux-brenk") {
+    Words arguments = {programName};
     arguments.insert(arguments.end(), words.begin(), words.end());
     const int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
     return ParseCommandLine(count, arguments.data());
 }
 
-CommandLineAction ActionOf(const std::vector<const char*>& words) {
-    return Parsed(words).action;
+// Expects the default of everything that the other tests change one by one.
+void ExpectDefaults(const CommandLine& options) {
+    EXPECT_EQ(options.action, CommandLineAction::kRun);
+    EXPECT_EQ(options.port, 5555);
+    EXPECT_EQ(options.configFile, "");
+    EXPECT_EQ(options.logFile, "./smartlock_mux.log");
+    EXPECT_EQ(options.severity, plog::info);
+    EXPECT_EQ(options.tracerCategories, 0);
+    EXPECT_FALSE(options.colors);
 }
 
-int PortOf(const std::vector<const char*>& words) {
-    return Parsed(words).port;
+TEST(CommandLine, HasItsDefaultsWithoutArgumentsAndForThoseThatItDoesNotKnow) {
+    ExpectDefaults(Parsed({}));
+    ExpectDefaults(Parsed({"word", "--unknown", "value", "-x", "--other=3", "--", "-", ""}));
+    ExpectDefaults(Parsed({"--configFile", "--logFile"}));
+    ExpectDefaults(Parsed({"--help=1", "--verbose=1", "logFile", ""}));
 }
 
-std::string ContentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+TEST(CommandLine, AsksForTheUsageTextWhenThereAreNoArgumentsNotEvenAProgramName) {
+    const char* const none[] = {nullptr};
+    EXPECT_EQ(ParseCommandLine(0, none).action, CommandLineAction::kShowUsage);
+    EXPECT_EQ(ParseCommandLine(-1, none).action, CommandLineAction::kShowUsage);
+}
+
+TEST(CommandLine, PrintsTheUsageTextRatherThanTheVersionRatherThanTheNumber) {
+    const std::pair<Words, CommandLineAction> rows[] = {
+        {{"--help"}, CommandLineAction::kShowUsage},
+        {{"-h"}, CommandLineAction::kShowUsage},
+        {{"--version", "word"}, CommandLineAction::kShowVersion},
+        {{"--ver"}, CommandLineAction::kShowVersionNumber},
+        {{"--help", "--version"}, CommandLineAction::kShowUsage},
+        {{"--ver", "--version", "-h"}, CommandLineAction::kShowUsage},
+        {{"--ver", "--version"}, CommandLineAction::kShowVersion},
+        {{"--version", "--ver"}, CommandLineAction::kShowVersion},
+        {{"--debug", "word", "--port", "6000", "--help", "more"}, CommandLineAction::kShowUsage},
+        {{"--configFile", "--help"}, CommandLineAction::kShowUsage},
+    };
+    for (const auto& [words, action] : rows) {
+        EXPECT_EQ(Parsed(words).action, action) << testing::PrintToString(words);
+    }
+}
+
+TEST(CommandLine, TakesAPortWhenFlagAndValueAreBothThere) {
+    const std::pair<Words, int> rows[] = {
+        {{"--port", "6000"}, 5555},
+        {{"-p", "6000"}, 5555},
+        {{"--port=6000"}, 5555},
+        {{"-p=6000"}, 5555},
+        {{"--port", "--port="}, 5555},
+        {{"--port", "--port=6000"}, 6000},
+        {{"--port=6000", "--port"}, 6000},
+        {{"-p", "-p=6000"}, 6000},
+        {{"-p", "--port=6000"}, 6000},
+        {{"--port", "-p=6000"}, 6000},
+        {{"--debug", "--port", "7000", "--port=6000"}, 6000},
+        {{"-p", "-p=7000", "--port=6000"}, 6000},
+        {{"--port", "--port=abc"}, 0},
+        {{"--port", "--port=x6000"}, 0},
+        {{"--port", "--port=60x"}, 60},
+        {{"--port", "--port=-1"}, -1},
+        {{"--port", "--port=70000"}, 70000},
+        {{"--port", "--port=0"}, 0},
+        {{"--port", "--port=99999999999"}, std::numeric_limits<std::int32_t>::max()},
+    };
+    for (const auto& [words, port] : rows) {
+        EXPECT_EQ(Parsed(words).port, port) << testing::PrintToString(words);
+    }
+}
+
+TEST(CommandLine, TakesFilesAsSeparateWordsAndBehindAnEqualsSign) {
+    for (const CommandLine& options : {Parsed({"--configFile", "my a.json", "--logFile", "b=c.log"}),
+                                       Parsed({"--configFile=my a.json", "--logFile=b=c.log"})}) {
+        EXPECT_EQ(options.configFile, "my a.json");
+        EXPECT_EQ(options.logFile, "b=c.log");
+    }
+}
+
+TEST(CommandLine, TakesEmptyWordsForFilesAndAnywhere) {
+    for (const std::string dashes : {"-", "--", "---"}) {
+        const std::string configFile = dashes + "configFile";
+        const std::string logFile = dashes + "logFile";
+        const CommandLine options = Parsed({"", configFile.c_str(), "", "stray", logFile.c_str(), "", "-v"}, "");
+        EXPECT_EQ(options.configFile, "") << dashes;
+        EXPECT_EQ(options.logFile, "") << dashes;
+        EXPECT_EQ(options.severity, plog::verbose) << dashes;
+    }
+}
+
+TEST(CommandLine, TakesTheSeverityThatShowsMoreAndTheTracerCategoriesOfDebug) {
+    constexpr int kOfDebug = 0x0B;
+    struct Row {
+        Words words;
+        plog::Severity severity;
+        int tracerCategories;
+    };
+    for (const Row& row :
+         {Row{{"--debug", "word"}, plog::debug, kOfDebug}, Row{{"-dbg"}, plog::debug, kOfDebug},
+          Row{{"--verbose"}, plog::verbose, 0}, Row{{"-v", "word"}, plog::verbose, 0},
+          Row{{"--debug", "--verbose"}, plog::verbose, kOfDebug}, Row{{"-v", "-dbg"}, plog::verbose, kOfDebug}}) {
+        EXPECT_EQ(Parsed(row.words).severity, row.severity) << testing::PrintToString(row.words);
+        EXPECT_EQ(Parsed(row.words).tracerCategories, row.tracerCategories) << testing::PrintToString(row.words);
+    }
+}
+
+TEST(CommandLine, TakesColorsWithTheFlagOrAOne) {
+    EXPECT_TRUE(Parsed({"--colors", "0"}).colors);
+    EXPECT_TRUE(Parsed({"--colors=1"}).colors);
+    for (const char* const word : {"--colors=0", "--colors=yes", "--colors="}) {
+        EXPECT_FALSE(Parsed({word}).colors) << word;
+    }
 }
 
 // Counts how often it is flushed.
@@ -48,214 +146,11 @@ class CountingBuffer : public std::stringbuf {
     }
 };
 
-TEST(CommandLine, HasItsDefaultsWithoutArguments) {
-    const CommandLine options = Parsed({});
-    EXPECT_EQ(options.action, CommandLineAction::kRun);
-    EXPECT_EQ(options.port, 5555);
-    EXPECT_EQ(options.configFile, "");
-    EXPECT_EQ(options.logFile, "./smartlock_mux.log");
-    EXPECT_EQ(options.severity, plog::info);
-    EXPECT_EQ(options.tracerCategories, 0);
-    EXPECT_FALSE(options.colors);
-}
-
-TEST(CommandLine, AsksForTheUsageTextWhenThereAreNoArgumentsNotEvenAProgramName) {
-    const char* const none[] = {nullptr};
-    EXPECT_EQ(ParseCommandLine(0, none).action, CommandLineAction::kShowUsage);
-    EXPECT_EQ(ParseCommandLine(-1, none).action, CommandLineAction::kShowUsage);
-}
-
-TEST(CommandLine, KnowsHelpByBothNames) {
-    EXPECT_EQ(ActionOf({"--help"}), CommandLineAction::kShowUsage);
-    EXPECT_EQ(ActionOf({"-h"}), CommandLineAction::kShowUsage);
-}
-
-TEST(CommandLine, KnowsTheTwoVersionOptions) {
-    EXPECT_EQ(ActionOf({"--version"}), CommandLineAction::kShowVersion);
-    EXPECT_EQ(ActionOf({"--ver"}), CommandLineAction::kShowVersionNumber);
-}
-
-TEST(CommandLine, HelpAndVersionTogetherPrintOnlyTheUsageText) {
-    EXPECT_EQ(ActionOf({"--help", "--version"}), CommandLineAction::kShowUsage);
-    EXPECT_EQ(ActionOf({"--version", "--help"}), CommandLineAction::kShowUsage);
-    EXPECT_EQ(ActionOf({"--ver", "--version", "-h"}), CommandLineAction::kShowUsage);
-}
-
-TEST(CommandLine, VersionComesBeforeVerWhateverTheirOrder) {
-    EXPECT_EQ(ActionOf({"--ver", "--version"}), CommandLineAction::kShowVersion);
-    EXPECT_EQ(ActionOf({"--version", "--ver"}), CommandLineAction::kShowVersion);
-}
-
-TEST(CommandLine, HelpIsFoundBehindOtherOptionsAndPositionalArguments) {
-    EXPECT_EQ(ActionOf({"--debug", "word", "--port", "6000", "--help", "more"}), CommandLineAction::kShowUsage);
-}
-
-TEST(CommandLine, AnOptionWithAValueIsNoFlag) {
-    EXPECT_EQ(ActionOf({"--help=1"}), CommandLineAction::kRun);
-    EXPECT_EQ(Parsed({"--verbose=1"}).severity, plog::info);
-}
-
-TEST(CommandLine, AHelpFlagThatIsTheValueOfAnotherOptionStaysAFlag) {
-    EXPECT_EQ(ActionOf({"--configFile", "--help"}), CommandLineAction::kShowUsage);
-}
-
-TEST(CommandLinePort, StaysAt5555WithThePortAsASeparateWord) {
-    EXPECT_EQ(PortOf({"--port", "6000"}), 5555);
-    EXPECT_EQ(PortOf({"-p", "6000"}), 5555);
-}
-
-TEST(CommandLinePort, StaysAt5555WithTheValueAlone) {
-    EXPECT_EQ(PortOf({"--port=6000"}), 5555);
-    EXPECT_EQ(PortOf({"-p=6000"}), 5555);
-}
-
-TEST(CommandLinePort, IsTakenWhenFlagAndValueAreBothThere) {
-    EXPECT_EQ(PortOf({"--port", "--port=6000"}), 6000);
-    EXPECT_EQ(PortOf({"--port=6000", "--port"}), 6000);
-    EXPECT_EQ(PortOf({"-p", "-p=6000"}), 6000);
-    EXPECT_EQ(PortOf({"-p", "--port=6000"}), 6000);
-    EXPECT_EQ(PortOf({"--port", "-p=6000"}), 6000);
-    EXPECT_EQ(PortOf({"--debug", "--port", "7000", "--port=6000"}), 6000);
-}
-
-TEST(CommandLinePort, PrefersTheValueOfTheLongName) {
-    EXPECT_EQ(PortOf({"-p", "-p=7000", "--port=6000"}), 6000);
-}
-
-TEST(CommandLinePort, IsZeroWhenTheTextDoesNotStartWithADigit) {
-    EXPECT_EQ(PortOf({"--port", "--port=abc"}), 0);
-    EXPECT_EQ(PortOf({"--port", "--port=x6000"}), 0);
-}
-
-TEST(CommandLinePort, IsTheNumberThatTheTextStartsWith) {
-    EXPECT_EQ(PortOf({"--port", "--port=60x"}), 60);
-    EXPECT_EQ(PortOf({"--port", "--port=-1"}), -1);
-    EXPECT_EQ(PortOf({"--port", "--port=70000"}), 70000);
-    EXPECT_EQ(PortOf({"--port", "--port=0"}), 0);
-}
-
-TEST(CommandLinePort, IsTheLargestIntegerWhenTheNumberIsLarger) {
-    EXPECT_EQ(PortOf({"--port", "--port=99999999999"}), std::numeric_limits<std::int32_t>::max());
-}
-
-TEST(CommandLinePort, StaysAt5555WhenTheValueIsEmpty) {
-    EXPECT_EQ(PortOf({"--port", "--port="}), 5555);
-}
-
-TEST(CommandLineFiles, AreTakenAsSeparateWordsAndBehindAnEqualsSign) {
-    const CommandLine separate = Parsed({"--configFile", "a.json", "--logFile", "b.log"});
-    EXPECT_EQ(separate.configFile, "a.json");
-    EXPECT_EQ(separate.logFile, "b.log");
-    const CommandLine joined = Parsed({"--configFile=a.json", "--logFile=b.log"});
-    EXPECT_EQ(joined.configFile, "a.json");
-    EXPECT_EQ(joined.logFile, "b.log");
-}
-
-TEST(CommandLineFiles, KeepTheirBlanksAndEqualsSigns) {
-    EXPECT_EQ(Parsed({"--configFile", "my gateways.json"}).configFile, "my gateways.json");
-    EXPECT_EQ(Parsed({"--configFile=a=b.json"}).configFile, "a=b.json");
-}
-
-TEST(CommandLineFiles, HaveTheirDefaultsWhenNoValueFollows) {
-    const CommandLine options = Parsed({"--configFile", "--logFile"});
-    EXPECT_EQ(options.configFile, "");
-    EXPECT_EQ(options.logFile, "./smartlock_mux.log");
-}
-
-TEST(CommandLineFiles, MayBeEmptyWords) {
-    for (const std::string dashes : {"-", "--", "---"}) {
-        const std::string configFile = dashes + "configFile";
-        const std::string logFile = dashes + "logFile";
-        const CommandLine options = Parsed({configFile.c_str(), "", "stray", logFile.c_str(), ""});
-        EXPECT_EQ(options.configFile, "") << dashes;
-        EXPECT_EQ(options.logFile, "") << dashes;
-    }
-    EXPECT_EQ(Parsed({"logFile", ""}).logFile, "./smartlock_mux.log");
-}
-
-TEST(CommandLineSeverity, IsDebugWithTheTracerCategoriesOnDebug) {
-    for (const char* const option : {"--debug", "-dbg"}) {
-        const CommandLine options = Parsed({option});
-        EXPECT_EQ(options.severity, plog::debug) << option;
-        EXPECT_EQ(options.tracerCategories, 0x0B) << option;
-    }
-}
-
-TEST(CommandLineSeverity, IsVerboseWithoutTracerCategoriesOnVerbose) {
-    for (const char* const option : {"--verbose", "-v"}) {
-        const CommandLine options = Parsed({option});
-        EXPECT_EQ(options.severity, plog::verbose) << option;
-        EXPECT_EQ(options.tracerCategories, 0) << option;
-    }
-}
-
-TEST(CommandLineSeverity, IsVerboseOnDebugAndVerboseTogetherAndTheTracerCategoriesStay) {
-    for (const CommandLine& options : {Parsed({"--debug", "--verbose"}), Parsed({"-v", "-dbg"})}) {
-        EXPECT_EQ(options.severity, plog::verbose);
-        EXPECT_EQ(options.tracerCategories, 0x0B);
-    }
-}
-
-TEST(CommandLineColors, AreOnWithTheFlagAndWithAOne) {
-    EXPECT_TRUE(Parsed({"--colors"}).colors);
-    EXPECT_TRUE(Parsed({"--colors=1"}).colors);
-}
-
-TEST(CommandLine, AWordBehindAFlagIsNoValueOfIt) {
-    EXPECT_EQ(Parsed({"--debug", "word"}).severity, plog::debug);
-    EXPECT_EQ(Parsed({"-v", "word"}).severity, plog::verbose);
-    EXPECT_TRUE(Parsed({"--colors", "0"}).colors);
-    EXPECT_EQ(ActionOf({"--version", "word"}), CommandLineAction::kShowVersion);
-}
-
-TEST(CommandLineColors, AreOffWithAnyOtherValue) {
-    EXPECT_FALSE(Parsed({"--colors=0"}).colors);
-    EXPECT_FALSE(Parsed({"--colors=yes"}).colors);
-    EXPECT_FALSE(Parsed({"--colors="}).colors);
-}
-
-TEST(CommandLine, IgnoresUnknownOptionsAndPositionalArguments) {
-    const CommandLine options = Parsed({"word", "--unknown", "value", "-x", "--other=3", "--", "-", ""});
-    EXPECT_EQ(options.action, CommandLineAction::kRun);
-    EXPECT_EQ(options.port, 5555);
-    EXPECT_EQ(options.configFile, "");
-    EXPECT_EQ(options.logFile, "./smartlock_mux.log");
-    EXPECT_EQ(options.severity, plog::info);
-    EXPECT_FALSE(options.colors);
-}
-
-TEST(CommandLine, TakesEmptyWordsAnywhere) {
-    const CommandLine options = Parsed({"", "--debug", "", "--configFile=a.json", ""});
-    EXPECT_EQ(options.severity, plog::debug);
-    EXPECT_EQ(options.configFile, "a.json");
-}
-
-TEST(CommandLine, ANameOfTheProgramThatIsEmptyCountsForNothing) {
-    const char* const words[] = {"", "--port", "--port=6000", "-dbg", nullptr};
-    const CommandLine options = ParseCommandLine(4, words);
-    EXPECT_EQ(options.action, CommandLineAction::kRun);
-    EXPECT_EQ(options.port, 6000);
-    EXPECT_EQ(options.severity, plog::debug);
-}
-
-TEST(UsageText, IsByteForByteTheOneThatWasWrittenDown) {
-    std::ostringstream printed;
-    PrintUsage(printed);
-    const std::string expected = ContentOf(MUX_TEST_FOLDER "/UsageText.txt");
-    ASSERT_FALSE(expected.empty());
-    EXPECT_EQ(printed.str(), expected);
-}
-
 TEST(UsageText, IsFlushedLineByLine) {
     CountingBuffer buffer;
     std::ostream output(&buffer);
     PrintUsage(output);
     EXPECT_EQ(buffer.flushes, 16);
-}
-
-TEST(Version, IsTheOneThatTheProgramPrints) {
-    EXPECT_STREQ(kVersion, "2.18.1");
-    EXPECT_STREQ(kNameAndVersion, "Brenk MUX version 2.18.1");
 }
 
 }  // namespace

@@ -1,34 +1,18 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
-#include "tests/support/LoopbackSocket.h"
+#include "tests/mux/JsonTimestamp.h"
+#include "tests/support/TestClient.h"
 
 namespace Testing {
 
-// A client of the Mux: a plain connection on which it sends packets and reads the JSON texts that come back.
-class MuxClient {
+// A client whose received texts have their time taken out.
+class MuxClient : public TestClient {
   public:
-    // Connects, again and again until the Mux listens on the port.
-    explicit MuxClient(int port);
+    using TestClient::TestClient;
 
-    // Sends the text as one packet.
-    void Send(const std::string& json);
-
-    // The next JSON object, its time taken out; what there is of it, with a failed test, when it does not come whole.
-    std::string Receive();
-
-    // Whether nothing has arrived that was not received.
-    bool IsSilent() const;
-
-    void Close();
-
-  private:
-    LoopbackSocket socket_;
+    std::string Receive() { return WithoutTimestamp(TestClient::Receive()); }
 };
-
-// The packet of a client that holds the text.
-std::vector<unsigned char> Packet(const std::string& text);
 
 }  // namespace Testing

@@ -18,6 +18,10 @@ struct Step {
 
 using Steps = std::vector<Step>;
 
+// The Mux waits without a time-out for its request queue and its pending requests.
+inline const Step kClientLock = {plog::warning, "Requested lock withtout timeout for mutex clientMessageQueueMutex"};
+inline const Step kPendingLock = {plog::warning, "Requested lock withtout timeout for mutex pendingMessagesListMutex"};
+
 // Both, one after the other.
 Steps operator+(Steps first, const Steps& second);
 

@@ -1,5 +1,9 @@
 #include "tests/mux/TestMux.h"
 
+#include <gtest/gtest.h>
+
+#include <utility>
+
 #include "tests/mux/JsonTimestamp.h"
 
 namespace Testing {
@@ -43,6 +47,16 @@ std::string TestMux::TakeAnswer(const CapturedLog& log) {
     return WithoutTimestamp(payload);
 }
 
+Mux::RecordPointer RecordFor(int descriptor, std::shared_ptr<Mux::MuxMessage> message, bool isEvent) {
+    return std::make_unique<Mux::MuxRequestRecord>(Brenk::Net::ClientIdentity{descriptor, 1}, std::move(message),
+                                                   isEvent);
+}
+
+const std::vector<int>& RoutedCodes() {
+    static const std::vector<int> codes = {10, 11, 12, 13, 14, 21, 22, 23, 24, 25, 110, 111, 113, 114};
+    return codes;
+}
+
 std::string Request(std::int32_t code, const std::string& messageID, const std::string& data) {
     return R"({"Timestamp":1700000000,"MessageID":")" + messageID + R"(","MessageCode":)" + std::to_string(code) +
            (data.empty() ? "" : ",\"Data\":" + data) + "}";
@@ -68,6 +82,18 @@ std::string RequestNack(const std::string& messageID) {
            R"(","MessageCode":1,"Data":{"ErrorCode":0,"Message":"Error in request"}})";
 }
 
+int LatestDescriptor(const CapturedLog& log) {
+    static const std::string kBefore = "Client with FD ";
+    int descriptor = -1;
+    for (const CapturedLog::Line& line : log.Lines()) {
+        const std::size_t position = line.second.find(kBefore);
+        if (position != std::string::npos) {
+            descriptor = std::stoi(line.second.substr(position + kBefore.size()));
+        }
+    }
+    return descriptor;
+}
+
 std::vector<std::string> InOrder(const CapturedLog& log, const std::vector<std::string>& texts) {
     std::vector<std::string> found;
     for (const CapturedLog::Line& line : log.Lines()) {
@@ -81,6 +107,10 @@ std::vector<std::string> InOrder(const CapturedLog& log, const std::vector<std::
         }
     }
     return found;
+}
+
+void ExpectInOrder(const CapturedLog& log, const std::vector<std::string>& texts) {
+    EXPECT_EQ(InOrder(log, texts), texts) << log.Text();
 }
 
 }  // namespace Testing

@@ -42,6 +42,12 @@ class TestMux : public Mux::BrenkMux {
     static constexpr int kDescriptor = 999;
 };
 
+// A record for the client with the descriptor, whose connection has serial number 1.
+Mux::RecordPointer RecordFor(int descriptor, std::shared_ptr<Mux::MuxMessage> message = nullptr, bool isEvent = false);
+
+// The codes of the requests that are handed on to a gateway.
+const std::vector<int>& RoutedCodes();
+
 // A client's request as JSON text. Without `data` it has none.
 std::string Request(std::int32_t code, const std::string& messageID = "m1", const std::string& data = "");
 
@@ -54,7 +60,17 @@ std::string ConfigurationText(const std::vector<int>& ports);
 // The JSON text of a NACK "Error in request", as TakeAnswer and WithoutTimestamp give it.
 std::string RequestNack(const std::string& messageID);
 
+// The answer to a request of ID m1 to open a lock, as TakeAnswer gives it.
+inline constexpr const char* kOpened =
+    R"({"Timestamp":T,"MessageID":"m1","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})";
+
+// The descriptor that a Mux was given for its latest client.
+int LatestDescriptor(const CapturedLog& log);
+
 // Those of the texts that end a log line so far, in the order in which they were logged.
 std::vector<std::string> InOrder(const CapturedLog& log, const std::vector<std::string>& texts);
+
+// Records a failure unless each of the texts ends one log line so far, in this order.
+void ExpectInOrder(const CapturedLog& log, const std::vector<std::string>& texts);
 
 }  // namespace Testing

@@ -71,24 +71,6 @@ class ClientConnectionTest : public testing::Test {
     std::vector<Bytes> packets_;
 };
 
-TEST_F(ClientConnectionTest, IsKnownByItsDescriptorAndItsSerialNumber) {
-    EXPECT_NE(fcntl(connection_->Descriptor(), F_GETFD), -1);
-    EXPECT_EQ(connection_->Identity().descriptor, connection_->Descriptor());
-    EXPECT_EQ(connection_->Identity().serial, 3U);
-}
-
-TEST_F(ClientConnectionTest, NobodyIsMeantByANewIdentity) {
-    EXPECT_EQ(ClientIdentity().descriptor, -1);
-    EXPECT_EQ(ClientIdentity().serial, 0U);
-}
-
-TEST_F(ClientConnectionTest, ClosesItsDescriptorWithItself) {
-    const int descriptor = connection_->Descriptor();
-    connection_.reset();
-    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
-    EXPECT_TRUE(client_.WaitForEnd());
-}
-
 TEST_F(ClientConnectionTest, SetsTheOptionsOfAClientWhenItIsMade) {
     const SeenCalls seen;
     const ClientConnection other(dup(connection_->Descriptor()), 4, budget_);
@@ -103,14 +85,6 @@ TEST_F(ClientConnectionTest, IsMadeEvenWhenNoOptionCanBeSet) {
     EXPECT_EQ(failing.Left(), 0);
     EXPECT_EQ(other.Output().Send({0x41}).error, 0);
     EXPECT_EQ(client_.Receive(1), Bytes{0x41});
-}
-
-TEST_F(ClientConnectionTest, ShuttingDownEndsTheConnectionAndKeepsTheDescriptor) {
-    EXPECT_FALSE(connection_->IsShutDown());
-    connection_->ShutDown();
-    EXPECT_TRUE(connection_->IsShutDown());
-    EXPECT_TRUE(client_.WaitForEnd());
-    EXPECT_NE(fcntl(connection_->Descriptor(), F_GETFD), -1);
 }
 
 // A client that has vanished acknowledges nothing; one that does not read goes on to acknowledge that it has no room.
@@ -135,49 +109,50 @@ TEST_F(ClientConnectionTest, TheTimeoutForWhatIsUnacknowledgedRestsWhileALivingC
     EXPECT_TRUE(Testing::WaitUntil([&] { return userTimeout() == 110000; }));
 }
 
-TEST_F(ClientConnectionTest, AClientThatHasSentNothingStays) {
+TEST_F(ClientConnectionTest, EachPassSetsTheReceiveTimeoutAndReads1024BytesAtMost) {
+    const SeenCalls seen;
     EXPECT_EQ(connection_->Drain(packets_), DrainResult::kStays);
+    EXPECT_THAT(seen.All(), ElementsAre("setsockopt SO_RCVTIMEO 150", "recv 1024 bytes, flags 0"));
     EXPECT_THAT(packets_, IsEmpty());
     EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
-TEST_F(ClientConnectionTest, EachPassSetsTheReceiveTimeoutAndReads1024BytesAtMost) {
-    const SeenCalls seen;
-    connection_->Drain(packets_);
-    EXPECT_THAT(seen.All(), ElementsAre("setsockopt SO_RCVTIMEO 150", "recv 1024 bytes, flags 0"));
-}
-
-TEST_F(ClientConnectionTest, PacketsAreAddedInOrderBehindThoseThatAreThere) {
+TEST_F(ClientConnectionTest, PacketsAreAddedInOrderAndTheBeginOfTheNextIsKeptForTheNextPass) {
     packets_.push_back(Bytes{0xEE});
-    client_.Send({0x03, 0x00, 0x41, 0x04, 0x00, 0x42, 0x43});
+    client_.Send({0x03, 0x00, 0x41, 0x04, 0x00, 0x42, 0x43, 0x05, 0x00});
     EXPECT_TRUE(DrainsPackets(3));
     EXPECT_THAT(packets_, ElementsAre(Bytes{0xEE}, Bytes{0x03, 0x00, 0x41}, Bytes{0x04, 0x00, 0x42, 0x43}));
-}
-
-TEST_F(ClientConnectionTest, WhatArrivedOfAPacketIsKeptForTheNextPass) {
-    client_.Send({0x05, 0x00, 0x41});
-    EXPECT_TRUE(Testing::WaitUntil([this] { return Arrived() == 3; }));
+    client_.Send({0x41});
+    EXPECT_TRUE(Testing::WaitUntil([this] { return Arrived() > 0; }));
     EXPECT_EQ(connection_->Drain(packets_), DrainResult::kStays);
-    EXPECT_THAT(packets_, IsEmpty());
-    EXPECT_EQ(log_.Count(plog::warning, "Received on socket " + Number() + "bytes: 3 but expected size was: 5"), 1)
+    EXPECT_THAT(packets_, SizeIs(3));
+    EXPECT_TRUE(log_.Holds(plog::warning, "Received on socket " + Number() + "bytes: 1 but expected size was: 5"))
         << log_.Text();
     client_.Send({0x42, 0x43});
-    EXPECT_TRUE(DrainsPackets(1));
-    EXPECT_THAT(packets_, ElementsAre(Bytes{0x05, 0x00, 0x41, 0x42, 0x43}));
+    EXPECT_TRUE(DrainsPackets(4));
+    EXPECT_EQ(packets_.back(), (Bytes{0x05, 0x00, 0x41, 0x42, 0x43}));
 }
 
-TEST_F(ClientConnectionTest, ClosedByItsPeerSaysSoAndGivesThePacketsThatCameBefore) {
-    client_.Send({0x03, 0x00, 0x41});
+TEST_F(ClientConnectionTest, APeerThatClosesHasSentItsWholePacketsAndItsUnfinishedOneIsDropped) {
+    client_.Send({0x03, 0x00, 0x41, 0x05, 0x00, 0x41});
     client_.ShutDownSending();
     EXPECT_TRUE(DrainsTo(DrainResult::kClosedByPeer));
     EXPECT_THAT(packets_, ElementsAre(Bytes{0x03, 0x00, 0x41}));
 }
 
-TEST_F(ClientConnectionTest, AnUnfinishedPacketOfAClosedPeerIsDropped) {
-    client_.Send({0x05, 0x00, 0x41});
-    client_.Close();
-    EXPECT_TRUE(DrainsTo(DrainResult::kClosedByPeer));
-    EXPECT_THAT(packets_, IsEmpty());
+TEST_F(ClientConnectionTest, AFailedReceiveIsLoggedUnlessItIsToBeRepeatedAndTheClientStays) {
+    for (const int error : {EINTR, EAGAIN}) {
+        const FailingCalls failing(SocketCall::kReceive, error);
+        EXPECT_EQ(connection_->Drain(packets_), DrainResult::kStays);
+        EXPECT_EQ(failing.Left(), 0);
+        EXPECT_THAT(log_.Lines(), IsEmpty());
+    }
+    const FailingCalls failing(SocketCall::kReceive, ECONNRESET);
+    EXPECT_EQ(connection_->Drain(packets_), DrainResult::kStays);
+    EXPECT_EQ(log_.Count(plog::error, "Error on select for socket " + Number() +
+                                          ". Error code: 104, Error: Connection reset by peer"),
+              1)
+        << log_.Text();
 }
 
 TEST_F(ClientConnectionTest, MoreThan131072BytesThatCannotBecomeAPacketAreHopeless) {
@@ -206,22 +181,6 @@ TEST_F(ClientConnectionTest, OnePassTakes65536BytesAndLeavesTheRestToTheNext) {
     EXPECT_EQ(connection_->Drain(packets_), DrainResult::kStays);
     EXPECT_THAT(packets_, SizeIs(70));
     EXPECT_THAT(packets_, testing::Each(packet));
-}
-
-TEST_F(ClientConnectionTest, AFailedReceiveIsLoggedAndTheClientStays) {
-    const FailingCalls failing(SocketCall::kReceive, ECONNRESET);
-    EXPECT_EQ(connection_->Drain(packets_), DrainResult::kStays);
-    EXPECT_EQ(log_.Count(plog::error, "Error on select for socket " + Number() +
-                                          ". Error code: 104, Error: Connection reset by peer"),
-              1)
-        << log_.Text();
-}
-
-TEST_F(ClientConnectionTest, AnInterruptedReceiveIsNoError) {
-    const FailingCalls failing(SocketCall::kReceive, EINTR);
-    EXPECT_EQ(connection_->Drain(packets_), DrainResult::kStays);
-    EXPECT_EQ(failing.Left(), 0);
-    EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
 TEST_F(ClientConnectionTest, AReceiveTimeoutThatCannotBeSetIsLoggedAndWhatArrivedIsTaken) {

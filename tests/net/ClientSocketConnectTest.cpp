@@ -3,14 +3,14 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include <cerrno>
 #include <thread>
 
 #include "diagnostics/ErrorGuard.h"
+#include "tests/mux/LogHook.h"
 #include "tests/net/GatewayConnection.h"
 #include "tests/net/SocketCalls.h"
 #include "tests/support/ReservedPort.h"
@@ -31,167 +31,77 @@ using Testing::SocketCall;
 
 class ClientSocketConnectTest : public Testing::GatewayConnection {
   protected:
-    using GatewayConnection::GatewayConnection;
+    using Texts = std::vector<std::string>;
 
-    static timeval TimeoutOf(int descriptor, int option) {
-        timeval timeout = {};
-        socklen_t size = sizeof timeout;
-        EXPECT_EQ(getsockopt(descriptor, SOL_SOCKET, option, &timeout, &size), 0);
-        return timeout;
+    // What a failed Connect to `host` and `port` writes and reports.
+    Texts FailuresOfConnectTo(const std::string& host, int port) {
+        const std::size_t before = Failures().size();
+        ClientSocket socket(host, port, seconds(15));
+        EXPECT_FALSE(socket.Connect());
+        const Texts all = Failures();
+        return {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()};
     }
 };
 
-TEST_F(ClientSocketConnectTest, ConnectsAndLogsItsSteps) {
-    Connect();
-    const auto step = [](const std::string& text) {
-        return testing::Pair(plog::debug, testing::EndsWith(") " + text));
-    };
-    EXPECT_THAT(log_.Lines(), ElementsAre(step("Getaddr ok. Address found."), step("Socket created."),
-                                          step("Keepalive set."), step("Socket connected.")));
-    EXPECT_EQ(SocketReports() + ConnectionReports(), 0);
-}
-
-TEST_F(ClientSocketConnectTest, SetsTheReceiveTimeoutTo2AndTheSendTimeoutTo15Seconds) {
-    Connect();
-    const int descriptor = DescriptorConnectedTo(listener_.Port());
-    EXPECT_EQ(TimeoutOf(descriptor, SO_RCVTIMEO).tv_sec, 2);
-    EXPECT_EQ(TimeoutOf(descriptor, SO_RCVTIMEO).tv_usec, 0);
-    EXPECT_EQ(TimeoutOf(descriptor, SO_SNDTIMEO).tv_sec, 15);
-    EXPECT_EQ(TimeoutOf(descriptor, SO_SNDTIMEO).tv_usec, 0);
-}
-
-// The numbers below are for clients, which can have no others.
-TEST_F(ClientSocketConnectTest, TakesADescriptorOf1024OrMoreWhereThatIsAllowed) {
-    rlimit before = {};
-    getrlimit(RLIMIT_NOFILE, &before);
-    rlimit many = before;
-    many.rlim_cur = 1200;
-    if (setrlimit(RLIMIT_NOFILE, &many) != 0) {
-        GTEST_SKIP() << "this machine allows fewer than 1200 descriptors";
-    }
-    Connect();
-    setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_GE(DescriptorConnectedTo(listener_.Port()), 1024);
-}
-
-TEST_F(ClientSocketConnectTest, ResolvesHostAndPortAndSetsItsOptionsInTheirOrder) {
+TEST_F(ClientSocketConnectTest, ResolvesHostAndPortAndSetsItsOptionsAndLogsItsSteps) {
     const SeenCalls seen;
     ASSERT_TRUE(socket_->Connect());
     EXPECT_THAT(seen.All(), ElementsAre("getaddrinfo 127.0.0.1 " + std::to_string(listener_.Port()) + ", stream",
                                         "setsockopt SO_RCVTIMEO 2000000", "setsockopt SO_SNDTIMEO 15000000",
                                         "setsockopt SO_KEEPALIVE 1", "setsockopt TCP_KEEPIDLE 5",
                                         "setsockopt TCP_KEEPCNT 10", "setsockopt TCP_KEEPINTVL 5"));
+    const auto step = [](const std::string& text) {
+        return testing::Pair(plog::debug, testing::EndsWith(") " + text));
+    };
+    EXPECT_THAT(log_.Lines(), ElementsAre(step("Getaddr ok. Address found."), step("Socket created."),
+                                          step("Keepalive set."), step("Socket connected.")));
+    EXPECT_EQ(SocketReports() + ConnectionReports(), 0);
+    EXPECT_EQ(fcntl(DescriptorConnectedTo(listener_.Port()), F_GETFD), FD_CLOEXEC) << "other programs would have it";
 }
 
-TEST_F(ClientSocketConnectTest, TheConnectionIsNotHandedDownToOtherPrograms) {
-    Connect();
-    EXPECT_EQ(fcntl(DescriptorConnectedTo(listener_.Port()), F_GETFD), FD_CLOEXEC);
-}
-
-TEST_F(ClientSocketConnectTest, AFailedResolveIsLoggedWithTheResolversTextAndReportedAsKind0) {
-    const FailingCalls failing(SocketCall::kGetAddrInfo, EAI_NONAME);
-    const int before = OpenDescriptors();
-    EXPECT_FALSE(socket_->Connect());
-    EXPECT_EQ(log_.Count(plog::error, "GetAddrInfo error:Name or service not known"), 1);
-    EXPECT_THAT(Failures(), ElementsAre("GetAddrInfo error:Name or service not known",
-                                        GatewayLine("Name or service not known"), "report 0"));
-    EXPECT_EQ(SocketReports(), 1);
+TEST_F(ClientSocketConnectTest, APortIsResolvedFrom0To65535AndNoOther) {
+    for (const int port : {0, 1, 2101, 65535}) {
+        const FailingCalls unconnected(SocketCall::kSocket, EMFILE);
+        EXPECT_THAT(FailuresOfConnectTo("127.0.0.1", port),
+                    ElementsAre("Cannot create socket:Too many open files", "report 0"));
+    }
+    EXPECT_EQ(log_.Count(plog::debug, "Getaddr ok. Address found."), 4);
+    for (const int port : {-1, -2101, 65536, 65536 + listener_.Port(), 2147483647}) {
+        EXPECT_THAT(FailuresOfConnectTo("127.0.0.1", port),
+                    ElementsAre("GetAddrInfo error:Servname not supported for ai_socktype",
+                                GatewayLine("Servname not supported for ai_socktype", port), "report 0"));
+    }
+    EXPECT_EQ(SocketReports(), 9);
     EXPECT_EQ(ConnectionReports(), 0);
-    EXPECT_EQ(OpenDescriptors(), before);
-    EXPECT_THAT(Callbacks(), IsEmpty());
-}
-
-class PortOutOfRangeTest : public ClientSocketConnectTest, public testing::WithParamInterface<int> {};
-
-TEST_P(PortOutOfRangeTest, IsAFailedResolve) {
-    ClientSocket socket("127.0.0.1", GetParam(), seconds(15));
-    EXPECT_FALSE(socket.Connect());
-    EXPECT_THAT(Failures(), ElementsAre("GetAddrInfo error:Servname not supported for ai_socktype",
-                                        GatewayLine("Servname not supported for ai_socktype", GetParam()), "report 0"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Ports, PortOutOfRangeTest, testing::Values(-1, -2101, 65536, 70000, 2147483647));
-
-class PortInRangeTest : public ClientSocketConnectTest, public testing::WithParamInterface<int> {};
-
-TEST_P(PortInRangeTest, IsResolved) {
-    ClientSocket socket("127.0.0.1", GetParam(), seconds(15));
-    const FailingCalls unconnected(SocketCall::kSocket, EMFILE);
-    EXPECT_FALSE(socket.Connect());
-    EXPECT_EQ(log_.Count(plog::debug, "Getaddr ok. Address found."), 1) << log_.Text();
-    EXPECT_EQ(unconnected.Left(), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Ports, PortInRangeTest, testing::Values(0, 1, 2101, 65535));
-
-TEST_F(ClientSocketConnectTest, APortBeyondTheRangeIsNotTakenModulo65536) {
-    ClientSocket socket("127.0.0.1", listener_.Port() + 65536, seconds(15));
-    EXPECT_FALSE(socket.Connect());
-}
-
-TEST_F(ClientSocketConnectTest, ASocketThatCannotBeCreatedIsLoggedAndReportedAsKind0) {
-    const FailingCalls failing(SocketCall::kSocket, EMFILE);
-    EXPECT_FALSE(socket_->Connect());
-    EXPECT_THAT(Failures(), ElementsAre("Cannot create socket:Too many open files", "report 0"));
     EXPECT_FALSE(log_.Holds(plog::debug, "Socket created."));
 }
 
-TEST_F(ClientSocketConnectTest, TimeoutsThatCannotBeSetAreLoggedAndDoNotStopTheConnection) {
-    {
-        FailingCalls failing(SocketCall::kSetSockOpt, EINVAL);
-        failing.ForOption(SO_RCVTIMEO);
-        Connect();
-    }
-    {
-        FailingCalls failing(SocketCall::kSetSockOpt, EINVAL);
-        failing.ForOption(SO_SNDTIMEO);
-        Connect();
-    }
-    EXPECT_THAT(Failures(), ElementsAre("setsockopt failed for recv timeout.", "setsockopt failed for send timeout"));
-}
-
-TEST_F(ClientSocketConnectTest, KeepAliveThatCannotBeSetIsLoggedAndReportedAsKind0AndDoesNotStopTheConnection) {
-    FailingCalls keepAlive(SocketCall::kSetSockOpt, ENOPROTOOPT);
-    keepAlive.ForOption(SO_KEEPALIVE);
-    Connect();
-    EXPECT_THAT(Failures(), ElementsAre("Unknown option.",
-                                        "Cannot set keep alive for socket. Error:Protocol not available", "report 0"));
-    EXPECT_EQ(SocketReports(), 1);
-    EXPECT_EQ(log_.Count(plog::debug, "Socket connected."), 1);
+TEST_F(ClientSocketConnectTest, AFailedResolveIsLoggedWithTheResolversTextAndTheAddressWithColonsInBrackets) {
+    const FailingCalls failing(SocketCall::kGetAddrInfo, EAI_NONAME);
+    EXPECT_THAT(FailuresOfConnectTo("::1", 2101),
+                ElementsAre("GetAddrInfo error:Name or service not known",
+                            "Gateway at [::1]:2101: Name or service not known", "report 0"));
+    EXPECT_EQ(log_.Count(plog::error, "Gateway at [::1]:2101: Name or service not known"), 1);
 }
 
 int descriptorsAtReport = 0;
 
 TEST_F(ClientSocketConnectTest, ARefusedConnectionIsLoggedThenClosedThenReportedAsKind1) {
     const Testing::ReservedPort nobody;
-    ClientSocket socket("127.0.0.1", nobody.Number(), seconds(15));
+    EXPECT_THAT(FailuresOfConnectTo("127.0.0.1", nobody.Number()),
+                ElementsAre("Cannot connect to socket:Connection refused",
+                            GatewayLine("Connection refused", nobody.Number()), "report 1"));
+    EXPECT_EQ(log_.Count(plog::error, "Cannot connect to socket:Connection refused"), 1);
+    EXPECT_EQ(ConnectionReports(), 1);
+    EXPECT_EQ(SocketReports(), 0);
+
     const int before = OpenDescriptors();
     Diagnostics::ErrorGuard::Configuration configuration;
     configuration.observer = [](std::uint32_t, int) { descriptorsAtReport = OpenDescriptors(); };
     Diagnostics::ErrorGuard::Instance().Configure(configuration);
-
-    EXPECT_FALSE(socket.Connect());
-    EXPECT_EQ(log_.Count(plog::error, "Cannot connect to socket:Connection refused"), 1);
+    FailuresOfConnectTo("127.0.0.1", nobody.Number());
     EXPECT_EQ(descriptorsAtReport, before);
-    EXPECT_EQ(ConnectionReports(), 1);
-    EXPECT_EQ(SocketReports(), 0);
     EXPECT_THAT(Callbacks(), IsEmpty());
-    EXPECT_FALSE(log_.Holds(plog::debug, "Socket connected."));
-}
-
-TEST_F(ClientSocketConnectTest, AFailedConnectReportsAfterItsLines) {
-    const Testing::ReservedPort nobody;
-    ClientSocket socket("127.0.0.1", nobody.Number(), seconds(15));
-    EXPECT_FALSE(socket.Connect());
-    EXPECT_THAT(Failures(), ElementsAre("Cannot connect to socket:Connection refused",
-                                        GatewayLine("Connection refused", nobody.Number()), "report 1"));
-}
-
-TEST_F(ClientSocketConnectTest, AnAddressWithColonsStandsInBracketsInFrontOfItsPort) {
-    const FailingCalls failing(SocketCall::kGetAddrInfo, EAI_NONAME);
-    ClientSocket socket("::1", 2101, seconds(15));
-    EXPECT_FALSE(socket.Connect());
-    EXPECT_EQ(log_.Count(plog::error, "Gateway at [::1]:2101: Name or service not known"), 1) << log_.Text();
 }
 
 TEST_F(ClientSocketConnectTest, ASecondConnectReplacesTheConnection) {
@@ -213,12 +123,6 @@ TEST_F(ClientSocketConnectTest, CloseEndsTheConnectionAndLogsOnce) {
     socket_->Close();
     EXPECT_EQ(log_.Count(plog::debug, "Called close on current connectionSocket."), 1);
     EXPECT_THAT(Callbacks(), IsEmpty());
-}
-
-TEST_F(ClientSocketConnectTest, DestroyingTheSocketClosesTheConnection) {
-    Connect();
-    socket_.reset();
-    EXPECT_TRUE(gateway_.WaitForEnd());
 }
 
 TEST_F(ClientSocketConnectTest, ThereIsNoPendingErrorUntilThePeerResets) {
@@ -278,11 +182,75 @@ TEST_F(ClientSocketConnectTest, AnInterruptedConnectThatIsRefusedSaysSo) {
     const Testing::SignalStorm storm;
     for (int attempt = 0; attempt < 50; ++attempt) {
         const Testing::ReservedPort nobody;
-        ClientSocket socket("127.0.0.1", nobody.Number(), seconds(15));
-        EXPECT_FALSE(socket.Connect());
+        EXPECT_EQ(FailuresOfConnectTo("127.0.0.1", nobody.Number()).front(),
+                  "Cannot connect to socket:Connection refused");
     }
-    EXPECT_EQ(log_.Count(plog::error, "Cannot connect to socket:Connection refused"), 50);
 }
+
+// One option that cannot be set: with which error, and the lines that follow.
+struct OptionCase {
+    int option;
+    int error;
+    std::vector<std::string> lines;
+};
+
+const std::vector<OptionCase> kTimeoutCases = {
+    {SO_RCVTIMEO, EINVAL, {"setsockopt failed for recv timeout."}},
+    {SO_SNDTIMEO, EINVAL, {"setsockopt failed for send timeout"}},
+    {SO_KEEPALIVE,
+     ENOPROTOOPT,
+     {"Unknown option.", "Cannot set keep alive for socket. Error:Protocol not available", "report 0"}},
+};
+
+const std::vector<OptionCase> kKeepAliveCases = {
+    {SO_KEEPALIVE, EBADF, {"Not a valid socket descriptor"}},
+    {SO_KEEPALIVE, EINVAL, {"Invalid keepalive value."}},
+    {SO_KEEPALIVE, EFAULT, {"Cannot set keepalive socket. Invalid option address."}},
+    {SO_KEEPALIVE, ENOTSOCK, {"Not a socket."}},
+    {SO_KEEPALIVE, ENOPROTOOPT, {"Unknown option."}},
+    {TCP_KEEPIDLE, EINVAL, {"Invalid keepalive value.", "Error in set TCP_KEEPIDLE"}},
+    {TCP_KEEPIDLE, EOPNOTSUPP, {"Error in set TCP_KEEPIDLE"}},
+    {TCP_KEEPCNT, ENOPROTOOPT, {"Unknown option.", "Error in set TCP_KEEPCNT"}},
+    {TCP_KEEPINTVL, EINVAL, {"Invalid keepalive value.", "Error in set TCPKEEPINTVL"}},
+};
+
+class OptionTest : public ClientSocketConnectTest, public testing::WithParamInterface<OptionCase> {
+  protected:
+    OptionTest() : failing_(SocketCall::kSetSockOpt, GetParam().error) { failing_.ForOption(GetParam().option); }
+
+    FailingCalls failing_;
+};
+
+using ConnectOptionTest = OptionTest;
+
+TEST_P(ConnectOptionTest, ThatCannotBeSetIsLoggedAndDoesNotStopTheConnection) {
+    Connect();
+    EXPECT_EQ(Failures(), GetParam().lines);
+    EXPECT_EQ(log_.Count(plog::error, GetParam().lines.front()), 1);
+    EXPECT_EQ(log_.Count(plog::debug, "Socket connected."), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, ConnectOptionTest, testing::ValuesIn(kTimeoutCases));
+
+class KeepAliveOptionTest : public OptionTest {};
+
+// Writing a line may fail too, and the caller logs the error of the step behind it.
+TEST_P(KeepAliveOptionTest, ThatCannotBeSetIsLoggedAndEndsTheStepsAndLeavesItsErrorNumber) {
+    const LoopbackSocket plain;
+    const Testing::LogHook hook(GetParam().lines.back(), [] { errno = ENOSPC; });
+    EXPECT_FALSE(socket_->SetKeepAliveOption(plain.Descriptor()));
+    EXPECT_EQ(errno, GetParam().error);
+    EXPECT_EQ(hook.Runs(), 1);
+    EXPECT_EQ(Failures(), GetParam().lines);
+    EXPECT_EQ(log_.Count(plog::error, GetParam().lines.back()), 1);
+    EXPECT_FALSE(log_.Holds(plog::debug, "Keepalive set."));
+    int interval = 0;
+    socklen_t size = sizeof interval;
+    EXPECT_EQ(getsockopt(plain.Descriptor(), IPPROTO_TCP, TCP_KEEPINTVL, &interval, &size), 0);
+    EXPECT_NE(interval, 5) << "the last step came all the same";
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, KeepAliveOptionTest, testing::ValuesIn(kKeepAliveCases));
 
 }  // namespace
 }  // namespace Brenk::Net

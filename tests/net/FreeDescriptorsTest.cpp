@@ -70,13 +70,17 @@ TEST_F(FreeDescriptorsTest, AreKeptInReserveByTheQuarterAnd48AtMost) {
     EXPECT_EQ(DescriptorReserve(), 48U);
 }
 
-TEST_F(FreeDescriptorsTest, AboveThoseOfClientsAreUsedWhereTheyAreAllowed) {
+TEST_F(FreeDescriptorsTest, AreMovedAboveThoseOfClientsAndBackWhereThatIsAllowed) {
+    const int low = LowestFree();
+    const int opened = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(opened, low);
+    ASSERT_TRUE(Allow(1024));
+    EXPECT_EQ(MoveAboveClients(opened), opened);
+    EXPECT_EQ(MoveToLowestNumber(opened), opened);
+    EXPECT_EQ(fcntl(opened, F_GETFD), FD_CLOEXEC);
     if (!Allow(1200)) {
         GTEST_SKIP() << "this machine allows fewer than 1200 descriptors";
     }
-    const int low = LoopbackSocket::Listening().Descriptor();  // closed by now
-    const int opened = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    EXPECT_EQ(opened, low);
     LoopbackSocket moved(MoveAboveClients(opened));
     EXPECT_GE(moved.Descriptor(), 1024);
     EXPECT_EQ(fcntl(moved.Descriptor(), F_GETFD), FD_CLOEXEC);
@@ -86,19 +90,7 @@ TEST_F(FreeDescriptorsTest, AboveThoseOfClientsAreUsedWhereTheyAreAllowed) {
     const LoopbackSocket back(MoveToLowestNumber(fcntl(moved.Descriptor(), F_DUPFD_CLOEXEC, 1100)));
     EXPECT_EQ(back.Descriptor(), low);
     EXPECT_EQ(fcntl(1100, F_GETFD), -1);
-}
-
-TEST_F(FreeDescriptorsTest, StayWhereTheyAreWhenNoneAboveThoseOfClientsIsAllowed) {
-    ASSERT_TRUE(Allow(1024));
-    const LoopbackSocket socket;
-    EXPECT_EQ(MoveAboveClients(socket.Descriptor()), socket.Descriptor());
-    EXPECT_NE(fcntl(socket.Descriptor(), F_GETFD), -1);
-}
-
-TEST_F(FreeDescriptorsTest, StayWhereTheyAreWhenNoLowerOneIsFree) {
-    const LoopbackSocket socket;
-    EXPECT_EQ(MoveToLowestNumber(socket.Descriptor()), socket.Descriptor());
-    EXPECT_NE(fcntl(socket.Descriptor(), F_GETFD), -1);
+    EXPECT_EQ(fcntl(back.Descriptor(), F_GETFD), FD_CLOEXEC);
 }
 
 }  // namespace

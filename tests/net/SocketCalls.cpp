@@ -37,7 +37,6 @@ struct Plan {
 };
 
 std::array<Plan, 10> plans;
-std::atomic<int> lastBoundPort{0};
 
 // What SeenCalls notes, and for whom.
 struct Notes {
@@ -195,10 +194,6 @@ std::vector<std::string> SeenCalls::First(std::size_t count) const {
     return calls;
 }
 
-int LastBoundPort() {
-    return lastBoundPort;
-}
-
 extern "C" {
 
 int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result);
@@ -224,10 +219,9 @@ int __wrap_setsockopt(int descriptor, int level, int option, const void* value, 
 int __real_bind(int descriptor, const sockaddr* address, socklen_t size);
 int __wrap_bind(int descriptor, const sockaddr* address, socklen_t size) {
     const auto* const internet = reinterpret_cast<const sockaddr_in*>(address);
-    lastBoundPort = ntohs(internet->sin_port);
     std::array<char, INET_ADDRSTRLEN> text{};
     inet_ntop(AF_INET, &internet->sin_addr, text.data(), text.size());
-    Note(std::string("bind ") + text.data() + ":" + std::to_string(lastBoundPort));
+    Note(std::string("bind ") + text.data() + ":" + std::to_string(ntohs(internet->sin_port)));
     return FailOr(ErrorOf(SocketCall::kBind), [&] { return __real_bind(descriptor, address, size); });
 }
 

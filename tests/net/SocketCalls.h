@@ -76,7 +76,4 @@ class SeenCalls {
     std::vector<std::string> First(std::size_t count) const;
 };
 
-// The port that the last bind was for, whether it failed or not.
-int LastBoundPort();
-
 }  // namespace Testing

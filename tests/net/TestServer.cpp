@@ -79,14 +79,6 @@ bool TestServer::WaitForEvents(const std::string& what, int count) const {
     return WaitUntil([&] { return Count(what) >= count; }, std::chrono::seconds(20));
 }
 
-TestServer::Bytes TestServer::PacketWith(const std::string& text) {
-    const std::size_t length = 6 + text.size();
-    Bytes packet = {
-        static_cast<unsigned char>(length & 0xFF), static_cast<unsigned char>(length >> 8), 'M', 'U', 'X', 'M'};
-    packet.insert(packet.end(), text.begin(), text.end());
-    return packet;
-}
-
 void TestServer::OnAccepted(int descriptor, void* context) {
     ServerEvent event;
     event.what = "accepted";

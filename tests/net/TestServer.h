@@ -12,6 +12,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/TestClient.h"
 
 namespace Testing {
 
@@ -56,7 +57,7 @@ class TestServer : public testing::Test {
     bool WaitForEvents(const std::string& what, int count) const;
 
     // The packet with this text: length, "MUXM", text.
-    static Bytes PacketWith(const std::string& text);
+    static Bytes PacketWith(const std::string& text) { return Packet(text); }
 
     ReservedPort port_;
     CapturedLog log_;

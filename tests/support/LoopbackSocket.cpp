@@ -111,44 +111,54 @@ int LoopbackSocket::Descriptor() const {
     return descriptor_;
 }
 
-void LoopbackSocket::Send(const Bytes& bytes) {
-    std::size_t sent = 0;
-    while (sent < bytes.size()) {
-        sent += static_cast<std::size_t>(
-            Checked("send", [&] { return send(descriptor_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL); }));
+void LoopbackSocket::SendText(std::string_view text) const {
+    while (!text.empty()) {
+        const auto sent = Checked("send", [&] { return send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL); });
+        text.remove_prefix(static_cast<std::size_t>(sent));
     }
-}
-
-std::size_t LoopbackSocket::ReceiveOnce(Bytes& chunk, Clock::time_point end) {
-    if (!WaitForInput(descriptor_, end)) {
-        return 0;
-    }
-    return static_cast<std::size_t>(Checked("recv", [&] {
-        const ssize_t count = recv(descriptor_, chunk.data(), chunk.size(), 0);
-        return count == -1 && errno == ECONNRESET ? 0 : count;
-    }));
 }
 
 LoopbackSocket::Bytes LoopbackSocket::Receive(std::size_t count, std::chrono::milliseconds deadline) {
     const auto end = Clock::now() + deadline;
     Bytes received;
-    while (received.size() < count) {
-        Bytes chunk(std::min(kChunkBytes, count - received.size()));
-        const std::size_t size = ReceiveOnce(chunk, end);
-        if (size == 0) {
+    while (received.size() < count && WaitForInput(descriptor_, end)) {
+        const Bytes chunk = ReceiveAvailable(std::min(kChunkBytes, count - received.size()));
+        if (chunk.empty()) {
             break;
         }
-        received.insert(received.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(size));
+        received.insert(received.end(), chunk.begin(), chunk.end());
     }
     return received;
 }
 
-bool LoopbackSocket::WaitForEnd(std::chrono::milliseconds deadline) {
+LoopbackSocket::Bytes LoopbackSocket::ReceiveAvailable(std::size_t most) const {
+    Bytes chunk(most);
+    const auto count = Checked("recv", [&] {
+        const ssize_t result = recv(descriptor_, chunk.data(), chunk.size(), MSG_DONTWAIT);
+        return result == -1 && (errno == ECONNRESET || errno == EAGAIN) ? 0 : result;
+    });
+    chunk.resize(static_cast<std::size_t>(count));
+    return chunk;
+}
+
+bool LoopbackSocket::IsQuietFor(std::chrono::milliseconds duration) const {
+    return !WaitForInput(descriptor_, Clock::now() + duration);
+}
+
+LoopbackSocket::Ending LoopbackSocket::WaitForEnding(std::chrono::milliseconds deadline) {
     const auto end = Clock::now() + deadline;
     Bytes chunk(kChunkBytes);
-    while (ReceiveOnce(chunk, end) != 0) {
+    while (WaitForInput(descriptor_, end)) {
+        constexpr ssize_t kIsReset = -2;
+        const auto count = Checked("recv", [&] {
+            const ssize_t result = recv(descriptor_, chunk.data(), chunk.size(), 0);
+            return result == -1 && errno == ECONNRESET ? kIsReset : result;
+        });
+        if (count <= 0) {
+            return count == 0 ? Ending::kClosed : Ending::kReset;
+        }
     }
-    return Clock::now() < end;
+    return Ending::kNone;
 }
 
 void LoopbackSocket::ShutDownSending() {

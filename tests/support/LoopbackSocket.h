@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <string_view>
 #include <vector>
 
 namespace Testing {
@@ -12,6 +13,9 @@ namespace Testing {
 class LoopbackSocket {
   public:
     using Bytes = std::vector<unsigned char>;
+
+    // How the peer ended the connection.
+    enum class Ending { kNone, kClosed, kReset };
 
     // A socket that is not connected yet.
     LoopbackSocket();
@@ -39,13 +43,25 @@ class LoopbackSocket {
     int Descriptor() const;
 
     // Sends everything, however long the peer takes.
-    void Send(const Bytes& bytes);
+    void Send(const Bytes& bytes) const { SendText({reinterpret_cast<const char*>(bytes.data()), bytes.size()}); }
+    void SendText(std::string_view text) const;
 
     // Receives until there are `count` bytes. Returns fewer when the peer ends the connection or the deadline passes.
     Bytes Receive(std::size_t count, std::chrono::milliseconds deadline = std::chrono::seconds(10));
 
-    // Waits until the peer has closed or reset the connection, dropping what still arrives; false at the deadline.
-    bool WaitForEnd(std::chrono::milliseconds deadline = std::chrono::seconds(10));
+    // What has arrived, at most so many bytes, without waiting; nothing too at the end of the connection.
+    Bytes ReceiveAvailable(std::size_t most) const;
+
+    // Whether for so long neither bytes nor the connection's end arrive, nor a connection on a listening socket.
+    bool IsQuietFor(std::chrono::milliseconds duration) const;
+
+    // Waits until the peer has closed or reset the connection, dropping what still arrives; kNone at the deadline.
+    Ending WaitForEnding(std::chrono::milliseconds deadline = std::chrono::seconds(10));
+
+    // The same; false at the deadline.
+    bool WaitForEnd(std::chrono::milliseconds deadline = std::chrono::seconds(10)) {
+        return WaitForEnding(deadline) != Ending::kNone;
+    }
 
     // Closes the sending direction only.
     void ShutDownSending();
@@ -56,9 +72,6 @@ class LoopbackSocket {
     void Reset();
 
   private:
-    // Waits for input and receives once: the number of bytes, 0 at the end of the connection or at the deadline.
-    std::size_t ReceiveOnce(Bytes& chunk, std::chrono::steady_clock::time_point end);
-
     int descriptor_;
 };
 

@@ -114,13 +114,6 @@ Strings QuotesIn(const std::string& cell) {
     return quotes;
 }
 
-TEST(Handbook, CutsTheLinesOutOfACell) {
-    EXPECT_EQ(QuotesIn("none"), Strings{});
-    EXPECT_EQ(QuotesIn("One."), Strings{"One."});
-    EXPECT_EQ(QuotesIn("One.`, `Two."), (Strings{"One.", "Two."}));
-    EXPECT_EQ(QuotesIn("One.` or another, `Two.` and more"), (Strings{"One.", "Two."}));
-}
-
 TEST(Handbook, HasTheStatusAndTheLastLinesOfEveryEnding) {
     std::size_t rows = 0;
     for (const auto& row : Documents::Book("operations.md").Table("statuses")) {

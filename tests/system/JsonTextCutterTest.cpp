@@ -1,10 +1,10 @@
 // The cutter decides what counts as one answer, so it is tested itself.
 
-#include "tests/system/support/JsonTextCutter.h"
+#include "tests/support/JsonTextCutter.h"
 
 #include <gtest/gtest.h>
 
-namespace SystemTest {
+namespace Testing {
 namespace {
 
 TEST(JsonTextCutter, CutsObjectsThatFollowOneAnother) {
@@ -34,4 +34,4 @@ TEST(JsonTextCutter, HandsOutWhatBeginsNoObject) {
 }
 
 }  // namespace
-}  // namespace SystemTest
+}  // namespace Testing

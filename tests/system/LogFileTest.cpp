@@ -226,7 +226,7 @@ TEST(Console, HasTheLinesOfTheTracerWithTheDebugOptionOnly) {
 
 constexpr const char* kColorStart = "\x1B[";
 
-std::string ConsoleOf(const std::vector<std::string>& options, ChildOutput::Console console) {
+std::string ConsoleOf(const std::vector<std::string>& options, Console console) {
     const Testing::ReservedPort port;
     MuxProcess mux(With(PortArguments(port), With({"--logFile", "/nonexistent/folder/mux.log"}, options)), {}, console);
     EXPECT_TRUE(mux.WaitFor("Mux ended initialization process."));
@@ -239,10 +239,10 @@ bool HasColors(const std::string& output) {
 
 // The warning about the file gives the console something to colour.
 TEST(Console, HasColorsWhenAskedForAndOnlyOnATerminal) {
-    EXPECT_TRUE(HasColors(ConsoleOf({"--colors"}, ChildOutput::Console::kTerminal)));
-    EXPECT_TRUE(HasColors(ConsoleOf({"--colors=1"}, ChildOutput::Console::kTerminal)));
-    EXPECT_FALSE(HasColors(ConsoleOf({}, ChildOutput::Console::kTerminal)));
-    EXPECT_FALSE(HasColors(ConsoleOf({"--colors"}, ChildOutput::Console::kPipe)));
+    EXPECT_TRUE(HasColors(ConsoleOf({"--colors"}, Console::kTerminal)));
+    EXPECT_TRUE(HasColors(ConsoleOf({"--colors=1"}, Console::kTerminal)));
+    EXPECT_FALSE(HasColors(ConsoleOf({}, Console::kTerminal)));
+    EXPECT_FALSE(HasColors(ConsoleOf({"--colors"}, Console::kPipe)));
 }
 
 }  // namespace

@@ -20,7 +20,9 @@ namespace {
 
 using Testing::CapturedLog;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
+using testing::Pair;
 using Testing::PthreadCalls;
 
 class MutexGuardTest : public testing::Test {
@@ -42,25 +44,22 @@ TEST_F(MutexGuardTest, LockOf5OnALockedGuardReturnsFalseAndChangesNothing) {
     EXPECT_TRUE(guard.Release());
 }
 
-TEST_F(MutexGuardTest, TwoGuardsOfOneMutexAreBothLockedAtTheSameTimeByOneThread) {
+TEST_F(MutexGuardTest, GuardsOfOneMutexAreAllLockedAtTheSameTime) {
     MutexGuard first = NewGuard();
     MutexGuard second = NewGuard();
     EXPECT_TRUE(first.Lock(5));
     EXPECT_TRUE(second.Lock(5));
-    EXPECT_TRUE(first.Release());
-    EXPECT_TRUE(second.Release());
-}
-
-TEST_F(MutexGuardTest, TwoGuardsOfOneMutexAreBothLockedAtTheSameTimeByTwoThreads) {
-    MutexGuard first = NewGuard();
-    EXPECT_TRUE(first.Lock(5));
     std::thread([this] {
-        MutexGuard second = NewGuard();
-        EXPECT_TRUE(second.Lock(5));
-        EXPECT_TRUE(second.Release());
-        EXPECT_TRUE(second.Lock());
+        MutexGuard third = NewGuard();
+        EXPECT_TRUE(third.Lock(5));
+        EXPECT_TRUE(third.Release());
+        EXPECT_TRUE(third.Lock());
     }).join();
     EXPECT_TRUE(first.Release());
+    EXPECT_FALSE(first.Release());
+    EXPECT_TRUE(first.Lock(10));
+    EXPECT_TRUE(first.Release());
+    EXPECT_TRUE(second.Release());
 }
 
 TEST_F(MutexGuardTest, ReleaseOnAnUnlockedGuardReturnsFalse) {
@@ -68,15 +67,6 @@ TEST_F(MutexGuardTest, ReleaseOnAnUnlockedGuardReturnsFalse) {
     const PthreadCalls calls(guard);
     EXPECT_FALSE(guard.Release());
     EXPECT_THAT(calls.Names(), IsEmpty());
-}
-
-TEST_F(MutexGuardTest, AGuardCanBeLockedAgainAfterItsRelease) {
-    MutexGuard guard = NewGuard();
-    EXPECT_TRUE(guard.Lock(5));
-    EXPECT_TRUE(guard.Release());
-    EXPECT_FALSE(guard.Release());
-    EXPECT_TRUE(guard.Lock(10));
-    EXPECT_TRUE(guard.Release());
 }
 
 TEST_F(MutexGuardTest, ReleaseReturnsTrueAlsoWhenTheUnlockFails) {
@@ -104,31 +94,28 @@ TEST_F(MutexGuardTest, AGuardWithoutAMutexOfItsOwnCanBeLocked) {
     EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex window"), 1);
     MutexGuard unnamed;
     EXPECT_TRUE(unnamed.Lock(5));
-}
-
-TEST_F(MutexGuardTest, AGuardWithoutANameHasAnEmptyOne) {
-    MutexGuard unnamed;
+    EXPECT_TRUE(unnamed.Release());
     EXPECT_TRUE(unnamed.Lock());
     EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex "), 1);
 }
 
-TEST_F(MutexGuardTest, LockNowWithATimeoutLocksWithIt) {
-    std::optional<MutexGuard> guard;
-    const PthreadCalls calls(guard);
-    guard.emplace(mutex_.GetMutex(), "door", true, 15);
-    EXPECT_THAT(calls.Names(), ElementsAre("mutex_timedlock"));
-    EXPECT_EQ(calls.Deadline().tv_sec, 15);
-    EXPECT_THAT(log_.Lines(), IsEmpty());
-    EXPECT_TRUE(guard->Release());
-}
+// Makes a guard that locks the mutex at once, and expects the call that this takes.
+struct LockNow {
+    int timeout;
+    const char* call;
+    int lines;  // only a lock without time-out is warned of
+};
 
-TEST_F(MutexGuardTest, LockNowWithATimeoutBelow0LocksWithItToo) {
-    std::optional<MutexGuard> guard;
-    const PthreadCalls calls(guard);
-    guard.emplace(mutex_.GetMutex(), "door", true, -1);
-    EXPECT_THAT(calls.Names(), ElementsAre("mutex_lock"));
-    EXPECT_THAT(log_.Lines(), IsEmpty()) << "only a lock without time-out is warned of";
-    EXPECT_TRUE(guard->Release());
+TEST_F(MutexGuardTest, LockNowLocksWithItsTimeout) {
+    for (const LockNow& row :
+         {LockNow{15, "mutex_timedlock", 0}, LockNow{-1, "mutex_lock", 0}, LockNow{0, "mutex_lock", 1}}) {
+        std::optional<MutexGuard> guard;
+        const PthreadCalls calls(guard);
+        guard.emplace(mutex_.GetMutex(), "door", true, row.timeout);
+        EXPECT_THAT(calls.Names(), ElementsAre(row.call));
+        EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex door"), row.lines);
+        EXPECT_TRUE(guard->Release());
+    }
 }
 
 TEST_F(MutexGuardTest, WithoutLockNowATimeoutLocksNothing) {
@@ -139,44 +126,26 @@ TEST_F(MutexGuardTest, WithoutLockNowATimeoutLocksNothing) {
     EXPECT_FALSE(guard->Release());
 }
 
-TEST_F(MutexGuardTest, LockNowWithATimeoutOf0LocksWithoutTimeout) {
-    MutexGuard guard(mutex_.GetMutex(), "door", true, 0);
-    EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex door"), 1);
-    EXPECT_TRUE(guard.Release());
+TEST_F(MutexGuardTest, TheDestructorUnlocksAGuardThatIsLocked) {
+    for (const bool isLocked : {true, false}) {
+        std::optional<MutexGuard> guard(NewGuard());
+        EXPECT_TRUE(!isLocked || guard->Lock(5));
+        const PthreadCalls calls(guard);
+        guard.reset();
+        EXPECT_EQ(calls.Count("mutex_unlock"), isLocked ? 1 : 0);
+    }
 }
 
-TEST_F(MutexGuardTest, TheDestructorUnlocksALockedGuard) {
-    std::optional<MutexGuard> guard(NewGuard());
-    ASSERT_TRUE(guard->Lock(5));
-    const PthreadCalls calls(guard);
-    guard.reset();
-    EXPECT_EQ(calls.Count("mutex_unlock"), 1);
-}
-
-TEST_F(MutexGuardTest, TheDestructorUnlocksNothingThatIsNotLocked) {
-    std::optional<MutexGuard> guard(NewGuard());
-    const PthreadCalls calls(guard);
-    guard.reset();
-    EXPECT_EQ(calls.Count("mutex_unlock"), 0);
-}
-
-TEST_F(MutexGuardTest, ACopyOfAGuardLocksACopyOfItsMutex) {
+TEST_F(MutexGuardTest, ACopyOfAGuardLocksACopyOfItsMutexUnderItsName) {
     MutexGuard guard;
     guard = NewGuard();
     MutexGuard copy(guard);
     EXPECT_TRUE(guard.Lock(5));
-    EXPECT_TRUE(copy.Lock(5));
+    EXPECT_TRUE(copy.Lock());
+    EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex door"), 1);
     copy = guard;
     EXPECT_FALSE(copy.Release()) << "an assigned guard holds nothing yet";
     EXPECT_TRUE(guard.Release());
-}
-
-TEST_F(MutexGuardTest, ACopyCarriesTheNameIntoTheLog) {
-    MutexGuard guard;
-    guard = NewGuard();
-    MutexGuard copy(guard);
-    EXPECT_TRUE(copy.Lock());
-    EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex door"), 1);
 }
 
 TEST_F(MutexGuardTest, AssigningAGuardToItselfKeepsItLocked) {
@@ -185,15 +154,6 @@ TEST_F(MutexGuardTest, AssigningAGuardToItselfKeepsItLocked) {
     const MutexGuard& itself = guard;
     guard = itself;
     EXPECT_TRUE(guard.Release());
-}
-
-TEST_F(MutexGuardTest, LockWithoutTimeoutLogsAWarningAndTakesTheMutex) {
-    MutexGuard guard = NewGuard();
-    const PthreadCalls calls(guard);
-    EXPECT_TRUE(guard.Lock());
-    EXPECT_THAT(calls.Names(), ElementsAre("mutex_lock"));
-    EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex door"), 1);
-    EXPECT_EQ(log_.Lines().size(), 1U);
 }
 
 TEST_F(MutexGuardTest, LockWithoutTimeoutOnALockedGuardReturnsAtOnce) {
@@ -229,26 +189,19 @@ TEST_F(MutexGuardTest, LockWithoutTimeoutLogsBeforeItWaits) {
               "0 calls, then bool Threading::MutexGuard::Lock() Requested lock withtout timeout for mutex door\n");
 }
 
-class LockResultTest : public MutexGuardTest, public testing::WithParamInterface<int> {};
-
-TEST_P(LockResultTest, WithoutTimeoutIsAnErrorAndLeavesTheGuardUnlocked) {
-    MutexGuard guard = NewGuard();
-    PthreadCalls calls(guard);
-    calls.Fail("mutex_lock", GetParam());
-    EXPECT_FALSE(guard.Lock());
-    const auto lines = log_.Lines();
-    ASSERT_EQ(lines.size(), 2U) << log_.Text();
-    EXPECT_EQ(lines.at(0).first, plog::warning);
-    EXPECT_THAT(lines.at(0).second, testing::EndsWith(" Requested lock withtout timeout for mutex door"));
-    EXPECT_EQ(lines.at(1).first, plog::error);
-    EXPECT_THAT(lines.at(1).second, testing::EndsWith(" Cannot lock for mutex door"));
-    EXPECT_FALSE(guard.Release());
-}
-
 // EOWNERDEAD gets no special handling without a time-out.
-INSTANTIATE_TEST_SUITE_P(Results, LockResultTest,
-                         testing::Values(EINVAL, EAGAIN, EDEADLK, ETIMEDOUT, EOWNERDEAD, ENOTRECOVERABLE, EPERM),
-                         [](const auto& tested) { return std::string(strerrorname_np(tested.param)); });
+TEST_F(MutexGuardTest, AnyFailureOfALockWithoutTimeoutIsAnErrorAndLeavesTheGuardUnlocked) {
+    int failures = 0;
+    for (const int result : {EINVAL, EAGAIN, EDEADLK, ETIMEDOUT, EOWNERDEAD, ENOTRECOVERABLE, EPERM}) {
+        MutexGuard guard = NewGuard();
+        PthreadCalls calls(guard);
+        calls.Fail("mutex_lock", result);
+        EXPECT_FALSE(guard.Lock()) << result;
+        EXPECT_FALSE(guard.Release()) << result;
+        EXPECT_EQ(log_.Count(plog::error, "Cannot lock for mutex door"), ++failures);
+    }
+    EXPECT_EQ(log_.Lines().size(), 2U * static_cast<std::size_t>(failures)) << log_.Text();
+}
 
 TEST_F(MutexGuardTest, TheDeadlineOfATimedLockIsThatManySecondsAfterTheEpoch) {
     for (const int timeout : {5, 10, 15, 1}) {
@@ -294,21 +247,19 @@ TEST_F(MutexGuardTest, ATimedLockThatTimesOutIsAnError) {
 }
 
 TEST_F(MutexGuardTest, ATimedLockThatFindsADeadOwnerRecoversTheMutex) {
-    MutexGuard guard = NewGuard();
-    PthreadCalls calls(guard);
-    calls.Fail("mutex_timedlock", EOWNERDEAD);
-    calls.Fail("mutex_consistent", 0);
-    EXPECT_TRUE(guard.Lock(5));
-    EXPECT_THAT(calls.Names(), ElementsAre("mutex_timedlock", "mutex_consistent"));
-    const auto lines = log_.Lines();
-    ASSERT_EQ(lines.size(), 2U) << log_.Text();
-    EXPECT_EQ(lines.at(0).first, plog::info);
-    EXPECT_THAT(lines.at(0).second, testing::EndsWith(" Mutex owner is dead. Reclaiming consistancy of current mutex"));
-    EXPECT_EQ(lines.at(1).first, plog::info);
-    EXPECT_THAT(
-        lines.at(1).second,
-        testing::EndsWith(" Current mutex door is considered locked as recovered consistancy from dead owner."));
-    EXPECT_TRUE(guard.Release());
+    for (const int consistent : {0, EPERM}) {
+        MutexGuard guard = NewGuard();
+        PthreadCalls calls(guard);
+        calls.Fail("mutex_timedlock", EOWNERDEAD);
+        calls.Fail("mutex_consistent", consistent);
+        EXPECT_TRUE(guard.Lock(5));
+        EXPECT_THAT(calls.Names(), ElementsAre("mutex_timedlock", "mutex_consistent"));
+        EXPECT_TRUE(guard.Release());
+    }
+    const auto reclaiming = Pair(plog::info, EndsWith(" Mutex owner is dead. Reclaiming consistancy of current mutex"));
+    const auto recovered = Pair(
+        plog::info, EndsWith(" Current mutex door is considered locked as recovered consistancy from dead owner."));
+    EXPECT_THAT(log_.Lines(), ElementsAre(reclaiming, recovered, reclaiming, recovered));
 }
 
 TEST_F(MutexGuardTest, ADeadOwnersMutexThatCannotBeMadeConsistentThrows) {
@@ -328,33 +279,21 @@ TEST_F(MutexGuardTest, ADeadOwnersMutexThatCannotBeMadeConsistentThrows) {
     EXPECT_FALSE(guard.Release()) << "it is not locked";
 }
 
-TEST_F(MutexGuardTest, AnotherFailureToMakeItConsistentCountsAsRecovered) {
-    MutexGuard guard = NewGuard();
-    PthreadCalls calls(guard);
-    calls.Fail("mutex_timedlock", EOWNERDEAD);
-    calls.Fail("mutex_consistent", EPERM);
-    EXPECT_TRUE(guard.Lock(5));
-    EXPECT_TRUE(guard.Release());
+TEST_F(MutexGuardTest, AnyOtherFailureOfATimedLockIsAWarningAndLeavesTheGuardUnlocked) {
+    int failures = 0;
+    for (const int result : {EINVAL, EAGAIN, EPERM, EBUSY, ENOTRECOVERABLE}) {
+        MutexGuard guard = NewGuard();
+        PthreadCalls calls(guard);
+        calls.Fail("mutex_timedlock", result);
+        EXPECT_FALSE(guard.Lock(5)) << result;
+        EXPECT_FALSE(guard.Release()) << result;
+        EXPECT_EQ(log_.Count(plog::warning,
+                             "Cannot lock mutex. The mutex is already locked and timedout, or there was an error. "
+                             "Mutex door"),
+                  ++failures);
+    }
+    EXPECT_EQ(log_.Lines().size(), static_cast<std::size_t>(failures)) << log_.Text();
 }
-
-class TimedLockResultTest : public MutexGuardTest, public testing::WithParamInterface<int> {};
-
-TEST_P(TimedLockResultTest, IsAWarningAndLeavesTheGuardUnlocked) {
-    MutexGuard guard = NewGuard();
-    PthreadCalls calls(guard);
-    calls.Fail("mutex_timedlock", GetParam());
-    EXPECT_FALSE(guard.Lock(5));
-    EXPECT_EQ(log_.Count(plog::warning,
-                         "Cannot lock mutex. The mutex is already locked and timedout, or there was an error. Mutex "
-                         "door"),
-              1);
-    EXPECT_EQ(log_.Lines().size(), 1U);
-    EXPECT_FALSE(guard.Release());
-}
-
-INSTANTIATE_TEST_SUITE_P(OtherResults, TimedLockResultTest,
-                         testing::Values(EINVAL, EAGAIN, EPERM, EBUSY, ENOTRECOVERABLE),
-                         [](const auto& tested) { return std::string(strerrorname_np(tested.param)); });
 
 // The table of results holds for a lock without deadline as well, when it is asked for by a time-out below 1.
 TEST_F(MutexGuardTest, ATimeoutBelow1HasTheResultsOfATimedLock) {

@@ -10,6 +10,7 @@
 #include <ostream>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "tests/support/CapturedLog.h"
 #include "tests/threading/OriginalMutex.h"
@@ -25,19 +26,18 @@ using testing::IsEmpty;
 using Testing::OriginalMutex;
 using Testing::PthreadCalls;
 
-TEST(Mutex, IsCreatedErrorCheckingAndRobustInThisOrderOfCalls) {
-    Mutex mutex("m", false, false);
-    const PthreadCalls calls(mutex);
-    EXPECT_TRUE(mutex.Initialize(true));
-    EXPECT_THAT(calls.Names(), ElementsAre("mutexattr_init", "mutexattr_settype errorcheck",
-                                           "mutexattr_setrobust robust", "mutex_init with attributes"));
-}
-
-TEST(Mutex, IsNotMadeRobustUnlessRequested) {
-    Mutex mutex("m", false, false);
-    const PthreadCalls calls(mutex);
-    EXPECT_TRUE(mutex.Initialize(false));
-    EXPECT_THAT(calls.Names(),
+TEST(Mutex, IsCreatedErrorCheckingAndRobustOnRequestInThisOrderOfCalls) {
+    Mutex robust("m", false, false);
+    const auto calls = [](Mutex& mutex, bool isRobust) {
+        const PthreadCalls made(mutex);
+        EXPECT_TRUE(mutex.Initialize(isRobust));
+        return made.Names();
+    };
+    EXPECT_THAT(calls(robust, true), ElementsAre("mutexattr_init", "mutexattr_settype errorcheck",
+                                                 "mutexattr_setrobust robust", "mutex_init with attributes"));
+    EXPECT_THAT(calls(robust, true), IsEmpty()) << "it is initialized";
+    Mutex plain("m", false, false);
+    EXPECT_THAT(calls(plain, false),
                 ElementsAre("mutexattr_init", "mutexattr_settype errorcheck", "mutex_init with attributes"));
 }
 
@@ -89,15 +89,6 @@ TEST(Mutex, TheConstructorInitializesNothingUnlessTold) {
     EXPECT_EQ(log.Count(plog::info, "Mutex m created."), 1);
 }
 
-TEST(Mutex, InitializeOnAnInitializedMutexDoesNothing) {
-    Mutex mutex("m");
-    const CapturedLog log;
-    const PthreadCalls calls(mutex);
-    EXPECT_TRUE(mutex.Initialize(true));
-    EXPECT_THAT(calls.Names(), IsEmpty());
-    EXPECT_THAT(log.Lines(), IsEmpty());
-}
-
 // One row of the tables of failures.
 struct Failure {
     const char* call;
@@ -125,25 +116,17 @@ constexpr Failure kFailures[] = {
 
 class MutexFailureTest : public testing::TestWithParam<Failure> {};
 
-TEST_P(MutexFailureTest, IsLoggedWithItsReasonAtErrorAndEndsTheInitialization) {
+TEST_P(MutexFailureTest, IsLoggedWithItsReasonAndEndsTheInitializationWhichCanBeRepeated) {
     const CapturedLog log;
-    Mutex mutex("door", false, true);
-    PthreadCalls calls(mutex);
-    calls.Fail(GetParam().call, GetParam().result);
-    EXPECT_FALSE(mutex.Initialize(true));
-    EXPECT_EQ(log.Count(plog::error, GetParam().text), 1) << log.Text();
-    EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
-    EXPECT_EQ(calls.Names().back(), GetParam().call);
-}
-
-TEST_P(MutexFailureTest, LeavesTheMutexToBeInitializedLater) {
     Mutex mutex("door", false, true);
     {
         PthreadCalls calls(mutex);
         calls.Fail(GetParam().call, GetParam().result);
         EXPECT_FALSE(mutex.Initialize(true));
+        EXPECT_EQ(log.Count(plog::error, GetParam().text), 1) << log.Text();
+        EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
+        EXPECT_EQ(calls.Names().back(), GetParam().call);
     }
-    const CapturedLog log;
     EXPECT_TRUE(mutex.Initialize(true));
     EXPECT_EQ(log.Count(plog::info, "Mutex door created."), 1) << log.Text();
 }
@@ -158,24 +141,19 @@ std::string FailureName(const testing::TestParamInfo<Failure>& tested) {
 
 INSTANTIATE_TEST_SUITE_P(Results, MutexFailureTest, testing::ValuesIn(kFailures), FailureName);
 
-class MutexUnlistedResultTest : public testing::TestWithParam<Failure> {};
-
-TEST_P(MutexUnlistedResultTest, CountsAsSuccess) {
-    const CapturedLog log;
-    Mutex mutex("door", false, true);
-    PthreadCalls calls(mutex);
-    calls.Fail(GetParam().call, GetParam().result);
-    EXPECT_TRUE(mutex.Initialize(true));
-    EXPECT_EQ(log.Count(plog::info, "Mutex door created."), 1);
-    EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
+TEST(Mutex, ResultsThatAreNotListedCountAsSuccess) {
+    for (const auto& [call, result] :
+         {std::pair{"mutexattr_settype errorcheck", EPERM}, std::pair{"mutexattr_setrobust robust", ENOTSUP},
+          std::pair{"mutex_init with attributes", EFAULT}, std::pair{"mutex_init with attributes", ENOTSUP}}) {
+        const CapturedLog log;
+        Mutex mutex("door", false, true);
+        PthreadCalls calls(mutex);
+        calls.Fail(call, result);
+        EXPECT_TRUE(mutex.Initialize(true)) << call;
+        EXPECT_EQ(log.Count(plog::info, "Mutex door created."), 1);
+        EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Results, MutexUnlistedResultTest,
-                         testing::Values(Failure{"mutexattr_settype errorcheck", EPERM, ""},
-                                         Failure{"mutexattr_setrobust robust", ENOTSUP, ""},
-                                         Failure{"mutex_init with attributes", EFAULT, ""},
-                                         Failure{"mutex_init with attributes", ENOTSUP, ""}),
-                         FailureName);
 
 TEST(Mutex, AFailureInTheConstructorIsLoggedTwice) {
     const CapturedLog log;
@@ -191,47 +169,39 @@ TEST(Mutex, AFailureInTheConstructorIsLoggedTwice) {
     mutex->~Mutex();
 }
 
-TEST(Mutex, DestroyDestroysTheMutexAndThenItsAttributes) {
-    Mutex mutex("door");
-    const CapturedLog log;
-    const PthreadCalls calls(mutex);
-    EXPECT_TRUE(mutex.Destroy());
-    EXPECT_THAT(calls.Names(), ElementsAre("mutex_destroy", "mutexattr_destroy"));
-    const auto lines = log.Lines();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_THAT(lines.at(0).second, testing::EndsWith(" Mutex door destroyed."));
-    EXPECT_THAT(lines.at(1).second, testing::EndsWith(" Mutex attribute structure for door destroyed."));
+TEST(Mutex, DestroyAndTheDestructorDestroyTheMutexAndThenItsAttributes) {
+    for (const bool isExplicit : {true, false}) {
+        std::optional<Mutex> mutex;
+        mutex.emplace("door");
+        const CapturedLog log;
+        const PthreadCalls calls(mutex);
+        EXPECT_TRUE(!isExplicit || mutex->Destroy());
+        isExplicit ? void() : mutex.reset();
+        EXPECT_THAT(calls.Names(), ElementsAre("mutex_destroy", "mutexattr_destroy"));
+        const auto lines = log.Lines();
+        ASSERT_EQ(lines.size(), 2U);
+        EXPECT_THAT(lines.at(0).second, testing::EndsWith(" Mutex door destroyed."));
+        EXPECT_THAT(lines.at(1).second, testing::EndsWith(" Mutex attribute structure for door destroyed."));
+    }
 }
 
-TEST(Mutex, AMutexThatCannotBeDestroyedIsAnErrorAndItsAttributesAreDestroyedAllTheSame) {
-    Mutex mutex("door");
-    const CapturedLog log;
-    PthreadCalls calls(mutex);
-    calls.Fail("mutex_destroy", EBUSY);
-    EXPECT_FALSE(mutex.Destroy());
-    EXPECT_EQ(log.Count(plog::error, "Error destroying mutex door"), 1);
-    EXPECT_EQ(log.Count(plog::info, "Mutex attribute structure for door destroyed."), 1);
-}
-
-TEST(Mutex, AttributesThatCannotBeDestroyedAreAnError) {
-    Mutex mutex("door");
-    const CapturedLog log;
-    PthreadCalls calls(mutex);
-    calls.Fail("mutexattr_destroy", EINVAL);
-    EXPECT_FALSE(mutex.Destroy());
-    EXPECT_EQ(log.Count(plog::info, "Mutex door destroyed."), 1);
-    EXPECT_EQ(log.Count(plog::error, "Error destroying mutex attributes for door"), 1);
-}
-
-TEST(Mutex, TheDestructorCallsDestroy) {
-    std::optional<Mutex> mutex;
-    mutex.emplace("door");
-    const CapturedLog log;
-    const PthreadCalls calls(mutex);
-    mutex.reset();
-    EXPECT_THAT(calls.Names(), ElementsAre("mutex_destroy", "mutexattr_destroy"));
-    EXPECT_EQ(log.Count(plog::info, "Mutex door destroyed."), 1);
-    EXPECT_EQ(log.Count(plog::info, "Mutex attribute structure for door destroyed."), 1);
+TEST(Mutex, WhatCannotBeDestroyedIsAnErrorAndTheOtherIsDestroyedAllTheSame) {
+    struct Row {
+        const char* call;
+        const char* error;
+        const char* destroyed;
+    };
+    for (const Row& row :
+         {Row{"mutex_destroy", "Error destroying mutex door", "Mutex attribute structure for door destroyed."},
+          Row{"mutexattr_destroy", "Error destroying mutex attributes for door", "Mutex door destroyed."}}) {
+        Mutex mutex("door");
+        const CapturedLog log;
+        PthreadCalls calls(mutex);
+        calls.Fail(row.call, EBUSY);
+        EXPECT_FALSE(mutex.Destroy());
+        EXPECT_EQ(log.Count(plog::error, row.error), 1);
+        EXPECT_EQ(log.Count(plog::info, row.destroyed), 1);
+    }
 }
 
 // To destroy a POSIX mutex that does not exist is undefined, so it must not come to that.

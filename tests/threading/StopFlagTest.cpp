@@ -6,12 +6,27 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/support/WaitUntil.h"
+#include "tests/support/SignalStorm.h"
 
 namespace Threading {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+TEST(Sleep, SignalsDoNotShortenIt) {
+    const Testing::SignalStorm storm;
+    const auto begin = Clock::now();
+    SleepFor(std::chrono::milliseconds(200));
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(200));
+    EXPECT_GT(storm.Handled(), 1);
+}
+
+TEST(Sleep, TakesWholeSecondsAndTheirParts) {
+    const auto begin = Clock::now();
+    SleepFor(std::chrono::milliseconds(1010));
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(1010));
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(10));
+}
 
 TEST(StopFlag, ASleepLastsItsWholeTimeUntilStopped) {
     StopFlag stop;

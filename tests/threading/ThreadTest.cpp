@@ -16,6 +16,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/threading/PthreadCalls.h"
+#include "tests/threading/Unwinding.h"
 #include "threading/CatchAll.h"
 
 namespace Threading {
@@ -25,20 +26,8 @@ using Testing::CapturedLog;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Testing::PthreadCalls;
+using Testing::Unwinding;
 using Testing::WaitUntil;
-
-// What the procedures below tell the tests. Static: a cancelled thread may outlive the test that started it.
-std::atomic<int> begun{0};
-std::atomic<int> unwound{0};
-std::atomic<int> caught{0};
-
-class CountUnwinding {
-  public:
-    CountUnwinding() { ++begun; }
-    ~CountUnwinding() { ++unwound; }
-    CountUnwinding(const CountUnwinding&) = delete;
-    CountUnwinding& operator=(const CountUnwinding&) = delete;
-};
 
 // The argument of both takes the ID that the thread has in the kernel.
 void* ReturnAtOnce(void* argument) {
@@ -58,7 +47,7 @@ void LetCancel() {
 }
 
 void* WaitForCancellation(void*) {
-    const CountUnwinding counter;
+    const Unwinding counter;
     for (;;) {
         LetCancel();
     }
@@ -66,7 +55,7 @@ void* WaitForCancellation(void*) {
 
 // As the loops of the program: everything is caught, and cancellation passes.
 LETS_CANCELLATION_PASS void* WaitInsideACatchAll(void*) {
-    const CountUnwinding counter;
+    const Unwinding counter;
     for (;;) {
         try {
             LetCancel();
@@ -74,22 +63,18 @@ LETS_CANCELLATION_PASS void* WaitInsideACatchAll(void*) {
             MUX_LOG(plog::info) << "unwinding";
             throw;
         } catch (...) {
-            ++caught;
+            ++Unwinding::caught;
         }
     }
 }
 
 class ThreadTest : public testing::Test {
   protected:
-    ThreadTest() {
-        begun = 0;
-        unwound = 0;
-        caught = 0;
-    }
+    ThreadTest() { Unwinding::Reset(); }
 
     static void StartWaiting(Thread& thread) {
         ASSERT_TRUE(thread.Start(nullptr));
-        ASSERT_TRUE(WaitUntil([] { return begun == 1; }));
+        ASSERT_TRUE(WaitUntil([] { return Unwinding::begun == 1; }));
     }
 
     // Starts a thread and waits, without joining it, until the kernel knows it no more.
@@ -108,6 +93,7 @@ TEST_F(ThreadTest, StartWithoutAProcedureReturnsFalseAndStartsNothing) {
     EXPECT_FALSE(thread.Start(nullptr));
     EXPECT_FALSE(thread.Join());
     thread.Cancel();
+    { const Thread neverStarted(ReturnAtOnce); }
     EXPECT_THAT(calls.Names(), IsEmpty());
 }
 
@@ -130,13 +116,6 @@ TEST_F(ThreadTest, StartReturnsFalseWhenTheThreadCannotBeCreated) {
     }
     EXPECT_THAT(calls.Names(), ElementsAre("create"));
     EXPECT_EQ(ran_, 0);
-}
-
-TEST_F(ThreadTest, AThreadIsStartedOnce) {
-    Thread thread(ReturnAtOnce);
-    EXPECT_TRUE(thread.Start(&ran_));
-    EXPECT_FALSE(thread.Start(&ran_));
-    EXPECT_TRUE(thread.Join());
 }
 
 // A thread that ends when it is being joined.
@@ -188,6 +167,7 @@ TEST_F(ThreadTest, JoinReturnsFalseForAThreadThatWasNotStartedOrWasJoined) {
     Thread thread(ReturnAtOnce);
     EXPECT_FALSE(thread.Join());
     ASSERT_TRUE(thread.Start(&ran_));
+    EXPECT_FALSE(thread.Start(&ran_)) << "it is started once";
     EXPECT_TRUE(thread.Join());
     EXPECT_FALSE(thread.Join());
     EXPECT_EQ(log.Lines().size(), 1U);
@@ -200,7 +180,7 @@ TEST_F(ThreadTest, DestroyingAStartedNeverJoinedThreadDetachesAndCancelsIt) {
     thread.reset();
     EXPECT_EQ(calls.Count("detach"), 1);
     EXPECT_EQ(calls.Count("cancel"), 1);
-    EXPECT_TRUE(WaitUntil([] { return unwound == 1; })) << "its stack was not unwound";
+    EXPECT_TRUE(WaitUntil([] { return Unwinding::unwound == 1; })) << "its stack was not unwound";
 }
 
 TEST_F(ThreadTest, DestroyingAJoinedThreadNeitherDetachesNorCancels) {
@@ -210,12 +190,6 @@ TEST_F(ThreadTest, DestroyingAJoinedThreadNeitherDetachesNorCancels) {
     const PthreadCalls calls;
     thread->Cancel();
     thread.reset();
-    EXPECT_THAT(calls.Names(), IsEmpty());
-}
-
-TEST_F(ThreadTest, DestroyingAThreadThatWasNeverStartedDoesNothing) {
-    const PthreadCalls calls;
-    { const Thread thread(ReturnAtOnce); }
     EXPECT_THAT(calls.Names(), IsEmpty());
 }
 
@@ -236,7 +210,7 @@ TEST_F(ThreadTest, CancelUnwindsTheThreadAndForgetsItsHandle) {
     StartWaiting(thread);
     const PthreadCalls calls;
     thread.Cancel();
-    EXPECT_TRUE(WaitUntil([] { return unwound == 1; }));
+    EXPECT_TRUE(WaitUntil([] { return Unwinding::unwound == 1; }));
     const CapturedLog log;
     EXPECT_FALSE(thread.Join());
     thread.Cancel();
@@ -263,8 +237,8 @@ TEST_F(ThreadTest, CancellationPassesACatchAllThatLetsForcedUnwindingPass) {
         Thread thread(WaitInsideACatchAll);
         StartWaiting(thread);
     }
-    EXPECT_TRUE(WaitUntil([] { return unwound == 1; }));
-    EXPECT_EQ(caught, 0);
+    EXPECT_TRUE(WaitUntil([] { return Unwinding::unwound == 1; }));
+    EXPECT_EQ(Unwinding::caught, 0);
     EXPECT_TRUE(log.Holds(plog::info, "unwinding"));
 }
 
@@ -273,9 +247,9 @@ TEST_F(ThreadTest, ManyThreadsThatAreDestroyedAtOnceAllUnwind) {
     for (int index = 0; index < kThreads; ++index) {
         Thread thread(WaitForCancellation);
         ASSERT_TRUE(thread.Start(nullptr));
-        ASSERT_TRUE(WaitUntil([&] { return begun == index + 1; }));
+        ASSERT_TRUE(WaitUntil([&] { return Unwinding::begun == index + 1; }));
     }
-    EXPECT_TRUE(WaitUntil([] { return unwound == kThreads; }));
+    EXPECT_TRUE(WaitUntil([] { return Unwinding::unwound == kThreads; }));
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ std::uint16_t PortOf(PseudoTerminal& terminal, const std::string& behind = ",") 
 // ThreadSanitizer may lose a signal that comes while the screen is drawn for the first time.
 void WaitUntilAtWork(PseudoTerminal& terminal) {
     EXPECT_TRUE(terminal.WaitFor("> "));
-    terminal.Type("faults\r");
+    terminal.Write("faults\r");
     EXPECT_TRUE(terminal.WaitFor("no faults"));
 }
 
@@ -69,7 +69,7 @@ TEST(GatewaySimulatorScreenTest, ShowsWhatHappens) {
     EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC");
     EXPECT_TRUE(terminal.WaitFor("-> OPEN_LOCK lock 5 seq 1001 ref 3 payload 00000000"));
     EXPECT_TRUE(terminal.WaitFor("<- OK lock 5 ref 3"));
-    terminal.Type(kDrawAnew);
+    terminal.Write(kDrawAnew);
     EXPECT_TRUE(terminal.WaitFor("1 connected"));
     EXPECT_TRUE(terminal.WaitFor("connected, counter 1001"));
     EXPECT_TRUE(terminal.WaitFor("open"));
@@ -78,31 +78,31 @@ TEST(GatewaySimulatorScreenTest, ShowsWhatHappens) {
 TEST(GatewaySimulatorScreenTest, TakesCommands) {
     PseudoTerminal terminal(Command({"--locks", "5"}));
     ASSERT_TRUE(terminal.WaitFor("> "));
-    terminal.Type("fautl\x7F\x7Flt delay 500 2\r");
+    terminal.Write("fautl\x7F\x7Flt delay 500 2\r");
     EXPECT_TRUE(terminal.WaitFor("fault delay 500 (for 2 more)"));
-    terminal.Type("nonsense\r");
+    terminal.Write("nonsense\r");
     EXPECT_TRUE(terminal.WaitFor("error: unknown command \"nonsense\"; try help"));
-    terminal.Type("battery 5 1 0\r");
-    terminal.Type(kDrawAnew);
+    terminal.Write("battery 5 1 0\r");
+    terminal.Write(kDrawAnew);
     EXPECT_TRUE(terminal.WaitFor("battery 1 level 0"));
 }
 
 TEST(GatewaySimulatorScreenTest, BringsAnEarlierCommandBack) {
     PseudoTerminal terminal(Command({"--locks", "5"}));
     ASSERT_TRUE(terminal.WaitFor("> "));
-    terminal.Type("add-lock 77\r");
+    terminal.Write("add-lock 77\r");
     EXPECT_TRUE(terminal.WaitFor("lock 77"));
-    terminal.Type(std::string(kUp) + "\r");
+    terminal.Write(std::string(kUp) + "\r");
     EXPECT_TRUE(terminal.WaitFor("error: lock 77 already exists"));
 }
 
 TEST(GatewaySimulatorScreenTest, TurnsThePagesOfALongAnswer) {
     PseudoTerminal terminal(Command({"--locks", "5"}));
     ASSERT_TRUE(terminal.WaitFor("> "));
-    terminal.Type("help\r");
+    terminal.Write("help\r");
     ASSERT_TRUE(terminal.WaitFor("Answer with this command code"));
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("Present a card")));
-    terminal.Type(std::string(kPageUp) + kPageUp + kPageUp + kPageUp + kPageUp);
+    terminal.Write(std::string(kPageUp) + kPageUp + kPageUp + kPageUp + kPageUp);
     EXPECT_TRUE(terminal.WaitFor("Present a card"));
 }
 
@@ -117,10 +117,10 @@ TEST(GatewaySimulatorScreenTest, ShowsSeveralGatewaysAndWhichIsChosen) {
     EXPECT_TRUE(terminal.WaitFor("lock 5 T\xC3\xBCr"));
     EXPECT_TRUE(terminal.WaitFor("gateway 8 Cellar, 127.0.0.1:"));
     EXPECT_TRUE(terminal.WaitFor("7> "));
-    terminal.Type("8: add-lock 9\r");
+    terminal.Write("8: add-lock 9\r");
     EXPECT_TRUE(terminal.WaitFor("lock 9"));
-    terminal.Type("use 8\r");
-    terminal.Type("locks\r");
+    terminal.Write("use 8\r");
+    terminal.Write("locks\r");
     EXPECT_TRUE(terminal.WaitFor("8> locks"));
     EXPECT_TRUE(terminal.WaitFor("8: lock 9: closed"));
 }
@@ -147,7 +147,7 @@ TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackAtTheEnd) {
     }
     PseudoTerminal terminal(Command({}));
     ASSERT_TRUE(terminal.WaitFor("> "));
-    terminal.Type("quit\r");
+    terminal.Write("quit\r");
     EXPECT_EQ(terminal.WaitForExit(), 0);
     EXPECT_TRUE(terminal.WaitFor(kLeaveScreen));
     EXPECT_TRUE(terminal.IsInLineMode());
@@ -157,14 +157,14 @@ TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackAtTheEnd) {
 TEST(GatewaySimulatorScreenTest, LeavesReadingFromTheTerminalAsItWas) {
     PseudoTerminal terminal({"/bin/sh", "-c", "\"$0\" --port 0; cat && echo all of it", GATEWAY_SIMULATOR_PATH});
     ASSERT_TRUE(terminal.WaitFor("> "));
-    terminal.Type("quit\r");
+    terminal.Write("quit\r");
     ASSERT_TRUE(terminal.WaitFor(kLeaveScreen));
     // The library leaves the screen first and gives the modes back then.
     ASSERT_TRUE(Testing::WaitUntil([&terminal] { return terminal.IsInLineMode(); }));
-    terminal.Type("a line\n");
+    terminal.Write("a line\n");
     ASSERT_TRUE(terminal.WaitFor("a line")) << "as typed";
     ASSERT_TRUE(terminal.WaitFor("a line")) << "as read";
-    terminal.Type("\x04");
+    terminal.Write("\x04");
     EXPECT_TRUE(terminal.WaitFor("all of it")) << terminal.Output();
 }
 
@@ -188,28 +188,28 @@ TEST(GatewaySimulatorScreenTest, AnswersInTheBackground) {
     PseudoTerminal terminal({"/bin/sh", "-m", "-c", "\"$0\" --port 0 --locks 5 & read line; read line; kill $!; wait",
                              GATEWAY_SIMULATOR_PATH});
     PlainSocket client(PortOf(terminal, "\r\n"));
-    terminal.Type("this is for the shell\n");
+    terminal.Write("this is for the shell\n");
     client.Send(kOpen);
     EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 00 00 D9 DC");
     EXPECT_TRUE(terminal.WaitFor("<- OK lock 5 ref 3"));
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("error")));
-    terminal.Type("end it\n");
+    terminal.Write("end it\n");
     EXPECT_EQ(terminal.WaitForExit(), 0);
 }
 
 TEST(GatewaySimulatorScreenTest, TakesCommandsOnceItIsInTheForeground) {
     PseudoTerminal terminal({"/bin/sh", "-m", "-c", "\"$0\" --port 0 & read line; fg", GATEWAY_SIMULATOR_PATH});
     PortOf(terminal, "\r\n");
-    terminal.Type("now\n");
-    terminal.Type("faults\n");
+    terminal.Write("now\n");
+    terminal.Write("faults\n");
     EXPECT_TRUE(terminal.WaitFor("no faults")) << terminal.Output();
 }
 
 TEST(GatewaySimulatorScreenTest, EndsByTheKeyForIt) {
     PseudoTerminal terminal(Command({}));
     WaitUntilAtWork(terminal);
-    terminal.Type("\x03");
+    terminal.Write("\x03");
     EXPECT_EQ(terminal.WaitForExit(), 0);
     EXPECT_TRUE(terminal.IsInLineMode());
 }
@@ -233,7 +233,7 @@ TEST(GatewaySimulatorScreenTest, WritesPlainLinesWhenToldTo) {
     PseudoTerminal terminal(Command({"--plain"}));
     EXPECT_TRUE(terminal.WaitFor("Listening on 127.0.0.1:"));
     EXPECT_TRUE(terminal.IsInLineMode());
-    terminal.Type("faults\n");
+    terminal.Write("faults\n");
     EXPECT_TRUE(terminal.WaitFor("no faults\r\n"));
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
 }
@@ -241,7 +241,7 @@ TEST(GatewaySimulatorScreenTest, WritesPlainLinesWhenToldTo) {
 TEST(GatewaySimulatorScreenTest, WritesPlainLinesIntoAPipe) {
     PseudoTerminal terminal({"/bin/sh", "-c", "\"$0\" --port 0 | cat", GATEWAY_SIMULATOR_PATH});
     EXPECT_TRUE(terminal.WaitFor("Listening on 127.0.0.1:"));
-    terminal.Type("quit\n");
+    terminal.Write("quit\n");
     EXPECT_EQ(terminal.WaitForExit(), 0);
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
 }

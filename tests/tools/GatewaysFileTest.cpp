@@ -171,13 +171,6 @@ TEST(GatewaysFileTest, RefusesValuesOfAnotherKind) {
     }
 }
 
-TEST(GatewaysFileTest, IsReadFromItsPath) {
-    const Testing::TemporaryFolder folder;
-    const std::string path = folder.Write("site.json", R"({"Gateways": [{"ID": 4}]})");
-    EXPECT_EQ(LoadGateways(path).at(0).id, 4);
-    EXPECT_THROW(LoadGateways(path + "x"), CommandError);
-}
-
 TEST(GatewaysFileTest, TheInstalledExamplesAreGood) {
     EXPECT_EQ(LoadGateways(SIMULATOR_EXAMPLE).size(), 2U);
     EXPECT_EQ(LoadGateways(MUX_EXAMPLE).size(), 1U);

@@ -86,26 +86,6 @@ TEST_F(WhitelistFileTest, IsReadBack) {
     EXPECT_TRUE(other.Cards().Entries().empty());
 }
 
-TEST_F(WhitelistFileTest, IsWrittenForEveryKindOfChange) {
-    WhitelistFile file(Path());
-    Lock lock = LockWithCard();
-    file.Keep({lock});
-    lock.Cards().SetEnabled(false);
-    file.Keep({lock});
-    EXPECT_THAT(Content(), HasSubstr("\"Enabled\": false"));
-    lock.Cards().SetEntries({{0, 1, {0x04, 0xA1, 0xB2, 0xC4}}});
-    file.Keep({lock});
-    EXPECT_THAT(Content(), HasSubstr("04A1B2C4"));
-    lock.Cards().SetEntries({{0, 0, {0x04, 0xA1, 0xB2, 0xC4}}});
-    file.Keep({lock});
-    EXPECT_THAT(Content(), HasSubstr("\"Option\": 0"));
-    lock.Cards().SetEntries({{3, 0, {0x04, 0xA1, 0xB2, 0xC4}}});
-    file.Keep({lock});
-    EXPECT_THAT(Content(), HasSubstr("\"SetupNumber\": 3"));
-    file.Keep({Lock(5)});
-    EXPECT_THAT(Content(), HasSubstr("\"Locks\": []"));
-}
-
 TEST_F(WhitelistFileTest, IsNotWrittenWithoutAChange) {
     folder_.Write("cards.json", kOneCard);
     WhitelistFile file(Path());
@@ -151,14 +131,6 @@ TEST_F(WhitelistFileTest, IsReportedAndLeftAloneWhenItIsBroken) {
           R"({"Locks": [{"ID": 5, "Cards": [{"Card": "04", "Option": 256}]}]})"}) {
         EXPECT_NE(ErrorOf(text), "") << text;
     }
-}
-
-TEST_F(WhitelistFileTest, TakesTheLongestCardAndNoLonger) {
-    const auto text = [](std::size_t bytes) {
-        return R"({"Locks": [{"ID": 5, "Cards": [{"Card": ")" + std::string(2 * bytes, '0') + R"("}]}]})";
-    };
-    EXPECT_EQ(ErrorOf(text(233)), "");
-    EXPECT_NE(ErrorOf(text(234)), "");
 }
 
 // A gateway with such a file.

@@ -33,12 +33,12 @@ void Session::Start() {
 }
 
 void Session::Send(const Bytes& bytes, std::chrono::milliseconds pause) {
-    if (ended_) {
+    if (ended_ || output_ == Output::kBroken) {
         return;
     }
     held_.insert(held_.end(), bytes.begin(), bytes.end());
     writes_.push_back({std::exchange(held_, {}), pause});
-    if (!writing_) {
+    if (output_ == Output::kIdle) {
         WriteNext();
     }
 }
@@ -49,7 +49,7 @@ void Session::Hold(const Bytes& bytes) {
 
 void Session::CloseWhenSent() {
     closeWhenSent_ = true;
-    if (!writing_) {
+    if (output_ != Output::kWriting) {
         Close();
     }
 }
@@ -110,8 +110,8 @@ void Session::Deliver(std::size_t count) {
 }
 
 void Session::WriteNext() {
-    writing_ = !writes_.empty() && !ended_;
-    if (writing_) {
+    output_ = writes_.empty() || ended_ ? Output::kIdle : Output::kWriting;
+    if (output_ == Output::kWriting) {
         asio::async_write(socket_, asio::buffer(writes_.front().bytes),
                           [self = shared_from_this()](auto error, auto) { self->OnWritten(error); });
     } else if (closeWhenSent_) {
@@ -121,9 +121,9 @@ void Session::WriteNext() {
 
 void Session::OnWritten(const asio::error_code& error) {
     if (error) {
-        // The read sees the same broken connection and ends the session.
+        // A read sees the same broken connection and ends the session, once what had arrived before is read.
         writes_.clear();
-        writing_ = false;
+        output_ = Output::kBroken;
         ReadOn();
         return;
     }

@@ -51,6 +51,9 @@ class Session : public std::enable_shared_from_this<Session> {
     void Reset();
 
   private:
+    // Broken: the peer has reset the connection, of which no write that is begun afterwards would learn.
+    enum class Output { kIdle, kWriting, kBroken };
+
     struct Write {
         Bytes bytes;
         std::chrono::milliseconds pause;
@@ -81,7 +84,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::deque<Write> writes_;
     Bytes held_;
     bool reading_ = false;
-    bool writing_ = false;
+    Output output_ = Output::kIdle;
     bool closeWhenSent_ = false;
     bool ended_ = false;
 };

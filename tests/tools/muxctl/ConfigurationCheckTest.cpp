@@ -69,14 +69,6 @@ TEST(ConfigurationCheckTest, FindsNothingWhereAllIsWell) {
     });
 }
 
-TEST(ConfigurationCheckTest, CountsGatewaysAndLocks) {
-    const ConfigurationReport report = CheckConfiguration(
-        R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"a","Port":1,"Devices":[{"ID":1},{"ID":2}]},)"
-        R"({"ID":2,"IpAddress":"b","Port":1,"Devices":[{"ID":3}]}]})");
-    EXPECT_EQ(report.gatewayCount, 2U);
-    EXPECT_EQ(report.lockCount, 3U);
-}
-
 TEST(ConfigurationCheckTest, WarnsOfKeysThatTheMuxDoesNotKnow) {
     ExpectRows({
         {"in the document", R"({"Version":1,)" + kGood.substr(1), true, {"Version: is unknown and ignored"}},
@@ -297,20 +289,6 @@ TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyGateways) {
         return R"({"ID":)" + index + R"(,"IpAddress":"a)" + index + R"(","Port":1})";
     });
     EXPECT_EQ(CountFindingsInTime(R"({"Enabled":true,"Gateways":[)" + gateways + "]}"), 0U);
-}
-
-TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyDevices) {
-    const std::string devices = ListOf(kMany, [](const std::string& index) { return R"({"ID":-)" + index + "}"; });
-    // All but the first are no lock that an event can name.
-    EXPECT_EQ(CountFindingsInTime(WithDevices("[" + devices + "]")), kMany - 1);
-}
-
-// Of each the shape is wrong, and a value that is wrong because of it; and there are others that have only the latter.
-TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyFindings) {
-    const std::string bad = ListOf(kMany / 2, [](const std::string&) { return R"({"ID":"","IpAddress":1,"Port":1})"; });
-    const std::string empty = ListOf(
-        kMany / 2, [](const std::string& index) { return R"({"ID":1)" + index + R"(,"IpAddress":"","Port":1})"; });
-    EXPECT_EQ(CountFindingsInTime(R"({"Enabled":true,"Gateways":[)" + bad + "," + empty + "]}"), kMany / 2 * 3);
 }
 
 TEST(ConfigurationCheckTest, TakesNoLongerForEachOfManyKeys) {

@@ -92,15 +92,6 @@ TEST(MuxctlSystemTest, EndsWithTwoWhenTheGatewayIsSilent) {
     EXPECT_THAT(ending.error, HasSubstr("no answer"));
 }
 
-TEST(MuxctlSystemTest, SendsItsOwnText) {
-    MuxSystem system;
-    const Ending answered = RunWith(
-        system, {"send", R"({"MessageID":"mine","MessageCode":12,"Data":{"gatewayID":1,"lockID":5}})", "--json"});
-    EXPECT_EQ(answered.status, 0);
-    EXPECT_THAT(answered.output, HasSubstr(R"("MessageID":"mine","MessageCode":0,"Data":{"BatteryStatus":3)"));
-    EXPECT_EQ(RunWith(system, {"send", "no JSON"}, "2").status, 2);
-}
-
 TEST(MuxctlSystemTest, SeesWhetherTheMuxIsThere) {
     MuxSystem system;
     EXPECT_EQ(RunWith(system, {"health"}).status, 0);
@@ -115,13 +106,6 @@ TEST(MuxctlSystemTest, SeesAMuxThatHangs) {
     EXPECT_EQ(RunWith(system, {"health"}, "1").status, 2);
     system.Mux().Signal(SIGCONT);
     EXPECT_EQ(RunWith(system, {"health"}).status, 0);
-}
-
-TEST(MuxctlSystemTest, IsNotAnsweredOnAConfiguration) {
-    MuxSystem system;
-    const Testing::TemporaryFolder folder;
-    EXPECT_EQ(RunWith(system, {"configure", folder.Write("mux.json", R"({"Enabled":true})")}).status, 0);
-    EXPECT_TRUE(system.Mux().WaitFor("Configure via network message currently not supported."));
 }
 
 // A Mux that is started for a gateway, twice on the same port.

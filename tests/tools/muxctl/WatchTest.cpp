@@ -28,8 +28,8 @@ std::vector<std::string> WatchCommand(const FakeMux& mux, const std::vector<std:
     return MuxctlCommand(arguments);
 }
 
-ProgramSetup InUtc() {
-    ProgramSetup setup;
+ProcessSetup InUtc() {
+    ProcessSetup setup;
     setup.variables = {{"TZ", "UTC0"}};
     return setup;
 }

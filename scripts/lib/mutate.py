@@ -1,0 +1,197 @@
+"""The faults of scripts/mutate: python3 scripts/lib/mutate.py [--since REVISION] [NAME...].
+
+A fault is a table in tests/mutants/*.toml:
+
+    [[mutant]]
+    name = "crc-polynomial"             # unique
+    file = "messages/crc/CRC16.cpp"
+    old = "0x1021"                      # occurs exactly once in the file
+    new = "0x1022"
+
+Each fault is built in a copy of the tree below build/mutants and run against the tests of its folder and then, if
+these pass, against the whole suite. A catch counts when the tests that failed fail a second time: a test that fails now
+and then catches nothing. Nor does one that races a clock: these are left out (label "clock").
+"""
+import argparse
+import concurrent.futures
+import os
+import pathlib
+import queue
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import tomllib
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+WORKERS = max(1, os.cpu_count() or 1)
+TEST_SECONDS = 600
+CAUGHT, SURVIVED, BROKEN, UNDECIDED = "caught", "SURVIVED", "DOES NOT BUILD", "RAN OUT OF TIME"
+
+
+def read_mutants(names, changed=None):
+    """Those of these names, or all; and when `changed` is given, those in these files."""
+    mutants = []
+    for path in sorted((ROOT / "tests" / "mutants").glob("*.toml")):
+        mutants += tomllib.loads(path.read_text())["mutant"]
+    known = [mutant["name"] for mutant in mutants]
+    for name in {name for name in known if known.count(name) > 1}:
+        sys.exit(f"mutate: two faults are named {name}")
+    for name in set(names) - set(known):
+        sys.exit(f"mutate: no fault is named {name}")
+    for mutant in mutants:
+        count = (ROOT / mutant["file"]).read_text().count(mutant["old"])
+        if count != 1:
+            sys.exit(f"mutate: {mutant['name']}: its old text occurs {count} times in {mutant['file']}")
+    return [mutant for mutant in mutants if (not names or mutant["name"] in names)
+            and (changed is None or mutant["file"] in changed)]
+
+
+def git_lines(*arguments):
+    done = subprocess.run(["git", *arguments], cwd=ROOT, check=True, stdout=subprocess.PIPE, text=True)
+    return done.stdout.splitlines()
+
+
+def tests_label(file):
+    """The label, as a regular expression, of the tests that mirror the file's folder."""
+    folder = pathlib.PurePath(file).parent
+    while not (ROOT / "tests" / folder / "CMakeLists.txt").exists():
+        folder = folder.parent
+    return f"^{folder}$"
+
+
+def selections(mutant):
+    """CTest's arguments for the tests that are tried, one set after the other."""
+    return (["-L", tests_label(mutant["file"])], [])
+
+
+class Worker:
+    """A copy of the tree with a build of its own."""
+
+    def __init__(self, number):
+        self.folder = ROOT / "build" / "mutants" / str(number)
+        self.build = self.folder / "build" / "debug"
+
+    def run(self, *command, seconds=None):
+        """In a session of its own, so that whatever it started ends with it when its time is over."""
+        process = subprocess.Popen(command, cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                   text=True, errors="replace", start_new_session=True)
+        try:
+            output = process.communicate(timeout=seconds)[0]
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.communicate()
+            raise
+        return subprocess.CompletedProcess(command, process.returncode, output)
+
+    def prepare(self, mutants):
+        """Builds what tests these first."""
+        self.folder.mkdir(parents=True, exist_ok=True)
+        names = git_lines("ls-files")
+        for name in names:
+            self.copy(name)
+        self.remove_all_but(names)
+        configured = self.run("cmake", "--preset", "debug")
+        if configured.returncode != 0:
+            sys.exit(f"mutate: cannot configure the tree:\n{configured.stdout[-2000:]}")
+        for label in sorted({tests_label(mutant["file"]) for mutant in mutants}):
+            built = self.make("-L", label)
+            if built.returncode != 0:
+                sys.exit(f"mutate: the tests {label} do not build without any fault:\n{built.stdout[-2000:]}")
+
+    def make(self, *selection):
+        """Builds the tests of a selection."""
+        listed = self.run(sys.executable, "scripts/lib/test_targets.py", "build/debug", *selection)
+        return self.run("cmake", "--build", "--preset", "debug", "--target", *listed.stdout.split())
+
+    def remove_all_but(self, names):
+        """What a fault was tried with in an earlier run, and is no longer part of the tree."""
+        kept = {self.folder / name for name in names}
+        for path in self.folder.rglob("*"):
+            if path.is_file() and path not in kept and not path.is_relative_to(self.folder / "build"):
+                path.unlink()
+
+    def copy(self, name):
+        source, target = ROOT / name, self.folder / name
+        if target.exists() and target.read_bytes() == source.read_bytes():
+            return
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(source, target)
+
+    def try_out(self, mutant):
+        file = self.folder / mutant["file"]
+        original = file.read_text()
+        file.write_text(original.replace(mutant["old"], mutant["new"]))
+        try:
+            return self.judge(mutant)
+        finally:
+            file.write_text(original)
+
+    def judge(self, mutant):
+        for selection in selections(mutant):
+            if self.make(*selection).returncode != 0:
+                return BROKEN, ""
+            try:
+                passed, failed = self.test("--stop-on-failure", *selection)
+                if not passed and not self.test("--rerun-failed")[0]:
+                    return CAUGHT, ", ".join(failed[:2])
+            except subprocess.TimeoutExpired:
+                return UNDECIDED, ""
+        return SURVIVED, ""
+
+    def test(self, *selection):
+        result = self.run("ctest", "--preset", "debug", "--parallel", "4", "--timeout", "120", "-LE", "^clock$",
+                          *selection, seconds=TEST_SECONDS)
+        return result.returncode == 0, re.findall(r"^\s*\d+ - (\S+) ", result.stdout, re.MULTILINE)
+
+
+def wanted_mutants():
+    parser = argparse.ArgumentParser(prog="mutate", allow_abbrev=False)
+    parser.add_argument("--since", metavar="REVISION")
+    parser.add_argument("names", nargs="*", metavar="NAME")
+    arguments = parser.parse_args()
+    changed = set(git_lines("diff", "--name-only", arguments.since)) if arguments.since else None
+    return read_mutants(arguments.names, changed)
+
+
+def main():
+    mutants = wanted_mutants()
+    if not mutants:
+        print("No fault concerns these files")
+        return 0
+    workers = queue.Queue()
+    copies = min(WORKERS, len(mutants))
+    print(f"Building {copies} copies of the tree ...", flush=True)
+    for number in range(copies):
+        worker = Worker(number)
+        worker.prepare(mutants)
+        workers.put(worker)
+
+    def try_out(mutant):
+        worker = workers.get()
+        try:
+            return worker.try_out(mutant)
+        finally:
+            workers.put(worker)
+
+    started, verdicts = time.monotonic(), {}
+    with concurrent.futures.ThreadPoolExecutor(WORKERS) as pool:
+        running = {pool.submit(try_out, mutant): mutant for mutant in mutants}
+        for number, done in enumerate(concurrent.futures.as_completed(running), 1):
+            verdict, by = done.result()
+            name = running[done]["name"]
+            verdicts.setdefault(verdict, []).append(name)
+            print(f"[{number}/{len(mutants)}] {name}: {verdict}{' by ' + by if by else ''}", flush=True)
+
+    minutes = (time.monotonic() - started) / 60
+    print(f"\n{len(verdicts.get(CAUGHT, []))} of {len(mutants)} faults caught in {minutes:.0f} minutes")
+    for verdict in (SURVIVED, BROKEN, UNDECIDED):
+        for name in verdicts.get(verdict, []):
+            print(f"{verdict}: {name}")
+    return 0 if len(verdicts.get(CAUGHT, [])) == len(mutants) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
