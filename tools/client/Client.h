@@ -69,8 +69,8 @@ class Client {
     // delivered first.
     bool Wait(std::chrono::milliseconds duration);
 
-    // Sends a request and waits for its answer; nothing when the time is over first, and what was asked for may have
-    // been done all the same. Throws as Send() and Wait() do.
+    // Sends a request and waits for its answer; empty after the time-out, though the request may still have been
+    // executed. Throws as Send() and Wait() do.
     std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
 
     // The same with a progress callback: calls `whileWaiting` at once and at least every `period` until there is an

@@ -32,7 +32,7 @@ class Gateway {
   public:
     Gateway(asio::io_context& loop, const SimulatorOptions& options, FrameLog& log);
 
-    // Throws std::system_error when the port cannot be had.
+    // Throws std::system_error when the port cannot be opened.
     void Start();
     void Stop();
 

@@ -39,7 +39,7 @@ class GatewaySimulator {
     GatewaySimulator(const GatewaySimulator&) = delete;
     GatewaySimulator& operator=(const GatewaySimulator&) = delete;
 
-    // Listens. Throws std::system_error when the address or the port cannot be had. May follow a Stop(); port, locks
+    // Listens. Throws std::system_error when the address or the port cannot be opened. May follow a Stop(); port, locks
     // and counter are still those of before.
     void Start();
     // Stops listening and closes every connection in order.

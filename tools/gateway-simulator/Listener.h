@@ -19,7 +19,7 @@ class Listener {
     Listener(asio::io_context& loop, Accepted accepted);
 
     // Takes a numeric address and a port, 0 for any free one. Throws std::system_error when the address is none or
-    // the port cannot be had.
+    // the port cannot be opened.
     void Open(const std::string& host, std::uint16_t port);
     // Stops listening; also ends a refusal.
     void Close();

@@ -29,7 +29,7 @@ class Program {
     explicit Program(Setup setup);
 
     // Listens and works until SIGINT, SIGTERM or "quit"; with a screen also until its terminal goes away. Throws
-    // std::runtime_error, with a text for the person, when a port or the terminal cannot be had.
+    // std::runtime_error, with a text for the person, when a port or the terminal cannot be opened.
     void Run();
 
   private:
