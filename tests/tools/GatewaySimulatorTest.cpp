@@ -35,7 +35,7 @@ const std::string kCardEvent5 =
 const std::string kPinEvent5 =
     "1F FE FD 1A 01 00 00 00 00 00 00 02 00 00 00 05 16 00 00 00 00 00 00 00 04 31 32 33 34 B0 18";
 
-SimulatorOptions Options() {
+SimulatorOptions TwoLocks() {
     SimulatorOptions options;
     options.locks = {5, 6};
     return options;
@@ -50,7 +50,7 @@ class GatewaySimulatorTest : public testing::Test {
         ASSERT_TRUE(WaitUntil([&] { return gateway_.IsConnected(); }));
     }
 
-    GatewaySimulator gateway_{Options()};
+    GatewaySimulator gateway_{TwoLocks()};
 };
 
 TEST_F(GatewaySimulatorTest, TellsTheFreePortItFound) {
