@@ -22,7 +22,6 @@ using SystemTest::ConfigurationWithGateway;
 using SystemTest::MuxProcess;
 using SystemTest::MuxSystem;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::StartsWith;
 using Words = std::vector<std::string>;
 
