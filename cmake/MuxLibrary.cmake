@@ -41,8 +41,3 @@ macro(mux_compile_in_groups)
     set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)
   endif()
 endmacro()
-
-# TODO
-function(mux_compile_alone)
-  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-endfunction()

@@ -12,8 +12,8 @@ namespace {
 
 using asio::ip::tcp;
 
-constexpr std::chrono::microseconds kPollPause{50};
-constexpr std::chrono::seconds kDeadline{10};
+constexpr std::chrono::microseconds kPauseBetweenTries{50};
+constexpr std::chrono::seconds kStartDeadline{10};
 
 // Closed with a reset, the connection leaves nothing that would hold the port against the next program.
 void CloseAtOnce(tcp::socket& socket) {
@@ -27,13 +27,13 @@ std::chrono::nanoseconds TimeOneStart(asio::io_context& loop, const Target& targ
     setup.console = Testing::Console::kNothing;
     const Clock::time_point start = Clock::now();
     const Testing::Process program(command, setup);
-    while (Clock::now() - start < kDeadline) {
+    while (Clock::now() - start < kStartDeadline) {
         if (std::optional<tcp::socket> socket = TryConnect(loop, target)) {
             const Clock::time_point connected = Clock::now();
             CloseAtOnce(*socket);
             return connected - start;
         }
-        std::this_thread::sleep_for(kPollPause);
+        std::this_thread::sleep_for(kPauseBetweenTries);
     }
     throw std::runtime_error("the program does not listen: " + command.front());
 }

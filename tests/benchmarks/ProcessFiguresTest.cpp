@@ -19,11 +19,6 @@ namespace {
 // No process has it: the kernel numbers them below.
 constexpr pid_t kNoProcess = 1 << 22;
 
-constexpr const char* kStatus =
-    "Name:\tmux\n"
-    "nonvoluntary_ctxt_switches:\t7\n"
-    "voluntary_ctxt_switches:\t1234\n";
-
 TEST(ProcessFiguresTest, CpuTimeCountsWhatThreadsUsedThatHaveEnded) {
     const std::chrono::nanoseconds before = CpuTimeOf(getpid());
     std::thread worker([] {

@@ -31,8 +31,8 @@ TEST(ReportTest, TheJsonHoldsNameValueAndUnitInOrder) {
 
 TEST(ReportTest, LatenciesAreGivenInMillisecondsWithTheirNumber) {
     Samples samples;
-    for (int milliseconds = 1; milliseconds <= 200; ++milliseconds) {
-        samples.Add(std::chrono::milliseconds(milliseconds));
+    for (int count = 1; count <= 200; ++count) {
+        samples.Add(std::chrono::milliseconds(count));
     }
     Report report;
     report.AddLatencies("x", samples);

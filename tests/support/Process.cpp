@@ -32,12 +32,6 @@ int Checked(const char* name, int result) {
     return result;
 }
 
-void CloseIfOpen(int& descriptor) {
-    if (descriptor != -1) {
-        close(std::exchange(descriptor, -1));
-    }
-}
-
 // The descriptors that become a child's standard streams, and our end of its input where there is one.
 struct Streams {
     int input = -1;
@@ -238,7 +232,9 @@ void Process::Write(const std::string& text) const {
 }
 
 void Process::CloseInput() {
-    CloseIfOpen(input_);
+    if (input_ != -1) {
+        close(std::exchange(input_, -1));
+    }
 }
 
 void Process::Signal(int number) const {
@@ -304,6 +300,12 @@ std::string Process::WaitForEnd() {
 int Process::WaitForExit() {
     const std::optional<int> status = FinalStatus();
     return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
+}
+
+Ending RunToEnd(const std::vector<std::string>& command, const ProcessSetup& setup) {
+    Process program(command, setup);
+    const int status = program.WaitForExit();
+    return {status, program.Output(), program.ErrorOutput()};
 }
 
 }  // namespace Testing

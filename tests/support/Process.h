@@ -109,4 +109,14 @@ class Process {
     std::size_t seen_ = 0;
 };
 
+// What a program that has come to its end left behind.
+struct Ending {
+    int status = -1;
+    std::string output;
+    std::string error;
+};
+
+// Runs a program to its end.
+Ending RunToEnd(const std::vector<std::string>& command, const ProcessSetup& setup = {});
+
 }  // namespace Testing

@@ -10,7 +10,6 @@
 namespace Simulator {
 namespace {
 
-using testing::HasSubstr;
 using Testing::PlainSocket;
 
 SimulatorOptions Options(Observer& observer) {
@@ -56,19 +55,6 @@ TEST_F(ConnectedConsoleTest, CardPresentsACard) {
     EXPECT_EQ(client_.Receive(31),
               "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 0E 00 00 00 00 00 00 00 04 04 A1 B2 C3 AB 10");
     EXPECT_EQ(observer_.Lines().back(), "<- card event 14 lock 5 data 04A1B2C3");
-}
-
-TEST_F(ConnectedConsoleTest, CardTakesATypeAndEventBytes) {
-    EXPECT_EQ(Execute("add-lock 0x01020304"), "");
-    EXPECT_EQ(Execute("event-bytes 0a0b0c0d0e0f10"), "");
-    EXPECT_EQ(Execute("card 0x01020304 7f 18"), "");
-    EXPECT_EQ(client_.Receive(28),
-              "1C FE FD 17 01 00 00 00 00 00 00 01 01 02 03 04 12 0A 0B 0C 0D 0E 0F 10 01 7F 9E 10");
-}
-
-TEST_F(ConnectedConsoleTest, RawSendsBytes) {
-    EXPECT_EQ(Execute("raw FEFD00"), "");
-    EXPECT_EQ(client_.Receive(3), "FE FD 00");
 }
 
 TEST_F(ConnectedConsoleTest, CloseAndResetEndTheConnection) {
@@ -195,14 +181,6 @@ TEST_F(ConsoleTest, FaultTakesValueCountAndLock) {
     EXPECT_EQ(faults.at(2).address, 5U);
 }
 
-TEST_F(ConsoleTest, FaultsListsThemAndFaultOffEndsThem) {
-    Execute("fault delay 500 3 lock 6");
-    Execute("fault junk DEAD always");
-    EXPECT_EQ(Output("faults"), "delay 500 (for 3 more, lock 6)\njunk DEAD (always)");
-    Execute("fault off");
-    EXPECT_EQ(Output("faults"), "no faults");
-}
-
 TEST_F(ConsoleTest, SetsALocksStatus) {
     EXPECT_EQ(Execute("status 5 0E001C00000077"), "");
     EXPECT_EQ(Door().Status(), (Lock::StatusBytes{0x0E, 0, 0x1C, 0, 0, 0, 0x77}));
@@ -230,14 +208,6 @@ TEST_F(ConsoleTest, SetsWhatALockDemands) {
     EXPECT_TRUE(Door().DemandsEvent());
 }
 
-TEST_F(ConsoleTest, AddsAndRemovesLocks) {
-    EXPECT_EQ(Execute("add-lock 9"), "");
-    EXPECT_EQ(Execute("add-lock 9"), "lock 9 already exists");
-    EXPECT_EQ(gateway_.FindLock(9)->Cards().Capacity(), 3U);
-    EXPECT_EQ(Execute("remove-lock 9"), "");
-    EXPECT_FALSE(gateway_.FindLock(9).has_value());
-}
-
 TEST_F(ConsoleTest, ListsLocks) {
     Execute("counter 41");
     gateway_.ChangeLock(6, [](Lock& lock) {
@@ -250,11 +220,6 @@ TEST_F(ConsoleTest, ListsLocks) {
               "counter 41\n"
               "lock 5: closed, status 0F000000000000, whitelist enabled, 0 of 3 cards\n"
               "lock 6: open, status 0F000000000000, whitelist disabled, 1 of 3 cards, event pending");
-}
-
-TEST_F(ConsoleTest, ListsALocksCards) {
-    gateway_.ChangeLock(5, [](Lock& lock) { lock.Cards().Add({7, 1, {0x04, 0xA1}}); });
-    EXPECT_EQ(Output("cards 5"), "whitelist of lock 5: 1 cards\n  04A1 setup 7 option 1");
 }
 
 }  // namespace

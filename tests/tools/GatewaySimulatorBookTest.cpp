@@ -21,7 +21,6 @@ using Documents::Example;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using Testing::Process;
 using Testing::ProcessSetup;
 using testing::UnorderedElementsAre;
@@ -129,13 +128,6 @@ TEST(GatewaySimulatorCompletionTest, OffersFilesWhereAFileStands) {
     const std::string file = folder.Write("hall site.json", "");
     for (const char* const option : {"--gateways", "--whitelist-file", "--script"}) {
         EXPECT_THAT(Offers({option, (folder.Path() / "hall").string()}), ElementsAre(file)) << option;
-    }
-}
-
-TEST(GatewaySimulatorCompletionTest, OffersAddressesAndNoNumbers) {
-    EXPECT_THAT(Offers({"--host", "127"}), ElementsAre("127.0.0.1"));
-    for (const char* const option : {"--port", "--locks", "--counter", "--capacity"}) {
-        EXPECT_THAT(Offers({option, ""}), IsEmpty()) << option;
     }
 }
 

@@ -24,7 +24,7 @@ const std::string kCounterError = "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 
 const std::string kPinEvent =
     "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 16 00 00 00 00 00 00 00 04 31 32 33 34 B0 6A";
 
-SimulatorOptions Options() {
+SimulatorOptions OneLock() {
     SimulatorOptions options;
     options.locks = {5};
     return options;
@@ -45,7 +45,7 @@ class GatewaySimulatorFaultTest : public testing::Test {
         return gateway.Port();
     }
 
-    GatewaySimulator gateway_{Options()};
+    GatewaySimulator gateway_{OneLock()};
     PlainSocket client_{Start(gateway_)};
 };
 

@@ -63,13 +63,6 @@ TEST_F(GatewaySimulatorGatewaysTest, TakesCommandsForEach) {
     EXPECT_THAT(program.Output(), HasSubstr("error: unknown gateway 9\n"));
 }
 
-TEST_F(GatewaySimulatorGatewaysTest, WritesLinesOfASingleGatewayWithoutAnId) {
-    SimulatorProcess program({"--gateways", Write(R"({"Gateways": [{"ID": 7, "Port": 0, "Counter": 41}]})")});
-    program.Write("locks\n7: locks\nquit\n");
-    EXPECT_EQ(program.WaitForExit(), 0);
-    EXPECT_THAT(program.Output(), testing::MatchesRegex("Listening on 127.0.0.1:[0-9]+\ncounter 41\ncounter 41\n"));
-}
-
 TEST_F(GatewaySimulatorGatewaysTest, ListensOnTheAddressOfTheOptionInPlaceOfTheFiles) {
     const std::string file = Write(R"({"Gateways": [{"ID": 7, "IpAddress": "192.0.2.1", "Port": 0}]})");
     SimulatorProcess refused({"--gateways", file});
@@ -77,24 +70,6 @@ TEST_F(GatewaySimulatorGatewaysTest, ListensOnTheAddressOfTheOptionInPlaceOfTheF
     EXPECT_EQ(refused.Output(), "Cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
     SimulatorProcess program({"--gateways", file, "--host", "127.0.0.1"});
     EXPECT_TRUE(program.WaitForOutput("Listening on 127.0.0.1:"));
-}
-
-TEST_F(GatewaySimulatorGatewaysTest, NeedsNoNumericAddressInTheFileBesideTheOption) {
-    const std::string file = Write(R"({"Gateways": [{"ID": 7, "IpAddress": "hall.example", "Port": 0}]})");
-    SimulatorProcess refused({"--gateways", file});
-    EXPECT_EQ(refused.WaitForExit(), 64);
-    EXPECT_THAT(refused.Output(), HasSubstr("Gateways[0].IpAddress must be a numeric address"));
-    SimulatorProcess program({"--gateways", file, "--host", "127.0.0.1"});
-    EXPECT_TRUE(program.WaitForOutput("Listening on 127.0.0.1:"));
-}
-
-TEST_F(GatewaySimulatorGatewaysTest, SaysWhichGatewayCannotListen) {
-    SimulatorProcess first({"--port", "0"});
-    const std::string port = std::to_string(first.PortBehind("Listening on 127.0.0.1:"));
-    SimulatorProcess program(
-        {"--gateways", Write(R"({"Gateways": [{"ID": 7, "Port": 0}, {"ID": 8, "Port": )" + port + "}]}")});
-    EXPECT_EQ(program.WaitForExit(), 1);
-    EXPECT_EQ(program.Output(), "Cannot listen on 127.0.0.1:" + port + " for gateway 8: Address already in use\n");
 }
 
 TEST_F(GatewaySimulatorGatewaysTest, DoesNotStartWithABadFile) {

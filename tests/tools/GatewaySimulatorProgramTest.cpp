@@ -29,25 +29,6 @@ TEST(GatewaySimulatorProgramTest, PrintsALineForEachFrameAndAnswer) {
     EXPECT_TRUE(program.WaitForOutput(" <- OK lock 5 ref 3\n"));
 }
 
-TEST(GatewaySimulatorProgramTest, TakesCounterLocksAndCapacityFromItsOptions) {
-    SimulatorProcess program({"--port", "0", "--locks", "8,9", "--counter", "41", "--capacity", "2"});
-    program.Write("locks\n");
-    EXPECT_TRUE(
-        program.WaitForOutput("counter 41\n"
-                              "lock 8: closed, status 0F000000000000, whitelist enabled, 0 of 2 cards\n"
-                              "lock 9: closed, status 0F000000000000, whitelist enabled, 0 of 2 cards\n"));
-}
-
-// As its commands do.
-TEST(GatewaySimulatorProgramTest, TakesNumbersInItsOptionsAsDecimalOrHexadecimal) {
-    SimulatorProcess program({"--port", "00", "--locks", "010,0x10", "--counter", "041", "--capacity", "0x0A"});
-    program.Write("locks\n");
-    EXPECT_TRUE(
-        program.WaitForOutput("counter 41\n"
-                              "lock 10: closed, status 0F000000000000, whitelist enabled, 0 of 10 cards\n"
-                              "lock 16: closed, status 0F000000000000, whitelist enabled, 0 of 10 cards\n"));
-}
-
 // A fault that is blocked ends the process before a debugger or a sanitizer has had its say.
 TEST(GatewaySimulatorProgramTest, KeepsSignalsButNoFaultsFromTheThreadsOfItsGateways) {
     SimulatorProcess program({"--port", "0"});
@@ -101,14 +82,6 @@ TEST(GatewaySimulatorProgramTest, RunsAScript) {
     ASSERT_TRUE(program.WaitForOutput("answer-code 51 (for 1 more)\n"));
     client.Send(kOpen);
     EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 00 05 33 00 89 1A");
-}
-
-TEST(GatewaySimulatorProgramTest, DoesNotStartWithABadScript) {
-    const TemporaryFolder folder;
-    const std::string script = folder.Write("script", "card 5 04\ncrad 5 04\n");
-    SimulatorProcess program({"--port", "0", "--script", script});
-    EXPECT_EQ(program.WaitForExit(), 64);
-    EXPECT_EQ(program.Output(), script + ":2: unknown command \"crad\"; try help\n");
 }
 
 TEST(GatewaySimulatorProgramTest, EndsWithZeroOnTermInterruptAndQuit) {
@@ -166,17 +139,6 @@ TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
         SimulatorProcess program(options);
         EXPECT_EQ(program.WaitForExit(), 64) << options.front();
         EXPECT_NE(program.Output(), "");
-    }
-}
-
-TEST(GatewaySimulatorProgramTest, TeachesItsCommandsInItsHelp) {
-    SimulatorProcess program({"--help"});
-    EXPECT_EQ(program.WaitForExit(), 0);
-    for (const char* word :
-         {"--script", "card ADDRESS HEX [TYPE]", "pin ADDRESS DIGITS", "wait MILLISECONDS", "quit", "close-mid-frame",
-          "byte-by-byte MILLISECONDS", "Examples:", "--gateways", "--whitelist-file", "--plain", "GATEWAY: COMMAND",
-          "use GATEWAY", "gateways  ", "WhitelistFile", "Status screen:", "Exit status:"}) {
-        EXPECT_THAT(program.Output(), HasSubstr(word));
     }
 }
 

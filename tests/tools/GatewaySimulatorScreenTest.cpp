@@ -24,7 +24,6 @@ using Testing::PseudoTerminal;
 const char* const kLeaveScreen = "\x1B[?1049l";
 const char* const kDrawAnew = "\x0C";
 const char* const kUp = "\x1BOA";
-const char* const kPageUp = "\x1B[5~";
 
 std::vector<std::string> Command(const std::vector<std::string>& options) {
     std::vector<std::string> command = {GATEWAY_SIMULATOR_PATH, "--port", "0"};
@@ -94,35 +93,6 @@ TEST(GatewaySimulatorScreenTest, BringsAnEarlierCommandBack) {
     EXPECT_TRUE(terminal.WaitFor("lock 77"));
     terminal.Write(std::string(kUp) + "\r");
     EXPECT_TRUE(terminal.WaitFor("error: lock 77 already exists"));
-}
-
-TEST(GatewaySimulatorScreenTest, TurnsThePagesOfALongAnswer) {
-    PseudoTerminal terminal(Command({"--locks", "5"}));
-    ASSERT_TRUE(terminal.WaitFor("> "));
-    terminal.Write("help\r");
-    ASSERT_TRUE(terminal.WaitFor("Answer with this command code"));
-    EXPECT_THAT(terminal.Output(), Not(HasSubstr("Present a card")));
-    terminal.Write(std::string(kPageUp) + kPageUp + kPageUp + kPageUp + kPageUp);
-    EXPECT_TRUE(terminal.WaitFor("Present a card"));
-}
-
-TEST(GatewaySimulatorScreenTest, ShowsSeveralGatewaysAndWhichIsChosen) {
-    const Testing::TemporaryFolder folder;
-    const std::string file = folder.Write("site.json", R"({"Gateways": [
-        {"ID": 7, "Description": "Hall", "Port": 0, "Devices": [{"ID": 5, "Name": "T\u00FCr"}]},
-        {"ID": 8, "Description": "Cellar", "Port": 0}]})");
-    PseudoTerminal terminal({GATEWAY_SIMULATOR_PATH, "--gateways", file});
-    EXPECT_TRUE(terminal.WaitFor("2 gateways, 0 connected"));
-    EXPECT_TRUE(terminal.WaitFor("gateway 7 Hall, 127.0.0.1:"));
-    EXPECT_TRUE(terminal.WaitFor("lock 5 T\xC3\xBCr"));
-    EXPECT_TRUE(terminal.WaitFor("gateway 8 Cellar, 127.0.0.1:"));
-    EXPECT_TRUE(terminal.WaitFor("7> "));
-    terminal.Write("8: add-lock 9\r");
-    EXPECT_TRUE(terminal.WaitFor("lock 9"));
-    terminal.Write("use 8\r");
-    terminal.Write("locks\r");
-    EXPECT_TRUE(terminal.WaitFor("8> locks"));
-    EXPECT_TRUE(terminal.WaitFor("8: lock 9: closed"));
 }
 
 TEST(GatewaySimulatorScreenTest, FollowsTheSizeOfTheWindow) {
@@ -221,28 +191,12 @@ TEST(GatewaySimulatorScreenTest, EndsWithItsTerminal) {
     EXPECT_EQ(terminal.WaitForExit(), 0);
 }
 
-TEST(GatewaySimulatorScreenTest, LeavesTheTerminalAloneWhenItCannotListen) {
-    PseudoTerminal first(Command({}));
-    const std::string port = std::to_string(PortOf(first));
-    PseudoTerminal second({GATEWAY_SIMULATOR_PATH, "--port", port});
-    EXPECT_EQ(second.WaitForExit(), 1);
-    EXPECT_EQ(second.Output(), "Cannot listen on 127.0.0.1:" + port + ": Address already in use\r\n");
-}
-
 TEST(GatewaySimulatorScreenTest, WritesPlainLinesWhenToldTo) {
     PseudoTerminal terminal(Command({"--plain"}));
     EXPECT_TRUE(terminal.WaitFor("Listening on 127.0.0.1:"));
     EXPECT_TRUE(terminal.IsInLineMode());
     terminal.Write("faults\n");
     EXPECT_TRUE(terminal.WaitFor("no faults\r\n"));
-    EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
-}
-
-TEST(GatewaySimulatorScreenTest, WritesPlainLinesIntoAPipe) {
-    PseudoTerminal terminal({"/bin/sh", "-c", "\"$0\" --port 0 | cat", GATEWAY_SIMULATOR_PATH});
-    EXPECT_TRUE(terminal.WaitFor("Listening on 127.0.0.1:"));
-    terminal.Write("quit\n");
-    EXPECT_EQ(terminal.WaitForExit(), 0);
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
 }
 

@@ -29,13 +29,12 @@ using Testing::WaitUntil;
 const std::string kRefresh = "13 FE FD 0E 01 00 00 01 00 00 00 01 00 00 01 00 01 08 4B";
 const std::string kRefreshAnswer = "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 00 00 07 00 00 03 E8 A7 07";
 const std::string kGetStatus = "13 FE FD 0E 01 00 00 02 00 00 03 E9 00 00 00 05 01 2F B9";
-const std::string kStatus = "1A FE FD 15 01 00 00 02 00 00 03 E9 00 00 00 05 01 0F 00 00 00 00 00 00 6D 02";
 const std::string kCardEvent5 =
     "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 0E 00 00 00 00 00 00 00 04 04 A1 B2 C3 AB 10";
 const std::string kPinEvent5 =
     "1F FE FD 1A 01 00 00 00 00 00 00 02 00 00 00 05 16 00 00 00 00 00 00 00 04 31 32 33 34 B0 18";
 
-SimulatorOptions Options() {
+SimulatorOptions TwoLocks() {
     SimulatorOptions options;
     options.locks = {5, 6};
     return options;
@@ -50,7 +49,7 @@ class GatewaySimulatorTest : public testing::Test {
         ASSERT_TRUE(WaitUntil([&] { return gateway_.IsConnected(); }));
     }
 
-    GatewaySimulator gateway_{Options()};
+    GatewaySimulator gateway_{TwoLocks()};
 };
 
 TEST_F(GatewaySimulatorTest, TellsTheFreePortItFound) {

@@ -88,13 +88,6 @@ TEST(GatewaysFileTest, TakesWhatOnlyTheSimulatorKnowsOfAGateway) {
     EXPECT_EQ(gateway.options.preparedLocks.at(0).Cards().Capacity(), 2U);
 }
 
-TEST(GatewaysFileTest, LeavesAWholePathOfAWhitelistFileAlone) {
-    EXPECT_EQ(ReadOne(R"("ID": 1, "WhitelistFile": "/var/hall.json")").whitelistFile, "/var/hall.json");
-    EXPECT_EQ(
-        ReadGateways("site.json", R"({"Gateways": [{"ID": 1, "WhitelistFile": "hall.json"}]})").at(0).whitelistFile,
-        "hall.json");
-}
-
 TEST(GatewaysFileTest, FindsOneWhitelistFileBehindALink) {
     const Testing::TemporaryFolder folder;
     std::filesystem::create_symlink("a.json", folder.Path() / "link.json");

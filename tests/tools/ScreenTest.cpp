@@ -8,7 +8,6 @@
 namespace Simulator {
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -175,14 +174,6 @@ TEST(ScreenTest, FillsAnySizeAndGoesBeyondNone) {
                 ASSERT_LE(ColumnsOf(line.text), width) << line.text;
             }
         }
-    }
-}
-
-TEST(ScreenTest, HasTheTypedLineInTheLastRowAlsoOfASmallScreen) {
-    ScreenState state = State({Hall()});
-    state.input = "quit";
-    for (std::size_t height = 1; height < 6; ++height) {
-        EXPECT_EQ(Draw(state, height).back(), "> quit") << height;
     }
 }
 

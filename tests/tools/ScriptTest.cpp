@@ -16,20 +16,20 @@ namespace {
 
 using std::chrono::milliseconds;
 
-std::vector<Step> Read(const std::string& text) {
+std::vector<Step> ReadSteps(const std::string& text) {
     std::istringstream script(text);
     return ReadScript(script, "night.txt");
 }
 
-std::string ErrorOf(const std::string& text) {
-    return Testing::CommandErrorOf([&] { Read(text); });
+std::string ErrorOfScript(const std::string& text) {
+    return Testing::CommandErrorOf([&] { ReadSteps(text); });
 }
 
 // Runs steps on a loop of their own until they quit.
 class ScriptTest : public testing::Test {
   protected:
     std::string Run(const std::string& text) {
-        runner_.Add(Read(text + "\nquit\n"));
+        runner_.Add(ReadSteps(text + "\nquit\n"));
         loop_.run();
         return output_.str();
     }
@@ -47,12 +47,12 @@ class ScriptTest : public testing::Test {
 };
 
 TEST_F(ScriptTest, NamesFileAndLineOfAnError) {
-    EXPECT_EQ(ErrorOf("# nothing yet\n\ncrad 5 04\n"), "night.txt:3: unknown command \"crad\"; try help");
-    EXPECT_EQ(ErrorOf("close\npin 5 12x"),
+    EXPECT_EQ(ErrorOfScript("# nothing yet\n\ncrad 5 04\n"), "night.txt:3: unknown command \"crad\"; try help");
+    EXPECT_EQ(ErrorOfScript("close\npin 5 12x"),
               "night.txt:2: pin ADDRESS DIGITS: DIGITS must be at most 228 digits, not \"12x\"");
-    EXPECT_EQ(ErrorOf("wait"), "night.txt:1: MILLISECONDS is missing");
-    EXPECT_EQ(ErrorOf("wait soon"), "night.txt:1: MILLISECONDS must be a number from 0 to 3600000, not \"soon\"");
-    EXPECT_EQ(ErrorOf("quit now"), "night.txt:1: unexpected argument \"now\"");
+    EXPECT_EQ(ErrorOfScript("wait"), "night.txt:1: MILLISECONDS is missing");
+    EXPECT_EQ(ErrorOfScript("wait soon"), "night.txt:1: MILLISECONDS must be a number from 0 to 3600000, not \"soon\"");
+    EXPECT_EQ(ErrorOfScript("quit now"), "night.txt:1: unexpected argument \"now\"");
 }
 
 TEST_F(ScriptTest, RunsItsCommandsInOrder) {
@@ -101,13 +101,13 @@ TEST_F(ScriptTest, SaysThatThereIsNoSuchGateway) {
 }
 
 TEST_F(ScriptTest, RefusesWhatIsNotForOneGateway) {
-    EXPECT_EQ(ErrorOf("2:"), "night.txt:1: COMMAND is missing");
-    EXPECT_EQ(ErrorOf("2: wait 5"), "night.txt:1: \"wait\" cannot be sent to one gateway");
-    EXPECT_EQ(ErrorOf("2: 3: locks"), "night.txt:1: unknown command \"3:\"; try help");
-    EXPECT_EQ(ErrorOf("9999999999: locks"), "night.txt:1: unknown command \"9999999999:\"; try help");
-    EXPECT_EQ(ErrorOf("use hall"), "night.txt:1: GATEWAY must be a gateway's ID, not \"hall\"");
-    EXPECT_EQ(ErrorOf("use"), "night.txt:1: GATEWAY is missing");
-    EXPECT_EQ(ErrorOf("gateways 1"), "night.txt:1: unexpected argument \"1\"");
+    EXPECT_EQ(ErrorOfScript("2:"), "night.txt:1: COMMAND is missing");
+    EXPECT_EQ(ErrorOfScript("2: wait 5"), "night.txt:1: \"wait\" cannot be sent to one gateway");
+    EXPECT_EQ(ErrorOfScript("2: 3: locks"), "night.txt:1: unknown command \"3:\"; try help");
+    EXPECT_EQ(ErrorOfScript("9999999999: locks"), "night.txt:1: unknown command \"9999999999:\"; try help");
+    EXPECT_EQ(ErrorOfScript("use hall"), "night.txt:1: GATEWAY must be a gateway's ID, not \"hall\"");
+    EXPECT_EQ(ErrorOfScript("use"), "night.txt:1: GATEWAY is missing");
+    EXPECT_EQ(ErrorOfScript("gateways 1"), "night.txt:1: unexpected argument \"1\"");
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 namespace Muxctl {
 namespace {
 
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using Words = std::vector<std::string>;
 

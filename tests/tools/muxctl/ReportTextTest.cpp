@@ -10,8 +10,6 @@
 namespace Muxctl {
 namespace {
 
-const Style kPlain(false);
-
 const ConfigurationReport kFine = {true, 1, 2, {}};
 const ConfigurationReport kOneWarning = {true, 2, 1, {{Finding::Level::kWarning, "Gateways[0].Port", "is 0"}}};
 const ConfigurationReport kUnusable = {
@@ -30,11 +28,11 @@ std::string ReportJson(const ConfigurationReport& report, const std::string& fil
 }
 
 TEST(ReportTextTest, HasALineForEachFindingAndOneForTheWhole) {
-    EXPECT_EQ(ReportText(kFine, "mux.json", kPlain), "mux.json: fine: 1 gateway, 2 locks");
-    EXPECT_EQ(ReportText(kOneWarning, "mux.json", kPlain),
+    EXPECT_EQ(ReportText(kFine, "mux.json", Style(false)), "mux.json: fine: 1 gateway, 2 locks");
+    EXPECT_EQ(ReportText(kOneWarning, "mux.json", Style(false)),
               "mux.json: warning: Gateways[0].Port is 0\n"
               "mux.json: usable, with 1 warning: 2 gateways, 1 lock");
-    EXPECT_EQ(ReportText(kUnusable, "mux.json", kPlain),
+    EXPECT_EQ(ReportText(kUnusable, "mux.json", Style(false)),
               "mux.json: error: the document is not JSON\n"
               "mux.json: warning: \"a?\" is not known\n"
               "mux.json: unusable");

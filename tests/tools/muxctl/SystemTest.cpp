@@ -22,11 +22,8 @@ using SystemTest::ConfigurationWithGateway;
 using SystemTest::MuxProcess;
 using SystemTest::MuxSystem;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::StartsWith;
 using Words = std::vector<std::string>;
-
-const Words kLock = {"--gateway", "1", "--lock", "5"};
 
 Words WithPort(Words words, std::uint16_t port) {
     words.insert(words.end(), {"--port", std::to_string(port)});
@@ -34,7 +31,7 @@ Words WithPort(Words words, std::uint16_t port) {
 }
 
 Words ForLock(Words words) {
-    words.insert(words.end(), kLock.begin(), kLock.end());
+    words.insert(words.end(), {"--gateway", "1", "--lock", "5"});
     return words;
 }
 

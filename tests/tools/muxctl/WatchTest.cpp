@@ -59,15 +59,6 @@ TEST(WatchTest, PrintsJsonLines) {
     EXPECT_EQ(watch.Output(), Event(1) + "\n" + Event(2) + "\n");
 }
 
-TEST(WatchTest, PrintsNoAnswers) {
-    FakeMux mux;
-    RunningProgram watch(WatchCommand(mux, {"--count", "1"}), InUtc());
-    mux.Accept();
-    mux.Send(R"({"MessageID":"a","MessageCode":0,"Data":{}})" + Event(1));
-    EXPECT_EQ(watch.WaitForExit(), 0);
-    EXPECT_EQ(watch.Output(), Line(1));
-}
-
 TEST(WatchTest, ConnectsAgainWhenTheMuxHasGone) {
     FakeMux mux;
     RunningProgram watch(WatchCommand(mux, {"--count", "2"}), InUtc());
