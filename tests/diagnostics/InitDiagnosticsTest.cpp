@@ -223,7 +223,7 @@ std::string AvailableFrom(int descriptor) {
     return {piece.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
 }
 
-// The terminal is at the end of a link.
+// The log file is a link to the terminal.
 TEST_F(InitDiagnosticsTest, ATerminalInPlaceOfTheLogFileGetsTheLinesWithControlsShown) {
     std::array<int, 2> ends = {};
     std::array<char, 128> name = {};

@@ -14,13 +14,8 @@ TEST(FaultText, IsAPositionCountedFromOneAndTheLibrarysWords) {
     EXPECT_EQ(FaultText("{\n  \"a\"1\n}"),
               "is not JSON: line 2, column 6: Missing a colon after a name of object member.");
     EXPECT_THAT(FaultText(""), StartsWith("is not JSON: line 1, column 1: "));
-}
-
-TEST(FaultText, HasThePositionOfANulCharacter) {
     EXPECT_EQ(FaultText(std::string("{}\n \0{}", 7)), "is not JSON: line 2, column 2: A NUL character.");
-}
-
-TEST(FaultText, HasThePositionBehindANumberThatTheLibraryCannotConvert) {
+    // Behind a number that the library cannot convert.
     EXPECT_THAT(FaultText(R"({"a":1e-99999999999)"), StartsWith("is not JSON: line 1, column 20: "));
 }
 

@@ -26,7 +26,7 @@ using Testing::Serialized;
 
 constexpr std::uint32_t kAddress = 0x00000102;
 
-// One operation of the builder, with the command and the payload of its frame.
+// One operation of the builder; `content` is the command and the payload bytes of its frame.
 struct Operation {
     std::string name;
     std::function<std::unique_ptr<BrenkMessage>(BrenkMessageBuilder&)> build;
@@ -105,7 +105,7 @@ TEST_P(BuildOperation, GivesItsFrameAndMovesNeitherCounter) {
     EXPECT_EQ(builder.ReferenceID(), 5);
 }
 
-// A builder whose frames cannot be made.
+// A builder that fails to build any frame.
 class RefusingBuilder : public BrenkMessageBuilder {
   public:
     RefusingBuilder() : BrenkMessageBuilder(41, 5) {}
@@ -118,7 +118,7 @@ class RefusingBuilder : public BrenkMessageBuilder {
     bool refusedPayload = false;
 };
 
-// LeakSanitizer shows that the payload is freed.
+// LeakSanitizer checks that the payload is freed.
 TEST_P(BuildOperation, GivesNullWhenTheBaseMessageIsNull) {
     RefusingBuilder builder;
     EXPECT_EQ(GetParam().build(builder), nullptr);

@@ -34,7 +34,7 @@ std::unique_ptr<BrenkMessage> Parsed(Bytes frame) {
     return std::unique_ptr<BrenkMessage>(BrenkMessageBuilder(0, 1).Parse(frame));
 }
 
-// Reads each type of frame, in which a payload stands where there is one.
+// Parses a frame of this type with enough bytes for any payload.
 std::unique_ptr<BrenkMessage> ParsedOfType(int type) {
     return Parsed(WithByte(FromHex(kCardFrame), kPayloadTypeOffset, static_cast<unsigned char>(type)));
 }
@@ -76,7 +76,7 @@ TEST(Parse, ReadsThePayloadsOfAnswersAndEventsAndNoOthers) {
     }
 }
 
-// What the gateway's log line of a received status or card event shows is the CRC of the header alone.
+// The CRC in the log of a received status or card event is that of the header alone.
 TEST(Parse, GivesMessagesThatSerialiseToWhatWasReceivedButForStatusAndCard) {
     for (const char* const frame : {kResponseFrame, kCounterErrorFrame, kPinFrame, kType2Frame}) {
         EXPECT_EQ(Serialized(*Parsed(FromHex(frame))), FromHex(frame));
@@ -92,7 +92,7 @@ TEST(Parse, ChecksNeitherMagicNorLengthsNorCRC) {
     EXPECT_EQ(dynamic_cast<const BrenkResponsePayload&>(*message->Payload()).ResponseCode(), 3);
 }
 
-// LeakSanitizer shows that nothing is lost on the way out.
+// LeakSanitizer checks that nothing is leaked.
 TEST(Parse, AFrameThatEndsInsideItsHeaderOrItsPayloadIsOutOfRange) {
     for (std::size_t length = 0; length <= 16; ++length) {
         EXPECT_THROW(Parsed(CutTo(FromHex(kType2Frame), length)), std::out_of_range) << length;

@@ -8,7 +8,7 @@
 
 namespace Testing {
 
-// Matches a line of a CapturedLog by its severity and its text behind the signature.
+// Matches a line of a CapturedLog by its severity and the text after the signature.
 inline auto Logged(plog::Severity severity, const std::string& text) {
     return testing::Pair(severity, testing::EndsWith(") " + text));
 }

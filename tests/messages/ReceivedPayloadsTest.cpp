@@ -29,7 +29,7 @@ constexpr std::size_t kResponseCodeOffset = 17;
 constexpr std::size_t kDataLengthOffset = 24;
 constexpr std::size_t kDataOffset = 25;
 
-// Expects that the payload can be read as soon as the frame has `needed` bytes.
+// Expects that the payload is readable from `needed` bytes on, and out of range with fewer.
 template <typename Payload>
 void ExpectOutOfRangeUnder(std::size_t needed, const Bytes& frame, std::size_t shortest = 1) {
     for (std::size_t length = shortest; length < needed; ++length) {
@@ -92,7 +92,7 @@ TEST(BrenkGetStatusPayload, OfAnEmptyFrameHasNoStatus) {
     EXPECT_EQ(BrenkGetStatusPayload(frame).DataType(), 2);
 }
 
-// The event of a card or a PIN, with the event fields of the two frames or with zeros.
+// Checks an event; its event fields are those of the two frames, or zeros unless `isRead`.
 void ExpectEvent(const BrenkReaderEventPayload& payload, std::uint8_t dataType, const std::string& data,
                  bool isRead = true) {
     const std::array<std::uint8_t, 4> header = {0x01, 0x02, 0x03, 0x04};

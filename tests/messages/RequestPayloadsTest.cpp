@@ -116,7 +116,7 @@ TEST(BrenkAddOrRemoveFromWhitelistPayload, LeavesTheCallersCardDataAsTheyAre) {
     EXPECT_EQ(cardData, Counting(4));
 }
 
-// What the array holds, which has `size` bytes; empty when there is none.
+// The first `size` bytes of the array; empty for null.
 Bytes UidData(bool uidMode, const Bytes& data, std::size_t size) {
     const std::unique_ptr<std::uint8_t[]> array(BrenkAddOrRemoveFromWhitelistPayload::GenerateUIDData(uidMode, data));
     return array == nullptr ? Bytes() : Bytes(array.get(), array.get() + size);

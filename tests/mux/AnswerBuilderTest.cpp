@@ -63,7 +63,7 @@ TEST(AnswerBuilder, AnswersAllOtherRequestsWithoutDataOrWithTheGatewaysCodeAndTh
     EXPECT_EQ(AnswerTo(12, 255), Nack(255, ShortErrorText(255)));
 }
 
-// A gateway never has a counter error answered; the other texts are those of the results that it does have answered.
+// A counter error is never answered, so the running program never shows its texts.
 TEST(AnswerBuilder, HasTheTextsOfUnhandledResultsForACounterError) {
     EXPECT_EQ(LongErrorText(7, -1, -7),
               "The gateway answered with an unhandled error code 7 for the device with address -1 on gateway -7");

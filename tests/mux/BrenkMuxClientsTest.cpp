@@ -1,4 +1,4 @@
-// A running Mux with real clients: who gets which answer, in which order, and for how many there is room.
+// A running Mux with real clients: addressing, order and capacity.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -78,8 +78,7 @@ class BrenkMuxClients : public testing::Test {
         return nullptr;
     }
 
-    // Waits until the Mux gives a message for the descriptor up, and expects that the newcomer gets its own answer
-    // next.
+    // Waits until the Mux gives the message up; what the newcomer gets next must be its own answer.
     void ExpectGivenUp(const std::string& message, int descriptor, MuxClient& newcomer) const {
         ASSERT_TRUE(log.WaitFor(plog::error, "Cannot send " + message + " to socket with FD " +
                                                  std::to_string(descriptor) +
@@ -230,7 +229,7 @@ TEST_F(CrowdedBrenkMux, HasFewerPlacesForClientsOnceAConfigurationHasBroughtItGa
     release.set_value();
 }
 
-// The gateways need them all: nobody answers at their port, so they are never connected.
+// No gateway is ever connected, so all keep their descriptor.
 TEST_F(CrowdedBrenkMux, SaysWhenItsGatewaysLeaveFewDescriptorsForClients) {
     const DescriptorLimit limit(60);
     mux.ParseConfiguration(ConfigurationText(std::vector<int>(60, nobody.Number())));

@@ -1,4 +1,4 @@
-// Configurations: how they are read, what they make of the Mux, and every line that is logged meanwhile.
+// Configurations: parsing, effect and all log lines.
 
 #include <gtest/gtest.h>
 
@@ -59,14 +59,14 @@ class BrenkMuxConfiguration : public testing::Test {
                             ".\nConfiguration contains data for " + gateways}};
     }
 
-    // What the summary says of a gateway that Gateway() gives.
+    // The summary of a configuration with the one gateway of Gateway().
     std::string GatewaySummary(const std::string& id) const {
         return "1 gateways.\nGateway[0]\nID: " + id +
                "\nDescription: \nIpAddress: 127.0.0.1\nPort: " + std::to_string(port.Number()) +
                "\nThe gateway have 0 nodes attached.\n";
     }
 
-    // Expects that the Mux has no gateway for a request.
+    // Expects that a request is refused.
     void ExpectNacks() {
         mux.Route(Request(10, "m1", LockData()));
         EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1"));
@@ -96,7 +96,7 @@ TEST_F(BrenkMuxConfiguration, IsReadFromAFile) {
     }
 }
 
-// Nothing is mapped at address 0, so reading /proc/self/mem there fails for everybody.
+// /proc/self/mem opens, but nothing is mapped at its first byte, so reading fails even for root.
 TEST_F(BrenkMuxConfiguration, IsNotThereWhenTheFileCannotBeRead) {
     const std::filesystem::path loop = directory.Path() / "loop.json";
     std::filesystem::create_symlink(loop, loop);
@@ -219,7 +219,7 @@ TEST_F(BrenkMuxConfiguration, TakesPortsOutsideTheRangeWhichThenCannotBeConnecte
     EXPECT_TRUE(log.Holds(error, "GetAddrInfo error:"));
 }
 
-// A request whose gateway has gone with its configuration is still answered if an answer was on the way.
+// An answer that was on the way still reaches its client.
 TEST_F(BrenkMuxConfiguration, ReplacesTheOneBeforeButForItsPendingRequests) {
     mux.ParseConfiguration(Enabled(Gateway(1, R"(,"Devices":[{"Name":"Door","ID":5}])")));
     mux.Route(Request(10, "m1", LockData()));

@@ -35,7 +35,7 @@ const char* const kConnected = "Connected to gateway with ID 1 over IP 127.0.0.1
 
 const std::vector<std::string> kLines = {kTry, kCannot, kUnknown, kConnected};
 
-// Expects what one pass of the gateways thread logs about connecting gateway 1.
+// Expects the lines of one pass of the gateways thread about connecting gateway 1.
 void ExpectPass(BrenkMux& mux, const CapturedLog& log, const std::vector<std::string>& lines) {
     std::vector<std::string> expected = InOrder(log, kLines);
     expected.insert(expected.end(), lines.begin(), lines.end());
@@ -136,7 +136,7 @@ TEST_F(BrenkMuxReachable, LeavesAGatewayAloneThatAnotherThreadIsConnecting) {
 
 class BrenkMuxUnreachable : public Testing::MuxWithGateway {
   protected:
-    // How many failures have been reported to the error guard since it was asked last.
+    // How many failures were reported to the error guard since the last call.
     std::uint32_t NewReports() {
         const std::uint32_t before = reports_;
         reports_ = Diagnostics::ErrorGuard::Instance().FirstCounter();

@@ -1,5 +1,5 @@
-// The delivery of answers and events at the head of the answer queue, and every line that is logged meanwhile. A Mux
-// that is not started has no server socket: every delivery fails, as it does for a client that has gone.
+// Delivery of the head of the answer queue, with all log lines. A Mux that is not started has no server socket, so
+// every delivery fails, as it does for a client that has gone.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -37,7 +37,7 @@ using Testing::TestMux;
 namespace Mux {
 namespace {
 
-// Messages of a time that is known, so that the text of their payload is.
+// The messages have a fixed time, so that the text of their payload is known.
 RecordPointer AnswerFor(int descriptor, const std::string& id = "m1") {
     RecordPointer record = RecordFor(descriptor);
     record->answer =
@@ -85,7 +85,7 @@ class BrenkMuxDelivery : public testing::Test {
         muxLog.Expect(steps);
     }
 
-    // Expects 14 attempts for the head of the queue, and another one that ends with its line.
+    // Expects 15 attempts for the head of the queue; the last one gives it up.
     void ExpectFifteen(const Steps& attempt, const std::string& givenUp) {
         const std::size_t before = mux.AnswerCount();
         for (int count = 1; count < 15; ++count) {

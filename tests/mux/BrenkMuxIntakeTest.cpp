@@ -1,5 +1,4 @@
-// What becomes of the bytes and texts that clients send, up to the request queue, and every line that is logged
-// meanwhile.
+// Bytes and texts from clients, up to the request queue, with all log lines.
 
 #include <gtest/gtest.h>
 
@@ -49,7 +48,7 @@ class BrenkMuxIntake : public testing::Test {
         BrenkMux::ServerSocketClientDataReceived(7, new std::vector<unsigned char>(bytes), &mux);
     }
 
-    // Expects what is logged of every packet up to the parser, and the further lines.
+    // Expects the lines of every packet up to the parser, then `further`.
     void ExpectSteps(const std::string& json, const Steps& further) {
         const MuxLog muxLog(log);
         Receive(Packet(json));
@@ -63,14 +62,14 @@ class BrenkMuxIntake : public testing::Test {
             further);
     }
 
-    // What ends the lines of a request that is queued.
+    // The last lines of a request that is queued.
     Steps Enqueued() const {
         return {Testing::kClientLock,
                 {debug, "Message enqueued. The queue is currently " + std::to_string(mux.RequestCount() + 1) +
                             " elements long."}};
     }
 
-    // Expects that the bytes are no packet, or none with a text.
+    // Expects that nothing is parsed or queued.
     void ExpectIgnored(const std::vector<unsigned char>& bytes) {
         const std::size_t before = mux.RequestCount();
         Receive(bytes);
@@ -82,7 +81,7 @@ class BrenkMuxIntake : public testing::Test {
     TestMux mux;
 };
 
-// What the parser of a request logs.
+// The lines of the parser.
 Steps Parsing(int code) {
     if (code % 100 == 11) {
         return {{debug, "MuxMessageBuilder - gatewayID :3 lockID :5"}};

@@ -298,7 +298,7 @@ constexpr std::chrono::milliseconds kWorkOfAPass{20};
 constexpr std::chrono::milliseconds kWorkOfAPass{1};
 #endif
 
-// Starts the Mux and expects how often a pass comes that writes the line, until nothing is left of what it works at.
+// Starts the Mux and checks the time between two passes that write the line, until nothing is left to work at.
 template <typename Left>
 void ExpectPasses(TestMux& mux, const std::string& line, std::chrono::milliseconds period,
                   std::chrono::milliseconds work, Left left) {

@@ -1,4 +1,4 @@
-// The requests that wait for a gateway's answer: their list, and what the Mux does with it.
+// Requests that wait for a gateway's answer: the list, and its use by the Mux.
 
 #include <gtest/gtest.h>
 
@@ -30,7 +30,7 @@ std::shared_ptr<MuxMessage> Message(int code, const std::string& data) {
 
 class PendingRequestsTest : public testing::Test {
   protected:
-    // Adds a request with the ID m1 and returns what it was added as.
+    // Adds a request with the ID m1; returns its record, which the list owns.
     const MuxRequestRecord* Add(int descriptor) {
         RecordPointer record = RecordFor(descriptor, Message(10, LockData()));
         const MuxRequestRecord* const added = record.get();

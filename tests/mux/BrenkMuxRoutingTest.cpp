@@ -1,5 +1,4 @@
-// Requests on their way from the request queue to a gateway, the NACK for those that cannot be handed on, and every
-// line that is logged meanwhile.
+// Requests from the request queue to a gateway, and the NACK for those that are refused, with all log lines.
 
 #include <gtest/gtest.h>
 
@@ -33,7 +32,7 @@ using Testing::Steps;
 namespace Mux {
 namespace {
 
-// What is logged of a request that is taken out of the queue, up to its routing.
+// The lines of a request that is taken out of the queue, up to its routing.
 Steps Popped(const std::string& id) {
     return {{verbose, "Popped MuxRequestInfo with ID " + id + " for socket with FD 999."},
             {debug, "SendMessageToVG MutexGuard acquired "}};
@@ -60,7 +59,7 @@ Steps Refused(const std::string& id, int count = 1) {
                           std::to_string(count) + " messages in the answer queue, ready to be sent to clients."}};
 }
 
-// A request that its gateway can do, and what is logged between its name and the gateway's yes.
+// A request that its gateway accepts, and the lines between its name and the acceptance.
 struct RoutedRow {
     int code;
     const char* data;
@@ -102,7 +101,7 @@ class BrenkMuxRouting : public Testing::MuxWithGateway {
         muxLog.Expect(steps);
     }
 
-    // Expects the lines of a request whose ID is m1, those of its refusal, and the NACK as its answer.
+    // Expects `steps`, then the lines of the refusal of m1, and its NACK.
     void ExpectRefusal(const std::string& request, const Steps& steps) {
         ExpectSteps(request, steps + Refused("m1"));
         EXPECT_EQ(mux.TakeAnswer(log), RequestNack("m1"));
@@ -148,7 +147,7 @@ TEST_F(BrenkMuxRouting, RefusesARequestThatItsGatewayRefuses) {
     }
 }
 
-// All but 2, which never comes so far.
+// All but 2, which is never queued.
 TEST_F(BrenkMuxRouting, RefusesCodesThatNoGatewayIsAskedFor) {
     std::vector<int> codes = {-10, -1, 0, 1, 266, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()};
     for (int code = 3; code < 120; ++code) {

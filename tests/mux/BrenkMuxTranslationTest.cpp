@@ -1,4 +1,4 @@
-// Answers and events that gateways hand to the Mux: what becomes of them, and every line that is logged meanwhile.
+// Answers and events from gateways: their effect and all their log lines.
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ namespace {
 
 class BrenkMuxTranslation : public Testing::MuxWithGateway {
   protected:
-    // Hands the answer to a request over, as a gateway does: the callback takes it.
+    // Calls the callback as a gateway does; it takes the answer over.
     void Answer(const std::string& id, std::uint32_t responseCode = 0) {
         auto response = std::make_unique<VirtualGatewayResponseMessage>();
         response->requestID = id;

@@ -22,7 +22,7 @@ CommandLine Parsed(const Words& words, const char* programName = "dw-hal-mux-bre
     return ParseCommandLine(count, arguments.data());
 }
 
-// Expects the default of everything that the other tests change one by one.
+// Expects the default of every option.
 void ExpectDefaults(const CommandLine& options) {
     EXPECT_EQ(options.action, CommandLineAction::kRun);
     EXPECT_EQ(options.port, 5555);

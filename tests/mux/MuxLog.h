@@ -18,7 +18,7 @@ struct Step {
 
 using Steps = std::vector<Step>;
 
-// The Mux waits without a time-out for its request queue and its pending requests.
+// Logged because the Mux locks its request queue and its pending requests without a time-out.
 inline const Step kClientLock = {plog::warning, "Requested lock withtout timeout for mutex clientMessageQueueMutex"};
 inline const Step kPendingLock = {plog::warning, "Requested lock withtout timeout for mutex pendingMessagesListMutex"};
 

@@ -56,8 +56,7 @@ int __wrap_sigaction(int signalNumber, const struct sigaction* action, struct si
 namespace Mux {
 namespace {
 
-// The handlers of the signals that the Mux registers, or whose default action it leaves: what was there before is put
-// back, because crashes of the test program itself are the business of the test framework and of the sanitizers.
+// Restores the handlers afterwards: crashes of the test program belong to the test framework and the sanitizers.
 class SignalRegistration : public testing::Test {
   protected:
     SignalRegistration() {

@@ -42,10 +42,10 @@ class TestMux : public Mux::BrenkMux {
     static constexpr int kDescriptor = 999;
 };
 
-// A record for the client with the descriptor, whose connection has serial number 1.
+// A record for the client with this descriptor and connection serial number 1.
 Mux::RecordPointer RecordFor(int descriptor, std::shared_ptr<Mux::MuxMessage> message = nullptr, bool isEvent = false);
 
-// The codes of the requests that are handed on to a gateway.
+// The codes of all requests for a gateway.
 const std::vector<int>& RoutedCodes();
 
 // A client's request as JSON text. Without `data` it has none.
@@ -64,7 +64,7 @@ std::string RequestNack(const std::string& messageID);
 inline constexpr const char* kOpened =
     R"({"Timestamp":T,"MessageID":"m1","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})";
 
-// The descriptor that a Mux was given for its latest client.
+// The descriptor of the client that was accepted last.
 int LatestDescriptor(const CapturedLog& log);
 
 // Those of the texts that end a log line so far, in the order in which they were logged.

@@ -99,7 +99,7 @@ TEST_F(MutexGuardTest, AGuardWithoutAMutexOfItsOwnCanBeLocked) {
     EXPECT_EQ(log_.Count(plog::warning, "Requested lock withtout timeout for mutex "), 1);
 }
 
-// Makes a guard that locks the mutex at once, and expects the call that this takes.
+// A guard that locks at once: its time-out and the call that it makes.
 struct LockNow {
     int timeout;
     const char* call;

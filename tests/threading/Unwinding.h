@@ -4,8 +4,8 @@
 
 namespace Testing {
 
-// Counts its objects on the stacks of cancelled threads, and what such a thread caught. Static, because a cancelled
-// thread may outlive the test that started it.
+// Counts the unwinding of cancelled threads. An object on the stack of such a thread counts its construction and its
+// destruction. Static, because a cancelled thread may outlive its test.
 class Unwinding {
   public:
     Unwinding() { ++begun; }

@@ -23,14 +23,14 @@ using Testing::ParsedJson;
 namespace Mux {
 namespace {
 
-// The text of the object that the payload makes with or without a document.
+// The text of the object that the payload makes; "none" for null.
 template <typename Payload>
 std::string ObjectText(Payload& payload, rapidjson::Document* document) {
     const std::unique_ptr<rapidjson::Value> object(payload.ToJSONObject(document));
     return object ? Json::Text(*object) : "none";
 }
 
-// Expects the text of the payload, which has no members when it is given no document.
+// Expects the text of the payload, and no members without a document.
 template <typename Payload>
 void ExpectText(Payload&& payload, const std::string& expected) {
     EXPECT_EQ(ObjectText(payload, nullptr), "{}");
@@ -80,7 +80,7 @@ TEST(AnswerPayloads, MoveTheirDataOutSoThatASecondTextHasNone) {
     EXPECT_EQ(nack.ToJSON(), R"({"ErrorCode":1,"Message":"m"})");
 }
 
-// The object of a payload that is gone when it is looked at, and with it the document that its data came from.
+// The text of an object whose payload and source document are gone.
 template <typename Payload, typename... Arguments>
 std::string TextAfterThePayload(Arguments... arguments) {
     rapidjson::Document target;
@@ -155,7 +155,7 @@ std::size_t VirtualSlot(Function function) {
 static_assert(!std::is_base_of_v<MuxMessagePayloadBase, MuxNackMessagePayload>);
 static_assert(!std::has_virtual_destructor_v<MuxNackMessagePayload>);
 
-// In the base they follow the two destructors, of which the NACK's payload has none.
+// In the base they follow the two destructors; the payload of a NACK has no virtual destructor.
 TEST(VirtualTables, HaveTheTextBeforeTheObject) {
     EXPECT_EQ(VirtualSlot(&MuxMessagePayloadBase::ToJSON), 3U);
     EXPECT_EQ(VirtualSlot(&MuxMessagePayloadBase::ToJSONObject), 4U);
@@ -163,7 +163,7 @@ TEST(VirtualTables, HaveTheTextBeforeTheObject) {
     EXPECT_EQ(VirtualSlot(&MuxNackMessagePayload::ToJSONObject), 2U);
 }
 
-// Releases `object` and gives what it has become.
+// Releases `object` and returns its text.
 std::string TextOf(PayloadObject& object) {
     const std::unique_ptr<rapidjson::Value> value(object.Release());
     return Json::Text(*value);

@@ -36,7 +36,7 @@ std::string Reparsed(std::int32_t code, const std::string& text) {
     return payload != nullptr ? payload->ToJSON() : "no payload";
 }
 
-// "{"gatewayID":<gateway>,"lockID":<lock>}", the values as they stand in JSON.
+// {"gatewayID":<gateway>,"lockID":<lock>}; both values are JSON texts.
 std::string LockText(const std::string& gateway, const std::string& lock) {
     return R"({"gatewayID":)" + gateway + R"(,"lockID":)" + lock + "}";
 }
@@ -151,7 +151,7 @@ const WhitelistRow kWhitelistRows[] = {
     {R"("x":0)", false, {kNoSetupNumber, kNoOptions, kMissingCard, kNoCardType, kNoCardData}},
 };
 
-// All lines so far, each with its severity in front and without its signature.
+// All lines so far: severity and text, without the signature.
 std::vector<std::string> TextsOf(const CapturedLog& log) {
     const std::string signature =
         "Mux::MuxWhitelistSetPayload* Mux::MuxMessageBuilder::ParseWhitelistSetMessage(rapidjson::Value&) ";

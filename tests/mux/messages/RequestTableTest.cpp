@@ -56,7 +56,7 @@ TEST(RequestTable, HasOneRowForEachCodeThatClientsSendAndNoOther) {
     EXPECT_EQ(FindRequest(256 + 10), nullptr);
 }
 
-// The class of the payload that an operation needs.
+// Whether the payload has the class that the operation requires.
 bool SuitsOperation(const MuxMessagePayloadBase* payload, GatewayOperation operation) {
     switch (operation) {
         case GatewayOperation::kNone:
