@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <cerrno>
@@ -123,6 +125,50 @@ TEST_F(ServerSocketAcceptTest, AnInterruptedOrAbortedAcceptIsRepeatedWithoutALin
             return true;
         }
     }));
+}
+
+TEST_F(ServerSocketAcceptTest, TheRoomForClientsIsWhatOthersAndTheReserveLeave) {
+    static std::atomic<std::size_t> others{0};
+    server_->SetDescriptorsForOthersCallback([](void*) { return others.load(); });
+    rlimit limit = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + 40;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    const std::size_t room = server_->RoomForClients();
+    EXPECT_GE(room, 10U);
+    EXPECT_LT(room, 40U);
+    others = 5;
+    EXPECT_EQ(server_->RoomForClients(), room - 5);
+    const LoopbackSocket one;
+    EXPECT_EQ(server_->RoomForClients(), room - 6);
+    others = 1000000;
+    EXPECT_EQ(server_->RoomForClients(), 0U);
+}
+
+TEST_F(ServerSocketAcceptTest, NoDescriptorOf1024OrMoreBecomesAClient) {
+    rlimit limit = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = limit.rlim_max;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    if (limit.rlim_max <= 2000) {
+        GTEST_SKIP() << "this system allows only " << limit.rlim_max << " descriptors";
+    }
+    std::vector<LoopbackSocket> fillers(1100);
+    std::promise<void> isAccepting;
+    FailingCalls second(SocketCall::kAccept, 0, 1, CallsFrom::kOtherThreads);
+    second.After(1).Doing([&] { isAccepting.set_value(); });
+    StartAccepting();
+    LoopbackSocket client = LoopbackSocket::ConnectedTo(port_.Number());
+    EXPECT_TRUE(client.WaitForEnd());
+    EXPECT_TRUE(log_.Holds(plog::warning, "Too many clients. The connection with FD 11"));
+    EXPECT_EQ(Count("accepted"), 0);
+    // The kernel picks the next number when accept begins to wait, for which nothing can be waited in turn.
+    isAccepting.get_future().wait();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    fillers.clear();
+    const LoopbackSocket next = ConnectClient();
+    EXPECT_LT(NewestDescriptor(), 1024);
+    EXPECT_EQ(fcntl(NewestDescriptor(), F_GETFD), FD_CLOEXEC) << "the programs that the process starts would have it";
 }
 
 }  // namespace
