@@ -16,6 +16,8 @@ namespace Load {
 
 // A gateway on a port of its own that answers every frame in the moment in which it arrives.
 //
+// On Asio, so that many gateways share one thread and leave the processor to what is measured.
+//
 // Lives on the loop's thread. The loop must not run any more when the gateway is destroyed. It serves the connection
 // that was accepted last. Bytes that are no frame throw std::runtime_error out of the loop.
 class AnsweringGateway {

@@ -13,6 +13,8 @@ namespace Load {
 
 // A client of the server: sends packets, reports each JSON text with the time of its arrival.
 //
+// On Asio, so that many clients share one thread and each arrival is timed at once.
+//
 // Lives on the loop's thread. The loop must not run any more when the client is destroyed. Losing the connection
 // throws std::system_error out of the loop, and what is no answer MuxClient::ProtocolError.
 class StreamClient {

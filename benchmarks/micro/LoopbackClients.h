@@ -3,30 +3,24 @@
 #include <cstddef>
 #include <vector>
 
-#include "benchmarks/micro/ClientPacket.h"
+#include "tests/support/LoopbackSocket.h"
 
 namespace Benchmark {
-
-// A free port of this machine.
-int FreePort();
 
 // So many clients of a server on this machine. Their descriptors have numbers above those that the server gives its
 // own, so both ends find room in one process. Throws std::system_error when there is no room.
 class LoopbackClients {
   public:
     LoopbackClients(int port, std::size_t count);
-    ~LoopbackClients();
-    LoopbackClients(const LoopbackClients&) = delete;
-    LoopbackClients& operator=(const LoopbackClients&) = delete;
 
     // Each sends these bytes.
-    void SendFromEach(const Bytes& bytes) const;
+    void SendFromEach(const Testing::LoopbackSocket::Bytes& bytes) const;
 
     // Takes what the first client was sent, until its texts have ended so many times.
     void ReceiveTexts(std::size_t count);
 
   private:
-    std::vector<int> descriptors_;
+    std::vector<Testing::LoopbackSocket> clients_;
 };
 
 }  // namespace Benchmark
