@@ -16,6 +16,8 @@ namespace Load {
 
 // A gateway on its own port that answers every frame at once.
 //
+// On Asio, so that many gateways share one thread and leave the processor to what is measured.
+//
 // Lives on the loop's thread; the loop must have stopped when the gateway is destroyed. It serves the connection
 // accepted last. Bytes that are not a frame throw std::runtime_error out of the loop.
 class AnsweringGateway {

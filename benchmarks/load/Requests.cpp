@@ -1,25 +1,17 @@
 #include "benchmarks/load/Requests.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <limits>
-#include <stdexcept>
+#include "tests/support/TestClient.h"
 
 namespace Load {
 namespace {
 
-constexpr std::size_t kHeaderBytes = 6;
 constexpr int kUnknownGateway = 999'999;
 
 }  // namespace
 
 std::string PacketAround(std::string_view text) {
-    const std::size_t length = text.size() + kHeaderBytes;
-    if (length > std::numeric_limits<std::uint16_t>::max()) {
-        throw std::length_error("text too long for a packet");
-    }
-    std::string packet = {static_cast<char>(length % 256), static_cast<char>(length / 256), 'M', 'U', 'X', 'M'};
-    return packet.append(text);
+    const Testing::LoopbackSocket::Bytes packet = Testing::Packet(text);
+    return {packet.begin(), packet.end()};
 }
 
 std::string OpenRequest(std::string_view messageId, int gatewayId) {

@@ -13,6 +13,8 @@ namespace Load {
 
 // A client of the server: sends packets, reports each JSON text with the time of its arrival.
 //
+// On Asio, so that many clients share one thread and each arrival is timed at once.
+//
 // Lives on the loop's thread; the loop must have stopped when the client is destroyed. A lost connection throws
 // std::system_error out of the loop, an invalid answer MuxClient::ProtocolError.
 class StreamClient {

@@ -13,6 +13,8 @@
 #include "benchmarks/micro/LogOutput.h"
 #include "benchmarks/micro/LoopbackClients.h"
 #include "mux/BrenkMux.h"
+#include "tests/support/ReservedPort.h"
+#include "tests/support/TestClient.h"
 
 namespace {
 
@@ -24,10 +26,10 @@ constexpr std::size_t kRequests = 50;
 const std::string kRequest =
     R"({"Timestamp":1,"MessageID":"0f8fad5b","MessageCode":10,"Data":{"gatewayID":999,"lockID":5}})";
 
-Benchmark::Bytes Requests() {
-    Benchmark::Bytes packets;
+Testing::LoopbackSocket::Bytes Requests() {
+    Testing::LoopbackSocket::Bytes packets;
     for (std::size_t count = 0; count < kRequests; ++count) {
-        const Benchmark::Bytes packet = Benchmark::ClientPacket(kRequest);
+        const Testing::LoopbackSocket::Bytes packet = Testing::Packet(kRequest);
         packets.insert(packets.end(), packet.begin(), packet.end());
     }
     return packets;
@@ -43,11 +45,12 @@ Seconds UsedWhile(Action action) {
 
 // Each answered batch is held against just as long a time without requests: what a pass costs drifts.
 void AnswerRequests(benchmark::State& state) {
-    const int port = Benchmark::FreePort();
+    const Testing::ReservedPort reserved;
+    const int port = reserved.Number();
     Mux::BrenkMux mux(port);
     mux.Start();
     Benchmark::LoopbackClients client(port, 1);
-    const Benchmark::Bytes packets = Requests();
+    const Testing::LoopbackSocket::Bytes packets = Requests();
     const auto answerAll = [&] {
         client.SendFromEach(packets);
         client.ReceiveTexts(kRequests);

@@ -12,6 +12,8 @@
 #include "benchmarks/micro/CpuTime.h"
 #include "benchmarks/micro/LoopbackClients.h"
 #include "net/ServerSocket.h"
+#include "tests/support/ReservedPort.h"
+#include "tests/support/TestClient.h"
 
 namespace {
 
@@ -43,8 +45,9 @@ void StartServer(ServerSocket& server) {
 // out.
 void DrainOfAPass(benchmark::State& state) {
     const auto count = static_cast<std::size_t>(state.range(0));
-    const Benchmark::Bytes packet = Benchmark::ClientPacket(std::string(90, 'x'));
-    const int port = Benchmark::FreePort();
+    const Testing::LoopbackSocket::Bytes packet = Testing::Packet(std::string(90, 'x'));
+    const Testing::ReservedPort reserved;
+    const int port = reserved.Number();
     ServerSocket server(port);
     StartServer(server);
     const Benchmark::LoopbackClients clients(port, count);

@@ -4,14 +4,10 @@
 #include <plog/Init.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 #include <iostream>
-#include <string>
-#include <system_error>
 
 #include "diagnostics/LogOutputs.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace Benchmark {
 namespace {
@@ -19,28 +15,11 @@ namespace {
 constexpr std::size_t kLogFileBytes = 10000;
 constexpr int kLogFiles = 10;
 
-// Removed when the program ends.
-class Folder {
-  public:
-    Folder() {
-        if (mkdtemp(path_.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), "mkdtemp");
-        }
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    const std::string& Path() const { return path_; }
-
-  private:
-    std::string path_ = (std::filesystem::temp_directory_path() / "micro-benchmarks-XXXXXX").string();
-};
-
 Diagnostics::LogOutputs& Outputs() {
-    static const Folder folder;
+    static const Testing::TemporaryFolder folder;
     static Diagnostics::LogOutputs outputs(false);
     static const bool hasFile = [] {
-        outputs.AddFile(folder.Path() + "/mux.log", kLogFileBytes, kLogFiles);
+        outputs.AddFile((folder.Path() / "mux.log").string(), kLogFileBytes, kLogFiles);
         return true;
     }();
     static_cast<void>(hasFile);

@@ -5,20 +5,20 @@
 #include <string>
 #include <vector>
 
-#include "benchmarks/micro/ClientPacket.h"
 #include "net/MuxPacket.h"
 #include "net/PacketCutter.h"
+#include "tests/support/TestClient.h"
 
 namespace {
 
-using Benchmark::Bytes;
+using Bytes = Testing::LoopbackSocket::Bytes;
 
 const std::string kText =
     R"({"Timestamp":1,"MessageID":"0f8fad5b","MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})";
 
 // So many packets arrive in one read.
 void PacketCutting(benchmark::State& state) {
-    const Bytes packet = Benchmark::ClientPacket(kText);
+    const Bytes packet = Testing::Packet(kText);
     Bytes stream;
     for (std::int64_t count = 0; count < state.range(0); ++count) {
         stream.insert(stream.end(), packet.begin(), packet.end());
@@ -34,7 +34,7 @@ void PacketCutting(benchmark::State& state) {
 }
 
 void PacketUnwrapping(benchmark::State& state) {
-    Bytes packet = Benchmark::ClientPacket(kText);
+    Bytes packet = Testing::Packet(kText);
     for ([[maybe_unused]] auto unused : state) {
         benchmark::DoNotOptimize(Brenk::Net::MuxPacket::IsMuxPacket(packet));
         const Brenk::Net::MuxPacket unwrapped(packet);

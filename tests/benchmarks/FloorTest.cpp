@@ -12,6 +12,7 @@
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/Process.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/TestClient.h"
 
 namespace Load {
 namespace {
@@ -19,15 +20,12 @@ namespace {
 using Testing::LoopbackSocket;
 using Testing::Process;
 
-constexpr const char* kPacket = R"(MUXM{"Timestamp":1,"MessageID":"id-1","MessageCode":10,"Data":{}})";
+constexpr const char* kRequest = R"({"Timestamp":1,"MessageID":"id-1","MessageCode":10,"Data":{}})";
 constexpr const char* kRefusal =
     R"({"Timestamp":1700000000,"MessageID":"id-1","MessageCode":1,"Data":{"ErrorCode":0,"Message":"Error in request"}})";
 
 LoopbackSocket::Bytes PacketBytes() {
-    const std::string text = kPacket;
-    LoopbackSocket::Bytes bytes = {static_cast<unsigned char>(text.size() + 2), 0};
-    bytes.insert(bytes.end(), text.begin(), text.end());
-    return bytes;
+    return Testing::Packet(kRequest);
 }
 
 std::string ReceiveText(LoopbackSocket& socket, std::size_t count) {

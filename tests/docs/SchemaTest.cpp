@@ -29,19 +29,6 @@ void ExpectAllFit(const JsonSchema& schema, const std::vector<TextRow>& rows) {
     }
 }
 
-TEST(Schemas, TellWhatIsBroken) {
-    EXPECT_EQ(JsonSchema::Configuration().ViolationIn(R"({"Enabled":1,"Gateways":[]})"),
-              "#/Enabled breaks type at #/properties/Enabled");
-    EXPECT_NE(JsonSchema::Configuration().ViolationIn(R"({"Enabled":true,"Gateways":[])"), "") << "not closed";
-    EXPECT_NE(JsonSchema::Configuration().ViolationIn(R"({"Enabled":true,"Gateways":[]} x)"), "") << "goes on";
-    EXPECT_NE(JsonSchema::Configuration().ViolationIn(""), "") << "empty";
-}
-
-TEST(Schemas, RefuseDeepNestingAtOnce) {
-    const std::string deep = std::string(30000, '[') + std::string(30000, ']');
-    EXPECT_NE(JsonSchema::Request().ViolationIn(R"({"MessageID":"a","MessageCode":2,"Data":{"x":)" + deep + "}}"), "");
-}
-
 TEST(RequestSchema, RefusesWhatIsNoRequest) {
     ExpectAllRefused(
         JsonSchema::Request(),

@@ -14,9 +14,14 @@ class ReservedPort {
   public:
     ReservedPort();
 
+    // The port of this number. Throws std::system_error when the Mux could not have it either.
+    explicit ReservedPort(std::uint16_t number);
+
     std::uint16_t Number() const;
 
   private:
+    void Bind(std::uint16_t number);
+
     LoopbackSocket bound_;
 };
 

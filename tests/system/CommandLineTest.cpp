@@ -1,14 +1,13 @@
 // What the options print, and where they make the Mux listen.
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <string>
+#include <system_error>
 #include <vector>
 
+#include "tests/support/LoopbackSocket.h"
+#include "tests/support/ReservedPort.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/LogLines.h"
 #include "tests/system/support/MuxSystem.h"
@@ -76,16 +75,12 @@ void ExpectListensOn(const std::vector<std::string>& arguments, std::uint16_t po
 
 // Whether the Mux can have port 5555 here: another program may hold it.
 bool IsDefaultPortFree() {
-    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int enabled = 1;
-    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
-    setsockopt(descriptor, SOL_SOCKET, SO_REUSEPORT, &enabled, sizeof enabled);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(5555);
-    const bool isFree = bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(descriptor);
-    return isFree;
+    try {
+        const Testing::ReservedPort port(5555);
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
 }
 
 TEST(DefaultPort, IsTakenUnlessThePortIsGivenTwice) {
@@ -137,15 +132,8 @@ TEST(CommandLine, APortThatIsNoneEndsTheProcessWithStatus0) {
 }
 
 TEST(CommandLine, APortThatIsTakenEndsTheProcessWithStatus0) {
-    const int taker = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    socklen_t size = sizeof address;
-    ASSERT_EQ(bind(taker, reinterpret_cast<sockaddr*>(&address), size), 0);
-    ASSERT_EQ(listen(taker, 1), 0);
-    ASSERT_EQ(getsockname(taker, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    ExpectNoListening(std::to_string(ntohs(address.sin_port)), "Address already in use");
-    close(taker);
+    const Testing::LoopbackSocket taker = Testing::LoopbackSocket::Listening();
+    ExpectNoListening(std::to_string(taker.Port()), "Address already in use");
 }
 
 TEST(CommandLine, AMuxThatCannotListenLeavesItsGatewaysToo) {

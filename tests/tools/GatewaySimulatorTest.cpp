@@ -18,7 +18,6 @@ namespace Simulator {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
 using Testing::kNextOk;
 using Testing::kNextOpen;
 using Testing::kOk;
@@ -26,9 +25,6 @@ using Testing::kOpen;
 using Testing::PlainSocket;
 using Testing::WaitUntil;
 
-const std::string kRefresh = "13 FE FD 0E 01 00 00 01 00 00 00 01 00 00 01 00 01 08 4B";
-const std::string kRefreshAnswer = "18 FE FD 13 01 00 00 01 00 00 00 01 00 00 01 00 00 07 00 00 03 E8 A7 07";
-const std::string kGetStatus = "13 FE FD 0E 01 00 00 02 00 00 03 E9 00 00 00 05 01 2F B9";
 const std::string kCardEvent5 =
     "1F FE FD 1A 01 00 00 00 00 00 00 01 00 00 00 05 0E 00 00 00 00 00 00 00 04 04 A1 B2 C3 AB 10";
 const std::string kPinEvent5 =
@@ -51,36 +47,6 @@ class GatewaySimulatorTest : public testing::Test {
 
     GatewaySimulator gateway_{TwoLocks()};
 };
-
-TEST_F(GatewaySimulatorTest, TellsTheFreePortItFound) {
-    EXPECT_NE(gateway_.Port(), 0);
-    EXPECT_TRUE(Testing::IsListenedOn(gateway_.Port()));
-}
-
-TEST_F(GatewaySimulatorTest, AnswersAWrongCounterWithItsOwn) {
-    PlainSocket client(gateway_.Port());
-    client.Send(kRefresh);
-    EXPECT_EQ(client.Receive(24), kRefreshAnswer);
-    EXPECT_EQ(gateway_.Counter(), 1000U);
-}
-
-TEST_F(GatewaySimulatorTest, AnswersGetStatusWithTheStatusThatWasSet) {
-    EXPECT_TRUE(gateway_.ChangeLock(5, [](Lock& lock) { lock.SetStatus({0x0E, 0, 0x1C, 0, 0, 0, 0}); }));
-    EXPECT_FALSE(gateway_.ChangeLock(99, [](Lock&) {}));
-    PlainSocket client(gateway_.Port());
-    client.Send(kGetStatus);
-    EXPECT_EQ(client.Receive(26), "1A FE FD 15 01 00 00 02 00 00 03 E9 00 00 00 05 01 0E 00 1C 00 00 00 00 5A 12");
-}
-
-TEST_F(GatewaySimulatorTest, CarriesOutRequestsInTheirOrder) {
-    PlainSocket client(gateway_.Port());
-    client.Send(kOpen);
-    EXPECT_EQ(client.Receive(20), kOk);
-    client.Send(kNextOpen);
-    EXPECT_EQ(client.Receive(20), kNextOk);
-    EXPECT_EQ(gateway_.FindLock(5)->StateAt(Lock::Clock::now()), Lock::State::kOpen);
-    EXPECT_EQ(gateway_.Counter(), 1002U);
-}
 
 TEST_F(GatewaySimulatorTest, AnswersFiveToAnUnknownHeaderVersionAndKeepsItsCounter) {
     PlainSocket client(gateway_.Port());
@@ -137,17 +103,6 @@ TEST_F(GatewaySimulatorTest, SendsEventsInTheirOrder) {
     EXPECT_EQ(client.Receive(62), kCardEvent5 + " " + kPinEvent5);
 }
 
-TEST_F(GatewaySimulatorTest, SendsNoEventWhenNobodyIsConnected) {
-    EXPECT_FALSE(gateway_.RaiseCard(5, {0x04}));
-    EXPECT_FALSE(gateway_.RaisePin(5, "1"));
-    EXPECT_FALSE(gateway_.SendRaw({0x00}));
-    EXPECT_FALSE(gateway_.FindLock(5)->PendingEvent().has_value());
-    PlainSocket client(gateway_.Port());
-    AwaitConnection();
-    gateway_.RaiseCard(5, {0x04, 0xA1, 0xB2, 0xC3});
-    EXPECT_EQ(client.Receive(31), kCardEvent5);
-}
-
 TEST_F(GatewaySimulatorTest, SendsEventsToTheConnectionAcceptedLastAndAnswersToTheOneThatAsked) {
     PlainSocket first(gateway_.Port());
     AwaitConnection();
@@ -171,13 +126,6 @@ TEST_F(GatewaySimulatorTest, ClosesInOrderAlsoWhileThePeerGoesOnSending) {
     EXPECT_EQ(gateway_.ReceivedFrames().size(), 0U);
 }
 
-TEST_F(GatewaySimulatorTest, ResetsConnections) {
-    PlainSocket client(gateway_.Port());
-    AwaitConnection();
-    gateway_.ResetConnection();
-    EXPECT_EQ(client.WaitForEnding(), PlainSocket::Ending::kReset);
-}
-
 TEST_F(GatewaySimulatorTest, RefusesConnectionsForAWhileOnly) {
     PlainSocket standing(gateway_.Port());
     AwaitConnection();
@@ -187,13 +135,6 @@ TEST_F(GatewaySimulatorTest, RefusesConnectionsForAWhileOnly) {
     EXPECT_EQ(standing.Receive(20), kOk);
     EXPECT_TRUE(WaitUntil([&] { return Testing::IsListenedOn(gateway_.Port()); }));
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(100));
-}
-
-TEST_F(GatewaySimulatorTest, RefusesConnectionsUntilToldOtherwise) {
-    gateway_.RefuseConnections(seconds(3600));
-    EXPECT_FALSE(Testing::IsListenedOn(gateway_.Port()));
-    gateway_.RefuseConnections(milliseconds(0));
-    EXPECT_TRUE(WaitUntil([&] { return Testing::IsListenedOn(gateway_.Port()); }));
 }
 
 TEST_F(GatewaySimulatorTest, KeepsPortLocksAndCounterOverAStop) {

@@ -98,27 +98,6 @@ TEST(ScreenTest, ShowsTheStateOfALock) {
     EXPECT_EQ(rows.at(3), "    lock 66       open for a while  battery 3 level 3  whitelist 3 of 2 disabled");
 }
 
-TEST(ScreenTest, SharesTheRoomForLinesAmongGateways) {
-    GatewayView hall = Hall();
-    hall.status.locks.clear();
-    GatewayView cellar = Cellar();
-    cellar.recent = {"four", "five", "six"};
-    const std::vector<std::string> rows = Draw(State({hall, cellar}), 10);
-    EXPECT_THAT(std::vector<std::string>(rows.begin() + 1, rows.begin() + 6),
-                ElementsAre(kHall, "      two", "      three", kCellar, "      six"));
-}
-
-TEST(ScreenTest, SaysHowManyLocksThereIsNoRoomFor) {
-    GatewayView hall = Hall();
-    hall.status.locks = {ClosedLock(5), ClosedLock(6), ClosedLock(7), ClosedLock(8)};
-    hall.recent = {"one"};
-    const std::vector<std::string> rows = Draw(State({hall, Cellar()}), 9);
-    EXPECT_THAT(rows.at(1), kHall);
-    EXPECT_THAT(rows.at(2), HasSubstr("lock 5 Front"));
-    EXPECT_THAT(rows.at(3), "    and 3 more locks");
-    EXPECT_THAT(rows.at(4), kCellar);
-}
-
 TEST(ScreenTest, GivesALongAnswerHalfOfTheRoom) {
     ScreenState state = State({Cellar()});
     for (int number = 1; number <= 20; ++number) {
@@ -133,16 +112,6 @@ TEST(ScreenTest, GivesALongAnswerHalfOfTheRoom) {
     state.scrolled = 99;
     EXPECT_EQ(Draw(state, 11).at(6), "line 1") << "no further than to the first";
     EXPECT_EQ(Draw(state, 11).at(9), "line 4");
-}
-
-TEST(ScreenTest, ShowsTheTypedLineWithItsCursor) {
-    ScreenState state = State({Cellar()});
-    state.prompt = "-2> ";
-    state.input = "card 5 04";
-    state.cursor = 4;
-    const Screen screen = LayOut(state, {40, 6});
-    EXPECT_EQ(screen.lines.back().text, "-2> card 5 04");
-    EXPECT_EQ(screen.cursorColumn, 8U);
 }
 
 TEST(ScreenTest, KeepsTheCursorOfALongLineInSight) {

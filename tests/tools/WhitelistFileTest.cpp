@@ -86,16 +86,6 @@ TEST_F(WhitelistFileTest, IsReadBack) {
     EXPECT_TRUE(other.Cards().Entries().empty());
 }
 
-TEST_F(WhitelistFileTest, IsNotWrittenWithoutAChange) {
-    folder_.Write("cards.json", kOneCard);
-    WhitelistFile file(Path());
-    std::filesystem::remove(Path());
-    Lock lock = LockWithCard();
-    lock.Open();
-    file.Keep({lock});
-    EXPECT_FALSE(IsThere());
-}
-
 TEST_F(WhitelistFileTest, KeepsTheCardsOfALockThatIsNotThere) {
     folder_.Write("cards.json", kOneCard);
     WhitelistFile file(Path());
@@ -104,15 +94,6 @@ TEST_F(WhitelistFileTest, KeepsTheCardsOfALockThatIsNotThere) {
     file.Keep({lock});
     EXPECT_THAT(Content(), HasSubstr("04A1B2C3"));
     EXPECT_THAT(Content(), HasSubstr("\"ID\": 6"));
-}
-
-TEST_F(WhitelistFileTest, TriesAgainAfterAFailure) {
-    std::filesystem::create_directory(Path() + ".new");
-    WhitelistFile file(Path());
-    EXPECT_THROW(file.Keep({LockWithCard()}), std::runtime_error);
-    std::filesystem::remove(Path() + ".new");
-    file.Keep({LockWithCard()});
-    EXPECT_EQ(Content(), kOneCard);
 }
 
 TEST_F(WhitelistFileTest, IsReportedAndLeftAloneWhenItIsBroken) {
@@ -157,18 +138,6 @@ TEST_F(KeptWhitelistsTest, AreInTheFileBeforeTheAnswer) {
     EXPECT_EQ(Content(), kOneCard);
 }
 
-TEST_F(KeptWhitelistsTest, FollowWhatIsDoneByHand) {
-    gateway_->ChangeLock(5, [](Lock& lock) { lock.Cards().Add({0, 1, {0x04, 0xA1, 0xB2, 0xC3}}); });
-    EXPECT_EQ(Content(), kOneCard);
-    gateway_->RemoveLock(5);
-    EXPECT_EQ(Content(), kOneCard) << "as if the lock only were out of reach";
-    gateway_->AddLock(5);
-    EXPECT_EQ(Content(), kOneCard) << "as if the lock were in reach again";
-    EXPECT_EQ(gateway_->FindLock(5)->Cards().Entries().size(), 1U);
-    gateway_->ChangeLock(5, [](Lock& lock) { lock.Cards().SetEntries({}); });
-    EXPECT_THAT(Content(), HasSubstr("\"Locks\": []"));
-}
-
 TEST_F(KeptWhitelistsTest, AreThoseOfTheFileForALockThatIsAdded) {
     const std::string text = R"({"Locks": [{"ID": 9, "Enabled": false, "Cards": [{"Card": "04A1B2C3"}]}]})";
     folder_.Write("cards.json", text);
@@ -181,18 +150,6 @@ TEST_F(KeptWhitelistsTest, AreThoseOfTheFileForALockThatIsAdded) {
     EXPECT_FALSE(gateway.FindLock(9)->Cards().IsEnabled());
     ASSERT_EQ(gateway.FindLock(9)->Cards().Entries().size(), 1U);
     EXPECT_EQ(gateway.FindLock(9)->Cards().Entries().at(0).card, Bytes({0x04, 0xA1, 0xB2, 0xC3}));
-}
-
-TEST_F(KeptWhitelistsTest, AreThoseOfTheFileAtTheStart) {
-    folder_.Write("cards.json", kOneCard);
-    WhitelistFile file(Path());
-    SimulatorOptions options;
-    options.locks = {5};
-    options.preparedLocks = {Lock(6)};
-    options.whitelists = &file;
-    GatewaySimulator gateway(options);
-    EXPECT_EQ(gateway.FindLock(5)->Cards().Entries().size(), 1U);
-    EXPECT_EQ(gateway.FindLock(6)->Cards().Entries().size(), 0U);
 }
 
 TEST_F(KeptWhitelistsTest, ThatCannotBeKeptAreReported) {

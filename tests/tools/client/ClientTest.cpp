@@ -119,19 +119,6 @@ TEST_F(ClientTest, HandsEventsOutWhileItWaitsForAnAnswer) {
     EXPECT_THAT(events, ElementsAre(kEvent, kEvent));
 }
 
-TEST_F(ClientTest, DropsEventsThatNobodyWants) {
-    MuxSends(kEvent + Ack("a"));
-    ASSERT_TRUE(client_.Ask(WithId("a"), kLong));
-}
-
-TEST_F(ClientTest, CallsOneHandlerInOneWait) {
-    int events = 0;
-    client_.OnEvent([&](const Message&) { ++events; });
-    MuxSends(kEvent + kEvent);
-    EXPECT_TRUE(client_.Wait(kLong));
-    EXPECT_EQ(events, 1);
-}
-
 TEST_F(ClientTest, WaitsOnlySoLong) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(client_.Wait(30ms));
@@ -208,16 +195,6 @@ TEST_F(ClientTest, LetsAHandlerSend) {
     EXPECT_THAT(noted_, ElementsAre("b " + Ack("b")));
 }
 
-TEST_F(ClientTest, LetsAnEventHandlerSetAnother) {
-    int events = 0;
-    client_.OnEvent([&](const Message&) { client_.OnEvent([&](const Message&) { ++events; }); });
-    MuxSends(kEvent + kEvent);
-    EXPECT_TRUE(client_.Wait(kLong));
-    EXPECT_EQ(events, 0);
-    EXPECT_TRUE(client_.Wait(kLong));
-    EXPECT_EQ(events, 1);
-}
-
 TEST_F(ClientTest, PassesOnWhatAHandlerThrowsAndGoesOn) {
     client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
     MuxSends(kEvent + Ack("a"));
@@ -233,14 +210,6 @@ TEST_F(ClientTest, ForgetsTheRequestThatItAskedWhenAHandlerThrows) {
     client_.Send(WithId("b"), Note("b"), kLong);
     EXPECT_TRUE(client_.Wait(kLong));
     EXPECT_THAT(noted_, ElementsAre("b " + Ack("b")));
-}
-
-TEST_F(ClientTest, MayAskAgainAfterAHandlerHasThrown) {
-    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
-    MuxSends(kEvent);
-    EXPECT_THROW(client_.Ask(WithId("a"), kLong), std::logic_error);
-    MuxSends(Ack("a"));
-    EXPECT_TRUE(client_.Ask(WithId("a"), kLong));
 }
 
 TEST_F(ClientTest, TakesWhatHasComeAlreadyWithoutWaiting) {
@@ -303,30 +272,6 @@ TEST(ClientConnectTest, SaysWhenItIsNotTakenUpInTime) {
     const Client first(address, kLong);
     EXPECT_THAT([&] { Client second(address, 50ms); },
                 ThrowsMessage<ConnectionError>(HasSubstr("no connection within 50 ms")));
-}
-
-TEST(ClientConnectTest, SaysWhenTheNameIsNone) {
-    EXPECT_THAT(
-        [] {
-            Client client({"no name", 1}, kLong);
-        },
-        ThrowsMessage<ConnectionError>(HasSubstr("cannot connect to no name:1: ")));
-}
-
-TEST(ClientConnectTest, FindsAHostByItsName) {
-    LoopbackSocket listener = LoopbackSocket::Listening();
-    Client client({"localhost", static_cast<std::uint16_t>(listener.Port())}, kLong);
-    LoopbackSocket mux = listener.Accept();
-    client.SendOnly(WithId("a"));
-    EXPECT_EQ(mux.Receive(1).size(), 1U);
-}
-
-TEST(ClientConnectTest, ClosesItsConnectionAtItsEnd) {
-    LoopbackSocket listener = LoopbackSocket::Listening();
-    auto client = std::make_unique<Client>(MuxAddress{"127.0.0.1", static_cast<std::uint16_t>(listener.Port())}, kLong);
-    LoopbackSocket mux = listener.Accept();
-    client.reset();
-    EXPECT_TRUE(mux.WaitForEnd());
 }
 
 }  // namespace

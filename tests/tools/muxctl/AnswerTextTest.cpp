@@ -33,11 +33,6 @@ TEST(AnswerTextTest, OfANackSaysWhy) {
     EXPECT_EQ(Nack("null"), "NACK  open (0.6 s)");
 }
 
-TEST(AnswerTextTest, OfANackIsRed) {
-    EXPECT_EQ(AnswerText(ParseMessage(R"({"MessageCode":1})"), "open", 0ms, kColoured),
-              "\033[1;31mNACK\033[0m  open (0.0 s)");
-}
-
 TEST(AnswerTextTest, OfAStatusExplainsItsValues) {
     const auto status = ParseMessage(
         R"({"MessageCode":0,"Data":{"BatteryStatus":3,"QoS":1,"MechanicalActive":true,"BatteryWarningLevel":false,)"

@@ -38,17 +38,6 @@ TEST(ReportTextTest, HasALineForEachFindingAndOneForTheWhole) {
               "mux.json: unusable");
 }
 
-TEST(ReportTextTest, IsColouredOnRequest) {
-    const Style coloured(true);
-    EXPECT_EQ(ReportText(kFine, "m", coloured), "m: \033[1;32mfine\033[0m: 1 gateway, 2 locks");
-    EXPECT_EQ(ReportText(kOneWarning, "m", coloured),
-              "m: \033[1;33mwarning\033[0m: Gateways[0].Port is 0\n"
-              "m: \033[1;33musable\033[0m, with 1 warning: 2 gateways, 1 lock");
-    EXPECT_EQ(ReportText({false, 0, 0, {{Finding::Level::kError, "a", "b"}}}, "m", coloured),
-              "m: \033[1;31merror\033[0m: a b\n"
-              "m: \033[1;31munusable\033[0m");
-}
-
 TEST(ReportTextTest, IsJsonOnRequest) {
     EXPECT_EQ(ReportJson(kFine, "mux.json"),
               R"({"File":"mux.json","Usable":true,"Gateways":1,"Locks":2,"Findings":[]})");

@@ -107,13 +107,6 @@ class Fields(ClientTest):
         self.client.to_server(packet(r'{"MessageID":"a\"\/\b\u00e9\u20AC\ud83d\uDE00","MessageCode":10}'))
         self.assert_fields(self.capture, [{"mux.message_id": 'a"/\\b\u00e9\u20ac\U0001F600', EXPERT: ""}])
 
-    def test_values_of_another_kind_are_not_shown_as_fields(self):
-        self.client.to_server(packet('{"MessageCode":10.0,"MessageID":7,"Data":[{"gatewayID":1}]}'))
-        self.client.to_server(packet('{"MessageCode":2147483648,"Data":{"gatewayID":"1","lockID":1e1}}'))
-        self.assert_fields(self.capture, [
-            {"mux.code": "", "mux.message_id": "", "mux.gateway_id": "", "mux.lock_id": "", "mux.length": "65"},
-            {"mux.code": "", "mux.message_id": "", "mux.gateway_id": "", "mux.lock_id": "", "mux.length": "70"}])
-
 
 class Remarks(ClientTest):
     """What the Mux does not do what the client hopes for with."""
@@ -155,11 +148,6 @@ class Remarks(ClientTest):
         self.assert_remark("JSON, but not an object: it ends the Mux",
                            *map(packet, ["[]", " [1, 2] ", '"a"', "-1.5e3", "true", "null", "0"]))
 
-    def test_numbers_that_are_not_too_great_are_json(self):
-        for number in ("1e308", "0.01e310", "1e-999", "-0", "1" + "0" * 308):
-            self.client.to_server(packet(f'{{"MessageID":"a1","Data":{number}}}'))
-        self.assert_fields(self.capture, [{"mux.message_id": "a1", EXPERT: ""}] * 5)
-
     def assert_remarks(self, remark, *texts):
         """The remark on each of the texts, in a capture of their own."""
         self.setUp()
@@ -192,15 +180,6 @@ class Remarks(ClientTest):
         missing = ["lockID"] * 12 + ["gatewayID", "duration", "duration"]
         self.assert_fields(self.capture, [{EXPERT: f'No "{name}": it ends the Mux'} for name in missing])
 
-    def test_what_is_only_refused_is_not_remarked(self):
-        texts = ["{}", '{"MessageCode":"10.5"}', '{"MessageCode":null}', '{"MessageCode":10}',
-                 '{"MessageCode":10,"Data":[]}', '{"MessageCode":10,"Data":{"gatewayID":"1","lockID":null}}',
-                 '{"MessageCode":20,"Data":{}}', '{"MessageCode":21,"Data":{}}',
-                 '{"MessageCode":21,"Data":{"gatewayID":"1","lockID":1.5}}', '{"Timestamp":9223372036854775807}',
-                 '{"Timestamp":-9223372036854775808,"MessageCode":13,'
-                 '"Data":{"gatewayID":-2147483648,"lockID":-0,"duration":4294967295}}']
-        self.assert_remarks("", *texts)
-
     def test_what_is_never_answered_is_remarked(self):
         self.assert_remarks("The Mux never answers this code", '{"MessageCode":2}')
         reserved = 'An ID with "requestNewSEQID-": no answer when it is done or there is no such lock'
@@ -211,20 +190,6 @@ class Remarks(ClientTest):
         for text in ("[]", '{"MessageCode":10.0}', "{}"):
             self.client.to_server(packet(text))
         self.assertEqual(len(self.rows(self.capture, ["mux.code"], ["-Y", "mux.ends_the_mux"])), 2)
-
-    def test_a_code_that_ends_the_mux_is_listed_as_it_stands(self):
-        self.client.to_server(packet('{"MessageCode":10.0,"Data":{"gatewayID":1,"lockID":5}}'))
-        self.assertIn(" MUX ", self.tshark(self.capture))
-        self.assertTrue(self.tshark(self.capture).strip().endswith("code 10.0 gateway 1 lock 5"))
-
-    def test_a_text_that_is_nested_too_deeply_is_left_alone(self):
-        self.client.to_server(packet("[" * 1001 + "]" * 1001))
-        self.client.to_server(packet("[" * 1002 + "]" * 1002))
-        self.client.to_server(packet("[" * 65000))
-        rows = self.rows(self.capture, [EXPERT])
-        self.assertEqual([row[EXPERT] for row in rows], [
-            "JSON, but not an object: it ends the Mux", "Nested deeper than this dissector reads",
-            "Nested deeper than this dissector reads"])
 
     def test_a_code_without_a_meaning_is_remarked(self):
         self.request(112)
@@ -274,15 +239,6 @@ class Exchanges(ClientTest):
         self.answer(1, "")
         self.assert_links(("4", ""), ("3", ""), ("", "2"), ("", "1"))
 
-    def test_two_clients_use_the_same_id_side_by_side(self):
-        self.request(10, "a1")
-        first, self.client = self.client, self.capture.connection(PORT)
-        self.request(10, "a1")
-        self.answer(0, "a1")
-        self.client = first
-        self.answer(0, "a1")
-        self.assert_links(("4", ""), ("3", ""), ("", "2"), ("", "1"))
-
 
 class Stream(ClientTest):
     """How messages are cut out of what TCP carries."""
@@ -310,16 +266,6 @@ class Stream(ClientTest):
         name = 'x}"\u00e9'
         self.assertEqual(self.ids(), [part for cut in range(1, len(first + second))
                                       for part in (("", name + "|y") if cut < len(first) else (name, "y"))])
-
-    def test_a_capture_may_begin_within_an_answer(self):
-        self.client.from_server((message(0, "lost", {"Success": True}) + message(0, "found", {})).encode()[30:])
-        self.assert_fields(self.capture, [{"mux.message_id": "found", EXPERT: "Bytes that belong to no message"}])
-
-    def test_a_broken_answer_is_passed_over(self):
-        self.client.from_server(b'{"Timestamp":oops}' + message(0, "found", {}).encode())
-        self.assert_fields(self.capture, [{
-            "mux.message_id": "found", "mux.unread": b'{"Timestamp":oops}'.hex(),
-            EXPERT: "Bytes that belong to no message"}])
 
     def test_a_message_whose_rest_tcp_does_not_bring_is_shown_as_bytes(self):
         self.client.to_server(packet(message(10, "x", LOCK)) + b"\x59\x00MUXM{")
