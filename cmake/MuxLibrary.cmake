@@ -32,8 +32,8 @@ function(mux_runnable variable target)
   set(${variable} ${path} PARENT_SCOPE)
 endfunction()
 
-# Headers of test and benchmark libraries take longer to compile than most sources that include them, so these folders
-# compile eight sources as one translation unit. With -DCMAKE_UNITY_BUILD=OFF they do not, for tools that look up how a
+# Tools, tests and benchmarks: their libraries' headers take longer to compile than most sources that include them, so
+# these folders compile eight sources as one translation unit. The daemon's sources are compiled one by one. With -DCMAKE_UNITY_BUILD=OFF they do not, for tools that look up how a
 # source is compiled.
 macro(mux_compile_in_groups)
   if(NOT DEFINED CMAKE_UNITY_BUILD)
@@ -41,8 +41,3 @@ macro(mux_compile_in_groups)
     set(CMAKE_UNITY_BUILD_BATCH_SIZE 8)
   endif()
 endmacro()
-
-# TODO
-function(mux_compile_alone)
-  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-endfunction()

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-// What a crash leaves behind: a core dump of the process and the call stack of the thread.
+// What a crash leaves: a core dump of the process and the call stack of the thread.
 namespace Diagnostics {
 
 // Names the dumps of this run after the program (the base name of `programPath`) and a UUID of its own, so that the
@@ -20,14 +20,14 @@ void SaveDumpFile();
 // Runs the command without a line, for a thread that cannot log.
 void RunDumpCommand();
 
-// Bounds how long a debugger may hold this process: a small process of its own waits for `limit` and then kills
-// whoever traces us, again and again until we have left.
+// Limits how long a debugger may hold this process: a helper process waits for `limit`, then kills every tracer until
+// this process has exited.
 //
-// A debugger stops every thread, and with them the watchdog of the ending: its signal arrives only when the debugger
-// has let go. One that hangs would keep the process for ever.
+// A debugger stops every thread including the watchdog of the ending, whose signal arrives only when the debugger
+// detaches. A hanging debugger would keep the process forever.
 //
-// Called by the crash handler, before the dump, on the thread that ends the process; the other process leaves together
-// with that thread. Async-signal-safe. Without room for another process there is no bound.
+// Called by the crash handler, before the dump, on the thread that ends the process; the helper exits with that thread.
+// Async-signal-safe. Without room for a process there is no limit.
 void StartDumpWatch(std::chrono::seconds limit);
 
 // Loads what a backtrace needs, so that the crash handler has no library to load. Called once at start-up.

@@ -11,13 +11,13 @@ enum class ErrorKind : int {
     kConnection = 1,  // a peer could not be reached, sent to or received from
 };
 
-// The process-wide judge of errors: whoever meets a failure that the Mux cannot live with reports it here.
+// Process-wide error policy. Report unrecoverable failures here.
 //
-// A report counts and, when the limit of its kind is set, calls the first handler. The counters are deliberately
-// not compared with the limits: in the running process the first report ends it, and its supervisor starts it
-// again. A process that never configured the guard (a library test) only counts.
+// A report is counted and, if the limit of its kind is set, calls the first handler. The counters are deliberately not
+// compared with the limits: in the daemon the first report ends the process, and its supervisor restarts it. A process
+// that never configured the guard (a library test) only counts.
 //
-// Any thread may report; Configure belongs to start-up, before there are other threads.
+// Any thread may report; call Configure at start-up, before other threads exist.
 class ErrorGuard {
   public:
     using Handler = void (*)();
@@ -37,9 +37,9 @@ class ErrorGuard {
     void Configure(const Configuration& configuration);
     Configuration CurrentConfiguration() const;
 
-    // Counts one error and calls the first handler if there is one and the limit of the kind is not 0. A handler
-    // may end the process, so whoever reports has nothing left undone. Afterwards the observer, if set, gets the
-    // second counter and the kind.
+    // Counts one error and calls the first handler if there is one and the limit of the kind is not 0. A handler may
+    // end the process, so the caller must leave nothing undone. Then the observer, if set, gets the second counter and
+    // the kind.
     void Report(ErrorKind kind);
 
     std::uint32_t FirstCounter() const;

@@ -15,7 +15,7 @@ class LineQueue {
   public:
     bool IsEmpty() const { return lines_.empty(); }
 
-    // Nothing changes when there is no memory for the line.
+    // Without memory for the line, nothing changes.
     void Append(std::string line);
 
     // What is not yet taken of the first line, of which there must be one. Valid until the queue changes.

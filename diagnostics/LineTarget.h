@@ -7,8 +7,8 @@
 
 namespace Diagnostics {
 
-// What lines are written to that may not take them: a console, a named pipe, a device. Nothing here waits for whoever
-// reads them, and nothing changes how other processes find a descriptor that they share with this one.
+// A destination that may not accept lines: a console, a named pipe, a device. Writing never waits for a reader, and
+// never changes how other processes see a descriptor that they share.
 //
 // For one thread at a time.
 class LineTarget {
@@ -28,7 +28,7 @@ class LineTarget {
     LineTarget(const LineTarget&) = delete;
     LineTarget& operator=(const LineTarget&) = delete;
 
-    // Returned when what was written before may never have been read: whoever reads next starts anew.
+    // Returned when earlier output may never have been read: the next reader starts from scratch.
     static constexpr ssize_t kGone = -1;
 
     // Returns how many bytes of `text` were taken, from its start: some, all, or 0 when nothing is taken now.

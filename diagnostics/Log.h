@@ -13,18 +13,17 @@
 
 // Writes one line to the process log: MUX_LOG(plog::info) << "Gateway " << id << " connected.";
 //
-// The message begins with the full signature of the operation that the calling thread is in (see LogOperation), then a
-// blank, then the text. The operands are evaluated only when the severity is logged. Any thread may log, also a
-// destructor and a signal handler; a log line is never a cancellation point. A line for which there is no memory is
-// left out, and nothing is thrown: only an operand that needs memory itself may.
+// The message begins with the signature of the calling thread's operation (see LogOperation) and a blank. Operands are
+// evaluated only if the severity is logged. Any thread may log, including destructors and signal handlers; a log line
+// is never a cancellation point. A line without memory is dropped and nothing is thrown, except by an operand itself.
 //
 // The text is complete before the LogCall begins, so a fault in an operand still gets the lines of a crash.
 #define MUX_LOG(severity) \
     IF_PLOG(severity)     \
     Diagnostics::LogCall() += Diagnostics::LogLine(severity, PLOG_GET_FUNC(), __LINE__)
 
-// Makes the function in which it stands the operation of the lines that are written until its block ends. An overload
-// that shares its work with the operation that readers know opens a LogOperation with that one's signature instead.
+// Makes the enclosing function the operation of all lines until the end of the block. An overload that shares its work
+// with a known operation opens a LogOperation with that operation's signature instead.
 #define MUX_OPERATION() const Diagnostics::LogOperation muxOperation(__PRETTY_FUNCTION__)
 
 namespace Diagnostics {
@@ -43,7 +42,7 @@ inline bool IsLogged(plog::Severity severity) {
 // Lives on the stack of the thread that it is for. Async-signal-safe.
 class LogOperation {
   public:
-    // `signature` stands in front of each line, as the compiler writes it; it must live as long as the object.
+    // `signature` precedes each line, as the compiler writes it; it must outlive the object.
     explicit LogOperation(const char* signature) : outer_(current_) { current_ = signature; }
     ~LogOperation() { current_ = outer_; }
     LogOperation(const LogOperation&) = delete;
@@ -58,11 +57,11 @@ class LogOperation {
     const char* const outer_;
 };
 
-// A line of the log while its text is put together. When memory runs out it is none: what the line is about goes on
-// without it, for a loop that cannot log the end of its memory has to go on, and a destructor too.
+// A log line under construction. When memory runs out it becomes empty and the program continues without it: a loop
+// that cannot log the lack of memory must go on, and so must a destructor.
 //
-// The record is not on the stack because it is half a kilobyte: it would stand in the frame of every function that can
-// log, and a gateway's two threads would need a page more each for lines that are never written.
+// The record is not on the stack because its half kilobyte would be in the frame of every function that logs, and cost
+// each of a gateway's two threads another page.
 //
 // Lives for one log line, on the thread that logs.
 class LogLine {
@@ -70,8 +69,8 @@ class LogLine {
     // A line of the thread's operation, whose signature its text begins with; of `function` when there is none.
     LogLine(plog::Severity severity, const char* function, std::size_t line) noexcept;
 
-    // Add to the text, in the format of an output stream of the C++ library that was told no other. Null is told as
-    // "(null)"; a text ends at its first NUL, and a char that is one adds nothing, whether signed or not.
+    // Append to the text in the default format of a C++ output stream. Null is written as "(null)"; a text ends at its
+    // first NUL, and a char that is NUL adds nothing.
     LogLine& operator<<(const char* text);
     LogLine& operator<<(char* text) { return *this << static_cast<const char*>(text); }
     LogLine& operator<<(const std::string& text) { return *this << text.c_str(); }
@@ -106,7 +105,7 @@ class LogCall {
     LogCall(const LogCall&) = delete;
     LogCall& operator=(const LogCall&) = delete;
 
-    // Writes the line to every appender of logger 0, which must exist. One for which there is no memory is left out.
+    // Writes the line to every appender of logger 0, which must exist. Without memory the line is dropped.
     void operator+=(const LogLine& line) const;
 
     // Whether the calling thread is inside the logger. Async-signal-safe.

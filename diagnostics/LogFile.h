@@ -14,9 +14,9 @@ struct LogFile {
     std::optional<LineTarget> device;  // a pipe or a device; otherwise it is a regular file
 };
 
-// Opens the log file without blocking, or makes it if there is none. A link is followed now, once and for all, so that
-// what is done to the file later is not done to the link. A pipe or a device stays open: a reader that has seen the end
-// of a pipe may not wait for another writer. A pipe that nobody reads yet is no failure.
+// Opens or creates the log file without blocking. A link is resolved once, so that later renames affect its target. A
+// pipe or device stays open: a reader that has seen the end of a pipe may not wait for another writer. A pipe without a
+// reader is not an error.
 LogFile OpenLogFile(const std::string& name);
 
 }  // namespace Diagnostics

@@ -12,12 +12,11 @@
 
 namespace Diagnostics {
 
-// The console and the log file as one appender: a line is formatted once for both, as plog's text formatter does it,
-// and both have the lines in one order. Formatting costs more than writing, and a request makes several lines.
+// Console and log file as one appender: a line is formatted once for both, as plog's text formatter does, and both get
+// the lines in one order. Formatting costs more than writing, and a request logs several lines.
 //
-// Nobody waits for whoever reads the console, or a pipe or device in place of the file; see LogStream for what they
-// miss. Any thread may write; the file is added before there is another thread. Lives as long as the logger that has
-// it.
+// Writing never waits for a reader of the console, or of a pipe or device used as file; see LogStream for what they
+// miss. Any thread may write; add the file before other threads exist. Lives as long as its logger.
 class LogOutputs : public plog::IAppender {
   public:
     // With `colors` the console, which is standard output, is coloured when it is a terminal.
@@ -36,7 +35,7 @@ class LogOutputs : public plog::IAppender {
     // Writes to the console only. Takes whole lines, their ends included, as they are to appear.
     void WriteToConsole(std::string text);
 
-    // Waits, `atMost` as long, until what was written before has arrived wherever somebody takes it.
+    // Waits for at most `atMost` until earlier output has been accepted everywhere it is being read.
     void Flush(std::chrono::milliseconds atMost);
 
   private:

@@ -20,7 +20,7 @@ class LogRecord : public plog::Record {
     // the line.
     void Begin(plog::Severity severity, const char* function, std::size_t line);
 
-    // What the line says, behind all that the formatter puts in front of it.
+    // The text after everything that the formatter writes before it.
     std::string& Text() { return text_; }
     const std::string& Text() const { return text_; }
 
@@ -51,9 +51,9 @@ struct GiveRecordBack {
 
 using LogRecordPointer = std::unique_ptr<LogRecord, GiveRecordBack>;
 
-// A record that nobody else uses: one that was given back, or a new one; null when there is no memory for it. What it
-// says is left over from its last use. Any thread; a signal handler that has interrupted this or the above as well, as
-// long as one is spare: a new one is a call of the allocator.
+// An unused record, recycled or new; null without memory. Its text is left over from its last use. Any thread; also a
+// signal handler that has interrupted this function or the one above, as long as a spare exists: a new record calls the
+// allocator.
 LogRecordPointer TakeRecord() noexcept;
 
 // The line of a record as the library's text formatter writes it, to the last byte, with the line's end:

@@ -13,18 +13,18 @@
 
 namespace Diagnostics {
 
-// Lines to something that may not take them, in the order in which they were written. Nobody waits: what is not taken
-// at once is queued, and a thread that is started for it passes it on.
+// Writes lines in order to a destination that may not accept them. Callers never wait: what is not accepted at once is
+// queued and passed on by a thread started for it.
 //
-// A target that takes nothing for 1 s has stalled. Lines are then left out until it takes again, and a notice with
-// their number stands in their place. So are lines for a target that takes something but is 4 MiB behind. What was
-// queued before stays, so a line that was taken in part is always ended.
+// A target that accepts nothing for 1 s has stalled: lines are dropped until it accepts again, and a notice with their
+// number replaces them. The same applies to a target that is 4 MiB behind. Queued lines stay, so a partly written line
+// is always completed.
 //
-// Any thread may write and flush. Destroyed by one that shares it with nobody any more.
+// Any thread may write and flush. Destroy when no other thread uses it.
 class LogStream {
   public:
     using Clock = std::chrono::steady_clock;
-    // Makes the line, its end included, that says that so many are missing.
+    // Returns the line, with its end, that reports this many missing lines.
     using Notice = std::function<std::string(std::size_t missing)>;
 
     LogStream(LineTarget target, Notice notice);

@@ -13,10 +13,9 @@
 
 namespace Diagnostics {
 
-// A rolling file that lasts. The library's tries to open its file once, at the first line and each time it rolls; when
-// that fails, for want of a descriptor, say, it stays silent for good. This one looks after the file once a second,
-// when there is a line to write, and has it opened again. A line that was written in part, as when the disk is full, is
-// ended before the next one.
+// A rolling file that recovers. The library's appender opens its file once, at the first line and at each roll; if that
+// fails, for lack of a descriptor for example, it stays silent for good. This one checks the file once a second while
+// writing, and has it reopened. A partly written line, as on a full disk, is completed before the next one.
 //
 // `Formatter` is one of the library's kind: header() and format(record). For one thread at a time.
 template <typename Formatter>
@@ -70,7 +69,7 @@ class ReopeningFileAppender : public plog::RollingFileAppender<Formatter, plog::
         return isRead && last != '\n';
     }
 
-    // Returns false when the fault goes on.
+    // Returns false if the fault persists.
     bool EndLine() const {
         const int file = open(PathOnDisk().c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
         const bool isEnded = file != -1 && ::write(file, "\n", 1) == 1;
@@ -78,7 +77,7 @@ class ReopeningFileAppender : public plog::RollingFileAppender<Formatter, plog::
         return isEnded;
     }
 
-    // A point at the end says that there is no extension, and is no part of the name.
+    // A trailing point means that there is no extension, and is not part of the name.
     std::string PathOnDisk() const {
         const bool hasPoint = !name_.empty() && name_.back() == '.';
         return name_.substr(0, name_.size() - (hasPoint ? 1 : 0));

@@ -12,8 +12,8 @@ constexpr std::size_t kLargestText = 64UL * 1024 * 1024;
 
 enum class TextReading { kWhole, kFailed, kTooLarge };
 
-// Why a text cannot be used, to go on behind the name of its file: "cannot be read: it is larger than 64 MiB". Not for
-// kWhole. The text lives for ever.
+// Why a text cannot be used, to follow the name of its file: "cannot be read: it is larger than 64 MiB". Not for
+// kWhole. The result is a static string.
 const char* FaultText(TextReading reading);
 
 // Reads a stream to its end into `text`, at most kLargestText bytes; only after kWhole is `text` all of it. A file that

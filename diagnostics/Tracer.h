@@ -6,8 +6,8 @@
 
 namespace Diagnostics {
 
-// Lines for a person at the console, beside the log: they go to standard output only, and only when the category
-// of their level is switched on. All categories are off at start; "--debug" switches on kDebugCategories.
+// Lines for a person at the console, separate from the log: written to standard output only, and only if the category
+// of their level is enabled. All categories are off at start; "--debug" enables kDebugCategories.
 class Tracer {
   public:
     // The level of a line is the category bit that shows it.

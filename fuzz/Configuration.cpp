@@ -32,7 +32,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         const Mux::Configuration::MuxConfigurationParser parser;
         const bool isJson = parser.ParseText(text, configuration);
         FUZZ_CHECK(isJson || configuration.gateways.empty());
-        FUZZ_CHECK(isJson || Json::FaultText(text).find("is no JSON: ") == 0);
+        FUZZ_CHECK(isJson || Json::FaultText(text).find("is not JSON: ") == 0);
         FUZZ_CHECK(!SaysThatTheDaemonEnds(text));
         Muxctl::CheckValues(configuration);
     } catch (const Json::AssertionFailure&) {

@@ -16,10 +16,9 @@ namespace Brenk {
 
 // The connection to one gateway: its socket, its status and how often it could not be made.
 //
-// One thread at a time connects, disconnects or changes the status. Of each change the owner is told once, on that
-// thread and before another one can change anything. From inside that call the owner reconnects a gateway that is
-// FAULTED, so the lock is recursive: given up for the call, it would let a second thread connect first, and the owner
-// would then drop that new connection.
+// One thread at a time connects, disconnects or changes the status. The owner is notified of each change once, on that
+// thread, before any other change. Inside that call the owner reconnects a FAULTED gateway, so the lock is recursive:
+// if released for the call, a second thread could connect first, and the owner would then drop the new connection.
 //
 // Any thread, except where an operation names one.
 class Connection {
@@ -52,7 +51,7 @@ class Connection {
     // Closes the socket, which wakes the threads that use it, and changes nothing.
     void CloseSocket();
 
-    // Sets the status and tells the owner, also when the status was the same before.
+    // Sets the status and notifies the owner, even if the status is unchanged.
     void ChangeStatus(VirtualGatewayStatuses status);
 
     const std::string& IpAddress() const;

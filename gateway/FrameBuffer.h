@@ -5,7 +5,7 @@
 
 namespace Brenk {
 
-// Where the next frame stands in what a gateway has sent.
+// Where the next frame is in the bytes from a gateway.
 enum class FrameSearch {
     kNone,               // no magic, or the frame has not fully arrived
     kMagicAtFirstIndex,  // the magic stands at index 0: its length byte is missing, so it can't be a frame
@@ -32,7 +32,7 @@ class FrameBuffer {
     // Removes the frame that Find would find; nothing for any other result.
     void EraseFound();
 
-    // For a frame that can't be decoded: Find finds it for ever, and whatever else came or comes is dropped.
+    // For a frame that cannot be decoded: Find keeps finding it, and everything else is dropped.
     void KeepOnlyFound();
 
     // How many bytes are kept.

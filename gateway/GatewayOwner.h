@@ -30,7 +30,7 @@ struct VirtualGatewayResponseMessage {
     std::unique_ptr<BrenkGetStatusPayload> statusPayload;  // set for a status answer only
 };
 
-// Something a gateway told on its own: a card or a PIN presented at a lock's reader.
+// An unsolicited message: a card or a PIN presented at a lock's reader.
 struct VirtualGatewayEventMessage {
     std::uint8_t eventType = 0;       // the frame's command code, one of CommandCodes::kEvents
     std::uint16_t deviceAddress = 0;  // the lock, low 16 bits
@@ -42,7 +42,7 @@ struct VirtualGatewayEventMessage {
 
 class VirtualGateway;
 
-// What the owner tells a gateway about itself and where it wants to be called. Callbacks may be null.
+// The owner's identity, context and callbacks. Callbacks may be null.
 struct GatewayOwner {
     using StateChangedCallback = void (*)(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus,
                                           VirtualGatewayStatuses newStatus, void* context);
@@ -61,10 +61,10 @@ struct GatewayOwner {
     EventReceivedCallback eventReceived = nullptr;
 };
 
-// A gateway's way to its owner, who may be replaced while threads call it: what is used together, identity, context and
-// callbacks, is always of one owner.
+// A gateway's link to its owner, which may be replaced while threads call it: identity, context and callbacks of one
+// call always belong to one owner.
 //
-// Any thread. Callbacks run on the thread that tells, and without a lock of this object.
+// Any thread. Callbacks run on the notifying thread, without a lock of this object.
 class OwnerLink {
   public:
     // With an owner that has no callback, context or name. `gateway` is what callbacks are given.

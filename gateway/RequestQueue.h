@@ -16,7 +16,7 @@ namespace Brenk {
 // One request on its way to a gateway: queued, then waiting for the gateway's answer.
 //
 // Filled before it is shared. The send thread sets the send time before it puts the request into the waiting map;
-// after that nobody writes to it. Shared by the map and by the thread that is still logging its sending.
+// afterwards it is not changed. Shared by the map and by the thread that is still logging its sending.
 class MessageRequestInfo {
   public:
     MessageRequestInfo() = default;
@@ -65,8 +65,8 @@ class RequestQueue {
     // Send thread.
     bool Take(VirtualGatewayStatuses status, Request& request);
 
-    // Whether a keep-alive is due: 27 s after the last one, or the first. If it is, the caller has to queue it, and the
-    // 27 s begin anew at `now`.
+    // Whether a keep-alive is due: 27 s after the last one, or the first. If so, the caller must queue it, and the 27 s
+    // restart at `now`.
     bool BeginKeepAlive(std::time_t now);
 
     // When a request was sent last; 0 before the first.

@@ -7,9 +7,9 @@
 
 namespace Brenk {
 
-// Sends one request, which waits for its answer from before it is written, and moves the counters of `builder`, if
-// there is one, on. A request that the connection fails to send is not sent again and waits all the same; one for
-// which there is no memory does not wait, and the std::bad_alloc passes. Send thread.
+// Sends one request, which is registered as waiting before it is written, and advances the counters of `builder`, if
+// any. A request that the connection fails to send is not repeated and stays registered; without memory it is not
+// registered, and the std::bad_alloc passes. Send thread.
 void SendRequest(const RequestQueue::Request& request, Messages::BrenkMessageBuilder* builder, WaitingRequests& waiting,
                  Connection& connection);
 

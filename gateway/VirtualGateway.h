@@ -21,22 +21,21 @@
 
 namespace Brenk {
 
-// What tells one operation on a lock from another; see VirtualGatewayOperations.cpp.
+// Distinguishes the operations on a lock; see VirtualGatewayOperations.cpp.
 struct GatewayOperation;
 
-// One physical lock gateway: the operations on its locks, and the two threads that send to it and read from it. What
-// they work on belongs to objects of its own: the connection, the queue of requests, the requests that wait for their
-// answer, the receiver of frames and the manager of responses. The class adds the guards, and the operations that log
-// lines belong to.
+// One physical lock gateway: the operations on its locks, and the two threads that send to it and read from it. Their
+// data belongs to separate objects: connection, request queue, waiting requests, frame receiver and response manager.
+// This class adds the guards and the operations that log lines belong to.
 //
-// Who points at whom: the Mux shares the gateway with its gateways thread; the gateway holds its socket by shared_ptr
-// together with the thread that sends or receives right now, so that an error callback may drop the socket inside
-// its own call. The two threads, send and read, run from construction on and are woken and joined by the
-// destructor; a gateway must therefore not be destroyed by one of its own callbacks.
+// Ownership: the Mux shares the gateway with its gateways thread. The socket is shared by the gateway and the thread
+// that is sending or receiving, so that an error callback may drop the socket inside its own call. The send and read
+// threads run from construction on and are woken and joined by the destructor; a gateway must therefore not be
+// destroyed by one of its own callbacks.
 //
-// Threads: any thread may queue requests. Connecting, disconnecting and changes of status happen one at a time and are
-// re-entrant, because the owner reconnects from inside a state callback. Response and event callbacks run on
-// the read thread alone; state callbacks on whichever thread changed the state.
+// Threads: any thread may queue requests. Connecting, disconnecting and status changes happen one at a time and are
+// re-entrant, because the owner reconnects inside a state callback. Response and event callbacks run on the read
+// thread; state callbacks on the thread that changed the state.
 class VirtualGateway {
   public:
     static constexpr std::uint32_t kDefaultPort = 2101;
@@ -67,10 +66,9 @@ class VirtualGateway {
     std::time_t LastSendTime() const;
 
     // Connects, and then either asks the gateway for its sequence counter (status CONNECTED until it answers) or not
-    // (READY at once). False in CONNECTED and NOT_PRESENT, and when the connection fails; the 20th failure in the
-    // life of the object makes it NOT_PRESENT. Without an owner nobody can be told of the counter: asking for it throws
-    // ArgumentNullException (as a pointer), connected all the same, and each keep-alive costs a cycle of the send
-    // thread.
+    // (READY at once). False in CONNECTED and NOT_PRESENT, and if the connection fails; the 20th failure of the object
+    // makes it NOT_PRESENT. Without an owner there is no recipient for the counter: asking for it throws
+    // ArgumentNullException (as a pointer) although connected, and each keep-alive costs a cycle of the send thread.
     bool Connect(bool refreshSequence);
 
     // Drops the connection. False, with nothing changed, unless CONNECTED, READY or FAULTED.
@@ -95,8 +93,7 @@ class VirtualGateway {
     // message or context; then, and when the guard cannot be taken, the message stays the caller's.
     void EnqueueMessage(std::string id, Messages::BrenkMessage* message, void* context);
 
-    // Queues the request whose answer tells the gateway's sequence counter: a status request to an address behind
-    // which no lock stands.
+    // Queues the request for the gateway's sequence counter: a status request to an address without a lock.
     bool EnqueueRefreshSequenceCounter();
 
     // Queues a sequence refresh when 27 s have passed since the last one that this queued.

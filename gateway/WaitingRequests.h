@@ -24,7 +24,7 @@ class WaitingRequests {
     // Adds a request under its reference ID. False, with nothing changed, when another one waits under it.
     bool Add(const Request& request);
 
-    // The request that waits under the ID, which keeps waiting; none when nothing does. Null once it is released.
+    // The request waiting under the ID, which stays registered; none if there is none. Null once it is released.
     std::optional<Request> Find(std::uint8_t referenceID) const;
 
     // Hands out the request under the ID, under which nothing can be added until Remove. Throws std::out_of_range when

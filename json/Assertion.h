@@ -4,8 +4,8 @@
 
 namespace Json {
 
-// A failed assertion of the JSON library: JSON of the wrong shape was read, such as a required member that is missing
-// or a number that does not fit. What happens then is decided by the program, which links one of two libraries:
+// A failed assertion of the JSON library: JSON of the wrong shape was read, such as a missing required member or a
+// number out of range. The program chooses the reaction by linking one of two libraries:
 //
 // json-aborting  says on standard error which assertion failed and aborts, which raises SIGABRT on the calling thread.
 //                For the daemon, where it leads to the dump and backtrace of its signal handler.

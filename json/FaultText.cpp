@@ -30,11 +30,12 @@ std::string FaultText(const std::string& text) {
     rapidjson::BaseReaderHandler<> handler;
     const rapidjson::ParseResult result = rapidjson::Reader().Parse<kFlags>(stream, handler);
     if (result.IsError()) {
-        return "is no JSON: " + PositionText(text, result.Offset()) + ": " + rapidjson::GetParseError_En(result.Code());
+        return "is not JSON: " + PositionText(text, result.Offset()) + ": " +
+               rapidjson::GetParseError_En(result.Code());
     }
     // The reader takes a NUL for the end. Some versions of the library refuse a number only when they convert it.
-    return stream.Tell() < text.size() ? "is no JSON: " + PositionText(text, stream.Tell()) + ": A NUL character."
-                                       : "is no JSON: A number in it is too large.";
+    return stream.Tell() < text.size() ? "is not JSON: " + PositionText(text, stream.Tell()) + ": A NUL character."
+                                       : "is not JSON: A number in it is too large.";
 }
 
 }  // namespace Json

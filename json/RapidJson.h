@@ -1,7 +1,7 @@
 #pragma once
 
-// The only door to rapidjson: every file that uses it includes this header first, so that all of the program
-// agrees on its settings.
+// The only include of rapidjson: every file that uses it includes this header first, so that the whole program agrees
+// on its settings.
 
 #include "json/Assertion.h"
 
@@ -20,8 +20,8 @@
 
 namespace Json {
 
-// The heap of the JSON library. The library uses what it gets without a look, so where memory runs out this throws
-// std::bad_alloc in place of handing out null.
+// The JSON library's allocator. The library does not check allocations, so this throws std::bad_alloc where it would
+// return null.
 //
 // Keeps no state; any thread.
 class Heap : public rapidjson::CrtAllocator {

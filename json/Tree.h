@@ -16,9 +16,9 @@ namespace Json {
 // `target` must not be a part of `source`.
 void Copy(const rapidjson::Value& source, rapidjson::Value& target, rapidjson::Document::AllocatorType& allocator);
 
-// The compact text of `value`: no blanks, no line breaks, bytes of strings as they are, and only quotes, backslashes
-// and control characters escaped (\uXXXX with upper-case digits where there is no short escape). Empty when the value
-// holds a number that JSON cannot express (not-a-number, infinity).
+// The compact text of `value`: no blanks or line breaks, string bytes unchanged, only quotes, backslashes and control
+// characters escaped (\uXXXX with upper-case digits where there is no short escape). Empty if the value holds a number
+// that JSON cannot express (not-a-number, infinity).
 std::string Text(const rapidjson::Value& value);
 
 }  // namespace Json

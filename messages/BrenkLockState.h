@@ -6,7 +6,7 @@
 
 namespace Brenk::Messages {
 
-// The two things that a lock says of its battery.
+// The two battery values of a lock.
 enum BrenkBatteryStatus : std::uint32_t {
     kBatteryStatusNotAvailable = 0,
     kBatteryResistanceTooHigh = 1,

@@ -12,8 +12,7 @@ namespace Brenk::Messages {
 // The first 17 bytes of a gateway frame in decoded form (FrameLayout.h), integers in host order, fields in the
 // order of the frame. A new header is all zeros.
 struct BrenkFrameHeader {
-    // Reads the header of `frame` as it stands, without judging it. Throws std::out_of_range when the frame is
-    // shorter than a header.
+    // Reads the header of `frame` without checking it. Throws std::out_of_range if the frame is shorter than a header.
     static BrenkFrameHeader Read(const std::vector<unsigned char>& frame);
 
     // Appends the header's 17 bytes to `frame`.
@@ -32,11 +31,11 @@ struct BrenkFrameHeader {
     std::uint8_t payloadType = 0;
 };
 
-// What follows the header of a gateway frame: one class per kind of request, answer and event. The class itself is
-// the payload of a request that carries no bytes.
+// The part of a gateway frame after the header: one class per kind of request, answer and event. The class itself is
+// the payload of a request without bytes.
 //
-// A payload belongs to its BrenkMessage, or to whoever detached it from there. It does not change once it is built,
-// so any thread that holds it may read it.
+// A payload belongs to its BrenkMessage, or to the caller that detached it. It is immutable once built, so any thread
+// that holds it may read it.
 class BrenkMessagePayload {
   public:
     BrenkMessagePayload() = default;
@@ -47,7 +46,7 @@ class BrenkMessagePayload {
     // The kind of this payload, one of PayloadDataTypes. It is not sent.
     std::uint8_t DataType() const;
 
-    // Returns the bytes that stand in the frame, in a new vector that the caller owns.
+    // Returns the bytes of the frame in a new vector that the caller owns.
     virtual std::vector<unsigned char>* Serialize();
 
   protected:
@@ -60,8 +59,8 @@ class BrenkMessagePayload {
 // One frame to or from a gateway in decoded form: its header and, if it has one, its payload, which it owns.
 // BrenkMessageBuilder makes them.
 //
-// Not thread-safe by itself: a message is handed from one thread to the next. As long as nobody attaches or
-// detaches a payload, any thread that holds it may read and serialise it.
+// Not thread-safe by itself: a message is passed from one thread to the next. While no thread attaches or detaches a
+// payload, any thread that holds it may read and serialise it.
 class BrenkMessage {
   public:
     // A frame without payload.

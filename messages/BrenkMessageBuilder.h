@@ -15,7 +15,7 @@ class SendTicket {
   public:
     explicit SendTicket(std::uint64_t announcements) : announcements_(announcements) {}
 
-    // How many sequence counters the gateway had announced by then.
+    // How many sequence counters the gateway had announced at that moment.
     std::uint64_t Announcements() const { return announcements_; }
 
   private:
@@ -75,9 +75,9 @@ class BrenkMessageBuilder {
     virtual BrenkMessage* BuildBaseMessage(std::uint32_t deviceAddress, std::uint8_t payloadType,
                                            BrenkMessagePayload* payload);
 
-    // Decodes one frame, which begins at its length byte, into a new message that the caller owns. Neither magic nor
-    // lengths nor CRC are checked: whoever cut the frame has found it by them. A type that is no answer and no event
-    // gives a message without payload. Throws std::out_of_range when the frame ends before one of its fields.
+    // Decodes one frame, beginning at its length byte, into a new message that the caller owns. Magic, lengths and CRC
+    // are not checked. A type that is neither answer nor event gives a message without payload. Throws
+    // std::out_of_range if the frame ends before one of its fields.
     BrenkMessage* Parse(std::vector<unsigned char>& frame);
 
     // 1, 2, ... 63, 1, ...

@@ -53,9 +53,8 @@ constexpr std::uint8_t ForEventAnswer(std::uint8_t code, bool answersEvent) {
 
 }  // namespace CommandCodes
 
-// What a gateway says of a request: the first payload byte of its response. The numbers are the gateway's; code 1
-// and those above 12 have no name and count as unhandled errors. The spelling of each name is the one that operators
-// know from the log.
+// A gateway's result: the first payload byte of its response. The numbers are the gateway's; code 1 and those above 12
+// have no name and count as unhandled errors. Names are spelt as operators know them from the log.
 enum BrenkResponseCode : std::uint8_t {
     // The request was executed.
     BRENK_RESPONSE_OK = 0,
@@ -74,8 +73,8 @@ enum BrenkResponseCode : std::uint8_t {
     BRENK_RESPONSE_SYSTEM_INCONSISTENCY = 12,
 };
 
-// What BrenkMessagePayload::DataType() says of each kind of payload. These numbers never travel: they tell payloads
-// apart inside the program and differ from the command codes except where noted.
+// Values of BrenkMessagePayload::DataType(). They distinguish payloads inside the program, are never transmitted, and
+// differ from the command codes except where noted.
 namespace PayloadDataTypes {
 
 // Payloads that carry no mark of their own: the base class, the gateway's response, whitelist entries.

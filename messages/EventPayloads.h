@@ -8,14 +8,14 @@
 
 namespace Brenk::Messages {
 
-// What the two events of a lock's reader have in common. Bytes:
+// Common part of the two events of a lock's reader. Bytes:
 //
 //   0  4  event header
 //   4  3  event bytes 1 to 3
 //   7  1  data length L
 //   8  L  data: the card's RFID data or the PIN as it was entered
 //
-// The header and the event bytes are passed on as they came; what they say is the lock's affair.
+// Header and event bytes are passed on without interpretation.
 class BrenkReaderEventPayload : public BrenkMessagePayload {
   public:
     // The four bytes in frame order.

@@ -4,10 +4,9 @@
 
 namespace Brenk {
 
-// What the gateway side throws when it is handed something it cannot work with, and for nothing else: other
-// failures are a return value and a log line.
+// Thrown by the gateway side on invalid arguments only; other failures are a return value and a log line.
 //
-// Thrown as a pointer to a new object, which belongs to whoever catches it:
+// Thrown as a pointer to a new object, which belongs to the catcher:
 //     catch (BrenkException* exception) { const std::unique_ptr<BrenkException> owner(exception); ... }
 class BrenkException : public std::exception {
   public:

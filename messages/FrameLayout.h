@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Where everything stands in a gateway frame, counted from its first byte. All integers of more than one byte are
-// big-endian; N is the payload's length.
+// Offset, size and meaning of the fields of a gateway frame. Multi-byte integers are big-endian; N is the payload's
+// length.
 //
 //      0  1  total length: the whole frame, N + 19
 //      1  1  magic byte 1, 0xFE
@@ -40,7 +40,7 @@ constexpr std::uint8_t kMagicByte2 = 0xFD;
 constexpr std::uint8_t kCurrentHeaderVersion = 1;
 constexpr std::uint8_t kHighestReferenceID = 63;
 
-// What the two length fields count beside the payload.
+// What the two length fields count besides the payload.
 constexpr std::size_t kTotalLengthWithoutPayload = 19;
 constexpr std::size_t kRemainingLengthWithoutPayload = 14;
 

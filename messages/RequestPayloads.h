@@ -8,7 +8,7 @@
 
 namespace Brenk::Messages {
 
-// The payload of a request that says everything by its command code and device address: no bytes.
+// The payload of a request defined by its command code and device address alone: no bytes.
 class BrenkDeviceOnlyPayload : public BrenkMessagePayload {
   public:
     // `dataType` is the request's command code: disable whitelist, enable whitelist or access denied.
@@ -59,9 +59,9 @@ class BrenkLongTermReleasePayload : public BrenkMessagePayload {
 //   3  L  card data: as supplied, or with setup number 0 as GenerateUIDData made it
 class BrenkAddOrRemoveFromWhitelistPayload : public BrenkMessagePayload {
   public:
-    // `uidMode` says that `cardData` is a card's UID; it counts only with setup number 0. Card data that cannot be
-    // used is no error here: the payload is then sent without card bytes, and the gateway's answer tells the client.
-    // Card data is copied; of more than 255 bytes the length is taken modulo 256.
+    // `uidMode` means that `cardData` is a card's UID; it counts only with setup number 0. Unusable card data is not an
+    // error here: the payload is sent without card bytes, and the gateway's answer informs the client. Card data is
+    // copied; of more than 255 bytes the length is taken modulo 256.
     BrenkAddOrRemoveFromWhitelistPayload(bool uidMode, std::uint8_t setupNumber, std::uint8_t whitelistOption,
                                          std::vector<unsigned char>& cardData);
 
@@ -81,7 +81,7 @@ class BrenkAddOrRemoveFromWhitelistPayload : public BrenkMessagePayload {
 };
 
 // The three markers below carry no bytes. BrenkMessageBuilder sends a BrenkDeviceOnlyPayload for each, which gives the
-// same frame; the classes have data types of their own for callers that must tell the requests apart.
+// same frame; the classes have their own data types for callers that must distinguish the requests.
 
 // Refuses access after a card event.
 class BrenkAccessDenied : public BrenkMessagePayload {

@@ -18,16 +18,16 @@
 
 namespace Mux {
 
-// The one central object of the process: between the clients' server socket and the virtual gateways it moves
-// requests one way and answers and events the other.
+// The central object of the process: between the clients' server socket and the virtual gateways it moves requests one
+// way and answers and events the other.
 //
 //   client ── request queue ──▶ gateways thread ──▶ VirtualGateway      (pending list: what waits for an answer)
 //   client ◀── answer queue ─── main thread    ◀── read thread of the gateway
 //
-// Who points at whom: the Mux owns the server socket, the gateways and every record; a record belongs to the one
-// queue or list that holds it. The server socket and the gateways know the Mux as the context of their callbacks.
+// Ownership: the Mux owns the server socket, the gateways and every record; a record belongs to the one queue or list
+// that holds it. The server socket and the gateways get the Mux as the context of their callbacks.
 //
-// It is a face: its operations write the log lines and take the guards, the data belongs to the objects behind it.
+// It is a facade: its operations write the log lines and take the guards; the data belongs to the objects behind it.
 //
 // Each of its two loops handles at most one record per millisecond. That pace is deliberate.
 class BrenkMux {
@@ -54,8 +54,8 @@ class BrenkMux {
     void ForceShutdown();
     void Stop();
 
-    // Reads and applies a configuration. False, with the old configuration kept, when the file cannot be read or the
-    // text is no JSON. Not while requests are being routed to gateways that this replaces.
+    // Reads and applies a configuration. False, with the old configuration kept, if the file cannot be read or is not
+    // JSON. Not while requests are being routed to gateways that this replaces.
     bool ParseConfigurationFile(std::string path);
     bool ParseConfiguration(std::string json);
     bool ParseConfigurationMessage(MuxMessage& message);

@@ -10,9 +10,9 @@
 
 namespace Mux {
 
-// The clients, as those see them who send to them. Owns the server socket.
+// The clients, from the sender's view. Owns the server socket.
 //
-// Other threads see the server socket as soon as it is to be opened, and until Close(). Before, there is no client.
+// Other threads see the server socket from just before it is opened until Close(). Before that there are no clients.
 class Clients {
   public:
     // Keeps `serverSocket`, whose callbacks are set, opens its port and starts its loops. False, with a line, when that
@@ -22,7 +22,7 @@ class Clients {
     // Whether Open() was called, successful or not. Main thread.
     bool IsOpened() const { return owned_ != nullptr; }
 
-    // Closes the port and all clients, and waits for the loops. Nobody else sends meanwhile.
+    // Closes the port and all clients, and waits for the loops. No other thread may send meanwhile.
     void Close();
 
     // Who has this descriptor now. Without a server socket a client that nothing reaches. Any thread.

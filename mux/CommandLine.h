@@ -24,8 +24,7 @@ struct CommandLine {
 
 // Reads the options. Unknown options and positional arguments are ignored; there is no error.
 //
-// The port is a special case that installations rely on: it is taken from "--port=N" only when "--port" stands on
-// the command line as a flag as well.
+// The port is a special case that installations rely on: "--port=N" is used only if "--port" is also given as a flag.
 CommandLine ParseCommandLine(int argc, const char* const* argv);
 
 // Prints the text of --help.

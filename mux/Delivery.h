@@ -17,8 +17,8 @@ class Delivery {
   public:
     Delivery(RecordQueue& answers, const Clients& clients);
 
-    // Tries to send the head; true when it was sent. Logs under the operation of the caller. After a head that is null
-    // it pauses for 10 ms. What fails for want of memory counts as an attempt and is thrown on.
+    // Tries to send the head; true if it was sent. Logs under the caller's operation. Pauses for 10 ms after a null
+    // head. A failure for lack of memory counts as an attempt and is rethrown.
     bool DeliverHead();
 
   private:

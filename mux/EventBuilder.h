@@ -8,9 +8,9 @@
 
 namespace Mux {
 
-// Builds the message that tells clients of a gateway's event, which happened at `now` (seconds since the epoch): its
-// MessageID is "lockEventMessage-" and that number, its text of the time is local time. Null for an event type that
-// clients are not told of. Any thread.
+// Builds the client message of a gateway's event at `now` (seconds since the epoch): its MessageID is
+// "lockEventMessage-" and that number, its time text is local time. Null for an event type that clients do not get. Any
+// thread.
 std::unique_ptr<MuxMessage> BuildEventMessage(std::int32_t gatewayID,
                                               const Brenk::Messages::VG::VirtualGatewayEventMessage& event,
                                               std::time_t now);

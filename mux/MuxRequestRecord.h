@@ -9,8 +9,7 @@
 
 namespace Mux {
 
-// One client request, answer or event on its way through the Mux. Owned by the queue or list that holds it; whoever
-// ends its journey frees it.
+// One client request, answer or event on its way through the Mux. Owned by the queue or list that holds it.
 struct MuxRequestRecord {
     // A request from `client`, or, with `isEventRecord`, an event for it. The message of an event is shared by the
     // records of all clients.

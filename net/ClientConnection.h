@@ -24,15 +24,14 @@ enum class DrainResult {
     kUnrecoverable,  // what it sent can never become a packet
 };
 
-// One connected client: its socket, what has arrived of its next packet and what it is due.
+// One connected client: its socket, its incomplete packet and its pending output.
 //
-// Shared by the client list and by the thread that sends to it or receives from it right now. Output() may be used
-// beside Drain; Drain and LookAtWindow belong to the receive thread.
+// Shared by the client list and the thread that is sending to it or receiving from it. Output() may be used
+// concurrently with Drain; Drain and LookAtWindow belong to the receive thread.
 class ClientConnection {
   public:
-    // Takes over the descriptor, unless it throws for want of memory, and sets the options of a client connection:
-    // answers leave at once, and a client that vanished is noticed by TCP after 110 s, whether or not something was
-    // under way to it. The budget must outlive it.
+    // Takes over the descriptor, unless it throws for lack of memory, and sets the socket options: answers leave at
+    // once, and TCP detects a vanished client within 110 s, idle or not. The budget must outlive it.
     ClientConnection(int descriptor, std::uint64_t serial, OutputBudget& budget);
 
     ClientIdentity Identity() const;

@@ -11,10 +11,10 @@ namespace Brenk::Net {
 
 // The connected clients in the order in which they came.
 //
-// A client is found by its descriptor number without a walk over all of them: every request and every answer asks. Two
-// clients in the list never have the same number, because a client keeps its descriptor open while it is in there.
+// Clients are found by descriptor number without a search, because every request and answer does so. Numbers are unique
+// in the list, because a client keeps its descriptor open while it is listed.
 //
-// Not thread-safe by itself; shares its clients with whoever uses one right now.
+// Not thread-safe by itself; shares its clients with their current users.
 class ClientList {
   public:
     void Add(const ClientPointer& client);
@@ -22,7 +22,7 @@ class ClientList {
     // False when this very client is not in the list; null never is.
     bool Remove(const ClientPointer& client);
 
-    // Null when nobody has this number.
+    // Null if no client has this number.
     ClientPointer Find(int descriptor) const;
 
     // A number that is another one whenever a client has come or gone; never 0.

@@ -9,11 +9,11 @@
 
 namespace Brenk::Net {
 
-// The byte stream to one client. What is sent leaves in the order of the calls and whole, or the stream fails and
-// nothing follows what was cut off.
+// The byte stream to one client. Data leaves whole and in the order of the calls, or the stream fails and nothing
+// follows the fragment.
 //
-// Any thread. Nobody waits for the client: what the socket does not take at once stays here until somebody calls
-// SendOn(). The lock is held while the socket is offered bytes, which does not block.
+// Any thread. Never waits for the client: what the socket does not accept at once stays here until SendOn() is called.
+// The lock is held while bytes are offered to the socket, which does not block.
 class ClientOutput {
   public:
     // Does not own the descriptor. The budget must outlive it.
@@ -24,8 +24,8 @@ class ClientOutput {
         bool isNewlyPending = false;  // something is pending now, and nothing was before
     };
 
-    // Sends `data` behind everything that is pending. EAGAIN when it finds no room, else the socket's error. Once it
-    // has failed it fails for ever, and what was pending is dropped.
+    // Sends `data` after everything that is pending. EAGAIN without room, else the socket's error. A failure is
+    // permanent and drops what is pending.
     Outcome Send(const std::vector<unsigned char>& data);
 
     // Offers the socket what is pending. 0, or the error that ends the stream: EAGAIN when the client was too slow.

@@ -14,13 +14,13 @@ namespace Brenk::Net {
 
 // The TCP connection from a virtual gateway to its lock gateway.
 //
-// One thread may send while another receives; Close() may come from either or from a third and wakes them. Whoever
-// calls holds the object by shared_ptr, because an error callback may make the owner drop it while the call that
-// failed is still on the stack.
+// One thread may send while another receives; Close() may come from either or a third and wakes them. Callers hold the
+// object by shared_ptr, because an error callback may make the owner drop it while the failed call is still on the
+// stack.
 //
-// Every failure is a false result and a log line; behind it a line of our own names the gateway's address when it is
-// the gateway that failed. Failures that the Mux cannot live with are then reported to the error guard: those of a
-// connection that stood after the callback, all others at once. No exception leaves the class.
+// Every failure is a false result and a log line, followed by a line with the gateway's address if the gateway failed.
+// Unrecoverable failures are then reported to the error guard: those of an established connection after the callback,
+// all others at once. No exception leaves the class.
 class ClientSocket {
   public:
     // Takes the error number (0: the peer closed the connection) and the context that was set.

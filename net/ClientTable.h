@@ -11,10 +11,10 @@
 
 namespace Brenk::Net {
 
-// The connected clients of a server socket, the serial numbers that they are given, and the budget of what is pending
-// for them. Any thread but where it says otherwise.
+// The connected clients of a server socket, their serial numbers, and the budget of their pending output. Any thread,
+// unless noted otherwise.
 //
-// Each access is safe by itself. Who wants the prescribed mutex around several takes a guard: guards exclude nobody.
+// Each access is safe by itself. For the prescribed mutex around several, take a guard, which excludes nobody.
 class ClientTable {
   public:
     // Logs the making of the mutex.
@@ -32,7 +32,7 @@ class ClientTable {
     // False when this very client is not in the table; null never is.
     bool Remove(const ClientPointer& client);
 
-    // Null when nobody has this number, or when somebody else has it now.
+    // Null if no client has this number, or another one has it now.
     ClientPointer Find(int descriptor) const;
     ClientPointer Find(const ClientIdentity& client) const;
 

@@ -12,10 +12,9 @@
 
 namespace Brenk::Net {
 
-// Whom the receive thread waits for, and for what: each client for what it sends, and those that something is pending
-// for until they take more.
+// What the receive thread polls for: input from every client, and room for output at clients with pending output.
 //
-// The receive thread's own, but for Wake().
+// Receive thread only, except Wake().
 class ClientWatch {
   public:
     using Clock = PendingOutput::Clock;
@@ -23,19 +22,19 @@ class ClientWatch {
     // Ends the wait because a client has pending output that had none. Any thread; never blocks.
     void Wake() const { outputPending_.Wake(); }
 
-    // Watches the clients of the table from now on. Nothing is copied while nobody comes or goes.
+    // Watches the clients of the table from now on. Copies nothing while the table is unchanged.
     void Collect(const ClientTable& table);
     std::size_t Count() const { return clients_.size(); }
 
-    // Waits until `end`, or shorter: until a client sends or goes, takes more of its pending output, has been too slow
-    // for it, or somebody wakes. False, with errno, when the wait fails.
+    // Waits until `end`, or until a client sends or leaves, accepts more of its pending output or has become too slow,
+    // or Wake() is called. False, with errno, if the wait fails.
     bool WaitUntil(Clock::time_point end);
 
-    // What the latest wait has found, whoever has been shut down since.
+    // The result of the latest wait, including clients shut down since.
     bool HasInput() const;
 
-    // Calls `use` with each client that has sent something or has gone, or that is to be offered its pending output.
-    // One that was shut down meanwhile is no client any more.
+    // Calls `use` with each client that has sent something, has left, or can be offered its pending output. Clients
+    // shut down meanwhile are skipped.
     template <typename Use>
     void ForEachWithInput(Use use) const {
         for (std::size_t index = 0; index < clients_.size(); ++index) {

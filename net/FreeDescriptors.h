@@ -14,8 +14,8 @@ std::size_t CountFreeDescriptors(std::size_t end, std::size_t enough);
 // The same for all that the process is allowed.
 std::size_t CountFreeDescriptors(std::size_t enough);
 
-// How many are not for clients but for what the process opens now and then: the log, the look-up of a name, a dump, the
-// next connection that is accepted. 48, or a quarter of those that are allowed when that is less.
+// How many descriptors are reserved for what the process opens occasionally: the log, a name look-up, a dump, the next
+// accepted connection. 48, or a quarter of the limit if that is less.
 std::size_t DescriptorReserve();
 
 // Moves a descriptor to a number that no client may have, which leaves its own to a client. Returns the new number; the

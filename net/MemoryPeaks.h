@@ -6,15 +6,13 @@
 
 namespace Brenk::Net {
 
-// Knows the most clients, and the most pending output, since memory was given back last, and gives it back when half of
-// a crowd has left.
+// Tracks the peak of clients and pending output since memory was last returned to the system, and returns it when half
+// of a peak has gone.
 //
-// The allocator gives pages back by itself only at the end of its heap, where something of a long life stands by then.
-// Receive thread.
+// glibc returns only free memory at the top of the heap, which long-lived blocks usually pin. Receive thread.
 class MemoryPeaks {
   public:
-    // To be called now and then. Whoever allocates waits while the heap is looked through for pages, so that is done
-    // once a second at most.
+    // Call regularly. Allocations block while the heap is searched for pages, so that happens at most once a second.
     void ReleaseMemoryAfterPeak(ClientWatch& clients, OutputBudget& pending);
 
   private:

@@ -16,7 +16,7 @@ namespace Brenk::Net {
 // The length is recorded but does not bound the text: the text is whatever follows the header.
 class MuxPacket {
   public:
-    // Length and magic. Data that has fewer bytes is no packet, and must not be asked about.
+    // Length and magic. Data with fewer bytes is not a packet and must not be passed in.
     static constexpr std::size_t kHeaderSize = 6;
 
     // Whether the data is a packet. Fewer than 6 bytes raise std::out_of_range.

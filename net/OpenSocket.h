@@ -7,9 +7,9 @@ namespace Brenk::Net {
 
 // One open socket descriptor, shared by all who use it.
 //
-// Whoever sends, receives or waits holds it by shared_ptr. Shutting it down ends the connection and wakes them; the
-// number itself goes back to the kernel with the last holder, so it can't be handed out again under a thread that
-// still uses it. Any thread.
+// Hold it by shared_ptr while sending, receiving or waiting. Shutting it down ends the connection and wakes its users;
+// the number returns to the kernel with the last holder, so it cannot be reused under a thread that still uses it. Any
+// thread.
 class OpenSocket {
   public:
     // Takes over the descriptor.
@@ -21,7 +21,7 @@ class OpenSocket {
     OpenSocket(const OpenSocket&) = delete;
     OpenSocket& operator=(const OpenSocket&) = delete;
 
-    // A new one that is shared; the descriptor is closed also when there is no memory for it.
+    // A new shared object; the descriptor is closed even if there is no memory for it.
     static std::shared_ptr<OpenSocket> Share(int descriptor);
 
     int Descriptor() const;
@@ -29,7 +29,7 @@ class OpenSocket {
     // Ends the connection in both directions.
     void ShutDown();
 
-    // Whether this side has ended it: what a woken call then reports is no failure of the peer.
+    // Whether this side has ended it: errors of woken calls are then not the peer's.
     bool IsShutDown() const;
 
   private:

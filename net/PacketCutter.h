@@ -13,7 +13,7 @@ std::uint16_t ReadPacketLength(const std::vector<unsigned char>& data, std::size
 // Cuts a client's byte stream into packets by their length field, whatever else they hold.
 //
 // Not thread-safe: one per connection, used by the receive thread alone. Bytes stay buffered until their packet is
-// complete. A length of 0 never yields a packet; the bytes behind it stay.
+// complete. A length of 0 never yields a packet; the bytes after it stay.
 class PacketCutter {
   public:
     // Adds bytes as they were received. `bytes` is only read during the call.

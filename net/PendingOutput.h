@@ -8,7 +8,7 @@
 
 namespace Brenk::Net {
 
-// The bytes that may be pending for all clients together, beside each client's own share. Any thread.
+// The bytes that may be pending for all clients together, besides each client's own share. Any thread.
 class OutputBudget {
   public:
     explicit OutputBudget(std::size_t bytes = kBytes) : total_(bytes), free_(bytes) {}
@@ -30,17 +30,16 @@ class OutputBudget {
     std::atomic<std::size_t> peak_{0};
 };
 
-// What one client is due and its socket has not taken yet: a bounded first-in-first-out of bytes that knows by when the
-// client has to take some of them.
+// Output that one client's socket has not accepted yet: a bounded queue of bytes with a deadline by which the client
+// must take some.
 //
-// A client is too slow when it takes nothing for kStallTime, or not kBytes within kTurnTime. Both times begin with the
-// first pending byte. The second begins anew with each kBytes that were taken, and when bytes are taken so long after
-// the last ones that nobody can have offered any meanwhile: the client is not to blame when this process was stopped.
+// A client is too slow if it takes nothing for kStallTime, or less than kBytes within kTurnTime. Both times start with
+// the first pending byte. The second restarts with each kBytes taken, and when bytes are taken after a gap so long that
+// this process must have been stopped, which is not the client's fault.
 //
-// The first kOwnBytes are the client's own: what others leave pending cannot take them away. The rest comes out of the
-// budget of all.
+// The first kOwnBytes are reserved for the client; the rest comes out of the common budget.
 //
-// Not thread-safe. The budget must outlive it. Memory is taken in blocks of kOwnBytes and given back block by block.
+// Not thread-safe. The budget must outlive it. Memory is allocated and freed in blocks of kOwnBytes.
 class PendingOutput {
   public:
     using Clock = std::chrono::steady_clock;
@@ -53,8 +52,8 @@ class PendingOutput {
     bool IsEmpty() const { return size_ == 0; }
     std::size_t Size() const { return size_; }
 
-    // Adds bytes behind those that are pending. False, with nothing added, when there is no room for all of them, here
-    // or in the budget. std::bad_alloc may leave some of them added.
+    // Appends bytes. False, with nothing added, if there is no room for all of them here or in the budget.
+    // std::bad_alloc may leave some of them added.
     bool Append(const unsigned char* bytes, std::size_t count, Clock::time_point now);
 
     // The oldest bytes that lie together; empty when nothing is pending. Valid until the next change.

@@ -19,10 +19,10 @@ namespace Brenk::Net {
 
 // The listening side toward the clients.
 //
-// Who points at whom: the owner holds the server socket and gives it callbacks and one context pointer; the server
-// socket holds its two threads, the listening socket and the client list; the list and whoever uses a client right
-// now share the ClientConnection. Clients are closed by the receive thread (the client closed its side, sent what can
-// never become a packet, or there is no memory for it) and by whoever sends (the client does not take its answer).
+// Ownership: the owner holds the server socket and gives it callbacks and one context pointer. The server socket holds
+// its two threads, the listening socket and the client list; the list and current users share the ClientConnection.
+// Clients are closed by the receive thread (the client closed its side, sent what can never become a packet, or there
+// is no memory for its data) and by the sender (the client does not accept its answer).
 //
 // Callbacks run on the accept thread (client accepted, descriptors for others), the receive thread (data received,
 // client deleted) and the sending thread (data sent, client deleted); the owner makes them thread-safe. Set them before
@@ -53,8 +53,8 @@ class ServerSocket {
     void SetDataReceivedCallback(DataReceivedCallback callback);
     void SetDataSentCallback(DataSentCallback callback);
 
-    // Tells how many descriptors others are still going to open: these are left to them, beside the few that are always
-    // kept, however many clients come. Called on the accept thread, for each of them.
+    // The callback returns how many descriptors other parts will still open. These are reserved for them, besides the
+    // few that are always kept. Called on the accept thread for each new client.
     void SetDescriptorsForOthersCallback(DescriptorsCallback callback);
 
     // How many more clients may be connected now, as far as descriptors go. Any thread.
@@ -76,7 +76,7 @@ class ServerSocket {
     // client has then been closed. Any thread.
     bool Send(int descriptor, const std::vector<unsigned char>& data);
 
-    // The same for one particular client: fails when that client has gone, whoever has its number now.
+    // The same for one particular client: fails if it has gone, even if its number is in use again.
     bool Send(const ClientIdentity& client, const std::vector<unsigned char>& data);
 
     // Removes and closes the client that has this number now, and reports it as deleted. Any thread.
@@ -89,7 +89,7 @@ class ServerSocket {
     // The same with their serial numbers.
     std::vector<ClientIdentity> ConnectedClients();
 
-    // Who has this descriptor number now; serial 0 when nobody has. Any thread.
+    // The client with this descriptor number; serial 0 if there is none. Any thread.
     ClientIdentity IdentityOf(int descriptor);
 
     static constexpr int kDefaultPort = 5555;

@@ -2,10 +2,9 @@
 
 namespace Brenk::Net {
 
-// Ends the wait of one thread for descriptors: the thread waits for this one to become readable as well.
+// Wakes a thread that waits for descriptors: it also waits for this one to become readable.
 //
-// Without a descriptor, when the process had none left, nobody is woken; whoever waits must look by itself now and
-// then.
+// Without a descriptor, because the process had none left, Wake() has no effect and the thread must check regularly.
 class WakeUp {
   public:
     WakeUp();

@@ -13,10 +13,9 @@ namespace Threading {
 bool CatchAllOf(void (*work)(void*), void* workArgument, void (*onException)(void*, const char*),
                 void* handlerArgument);
 
-// Calls `work`. Whatever it throws ends here, but for the unwinding of a cancelled thread, which passes: `onException`
-// is called with its text (const char*), which lives as long as that call, is cut after 255 bytes and needs no memory.
-// An exception that was thrown as a pointer to a new object is freed. Returns whether nothing was thrown. What
-// `onException` throws is thrown.
+// Calls `work` and catches everything but the unwinding of a cancelled thread, which passes. `onException` gets the
+// text (const char*), which is valid during the call, is cut after 255 bytes and needs no memory. An exception thrown
+// as a pointer to a new object is freed. Returns whether nothing was thrown. Exceptions from `onException` propagate.
 template <typename Work, typename OnException>
 bool CatchAll(Work work, OnException onException) {
     return CatchAllOf([](void* argument) { (*static_cast<Work*>(argument))(); }, &work,

@@ -9,10 +9,10 @@ namespace Threading {
 
 class MutexGuard;
 
-// One POSIX mutex (error-checking, robust on request) with a name that stands in every log line about it.
+// One POSIX mutex (error-checking, robust on request) with a name for its log lines.
 //
-// The mutex object itself is never locked: a MutexGuard takes it by value and locks its own copy. So two guards of
-// one Mutex never wait for each other, and no data may lean on a guard for its safety; see Synchronized.
+// The mutex object itself is never locked: a MutexGuard takes it by value and locks its own copy. So two guards of one
+// Mutex never wait for each other, and no data may rely on a guard; see Synchronized.
 class Mutex {
   public:
     // The same as Mutex(name, true, true).
@@ -40,8 +40,8 @@ class Mutex {
 
     std::string GetName() const;
 
-    // A guard of this mutex, not locked; the same as MutexGuard(GetMutex(), GetName(), false, 0) but for the name,
-    // which it shares instead of copying: a loop that takes a guard a thousand times a second must not allocate for it.
+    // A guard of this mutex, not locked; like MutexGuard(GetMutex(), GetName(), false, 0), but it shares the name: a
+    // loop that takes a guard a thousand times a second must not allocate for it.
     MutexGuard NewGuard() const;
 
   private:

@@ -5,8 +5,8 @@
 
 namespace Threading {
 
-// A value that several threads share. The only way to it is With(), so reaching it without its lock cannot be
-// written. Inside belongs a push, a take or a find: never a log line, a send or a callback.
+// A value shared by several threads, accessible only through With(), that is under its lock. Inside belongs a push, a
+// take or a find: never a log line, a send or a callback.
 //
 // Any thread. Holds its lock for the length of one call of the operation and no longer.
 template <typename Value>

@@ -14,10 +14,10 @@
 
 namespace Load {
 
-// A gateway on a port of its own that answers every frame in the moment in which it arrives.
+// A gateway on its own port that answers every frame at once.
 //
-// Lives on the loop's thread. The loop must not run any more when the gateway is destroyed. It serves the connection
-// that was accepted last. Bytes that are no frame throw std::runtime_error out of the loop.
+// Lives on the loop's thread; the loop must have stopped when the gateway is destroyed. It serves the connection
+// accepted last. Bytes that are not a frame throw std::runtime_error out of the loop.
 class AnsweringGateway {
   public:
     using FrameReceived = std::function<void(Clock::time_point arrival)>;
@@ -32,13 +32,12 @@ class AnsweringGateway {
     // Called for each frame once it is answered.
     void OnFrame(FrameReceived frameReceived) { frameReceived_ = std::move(frameReceived); }
 
-    // Whether somebody is connected and was told the sequence counter.
+    // Whether the server is connected and has received the sequence counter.
     bool IsInUse() const { return model_.GaveCounter(); }
     // When it sent the last time; the clock's beginning when it never did.
     Clock::time_point LastSent() const { return lastSent_; }
 
-    // Sends a card event with this number. Returns the time just before. Throws std::logic_error when nobody is
-    // connected.
+    // Sends a card event with this number. Returns the time just before. Throws std::logic_error without a connection.
     Clock::time_point RaiseCard(std::uint32_t number);
 
   private:

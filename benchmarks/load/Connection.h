@@ -13,8 +13,7 @@ struct Target {
     std::uint16_t port = 5555;
 };
 
-// A connected socket that sends at once (TCP_NODELAY); nothing when nobody listens there now. Throws
-// std::system_error for any other failure.
+// A connected socket with TCP_NODELAY; empty if the port is closed. Throws std::system_error on any other failure.
 std::optional<asio::ip::tcp::socket> TryConnect(asio::io_context& loop, const Target& target);
 
 // The same, tried again for 10 seconds, since the server may be starting. Throws std::runtime_error after them.

@@ -9,13 +9,13 @@
 
 namespace Load {
 
-// From raising a card event at a quiet gateway to its arrival at each client.
+// Measures the time from raising a card event at a quiet gateway to its arrival at each client.
 //
-// A gateway is quiet when the server's read thread waits for its next byte. It does so for 11 s from 300 ms after the
-// byte before on, then again after every further 300 ms. Events are raised in turn at the gateways that have been
-// silent for long enough: unless told otherwise just so long that the server waits, else for any time, so that some
-// events meet the 300 ms. A random pause before each lets it meet the server's loops in any phase. The next event waits
-// until all clients have the one before.
+// A gateway is quiet while the server's read thread waits for its next byte: for 11 s, beginning 300 ms after the
+// previous byte, then again after each further 300 ms. Events are raised in turn at gateways that have been silent for
+// long enough: by default just long enough that the server waits, otherwise for any time, so that some events meet the
+// 300 ms. A random pause before each event makes it meet the server's loops in any phase. The next event waits until
+// all clients have the previous one.
 class EventMeasurement {
   public:
     struct Options {

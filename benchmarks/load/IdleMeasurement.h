@@ -12,15 +12,14 @@
 
 namespace Load {
 
-// What a process costs while nothing happens: CPU time and wake-ups a second, with each of these numbers of clients
-// connected that send nothing, and what each number adds to the first one.
+// Measures an idle process: CPU time and wake-ups a second with each of these numbers of silent clients, and the
+// difference of each number to the first.
 //
-// The numbers take turns, since what a sleeping process costs drifts by more in a minute than ten silent clients add.
-// Each figure is the median of its turns. All threads stay on one CPU meanwhile: that makes most of the drift go away.
+// The numbers take turns, because the cost of a sleeping process drifts by more in a minute than ten silent clients
+// add. Each figure is the median of its turns. All threads stay on one CPU, which removes most of the drift.
 //
-// What is left of it, some per cent from turn to turn, would still hide what clients add. So the threads that are no
-// loops of the pace are also taken by themselves: clients that are silent concern only them, as the loops' instructions
-// show.
+// The remaining drift of some per cent would still hide the clients' share. So the threads outside of the loops of the
+// pace are also measured alone: silent clients concern only them, as the loops' instruction counts show.
 class IdleMeasurement {
   public:
     struct Options {

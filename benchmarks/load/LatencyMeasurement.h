@@ -29,7 +29,7 @@ class LatencyMeasurement {
 
     LatencyMeasurement(Target target, Options options) : target_(std::move(target)), options_(std::move(options)) {}
 
-    // Throws std::runtime_error when an answer does not come or is no refusal.
+    // Throws std::runtime_error when an answer is missing or not a refusal.
     Samples Run() const;
 
   private:

@@ -9,7 +9,7 @@ namespace Load {
 // Loops that wander between CPUs find cold caches: that makes the same second without work cost a quarter more or less.
 class PinnedProcess {
   public:
-    // Throws std::system_error when there is no such process, or when it is somebody else's.
+    // Throws std::system_error if the process does not exist or belongs to another user.
     explicit PinnedProcess(pid_t process);
     ~PinnedProcess();
     PinnedProcess(const PinnedProcess&) = delete;

@@ -88,7 +88,7 @@ std::uint64_t NumberOf(const std::string& text, const std::string& key) {
             }
         }
     }
-    throw std::runtime_error("no number of " + key);
+    throw std::runtime_error("no value for " + key);
 }
 
 }  // namespace Load

@@ -10,7 +10,8 @@
 
 namespace Load {
 
-// What the kernel says of another process. All throw std::runtime_error or std::system_error when it says nothing.
+// The kernel's figures about another process. All functions throw std::runtime_error or std::system_error if a figure
+// is not available.
 
 // User and system time of all its threads, those that have ended included. Read from the process's clock, which
 // counts nanoseconds; /proc counts ticks of 10 ms.
@@ -39,7 +40,7 @@ MemoryUse MemoryOf(pid_t process);
 // How many descriptors it has open.
 std::size_t DescriptorCountOf(pid_t process);
 
-// The number behind "KEY:" at the beginning of a line. Throws std::runtime_error when there is none.
+// The number after "KEY:" at the start of a line. Throws std::runtime_error if there is none.
 std::uint64_t NumberOf(const std::string& text, const std::string& key);
 
 }  // namespace Load

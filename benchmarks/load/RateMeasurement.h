@@ -33,7 +33,7 @@ class RateMeasurement {
     RateMeasurement(Target target, Options options) : target_(std::move(target)), options_(std::move(options)) {}
 
     // Adds "rate R, answers", "rate R, CPU" and "rate R, CPU above idle" for each rate, and "rate 0, CPU". Throws
-    // std::runtime_error when an answer is no refusal or does not come.
+    // std::runtime_error if an answer is missing or not a refusal.
     void Run(Report& report) const;
 
   private:

@@ -19,7 +19,7 @@ std::string TextOf(const Value* value) {
 ReceivedMessage ParseReceived(const std::string& text) {
     rapidjson::Document document;
     if (!Json::Parse(text, document) || !document.IsObject()) {
-        throw std::runtime_error("the server sent what is no message: " + text);
+        throw std::runtime_error("not a message: " + text);
     }
     const Value* const code = FindMember(document, "MessageCode");
     if (code == nullptr || !code->IsInt()) {

@@ -16,7 +16,7 @@ constexpr int kAck = 0;
 constexpr int kNack = 1;
 constexpr int kCardEvent = 51;
 
-// Throws std::runtime_error for a text that is no message.
+// Throws std::runtime_error for a text that is not a message.
 ReceivedMessage ParseReceived(const std::string& text);
 
 }  // namespace Load

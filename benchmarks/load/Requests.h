@@ -12,7 +12,7 @@ std::string PacketAround(std::string_view text);
 // The packet of a request to open lock 5 of a gateway. The ID must need no escapes.
 std::string OpenRequest(std::string_view messageId, int gatewayId);
 
-// The same for a gateway that nobody configures, so that the server itself refuses it at once.
+// The same for a gateway that is never configured, so that the server itself refuses it at once.
 std::string RefusedRequest(std::string_view messageId);
 
 }  // namespace Load

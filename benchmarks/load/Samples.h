@@ -12,8 +12,8 @@ class Samples {
     void Add(std::chrono::nanoseconds sample) { samples_.push_back(sample); }
     std::size_t Count() const { return samples_.size(); }
 
-    // The smallest sample that at least `percent` (above 0, up to 100) of all samples do not exceed: a time that was
-    // really measured, never one between two. Throws std::logic_error when there is no sample.
+    // The smallest sample that at least `percent` (above 0, up to 100) of all samples do not exceed: always a measured
+    // time, never an interpolated one. Throws std::logic_error without samples.
     std::chrono::nanoseconds Percentile(double percent) const;
     std::chrono::nanoseconds Median() const { return Percentile(50); }
     // How many exceed a time.

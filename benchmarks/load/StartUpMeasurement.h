@@ -21,7 +21,7 @@ class StartUpMeasurement {
 
     StartUpMeasurement(Target target, Options options) : target_(std::move(target)), options_(std::move(options)) {}
 
-    // Throws std::runtime_error when somebody else listens on the port or the program never does.
+    // Throws std::runtime_error if the port is in use or the program never listens.
     Samples Run() const;
 
   private:

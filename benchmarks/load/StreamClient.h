@@ -13,8 +13,8 @@ namespace Load {
 
 // A client of the server: sends packets, reports each JSON text with the time of its arrival.
 //
-// Lives on the loop's thread. The loop must not run any more when the client is destroyed. Losing the connection
-// throws std::system_error out of the loop, and what is no answer MuxClient::ProtocolError.
+// Lives on the loop's thread; the loop must have stopped when the client is destroyed. A lost connection throws
+// std::system_error out of the loop, an invalid answer MuxClient::ProtocolError.
 class StreamClient {
   public:
     using Received = std::function<void(const std::string& text, Clock::time_point arrival)>;

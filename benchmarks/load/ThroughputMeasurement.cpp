@@ -86,7 +86,7 @@ void ThroughputMeasurement::Run(Report& report) const {
     const double cpu = Microseconds(cpuTime() - cpuBefore).count();
     const auto answers = static_cast<double>(pipelines.Answers() - answersBefore);
     if (answers == 0) {
-        throw std::runtime_error("the server does not answer any more");
+        throw std::runtime_error("the server has stopped answering");
     }
 
     const std::string name = "throughput, clients " + std::to_string(options_.clients);

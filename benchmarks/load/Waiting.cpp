@@ -8,7 +8,7 @@
 namespace Load {
 namespace {
 
-constexpr std::chrono::milliseconds kPause{10};
+constexpr std::chrono::milliseconds kStep{10};
 
 [[noreturn]] void Fail(const std::string& what) {
     throw std::runtime_error("not in time: " + what);
@@ -45,7 +45,7 @@ void WaitUntil(const std::function<bool()>& condition, const std::string& what) 
         if (Clock::now() >= end) {
             Fail(what);
         }
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(kStep);
     }
 }
 

@@ -42,13 +42,13 @@ void Measure(const Load::Action& action, const Load::Target& target, const std::
 }
 
 int Run(int argc, char** argv) {
-    CLI::App app("Measures a running server and prints the figures.");
+    CLI::App app("Measure a running server and print the figures");
     Load::Target target;
     std::string jsonFile;
     Load::Action action;
     app.add_option("--host", target.host, "Address of the server")->capture_default_str();
-    app.add_option("--port", target.port, "Its port")->capture_default_str();
-    app.add_option("--json", jsonFile, "Also write the figures into this file");
+    app.add_option("--port", target.port, "Port of the server")->capture_default_str();
+    app.add_option("--json", jsonFile, "Also write the figures to this file");
     Load::AddCommands(app, action);
     CLI11_PARSE(app, argc, argv);
     Measure(action, target, jsonFile);

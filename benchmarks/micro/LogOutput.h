@@ -7,8 +7,8 @@ namespace Benchmark {
 // Sets the process log so that no line is written; every log call still asks whether one is.
 void FilterLogOut();
 
-// While an object of this class lives, lines of this severity and above are written as the Mux writes them: to a
-// rolling log file, in a folder of its own, and to a console whose output nobody sees. One at a time.
+// While an object of this class exists, lines of this severity and above are written as by the Mux: to a rolling log
+// file in a temporary folder and to a console with discarded output. One at a time.
 class LogOutput {
   public:
     explicit LogOutput(plog::Severity maximumSeverity);

@@ -10,8 +10,8 @@ namespace Benchmark {
 // A free port of this machine.
 int FreePort();
 
-// So many clients of a server on this machine. Their descriptors have numbers above those that the server gives its
-// own, so both ends find room in one process. Throws std::system_error when there is no room.
+// This many clients of a local server. Their descriptor numbers are above those that the server gives its own, so both
+// ends fit into one process. Throws std::system_error without room.
 class LoopbackClients {
   public:
     LoopbackClients(int port, std::size_t count);
@@ -22,7 +22,7 @@ class LoopbackClients {
     // Each sends these bytes.
     void SendFromEach(const Bytes& bytes) const;
 
-    // Takes what the first client was sent, until its texts have ended so many times.
+    // Receives the first client's texts until this many have ended.
     void ReceiveTexts(std::size_t count);
 
   private:

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""A client of the Mux in the standard library: opens a lock, prints the answer, then the events that come.
+"""Client of the Mux without dependencies: open a lock, print the answer, then events.
 
     python3 mux_client.py [--host 127.0.0.1] [--port 5555] --gateway 1 --lock 5 [--events 3]
 
-What goes to the Mux is one packet for each JSON text: two bytes with the length of the whole packet, the low byte
-first; the characters MUXM; the text. What comes back has no frame: bare JSON objects, one directly after the other.
-Ends with 0 after an ACK, 1 after a NACK, 2 when there is no Mux or no answer; the lock may be open all the same then.
+Each JSON text to the Mux is one packet: two bytes with the length of the whole packet, low byte first; the characters
+MUXM; the text. Answers and events are bare JSON objects, one directly after the other.
+Exit status: 0 = ACK, 1 = NACK, 2 = no reply; the lock may still have been opened.
 """
 import argparse
 import json
@@ -76,12 +76,12 @@ class MuxClient:
 
 
 def main():
-    parser = argparse.ArgumentParser(description="Opens a lock and prints events.")
+    parser = argparse.ArgumentParser(description="Open a lock and print events")
     parser.add_argument("--host", default="127.0.0.1")
     parser.add_argument("--port", type=int, default=5555)
     parser.add_argument("--gateway", type=int, required=True)
     parser.add_argument("--lock", type=int, required=True)
-    parser.add_argument("--events", type=int, default=0, help="how many events to wait for")
+    parser.add_argument("--events", type=int, default=0, help="Number of events to wait for")
     options = parser.parse_args()
     try:
         client = MuxClient(options.host, options.port)

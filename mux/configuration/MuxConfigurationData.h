@@ -25,8 +25,8 @@ struct GatewayConfiguration {
     std::vector<DeviceConfiguration> devices;
 };
 
-// What the Mux is told to do: whether it connects gateways at all, and which ones there are, in the order of the
-// configuration. Values are kept as they were given; nothing here is checked for sense.
+// The configuration: whether the Mux connects gateways, and which ones, in the order of the file. Values are kept as
+// given and not checked.
 struct MuxConfigurationData {
     bool enabled = false;
     std::vector<GatewayConfiguration> gateways;

@@ -13,14 +13,14 @@ namespace Mux::Configuration {
 //      "Devices":[{"Name":"Door 1","ID":4711}]}]}
 //
 // Keys are case-sensitive. Only the literal true enables. A member that is missing or of the wrong type takes its
-// default (false, 0, empty); so a document that is no object is a configuration with nothing in it. The process ends
-// through a failed assertion when an "ID" or a "Port" is a number but no signed 32-bit integer, or when an element of
-// "Gateways" or "Devices" is no object.
+// default (false, 0, empty), so a document that is not an object is an empty configuration. The process ends through a
+// failed assertion if an "ID" or "Port" is a number but not a signed 32-bit integer, or if an element of "Gateways" or
+// "Devices" is not an object.
 //
 // Keeps no state; any thread may use it.
 class MuxConfigurationParser {
   public:
-    // False when `text` is no well-formed JSON; `configuration` is untouched then. Otherwise true, and all of
+    // False if `text` is not well-formed JSON; `configuration` is then unchanged. Otherwise true, and all of
     // `configuration` is replaced.
     bool ParseText(const std::string& text, MuxConfigurationData& configuration) const;
 

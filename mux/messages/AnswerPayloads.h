@@ -27,10 +27,10 @@ class MuxAckMessagePayload : public MuxMessagePayloadBase {
     rapidjson::Document data_;
 };
 
-// The negative answer to a request: {"ErrorCode":<integer>,"Message":<text>} and, when there is data, "Data".
+// The negative answer to a request: {"ErrorCode":<integer>,"Message":<text>} and, if there is data, "Data".
 //
-// It stands outside the hierarchy of the other payloads; a message of code MUX_MESSAGE_NACK carries it.
-// Belongs to one message and is used by one thread at a time.
+// Outside the hierarchy of the other payloads; a message of code MUX_MESSAGE_NACK carries it. Belongs to one message
+// and is used by one thread at a time.
 class MuxNackMessagePayload final {
   public:
     MuxNackMessagePayload(std::int32_t errorCode, std::string message);
@@ -104,7 +104,7 @@ class MuxGetLockStatusResponsePayload : public MuxMessagePayloadBase {
 // What a lock's reader saw: {"gatewayID":<integer>,"lockID":<integer>,"timestamp":<text>,"RFIDData":<text>}.
 class MuxCardEventPayload : public MuxMessagePayloadBase {
   public:
-    // `lockID` is the lock's device address; `timestamp` and `rfidData` are passed on to the client as they stand.
+    // `lockID` is the lock's device address; `timestamp` and `rfidData` are passed on to the client unchanged.
     MuxCardEventPayload(std::int32_t gatewayID, std::uint16_t lockID, std::string timestamp, std::string rfidData);
 
     std::int32_t GatewayID() const { return gatewayID_; }

@@ -4,10 +4,10 @@
 
 namespace Mux {
 
-// What a message between a client and the Mux is; the "MessageCode" of its JSON text.
+// The kind of a message between a client and the Mux; the "MessageCode" of its JSON text.
 //
-// Numbers that are not named here are unassigned. The codes 110 to 114 answer a card-reader event and are the request
-// codes 10 to 14 plus 100; 112 has no meaning, because nobody answers an event by asking for a lock's status.
+// Other numbers are unassigned. Codes 110 to 114 respond to a card-reader event and are the request codes 10 to 14 plus
+// 100; 112 has no meaning, because an event is never answered with a status request.
 enum MuxMessageCodes : std::int32_t {
     // Mux to client: answers.
     MUX_MESSAGE_ACK = 0,

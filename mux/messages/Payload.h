@@ -8,7 +8,7 @@
 
 namespace Mux {
 
-// What stands in the "Data" member of a message; the base of every payload except MuxNackMessagePayload.
+// The "Data" member of a message; the base of every payload except MuxNackMessagePayload.
 //
 // A payload belongs to one message and is used by one thread at a time.
 class MuxMessagePayloadBase {

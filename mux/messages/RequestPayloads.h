@@ -10,7 +10,7 @@ namespace Mux {
 
 // A request that names a gateway and a lock: {"gatewayID":<integer>,"lockID":<integer>}.
 //
-// The base of every request that is routed to a gateway; the derived class tells what is asked for.
+// The base of every request that is routed to a gateway; the derived class defines the operation.
 class MuxLockRequestPayload : public MuxMessagePayloadBase {
   public:
     // `gatewayID` is the gateway's number in the configuration, `lockID` the lock's device address on it.
@@ -83,7 +83,7 @@ class MuxLockOpenCloseMessagePayload : public MuxLockRequestPayload {
     std::uint8_t duration_;
 };
 
-// Asks to add a card to a lock's whitelist or to remove it; the code of the message tells which of the two:
+// Adds a card to a lock's whitelist or removes it, depending on the code of the message:
 // {"gatewayID":<integer>,"lockID":<integer>,"setupNumber":<integer>,"options":<integer>,
 // "cardData":<hexadecimal digits>,"isUIDCard":<boolean>}.
 class MuxWhitelistSetPayload : public MuxLockRequestPayload {

@@ -21,12 +21,12 @@ CARD = "04A1B2C3"
 USUAL_GATEWAY_PORT, USUAL_PORT = 2101, 5555
 SIMULATOR_SIZE = (94, 19)
 MUXCTL_SIZE = (72, 19)
-REDRAW = "\f"
 
 # Pixels: a character, and the space around a terminal.
 CHARACTER_WIDTH, LINE_HEIGHT, MARGIN, TITLE_HEIGHT = 7.2, 16, 10, 22
 COLOURS = {"red": "#ff7b72", "green": "#56d364", "brown": "#e3b341", "cyan": "#76e3ea"}
 BACKGROUND, FOREGROUND, FRAME = "#161b22", "#e6edf3", "#30363d"
+
 
 class Terminal:
     """A program at a terminal of its own, which writes to a screen that others may have written to before."""
@@ -86,7 +86,7 @@ class Session:
             {"ID": 1, "Description": "Hall", "IpAddress": "127.0.0.1", "Port": self.gateway_port,
              "Devices": [{"Name": "Front door", "ID": 5}, {"Name": "Back door", "ID": 6}]}]}))
         self.simulator = self.start(Terminal(self.simulator_screen, str(self.build / "gateway-simulator"),
-                                                    "--gateways", str(site)))
+                                             "--gateways", str(site)))
         self.simulator.wait_for("not connected")
         self.mux = self.start(Program(str(self.build / "dw-hal-mux-brenk"), "--port", f"--port={self.port}",
                                       "--configFile", str(site), "--logFile", str(self.folder / "mux.log"), "--debug"))
@@ -122,14 +122,13 @@ class Session:
         self.simulator.type(f"card 5 {CARD}\r")
         watch.wait_for_end()
         self.print_at_muxctl("$ ")
-        self.redraw()
+        self.simulator.wait_for(f"data {CARD}")
+        self.simulator.wait_for("event pending")
+        wait_until(self.input_line_is_empty, "the next prompt of the simulator")
 
-    def redraw(self):
-        """Has the simulator draw all of its screen once more, so that nothing is left of earlier states."""
-        self.simulator.read(0.5)
-        self.simulator.type(REDRAW)
-        while self.simulator.read(0.5):
-            pass
+    def input_line_is_empty(self):
+        self.simulator.read()
+        return self.simulator_screen.display[-1].strip() == ">"
 
     def stop(self):
         self.mux.stop(signal.SIGQUIT, 0)

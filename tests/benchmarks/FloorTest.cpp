@@ -1,7 +1,6 @@
 // The floor must do what the daemon does for a request that it refuses, or the comparison would say nothing.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -10,15 +9,15 @@
 #include <vector>
 
 #include "benchmarks/load/Connection.h"
-#include "benchmarks/load/StartedProgram.h"
 #include "tests/support/LoopbackSocket.h"
+#include "tests/support/Process.h"
 #include "tests/support/ReservedPort.h"
-#include "tests/support/WaitUntil.h"
 
 namespace Load {
 namespace {
 
 using Testing::LoopbackSocket;
+using Testing::Process;
 
 constexpr const char* kPacket = R"(MUXM{"Timestamp":1,"MessageID":"id-1","MessageCode":10,"Data":{}})";
 constexpr const char* kRefusal =
@@ -48,14 +47,14 @@ class FloorTest : public testing::Test {
 };
 
 TEST_F(FloorTest, RefusesAPacketWithItsMessageID) {
-    const StartedProgram floor({FLOOR_PATH, std::to_string(port_.Number())});
+    const Process floor({FLOOR_PATH, std::to_string(port_.Number())});
     LoopbackSocket client = ConnectClient();
     client.Send(PacketBytes());
     EXPECT_EQ(ReceiveText(client, std::string(kRefusal).size()), kRefusal);
 }
 
 TEST_F(FloorTest, CutsPacketsHoweverTheyAreTornAndGlued) {
-    const StartedProgram floor({FLOOR_PATH, std::to_string(port_.Number())});
+    const Process floor({FLOOR_PATH, std::to_string(port_.Number())});
     LoopbackSocket client = ConnectClient();
     const LoopbackSocket::Bytes packet = PacketBytes();
     LoopbackSocket::Bytes glued = packet;
@@ -68,21 +67,11 @@ TEST_F(FloorTest, CutsPacketsHoweverTheyAreTornAndGlued) {
 
 TEST_F(FloorTest, ConnectsToItsGatewayFirst) {
     LoopbackSocket gateway = LoopbackSocket::Listening();
-    const StartedProgram floor({FLOOR_PATH, std::to_string(port_.Number()), std::to_string(gateway.Port())});
+    const Process floor({FLOOR_PATH, std::to_string(port_.Number()), std::to_string(gateway.Port())});
     const LoopbackSocket connection = gateway.Accept();
     LoopbackSocket client = ConnectClient();
     client.Send(PacketBytes());
     EXPECT_EQ(ReceiveText(client, std::string(kRefusal).size()), kRefusal);
-}
-
-// -1 when it does not end by itself. The process remains to be waited for.
-int StatusAtItsEnd(const StartedProgram& program) {
-    siginfo_t ending = {};
-    const auto hasEnded = [&] {
-        const auto process = static_cast<id_t>(program.Process());
-        return waitid(P_PID, process, &ending, WEXITED | WNOHANG | WNOWAIT) == 0 && ending.si_pid != 0;
-    };
-    return Testing::WaitUntil(hasEnded) && ending.si_code == CLD_EXITED ? ending.si_status : -1;
 }
 
 // A port that is none must not become 0, for which the kernel picks one that nobody knows of.
@@ -94,8 +83,7 @@ TEST_F(FloorTest, EndsWithItsUsageWhenAPortIsNone) {
     for (std::vector<std::string> command : wrong) {
         SCOPED_TRACE(testing::PrintToString(command));
         command.insert(command.begin(), FLOOR_PATH);
-        const StartedProgram floor(command);
-        EXPECT_EQ(StatusAtItsEnd(floor), EXIT_FAILURE);
+        EXPECT_EQ(Process(command).WaitForExit(), EXIT_FAILURE);
     }
 }
 

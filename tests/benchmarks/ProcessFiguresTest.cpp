@@ -19,23 +19,6 @@ namespace {
 // No process has it: the kernel numbers them below.
 constexpr pid_t kNoProcess = 1 << 22;
 
-constexpr const char* kStatus =
-    "Name:\tmux\n"
-    "nonvoluntary_ctxt_switches:\t7\n"
-    "voluntary_ctxt_switches:\t1234\n";
-
-TEST(ProcessFiguresTest, ReadsTheNumberBehindAWholeKey) {
-    EXPECT_EQ(NumberOf(kStatus, "voluntary_ctxt_switches"), 1234U);
-    EXPECT_EQ(NumberOf(kStatus, "nonvoluntary_ctxt_switches"), 7U);
-    EXPECT_EQ(NumberOf("Rss:                4888 kB\nPss:  1465 kB\n", "Pss"), 1465U);
-}
-
-TEST(ProcessFiguresTest, AKeyWithoutNumberIsAnError) {
-    EXPECT_THROW(NumberOf(kStatus, "Name"), std::runtime_error);
-    EXPECT_THROW(NumberOf(kStatus, "Rss"), std::runtime_error);
-    EXPECT_THROW(NumberOf("", "Rss"), std::runtime_error);
-}
-
 TEST(ProcessFiguresTest, CpuTimeCountsWhatThreadsUsedThatHaveEnded) {
     const std::chrono::nanoseconds before = CpuTimeOf(getpid());
     std::thread worker([] {
@@ -45,29 +28,6 @@ TEST(ProcessFiguresTest, CpuTimeCountsWhatThreadsUsedThatHaveEnded) {
     });
     worker.join();
     EXPECT_GE(CpuTimeOf(getpid()) - before, std::chrono::milliseconds(5));
-}
-
-TEST(ProcessFiguresTest, ASleepIsAVoluntarySwitch) {
-    const std::uint64_t before = ThreadsOf(getpid()).at(gettid()).voluntarySwitches;
-    for (int count = 0; count < 3; ++count) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    EXPECT_GE(ThreadsOf(getpid()).at(gettid()).voluntarySwitches, before + 3);
-}
-
-TEST(ProcessFiguresTest, AThreadsCpuTimeIsItsOwn) {
-    const auto own = [] { return ThreadsOf(getpid()).at(gettid()).cpuTime; };
-    std::promise<void> done;
-    const std::chrono::nanoseconds before = own();
-    std::thread worker([&] {
-        const std::chrono::nanoseconds start = own();
-        while (own() - start < std::chrono::milliseconds(50)) {
-        }
-        done.set_value();
-    });
-    done.get_future().wait();
-    EXPECT_LT(own() - before, std::chrono::milliseconds(50));
-    worker.join();
 }
 
 TEST(ProcessFiguresTest, ThreadsThatEndMeanwhileAreNoError) {
@@ -93,12 +53,6 @@ TEST(ProcessFiguresTest, TouchedPagesAreResident) {
     // The shares in pages of the program fall when another one of its processes begins.
     EXPECT_GE(after.proportionalKib, 8000U);
     EXPECT_LE(after.proportionalKib, after.residentKib);
-}
-
-TEST(ProcessFiguresTest, AnOpenSocketIsADescriptor) {
-    const std::size_t before = DescriptorCountOf(getpid());
-    const Testing::LoopbackSocket socket;
-    EXPECT_EQ(DescriptorCountOf(getpid()), before + 1);
 }
 
 TEST(ProcessFiguresTest, AProcessThatIsNotThereIsAnError) {

@@ -91,29 +91,4 @@ TEST(Architecture, ShowsTheStatesOfAGateway) {
     EXPECT_EQ(FoundIn(Picture("stateDiagram-v2"), "([A-Z_]{2,})"), StatusesThatAreSet());
 }
 
-TEST(Architecture, SaysOfEachStateWhatBecomesOfItsRequests) {
-    const std::string page = ReadDocument(kPage);
-    const std::size_t table = page.find("| State | Its requests |");
-    ASSERT_NE(table, std::string::npos);
-    const std::string rows = page.substr(table, page.find("\n\n", table) - table);
-    Names states;
-    for (const std::string& row : FoundIn(rows, "\\n\\| ([^|]+) \\|")) {
-        const Names named = FoundIn(row, "`([A-Z_]+)`");
-        states.insert(named.begin(), named.end());
-    }
-    EXPECT_EQ(states, StatusesThatAreSet());
-}
-
-TEST(Architecture, ShowsArrowsOnlyBetweenWhatItShows) {
-    for (const char* const kind : {"flowchart TD", "flowchart LR"}) {
-        const std::string picture = Picture(kind);
-        const Names boxes = FoundIn(picture, "\\n  ([a-z]+)[\\[(]");
-        for (const char* const end : {"\\n  ([a-z]+) -->", "-->(?:\\|[^|]*\\|)? ([a-z]+)"}) {
-            for (const std::string& name : FoundIn(picture, end)) {
-                EXPECT_THAT(boxes, Contains(name)) << kind;
-            }
-        }
-    }
-}
-
 }  // namespace

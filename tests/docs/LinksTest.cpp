@@ -62,7 +62,7 @@ std::set<std::string> AnchorsOf(const std::string& page) {
 }
 
 std::vector<std::string> Pages() {
-    std::vector<std::string> pages;
+    std::vector<std::string> pages = {"../README.md", "../CONTRIBUTING.md"};
     for (const auto& entry : std::filesystem::directory_iterator(PROJECT_FOLDER "/docs")) {
         if (entry.path().extension() == ".md") {
             pages.push_back(entry.path().filename());
@@ -72,7 +72,8 @@ std::vector<std::string> Pages() {
 }
 
 void ExpectLeadsSomewhere(const std::string& page, const Link& link) {
-    const std::string target = link.path.empty() ? page : link.path;
+    const std::string target =
+        link.path.empty() ? page : (std::filesystem::path(page).parent_path() / link.path).string();
     EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(PROJECT_FOLDER "/docs") / target)) << link.path;
     if (!link.anchor.empty()) {
         EXPECT_THAT(AnchorsOf(ReadDocument(target)), Contains(link.anchor)) << target;

@@ -42,10 +42,6 @@ TEST(Schemas, RefuseDeepNestingAtOnce) {
     EXPECT_NE(JsonSchema::Request().ViolationIn(R"({"MessageID":"a","MessageCode":2,"Data":{"x":)" + deep + "}}"), "");
 }
 
-TEST(Schemas, ThatDoNotExistCannotBeRead) {
-    EXPECT_THROW(JsonSchema("no-such"), std::runtime_error);
-}
-
 TEST(RequestSchema, RefusesWhatIsNoRequest) {
     ExpectAllRefused(
         JsonSchema::Request(),

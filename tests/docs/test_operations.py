@@ -115,46 +115,5 @@ class Statuses(unittest.TestCase):
         self.assertEqual(sorted(statuses), sorted(re.findall(r"^\.It (\d+)$", section, re.MULTILINE)))
 
 
-class Rules(unittest.TestCase):
-    """The rules themselves, on a made-up handbook and made-up lines."""
-
-    ROWS = [test_lines.Row("ERROR", origin, "a test", "void Open()", text) for origin, text in (
-        ("process", "The door … is open … wide."), ("process", "Exception in the hall: …"),
-        ("unit", "There is no wall."), ("never", "There is no house."))]
-
-    def handbook(self, quotes, library_quotes=()):
-        def table(cells):
-            return "| Line | Means |\n|---|---|\n" + "".join(f"| `{cell}` | nothing |\n" for cell in cells)
-
-        return Handbook(f"\n## {STATUS_CHAPTER}\n| Status | Means | Lines |\n|---|---|---|\n"
-                        f"\n## {LOG_CHAPTER}\n{table(quotes)}\n### {LIBRARY}\n{table(library_quotes)}\n## End\n")
-
-    def reasons(self, *quotes, library=()):
-        return [reason for _, reason in wrong_quotes(self.handbook(quotes, library), self.ROWS)]
-
-    def test_a_quote_is_part_of_a_line_of_the_process(self):
-        self.assertEqual(self.reasons("The door N is open"), [])
-        self.assertEqual(self.reasons("The door ... wide."), [])
-
-    def test_a_quote_of_a_line_that_the_process_cannot_write_is_wrong(self):
-        self.assertEqual(self.reasons("There is no wall."), ["no test raises it in the process"])
-        self.assertEqual(self.reasons("There is no house."), ["no test raises it in the process"])
-
-    def test_a_quote_of_no_line_is_wrong(self):
-        self.assertEqual(self.reasons("is open The door"), ["no test raises it in the process"])
-        self.assertEqual(self.reasons(library=["There is no roof."]), ["is no line at all"])
-
-    def test_the_library_section_has_the_lines_that_the_process_cannot_write(self):
-        self.assertEqual(self.reasons(library=["There is no wall.", "There is no house."]), [])
-        self.assertEqual(self.reasons(library=["The door N is open"]), ["is no line at all", "the process writes it"])
-
-    def test_a_quote_of_a_word_is_too_short(self):
-        self.assertEqual(self.reasons("is open"), ["too short"])
-
-    def test_a_line_of_the_process_is_quoted_or_one_of_inside_the_mux(self):
-        self.assertEqual(unexplained(self.handbook(["The door N is open"]), self.ROWS), [])
-        self.assertEqual(unexplained(self.handbook([], ["There is no wall."]), self.ROWS), self.ROWS[:1])
-
-
 if __name__ == "__main__":
     unittest.main()

@@ -73,40 +73,12 @@ class PicturesTest(unittest.TestCase):
             if version_of(drawn) == version_of(committed):
                 self.assertEqual(drawn.read_text(), committed.read_text(), name)
 
-    def test_what_was_drawn_is_kept_and_drawn_again(self):
-        self.draw(AFTER, BEFORE)
-        self.assertEqual((self.folder / "after.json").read_text(), AFTER.read_text())
-        self.assertEqual((self.folder / "before.json").read_text(), BEFORE.read_text())
-
-    def test_only_what_is_drawn_is_kept(self):
-        def measure_more(result):
-            result["machine"] = {"processor": "a name"}
-            result["figures"]["Mux: closed loop median"] = {"median": 1.0, "unit": "ms", "values": [1.0]}
-            result["distributions"]["Mux: closed loop"]["values"] = [[1.0]]
-
-        self.draw(self.changed(measure_more))
-        self.assertEqual((self.folder / "after.json").read_text(), AFTER.read_text())
-
-    def test_each_line_is_named(self):
-        self.draw(AFTER, BEFORE)
-        for name, lines in (("cpu.svg", {"floor", "Mux", "Mux, before"}),
-                            ("memory.svg", {"Mux: RSS", "Mux: PSS", "Mux, before: RSS", "Mux, before: PSS"}),
-                            ("waiting-times.svg", {"floor", "Mux", "Mux, before"})):
-            self.assertLessEqual(lines, set(texts_of(self.folder / name)), name)
-
     def test_without_an_earlier_result_there_are_no_lines_of_it(self):
         self.draw(AFTER, BEFORE)
         self.draw(AFTER)
         self.assertEqual(names_in(self.folder, "*"), ["after.json", *NAMES])
         for name in NAMES:
             self.assertFalse([text for text in texts_of(self.folder / name) if "before" in text], name)
-
-    def test_another_figure_is_another_picture(self):
-        def cost_more(result):
-            result["figures"]["Mux: rate 400, CPU"]["median"] += 1
-
-        self.draw(self.changed(cost_more), BEFORE)
-        self.assertNotEqual((self.folder / "cpu.svg").read_text(), (PICTURES / "cpu.svg").read_text())
 
     def test_what_was_not_measured_is_named(self):
         done = self.plot(self.changed(lambda result: result["distributions"].clear()))

@@ -8,7 +8,6 @@
 namespace Testing {
 namespace {
 
-using Brenk::VirtualGateway;
 using Brenk::VirtualGatewayStatuses;
 using Brenk::Messages::VG::VirtualGatewayEventMessage;
 using Brenk::Messages::VG::VirtualGatewayResponseMessage;

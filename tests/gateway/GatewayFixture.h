@@ -19,6 +19,14 @@
 
 namespace Testing {
 
+using Brenk::CONNECTED;
+using Brenk::CREATED;
+using Brenk::DISCONNECTED;
+using Brenk::FAULTED;
+using Brenk::NOT_PRESENT;
+using Brenk::READY;
+using Brenk::VirtualGateway;
+
 // A builder that refuses to build.
 class RefusingBuilder : public Brenk::Messages::BrenkMessageBuilder {
   public:

@@ -3,8 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "gateway/WaitingRequests.h"
+#include "messages/BrenkMessageBuilder.h"
+#include "tests/support/CapturedLog.h"
 
 namespace Testing {
 namespace {
@@ -18,20 +23,38 @@ using Brenk::NOT_PRESENT;
 using Brenk::READY;
 using Brenk::RequestQueue;
 using Brenk::VirtualGatewayStatuses;
+using Brenk::WaitingRequests;
 
-constexpr VirtualGatewayStatuses kStatuses[] = {CREATED, CONNECTED, READY, DISCONNECTED, FAULTED, NOT_PRESENT};
+RequestQueue::Request RequestWith(const std::string& id, std::uint8_t referenceID = 5) {
+    auto request = std::make_shared<MessageRequestInfo>();
+    request->referenceID = referenceID;
+    request->id = id;
+    return request;
+}
+
+TEST(MessageRequestInfo, FreesItsMessageWithALine) {
+    constexpr const char* kFreedText = "Internal request message set. Deallocate message memory.";
+    const CapturedLog log;
+    { const MessageRequestInfo empty; }
+    EXPECT_EQ(log.Count(plog::verbose, kFreedText), 0);
+    RequestWith("1")->message = Brenk::Messages::BrenkMessageBuilder(0, 1).BuildGetStatus(5);
+    EXPECT_EQ(log.Count(plog::verbose, kFreedText), 1);
+}
+
+TEST(MessageRequestInfo, AnIDWithTheMarkAnywhereInItIsThatOfASequenceRefresh) {
+    EXPECT_TRUE(MessageRequestInfo::IsSequenceRefresh("requestNewSEQID-1700000000"));
+    EXPECT_TRUE(MessageRequestInfo::IsSequenceRefresh("a client's requestNewSEQID- in the middle"));
+    EXPECT_FALSE(MessageRequestInfo::IsSequenceRefresh("requestNewSEQID"));
+    EXPECT_FALSE(MessageRequestInfo::IsSequenceRefresh("requestnewseqid-1"));
+}
 
 class RequestQueueTest : public ::testing::Test {
   protected:
     void Append(const std::string& id) {
-        auto request = std::make_shared<MessageRequestInfo>();
-        request->id = id;
-        std::list<RequestQueue::Request> built = {request};
+        std::list<RequestQueue::Request> built = {RequestWith(id)};
         queue_.Append(built);
         EXPECT_TRUE(built.empty());
     }
-
-    void AppendRefresh() { Append(std::string(MessageRequestInfo::kSequenceRefreshMark) + "1"); }
 
     // The ID of the request that is taken, "none" when there is none.
     std::string Take(VirtualGatewayStatuses status) {
@@ -41,75 +64,42 @@ class RequestQueueTest : public ::testing::Test {
         return isTaken ? request->id : "none";
     }
 
+    const std::string refresh_ = "requestNewSEQID-1";
     RequestQueue queue_;
 };
 
-TEST_F(RequestQueueTest, IsNotStartedUntilItIsTold) {
-    EXPECT_FALSE(queue_.IsStarted());
-    queue_.Start();
-    EXPECT_TRUE(queue_.IsStarted());
-}
-
-TEST_F(RequestQueueTest, HasNothingToTakeWhenItIsEmpty) {
-    for (const VirtualGatewayStatuses status : kStatuses) {
-        EXPECT_EQ(Take(status), "none") << status;
-    }
-}
-
-TEST_F(RequestQueueTest, WhatIsAppendedFirstIsTakenFirst) {
+TEST_F(RequestQueueTest, HoldsTheFirstRequestBackUntilTheGatewayIsReadyAndNoneBehindIt) {
+    EXPECT_EQ(Take(READY), "none") << "it is empty";
     Append("1");
     Append("2");
-    EXPECT_EQ(Take(READY), "1");
-    Append("3");
-    EXPECT_EQ(Take(READY), "2");
-    EXPECT_EQ(Take(READY), "3");
-    EXPECT_EQ(Take(READY), "none");
-}
-
-TEST_F(RequestQueueTest, HoldsTheFirstRequestBackUntilTheGatewayIsReady) {
-    Append("1");
     for (const VirtualGatewayStatuses status : {CREATED, CONNECTED, DISCONNECTED, FAULTED, NOT_PRESENT}) {
         EXPECT_EQ(Take(status), "none") << status;
     }
     EXPECT_EQ(Take(READY), "1");
+    EXPECT_EQ(Take(CREATED), "2");
+    for (const VirtualGatewayStatuses status : {CREATED, CONNECTED, READY, DISCONNECTED, FAULTED, NOT_PRESENT}) {
+        Append("3");
+        EXPECT_EQ(Take(status), "3") << status;
+        EXPECT_EQ(Take(status), "none") << status;
+    }
 }
 
-TEST_F(RequestQueueTest, GivesAConnectedGatewayTheRefreshInFront) {
-    AppendRefresh();
+TEST_F(RequestQueueTest, GivesAConnectedGatewayTheRefreshInFrontWhichIsAFirstRequestToo) {
+    Append(refresh_);
+    Append("1");
     for (const VirtualGatewayStatuses status : {CREATED, DISCONNECTED, FAULTED, NOT_PRESENT}) {
         EXPECT_EQ(Take(status), "none") << status;
     }
-    EXPECT_EQ(Take(CONNECTED), "requestNewSEQID-1");
+    EXPECT_EQ(Take(CONNECTED), refresh_);
+    EXPECT_EQ(Take(FAULTED), "1");
 }
 
 TEST_F(RequestQueueTest, HoldsARefreshBackBehindAnotherRequest) {
     Append("1");
-    AppendRefresh();
+    Append(refresh_);
     EXPECT_EQ(Take(CONNECTED), "none");
     EXPECT_EQ(Take(READY), "1");
-    EXPECT_EQ(Take(CONNECTED), "requestNewSEQID-1");
-}
-
-TEST_F(RequestQueueTest, FromTheFirstTakenRequestOnHoldsNothingBack) {
-    Append("0");
-    ASSERT_EQ(Take(READY), "0");
-    for (const VirtualGatewayStatuses status : kStatuses) {
-        Append("1");
-        EXPECT_EQ(Take(status), "1") << status;
-    }
-}
-
-TEST_F(RequestQueueTest, TheRefreshIsAFirstRequestToo) {
-    AppendRefresh();
-    Append("1");
-    ASSERT_EQ(Take(CONNECTED), "requestNewSEQID-1");
-    EXPECT_EQ(Take(FAULTED), "1");
-}
-
-TEST_F(RequestQueueTest, AnEmptyQueueDoesNotLetTheFirstRequestGo) {
-    EXPECT_EQ(Take(READY), "none");
-    Append("1");
-    EXPECT_EQ(Take(CONNECTED), "none");
+    EXPECT_EQ(Take(CONNECTED), refresh_);
 }
 
 TEST_F(RequestQueueTest, AMissingRequestIsTakenAsAnyOtherThatIsNoRefresh) {
@@ -122,24 +112,13 @@ TEST_F(RequestQueueTest, AMissingRequestIsTakenAsAnyOtherThatIsNoRefresh) {
     EXPECT_EQ(request, nullptr);
 }
 
-TEST_F(RequestQueueTest, AKeepAliveIsDue27SecondsAfterTheLast) {
-    EXPECT_TRUE(queue_.BeginKeepAlive(1000));
-    EXPECT_FALSE(queue_.BeginKeepAlive(1000));
-    EXPECT_FALSE(queue_.BeginKeepAlive(1026));
-    EXPECT_TRUE(queue_.BeginKeepAlive(1027));
-    EXPECT_FALSE(queue_.BeginKeepAlive(1053));
-    EXPECT_TRUE(queue_.BeginKeepAlive(1054));
-}
-
-TEST_F(RequestQueueTest, TheTimeOfTheLastKeepAliveIs0AtFirst) {
+TEST_F(RequestQueueTest, AKeepAliveIsDue27SecondsAfterTheLastWhichWasAt0AtFirst) {
     EXPECT_FALSE(queue_.BeginKeepAlive(26));
     EXPECT_TRUE(queue_.BeginKeepAlive(27));
-}
-
-TEST_F(RequestQueueTest, ATimeBeforeTheLastKeepAliveMakesNoneDue) {
-    EXPECT_TRUE(queue_.BeginKeepAlive(1000));
-    EXPECT_FALSE(queue_.BeginKeepAlive(900));
-    EXPECT_TRUE(queue_.BeginKeepAlive(1027));
+    EXPECT_FALSE(queue_.BeginKeepAlive(53));
+    EXPECT_TRUE(queue_.BeginKeepAlive(54));
+    EXPECT_FALSE(queue_.BeginKeepAlive(10)) << "the clock was put back";
+    EXPECT_TRUE(queue_.BeginKeepAlive(81));
 }
 
 TEST_F(RequestQueueTest, TheSecondsBetweenKeepAlivesAreASigned32BitNumber) {
@@ -153,10 +132,36 @@ TEST_F(RequestQueueTest, TheSecondsBetweenKeepAlivesAreASigned32BitNumber) {
     EXPECT_TRUE(queue_.BeginKeepAlive(static_cast<std::time_t>(1000 + 0x7FFFFFFFLL)));
 }
 
-TEST_F(RequestQueueTest, KeepsTheTimeOfTheLastSending) {
-    EXPECT_EQ(queue_.LastSendTime(), 0);
-    queue_.SetLastSendTime(1000);
-    EXPECT_EQ(queue_.LastSendTime(), 1000);
+TEST(WaitingRequests, OfTwoUnderOneReferenceIDTheFirstWaitsUntilItIsRemoved) {
+    WaitingRequests waiting;
+    const auto first = RequestWith("1");
+    const auto second = RequestWith("2");
+    EXPECT_TRUE(waiting.Add(first));
+    EXPECT_FALSE(waiting.Add(second));
+    EXPECT_EQ(waiting.Find(5), first);
+    EXPECT_EQ(waiting.Find(5), first) << "it keeps waiting";
+    EXPECT_EQ(second.use_count(), 1);
+    EXPECT_FALSE(waiting.Find(6).has_value());
+    waiting.Remove(6);
+    const WaitingRequests::Map copy = waiting.Copy();
+    waiting.Remove(5);
+    EXPECT_FALSE(waiting.Find(5).has_value());
+    EXPECT_EQ(copy, (WaitingRequests::Map{{5, first}}));
+}
+
+TEST(WaitingRequests, AReleasedRequestIsTheCallersAndItsReferenceIDStaysTakenUntilItIsRemoved) {
+    WaitingRequests waiting;
+    ASSERT_TRUE(waiting.Add(RequestWith("1")));
+    const WaitingRequests::Request released = waiting.Release(5);
+    ASSERT_NE(released, nullptr);
+    EXPECT_EQ(released->id, "1");
+    EXPECT_EQ(released.use_count(), 1);
+    ASSERT_TRUE(waiting.Find(5).has_value());
+    EXPECT_EQ(*waiting.Find(5), nullptr);
+    EXPECT_FALSE(waiting.Add(RequestWith("2")));
+    waiting.Remove(5);
+    EXPECT_TRUE(waiting.Add(RequestWith("2")));
+    EXPECT_THROW(waiting.Release(6), std::out_of_range);
 }
 
 }  // namespace

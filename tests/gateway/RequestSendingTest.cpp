@@ -86,16 +86,13 @@ TEST_F(RequestSendingTest, ARequestThatCannotBeSentWaitsAndTheCountersMoveOn) {
     EXPECT_EQ(builder_.SequenceCounter(), 1U);
 }
 
-TEST_F(RequestSendingTest, ARequestWithoutMemoryDoesNotWaitAndTheCountersStay) {
-    EXPECT_THROW(Send(UnserializableRequest()), std::bad_alloc);
+TEST_F(RequestSendingTest, ARequestWithoutMemoryDoesNotWaitAndLeavesTheCountersAndAnotherOneWithItsReferenceID) {
+    const RequestQueue::Request first = Request("request-1");
+    const RequestQueue::Request second = UnserializableRequest();
+    EXPECT_THROW(Send(second), std::bad_alloc);
     EXPECT_FALSE(waiting_.Find(1).has_value());
     EXPECT_EQ(builder_.ReferenceID(), 1);
     EXPECT_EQ(builder_.SequenceCounter(), 0U);
-}
-
-TEST_F(RequestSendingTest, ARequestWithoutMemoryLeavesAnotherOneWithItsReferenceIDWaiting) {
-    const RequestQueue::Request first = Request("request-1");
-    const RequestQueue::Request second = UnserializableRequest();
     Send(first);
     EXPECT_THROW(Send(second), std::bad_alloc);
     EXPECT_EQ(waiting_.Find(1), first);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <new>
@@ -10,8 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "messages/Codes.h"
-#include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/FakeGateway.h"
 
@@ -34,6 +33,8 @@ class ResponseManagerTest : public ::testing::Test {
     using EventPointer = std::unique_ptr<VirtualGatewayEventMessage>;
 
     ResponseManagerTest() {
+        callbacks_.id = 12;
+        callbacks_.description = "Front door";
         callbacks_.context = this;
         callbacks_.stateChanged = [](Brenk::VirtualGateway*, Brenk::VirtualGatewayStatuses,
                                      Brenk::VirtualGatewayStatuses to, void* context) {
@@ -92,37 +93,77 @@ class ResponseManagerTest : public ::testing::Test {
     ResponseManager manager_{builder_, waiting_, connection_, owner_};
 };
 
-TEST_F(ResponseManagerTest, AnEventIsPassedOnWithTypeAddressAndData) {
-    manager_.ManageEvent(*Parsed(EventFrame(14, {0x04, 0xA1})));
-    ASSERT_EQ(events_.size(), 1U);
-    EXPECT_EQ(events_.front()->eventType, 14);
-    EXPECT_EQ(events_.front()->deviceAddress, 5);
-    EXPECT_EQ(events_.front()->data, "04A1");
+// What is logged of a result of a request that a client made; each is passed on.
+struct ResultCase {
+    std::uint8_t code;
+    plog::Severity severity;
+    const char* text;
+};
+
+constexpr ResultCase kResults[] = {
+    {0, plog::info, "Response from gateway: OK for message with ID request-1"},
+    {1, plog::warning, "Response core from gateway: 1"},
+    {2, plog::warning, "Requested to add a new whitelist entry, but this value is already in the whitelist"},
+    {3, plog::warning, "Requested to add a new whitelist entry, but the whitelist is full."},
+    {4, plog::warning, "Requested to remove whitelist entry, but this value is not in the whitelist"},
+    {5, plog::warning, "Response core from gateway: 5"},
+    {6, plog::warning, "Response core from gateway: 6"},
+    {8, plog::debug, "Receied BRENK_RESPONSE_NO_ROUTE_FOR_DEVADDR."},
+    {9, plog::warning,
+     "Requested an operation to the device whitelist, but the length of the data mismatch required length."},
+    {10, plog::warning, "Response from gateway: MESSAGE_UNESPECTED."},
+    {11, plog::warning, "Response core from gateway: 11"},
+    {200, plog::warning, "Response core from gateway: 200"},
+};
+
+TEST_F(ResponseManagerTest, AResultIsLoggedAndPassedOnAndItsRequestFreed) {
+    for (const ResultCase& tested : kResults) {
+        SCOPED_TRACE(tested.text);
+        const auto request = Wait("request-1");
+        const std::size_t before = log_.Lines().size();
+        // The top two bits of the reference ID are the gateway's own.
+        ManageAnswer(ResultFrame(0xC0 | kReference, tested.code));
+        EXPECT_EQ(log_.Count(tested.severity, tested.text), 1) << log_.Text();
+        const auto lines = log_.Lines();
+        const auto isAboveVerbose = [](const auto& line) { return line.first < plog::verbose; };
+        EXPECT_EQ(std::count_if(lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end(), isAboveVerbose), 2)
+            << "the timings and its own: no other result has a say";
+        ASSERT_EQ(responses_.size(), 1U);
+        EXPECT_EQ(responses_.front()->requestID, "request-1");
+        EXPECT_EQ(responses_.front()->requestCode, 5);
+        EXPECT_EQ(responses_.front()->responseCode, tested.code);
+        EXPECT_EQ(responses_.front()->statusPayload, nullptr);
+        EXPECT_FALSE(IsWaiting());
+        EXPECT_TRUE(request.expired());
+        responses_.clear();
+    }
+    EXPECT_TRUE(statuses_.empty());
 }
 
-TEST_F(ResponseManagerTest, WithoutACallbackAnEventIsIgnoredWithAWarning) {
-    callbacks_.eventReceived = nullptr;
-    owner_.Set(callbacks_);
-    manager_.ManageEvent(*Parsed(EventFrame(14, {0x04})));
-    EXPECT_EQ(log_.Count(plog::warning, "No callback for events is set. The event will be ignored."), 1);
+TEST_F(ResponseManagerTest, OfASequenceRefreshOkAndNoRouteAreNotPassedOn) {
+    for (const std::uint8_t code : {std::uint8_t{0}, std::uint8_t{8}, std::uint8_t{6}}) {
+        WaitForRefresh();
+        ManageAnswer(ResultFrame(kReference, code));
+        EXPECT_EQ(responses_.size(), code == 6 ? 1U : 0U);
+        EXPECT_FALSE(IsWaiting());
+    }
+    EXPECT_EQ(log_.Count(plog::debug, "The callback will be excluded."), 2);
+    EXPECT_FALSE(manager_.IsSequenceCounterKnown());
 }
 
-TEST_F(ResponseManagerTest, AnAnswerToARequestIsPassedOnAndTheRequestFreed) {
+TEST_F(ResponseManagerTest, AnOwnerWithoutCallbacksKeepsItsIdentityAndIsNotCalled) {
+    owner_.ClearCallbacks();
+    owner_.TellStatus(Brenk::CREATED, Brenk::READY);
+    owner_.TellResponse(std::make_unique<VirtualGatewayResponseMessage>(), this);
+    owner_.TellEvent(std::make_unique<VirtualGatewayEventMessage>());
+    EXPECT_TRUE(statuses_.empty() && responses_.empty() && events_.empty());
+    EXPECT_EQ(owner_.Current()->id, 12);
+    EXPECT_EQ(owner_.Current()->description, "Front door");
+    EXPECT_EQ(owner_.Current()->context, this);
     const auto request = Wait("request-1");
     ManageAnswer(ResultFrame(kReference, 0));
-    ASSERT_EQ(responses_.size(), 1U);
-    EXPECT_EQ(responses_.front()->requestID, "request-1");
-    EXPECT_EQ(responses_.front()->requestCode, 5);
-    EXPECT_EQ(responses_.front()->responseCode, 0U);
-    EXPECT_EQ(responses_.front()->statusPayload, nullptr);
     EXPECT_FALSE(IsWaiting());
     EXPECT_TRUE(request.expired());
-}
-
-TEST_F(ResponseManagerTest, TheTopTwoBitsOfTheReferenceIDAreTheGateways) {
-    Wait("request-1");
-    ManageAnswer(ResultFrame(0xC0 | kReference, 0));
-    EXPECT_EQ(responses_.size(), 1U);
 }
 
 TEST_F(ResponseManagerTest, AnAnswerToNoRequestIsLostWithAWarning) {
@@ -131,21 +172,6 @@ TEST_F(ResponseManagerTest, AnAnswerToNoRequestIsLostWithAWarning) {
     EXPECT_TRUE(responses_.empty());
     EXPECT_TRUE(IsWaiting());
     EXPECT_TRUE(log_.Holds(plog::warning, "The message is lost"));
-}
-
-TEST_F(ResponseManagerTest, OkAndNoRouteAreNotPassedOnWhenTheyAnswerASequenceRefresh) {
-    for (const std::uint8_t result :
-         {Brenk::Messages::BRENK_RESPONSE_OK, Brenk::Messages::BRENK_RESPONSE_NO_ROUTE_FOR_DEVADDR}) {
-        WaitForRefresh();
-        ManageAnswer(ResultFrame(kReference, result));
-        EXPECT_TRUE(responses_.empty());
-        EXPECT_FALSE(IsWaiting());
-        Wait("request-1");
-        ManageAnswer(ResultFrame(kReference, result));
-        ASSERT_EQ(responses_.size(), 1U);
-        EXPECT_EQ(responses_.front()->responseCode, result);
-        responses_.clear();
-    }
 }
 
 TEST_F(ResponseManagerTest, AnAnnouncedCounterIsInTheBuilderBeforeTheGatewayIsReadyAndIsNotPassedOn) {
@@ -162,6 +188,11 @@ TEST_F(ResponseManagerTest, AnAnnouncedCounterIsInTheBuilderBeforeTheGatewayIsRe
     ManageAnswer(ResultFrame(kReference, 7, 8));
     EXPECT_EQ(builder_->SequenceCounter(), 8U);
     EXPECT_EQ(statuses_.size(), 1U);
+
+    connection_.ChangeStatus(Brenk::FAULTED);
+    Wait("request-3");
+    ManageAnswer(ResultFrame(kReference, 7, 9));
+    EXPECT_EQ(statuses_, std::vector<Brenk::VirtualGatewayStatuses>({Brenk::READY, Brenk::FAULTED, Brenk::READY}));
 
     manager_.ForgetSequenceCounter();
     EXPECT_FALSE(manager_.IsSequenceCounterKnown());
@@ -180,7 +211,8 @@ TEST_F(ResponseManagerTest, AStatusAnswerIsPassedOnWithItsPayload) {
     Wait("request-1");
     ManageAnswer(Frame(1, kReference, {1, 2, 3, 4, 5, 6, 7}));
     ASSERT_EQ(responses_.size(), 1U);
-    EXPECT_NE(responses_.front()->statusPayload, nullptr);
+    ASSERT_NE(responses_.front()->statusPayload, nullptr);
+    EXPECT_EQ(responses_.front()->statusPayload->StatusData().back(), 7);
 }
 
 TEST_F(ResponseManagerTest, AnAnswerThatIsNotUnderstoodIsPassedOnAsNull) {
@@ -198,27 +230,15 @@ TEST_F(ResponseManagerTest, AnAnswerThatIsNotUnderstoodIsPassedOnAsNull) {
     }
 }
 
-TEST_F(ResponseManagerTest, WithoutACallbackAnAnswerIsIgnoredAndTheRequestFreed) {
-    callbacks_.responseReceived = nullptr;
-    owner_.Set(callbacks_);
-    const auto request = Wait("request-1");
-    ManageAnswer(ResultFrame(kReference, 0));
-    EXPECT_FALSE(IsWaiting());
-    EXPECT_TRUE(request.expired());
-}
-
-TEST_F(ResponseManagerTest, WhenTheOwnerHasNoMemoryTheRequestWaitsNoLonger) {
-    Wait("request-1");
-    onResponse_ = [] { throw std::bad_alloc(); };
-    EXPECT_THROW(ManageAnswer(ResultFrame(kReference, 0)), std::bad_alloc);
-    EXPECT_FALSE(IsWaiting());
-}
-
-TEST_F(ResponseManagerTest, AnyOtherExceptionOfTheOwnerLeavesTheRequestWaiting) {
+// Without memory it has had its answer: another request with this reference ID must not be taken for it.
+TEST_F(ResponseManagerTest, AnExceptionOfTheOwnerLeavesTheRequestWaitingUnlessMemoryRanOut) {
     Wait("request-1");
     onResponse_ = [] { throw std::runtime_error("refused"); };
     EXPECT_THROW(ManageAnswer(ResultFrame(kReference, 0)), std::runtime_error);
     EXPECT_TRUE(IsWaiting());
+    onResponse_ = [] { throw std::bad_alloc(); };
+    EXPECT_THROW(ManageAnswer(ResultFrame(kReference, 0)), std::bad_alloc);
+    EXPECT_FALSE(IsWaiting());
 }
 
 }  // namespace

@@ -8,19 +8,11 @@
 #include <memory>
 #include <vector>
 
-#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/support/SignalStorm.h"
 
 namespace Testing {
 namespace {
-
-using Brenk::ArgumentNullException;
-using Brenk::CONNECTED;
-using Brenk::CREATED;
-using Brenk::FAULTED;
-using Brenk::READY;
-using Brenk::VirtualGateway;
 
 // Less than the 11 s for which a read thread waits for bytes, and than 20 of the 300 ms for which each thread rests.
 constexpr std::chrono::seconds kPromptly{5};
@@ -41,12 +33,6 @@ class ThreadsTest : public GatewayTest {
     std::terminate();
 }
 
-TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyWhileItsThreadsSleep) {
-    StartSending();
-    ASSERT_TRUE(log_.WaitFor(plog::verbose, "RequestInfo pushed to messagesQueue."));
-    EXPECT_LT(Destroy(), kPromptly);
-}
-
 TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyWhileItsReadThreadReceives) {
     ASSERT_NO_FATAL_FAILURE(BeReady());
     connection_.Send({0x1F, 0xFE, 0xFD});
@@ -55,12 +41,6 @@ TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyWhileItsReadThreadReceives) {
     EXPECT_TRUE(connection_.WaitForEnd());
     EXPECT_EQ(owner_.Steps(), StateSteps({{CREATED, READY}}));
     EXPECT_FALSE(log_.Holds(plog::error, ""));
-}
-
-TEST_F(ThreadsTest, AGatewayIsDestroyedPromptlyAfterItWasDisconnected) {
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    ASSERT_TRUE(gateway_->Disconnect());
-    EXPECT_LT(Destroy(), kPromptly);
 }
 
 TEST_F(ThreadsTest, TheDestructorWaitsForACallbackThatIsStillRunning) {
@@ -149,15 +129,6 @@ TEST_F(ThreadsTest, AReadThreadCancelledInsideTheEventCallbackUnwinds) {
     EXPECT_FALSE(log_.Holds(plog::debug, "Closing read thread."));
 }
 
-TEST_F(ThreadsTest, AReadThreadCancelledInsideTheResponseCallbackUnwinds) {
-    owner_.onResponse = [](const ReceivedResponse&) { CancelThisThread(); };
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    connection_.Send(ResultFrame(ReferenceIDOf(SendStatusRequest("request-1")), 0));
-    ASSERT_TRUE(owner_.WaitForResponses(1));
-    EXPECT_LT(Destroy(), kPromptly);
-    EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
-}
-
 TEST_F(ThreadsTest, AReadThreadCancelledWhileItDisconnectsUnwinds) {
     owner_.onStateChanged = [](const StateChange& change) {
         if (change.to == Brenk::DISCONNECTED) {
@@ -191,22 +162,6 @@ TEST_F(ThreadsTest, ASendThreadCancelledInsideTheStateCallbackUnwinds) {
     EXPECT_LT(Destroy(), kPromptly);
     EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
     EXPECT_FALSE(log_.Holds(plog::debug, "Closing send thread."));
-}
-
-// A debugger that attaches, or a stop and a continue, interrupts every call that waits.
-TEST_F(ThreadsTest, InterruptedCallsAreNoFailures) {
-    const SignalStorm storm;
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    for (const char* id : {"request-1", "request-2", "request-3"}) {
-        connection_.Send(ResultFrame(ReferenceIDOf(SendStatusRequest(id)), 0));
-    }
-    EXPECT_TRUE(owner_.WaitForResponses(3));
-    connection_.Close();
-    connection_ = fake_.Accept();
-    connection_.Send(EventFrame(14, {0x01}));
-    EXPECT_TRUE(owner_.WaitForEvents(1));
-    EXPECT_EQ(owner_.StateChanges().size(), 3U);
-    EXPECT_GT(storm.Handled(), 100);
 }
 
 // The reader stands behind its look at the waiting requests while the sender adds one: nothing orders the two but the
@@ -258,69 +213,6 @@ TEST_F(ThreadsTest, OperationsFromManyThreadsGoOnWhileConnectionsComeAndGo) {
     }
     EXPECT_GT(accepted, 0);
     EXPECT_FALSE(log_.Holds(plog::error, "Exception"));
-}
-
-// A machine that is busy may take longer from the construction of a gateway to its set-up than the sender rests. Two
-// other gateways, one after the other, tell when the sender of the first has rested.
-TEST(VirtualGatewaySetUp, ASenderThatRunsBeforeTheOwnerIsSetLosesNoKeepAlive) {
-    const CapturedLog log;
-    const Owner owner;
-    int context = 0;
-    const auto setUpAndWaitForKeepAlives = [&](VirtualGateway& gateway, int count) {
-        gateway.SetOwner(Owner::Callbacks(&context));
-        return WaitUntil([&] { return log.Count(plog::verbose, "Sequence Counter refresh enqueued.") == count; });
-    };
-    VirtualGateway late("127.0.0.1", 1);
-    VirtualGateway inTime("127.0.0.1", 1);
-    ASSERT_TRUE(setUpAndWaitForKeepAlives(inTime, 1));
-    VirtualGateway next("127.0.0.1", 1);
-    ASSERT_TRUE(setUpAndWaitForKeepAlives(next, 2));
-    EXPECT_TRUE(setUpAndWaitForKeepAlives(late, 3));
-    EXPECT_FALSE(log.Holds(plog::error, ""));
-}
-
-TEST(VirtualGatewaySetUp, WithoutAnOwnerAGatewaySendsFromItsFirstConnectOn) {
-    const CapturedLog log;
-    FakeGateway fake;
-    fake.Listen();
-    VirtualGateway gateway("127.0.0.1", fake.Port());
-    int context = 0;
-    ASSERT_TRUE(gateway.GetNodeStatus("request-1", 5, &context));
-    ASSERT_TRUE(gateway.Connect(false));
-    FakeConnection connection = fake.Accept();
-    EXPECT_EQ(DeviceAddressOf(connection.ReceiveFrame()), 5U);
-    // The keep-alive has no context to come back with: its exception costs the cycle in which it was due.
-    EXPECT_EQ(log.Count(plog::error, "Exception in the send loop of virtual gateway with ID 0: Argument null"), 1)
-        << log.Text();
-}
-
-TEST(VirtualGatewaySetUp, WithoutAnOwnerARefreshAtTheConnectIsRefusedThoughTheGatewayIsConnected) {
-    const CapturedLog log;
-    FakeGateway fake;
-    fake.Listen();
-    VirtualGateway gateway("127.0.0.1", fake.Port());
-    std::unique_ptr<ArgumentNullException> refused;
-    try {
-        gateway.Connect(true);
-    } catch (ArgumentNullException* exception) {
-        refused.reset(exception);
-    }
-    EXPECT_NE(refused, nullptr);
-    EXPECT_EQ(gateway.Status(), CONNECTED);
-    EXPECT_TRUE(gateway.Disconnect());
-}
-
-TEST(VirtualGatewaySetUp, GatewaysThatNeverGotAnOwnerAreDestroyedPromptlyAndWithoutAnError) {
-    const CapturedLog log;
-    const auto begin = std::chrono::steady_clock::now();
-    for (int count = 1; count <= 20; ++count) {
-        const VirtualGateway gateway("127.0.0.1", 1);
-        EXPECT_EQ(gateway.ID(), 0);
-        EXPECT_TRUE(WaitUntil([&] { return log.Count(plog::verbose, "Send thread spawned.") == count; }));
-    }
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, kPromptly);
-    EXPECT_EQ(log.Count(plog::debug, "Closing send thread."), 20);
-    EXPECT_FALSE(log.Holds(plog::error, ""));
 }
 
 }  // namespace

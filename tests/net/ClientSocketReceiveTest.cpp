@@ -189,21 +189,26 @@ TEST_F(ClientSocketReceiveTest, CloseInTheMiddleOfAFrameWakesTheReceiverWithoutA
 }
 
 // While it waits, another thread closes the connection, and others are opened on which bytes arrive.
-TEST_F(ClientSocketReceiveTest, AReceiverThatWaitsNeverReadsFromASocketThatGotTheNumberOfItsOwn) {
-    Connect();
-    std::vector<LoopbackSocket> newcomers;
-    FailingCalls interrupted(SocketCall::kPoll, EINTR);
-    interrupted.Doing([&] {
-        socket_->Close();
-        newcomers.push_back(LoopbackSocket::Listening());
-        newcomers.push_back(LoopbackSocket::ConnectedTo(newcomers.front().Port()));
-        newcomers.push_back(newcomers.front().Accept());
-        newcomers.at(1).Send(Frame(19));
-        newcomers.at(2).Send(Frame(19));
-    });
-    EXPECT_FALSE(socket_->Receive(received_));
-    EXPECT_EQ(newcomers.size(), 3U);
-    EXPECT_THAT(received_, IsEmpty());
+TEST_F(ClientSocketReceiveTest, WhoeverWaitsNeverUsesASocketThatGotTheNumberOfItsOwn) {
+    for (const SocketCall call : {SocketCall::kPoll, SocketCall::kSend}) {
+        Connect();
+        std::vector<LoopbackSocket> newcomers;
+        FailingCalls interrupted(call, EINTR);
+        interrupted.Doing([&] {
+            socket_->Close();
+            newcomers.push_back(LoopbackSocket::Listening());
+            newcomers.push_back(LoopbackSocket::ConnectedTo(newcomers.front().Port()));
+            newcomers.push_back(newcomers.front().Accept());
+            newcomers.at(1).Send(Frame(19));
+            newcomers.at(2).Send(Frame(19));
+        });
+        Bytes sent = Frame(2);
+        EXPECT_FALSE(call == SocketCall::kPoll ? socket_->Receive(received_) : socket_->Send(sent));
+        ASSERT_EQ(newcomers.size(), 3U);
+        EXPECT_THAT(received_, IsEmpty());
+        EXPECT_EQ(newcomers.at(1).Receive(19), Frame(19));
+        EXPECT_EQ(newcomers.at(2).Receive(19), Frame(19));
+    }
     EXPECT_THAT(Callbacks(), IsEmpty());
 }
 
@@ -216,33 +221,6 @@ TEST_F(ClientSocketReceiveTest, InterruptedCallsAreRepeated) {
     EXPECT_EQ(waits.Left() + reads.Left(), 0);
     EXPECT_EQ(received_, Frame(19));
     EXPECT_THAT(Failures(), IsEmpty());
-}
-
-TEST_F(ClientSocketReceiveTest, OneThreadSendsWhileAnotherReceives) {
-    Connect();
-    constexpr int kFrames = 200;
-    std::thread sender([this] {
-        for (int count = 0; count < kFrames; ++count) {
-            Bytes frame = Frame(5);
-            EXPECT_TRUE(socket_->Send(frame));
-        }
-    });
-    std::thread gateway([this] {
-        for (int count = 0; count < kFrames; ++count) {
-            gateway_.Send(gateway_.Receive(5));
-        }
-    });
-    std::size_t total = 0;
-    while (total < 5UL * kFrames) {
-        Bytes part;
-        FailingCalls timeout(SocketCall::kReceive, EAGAIN);
-        timeout.After(1);  // frames that came glued are handed over at once
-        ASSERT_TRUE(socket_->Receive(part));
-        total += part.size();
-    }
-    sender.join();
-    gateway.join();
-    EXPECT_THAT(Callbacks(), IsEmpty());
 }
 
 }  // namespace

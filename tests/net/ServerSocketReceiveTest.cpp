@@ -39,22 +39,6 @@ TEST_F(ServerSocketReceiveTest, APacketThatIsFollowedByACloseIsDeliveredWholeBef
     EXPECT_EQ(Events().at(2).connected, 0U) << "it is off the list when it is reported";
 }
 
-TEST_F(ServerSocketReceiveTest, AResetConnectionIsAnErrorAndTheClientIsClosedOnce) {
-    StartAll();
-    LoopbackSocket client = ConnectClient();
-    const std::string descriptor = std::to_string(NewestDescriptor());
-    client.Reset();
-    ASSERT_TRUE(WaitForEvents("deleted", 1));
-    EXPECT_EQ(log_.Count(plog::error, "Error on select for socket " + descriptor + ". Error code: " +
-                                          std::to_string(ECONNRESET) + ", Error: Connection reset by peer"),
-              1)
-        << log_.Text();
-    LoopbackSocket next = ConnectClient();  // the loop is past that client
-    next.Send(PacketWith("{}"));
-    ASSERT_TRUE(WaitForEvents("received", 1));
-    EXPECT_EQ(Count("deleted"), 1);
-}
-
 // The receive thread is about to read from the first client when another thread closes that client. Then others come:
 // one has the number that was picked before, and one would have the first client's, were it free.
 TEST_F(ServerSocketReceiveTest, WhatANewcomerSendsNeverGetsIntoTheBufferOfAClientThatIsClosedMeanwhile) {

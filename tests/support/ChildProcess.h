@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ProcessOutput.h"
+
 namespace Testing {
 
 // What a child process left behind.
@@ -22,10 +24,11 @@ struct ChildResult {
 // The exit status of a child whose body came to its end.
 constexpr int kBodyReturned = 77;
 
-enum class ChildOutput { kPipe, kTerminal };
+using ChildOutput = Console;
 
 // Runs `body` in a forked child with `directory` as its working directory, for what ends the process or may happen
-// only once in it. Call it while the test has no other thread.
+// only once in it, and waits until the child and all that it started have closed the output. Call it while the test has
+// no other thread.
 ChildResult RunInChild(const std::filesystem::path& directory, const std::function<void()>& body,
                        ChildOutput output = ChildOutput::kPipe,
                        std::chrono::milliseconds deadline = std::chrono::seconds(60));

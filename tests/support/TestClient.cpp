@@ -16,7 +16,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kStartDeadline{60};
-constexpr std::size_t kChunkBytes = 64UL * 1024;
+constexpr std::size_t kMostBytes = 64UL * 1024;
 
 // The peer's kernel measures its send buffer by the size of our segments.
 void UseSmallBuffers(LoopbackSocket& socket) {
@@ -74,7 +74,7 @@ std::string TestClient::Receive(std::chrono::milliseconds deadline) {
         if (socket_.IsQuietFor(std::max(left, std::chrono::milliseconds(0)))) {
             return "(nothing)";
         }
-        const LoopbackSocket::Bytes received = socket_.ReceiveAvailable(kChunkBytes);
+        const LoopbackSocket::Bytes received = socket_.ReceiveAvailable(kMostBytes);
         if (received.empty()) {
             return "(closed)";
         }

@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
+#include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/BookExamples.h"
 #include "tests/system/support/CrashLog.h"
@@ -18,20 +17,6 @@ namespace SystemTest {
 namespace {
 
 using Documents::Example;
-
-std::string OutputOf(const std::string& command) {
-    // NOLINTNEXTLINE(cert-env33-c): nothing of the command comes from outside
-    std::FILE* const pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        return "(cannot be started)";
-    }
-    std::string output;
-    std::array<char, 4096> buffer = {};
-    for (std::size_t count = 0; (count = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;) {
-        output.append(buffer.data(), count);
-    }
-    return pclose(pipe) == 0 ? output : output + "(failed)";
-}
 
 TEST(BookPackets, AreAnsweredAsTheBookSays) {
     MuxSystem system;
@@ -53,7 +38,9 @@ TEST(BookClient, PrintsWhatTheBookSays) {
     ASSERT_NE(program.find(standardPort), std::string::npos);
     const std::string ownPort = "\"127.0.0.1\", " + std::to_string(system.Port());
     const std::string file = folder.Write("client.py", Replace(program, standardPort, ownPort));
-    EXPECT_EQ(OutputOf("python3 '" + file + "'"), ClientBook().Find("output", "client")->text + "\n");
+    const Testing::Ending ending = Testing::RunToEnd({"python3", file});
+    EXPECT_EQ(ending.status, 0) << ending.error;
+    EXPECT_EQ(ending.output, ClientBook().Find("output", "client")->text + "\n");
 }
 
 TEST(BookSilence, IsWhatTheBookSays) {

@@ -19,7 +19,7 @@ namespace {
 
 using Documents::Example;
 
-constexpr const char* kRequest = R"({"MessageID":"a","MessageCode":14,"Data":{"gatewayID":1,"lockID":5}})";
+constexpr const char* kRequestText = R"({"MessageID":"a","MessageCode":14,"Data":{"gatewayID":1,"lockID":5}})";
 
 std::vector<std::string> Arguments(const Testing::ReservedPort& port, const std::string& file) {
     return {"--port", "--port=" + std::to_string(port.Number()), "--configFile", file};
@@ -41,7 +41,7 @@ TEST(BookConfigurations, WorkWithTheGatewayThatTheyName) {
         ASSERT_TRUE(gateway.WaitForFrames(MuxSystem::kFramesAtStart, kDeadline));
         TestClient client(port.Number());
         const std::time_t from = std::time(nullptr);
-        client.Send(kRequest);
+        client.Send(kRequestText);
         ExpectMessage(client.Receive(), "a", Ack(), from);
     }
 }
@@ -60,7 +60,7 @@ void ExpectLog(const Example& example) {
     }
     TestClient client(port.Number());
     const std::time_t from = std::time(nullptr);
-    client.Send(kRequest);
+    client.Send(kRequestText);
     ExpectMessage(client.Receive(), "a", Refusal(), from);
     EXPECT_TRUE(mux.IsRunning());
 }

@@ -80,18 +80,16 @@ void ExpectLinesBut(const std::vector<std::string>& console, const std::vector<s
 }
 
 struct Dead {
-    ChildOutput::Console console;
-    std::function<void(ChildOutput&)> stop;
-    std::function<void(ChildOutput&)> goOn;
+    Console console;
+    std::function<void(MuxProcess&)> stop;
+    std::function<void(MuxProcess&)> goOn;
 };
 
 const std::map<std::string, Dead> kDead = {
     {"pipe that nobody reads",
-     {ChildOutput::Console::kPipe, [](ChildOutput& console) { console.StopReading(); },
-      [](ChildOutput& console) { console.ReadOn(); }}},
+     {Console::kPipe, [](MuxProcess& mux) { mux.StopReading(); }, [](MuxProcess& mux) { mux.ReadOn(); }}},
     {"terminal stopped with Ctrl-S",
-     {ChildOutput::Console::kTerminal, [](ChildOutput& console) { console.Type("\x13"); },
-      [](ChildOutput& console) { console.Type("\x11"); }}},
+     {Console::kTerminal, [](MuxProcess& mux) { mux.Write("\x13"); }, [](MuxProcess& mux) { mux.Write("\x11"); }}},
 };
 
 // Requests that are answered while the console takes nothing: for longer than it may without missing lines, and as many
@@ -114,9 +112,9 @@ TEST(Console, ThatTakesNothingStopsNobodyAndTheFileHasEveryLine) {
         const Testing::ReservedPort port;
         MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, dead.console);
         ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
-        dead.stop(mux.Console());
+        dead.stop(mux);
         ASSERT_NO_FATAL_FAILURE(AskForAWhile(port.Number()));
-        dead.goOn(mux.Console());
+        dead.goOn(mux);
         ASSERT_TRUE(mux.WaitFor("lines are missing here."));
         TestClient client(port.Number());
         ASSERT_NO_FATAL_FAILURE(Ask(client));
@@ -133,14 +131,14 @@ TEST(Console, ThatTakesNothingKeepsNoEndingWaiting) {
         const Testing::ReservedPort port;
         MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, dead.console);
         ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
-        dead.stop(mux.Console());
+        dead.stop(mux);
         ASSERT_NO_FATAL_FAILURE(AskForAWhile(port.Number()));
         const Clock::time_point start = Clock::now();
         mux.Signal(SIGQUIT);
         ASSERT_TRUE(Testing::WaitUntil([&] { return !mux.IsRunning(); }, kDeadline));
         // The watchdog would come after 5 s.
         EXPECT_LT(Clock::now() - start, std::chrono::seconds(4));
-        dead.goOn(mux.Console());
+        dead.goOn(mux);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
         EXPECT_TRUE(HasLineWith("Termination signal received.", LoggedLines(mux.Folder())));
     }
@@ -152,7 +150,7 @@ TEST(Console, OfATerminalIsShownControlCharactersAsHexadecimal) {
         "\x1B[2J\x1B]0;title\x07\x05\x7F\xC2\x9B"
         "5n";
     const std::string shown = R"(\x1B[2J\x1B]0;title\x07\x05\x7F\xC2\x9B5n)";
-    for (const auto console : {ChildOutput::Console::kTerminal, ChildOutput::Console::kPipe}) {
+    for (const auto console : {Console::kTerminal, Console::kPipe}) {
         const Testing::ReservedPort port;
         MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, console);
         TestClient client(port.Number());
@@ -160,7 +158,7 @@ TEST(Console, OfATerminalIsShownControlCharactersAsHexadecimal) {
         ASSERT_NO_FATAL_FAILURE(Ask(client));
         mux.Signal(SIGQUIT);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
-        const bool isTerminal = console == ChildOutput::Console::kTerminal;
+        const bool isTerminal = console == Console::kTerminal;
         EXPECT_EQ(mux.Output().find(harmful) == std::string::npos, isTerminal);
         EXPECT_EQ(mux.Output().find(shown) != std::string::npos, isTerminal);
         EXPECT_EQ(mux.Output().find('\x1B') == std::string::npos, isTerminal);

@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/Process.h"
 #include "tests/system/support/CrashLog.h"
 #include "tests/system/support/MuxSystem.h"
 #include "tests/system/support/Sanitized.h"
@@ -28,20 +27,11 @@ bool IsInstalled(const std::string& tool) {
     return false;
 }
 
-std::string OutputOf(const std::string& command) {
-    // NOLINTNEXTLINE(cert-env33-c): the command is put together here and runs in a folder of its own
-    const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
-    std::string text;
-    for (int character = std::fgetc(output.get()); character != EOF; character = std::fgetc(output.get())) {
-        text += static_cast<char>(character);
-    }
-    return text;
-}
-
 // The stacks of all threads in the core file, one text each.
 std::vector<std::string> StacksIn(const std::filesystem::path& core) {
-    const std::string output = OutputOf("gdb -nx -batch -iex 'set debuginfod enabled off' -ex 'thread apply all bt' '" +
-                                        std::string(MUX_PROGRAM) + "' '" + core.string() + "' 2>&1");
+    const std::string output = Testing::RunToEnd({"gdb", "-nx", "-batch", "-iex", "set debuginfod enabled off", "-ex",
+                                                  "thread apply all bt", MUX_PROGRAM, core.string()})
+                                   .output;
     const std::string start = "\nThread ";
     std::vector<std::string> stacks;
     for (std::size_t begin = output.find(start); begin != std::string::npos;) {

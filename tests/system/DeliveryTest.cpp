@@ -17,8 +17,6 @@
 namespace SystemTest {
 namespace {
 
-const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
-
 // The descriptor that the Mux gave its client accepted last.
 std::string LastDescriptor(const MuxProcess& mux) {
     static const std::string kStart = "Client with FD ";

@@ -16,7 +16,6 @@
 namespace SystemTest {
 namespace {
 
-const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
 const std::string kAccepted = "Accepted connection with FD ";
 const std::string kTooMany = "Too many clients. The connection with FD ";
 

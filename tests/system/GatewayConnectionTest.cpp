@@ -14,7 +14,6 @@
 namespace SystemTest {
 namespace {
 
-const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
 const std::string kStateChange = "[BrenkMux::VirtualGatewayStateChangedCallback] Gateway 1 changed state from ";
 
 bool WaitForConnections(const Simulator::GatewaySimulator& gateway, std::size_t count) {

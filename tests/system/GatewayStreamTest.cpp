@@ -19,8 +19,6 @@ constexpr const char* kLost =
     "A reply message was sent from gateway. But no request message was found in the waiting message map. The message "
     "is lost";
 
-const Exchange kNext = {"the next request", Request(14), "00000005 08", Ack()};
-
 Exchange UnderFault(const std::string& fault, const std::string& log = "") {
     return {fault, Request(14), "00000005 08", Ack(), "fault " + fault, log};
 }
@@ -38,24 +36,24 @@ TEST(GatewayStream, FaultsThatAreOvercomeAtOnce) {
         UnderFault("byte-by-byte 60"),
         UnderFault("wrong-crc"),
         UnderFault("delay 1500"),
-        kNext,
+        kRequest,
     };
     const std::vector<Exchange> unanswered = {
         Unanswered("unknown-reference", kLost),
-        kNext,
+        kRequest,
         Unanswered("answer-code 2",
                    "Received a message from Virtual Gateway that is not in the requests list. And it's "
                    "also nullptr."),
-        kNext,
+        kRequest,
         Unanswered("answer-code 12", "Received unmanaged message response."),
-        kNext,
+        kRequest,
     };
     ExchangeRunner(system).RunSideBySide({answered, unanswered});
 }
 
 TEST(GatewayStream, AnAnswerInPiecesOverSecondsIsOneAnswer) {
     MuxSystem system;
-    ExchangeRunner(system).Run({UnderFault("byte-by-byte 250"), kNext});
+    ExchangeRunner(system).Run({UnderFault("byte-by-byte 250"), kRequest});
 }
 
 TEST(GatewayStream, TheTwoHighestBitsOfAReferenceAreTheGatewaysOwn) {
@@ -77,14 +75,14 @@ TEST(GatewayStream, AnAnswerMayOvertakeAnother) {
     const std::time_t from = std::time(nullptr);
     runner.Run({Unanswered("silence", "")});
     const Simulator::ReceivedFrame slow = system.Gateway().ReceivedFrames().back();
-    runner.Run({kNext});
+    runner.Run({kRequest});
     ASSERT_TRUE(system.Gateway().SendRaw(AnswerTo(slow, 0)));
     ExpectMessage(runner.Client().Receive(), "request-1-1", Ack(), from);
 }
 
 TEST(GatewayStream, AnAnswerThatComesTwiceIsPassedOnOnce) {
     MuxSystem system;
-    ExchangeRunner(system).Run({UnderFault("twice", kLost), kNext});
+    ExchangeRunner(system).Run({UnderFault("twice", kLost), kRequest});
 }
 
 TEST(GatewayStream, TwoFramesInOnePieceAreBothTakenUpInTheirOrder) {
@@ -96,12 +94,12 @@ TEST(GatewayStream, TwoFramesInOnePieceAreBothTakenUpInTheirOrder) {
     ASSERT_TRUE(system.Gateway().RaiseCard(5, {0xAB}));
     EXPECT_NE(runner.Client().Receive().find(R"("Data":{}})"), std::string::npos);
     EXPECT_NE(runner.Client().Receive().find(R"("RFIDData":"AB"})"), std::string::npos);
-    runner.Run({kNext});
+    runner.Run({kRequest});
 }
 
 TEST(GatewayStream, JunkBeforeAFrameStaysAndHarmsNothing) {
     MuxSystem system;
-    ExchangeRunner(system).Run({UnderFault("junk 0102FE0304"), kNext, UnderFault("byte-by-byte 1"), kNext});
+    ExchangeRunner(system).Run({UnderFault("junk 0102FE0304"), kRequest, UnderFault("byte-by-byte 1"), kRequest});
 }
 
 TEST(GatewayStream, AMagicAtItsStartMakesTheGatewayUnheard) {
@@ -111,7 +109,7 @@ TEST(GatewayStream, AMagicAtItsStartMakesTheGatewayUnheard) {
     ExchangeRunner runner(system);
     ASSERT_EQ(Execute(system.Gateway(), "raw FEFD"), "");
     ASSERT_TRUE(system.Mux().WaitFor(warning));
-    Exchange unheard = kNext;
+    Exchange unheard = kRequest;
     unheard.answer.reset();
     unheard.log = warning;
     runner.Run({unheard, Odd({"what needs no gateway", RequestWithoutData(3), "", Refusal()})});
@@ -129,7 +127,7 @@ TEST(GatewayStream, HalfAFrameOutlivesItsConnection) {
     ExchangeRunner runner(system);
     const std::time_t from = std::time(nullptr);
     runner.Run({Unanswered("close-mid-frame", "DISCONNECTED to state READY")});
-    Exchange second = kNext;
+    Exchange second = kRequest;
     second.answer.reset();
     runner.Run({second});
     const std::uint8_t referenceOfSecond = system.Gateway().ReceivedFrames().back().frame.referenceId;

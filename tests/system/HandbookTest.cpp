@@ -21,13 +21,13 @@ namespace {
 using Strings = std::vector<std::string>;
 
 // How a process ended, and what it had logged by then.
-struct Ending {
+struct LoggedEnding {
     std::string how;
     std::string log;
 };
-using Endings = std::vector<Ending>;
+using Endings = std::vector<LoggedEnding>;
 
-Ending EndOf(MuxProcess& mux) {
+LoggedEnding EndOf(MuxProcess& mux) {
     const std::string how = mux.WaitForEnd();
     return {how, mux.Output()};
 }
@@ -114,13 +114,6 @@ Strings QuotesIn(const std::string& cell) {
     return quotes;
 }
 
-TEST(Handbook, CutsTheLinesOutOfACell) {
-    EXPECT_EQ(QuotesIn("none"), Strings{});
-    EXPECT_EQ(QuotesIn("One."), Strings{"One."});
-    EXPECT_EQ(QuotesIn("One.`, `Two."), (Strings{"One.", "Two."}));
-    EXPECT_EQ(QuotesIn("One.` or another, `Two.` and more"), (Strings{"One.", "Two."}));
-}
-
 TEST(Handbook, HasTheStatusAndTheLastLinesOfEveryEnding) {
     std::size_t rows = 0;
     for (const auto& row : Documents::Book("operations.md").Table("statuses")) {
@@ -128,7 +121,7 @@ TEST(Handbook, HasTheStatusAndTheLastLinesOfEveryEnding) {
         SCOPED_TRACE(row.at(1));
         ASSERT_EQ(kWays.count(row.at(1)), 1U);
         ++rows;
-        for (const Ending& ending : kWays.at(row.at(1))()) {
+        for (const LoggedEnding& ending : kWays.at(row.at(1))()) {
             EXPECT_EQ(ending.how.find(IsNumber(row.at(0)) ? "status " + row.at(0) : "signal "), 0U) << ending.how;
             for (const std::string& line : QuotesIn(row.at(2))) {
                 EXPECT_NE(ending.log.find(line), std::string::npos) << line << " is not in:\n" << ending.log;

@@ -91,7 +91,7 @@ FaultRow MutexRow(const std::string& call, int error, const std::string& text) {
         Fault(call, 1, error), kGoesOn, {text + " Mutex: muxMessageQueueMutex", "Cannot initialize mutex in .ctor"}};
 }
 
-const std::vector<FaultRow> kWithoutGateways = {
+const std::vector<FaultRow> kFaultsWithoutGateways = {
     {Fault("socket", 1, EMFILE),
      "status 0",
      {"Error init server socket. Too many open files", "Error detected on socket. Initialization. Shutdown Mux.",
@@ -131,7 +131,7 @@ void ExpectWithoutGateways(const FaultRow& row) {
 }
 
 TEST(HostFault, WithoutGatewaysEndsTheStartOrIsOvercome) {
-    ForEachSideBySide(kWithoutGateways, ExpectWithoutGateways);
+    ForEachSideBySide(kFaultsWithoutGateways, ExpectWithoutGateways);
 }
 
 FaultRow KeepAliveRow(int option, int error, const Texts& texts) {

@@ -35,7 +35,7 @@ std::vector<std::string> With(std::vector<std::string> arguments, const std::vec
 }
 
 // The lines of a log file without the byte order mark at its start.
-std::vector<std::string> LinesOf(std::string content) {
+std::vector<std::string> LinesInFile(std::string content) {
     static const std::string kByteOrderMark = "\xEF\xBB\xBF";
     EXPECT_EQ(content.rfind(kByteOrderMark, 0), 0U);
     std::istringstream text(content.erase(0, kByteOrderMark.size()));
@@ -57,7 +57,8 @@ void EndWhenLogged(MuxProcess& mux, const Testing::TemporaryFolder& folder, cons
          {"Mux ended initialization process.", "Accept loop thread spawned.", "Receive data loop thread spawned."}) {
         ASSERT_TRUE(mux.WaitFor(last)) << last;
     }
-    ASSERT_TRUE(Testing::WaitUntil([&] { return LinesOf(folder.Read(file)).size() == mux.Lines().size(); }, kDeadline));
+    ASSERT_TRUE(
+        Testing::WaitUntil([&] { return LinesInFile(folder.Read(file)).size() == mux.Lines().size(); }, kDeadline));
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
 }
@@ -66,7 +67,7 @@ TEST(LogFile, IsInTheWorkingDirectoryByDefaultAndHasWhatTheConsoleHas) {
     const Testing::ReservedPort port;
     MuxProcess mux(PortArguments(port));
     EndWhenLogged(mux, mux.Folder(), kDefaultLog);
-    EXPECT_EQ(LinesOf(mux.Folder().Read(kDefaultLog)), mux.Lines());
+    EXPECT_EQ(LinesInFile(mux.Folder().Read(kDefaultLog)), mux.Lines());
     EXPECT_GE(mux.Lines().size(), 10U);
 }
 
@@ -76,7 +77,7 @@ TEST(LogFile, IsWhereTheOptionSays) {
     const std::string file = (folder.Path() / "own.log").string();
     MuxProcess mux(With(PortArguments(port), {"--logFile", file}));
     EndWhenLogged(mux, folder, "own.log");
-    EXPECT_EQ(LinesOf(folder.Read("own.log")), mux.Lines());
+    EXPECT_EQ(LinesInFile(folder.Read("own.log")), mux.Lines());
     EXPECT_FALSE(std::filesystem::exists(mux.Folder().Path() / kDefaultLog));
 }
 
@@ -107,7 +108,7 @@ TEST(LogFile, RollsAt10000BytesAndKeepsTheOldOne) {
     const std::vector<std::string> console = Sorted(mux.Lines());
     for (const char* const name : {"smartlock_mux.log", "smartlock_mux.1.log", "smartlock_mux.2.log"}) {
         const std::string content = mux.Folder().Read(name);
-        const std::vector<std::string> lines = Sorted(LinesOf(content));
+        const std::vector<std::string> lines = Sorted(LinesInFile(content));
         EXPECT_TRUE(std::includes(console.begin(), console.end(), lines.begin(), lines.end())) << name;
         // The line that reaches the size is the last one.
         const std::size_t lastLine = content.size() - content.rfind('\n', content.size() - 2);
@@ -226,7 +227,7 @@ TEST(Console, HasTheLinesOfTheTracerWithTheDebugOptionOnly) {
 
 constexpr const char* kColorStart = "\x1B[";
 
-std::string ConsoleOf(const std::vector<std::string>& options, ChildOutput::Console console) {
+std::string ConsoleOf(const std::vector<std::string>& options, Console console) {
     const Testing::ReservedPort port;
     MuxProcess mux(With(PortArguments(port), With({"--logFile", "/nonexistent/folder/mux.log"}, options)), {}, console);
     EXPECT_TRUE(mux.WaitFor("Mux ended initialization process."));
@@ -239,10 +240,10 @@ bool HasColors(const std::string& output) {
 
 // The warning about the file gives the console something to colour.
 TEST(Console, HasColorsWhenAskedForAndOnlyOnATerminal) {
-    EXPECT_TRUE(HasColors(ConsoleOf({"--colors"}, ChildOutput::Console::kTerminal)));
-    EXPECT_TRUE(HasColors(ConsoleOf({"--colors=1"}, ChildOutput::Console::kTerminal)));
-    EXPECT_FALSE(HasColors(ConsoleOf({}, ChildOutput::Console::kTerminal)));
-    EXPECT_FALSE(HasColors(ConsoleOf({"--colors"}, ChildOutput::Console::kPipe)));
+    EXPECT_TRUE(HasColors(ConsoleOf({"--colors"}, Console::kTerminal)));
+    EXPECT_TRUE(HasColors(ConsoleOf({"--colors=1"}, Console::kTerminal)));
+    EXPECT_FALSE(HasColors(ConsoleOf({}, Console::kTerminal)));
+    EXPECT_FALSE(HasColors(ConsoleOf({"--colors"}, Console::kPipe)));
 }
 
 }  // namespace

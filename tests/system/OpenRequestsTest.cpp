@@ -20,8 +20,8 @@ const std::string kStatus = R"({"BatteryStatus":3,"QoS":3,"MechanicalActive":fal
                             R"("BatteryAlarmLevel":false,"ScandinavianFireMode":false,"ReaderConnected":false})";
 const std::string kOfFirst = "request-1-1";
 
-const Exchange kLost = {"a request to a silent gateway", Request(10), "00000005 0A 00000000", {}, "fault silence"};
-const Exchange kNext = {"the next request", Request(14), "00000005 08", Ack()};
+const Exchange kUnanswered = {
+    "a request to a silent gateway", Request(10), "00000005 0A 00000000", {}, "fault silence"};
 
 // Where the reference ID of the frame at `index` comes again behind those of the others; nothing as long as it has not.
 std::optional<Simulator::ReceivedFrame> NextWithReferenceIdOf(std::size_t index,
@@ -64,11 +64,11 @@ TEST(OpenRequests, StayOpenOnTheGatewaysNextConnection) {
     MuxSystem system;
     ExchangeRunner runner(system);
     const std::time_t from = std::time(nullptr);
-    runner.Run({kLost});
+    runner.Run({kUnanswered});
     const Simulator::ReceivedFrame lost = system.Gateway().ReceivedFrames().back();
     system.Gateway().CloseConnection();
     ASSERT_TRUE(system.Mux().WaitFor("DISCONNECTED to state READY"));
-    runner.Run({kNext});
+    runner.Run({kRequest});
     ASSERT_EQ(system.Gateway().ConnectionCount(), 2U);
     ASSERT_TRUE(system.Gateway().SendRaw(AnswerTo(lost, 0)));
     ExpectMessage(runner.Client().Receive(), kOfFirst, Ack(kOperated), from);

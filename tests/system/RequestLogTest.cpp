@@ -24,7 +24,7 @@ std::string DescriptorOf(const MuxProcess& mux) {
     return output.substr(start, output.find(' ', start) - start);
 }
 
-const std::string kRequest =
+const std::string kWalk =
     R"({"Timestamp":1700000000,"MessageID":"walk","MessageCode":14,"Data":{"gatewayID":1,"lockID":5}})";
 
 class RequestLog : public testing::Test {
@@ -74,9 +74,9 @@ class RequestLog : public testing::Test {
 };
 
 TEST_F(RequestLog, FollowsARequestToItsGatewayAndBack) {
-    const std::string answer = Ask(kRequest);
+    const std::string answer = Ask(kWalk);
     ASSERT_TRUE(system_.Mux().WaitFor("Ended management.", 3));
-    ExpectIntake(kRequest, "The message is MUX_MESSAGE_ACCESS_DENIED, and the lockID is 5 on gateway 1");
+    ExpectIntake(kWalk, "The message is MUX_MESSAGE_ACCESS_DENIED, and the lockID is 5 on gateway 1");
     ExpectInOrder(system_.Mux().Lines(),
                   {{"DEBUG", "Message enqueued. The queue is currently 1 elements long."},
                    {"VERB", "Popped MuxRequestInfo with ID walk for socket with FD " + descriptor_ + "."},
@@ -120,7 +120,7 @@ TEST_F(RequestLog, FollowsARequestToItsGatewayAndBack) {
 }
 
 TEST_F(RequestLog, FollowsARefusedRequest) {
-    const std::string request = Replace(kRequest, R"("gatewayID":1)", R"("gatewayID":9)");
+    const std::string request = Replace(kWalk, R"("gatewayID":1)", R"("gatewayID":9)");
     const std::string answer = Ask(request);
     ExpectIntake(request, "The message is MUX_MESSAGE_ACCESS_DENIED, and the lockID is 5 on gateway 9");
     ExpectInOrder(system_.Mux().Lines(),
@@ -136,7 +136,7 @@ TEST_F(RequestLog, FollowsARefusedRequest) {
 }
 
 TEST_F(RequestLog, SaysThatAClientHasGone) {
-    Ask(kRequest);
+    Ask(kWalk);
     client_.Close();
     ASSERT_TRUE(system_.Mux().WaitFor("Client deleted from list. FD " + descriptor_));
     ExpectInOrder(system_.Mux().Lines(), {{"WARN", "Recv returned 0 for socket " + descriptor_ +

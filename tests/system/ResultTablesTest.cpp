@@ -21,7 +21,7 @@ struct RequestRow {
     Answer success;
 };
 
-const Answer kOperated = Ack(R"({"Success":true,"ErrorCode":0})");
+const Answer kOperation = Ack(R"({"Success":true,"ErrorCode":0})");
 // A result that says OK and brings no status.
 const Answer kEmptyStatus =
     Ack(R"({"BatteryStatus":0,"QoS":0,"MechanicalActive":false,"BatteryWarningLevel":false,"BatteryAlarmLevel":false,)"
@@ -30,10 +30,10 @@ const Answer kEmptyStatus =
 constexpr const char* kCard = R"(,"setupNumber":0,"options":1,"cardData":"04A1","isUIDCard":false)";
 
 const std::vector<RequestRow> kOpenAndClose = {
-    {"open", 10, "", "0A 00000000", kOperated},
-    {"close", 11, "", "0B 0000", kOperated},
-    {"open as response", 110, "", "8A 00000000", kOperated},
-    {"close as response", 111, "", "8B 0000", kOperated},
+    {"open", 10, "", "0A 00000000", kOperation},
+    {"close", 11, "", "0B 0000", kOperation},
+    {"open as response", 110, "", "8A 00000000", kOperation},
+    {"close as response", 111, "", "8B 0000", kOperation},
 };
 
 const std::vector<RequestRow> kOthers = {

@@ -48,7 +48,7 @@ std::size_t Rank(const std::string& severity) {
     return static_cast<std::size_t>(std::find(kSeverities.begin(), kSeverities.end(), severity) - kSeverities.begin());
 }
 
-std::vector<std::string> Texts(const Lines& lines, const std::string& maximum) {
+std::vector<std::string> TextsUpTo(const Lines& lines, const std::string& maximum) {
     std::vector<std::string> texts;
     for (const ExpectedLine& line : lines) {
         if (Rank(line.severity) <= Rank(maximum)) {
@@ -79,8 +79,8 @@ std::string ThreadThatSays(const std::vector<LogLine>& log, const std::string& t
 
 // Both threads log until they are at work, in no order between them.
 void WaitUntilStarted(const MuxProcess& mux, const std::string& maximum) {
-    std::vector<std::string> texts = Texts(kProcessThread, maximum);
-    const std::vector<std::string> more = Texts(kMuxThread, maximum);
+    std::vector<std::string> texts = TextsUpTo(kProcessThread, maximum);
+    const std::vector<std::string> more = TextsUpTo(kMuxThread, maximum);
     texts.insert(texts.end(), more.begin(), more.end());
     for (const std::string& text : texts) {
         const auto times = static_cast<std::size_t>(std::count(texts.begin(), texts.end(), text));
@@ -99,9 +99,9 @@ void ExpectStart(const std::vector<std::string>& options, const std::string& max
 
     const std::vector<LogLine> log = ParseLogLines(mux.Lines());
     EXPECT_EQ(TextsOfThread(log, ThreadThatSays(log, "Logging initialized."), kProcessThread),
-              Texts(kProcessThread, maximum));
+              TextsUpTo(kProcessThread, maximum));
     EXPECT_EQ(TextsOfThread(log, ThreadThatSays(log, "Virtual gateways thread spawned."), kMuxThread),
-              Texts(kMuxThread, maximum));
+              TextsUpTo(kMuxThread, maximum));
     for (const LogLine& line : log) {
         EXPECT_LE(Rank(line.severity), Rank(maximum)) << line.message;
     }

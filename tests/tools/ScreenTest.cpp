@@ -8,7 +8,6 @@
 namespace Simulator {
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -99,21 +98,6 @@ TEST(ScreenTest, ShowsTheStateOfALock) {
     EXPECT_EQ(rows.at(3), "    lock 66       open for a while  battery 3 level 3  whitelist 3 of 2 disabled");
 }
 
-TEST(ScreenTest, ShowsTheFaultsThatWait) {
-    GatewayView cellar = Cellar();
-    cellar.status.faults = {Fault::Delay(std::chrono::milliseconds(500)).Times(2), Fault::Twice().Always().ForLock(5)};
-    EXPECT_EQ(Draw(State({cellar}), 10).at(1), kCellar + ", fault delay 500 (for 2 more), twice (always, lock 5)");
-}
-
-TEST(ScreenTest, MarksTitleAndGateways) {
-    const Screen screen = LayOut(State({Cellar()}), {40, 6});
-    ASSERT_THAT(screen.lines, SizeIs(6));
-    EXPECT_EQ(screen.lines.at(0).style, ScreenLine::Style::kTitle);
-    EXPECT_THAT(screen.lines.at(0).text, SizeIs(40)) << "a bar from edge to edge";
-    EXPECT_EQ(screen.lines.at(1).style, ScreenLine::Style::kGateway);
-    EXPECT_EQ(screen.lines.at(2).style, ScreenLine::Style::kPlain);
-}
-
 TEST(ScreenTest, SharesTheRoomForLinesAmongGateways) {
     GatewayView hall = Hall();
     hall.status.locks.clear();
@@ -133,13 +117,6 @@ TEST(ScreenTest, SaysHowManyLocksThereIsNoRoomFor) {
     EXPECT_THAT(rows.at(2), HasSubstr("lock 5 Front"));
     EXPECT_THAT(rows.at(3), "    and 3 more locks");
     EXPECT_THAT(rows.at(4), kCellar);
-}
-
-TEST(ScreenTest, SaysHowManyGatewaysThereIsNoRoomFor) {
-    const std::vector<GatewayView> gateways(5, Cellar());
-    const std::vector<std::string> rows = Draw(State(gateways), 8);
-    EXPECT_THAT(std::vector<std::string>(rows.begin() + 1, rows.begin() + 4),
-                ElementsAre(kCellar, kCellar, "and 3 more gateways"));
 }
 
 TEST(ScreenTest, GivesALongAnswerHalfOfTheRoom) {
@@ -197,14 +174,6 @@ TEST(ScreenTest, FillsAnySizeAndGoesBeyondNone) {
                 ASSERT_LE(ColumnsOf(line.text), width) << line.text;
             }
         }
-    }
-}
-
-TEST(ScreenTest, HasTheTypedLineInTheLastRowAlsoOfASmallScreen) {
-    ScreenState state = State({Hall()});
-    state.input = "quit";
-    for (std::size_t height = 1; height < 6; ++height) {
-        EXPECT_EQ(Draw(state, height).back(), "> quit") << height;
     }
 }
 

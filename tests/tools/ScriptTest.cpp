@@ -16,20 +16,20 @@ namespace {
 
 using std::chrono::milliseconds;
 
-std::vector<Step> Read(const std::string& text) {
+std::vector<Step> ReadSteps(const std::string& text) {
     std::istringstream script(text);
     return ReadScript(script, "night.txt");
 }
 
-std::string ErrorOf(const std::string& text) {
-    return Testing::CommandErrorOf([&] { Read(text); });
+std::string ErrorOfScript(const std::string& text) {
+    return Testing::CommandErrorOf([&] { ReadSteps(text); });
 }
 
 // Runs steps on a loop of their own until they quit.
 class ScriptTest : public testing::Test {
   protected:
     std::string Run(const std::string& text) {
-        runner_.Add(Read(text + "\nquit\n"));
+        runner_.Add(ReadSteps(text + "\nquit\n"));
         loop_.run();
         return output_.str();
     }
@@ -46,27 +46,13 @@ class ScriptTest : public testing::Test {
         }};
 };
 
-TEST_F(ScriptTest, ReadsCommandsWaitsAndQuit) {
-    const std::vector<Step> steps = Read("card 5 04\nwait 500\nquit\n");
-    ASSERT_EQ(steps.size(), 3U);
-    EXPECT_EQ(steps.at(0).kind, Step::Kind::kCommand);
-    EXPECT_EQ(steps.at(1).kind, Step::Kind::kWait);
-    EXPECT_EQ(steps.at(1).wait, milliseconds(500));
-    EXPECT_EQ(steps.at(2).kind, Step::Kind::kQuit);
-}
-
 TEST_F(ScriptTest, NamesFileAndLineOfAnError) {
-    EXPECT_EQ(ErrorOf("# nothing yet\n\ncrad 5 04\n"), "night.txt:3: there is no command \"crad\"; try help");
-    EXPECT_EQ(ErrorOf("close\npin 5 12x"),
+    EXPECT_EQ(ErrorOfScript("# nothing yet\n\ncrad 5 04\n"), "night.txt:3: unknown command \"crad\"; try help");
+    EXPECT_EQ(ErrorOfScript("close\npin 5 12x"),
               "night.txt:2: pin ADDRESS DIGITS: DIGITS must be at most 228 digits, not \"12x\"");
-    EXPECT_EQ(ErrorOf("wait"), "night.txt:1: MILLISECONDS is missing");
-    EXPECT_EQ(ErrorOf("wait soon"), "night.txt:1: MILLISECONDS must be a number from 0 to 3600000, not \"soon\"");
-    EXPECT_EQ(ErrorOf("quit now"), "night.txt:1: nothing should follow, but \"now\" does");
-}
-
-TEST_F(ScriptTest, CannotLoadAFileThatIsNotThere) {
-    EXPECT_THROW(LoadScript("/nowhere/night.txt"), CommandError);
-    EXPECT_THROW(LoadScript("/"), CommandError);
+    EXPECT_EQ(ErrorOfScript("wait"), "night.txt:1: MILLISECONDS is missing");
+    EXPECT_EQ(ErrorOfScript("wait soon"), "night.txt:1: MILLISECONDS must be a number from 0 to 3600000, not \"soon\"");
+    EXPECT_EQ(ErrorOfScript("quit now"), "night.txt:1: unexpected argument \"now\"");
 }
 
 TEST_F(ScriptTest, RunsItsCommandsInOrder) {
@@ -83,12 +69,7 @@ TEST_F(ScriptTest, WaitsBetweenCommands) {
 
 TEST_F(ScriptTest, GoesOnBehindACommandThatFails) {
     const std::string output = Run("card 5 04\ncounter 41");
-    EXPECT_NE(output.find("error: there is no lock 5\n"), std::string::npos) << output;
-    EXPECT_EQ(gateway_.Counter(), 41U);
-}
-
-TEST_F(ScriptTest, RunsNothingBehindQuit) {
-    Run("counter 41\nquit\ncounter 42");
+    EXPECT_NE(output.find("error: unknown lock 5\n"), std::string::npos) << output;
     EXPECT_EQ(gateway_.Counter(), 41U);
 }
 
@@ -99,17 +80,11 @@ TEST_F(ScriptTest, SendsACommandToTheGatewayInFrontOfIt) {
     EXPECT_EQ(second_.Counter(), 43U);
 }
 
-TEST_F(ScriptTest, SendsCommandsToTheChosenGateway) {
-    Run("counter 40\nuse -2\ncounter 41\n1: counter 42\ncounter 43");
-    EXPECT_EQ(gateway_.Counter(), 42U);
-    EXPECT_EQ(second_.Counter(), 43U);
-}
-
 TEST_F(ScriptTest, NamesTheGatewayThatHasSomethingToSay) {
     EXPECT_EQ(Run("faults\n-2: locks\n-2: add-lock 5\n-2: locks"),
               "no faults\n-2: counter 1000\n-2: counter 1000\n"
               "-2: lock 5: closed, status 0F000000000000, whitelist enabled, 0 of 100 cards\n");
-    EXPECT_NE(Run("-2: remove-lock 9").find("error: there is no lock 9\n"), std::string::npos);
+    EXPECT_NE(Run("-2: remove-lock 9").find("error: unknown lock 9\n"), std::string::npos);
 }
 
 TEST_F(ScriptTest, ListsTheGateways) {
@@ -118,28 +93,21 @@ TEST_F(ScriptTest, ListsTheGateways) {
               "-2: [::1]:0, not connected, 0 locks\n");
 }
 
-TEST_F(ScriptTest, HelpListsCommandsFaultsAndTheWordsAboutTheirFlow) {
-    const std::string help = Run("help");
-    for (const char* const line : {"\n  quit  ", "\n  use GATEWAY ", "\n  card ADDRESS HEX [TYPE] ", "\n  silence "}) {
-        EXPECT_NE(("\n" + help).find(line), std::string::npos) << line;
-    }
-}
-
 TEST_F(ScriptTest, SaysThatThereIsNoSuchGateway) {
     const std::string output = Run("use 3\n3: counter 41\ncounter 42");
-    EXPECT_EQ(output.find("error: there is no gateway 3\n"), sizeof("12:00:00.000 ") - 1) << output;
-    EXPECT_NE(output.rfind("error: there is no gateway 3\n"), output.find("error: there is no gateway 3\n"));
+    EXPECT_EQ(output.find("error: unknown gateway 3\n"), sizeof("12:00:00.000 ") - 1) << output;
+    EXPECT_NE(output.rfind("error: unknown gateway 3\n"), output.find("error: unknown gateway 3\n"));
     EXPECT_EQ(gateway_.Counter(), 42U);
 }
 
 TEST_F(ScriptTest, RefusesWhatIsNotForOneGateway) {
-    EXPECT_EQ(ErrorOf("2:"), "night.txt:1: COMMAND is missing");
-    EXPECT_EQ(ErrorOf("2: wait 5"), "night.txt:1: \"wait\" is not for one gateway");
-    EXPECT_EQ(ErrorOf("2: 3: locks"), "night.txt:1: there is no command \"3:\"; try help");
-    EXPECT_EQ(ErrorOf("9999999999: locks"), "night.txt:1: there is no command \"9999999999:\"; try help");
-    EXPECT_EQ(ErrorOf("use hall"), "night.txt:1: GATEWAY must be a gateway's ID, not \"hall\"");
-    EXPECT_EQ(ErrorOf("use"), "night.txt:1: GATEWAY is missing");
-    EXPECT_EQ(ErrorOf("gateways 1"), "night.txt:1: nothing should follow, but \"1\" does");
+    EXPECT_EQ(ErrorOfScript("2:"), "night.txt:1: COMMAND is missing");
+    EXPECT_EQ(ErrorOfScript("2: wait 5"), "night.txt:1: \"wait\" cannot be sent to one gateway");
+    EXPECT_EQ(ErrorOfScript("2: 3: locks"), "night.txt:1: unknown command \"3:\"; try help");
+    EXPECT_EQ(ErrorOfScript("9999999999: locks"), "night.txt:1: unknown command \"9999999999:\"; try help");
+    EXPECT_EQ(ErrorOfScript("use hall"), "night.txt:1: GATEWAY must be a gateway's ID, not \"hall\"");
+    EXPECT_EQ(ErrorOfScript("use"), "night.txt:1: GATEWAY is missing");
+    EXPECT_EQ(ErrorOfScript("gateways 1"), "night.txt:1: unexpected argument \"1\"");
 }
 
 }  // namespace

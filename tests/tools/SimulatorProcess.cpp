@@ -3,16 +3,32 @@
 #include <gtest/gtest.h>
 
 namespace Testing {
+namespace {
 
-std::vector<std::string> SimulatorCommand(const std::vector<std::string>& options) {
+std::vector<std::string> CommandWith(const std::vector<std::string>& options) {
     std::vector<std::string> command = {GATEWAY_SIMULATOR_PATH};
     command.insert(command.end(), options.begin(), options.end());
     return command;
 }
 
-std::uint16_t PortBehind(ChildProcess& program, const std::string& text) {
-    const std::string port = program.WaitForLineWith(text);
-    EXPECT_NE(port, "") << program.Output();
+ProcessSetup SetupWith(const std::string& terminalKind) {
+    ProcessSetup setup;
+    setup.input = std::nullopt;
+    setup.mergesError = true;
+    if (!terminalKind.empty()) {
+        setup.variables = {{"TERM", terminalKind}};
+    }
+    return setup;
+}
+
+}  // namespace
+
+SimulatorProcess::SimulatorProcess(const std::vector<std::string>& options, const std::string& terminalKind)
+    : Process(CommandWith(options), SetupWith(terminalKind)) {}
+
+std::uint16_t SimulatorProcess::PortBehind(const std::string& text) const {
+    const std::string port = WaitForLineWith(text);
+    EXPECT_NE(port, "") << Output();
     return port.empty() ? std::uint16_t{0} : static_cast<std::uint16_t>(std::stoul(port));
 }
 

@@ -4,14 +4,17 @@
 #include <string>
 #include <vector>
 
-#include "tests/tools/ChildProcess.h"
+#include "tests/support/Process.h"
 
 namespace Testing {
 
-// The gateway simulator with these options, for a ChildProcess.
-std::vector<std::string> SimulatorCommand(const std::vector<std::string>& options);
+// The gateway simulator with these options; Write() types commands. Output() has standard error too.
+class SimulatorProcess : public Process {
+  public:
+    explicit SimulatorProcess(const std::vector<std::string>& options, const std::string& terminalKind = "");
 
-// The port at the end of the line with this text, 0 when it does not come.
-std::uint16_t PortBehind(ChildProcess& program, const std::string& text);
+    // The port at the end of the line with this text; a failed test, and 0, when it does not come.
+    std::uint16_t PortBehind(const std::string& text = "Listening on 127.0.0.1:") const;
+};
 
 }  // namespace Testing

@@ -27,34 +27,10 @@ class TextFileTest : public testing::Test {
     Testing::TemporaryFolder folder_;
 };
 
-TEST_F(TextFileTest, IsReadWhole) {
-    const std::string text("one\n\0two", 8);
-    EXPECT_EQ(ReadTextFile(folder_.Write("a", text)), text);
-    EXPECT_EQ(ReadTextFile(folder_.Write("b", "")), "");
-}
-
-TEST_F(TextFileTest, ThatCannotBeReadIsNamed) {
-    try {
-        ReadTextFile(PathOf("none"));
-        FAIL();
-    } catch (const CommandError& error) {
-        EXPECT_EQ(error.what(), PathOf("none") + ": cannot be read");
-    }
-    EXPECT_THROW(ReadTextFile(folder_.Path().string()), CommandError);
-}
-
 TEST_F(TextFileTest, OfMoreThan64MebibytesCannotBeRead) {
     const std::string large = folder_.Write("large", "{}");
     std::filesystem::resize_file(large, 64UL * 1024 * 1024 + 1);
     EXPECT_THROW(ReadTextFile(large), CommandError);
-}
-
-TEST_F(TextFileTest, IsMadeOrReplaced) {
-    ReplaceTextFile(PathOf("a"), "one");
-    EXPECT_EQ(folder_.Read("a"), "one");
-    ReplaceTextFile(PathOf("a"), "2");
-    EXPECT_EQ(folder_.Read("a"), "2");
-    EXPECT_THAT(Names(), testing::ElementsAre("a"));
 }
 
 // Whoever has the old file open still has all of it.

@@ -63,18 +63,18 @@ class Client {
     // Returns when the system has the bytes, or throws ConnectionError when it does not take them within the time.
     void SendOnly(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
 
-    // Waits until at least one handler was called, at most for this time; returns whether one was. With no time at all
-    // it hands out what has come already, so that a program with a loop of its own can call it now and then. Throws
-    // ConnectionError when the Mux has closed the connection, and ProtocolError when what came is not from a Mux; the
-    // client is of no use then. What came before is handed out before.
+    // Waits until a handler was called, for at most this time; returns whether one was. With a time of zero it delivers
+    // what has already arrived, for programs with their own loop. Throws ConnectionError if the Mux has closed the
+    // connection and ProtocolError if the peer is not a Mux; the client is then unusable. Earlier messages are
+    // delivered first.
     bool Wait(std::chrono::milliseconds duration);
 
-    // Sends a request and waits for its answer; nothing when the time is over first, and what was asked for may have
-    // been done all the same. Throws as Send() and Wait() do.
+    // Sends a request and waits for its answer; empty after the time-out, though the request may still have been
+    // executed. Throws as Send() and Wait() do.
     std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
 
-    // The same for programs that show that they wait: calls `whileWaiting` at once, and again after each `period` or
-    // sooner, as long as there is no answer. What it throws comes out. It must not be empty.
+    // The same with a progress callback: calls `whileWaiting` at once and at least every `period` until there is an
+    // answer. Its exceptions propagate. It must not be empty.
     std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout,
                                std::chrono::milliseconds period, const std::function<void()>& whileWaiting);
 

@@ -67,7 +67,7 @@ void Client::Connection::NoticeDeadPeers() {
 void Client::Connection::Expect(const std::string& id, AnswerHandler handler, std::chrono::milliseconds timeout) {
     const Waiting request = {std::move(handler), Clock::now() + timeout};
     if (!waiting_.emplace(id, request).second) {
-        throw std::invalid_argument("a request with the identifier \"" + id + "\" waits already");
+        throw std::invalid_argument("a request with the identifier \"" + id + "\" is already waiting");
     }
 }
 
@@ -82,7 +82,7 @@ void Client::Connection::Flush(std::chrono::milliseconds timeout) {
     const Clock::time_point end = Clock::now() + timeout;
     while (!outbox_.empty()) {
         if (!RunLoop(end)) {
-            throw ConnectionError(name_ + " does not take what is sent");
+            throw ConnectionError(name_ + " accepts no data");
         }
     }
 }
@@ -132,7 +132,7 @@ void Client::Connection::OnReceived(const asio::error_code& error, std::size_t c
         }
         StartReceiving();
     } catch (const ProtocolError& protocolError) {
-        failure_ = std::make_exception_ptr(ProtocolError(name_ + " is no Mux: " + protocolError.what()));
+        failure_ = std::make_exception_ptr(ProtocolError(name_ + " is not a Mux: " + protocolError.what()));
     }
 }
 

@@ -14,16 +14,16 @@
 
 namespace MuxClient {
 
-// What is behind a Client. Not for users of the library.
+// Implementation of Client. Not for users of the library.
 //
-// The loop runs only within the methods. Its handlers move bytes and nothing else; users' handlers are called outside
-// of them, so that what these throw leaves nothing half done.
+// The loop runs only within the methods. Its handlers only move bytes; users' handlers are called outside of them, so
+// that their exceptions leave a consistent state.
 class Client::Connection {
   public:
     // The handlers' deadlines must not jump with the system's time.
     using Clock = std::chrono::steady_clock;
 
-    // Throws ConnectionError when there is no connection within the time.
+    // Throws ConnectionError without a connection within the time-out.
     Connection(const MuxAddress& address, std::chrono::milliseconds timeout);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
@@ -61,7 +61,7 @@ class Client::Connection {
     void TakeWhatIsThere();
     // Runs one handler of the loop; false when there was none until then. Throws when the connection has failed.
     bool RunLoop(Clock::time_point end);
-    // Hand out one message, or the end of one request's time; false when nobody was called.
+    // Deliver one message, or one time-out; false if no handler was called.
     bool DeliverMessage();
     bool Deliver(const Message& message);
     bool DeliverTimeout();
@@ -74,7 +74,7 @@ class Client::Connection {
     TextCutter cutter_;
     std::deque<Message> received_;
     std::deque<std::string> outbox_;
-    // Why the connection is of no use any more.
+    // Why the connection is unusable.
     std::exception_ptr failure_;
     EventHandler onEvent_;
     WaitingRequests waiting_;

@@ -4,7 +4,7 @@
 
 namespace MuxClient {
 
-// There is no connection to the Mux, or none any more. `what()` is a sentence for people.
+// No connection to the Mux, or it was lost. `what()` is readable by people.
 class ConnectionError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -19,9 +19,9 @@
 
 namespace MuxClient::Json {
 
-// Whether `text` is one JSON value with nothing but white space around it; the document is that value then. A number
-// that is no signed 64-bit integer is null in it: messages have no other numbers, and the library's conversion of them
-// overflows with exponents of ten digits. Costs no more stack however deep the text nests.
+// Whether `text` is one JSON value surrounded by white space only, which becomes the document. A number that is not a
+// signed 64-bit integer becomes null: messages have no other numbers, and the library's conversion overflows on
+// exponents of ten digits. Stack use does not depend on nesting.
 bool Parse(std::string_view text, Document& document);
 
 // The member of `object` with this name, null when there is none. `object` must be an object.

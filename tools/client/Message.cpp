@@ -53,11 +53,11 @@ bool Message::IsEvent() const {
 Message ParseMessage(const std::string& text) {
     Json::Document document;
     if (!Json::Parse(text, document) || !document.IsObject()) {
-        throw ProtocolError("what was received is no JSON object");
+        throw ProtocolError("the received data is not a JSON object");
     }
     const std::optional<std::int32_t> code = Json::IntegerIn(document, "MessageCode");
     if (!code) {
-        throw ProtocolError("what was received is no message of a Mux");
+        throw ProtocolError("the received data is not a Mux message");
     }
     Message message;
     message.timestamp = Json::LongIntegerIn(document, "Timestamp").value_or(0);

@@ -61,8 +61,8 @@ struct Message {
     bool IsEvent() const;
 };
 
-// Reads a text that TextCutter gave out. Members that are missing or of another type get the values above. Throws
-// ProtocolError when the text is no JSON object or has no integer "MessageCode". Any thread may call it.
+// Parses a text from TextCutter. Members that are missing or of another type get the values above. Throws ProtocolError
+// if the text is not a JSON object or has no integer "MessageCode". Any thread may call it.
 Message ParseMessage(const std::string& text);
 
 }  // namespace MuxClient

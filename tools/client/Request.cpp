@@ -142,7 +142,7 @@ Request Request::AllowAccess(const LockAddress& lock) {
 Request Request::Configure(const std::string& configuration) {
     Json::Document document;
     if (!Json::Parse(configuration, document) || !document.IsObject()) {
-        throw std::invalid_argument("a configuration is a JSON object");
+        throw std::invalid_argument("a configuration must be a JSON object");
     }
     return Build(MessageCode::kConfigure, [&](JsonWriter& writer) {
         writer.RawValue(configuration.data(), configuration.size(), Json::kObjectType);

@@ -14,8 +14,7 @@ struct LockAddress {
     std::int32_t lock = 0;
 };
 
-// Why a lock is to do something: somebody wants it, or a card-reader event is answered with it. These are different
-// requests.
+// The occasion of a request: a command, or the response to a card-reader event. These are different requests.
 enum class Occasion { kCommand, kEvent };
 
 // How many bytes a card in a whitelist request may have: as UID, and as anything else.
@@ -71,7 +70,7 @@ struct Request {
     static Request AllowAccess(const LockAddress& lock);
 
     // A configuration, a JSON object as text. The Mux writes a log line and does not answer. Throws
-    // std::invalid_argument when the text is no JSON object.
+    // std::invalid_argument if the text is not a JSON object.
     static Request Configure(const std::string& configuration);
 
     // A text of one's own, sent as it is; it need not even be JSON. The identifier is its "MessageID", and empty when

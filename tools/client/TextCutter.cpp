@@ -19,7 +19,7 @@ std::optional<std::string> TextCutter::Next() {
         }
     }
     if (buffer_.size() > kLongestMessage) {
-        throw ProtocolError("a message has no end within " + std::to_string(kLongestMessage) + " bytes");
+        throw ProtocolError("a message exceeds " + std::to_string(kLongestMessage) + " bytes");
     }
     return std::nullopt;
 }
@@ -27,7 +27,7 @@ std::optional<std::string> TextCutter::Next() {
 void TextCutter::DropWhiteSpace() {
     buffer_.erase(0, std::min(buffer_.find_first_not_of(" \t\r\n"), buffer_.size()));
     if (!buffer_.empty() && buffer_.front() != '{') {
-        throw ProtocolError("what was received is no JSON object");
+        throw ProtocolError("the received data is not a JSON object");
     }
 }
 

@@ -7,25 +7,25 @@
 
 namespace MuxClient {
 
-// Cuts what the Mux sends into messages. They come as bare JSON objects, one directly after the other, and TCP may
-// deliver half of one or several at once; only the braces tell where one is over.
+// Cuts the stream from the Mux into messages. They are bare JSON objects directly behind one another, and TCP may
+// deliver parts of one or several at once; only braces delimit them.
 //
 //     cutter.Add(received);
 //     while (const auto text = cutter.Next()) { ... }
 //
-// Every byte is looked at once, however small the pieces are. Not thread-safe: one object for each connection, used by
-// one thread at a time.
+// Each byte is examined once, however small the pieces. Not thread-safe: one object per connection, used by one thread
+// at a time.
 class TextCutter {
   public:
-    // Far more than any message of the Mux, so that a peer which is none cannot fill the memory.
+    // Far more than any message of the Mux; keeps other peers from filling the memory.
     static constexpr std::size_t kLongestMessage = 1U << 20U;
 
     // Takes bytes as they were received.
     void Add(std::string_view received) { buffer_.append(received); }
 
-    // Takes the next whole message out and returns it, byte for byte; nothing when it is not there yet. White space
-    // between messages is dropped. Throws ProtocolError when something that is no object stands where one should
-    // begin, or a message gets longer than kLongestMessage; the stream cannot be used any further then.
+    // Removes and returns the next whole message, byte for byte; empty if it is incomplete. White space between
+    // messages is dropped. Throws ProtocolError if something other than an object begins, or if a message exceeds
+    // kLongestMessage; the stream is then unusable.
     std::optional<std::string> Next();
 
   private:

@@ -104,7 +104,7 @@ bool Arguments::OnOrOff(const char* what) {
 
 void Arguments::End() const {
     if (!IsEmpty()) {
-        throw CommandError("nothing should follow, but " + Quoted(Peek()) + " does");
+        throw CommandError("unexpected argument " + Quoted(Peek()));
     }
 }
 

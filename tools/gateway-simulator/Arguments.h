@@ -17,7 +17,7 @@ namespace Simulator {
 // missing or is not what it should be; `what` is the word's name in that text, as in "ADDRESS".
 class Arguments {
   public:
-    // Words stand between blanks or tabs; a word that begins with # ends the line.
+    // Words are separated by blanks or tabs; a word that begins with # ends the line.
     explicit Arguments(std::string_view line);
 
     bool IsEmpty() const { return next_ == words_.size(); }

@@ -32,11 +32,11 @@ Action ParseCounter(Arguments& arguments) {
 
 std::vector<ConsoleCommand> ConnectionCommands() {
     return {
-        {"close", "", "close the connection", ParseClose},
-        {"reset", "", "reset the connection", ParseReset},
-        {"refuse", "MILLISECONDS", "refuse new connections for a while", ParseRefuse},
-        {"raw", "HEX", "send these bytes as they are", ParseRaw},
-        {"counter", "NUMBER", "set the sequence counter; the next number is accepted", ParseCounter},
+        {"close", "", "Close the connection", ParseClose},
+        {"reset", "", "Reset the connection", ParseReset},
+        {"refuse", "MILLISECONDS", "Refuse new connections for this time", ParseRefuse},
+        {"raw", "HEX", "Send these bytes unchanged", ParseRaw},
+        {"counter", "NUMBER", "Set the sequence counter; the next number is accepted", ParseCounter},
     };
 }
 

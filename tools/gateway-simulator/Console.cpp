@@ -18,7 +18,7 @@ std::vector<ConsoleCommand> AllCommands() {
     for (const auto& subject : {EventCommands(), LockSettingCommands(), ConnectionCommands(), FaultCommands()}) {
         all.insert(all.end(), subject.begin(), subject.end());
     }
-    all.push_back({"help", "", "this list", ParseHelp});
+    all.push_back({"help", "", "Show this list", ParseHelp});
     return all;
 }
 
@@ -33,7 +33,7 @@ const ConsoleCommand* FindCommand(const std::string& name) {
             return &command;
         }
     }
-    throw CommandError("there is no command \"" + name + "\"; try help");
+    throw CommandError("unknown command \"" + name + "\"; try help");
 }
 
 std::string Join(const std::string& name, const std::string& usage) {
@@ -76,21 +76,21 @@ std::string CommandHelp() {
         help << "  " << std::left << std::setw(30) << usage << (usage.size() < 30 ? " " : "\n" + std::string(33, ' '))
              << command.help << '\n';
     }
-    help << "\nFaults, for the next answer, for COUNT answers or always; for one lock's answers only if it is named.\n"
-            "Faults of different kinds apply together.\n"
+    help << "\nFaults, for the next answer, for COUNT answers or always; only for answers of one lock if given.\n"
+            "Faults of different kinds combine.\n"
          << FaultHelp();
     return help.str();
 }
 
 void RequireLock(bool known, std::uint32_t address) {
     if (!known) {
-        throw CommandError("there is no lock " + std::to_string(address));
+        throw CommandError("unknown lock " + std::to_string(address));
     }
 }
 
 void RequireConnection(bool sent) {
     if (!sent) {
-        throw CommandError("nobody is connected");
+        throw CommandError("not connected");
     }
 }
 

@@ -33,7 +33,7 @@ void RequireLock(bool known, std::uint32_t address);
 // Throws CommandError unless there was a connection to send on.
 void RequireConnection(bool sent);
 
-// An action that has nothing to say.
+// An action without output.
 template <typename Work>
 Action Silent(Work work) {
     return [work](GatewaySimulator& gateway) {

@@ -9,7 +9,7 @@
 
 namespace Simulator {
 
-// How an answer goes out: in order and at once, unless faults say otherwise.
+// How an answer is sent: in order and at once, unless faults change that.
 struct Delivery {
     enum class Ending { kNone, kClose, kReset };
 
@@ -21,12 +21,12 @@ struct Delivery {
     std::chrono::milliseconds pause{0};
     // The writes wait for the next frame on the connection and leave in one piece with it.
     bool holdForNext = false;
-    // What becomes of the connection after the writes.
+    // What happens to the connection after the writes.
     Ending ending = Ending::kNone;
 };
 
 // The delivery of an answer under these faults, of any kind but kForceResult. Of several of one kind the latest
-// applies; one that keeps the answer back beats those that change it.
+// applies; one that withholds the answer overrides those that change it.
 Delivery PlanDelivery(const Frame& answer, const std::vector<Fault>& faults);
 
 }  // namespace Simulator

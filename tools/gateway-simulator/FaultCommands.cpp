@@ -11,7 +11,7 @@ const FaultName& ParseName(Arguments& arguments) {
     const std::string name = arguments.Word("NAME");
     const FaultName* row = FindFaultName(name);
     if (row == nullptr) {
-        throw CommandError("there is no fault \"" + name + "\"; try help");
+        throw CommandError("unknown fault \"" + name + "\"; try help");
     }
     return *row;
 }
@@ -77,8 +77,8 @@ Action ParseFaults(Arguments& /*arguments*/) {
 std::vector<ConsoleCommand> FaultCommands() {
     return {
         {"fault", "NAME [VALUE] [COUNT|always] [lock ADDRESS]",
-         "spoil the next answers, see below; \"fault off\" ends it", ParseFault},
-        {"faults", "", "list the faults that still apply", ParseFaults},
+         "Inject a fault into the next answers, see below; \"fault off\" stops it", ParseFault},
+        {"faults", "", "List the pending faults", ParseFaults},
     };
 }
 

@@ -11,21 +11,20 @@ namespace {
 using Value = FaultName::Value;
 
 constexpr std::array<FaultName, 14> kFaultNames = {{
-    {FaultKind::kDelay, "delay", Value::kMilliseconds, "MILLISECONDS", "send the answer that much later"},
-    {FaultKind::kSilence, "silence", Value::kNone, "", "never answer"},
-    {FaultKind::kClose, "close", Value::kNone, "", "close the connection instead of answering"},
-    {FaultKind::kReset, "reset", Value::kNone, "", "reset the connection instead of answering"},
-    {FaultKind::kCloseMidFrame, "close-mid-frame", Value::kNone, "", "send half the answer, then close"},
-    {FaultKind::kByteByByte, "byte-by-byte", Value::kMilliseconds, "MILLISECONDS",
-     "send single bytes, pausing between"},
-    {FaultKind::kGlue, "glue", Value::kNone, "", "send the answer in one piece with the next frame"},
-    {FaultKind::kJunk, "junk", Value::kHex, "HEX", "send these bytes before the answer"},
-    {FaultKind::kWrongCrc, "wrong-crc", Value::kNone, "", "invert the CRC"},
-    {FaultKind::kWrongLength, "wrong-length", Value::kByte, "BYTE", "put this into the length byte"},
-    {FaultKind::kUnknownReference, "unknown-reference", Value::kNone, "", "answer under another reference ID"},
-    {FaultKind::kTwice, "twice", Value::kNone, "", "send the answer twice"},
-    {FaultKind::kForceResult, "force-result", Value::kByte, "RESULT", "answer this result, carry nothing out"},
-    {FaultKind::kAnswerCode, "answer-code", Value::kByte, "CODE", "answer with this command code"},
+    {FaultKind::kDelay, "delay", Value::kMilliseconds, "MILLISECONDS", "Delay the answer by this time"},
+    {FaultKind::kSilence, "silence", Value::kNone, "", "Never answer"},
+    {FaultKind::kClose, "close", Value::kNone, "", "Close the connection instead of answering"},
+    {FaultKind::kReset, "reset", Value::kNone, "", "Reset the connection instead of answering"},
+    {FaultKind::kCloseMidFrame, "close-mid-frame", Value::kNone, "", "Send half the answer, then close"},
+    {FaultKind::kByteByByte, "byte-by-byte", Value::kMilliseconds, "MILLISECONDS", "Send single bytes with pauses"},
+    {FaultKind::kGlue, "glue", Value::kNone, "", "Send the answer together with the next frame"},
+    {FaultKind::kJunk, "junk", Value::kHex, "HEX", "Send these bytes before the answer"},
+    {FaultKind::kWrongCrc, "wrong-crc", Value::kNone, "", "Invert the CRC"},
+    {FaultKind::kWrongLength, "wrong-length", Value::kByte, "BYTE", "Put this into the length byte"},
+    {FaultKind::kUnknownReference, "unknown-reference", Value::kNone, "", "Answer with another reference ID"},
+    {FaultKind::kTwice, "twice", Value::kNone, "", "Send the answer twice"},
+    {FaultKind::kForceResult, "force-result", Value::kByte, "RESULT", "Answer with this result, execute nothing"},
+    {FaultKind::kAnswerCode, "answer-code", Value::kByte, "CODE", "Answer with this command code"},
 }};
 
 const FaultName& NameOf(FaultKind kind) {

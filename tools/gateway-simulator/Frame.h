@@ -6,7 +6,7 @@
 
 namespace Simulator {
 
-// What one frame says. Magic, lengths, reserved bytes and checksum belong to the wire and are the codec's.
+// The content of one frame. Magic, lengths, reserved bytes and checksum are the codec's.
 struct Frame {
     std::uint8_t headerVersion = 1;
     // 1 to 63 for a request and its answer, 0 for what the gateway sends unasked.

@@ -23,8 +23,8 @@ namespace Simulator {
 //       17      N  payload
 //   17 + N      2  CRC-16/XMODEM over everything before it
 //
-// This codec is the gateway's side of the protocol and stands alone: the daemon has its own, and a mistake in
-// one of them shows only as long as they share nothing.
+// This codec is the gateway's side of the protocol and shares nothing with the daemon's, so that a mistake in one of
+// them shows.
 constexpr std::size_t kShortestFrame = 19;
 constexpr std::size_t kLongestPayload = 255 - kShortestFrame;
 constexpr std::uint8_t kMagicFirst = 0xFE;
@@ -55,8 +55,8 @@ struct DecodedFrame {
 // Reads one frame from exactly its bytes. Takes any bytes and never throws on content.
 DecodedFrame DecodeFrame(const Bytes& bytes);
 
-// The wire bytes of a frame, lengths and checksum computed. Throws std::length_error for a payload of more than
-// 236 bytes, which no length byte can tell.
+// The wire bytes of a frame with lengths and checksum. Throws std::length_error for a payload of more than 236 bytes,
+// which the length bytes cannot express.
 Bytes EncodeFrame(const Frame& frame);
 
 // CRC-16/XMODEM: polynomial 0x1021, initial value 0, not reflected, no final exclusive-or.

@@ -9,7 +9,7 @@
 
 namespace Simulator {
 
-// What arrived, in one line: "-> OPEN_LOCK lock 5 seq 42 ref 3 payload 00000000", or why it was no good frame.
+// A received frame in one line: "-> OPEN_LOCK lock 5 seq 42 ref 3 payload 00000000", or why it was rejected.
 std::string DescribeReceived(const ReceivedFrame& received);
 
 // An answer and the faults it goes out with, in one line: "<- NO_ROUTE (8) lock 256 ref 1 [delay 500]".

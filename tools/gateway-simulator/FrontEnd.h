@@ -32,7 +32,7 @@ class FrontEnd {
 
     virtual ~FrontEnd() = default;
 
-    // Where lines go: those about a gateway, what a gateway's commands have to say, and what is about no gateway.
+    // Outputs: lines about a gateway, output of a gateway's commands, and everything else.
     virtual LineOutput& GatewayOutput(std::size_t index) = 0;
     virtual LineOutput& CommandOutput(std::size_t index) = 0;
     virtual LineOutput& Messages() = 0;

@@ -23,16 +23,16 @@
 
 namespace Simulator {
 
-// One gateway on its port: brings the model, the faults and the connections together.
+// One gateway on its port: connects the model, the faults and the connections.
 //
-// Lives on the loop's thread alone; GatewaySimulator is its door for everybody else. The loop and the log must
-// remain live as long as it, and the loop must not run any more when it is destroyed. Several connections are
-// served side by side; what the gateway sends unasked goes to the one accepted last.
+// Lives on the loop's thread alone; other threads use GatewaySimulator. The loop and the log must outlive it, and the
+// loop must have stopped when it is destroyed. It serves several connections; unsolicited frames go to the one accepted
+// last.
 class Gateway {
   public:
     Gateway(asio::io_context& loop, const SimulatorOptions& options, FrameLog& log);
 
-    // Throws std::system_error when the port cannot be had.
+    // Throws std::system_error when the port cannot be opened.
     void Start();
     void Stop();
 
@@ -48,8 +48,8 @@ class Gateway {
     // With the whitelist that is kept for it, if there is one. False when its address is taken.
     bool AddLock(Lock lock);
 
-    // All false when nobody is connected, and then nothing changes. A lock of that address, if there is one, has a
-    // pending event from then on. Throw std::length_error for data too long for a frame.
+    // All return false without a connection, and then change nothing. A lock of that address, if any, has a pending
+    // event from then on. Throw std::length_error for data too long for a frame.
     bool RaiseCard(std::uint32_t address, const Bytes& card, std::uint8_t code);
     bool RaisePin(std::uint32_t address, std::string_view digits);
     bool SendRaw(const Bytes& bytes);
@@ -58,7 +58,7 @@ class Gateway {
     void ResetConnections();
     void RefuseConnections(std::chrono::milliseconds duration) { listener_.RefuseFor(duration); }
 
-    // Hands the whitelists to whoever keeps them. To be called when one may have changed.
+    // Passes the whitelists to their store. Call when one may have changed.
     void KeepWhitelists();
 
     void Notice(const std::string& text) { observer_.Notice(text); }

@@ -11,7 +11,7 @@ namespace Simulator {
 // The port that gateways usually have.
 constexpr std::uint16_t kGatewayPort = 2101;
 
-// One gateway that the program is to play.
+// One gateway to simulate.
 struct GatewayDescription {
     std::int32_t id = 1;
     // For people only; may be empty.

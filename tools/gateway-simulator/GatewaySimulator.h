@@ -39,7 +39,7 @@ class GatewaySimulator {
     GatewaySimulator(const GatewaySimulator&) = delete;
     GatewaySimulator& operator=(const GatewaySimulator&) = delete;
 
-    // Listens. Throws std::system_error when the address or the port cannot be had. May follow a Stop(); port, locks
+    // Listens. Throws std::system_error when the address or the port cannot be opened. May follow a Stop(); port, locks
     // and counter are still those of before.
     void Start();
     // Stops listening and closes every connection in order.
@@ -49,7 +49,7 @@ class GatewaySimulator {
     std::uint16_t Port() const;
     // How many connections were ever accepted.
     std::size_t ConnectionCount() const;
-    // Whether a connection stands.
+    // Whether there is a connection.
     bool IsConnected() const;
     // All that a person sees of it, at one moment. Does not copy the cards.
     GatewayStatus Status() const;
@@ -58,11 +58,11 @@ class GatewaySimulator {
     // is kept for the address takes the place of the lock's.
     bool AddLock(std::uint32_t address);
     bool AddLock(const Lock& lock);
-    // False when there is no such lock.
+    // False if the lock does not exist.
     bool RemoveLock(std::uint32_t address);
-    // Lets `change` work on a lock, on the gateway's thread. False when there is no such lock.
+    // Calls `change` with a lock, on the gateway's thread. False if the lock does not exist.
     bool ChangeLock(std::uint32_t address, const std::function<void(Lock& lock)>& change);
-    // A copy of a lock as it is now; nothing when there is no such lock.
+    // A copy of a lock in its current state; empty if it does not exist.
     std::optional<Lock> FindLock(std::uint32_t address) const;
     // Copies of all locks, by address.
     std::vector<Lock> Locks() const;
@@ -95,8 +95,8 @@ class GatewaySimulator {
 
     // All that arrived, oldest first: frames, and bytes that are none (the latest 65536 of them).
     std::vector<ReceivedFrame> ReceivedFrames() const;
-    // Returns as soon as this many arrived since construction; false when `deadline` passes first. An answer has
-    // been handed to its connection by then, unless a fault keeps it.
+    // Returns as soon as this many have arrived since construction; false if `deadline` passes first. Their answers
+    // have then been passed to their connection, unless a fault keeps them.
     bool WaitForFrames(std::size_t count, std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
 
     // Tells the observer something that did not come from the gateway; may hold several lines.

@@ -94,13 +94,13 @@ bool JsonNode::Boolean() const {
 
 std::string JsonNode::Text() const {
     if (!value_.get().IsString()) {
-        Refuse("must be a text");
+        Refuse("must be a string");
     }
     return Json::StringOf(value_);
 }
 
 void JsonNode::Refuse(const std::string& fault) const {
-    throw CommandError(file_ + ": " + (place_.empty() ? "the whole" : place_) + " " + fault);
+    throw CommandError(file_ + ": " + (place_.empty() ? "the document" : place_) + " " + fault);
 }
 
 void ReadJson(const std::string& file, const std::string& text, const std::function<void(const JsonNode& root)>& read) {

@@ -11,10 +11,10 @@
 
 namespace Simulator {
 
-// A value of a JSON file that knows where it stands, so that what is wrong with it can be told to the person who wrote
-// the file, as in "site.json: Gateways[0].Port must be a number from 0 to 65535".
+// A value of a JSON file with its place, for errors such as "site.json: Gateways[0].Port must be a number from 0 to
+// 65535".
 //
-// Looks at the document, which must remain live as long as it. Whatever is not as it is asked for is a CommandError.
+// Refers to the document, which must outlive it. Every mismatch throws CommandError.
 class JsonNode {
   public:
     JsonNode(const std::string& file, const rapidjson::Value& value, std::string place = "")
@@ -39,7 +39,7 @@ class JsonNode {
     bool Boolean() const;
     std::string Text() const;
 
-    // Throws the CommandError that says this of the value, as in "must be a number".
+    // Throws a CommandError with this fault of the value, such as "must be a number".
     [[noreturn]] void Refuse(const std::string& fault) const;
 
   private:
@@ -48,8 +48,8 @@ class JsonNode {
     std::string place_;
 };
 
-// Parses a text and hands its value to `read`, which may keep nothing of it. Throws CommandError, as in
-// "site.json: is no JSON: line 3, column 14: ...", and what `read` throws.
+// Parses a text and passes its value to `read`, which must not keep any of it. Throws CommandError, such as "site.json:
+// is not JSON: line 3, column 14: ...", and what `read` throws.
 void ReadJson(const std::string& file, const std::string& text, const std::function<void(const JsonNode& root)>& read);
 
 }  // namespace Simulator

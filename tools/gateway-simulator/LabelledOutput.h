@@ -6,10 +6,9 @@
 
 namespace Simulator {
 
-// Passes lines on with a label in front of each, as in "2: 14:03:07.512 -> OPEN_LOCK ...", so that lines of several
-// gateways can be told apart.
+// Prefixes lines with a label, as in "2: 14:03:07.512 -> OPEN_LOCK ...", to distinguish several gateways.
 //
-// As safe for threads as the output it passes them to, which must remain live as long as it.
+// As thread-safe as the output it passes them to, which must outlive it.
 class LabelledOutput : public LineOutput {
   public:
     LabelledOutput(LineOutput& target, std::string label);

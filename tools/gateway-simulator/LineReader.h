@@ -11,7 +11,7 @@ namespace Simulator {
 class LineReader {
   public:
     // Calls `line` on that thread for every line, without its end; also for a last line that has none. The
-    // descriptor remains the caller's. Throws std::system_error when no thread or no wake-up can be had.
+    // descriptor remains the caller's. Throws std::system_error when there is no room for a thread or wake-up.
     LineReader(int descriptor, std::function<void(const std::string& line)> line);
     // Stops at once, also in the midst of waiting; a line that is not complete is dropped.
     ~LineReader();

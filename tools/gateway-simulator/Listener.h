@@ -19,7 +19,7 @@ class Listener {
     Listener(asio::io_context& loop, Accepted accepted);
 
     // Takes a numeric address and a port, 0 for any free one. Throws std::system_error when the address is none or
-    // the port cannot be had.
+    // the port cannot be opened.
     void Open(const std::string& host, std::uint16_t port);
     // Stops listening; also ends a refusal.
     void Close();
@@ -27,8 +27,8 @@ class Listener {
     // The port in use, also while connections are refused; 0 before the first Open().
     std::uint16_t Port() const { return endpoint_.port(); }
 
-    // Connections are refused by the system until `duration` has passed, connections that stand are left alone.
-    // 0 accepts again at once. Without effect when closed.
+    // The system refuses connections until `duration` has passed; existing ones are not affected. 0 accepts again at
+    // once. No effect when closed.
     void RefuseFor(std::chrono::milliseconds duration);
 
   private:
@@ -43,7 +43,7 @@ class Listener {
 
     asio::io_context& loop_;
     Accepted accepted_;
-    // Null while nobody is to connect.
+    // Null while connections are refused.
     std::shared_ptr<Acceptor> acceptor_;
     asio::steady_timer timer_;
     asio::ip::tcp::endpoint endpoint_;

@@ -10,9 +10,9 @@
 
 namespace Simulator {
 
-// One door lock behind the gateway: bolt, status bytes, reader and whitelist.
+// One door lock of the gateway: bolt, status bytes, reader and whitelist.
 //
-// A value; not thread-safe. Time is handed in, so that nothing has to wait to see a lock close by itself.
+// A value; not thread-safe. Time is a parameter, so that tests need not wait for a lock to close by itself.
 class Lock {
   public:
     using Clock = std::chrono::steady_clock;

@@ -15,7 +15,7 @@ struct Reply {
     Bytes payload;
 };
 
-// The reply that says nothing but a result: code 0, one byte.
+// A reply with only a result: code 0, one byte.
 Reply ResultReply(Result result);
 
 // A command that a lock carries out.

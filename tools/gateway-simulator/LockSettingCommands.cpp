@@ -37,7 +37,7 @@ Action ParseAddLock(Arguments& arguments) {
     const std::uint32_t address = arguments.Number("ADDRESS");
     return Silent([=](GatewaySimulator& gateway) {
         if (!gateway.AddLock(address)) {
-            throw CommandError("there is a lock " + std::to_string(address) + " already");
+            throw CommandError("lock " + std::to_string(address) + " already exists");
         }
     });
 }
@@ -129,16 +129,16 @@ Action ParseCards(Arguments& arguments) {
 
 std::vector<ConsoleCommand> LockSettingCommands() {
     return {
-        {"locks", "", "list the locks", ParseLocks},
-        {"add-lock", "ADDRESS", "add a lock", ParseAddLock},
-        {"remove-lock", "ADDRESS", "remove a lock; requests for it are answered with 8", ParseRemoveLock},
-        {"status", "ADDRESS HEX", "a lock's status, 7 bytes", ParseStatus},
-        {"battery", "ADDRESS STATUS LEVEL", "a lock's battery in its status, 0 to 3 each", ParseBattery},
-        {"flag", "ADDRESS FLAG on|off", "a flag of its status: mechanical, warning, alarm, bit6", ParseFlag},
-        {"cards", "ADDRESS", "list a lock's whitelist", ParseCards},
-        {"capacity", "ADDRESS CARDS", "room in a lock's whitelist", ParseCapacity},
-        {"setup-number", "ADDRESS NUMBER|any", "demand a setup number, answer 11 to others", ParseSetupNumber},
-        {"card-length", "ADDRESS BYTES|any", "demand a card length, answer 9 to others", ParseCardLength},
+        {"locks", "", "List the locks", ParseLocks},
+        {"add-lock", "ADDRESS", "Add a lock", ParseAddLock},
+        {"remove-lock", "ADDRESS", "Remove a lock; requests for it are answered with 8", ParseRemoveLock},
+        {"status", "ADDRESS HEX", "Set a lock's status, 7 bytes", ParseStatus},
+        {"battery", "ADDRESS STATUS LEVEL", "Set a lock's battery, 0 to 3 each", ParseBattery},
+        {"flag", "ADDRESS FLAG on|off", "Set a status flag: mechanical, warning, alarm, bit6", ParseFlag},
+        {"cards", "ADDRESS", "List a lock's whitelist", ParseCards},
+        {"capacity", "ADDRESS CARDS", "Set the capacity of a lock's whitelist", ParseCapacity},
+        {"setup-number", "ADDRESS NUMBER|any", "Require a setup number; answer others with 11", ParseSetupNumber},
+        {"card-length", "ADDRESS BYTES|any", "Require a card length; answer others with 9", ParseCardLength},
     };
 }
 

@@ -9,7 +9,7 @@
 
 namespace Simulator {
 
-// Is told what happens at a gateway, as it happens.
+// Notified of everything that happens at a gateway.
 //
 // All calls come from the gateway's own thread, one at a time; they may call the gateway, and they delay it.
 class Observer {

@@ -17,20 +17,19 @@ namespace Simulator {
 // For the program's thread.
 class PlayedGateway {
   public:
-    // What of it is told: everything, or only what a person has to know.
+    // What is reported: everything, or only trouble.
     enum class Detail { kAll, kTrouble };
 
-    // Lines go to `output`, which must remain live as long as the gateway. Throws CommandError when the whitelist file
-    // is no good.
+    // Lines go to `output`, which must outlive the gateway. Throws CommandError on an invalid whitelist file.
     PlayedGateway(const GatewayDescription& description, LineOutput& output, Detail detail);
 
-    // Throws std::system_error when the address or the port cannot be had.
+    // Throws std::system_error if the address or port cannot be opened.
     void Start() { gateway_.Start(); }
 
     const GatewayDescription& Description() const { return description_; }
     // "127.0.0.1:2101", with the port in use once it is started.
     std::string Address() const { return AddressText(description_.options.host, gateway_.Port()); }
-    // As the target of commands that have their say in `output`.
+    // As the target of commands whose output goes to `output`.
     Target AsTarget(LineOutput& output);
     // As it is now, without its latest lines.
     GatewayView View() const;

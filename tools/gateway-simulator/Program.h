@@ -12,7 +12,7 @@
 
 namespace Simulator {
 
-// The gateways as a process: takes commands from a script and from the person until it is told to end.
+// The gateways as a process: takes commands from a script and from the user until it is told to end.
 class Program {
   public:
     struct Setup {
@@ -21,15 +21,15 @@ class Program {
         std::vector<Step> script;
         // No line for each frame, event and connection.
         bool quiet = false;
-        // The status screen, which needs a terminal, in place of plain lines.
+        // Use the status screen, which requires a terminal, instead of plain lines.
         bool screen = false;
     };
 
-    // Throws CommandError when a whitelist file is no good.
+    // Throws CommandError on an invalid whitelist file.
     explicit Program(Setup setup);
 
     // Listens and works until SIGINT, SIGTERM or "quit"; with a screen also until its terminal goes away. Throws
-    // std::runtime_error, with a text for the person, when a port or the terminal cannot be had.
+    // std::runtime_error, with a text for the person, when a port or the terminal cannot be opened.
     void Run();
 
   private:

@@ -6,7 +6,7 @@
 
 namespace Simulator {
 
-// What the command line says.
+// The options of the command line.
 struct ProgramOptions {
     // The one gateway, unless a file has them.
     GatewayDescription gateway;
@@ -29,8 +29,8 @@ struct ParsedOptions {
     ProgramOptions options;
 };
 
-// Reads the command line. Prints the help to standard output, and what is wrong to standard error; the exit status is
-// 0 for help and 64 for a command line that is no good.
+// Parses the command line. Prints help to standard output and errors to standard error; the exit status is 0 for help
+// and 64 for an invalid command line.
 ParsedOptions ParseOptions(int argumentCount, const char* const* arguments);
 
 }  // namespace Simulator

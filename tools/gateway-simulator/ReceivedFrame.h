@@ -14,7 +14,7 @@ struct ReceivedFrame {
     // As they were on the wire.
     Bytes bytes;
     Verdict verdict = Verdict::kGood;
-    // The fields as far as there are any; all defaults for bytes that are no frame (kMagic, kTooShort).
+    // The fields, as far as present; all defaults for bytes that are not a frame (kMagic, kTooShort).
     Frame frame;
     std::chrono::steady_clock::time_point arrival;
     // Which connection it came on, counted from 1 in the order of accepting.

@@ -11,7 +11,7 @@ namespace Simulator {
 // All that the screen shows.
 struct ScreenState {
     std::vector<GatewayView> gateways;
-    // What commands had to say, oldest first, and how many lines the person has gone back in it.
+    // Output of commands, oldest first, and how many lines the user has scrolled back.
     std::vector<std::string> messages;
     std::size_t scrolled = 0;
     // In front of the line that is typed, which follows with its cursor as an offset.
@@ -32,7 +32,7 @@ struct ScreenLine {
     Style style = Style::kPlain;
 };
 
-// What stands on the screen, and where the cursor.
+// The content of the screen and the position of the cursor.
 struct Screen {
     // One for each row, none wider than the screen.
     std::vector<ScreenLine> lines;
@@ -40,8 +40,8 @@ struct Screen {
 };
 
 // Lays the state out on a screen of this size: a title, each gateway with its locks and as many of its latest lines as
-// there is room for, the latest messages, and the typed line in the last row. Where there is too little room for
-// everything, rows say how much is left out. Keeps no state; any thread may call it.
+// fit, the latest messages, and the typed line in the last row. Rows say how much was left out for lack of room. Keeps
+// no state; any thread may call it.
 Screen LayOut(const ScreenState& state, const ScreenSize& size);
 
 // How many rows the messages have on a screen of this size, for scrolling by pages.

@@ -14,7 +14,7 @@
 
 namespace Simulator {
 
-// The status screen on a terminal, drawn anew ten times a second and after each key.
+// The status screen on a terminal, redrawn ten times a second and after each key.
 class ScreenFrontEnd : public FrontEnd {
   public:
     explicit ScreenFrontEnd(const std::vector<GatewayDescription>& gateways);

@@ -6,8 +6,8 @@
 
 namespace Simulator {
 
-// As much of a text as fits into this many columns, one for each character of UTF-8. Control characters, and bytes that
-// are no UTF-8, become question marks.
+// As much of a text as fits into this many columns, one per UTF-8 character. Control characters and invalid bytes
+// become question marks.
 std::string FitColumns(std::string_view text, std::size_t columns);
 
 // The same, filled up with blanks.

@@ -8,8 +8,8 @@
 
 namespace Simulator {
 
-// Reads a script, one command a line, blank lines and everything behind # left out. Throws CommandError for the
-// first line that is no command, with the name and the line's number in front, as in "night.txt:3: ...".
+// Reads a script, one command a line; blank lines and comments after # are ignored. Throws CommandError for the first
+// line that is not a command, with name and line number: "night.txt:3: ...".
 std::vector<Step> ReadScript(std::istream& script, const std::string& name);
 
 // The same from a file. Throws CommandError also when the file cannot be read.

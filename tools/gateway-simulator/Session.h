@@ -37,8 +37,8 @@ class Session : public std::enable_shared_from_this<Session> {
     // ADDRESS:PORT of the other end.
     const std::string& Peer() const { return peer_; }
 
-    // Writes after everything sent before, together with what was held. `pause` passes between this write and one
-    // that waits behind it. Without effect once ended.
+    // Writes after everything sent before, together with held data. `pause` is the time between this write and the next
+    // waiting one. No effect once ended.
     void Send(const Bytes& bytes, std::chrono::milliseconds pause = std::chrono::milliseconds(0));
     // Keeps bytes to go in front of the next Send().
     void Hold(const Bytes& bytes);

@@ -25,7 +25,7 @@ struct SimulatorOptions {
     std::uint32_t counter = 1000;
     // May be null; otherwise must remain live as long as the gateway.
     Observer* observer = nullptr;
-    // Locks that begin in a state of their own, beside those above.
+    // Locks with their own initial state, besides those above.
     std::vector<Lock> preparedLocks = {};
     // May be null; otherwise must remain live as long as the gateway.
     WhitelistStore* whitelists = nullptr;

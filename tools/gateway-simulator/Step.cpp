@@ -78,7 +78,7 @@ Step ParseCommandFor(std::int32_t gateway, std::string_view line) {
         throw CommandError("COMMAND is missing");
     }
     if (ParseFlow(line)) {
-        throw CommandError("\"" + Arguments(line).Word("COMMAND") + "\" is not for one gateway");
+        throw CommandError("\"" + Arguments(line).Word("COMMAND") + "\" cannot be sent to one gateway");
     }
     Step step;
     step.action = ParseCommand(line);
@@ -101,11 +101,11 @@ Step ParseStep(std::string_view line) {
 }
 
 std::string StepHelp() {
-    return "  wait MILLISECONDS              before the next command, in a script or on standard input\n"
-           "  quit                           end the simulator\n"
-           "  gateways                       list the gateways\n"
-           "  use GATEWAY                    the commands that follow are for the gateway with this ID\n"
-           "  GATEWAY: COMMAND               this command is for the gateway with this ID\n" +
+    return "  wait MILLISECONDS              Wait before the next command, in a script or on standard input\n"
+           "  quit                           Exit\n"
+           "  gateways                       List the gateways\n"
+           "  use GATEWAY                    Select the gateway with this ID for the following commands\n"
+           "  GATEWAY: COMMAND               Send this command to the gateway with this ID\n" +
            CommandHelp();
 }
 

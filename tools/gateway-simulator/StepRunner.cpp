@@ -103,7 +103,7 @@ std::size_t StepRunner::IndexOf(std::int32_t gateway) const {
     const auto found =
         std::find_if(targets_.begin(), targets_.end(), [&](const Target& target) { return target.id == gateway; });
     if (found == targets_.end()) {
-        throw CommandError("there is no gateway " + std::to_string(gateway));
+        throw CommandError("unknown gateway " + std::to_string(gateway));
     }
     return static_cast<std::size_t>(found - targets_.begin());
 }

@@ -13,14 +13,14 @@
 
 namespace Simulator {
 
-// Runs steps one after the other, waiting where they say so. What they have to say, and what is wrong with them,
-// is written; a step that fails does not stop those behind it.
+// Runs steps one after the other, waiting where they require it. Their output and errors are written; a failed step
+// does not stop the following ones.
 //
-// Lives on the thread of `loop`, which is no gateway's. Gateways and outputs must remain live as long as it.
+// Lives on the thread of `loop`, which is not a gateway's. Gateways and outputs must outlive it.
 class StepRunner {
   public:
-    // Takes one gateway or more; steps are for the first of them until they choose another. What is wrong, and what no
-    // gateway has to say, goes to `output`. Calls `quit` for the step of that name; steps behind it are not run.
+    // Takes one gateway or more; steps go to the first until they select another. Errors, and output of no gateway, go
+    // to `output`. Calls `quit` for the step of that name; later steps are not run.
     StepRunner(asio::io_context& loop, std::vector<Target> targets, LineOutput& output, std::function<void()> quit);
 
     // Appends steps; they run at once unless earlier ones still wait.

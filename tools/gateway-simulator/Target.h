@@ -16,7 +16,7 @@ struct Target {
     // Numeric address it listens on.
     std::string host;
     GatewaySimulator& gateway;
-    // Takes what its commands have to say.
+    // Output of its commands.
     LineOutput& output;
 };
 

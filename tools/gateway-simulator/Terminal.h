@@ -26,11 +26,11 @@ class Terminal {
     // As the window is now.
     ScreenSize Size();
     void Show(const Screen& content);
-    // Draws everything anew at the next Show(), in case something else wrote to the terminal.
+    // Redraws everything at the next Show(), in case something else wrote to the terminal.
     static void Redraw();
     // A key that was pressed; nothing when there is none. Does not wait.
     static std::optional<KeyPress> ReadKey();
-    // Whether there is nobody at the terminal any more.
+    // Whether the terminal has been closed.
     static bool IsGone();
 
   private:

@@ -7,7 +7,7 @@
 
 namespace Simulator {
 
-// Tells only what a person has to know of a gateway even when nothing else is to be told.
+// Reports only trouble, for users who want no other lines.
 class TroubleReporter : public Observer {
   public:
     // The output must remain live as long as the reporter.

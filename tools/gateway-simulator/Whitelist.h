@@ -39,13 +39,13 @@ class Whitelist {
     // A smaller capacity than the cards there are keeps them and refuses new ones.
     void SetCapacity(std::size_t capacity) { capacity_ = capacity; }
 
-    // Takes the place of all cards, whatever the lock demands of new ones.
+    // Replaces all cards, regardless of the requirements for new ones.
     void SetEntries(std::vector<Entry> entries) { entries_ = std::move(entries); }
 
     bool IsEnabled() const { return enabled_; }
     void SetEnabled(bool enabled) { enabled_ = enabled; }
 
-    // What entries must have; nothing stands for "any".
+    // Required of entries; empty means "any".
     void DemandSetupNumber(std::optional<std::uint8_t> setupNumber) { setupNumber_ = setupNumber; }
     void DemandCardLength(std::optional<std::uint8_t> cardLength) { cardLength_ = cardLength; }
 

@@ -50,7 +50,7 @@ std::vector<Whitelist::Entry> ReadCards(const JsonNode& node) {
     for (const JsonNode& element : node.Elements("Cards")) {
         const Whitelist::Entry entry = ReadCard(element);
         if (std::any_of(cards.begin(), cards.end(), [&](const auto& other) { return other.card == entry.card; })) {
-            element.Refuse("has the card of another");
+            element.Refuse("duplicates another card");
         }
         cards.push_back(entry);
     }
@@ -95,7 +95,7 @@ void WhitelistFile::Keep(const std::vector<Lock>& locks) {
     try {
         ReplaceTextFile(path_, TextOf(lists));
     } catch (const std::system_error& error) {
-        throw std::runtime_error(std::string("the whitelists are not kept: ") + error.what());
+        throw std::runtime_error(std::string("cannot write the whitelists: ") + error.what());
     }
     lists_ = std::move(lists);
 }

@@ -15,9 +15,9 @@ class WhitelistStore {
     // on the gateway's thread, and before there is one.
     virtual void LoadInto(Lock& lock) const = 0;
 
-    // Is handed all locks after whatever may have changed a whitelist, and before the answer that tells of it; finds
-    // out by itself whether one did. Called on the gateway's thread. Throws std::runtime_error when it cannot keep
-    // them; the gateway goes on and tries again the next time.
+    // Gets all locks after every possible change of a whitelist, before the answer that reports it, and finds out
+    // whether there was one. Called on the gateway's thread. Throws std::runtime_error if it cannot write; the gateway
+    // continues and retries with the next change.
     virtual void Keep(const std::vector<Lock>& locks) = 0;
 };
 

@@ -15,7 +15,7 @@ namespace Muxctl {
 //           ...
 //     NACK  open, gateway 9, lock 5: Error in request (0.0 s)
 //
-// `request` says what was asked.
+// `request` names the request.
 std::string AnswerText(const MuxClient::Message& answer, const std::string& request, std::chrono::milliseconds elapsed,
                        const Style& style);
 

@@ -18,12 +18,15 @@ namespace Muxctl {
 namespace {
 
 const char* const kDescription =
-    "Talks to the Mux: operates locks, shows the events of their readers, and looks after the Mux itself.\n";
+    "Command-line client for the Mux: control locks, watch reader events, check the daemon's health.\n";
 
 const char* const kFooter =
     "\n"
-    "Exit status: 0 ACK, 1 NACK, 2 no answer or no connection, and it may have been done all the same, 64 wrong "
-    "usage.\n"
+    "Exit status:\n"
+    "  0   ACK\n"
+    "  1   NACK\n"
+    "  2   no reply or no connection; the request may still have been executed\n"
+    "  64  wrong usage\n"
     "\n"
     "Examples:\n"
     "  muxctl open --gateway 1 --lock 5\n"
@@ -33,13 +36,11 @@ const char* const kFooter =
     "  muxctl send '{\"MessageID\":\"a1\",\"MessageCode\":12,\"Data\":{\"gatewayID\":1,\"lockID\":5}}'\n"
     "  muxctl check-config mux.json\n"
     "\n"
-    "\"muxctl COMMAND --help\" tells more about a command; --host, --port, --timeout and --json may stand behind it "
-    "too.";
+    "Run 'muxctl COMMAND --help' for details. Global options may also follow the command.";
 
-const char* const kCommandFooter = "\n--host, --port, --timeout, --json: see \"muxctl --help\".";
+const char* const kCommandFooter = "\nGlobal options: see 'muxctl --help'";
 
-const char* const kCheckConfigHelp =
-    "check a configuration file: exit status 0 when it is fine, 1 with warnings, 2 when the Mux cannot use it";
+const char* const kCheckConfigHelp = "Check a configuration file; exit status 0 = valid, 1 = warnings, 2 = unusable";
 
 struct Bounds {
     std::int64_t lowest;
@@ -65,7 +66,7 @@ class Parser {
   public:
     explicit Parser(CommandLine& result) : result_(result), options_(result.options) {
         app_.require_subcommand(1);
-        app_.set_version_flag("--version", std::string("muxctl ") + Mux::kVersion, "tell the version and end");
+        app_.set_version_flag("--version", std::string("muxctl ") + Mux::kVersion, "Print version and exit");
         // Each command takes it over when it is added.
         app_.footer(kCommandFooter);
         AddCommonOptions();
@@ -101,13 +102,13 @@ class Parser {
     }
 
     void AddCommonOptions() {
-        app_.add_option("--host", options_.mux.host, "name or address of the Mux")->capture_default_str();
-        AddInteger(app_, "--port", options_.mux.port, "port of the Mux", kPorts)->capture_default_str();
-        app_.add_option("--timeout", timeoutSeconds_, "how long to wait for a connection, and for an answer")
+        app_.add_option("--host", options_.mux.host, "Name or address of the Mux")->capture_default_str();
+        AddInteger(app_, "--port", options_.mux.port, "Port of the Mux", kPorts)->capture_default_str();
+        app_.add_option("--timeout", timeoutSeconds_, "Time-out for connecting and for the answer")
             ->check(CheckSeconds)
             ->type_name("SECONDS")
             ->capture_default_str();
-        app_.add_flag("--json", options_.json, "JSON, one line each, in place of text for people");
+        app_.add_flag("--json", options_.json, "Print JSON, one line each");
     }
 
     void AddRequests() {
@@ -126,7 +127,7 @@ class Parser {
         }
         CLI::App*& group = groups_[kind.group];
         if (group == nullptr) {
-            group = &Add(app_, kind.group, "change the whitelist of a lock");
+            group = &Add(app_, kind.group, "Change the whitelist of a lock");
             group->require_subcommand(1);
         }
         return *group;
@@ -137,12 +138,11 @@ class Parser {
         AddInteger(subcommand, "--gateway", request.lock.gateway, "ID of the gateway", kIds)->required();
         AddInteger(subcommand, "--lock", request.lock.lock, "ID of the lock", kIds)->required();
         if (kind.takesDuration) {
-            AddInteger(subcommand, "--duration", request.duration, "seconds until it closes again, 1 to 255",
-                       kDurations)
+            AddInteger(subcommand, "--duration", request.duration, "Seconds until it closes, 1 to 255", kDurations)
                 ->capture_default_str();
         }
         if (kind.canAnswerEvent) {
-            subcommand.add_flag("--event", request.answersEvent, "as the answer to an event of the lock's reader");
+            subcommand.add_flag("--event", request.answersEvent, "Send in response to an event of the lock's reader");
         }
         if (kind.takesCard) {
             AddCardOptions(subcommand, request.card);
@@ -150,45 +150,44 @@ class Parser {
     }
 
     static void AddCardOptions(CLI::App& subcommand, MuxClient::Card& card) {
-        subcommand.add_option("--card", card.data, "the card's bytes in hexadecimal, as events have them")
+        subcommand.add_option("--card", card.data, "Bytes of the card in hexadecimal, as in events")
             ->required()
             ->check(CheckCard);
-        subcommand.add_flag("--uid", card.isUid, "the bytes are the card's UID, at most 10");
-        AddInteger(subcommand, "--setup", card.setupNumber, "setup number, 0 to 255; always 0 with --uid",
+        subcommand.add_flag("--uid", card.isUid, "The bytes are the card's UID, at most 10");
+        AddInteger(subcommand, "--setup", card.setupNumber, "Setup number, 0 to 255; always 0 with --uid",
                    kSetupNumbers)
             ->capture_default_str();
-        AddInteger(subcommand, "--options", card.options, "whitelist option of an added card: 0, or 1 for all others",
+        AddInteger(subcommand, "--options", card.options, "Option of an added card: 0, or 1 for all other numbers",
                    kOptions)
             ->capture_default_str();
         subcommand.callback([&card] {
             if (card.isUid && card.data.size() > 2 * MuxClient::kLongestUid) {
-                throw CLI::ValidationError("--card", "is longer than a UID, which has at most 10 bytes");
+                throw CLI::ValidationError("--card", "must be at most 10 bytes with --uid");
             }
         });
     }
 
     void AddOthers() {
-        CLI::App& watch =
-            AddCommand("watch", "print events as they come; goes on when the Mux goes away and comes back", RunWatch);
-        AddInteger(watch, "--count", options_.eventCount, "end after so many events; 0 for never", kCounts)
+        CLI::App& watch = AddCommand("watch", "Print events; reconnect when the Mux returns", RunWatch);
+        AddInteger(watch, "--count", options_.eventCount, "Exit after this many events; 0 = never", kCounts)
             ->capture_default_str();
         AddSend();
-        AddCommand("configure", "send a configuration, which the Mux neither answers nor acts on", RunConfigure)
+        AddCommand("configure", "Send a configuration message (currently ignored by the Mux)", RunConfigure)
             .add_option("file", options_.file, "JSON file, - for standard input")
             ->required();
-        AddCommand("health", "see whether the Mux answers: exit status 0, or 2 when it does not", RunHealth);
+        AddCommand("health", "Check that the Mux answers; exit status 0 = yes, 2 = no", RunHealth);
         AddCommand("check-config", kCheckConfigHelp, RunCheckConfig)
-            .add_option("file", options_.file, "configuration file, - for standard input")
+            .add_option("file", options_.file, "Configuration file, - for standard input")
             ->required();
     }
 
     void AddSend() {
-        CLI::App& send = AddCommand("send", "send a JSON text as it is", RunSend);
-        CLI::Option* const text = send.add_option("text", options_.text, "the text");
-        CLI::Option* const file = send.add_option("--file", options_.file, "file with the text, - for standard input");
+        CLI::App& send = AddCommand("send", "Send a JSON text unchanged", RunSend);
+        CLI::Option* const text = send.add_option("text", options_.text, "JSON text to send");
+        CLI::Option* const file = send.add_option("--file", options_.file, "File with the text, - for standard input");
         file->excludes(text);
         send.add_flag_callback(
-            "--no-answer", [this] { options_.waitsForAnswer = false; }, "do not wait for an answer");
+            "--no-answer", [this] { options_.waitsForAnswer = false; }, "Do not wait for an answer");
         send.callback([text, file] {
             if (text->empty() && file->empty()) {
                 throw CLI::RequiredError("text or --file");

@@ -9,7 +9,7 @@ namespace Muxctl {
 
 // What to do.
 struct CommandLine {
-    // Returns the exit status; throws as the commands do. Empty when the command line is no good.
+    // Returns the exit status; throws as the commands do. Empty if the command line is invalid.
     std::function<int(const Options& options, const Console& console)> command;
     Options options;
 };

@@ -9,8 +9,8 @@ namespace Muxctl {
 // The commands of the program. Each does its work, prints what came of it and returns the exit status. For one thread;
 // all throw std::system_error when they cannot write what came of it.
 
-// These throw MuxClient::ConnectionError when there is no Mux, or none any more, and MuxClient::ProtocolError when it
-// is something else that listens there.
+// These throw MuxClient::ConnectionError without a connection to the Mux, and MuxClient::ProtocolError if the peer is
+// not a Mux.
 
 // Sends one request of this kind and prints the answer.
 int RunRequest(const RequestKind& kind, const Options& options, const Console& console);
@@ -26,11 +26,11 @@ int RunConfigure(const Options& options, const Console& console);
 // Sends a request that the Mux refuses by itself, without any gateway: whatever answer comes, the Mux is at work.
 int RunHealth(const Options& options, const Console& console);
 
-// Prints events until it has as many as it is to have. Connects again, and again, when there is no Mux, so of these two
-// it throws only MuxClient::ProtocolError.
+// Prints events until it has the required number. Reconnects without limit, so of these two it throws only
+// MuxClient::ProtocolError.
 int RunWatch(const Options& options, const Console& console);
 
-// Looks at a configuration file and prints what is wrong with it, also that it cannot be read. Talks to nobody and
+// Checks a configuration file and prints the findings, including that it cannot be read. Connects to nothing and
 // changes nothing.
 int RunCheckConfig(const Options& options, const Console& console);
 

@@ -60,7 +60,7 @@ ConfigurationReport ReportEnd(const std::string& text) {
     ConfigurationReport report;
     report.findings = ShapeOf(text);
     if (!HasError(report.findings)) {
-        report.findings.push_back({Finding::Level::kError, "", "ends the Mux's parser"});
+        report.findings.push_back({Finding::Level::kError, "", "aborts the Mux's parser"});
     }
     return report;
 }

@@ -73,7 +73,7 @@ class ShapeCheck {
         if (document.IsObject()) {
             CheckObject(document, kConfigurationShape, "");
         } else {
-            Warn("", std::string("is ") + NameOf(document) + " and no object, so nothing is configured");
+            Warn("", std::string("is ") + NameOf(document) + ", not an object; nothing is configured");
         }
         return std::move(findings_);
     }
@@ -83,7 +83,7 @@ class ShapeCheck {
         findings_.push_back({Finding::Level::kWarning, where, text});
     }
     void Refuse(const std::string& where, const std::string& text) {
-        findings_.push_back({Finding::Level::kError, where, text + ", which ends the Mux"});
+        findings_.push_back({Finding::Level::kError, where, text + "; the Mux would abort"});
     }
 
     void CheckObject(const Value& object, const ObjectShape& shape, const std::string& prefix) {
@@ -93,7 +93,7 @@ class ShapeCheck {
             if (found != object.MemberEnd()) {
                 CheckMember(found->value, member, prefix + member.key);
             } else if (member.isRequired) {
-                Warn(prefix + member.key, std::string("is missing, so the Mux takes ") + RowOf(member.kind).otherwise);
+                Warn(prefix + member.key, std::string("is missing; the Mux uses ") + RowOf(member.kind).otherwise);
             }
         }
     }
@@ -105,9 +105,9 @@ class ShapeCheck {
             const auto isKey = [&](const MemberShape& known) { return key == known.key; };
             const auto known = std::find_if(shape.begin(), shape.end(), isKey);
             if (known == shape.end()) {
-                Warn(prefix + key, "is not known and ignored" + SuggestionFor(key, shape));
+                Warn(prefix + key, "is unknown and ignored" + SuggestionFor(key, shape));
             } else if (!seen.insert(&*known).second) {
-                Warn(prefix + key, "stands here more than once; the Mux takes the first");
+                Warn(prefix + key, "is duplicate; the Mux uses the first");
             }
         }
     }
@@ -116,15 +116,15 @@ class ShapeCheck {
         const auto found = std::find_if(shape.begin(), shape.end(), [&](const MemberShape& known) {
             return strcasecmp(key.c_str(), known.key) == 0;
         });
-        return found == shape.end() ? "" : std::string("; it is written \"") + found->key + "\"";
+        return found == shape.end() ? "" : std::string("; did you mean \"") + found->key + "\"";
     }
 
     void CheckMember(const Value& value, const MemberShape& member, const std::string& where) {
         if (!(value.*RowOf(member.kind).hasType)()) {
-            Warn(where, std::string("is ") + NameOf(value) + " and not " + RowOf(member.kind).name +
-                            ", so the Mux takes " + RowOf(member.kind).otherwise);
+            Warn(where, std::string("must be ") + RowOf(member.kind).name + ", not " + NameOf(value) +
+                            "; the Mux uses " + RowOf(member.kind).otherwise);
         } else if (member.kind == Kind::kInteger && !value.IsInt()) {
-            Refuse(where, "is a number but no integer of 32 bits");
+            Refuse(where, "must be a 32-bit integer");
         } else if (member.kind == Kind::kList) {
             CheckElements(value, *member.element, where);
         }
@@ -136,7 +136,7 @@ class ShapeCheck {
             if (list[index].IsObject()) {
                 CheckObject(list[index], shape, element + ".");
             } else {
-                Refuse(element, std::string("is ") + NameOf(list[index]) + " and no object");
+                Refuse(element, std::string("must be an object, not ") + NameOf(list[index]));
             }
         }
     }

@@ -17,7 +17,7 @@ constexpr std::int32_t kLargestIdInEvents = 65535;
 // What stands there in place of a lock answers with the gateway's counter.
 constexpr std::int32_t kCounterId = 256;
 
-constexpr const char* kNotMade = ", so the Mux makes no such gateway, and refuses its requests";
+constexpr const char* kNotMade = "; the Mux leaves this gateway out and refuses its requests";
 
 std::string ElementName(const std::string& list, std::size_t index) {
     return list + "[" + std::to_string(index) + "]";
@@ -43,10 +43,10 @@ class ValueCheck {
 
     Findings Run() {
         if (!configuration_.enabled) {
-            Warn("Enabled", "is not true, so the Mux connects to no gateway and refuses every request");
+            Warn("Enabled", "is not true; the Mux connects to no gateway and refuses every request");
         }
         if (configuration_.gateways.empty()) {
-            Warn("Gateways", "has no gateway, so the Mux refuses every request");
+            Warn("Gateways", "has no gateway; the Mux refuses every request");
         }
         for (std::size_t index = 0; index < configuration_.gateways.size(); ++index) {
             CheckGateway(index);
@@ -62,7 +62,7 @@ class ValueCheck {
     // What the Mux cannot connect to ends it, once it tries.
     void AddWarning(const GatewayConfiguration& gateway, const std::string& where, const std::string& text) {
         if (IsMade(gateway)) {
-            findings_.push_back({Finding::Level::kError, where, text + " and ends the Mux"});
+            findings_.push_back({Finding::Level::kError, where, text + "; the Mux would exit"});
         } else {
             Warn(where, text);
         }
@@ -89,7 +89,7 @@ class ValueCheck {
         if (gateway.ipAddress.empty()) {
             Warn(where, std::string("is empty") + kNotMade);
         } else if (!CanBeHost(gateway.ipAddress)) {
-            AddWarning(gateway, where, "is neither an address nor the name of a host");
+            AddWarning(gateway, where, "is neither an address nor a host name");
         }
     }
 
@@ -97,15 +97,15 @@ class ValueCheck {
         if (gateway.port == 0) {
             Warn(where, std::string("is 0") + kNotMade);
         } else if (gateway.port < 0 || gateway.port > kLargestPort) {
-            AddWarning(gateway, where, "is " + std::to_string(gateway.port) + ", which is no TCP port");
+            AddWarning(gateway, where, "is " + std::to_string(gateway.port) + ", which is not a TCP port");
         }
     }
 
     void CheckAgainstOthers(const GatewayConfiguration& gateway, std::size_t index, const std::string& name) {
         const std::size_t sameId = ids_.IndexOf(gateway.id, index);
         if (sameId != index) {
-            Warn(name + ".ID", "is " + std::to_string(gateway.id) + " as in " + ElementName("Gateways", sameId) +
-                                   ", which gets all requests for it");
+            Warn(name + ".ID", "is " + std::to_string(gateway.id) + ", like " + ElementName("Gateways", sameId) +
+                                   ", which gets all its requests");
         }
         const std::size_t sameAddress = endpoints_.IndexOf({gateway.ipAddress, gateway.port}, index);
         if (sameAddress != index && !gateway.ipAddress.empty()) {
@@ -116,14 +116,14 @@ class ValueCheck {
     void CheckDevice(std::int32_t id, std::size_t index, std::size_t same, const std::string& gateway) {
         const std::string name = gateway + "." + ElementName("Devices", index) + ".ID";
         if (same != index) {
-            Warn(name, "is " + std::to_string(id) + " as in " + ElementName("Devices", same) + " of this gateway");
+            Warn(name, "is " + std::to_string(id) + ", like " + ElementName("Devices", same) + " of this gateway");
         }
         if (id == kCounterId) {
-            Warn(name, "is 256, where no lock may be: the Mux asks for the gateway's counter there");
+            Warn(name, "is 256, which is reserved for the Mux's questions to the gateway");
         }
         if (id < 0 || id > kLargestIdInEvents) {
             const auto idInEvents = static_cast<std::uint16_t>(static_cast<std::uint32_t>(id) & 0xFFFFU);
-            Warn(name, "is " + std::to_string(id) + "; events have only its low 16 bits, so they name lock " +
+            Warn(name, "is " + std::to_string(id) + "; events have only its low 16 bits and name lock " +
                            std::to_string(idInEvents));
         }
     }

@@ -7,8 +7,7 @@
 
 namespace Muxctl {
 
-// Where the program writes: results to `output`, what people should know beside to `error`. The streams must remain
-// live as long as it.
+// Output of the program: results to `output`, messages to `error`. The streams must outlive it.
 struct Console {
     std::ostream& output;
     std::ostream& error;
@@ -21,7 +20,7 @@ struct Console {
     // an empty file for a result.
     void Print(const std::string& text) const;
     void PrintLine(const std::string& line) const { Print(line + "\n"); }
-    // Writes one line about what people should know, behind the program's name.
+    // Writes one message line, prefixed with the program's name.
     void Complain(const std::string& text) const { error << "muxctl: " << Printable(text) << std::endl; }
 };
 

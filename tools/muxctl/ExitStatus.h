@@ -5,8 +5,8 @@ namespace Muxctl {
 // What a script learns from the program's end.
 constexpr int kAckStatus = 0;
 constexpr int kNackStatus = 1;
-// No answer within the time, or no connection. What was asked for may have been done all the same. Also when the answer
-// could not be written.
+// No reply within the time-out, or no connection; the request may still have been executed. Also if the answer could
+// not be written.
 constexpr int kNoAnswerStatus = 2;
 constexpr int kUsageStatus = 64;
 

@@ -5,7 +5,7 @@
 
 namespace Muxctl {
 
-// One thing that is not as it should be in a configuration.
+// One fault of a configuration.
 struct Finding {
     // A warning is about what the Mux accepts without a word; with an error it cannot use the file at all.
     enum class Level { kWarning, kError };

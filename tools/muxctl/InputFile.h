@@ -6,7 +6,7 @@
 
 namespace Muxctl {
 
-// Reads all that is in a file, or on standard input when the path is "-".
+// Reads a whole file, or standard input if the path is "-".
 Diagnostics::TextReading ReadInputFile(const std::string& path, std::string& text);
 
 }  // namespace Muxctl

@@ -45,7 +45,7 @@ std::string CheckInteger(const std::string& text, std::int64_t lowest, std::int6
     return number && *number >= lowest && *number <= highest
                ? ""
                : "must be a decimal integer from " + std::to_string(lowest) + " to " + std::to_string(highest) +
-                     " without zeros in front, not " + text;
+                     " (no leading zeros), not " + text;
 }
 
 std::string CheckSeconds(const std::string& text) {
@@ -62,7 +62,7 @@ std::string CheckCard(const std::string& text) {
     }
     return text.size() <= 2 * MuxClient::kLongestCardData
                ? ""
-               : "must be at most " + std::to_string(MuxClient::kLongestCardData) + " bytes";
+               : "must have at most " + std::to_string(MuxClient::kLongestCardData) + " bytes";
 }
 
 }  // namespace Muxctl

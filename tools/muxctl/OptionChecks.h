@@ -5,8 +5,8 @@
 
 namespace Muxctl {
 
-// What may stand behind an option. Each of these returns nothing when the text is good, and otherwise what is wrong
-// with it, to be read behind the option's name. Any thread may call them.
+// Checks of option values. Each returns an empty text for a valid value, and otherwise the fault, to follow the
+// option's name. Any thread may call them.
 
 // A decimal integer from `lowest` to `highest`. There must be no zeros in front: some read 010 as ten and some as
 // eight, and a lock that was opened by mistake stays open.

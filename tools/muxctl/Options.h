@@ -9,7 +9,7 @@
 
 namespace Muxctl {
 
-// What the command line says; each command uses what concerns it.
+// The options of the command line; each command uses what concerns it.
 struct Options {
     MuxClient::MuxAddress mux;
     std::chrono::milliseconds timeout = MuxClient::kDefaultTimeout;

@@ -53,7 +53,7 @@ int ComplainOfSilence(const Options& options, const Console& console, const std:
 int AskAndPrint(const Request& request, const std::string& title, const Options& options, const Console& console) {
     const Outcome outcome = Ask(request, options, console);
     if (!outcome.answer) {
-        return ComplainOfSilence(options, console, "; it may have been done all the same");
+        return ComplainOfSilence(options, console, "; the request may still have been executed");
     }
     console.PrintLine(options.json ? JsonLine(*outcome.answer)
                                    : AnswerText(*outcome.answer, title, outcome.elapsed, console.style));
@@ -111,7 +111,7 @@ int RunSend(const Options& options, const Console& console) {
 
 int RunConfigure(const Options& options, const Console& console) {
     SendOnly(BuildConfigure(options), options);
-    console.Complain("sent; the Mux does not answer this, and does not act on it either: start it with --configFile");
+    console.Complain("sent; the Mux ignores configuration messages: start it with --configFile");
     return kAckStatus;
 }
 

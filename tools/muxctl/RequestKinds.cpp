@@ -58,21 +58,20 @@ std::string RequestKind::FullName() const {
 
 const std::vector<RequestKind>& RequestKinds() {
     static const std::vector<RequestKind> kinds = {
-        {"", "status", "read the status of a lock", kNoDuration, kNoEvent, kNoCard, Plain<Request::Status>},
-        {"", "open", "open a lock until it is closed", kNoDuration, kEvent, kNoCard, Open},
-        {"", "close", "close a lock", kNoDuration, kEvent, kNoCard, Close},
-        {"", "open-close", "open a lock and close it again", kDuration, kEvent, kNoCard, OpenAndClose},
-        {"", "access-denied", "have a lock show that access is denied", kNoDuration, kEvent, kNoCard, DenyAccess},
-        {"", "access-allowed", "have a lock show that access is allowed (the Mux refuses this)", kNoDuration, kNoEvent,
+        {"", "status", "Read the status of a lock", kNoDuration, kNoEvent, kNoCard, Plain<Request::Status>},
+        {"", "open", "Open a lock until it is closed", kNoDuration, kEvent, kNoCard, Open},
+        {"", "close", "Close a lock", kNoDuration, kEvent, kNoCard, Close},
+        {"", "open-close", "Open a lock and close it again", kDuration, kEvent, kNoCard, OpenAndClose},
+        {"", "access-denied", "Signal at a lock that access is denied", kNoDuration, kEvent, kNoCard, DenyAccess},
+        {"", "access-allowed", "Signal at a lock that access is allowed (refused by the Mux)", kNoDuration, kNoEvent,
          kNoCard, Plain<Request::AllowAccess>},
-        {kWhitelist, "add", "add a card", kNoDuration, kNoEvent, kCard, AddToWhitelist},
-        {kWhitelist, "remove", "remove a card", kNoDuration, kNoEvent, kCard, RemoveFromWhitelist},
-        {kWhitelist, "clear", "remove all cards", kNoDuration, kNoEvent, kNoCard, Plain<Request::ClearWhitelist>},
-        {kWhitelist, "enable", "let the lock use its whitelist", kNoDuration, kNoEvent, kNoCard,
-         Plain<Request::EnableWhitelist>},
-        {kWhitelist, "disable", "let the lock ignore its whitelist", kNoDuration, kNoEvent, kNoCard,
+        {kWhitelist, "add", "Add a card", kNoDuration, kNoEvent, kCard, AddToWhitelist},
+        {kWhitelist, "remove", "Remove a card", kNoDuration, kNoEvent, kCard, RemoveFromWhitelist},
+        {kWhitelist, "clear", "Remove all cards", kNoDuration, kNoEvent, kNoCard, Plain<Request::ClearWhitelist>},
+        {kWhitelist, "enable", "Enable the whitelist", kNoDuration, kNoEvent, kNoCard, Plain<Request::EnableWhitelist>},
+        {kWhitelist, "disable", "Disable the whitelist", kNoDuration, kNoEvent, kNoCard,
          Plain<Request::DisableWhitelist>},
-        {kWhitelist, "get", "read the whitelist (the Mux refuses this)", kNoDuration, kNoEvent, kNoCard,
+        {kWhitelist, "get", "Read the whitelist (refused by the Mux)", kNoDuration, kNoEvent, kNoCard,
          Plain<Request::GetWhitelist>},
     };
     return kinds;

@@ -8,7 +8,7 @@
 
 namespace Muxctl {
 
-// What the command line says about a request; each kind of request takes only some of it.
+// The request options of the command line; each kind of request takes only some of them.
 struct RequestOptions {
     MuxClient::LockAddress lock;
     std::uint32_t duration = 5;
@@ -16,7 +16,7 @@ struct RequestOptions {
     MuxClient::Card card;
 };
 
-// One request that can be asked for by name.
+// One request that can be given by name.
 struct RequestKind {
     // Empty, or the command that it belongs to.
     const char* group;

@@ -14,7 +14,7 @@ class WaitIndicator {
     WaitIndicator(const WaitIndicator&) = delete;
     WaitIndicator& operator=(const WaitIndicator&) = delete;
 
-    // How often it wants to be drawn.
+    // How often to draw it.
     static constexpr std::chrono::milliseconds kPeriod{100};
 
     // Draws itself over what it drew before.

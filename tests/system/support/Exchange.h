@@ -61,6 +61,9 @@ inline Answer Refusal() {
     return Nack(0, "Error in request");
 }
 
+// A request that gateway 1 accepts.
+inline const Exchange kRequest = {"a request", Request(14), "00000005 08", Ack()};
+
 // The number behind {"Timestamp": at the very start of the text, -1 when there is none.
 long long TimestampOf(const std::string& text);
 

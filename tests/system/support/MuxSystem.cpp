@@ -68,7 +68,7 @@ MuxSystem::MuxSystem(const SystemSetup& setup) : setups_(setup.gateways) {
     std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(Port()), "--configFile",
                                           folder_.Write("mux.json", configuration)};
     arguments.insert(arguments.end(), setup.arguments.begin(), setup.arguments.end());
-    mux_ = std::make_unique<MuxProcess>(arguments, setup.environment, ChildOutput::Console::kPipe, setup.descriptors);
+    mux_ = std::make_unique<MuxProcess>(arguments, setup.environment, Console::kPipe, setup.descriptors);
     if (setup.waitsUntilQuiet) {
         WaitUntilQuiet();
     }

@@ -195,7 +195,7 @@ TEST_F(ClientTest, SaysWhenWhatItSendsIsNotTaken) {
             client_.SendOnly(Request::FromText(large), 50ms);
         }
     };
-    EXPECT_THAT(sendMuch, ThrowsMessage<ConnectionError>(HasSubstr(" does not take what is sent")));
+    EXPECT_THAT(sendMuch, ThrowsMessage<ConnectionError>(HasSubstr(" accepts no data")));
 }
 
 TEST_F(ClientTest, LetsAHandlerSend) {
@@ -285,7 +285,7 @@ TEST_F(ClientTest, SaysWhenItTalksToSomethingElse) {
     MuxSends(kEvent + "HTTP/1.1 400 Bad Request\r\n\r\n");
     EXPECT_TRUE(client_.Wait(kLong));
     EXPECT_EQ(events, 1);
-    EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<ProtocolError>(HasSubstr(" is no Mux: ")));
+    EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<ProtocolError>(HasSubstr(" is not a Mux: ")));
     EXPECT_THROW(client_.Wait(kLong), ProtocolError);
 }
 

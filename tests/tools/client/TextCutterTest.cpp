@@ -17,13 +17,13 @@ std::vector<std::string> TakeAll(TextCutter& cutter) {
     return texts;
 }
 
-struct Row {
+struct CutRow {
     const char* name;
     const char* stream;
     std::vector<std::string> texts;
 };
 
-const std::vector<Row> kRows = {
+const std::vector<CutRow> kRows = {
     {"nothing", "", {}},
     {"one", R"({"a":1})", {R"({"a":1})"}},
     {"two without anything between", "{}{}", {"{}", "{}"}},
@@ -43,7 +43,7 @@ const std::vector<Row> kRows = {
 };
 
 TEST(TextCutterTest, CutsWhatArrivesAtOnce) {
-    for (const Row& row : kRows) {
+    for (const CutRow& row : kRows) {
         TextCutter cutter;
         cutter.Add(row.stream);
         EXPECT_EQ(TakeAll(cutter), row.texts) << row.name;
@@ -51,7 +51,7 @@ TEST(TextCutterTest, CutsWhatArrivesAtOnce) {
 }
 
 TEST(TextCutterTest, CutsWhatArrivesByteByByte) {
-    for (const Row& row : kRows) {
+    for (const CutRow& row : kRows) {
         TextCutter cutter;
         std::vector<std::string> texts;
         for (const char byte : std::string(row.stream)) {

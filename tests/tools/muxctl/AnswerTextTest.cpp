@@ -117,9 +117,5 @@ TEST_F(EventTextTest, ShowsATimeThatIsNoneAsItsNumber) {
               sizeof(std::time_t) == 4 ? "2147483648" : "2038-01-19 08:44:08");
 }
 
-TEST(JsonLineTest, IsTheTextWithoutLineBreaks) {
-    EXPECT_EQ(JsonLine(ParseMessage("{\"MessageCode\":\r\n0}")), "{\"MessageCode\":  0}");
-}
-
 }  // namespace
 }  // namespace Muxctl

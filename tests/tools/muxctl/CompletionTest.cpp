@@ -15,7 +15,6 @@
 namespace Muxctl {
 namespace {
 
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using Words = std::vector<std::string>;
 
@@ -58,34 +57,10 @@ TEST(CompletionTest, KnowsEveryCommandAndItsOptions) {
     EXPECT_EQ(first, firstWords);
 }
 
-TEST(CompletionTest, KnowsTheWordsBehindWhitelist) {
-    std::set<std::string> words = kCommon;
-    for (const Words& command : Commands()) {
-        if (command.size() == 2) {
-            EXPECT_EQ(command.front(), "whitelist");
-            words.insert(command.back());
-        }
-    }
-    EXPECT_EQ(Offers({"whitelist", ""}), words);
-}
-
 TEST(CompletionTest, OffersWhatBeginsAsTheWordDoes) {
     EXPECT_THAT(Offers({"acc"}), UnorderedElementsAre("access-denied", "access-allowed"));
     EXPECT_THAT(Offers({"open", "--g"}), UnorderedElementsAre("--gateway"));
     EXPECT_THAT(Offers({"--port", "5555", "--json", "whitelist", "en"}), UnorderedElementsAre("enable"));
-}
-
-TEST(CompletionTest, FindsTheCommandBehindOptionsAndTheirValues) {
-    EXPECT_THAT(Offers({"--host", "open", "watch", "--c"}), UnorderedElementsAre("--count"));
-    EXPECT_THAT(Offers({"open", "--gateway", "1", "--lock", "5", "--e"}), UnorderedElementsAre("--event"));
-    EXPECT_THAT(Offers({"whitelist", "add", "--gateway", "1", "--ca"}), UnorderedElementsAre("--card"));
-}
-
-TEST(CompletionTest, OffersNothingWhereANumberStands) {
-    for (const char* const option :
-         {"--port", "--timeout", "--gateway", "--lock", "--duration", "--card", "--setup", "--options", "--count"}) {
-        EXPECT_THAT(Offers({"open-close", option, ""}), IsEmpty()) << option;
-    }
 }
 
 TEST(CompletionTest, OffersFilesWhereAFileStands) {

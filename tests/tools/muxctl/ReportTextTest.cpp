@@ -10,12 +10,10 @@
 namespace Muxctl {
 namespace {
 
-const Style kPlain(false);
-
 const ConfigurationReport kFine = {true, 1, 2, {}};
 const ConfigurationReport kOneWarning = {true, 2, 1, {{Finding::Level::kWarning, "Gateways[0].Port", "is 0"}}};
 const ConfigurationReport kUnusable = {
-    false, 0, 0, {{Finding::Level::kError, "", "is no JSON"}, {Finding::Level::kWarning, "\"a\n\"", "is not known"}}};
+    false, 0, 0, {{Finding::Level::kError, "", "is not JSON"}, {Finding::Level::kWarning, "\"a\n\"", "is not known"}}};
 
 std::string ReportText(const ConfigurationReport& report, const std::string& file, const Style& style) {
     std::ostringstream output;
@@ -30,12 +28,12 @@ std::string ReportJson(const ConfigurationReport& report, const std::string& fil
 }
 
 TEST(ReportTextTest, HasALineForEachFindingAndOneForTheWhole) {
-    EXPECT_EQ(ReportText(kFine, "mux.json", kPlain), "mux.json: fine: 1 gateway, 2 locks");
-    EXPECT_EQ(ReportText(kOneWarning, "mux.json", kPlain),
+    EXPECT_EQ(ReportText(kFine, "mux.json", Style(false)), "mux.json: fine: 1 gateway, 2 locks");
+    EXPECT_EQ(ReportText(kOneWarning, "mux.json", Style(false)),
               "mux.json: warning: Gateways[0].Port is 0\n"
               "mux.json: usable, with 1 warning: 2 gateways, 1 lock");
-    EXPECT_EQ(ReportText(kUnusable, "mux.json", kPlain),
-              "mux.json: error: the document is no JSON\n"
+    EXPECT_EQ(ReportText(kUnusable, "mux.json", Style(false)),
+              "mux.json: error: the document is not JSON\n"
               "mux.json: warning: \"a?\" is not known\n"
               "mux.json: unusable");
 }
@@ -55,7 +53,7 @@ TEST(ReportTextTest, IsJsonOnRequest) {
     EXPECT_EQ(ReportJson(kFine, "mux.json"),
               R"({"File":"mux.json","Usable":true,"Gateways":1,"Locks":2,"Findings":[]})");
     EXPECT_EQ(ReportJson(kUnusable, "a\"b"), R"({"File":"a\"b","Usable":false,"Gateways":0,"Locks":0,"Findings":[)"
-                                             R"({"Level":"error","Where":"","Text":"is no JSON"},)"
+                                             R"({"Level":"error","Where":"","Text":"is not JSON"},)"
                                              R"({"Level":"warning","Where":"\"a\n\"","Text":"is not known"}]})");
 }
 

@@ -109,12 +109,6 @@ class Fields(DissectorTest):
             {f"brenk.status.{name}": value for name, value in zip(names, values.split())}
             for values in table.values()])
 
-    def test_the_battery_is_called_by_what_its_numbers_mean(self):
-        self.connection.from_server(frame(0x01, bytes.fromhex("0E 00 00 00 00 00 00")))
-        lines = self.details(self.capture, "brenk")
-        self.assertIn(".... ..10 = Battery status: Battery status medium. (2)", lines)
-        self.assertIn(".... 11.. = Battery level: minimum 95% (3)", lines)
-
     def test_an_event_is_shown_with_its_card_or_pin(self):
         payload = bytes.fromhex("01 02 03 04 0A 0B 0C 04 04 A1 B2 C3")
         commands = [0x0E, 0x0F, 0x11, 0x12, 0x16]
@@ -125,10 +119,6 @@ class Fields(DissectorTest):
         card = {"brenk.event.rfid": "04a1b2c3", "brenk.event.pin": ""}
         pin = {"brenk.event.rfid": "", "brenk.event.pin": "04a1b2c3"}
         self.assert_fields(self.capture, [{**header, **card}] * 4 + [{**header, **pin}])
-
-    def test_an_event_may_have_no_data(self):
-        self.connection.from_server(frame(0x0E, bytes.fromhex("01 02 03 04 0A 0B 0C 00")))
-        self.assert_fields(self.capture, [{"brenk.event.data_length": "0", "brenk.event.rfid": "", EXPERT: ""}])
 
 
 class Remarks(DissectorTest):
@@ -287,15 +277,6 @@ class Stream(DissectorTest):
 
     def references(self, arguments=()):
         return [row["brenk.reference_id"] for row in self.rows(self.capture, ["brenk.reference_id"], arguments)]
-
-    def test_frames_that_come_together_are_all_shown(self):
-        self.connection.from_server(b"".join(frame(0x00, b"\0", reference) for reference in (1, 2, 3)))
-        self.assertEqual(self.references(), ["1|2|3"])
-
-    def test_a_frame_that_comes_byte_by_byte_is_shown_once_it_is_whole(self):
-        for byte in frame(0x00, b"\0", 7):
-            self.connection.from_server(bytes([byte]))
-        self.assertEqual(self.references(), [""] * 19 + ["7"])
 
     def test_a_segment_may_end_anywhere_within_a_frame(self):
         stream = frame(0x05, reference=1) + frame(0x06, reference=2)

@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 int OpenDoor(MuxClient::Client& client, const MuxClient::LockAddress& lock) {
     const auto answer = client.Ask(MuxClient::Request::Open(lock));
     if (!answer) {
-        std::cerr << "No answer; the lock may be open all the same.\n";
+        std::cerr << "No answer; the lock may still have been opened.\n";
         return 2;
     }
     std::cout << answer->text << std::endl;
@@ -55,7 +55,7 @@ Number NumberAt(const std::vector<std::string>& arguments, std::size_t index, Nu
     Number number = 0;
     const std::from_chars_result result = std::from_chars(text.data(), end, number);
     if (result.ec != std::errc() || result.ptr != end || number < lowest) {
-        throw std::invalid_argument("\"" + text + "\" is no number from " + std::to_string(lowest) + " to " +
+        throw std::invalid_argument("\"" + text + "\" is not a number from " + std::to_string(lowest) + " to " +
                                     std::to_string(std::numeric_limits<Number>::max()));
     }
     return number;

@@ -5,9 +5,9 @@ return function(parts)
     local client_checks = {}
 
     -- Limits as digits without their sign: not every Lua has integers of 64 bits.
-    local INT32 = { lowest = "2147483648", highest = "2147483647", text = "integer of 32 bits" }
-    local UINT32 = { lowest = "0", highest = "4294967295", text = "integer of 0 to 4294967295" }
-    local INT64 = { lowest = "9223372036854775808", highest = "9223372036854775807", text = "integer of 64 bits" }
+    local INT32 = { lowest = "2147483648", highest = "2147483647", text = "a 32-bit integer" }
+    local UINT32 = { lowest = "0", highest = "4294967295", text = "an integer from 0 to 4294967295" }
+    local INT64 = { lowest = "9223372036854775808", highest = "9223372036854775807", text = "a 64-bit integer" }
 
     local ENVELOPE = { { key = "Timestamp", range = INT64 }, { key = "MessageCode", range = INT32 } }
     local LOCK = {
@@ -47,7 +47,7 @@ return function(parts)
         if member == nil and row.required then
             return string.format('No "%s"', row.key)
         elseif is_number(member) and not is_within(member, row.range) then
-            return string.format('"%s" is no %s', row.key, row.range.text)
+            return string.format('"%s" is not %s', row.key, row.range.text)
         end
     end
 

@@ -1,4 +1,4 @@
-#include "tests/system/support/ChildOutput.h"
+#include "tests/support/ProcessOutput.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <system_error>
 
-namespace SystemTest {
+namespace Testing {
 namespace {
 
 constexpr int kPauseMilliseconds = 10;
@@ -33,6 +33,17 @@ std::array<int, 2> OpenTerminal() {
     return ends;
 }
 
+std::array<int, 2> OpenConsole(Console console) {
+    switch (console) {
+        case Console::kTerminal:
+            return OpenTerminal();
+        case Console::kPipe:
+            return OpenPipe();
+        default:
+            return {-1, open("/dev/null", O_WRONLY | O_CLOEXEC)};
+    }
+}
+
 void CloseIfOpen(int& descriptor) {
     if (descriptor != -1) {
         close(descriptor);
@@ -42,8 +53,8 @@ void CloseIfOpen(int& descriptor) {
 
 }  // namespace
 
-ChildOutput::ChildOutput(Console console) {
-    const std::array<int, 2> output = console == Console::kTerminal ? OpenTerminal() : OpenPipe();
+ProcessOutput::ProcessOutput(Console console) {
+    const std::array<int, 2> output = OpenConsole(console);
     const std::array<int, 2> error = OpenPipe();
     const std::array<int, 2> stop = OpenPipe();
     pipes_ = {{{output[0], output[1], ""}, {error[0], error[1], ""}}};
@@ -51,11 +62,8 @@ ChildOutput::ChildOutput(Console console) {
     stopWriteEnd_ = stop[1];
 }
 
-ChildOutput::~ChildOutput() {
-    CloseIfOpen(stopWriteEnd_);
-    if (reader_.joinable()) {
-        reader_.join();
-    }
+ProcessOutput::~ProcessOutput() {
+    EndReading();
     CloseIfOpen(stopReadEnd_);
     for (Pipe& pipe : pipes_) {
         CloseIfOpen(pipe.readEnd);
@@ -63,19 +71,33 @@ ChildOutput::~ChildOutput() {
     }
 }
 
-int ChildOutput::WriteEnd(Stream stream) const {
+void ProcessOutput::EndReading() {
+    CloseIfOpen(stopWriteEnd_);
+    if (reader_.joinable()) {
+        reader_.join();
+    }
+}
+
+void ProcessOutput::HangUp() {
+    EndReading();
+    CloseIfOpen(pipes_[0].readEnd);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    complete_ = true;
+}
+
+int ProcessOutput::WriteEnd(Stream stream) const {
     return pipes_.at(static_cast<std::size_t>(stream)).writeEnd;
 }
 
-void ChildOutput::StartReading() {
+void ProcessOutput::StartReading() {
     for (Pipe& pipe : pipes_) {
         CloseIfOpen(pipe.writeEnd);
     }
     reader_ = std::thread([this] { Read(); });
 }
 
-void ChildOutput::Read() {
-    bool outputOpen = true;
+void ProcessOutput::Read() {
+    bool outputOpen = pipes_[0].readEnd != -1;
     bool errorOpen = true;
     while (outputOpen || errorOpen) {
         const bool isPaused = paused_;
@@ -98,7 +120,7 @@ void ChildOutput::Read() {
 }
 
 // Returns false at the end.
-bool ChildOutput::ReadFrom(Pipe& pipe) {
+bool ProcessOutput::ReadFrom(Pipe& pipe) {
     std::array<char, 65536> buffer = {};
     const ssize_t count = read(pipe.readEnd, buffer.data(), buffer.size());
     if (count > 0) {
@@ -108,29 +130,19 @@ bool ChildOutput::ReadFrom(Pipe& pipe) {
     return count > 0 || (count == -1 && errno == EINTR);
 }
 
-void ChildOutput::StopReading() {
+void ProcessOutput::StopReading() {
     paused_ = true;
     fcntl(pipes_[0].readEnd, F_SETPIPE_SZ, kSmallPipe);
 }
 
-void ChildOutput::ReadOn() {
-    paused_ = false;
-}
-
-void ChildOutput::Type(const std::string& text) const {
-    if (write(pipes_[0].readEnd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        throw std::system_error(errno, std::generic_category(), "write");
-    }
-}
-
-std::string ChildOutput::Text(Stream stream) const {
+std::string ProcessOutput::Text(Stream stream) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return pipes_.at(static_cast<std::size_t>(stream)).text;
 }
 
-bool ChildOutput::IsComplete() const {
+bool ProcessOutput::IsComplete() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return complete_;
 }
 
-}  // namespace SystemTest
+}  // namespace Testing
