@@ -202,10 +202,13 @@ TEST(WhitelistRequest, HoldsItsMembersOrTheirDefaults) {
 }
 
 TEST(WhitelistRequest, TakesZeroForASetupNumberAndForOptionsThatAreNoUnsigned32BitInteger) {
-    for (const std::string value : {"1.5", "1.0", "4294967296", "-1", "\"1\"", "true", "null", "[1]", "{}"}) {
+    for (const char* value : {"1.5", "1.0", "4294967296", "-1", "\"1\"", "true", "null", "[1]", "{}"}) {
+        std::string request = R"({"gatewayID":1,"lockID":5,"cardData":"AB","isUIDCard":true)";
+        for (const char* member : {"setupNumber", "options"}) {
+            request.append(",\"").append(member).append("\":").append(value);
+        }
         const CapturedLog log;
-        const auto payload = ParsedWhitelistSet(R"({"gatewayID":1,"lockID":5,"setupNumber":)" + value +
-                                                R"(,"options":)" + value + R"(,"cardData":"AB","isUIDCard":true})");
+        const auto payload = ParsedWhitelistSet(request + "}");
         EXPECT_EQ(payload->SetupNumber(), 0U) << value;
         EXPECT_EQ(payload->Options(), 0U) << value;
         EXPECT_THAT(TextsOf(log), ElementsAre(kBadSetupNumber, kBadOptions, kFinished)) << value;
