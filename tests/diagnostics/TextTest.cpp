@@ -7,28 +7,15 @@
 namespace Diagnostics {
 namespace {
 
-TEST(ErrorText, AnErrorNumberHasTheTextOfTheSystem) {
+TEST(ErrorText, IsThatOfTheSystemAndNamesANumberThatItDoesNotKnow) {
     EXPECT_EQ(ErrorText(EINVAL), "Invalid argument");
-    EXPECT_EQ(ErrorText(ECONNREFUSED), "Connection refused");
-}
-
-TEST(ErrorText, ANumberThatTheSystemDoesNotKnowIsNamedInTheText) {
     EXPECT_EQ(ErrorText(4711), "Unknown error 4711");
 }
 
-TEST(HexText, BytesAreUpperCaseWithABlankBetweenThem) {
+TEST(HexText, IsUpperCaseWithTheSeparatorBetweenTheBytes) {
     EXPECT_EQ(BytesToHex({0x00, 0x0A, 0xAB, 0xFF}), "00 0A AB FF");
-}
-
-TEST(HexText, AnEmptySeparatorJoinsTheBytes) {
     EXPECT_EQ(BytesToHex({0x04, 0xA1, 0xB2, 0xC3}, ""), "04A1B2C3");
-}
-
-TEST(HexText, ASingleByteHasNoSeparator) {
     EXPECT_EQ(BytesToHex({0x7F}, ", "), "7F");
-}
-
-TEST(HexText, NoBytesGiveAnEmptyText) {
     EXPECT_EQ(BytesToHex({}), "");
 }
 

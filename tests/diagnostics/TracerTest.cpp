@@ -31,20 +31,13 @@ ChildResult Trace(const std::function<void()>& body, ChildOutput output = ChildO
     return result;
 }
 
-TEST(Tracer, NothingIsShownAtStart) {
-    EXPECT_EQ(Trace(WriteAllLevels).output, "");
-}
-
-TEST(Tracer, TheDebugCategoriesShowAllButTheDetails) {
+TEST(Tracer, TheDebugCategoriesShowAllButTheDetailsAndAtStartNothingIsShown) {
     const ChildResult result = Trace([] {
+        WriteAllLevels();
         Tracer::Enable(Tracer::kDebugCategories);
         WriteAllLevels();
     });
     EXPECT_EQ(result.output, "information\nwarning\nerror\n");
-}
-
-TEST(Tracer, TheDebugCategoriesAreTheBits1And2And8) {
-    EXPECT_EQ(Tracer::kDebugCategories, 0x01 | 0x02 | 0x08);
 }
 
 TEST(Tracer, EnablingACategoryKeepsTheOthers) {
@@ -57,36 +50,20 @@ TEST(Tracer, EnablingACategoryKeepsTheOthers) {
     EXPECT_EQ(result.output, "detail\nerror\n");
 }
 
-TEST(Tracer, AtATerminalEachLevelHasItsColor) {
-    const ChildResult result = Trace(
-        [] {
+TEST(Tracer, EachLevelHasItsColorAtATerminalWhenThatIsWanted) {
+    const auto traced = [](ChildOutput output, bool isWanted) {
+        const auto body = [isWanted] {
             Tracer::Enable(0xFF);
-            Tracer::UseColors(true);
+            Tracer::UseColors(isWanted);
             WriteAllLevels();
-        },
-        ChildOutput::kTerminal);
+        };
+        return Trace(body, output).output;
+    };
     EXPECT_EQ(
-        result.output,
+        traced(ChildOutput::kTerminal, true),
         "\x1B[32minformation\x1B[0m\r\n\x1B[33mwarning\x1B[0m\r\n\x1B[90mdetail\x1B[0m\r\n\x1B[31merror\x1B[0m\r\n");
-}
-
-TEST(Tracer, AtATerminalLinesArePlainUnlessColorsAreWanted) {
-    const ChildResult result = Trace(
-        [] {
-            Tracer::Enable(0xFF);
-            WriteAllLevels();
-        },
-        ChildOutput::kTerminal);
-    EXPECT_EQ(result.output, "information\r\nwarning\r\ndetail\r\nerror\r\n");
-}
-
-TEST(Tracer, WhatIsNoTerminalGetsPlainLinesAlsoWhenColorsAreWanted) {
-    const ChildResult result = Trace([] {
-        Tracer::Enable(0xFF);
-        Tracer::UseColors(true);
-        WriteAllLevels();
-    });
-    EXPECT_EQ(result.output, "information\nwarning\ndetail\nerror\n");
+    EXPECT_EQ(traced(ChildOutput::kTerminal, false), "information\r\nwarning\r\ndetail\r\nerror\r\n");
+    EXPECT_EQ(traced(ChildOutput::kPipe, true), "information\nwarning\ndetail\nerror\n");
 }
 
 TEST(Tracer, LinesOfDifferentThreadsDoNotMix) {
