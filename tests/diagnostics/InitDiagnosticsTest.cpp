@@ -244,7 +244,6 @@ TEST_F(InitDiagnosticsTest, ADeviceInPlaceOfTheLogFileIsNeverRenamed) {
     }
 }
 
-// The terminal is at the end of a link.
 // What can be read without waiting.
 std::string AvailableFrom(int descriptor) {
     pollfd waited = {descriptor, POLLIN, 0};
@@ -254,6 +253,7 @@ std::string AvailableFrom(int descriptor) {
     return {piece.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
 }
 
+// The terminal is at the end of a link.
 TEST_F(InitDiagnosticsTest, ATerminalInPlaceOfTheLogFileGetsTheLinesWithControlsShown) {
     std::array<int, 2> ends = {};
     std::array<char, 128> name = {};

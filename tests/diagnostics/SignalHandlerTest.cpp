@@ -36,50 +36,42 @@ class SignalHandlerTest : public testing::Test {
     EndingProcess process_;
 };
 
-TEST_F(SignalHandlerTest, SigquitEndsTheProcessWithStatus0AndAnInfoLine) {
-    const ChildResult result = process_.Run([] { raise(SIGQUIT); });
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_THAT(result.output, ContainsRegex(" INFO  .*void Diagnostics::SignalHandler\\(int\\) Termination signal "
-                                             "received\\. Closing Mux\\.\n$"));
-    EXPECT_EQ(process_.GcoreArguments(), "");
-}
-
-TEST_F(SignalHandlerTest, SighupEndsTheProcessWithStatus255AndAWarningLine) {
-    const ChildResult result = process_.Run([] { raise(SIGHUP); });
-    EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_THAT(result.output,
-                ContainsRegex(" WARN  .*void Diagnostics::SignalHandler\\(int\\) Kill signal received\\. "
-                              "Terminating mux\\.\n$"));
-    EXPECT_EQ(process_.GcoreArguments(), "");
-}
-
-TEST_F(SignalHandlerTest, SigkillIsHandledLikeSighup) {
-    const ChildResult result = process_.Run([] { SignalHandler(SIGKILL); });
-    EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_THAT(result.output,
-                ContainsRegex(" WARN  .*void Diagnostics::SignalHandler\\(int\\) Kill signal received\\. "
-                              "Terminating mux\\.\n$"));
-    EXPECT_EQ(process_.GcoreArguments(), "");
+TEST_F(SignalHandlerTest, SigquitSighupAndSigkillEndTheProcessWithTheirLineAndStatusAndWithoutADump) {
+    const struct {
+        int signal;
+        int status;
+        const char* line;
+    } cases[] = {
+        {SIGQUIT, 0,
+         " INFO  .*void Diagnostics::SignalHandler\\(int\\) Termination signal received\\. Closing Mux\\.\n$"},
+        {SIGHUP, 255,
+         " WARN  .*void Diagnostics::SignalHandler\\(int\\) Kill signal received\\. Terminating mux\\.\n$"},
+        {SIGKILL, 255,
+         " WARN  .*void Diagnostics::SignalHandler\\(int\\) Kill signal received\\. Terminating mux\\.\n$"},
+    };
+    for (const auto& tested : cases) {
+        const ChildResult result = process_.Run(
+            [signal = tested.signal] { signal == SIGKILL ? SignalHandler(signal) : static_cast<void>(raise(signal)); });
+        EXPECT_EQ(result.exitStatus, tested.status);
+        EXPECT_THAT(result.output, ContainsRegex(tested.line));
+        EXPECT_EQ(process_.GcoreArguments(), "");
+    }
 }
 
 class CrashSignalTest : public SignalHandlerTest, public testing::WithParamInterface<int> {};
 
-TEST_P(CrashSignalTest, EndsWithStatus255AfterTheErrorLineTheDumpAndTheBacktrace) {
+TEST_P(CrashSignalTest, EndsWithStatus255AfterTheErrorLineTheDumpThatItLoggedAndTheBacktrace) {
     const ChildResult result = process_.Run([signal = GetParam()] { raise(signal); });
     EXPECT_EQ(result.exitStatus, 255);
-    EXPECT_TRUE(result.HasInOrder({kCrash, "Running gcore for save current core dump.\n", "Command line:gcore -o mux-",
+    EXPECT_THAT(process_.GcoreArguments(), MatchesRegex("-o mux-[0-9a-f-]{36}\\.dump [0-9]+\n"));
+    EXPECT_TRUE(result.HasInOrder({kCrash, "Running gcore for save current core dump.\n",
+                                   "Command line:gcore " + process_.GcoreArguments(),
                                    "Obtaining stack trace for current SIG.\n",
                                    "Backtrace (frames) with symbols starts here\n", "process_end_test"}))
         << result.output;
     EXPECT_THAT(result.output,
                 ContainsRegex(" ERROR .* void Diagnostics::SignalHandler\\(int\\) Received aborting or error "
                               "signal\\."));
-}
-
-TEST_P(CrashSignalTest, RunsTheCommandThatItLogged) {
-    const ChildResult result = process_.Run([signal = GetParam()] { raise(signal); });
-    EXPECT_THAT(process_.GcoreArguments(), MatchesRegex("-o mux-[0-9a-f-]{36}\\.dump [0-9]+\n"));
-    EXPECT_THAT(result.output, HasSubstr("Command line:gcore " + process_.GcoreArguments()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, CrashSignalTest, testing::Values(SIGABRT, SIGBUS, SIGSEGV),
@@ -141,7 +133,9 @@ TEST_F(SignalHandlerTest, WithoutALoggerACrashStillLeavesADump) {
     EXPECT_THAT(process_.GcoreArguments(), HasSubstr("-o mux-"));
 }
 
-TEST_F(SignalHandlerTest, BelowTheSeverityOfTheLineTheProcessEndsWithoutIt) {
+TEST_F(SignalHandlerTest, ALineIsWrittenAtItsSeverityAndBelowItTheProcessEndsWithoutIt) {
+    EXPECT_THAT(process_.Run([] { raise(SIGHUP); }, plog::warning).output, HasSubstr(kKill));
+    EXPECT_THAT(process_.Run([] { raise(SIGABRT); }, plog::error).output, HasSubstr(kCrash));
     const ChildResult quit = process_.Run([] { raise(SIGQUIT); }, plog::warning);
     EXPECT_EQ(quit.exitStatus, 0);
     EXPECT_EQ(quit.output, "");
@@ -152,11 +146,6 @@ TEST_F(SignalHandlerTest, BelowTheSeverityOfTheLineTheProcessEndsWithoutIt) {
     EXPECT_EQ(crash.exitStatus, 255);
     EXPECT_EQ(crash.output, "");
     EXPECT_THAT(process_.GcoreArguments(), HasSubstr("-o mux-"));
-}
-
-TEST_F(SignalHandlerTest, AtTheSeverityOfTheLineItIsWritten) {
-    EXPECT_THAT(process_.Run([] { raise(SIGHUP); }, plog::warning).output, HasSubstr(kKill));
-    EXPECT_THAT(process_.Run([] { raise(SIGABRT); }, plog::error).output, HasSubstr(kCrash));
 }
 
 // Calls its function for each line while it holds a lock, as the appenders of the log do.
