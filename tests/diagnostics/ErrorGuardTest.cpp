@@ -1,6 +1,5 @@
 #include "diagnostics/ErrorGuard.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,9 +8,6 @@
 
 namespace Diagnostics {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::vector<std::string> calls;
 
@@ -27,68 +23,57 @@ void Observe(std::uint32_t secondCounter, int kind) {
     calls.push_back("observer " + std::to_string(secondCounter) + " " + std::to_string(kind));
 }
 
-class ErrorGuardTest : public testing::Test {
-  protected:
-    ErrorGuardTest() { calls.clear(); }
-
-    ErrorGuard guard_;
-};
-
-TEST_F(ErrorGuardTest, AGuardThatWasNeverConfiguredOnlyCounts) {
-    guard_.Report(ErrorKind::kSocket);
-    guard_.Report(ErrorKind::kSocket);
-    guard_.Report(ErrorKind::kConnection);
-    EXPECT_EQ(guard_.SecondCounter(), 2U);
-    EXPECT_EQ(guard_.FirstCounter(), 1U);
-    EXPECT_THAT(calls, IsEmpty());
+TEST(ErrorGuard, AReportCallsTheFirstHandlerAndThenTheObserver) {
+    const struct {
+        const char* what;
+        ErrorGuard::Configuration configuration;
+        std::vector<std::string> calls;  // of a report of kind 0, then one of kind 1
+    } cases[] = {
+        {"never configured", {}, {}},
+        {"all of it",
+         {750, 5000, CallFirst, CallSecond, Observe},
+         {"first handler", "observer 1 0", "first handler", "observer 1 1"}},
+        {"no observer", {750, 5000, CallFirst, CallSecond, nullptr}, {"first handler", "first handler"}},
+        {"no first handler", {750, 5000, nullptr, CallSecond, Observe}, {"observer 1 0", "observer 1 1"}},
+        {"a second limit of 0",
+         {750, 0, CallFirst, CallSecond, Observe},
+         {"observer 1 0", "first handler", "observer 1 1"}},
+        {"a first limit of 0",
+         {0, 5000, CallFirst, CallSecond, Observe},
+         {"first handler", "observer 1 0", "observer 1 1"}},
+    };
+    for (const auto& tested : cases) {
+        ErrorGuard guard;
+        guard.Configure(tested.configuration);
+        calls.clear();
+        guard.Report(ErrorKind::kSocket);
+        EXPECT_EQ(guard.SecondCounter(), 1U);
+        EXPECT_EQ(guard.FirstCounter(), 0U);
+        guard.Report(ErrorKind::kConnection);
+        EXPECT_EQ(guard.SecondCounter(), 1U);
+        EXPECT_EQ(guard.FirstCounter(), 1U);
+        EXPECT_EQ(calls, tested.calls) << tested.what;
+    }
 }
 
-TEST_F(ErrorGuardTest, EachReportCallsTheFirstHandlerAndThenTheObserverWithTheSecondCounterAndTheKind) {
-    guard_.Configure({750, 5000, CallFirst, CallSecond, Observe});
-    guard_.Report(ErrorKind::kConnection);
-    guard_.Report(ErrorKind::kSocket);
-    EXPECT_THAT(calls, ElementsAre("first handler", "observer 0 1", "first handler", "observer 1 0"));
-}
-
-TEST_F(ErrorGuardTest, WithoutHandlerOrObserverTheOtherIsStillCalled) {
-    guard_.Configure({750, 5000, CallFirst, CallSecond, nullptr});
-    guard_.Report(ErrorKind::kConnection);
-    guard_.Configure({750, 5000, nullptr, CallSecond, Observe});
-    guard_.Report(ErrorKind::kSocket);
-    EXPECT_THAT(calls, ElementsAre("first handler", "observer 1 0"));
-}
-
-TEST_F(ErrorGuardTest, ASecondLimitOf0KeepsTheHandlerFromReportsOfKind0Only) {
-    guard_.Configure({750, 0, CallFirst, CallSecond, Observe});
-    guard_.Report(ErrorKind::kSocket);
-    guard_.Report(ErrorKind::kConnection);
-    EXPECT_THAT(calls, ElementsAre("observer 1 0", "first handler", "observer 1 1"));
-}
-
-TEST_F(ErrorGuardTest, AFirstLimitOf0KeepsTheHandlerFromReportsOfKind1Only) {
-    guard_.Configure({0, 5000, CallFirst, CallSecond, Observe});
-    guard_.Report(ErrorKind::kConnection);
-    guard_.Report(ErrorKind::kSocket);
-    EXPECT_THAT(calls, ElementsAre("observer 0 1", "first handler", "observer 1 0"));
-}
-
-TEST_F(ErrorGuardTest, ReportsOfManyThreadsAreAllCounted) {
+TEST(ErrorGuard, ReportsOfManyThreadsAreAllCounted) {
     constexpr int kThreads = 4;
     constexpr std::uint32_t kReports = 1000;
+    ErrorGuard guard;
     std::vector<std::thread> threads;
     for (int index = 0; index < kThreads; ++index) {
-        threads.emplace_back([this] {
+        threads.emplace_back([&guard] {
             for (std::uint32_t report = 0; report < kReports; ++report) {
-                guard_.Report(ErrorKind::kSocket);
-                guard_.Report(ErrorKind::kConnection);
+                guard.Report(ErrorKind::kSocket);
+                guard.Report(ErrorKind::kConnection);
             }
         });
     }
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(guard_.FirstCounter(), kThreads * kReports);
-    EXPECT_EQ(guard_.SecondCounter(), kThreads * kReports);
+    EXPECT_EQ(guard.FirstCounter(), kThreads * kReports);
+    EXPECT_EQ(guard.SecondCounter(), kThreads * kReports);
 }
 
 }  // namespace

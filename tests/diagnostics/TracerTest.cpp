@@ -31,7 +31,7 @@ ChildResult Trace(const std::function<void()>& body, ChildOutput output = ChildO
     return result;
 }
 
-TEST(Tracer, NothingIsShownAtStartAndAllButTheDetailsInTheDebugCategories) {
+TEST(Tracer, TheDebugCategoriesShowAllButTheDetailsAndAtStartNothingIsShown) {
     const ChildResult result = Trace([] {
         WriteAllLevels();
         Tracer::Enable(Tracer::kDebugCategories);
@@ -50,28 +50,20 @@ TEST(Tracer, EnablingACategoryKeepsTheOthers) {
     EXPECT_EQ(result.output, "detail\nerror\n");
 }
 
-TEST(Tracer, AtATerminalEachLevelHasItsColorWhenColorsAreWanted) {
-    const ChildResult result = Trace(
-        [] {
+TEST(Tracer, EachLevelHasItsColorAtATerminalWhenThatIsWanted) {
+    const auto traced = [](ChildOutput output, bool isWanted) {
+        const auto body = [isWanted] {
             Tracer::Enable(0xFF);
+            Tracer::UseColors(isWanted);
             WriteAllLevels();
-            Tracer::UseColors(true);
-            WriteAllLevels();
-        },
-        ChildOutput::kTerminal);
+        };
+        return Trace(body, output).output;
+    };
     EXPECT_EQ(
-        result.output,
-        "information\r\nwarning\r\ndetail\r\nerror\r\n"
+        traced(ChildOutput::kTerminal, true),
         "\x1B[32minformation\x1B[0m\r\n\x1B[33mwarning\x1B[0m\r\n\x1B[90mdetail\x1B[0m\r\n\x1B[31merror\x1B[0m\r\n");
-}
-
-TEST(Tracer, WhatIsNoTerminalGetsPlainLinesAlsoWhenColorsAreWanted) {
-    const ChildResult result = Trace([] {
-        Tracer::Enable(0xFF);
-        Tracer::UseColors(true);
-        WriteAllLevels();
-    });
-    EXPECT_EQ(result.output, "information\nwarning\ndetail\nerror\n");
+    EXPECT_EQ(traced(ChildOutput::kTerminal, false), "information\r\nwarning\r\ndetail\r\nerror\r\n");
+    EXPECT_EQ(traced(ChildOutput::kPipe, true), "information\nwarning\ndetail\nerror\n");
 }
 
 TEST(Tracer, LinesOfDifferentThreadsDoNotMix) {

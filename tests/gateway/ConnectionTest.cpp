@@ -5,7 +5,6 @@
 #include <chrono>
 #include <functional>
 #include <future>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -26,8 +25,6 @@ using Brenk::READY;
 using Brenk::VirtualGatewayStatuses;
 
 using StatusSteps = std::vector<std::pair<VirtualGatewayStatuses, VirtualGatewayStatuses>>;
-
-constexpr Connection::SocketErrors kNoErrorCallbacks = {nullptr, nullptr, nullptr};
 
 // The test is the connection's owner and hears of the errors of its sockets.
 class ConnectionTest : public ::testing::Test {
@@ -71,24 +68,6 @@ class ConnectionTest : public ::testing::Test {
     Brenk::OwnerLink owner_{nullptr};
     Connection connection_{"127.0.0.1", fake_.Port(), {SendFailed, ReceiveFailed, this}, owner_};
 };
-
-TEST(ConnectionConstruction, AnEmptyAddressOrPort0Throws) {
-    const Brenk::OwnerLink owner(nullptr);
-    std::unique_ptr<Brenk::NullObjectException> noAddress;
-    try {
-        const Connection connection("", 0, kNoErrorCallbacks, owner);
-    } catch (Brenk::NullObjectException* thrown) {
-        noAddress.reset(thrown);
-    }
-    EXPECT_NE(noAddress, nullptr);
-    std::unique_ptr<Brenk::InvalidArgumentException> noPort;
-    try {
-        const Connection connection("127.0.0.1", 0, kNoErrorCallbacks, owner);
-    } catch (Brenk::InvalidArgumentException* thrown) {
-        noPort.reset(thrown);
-    }
-    EXPECT_NE(noPort, nullptr);
-}
 
 TEST_F(ConnectionTest, BeginsInCreatedWithoutASocket) {
     EXPECT_EQ(connection_.Status(), CREATED);

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "gateway/WaitingRequests.h"
 #include "messages/BrenkMessageBuilder.h"

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
 #include "tests/gateway/ProgramClock.h"
 #include "tests/gateway/ThreadFaults.h"
@@ -175,26 +174,6 @@ TEST_F(AnswersTest, TheLockOfAnAnswerIsReleasedBeforeTheFrameIsFreed) {
     lost.Open();
     EXPECT_TRUE(clearing.WaitForArrival());
     EXPECT_EQ(HeldTimedLocks(), before);
-}
-
-TEST_F(AnswersTest, AnExceptionThrownAsAPointerInTheCallbackIsFreedAndTheRequestStaysWaiting) {
-    bool first = true;
-    owner_.onResponse = [&first](const ReceivedResponse&) {
-        if (std::exchange(first, false)) {
-            throw new Brenk::NullObjectException;
-        }
-    };
-    ASSERT_NO_FATAL_FAILURE(BeReady());
-    const Bytes answer = ResultFrame(ReferenceIDOf(SendStatusRequest("request-1")), 0);
-    connection_.Send(answer);
-    ASSERT_TRUE(log_.WaitFor(plog::debug, "The exception was: Null or empty object"));
-    EXPECT_EQ(log_.Count(plog::error, "Exception in Brenk Response message loop. Manually releasing mutexes."), 1);
-    EXPECT_FALSE(log_.Holds(plog::verbose, kRemovedText));
-    connection_.Send(answer);
-    EXPECT_TRUE(owner_.WaitForResponses(2));
-    EXPECT_TRUE(log_.WaitFor(plog::verbose, kEndedText));
-    EXPECT_EQ(log_.Count(plog::verbose, kRemovedText), 1);
-    EXPECT_EQ(log_.Count(plog::verbose, kEndedText), 1);
 }
 
 // The sender stands right behind its call of send, whose answer is then handled to its end.

@@ -6,7 +6,6 @@
 #include "messages/EventPayloads.h"
 #include "messages/Exceptions.h"
 #include "tests/gateway/GatewayFixture.h"
-#include "tests/gateway/ThreadFaults.h"
 
 namespace Testing {
 namespace {
@@ -137,12 +136,6 @@ TEST_F(EventsTest, WithoutAnEventCallbackTheEventIsIgnored) {
     EXPECT_FALSE(log_.Holds(plog::debug, "RFID received"));
     EXPECT_EQ(log_.Count(plog::verbose, "Ended management."), 1);
     EXPECT_TRUE(owner_.Events().empty());
-}
-
-TEST_F(EventsTest, EventsAreDeliveredWithoutAnyLock) {
-    const TimedLocksFail fault;
-    EXPECT_EQ(EventOf(Parsed(kCardEvent)).data, "04A1B2C3");
-    EXPECT_FALSE(log_.Holds(plog::error, ""));
 }
 
 }  // namespace

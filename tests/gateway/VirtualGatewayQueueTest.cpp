@@ -159,15 +159,5 @@ TEST_F(QueueTest, ASendLoopThatCannotTakeItsLockSaysSoAndTriesAgain) {
     EXPECT_FALSE(connection_.ReceiveLockFrame().empty());
 }
 
-TEST_F(QueueTest, AnExceptionInTheSendLoopIsLoggedAndTheLoopGoesOn) {
-    gateway_->SetOwner(Owner::Callbacks(nullptr));
-    ASSERT_NO_FATAL_FAILURE(ConnectReady());
-    StartSending();
-    // The first keep-alive has no context.
-    ASSERT_TRUE(log_.WaitFor(plog::error, "Exception in the send loop of virtual gateway with ID 12: Argument null"));
-    ASSERT_TRUE(gateway_->GetNodeStatus("request-1", 5, Context(1)));
-    EXPECT_FALSE(connection_.ReceiveLockFrame().empty());
-}
-
 }  // namespace
 }  // namespace Testing

@@ -5,11 +5,9 @@
 #include <atomic>
 #include <chrono>
 #include <future>
-#include <memory>
 #include <vector>
 
 #include "tests/gateway/GatewayFixture.h"
-#include "tests/support/SignalStorm.h"
 
 namespace Testing {
 namespace {

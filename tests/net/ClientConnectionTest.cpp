@@ -7,7 +7,6 @@
 #include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,12 +23,9 @@ namespace Brenk::Net {
 namespace {
 
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using testing::IsEmpty;
 using Testing::LoopbackSocket;
-using Testing::SeenCalls;
 using testing::SizeIs;
-using Testing::SocketCall;
 using testing::UnorderedElementsAre;
 using Bytes = std::vector<unsigned char>;
 

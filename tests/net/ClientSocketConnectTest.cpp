@@ -23,11 +23,8 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using testing::IsEmpty;
 using Testing::LoopbackSocket;
-using Testing::SeenCalls;
-using Testing::SocketCall;
 
 class ClientSocketConnectTest : public Testing::GatewayConnection {
   protected:

@@ -3,28 +3,21 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <thread>
 
 #include "tests/net/GatewayConnection.h"
 #include "tests/net/SocketCalls.h"
-#include "tests/support/SignalStorm.h"
-#include "tests/support/WaitUntil.h"
 
 namespace Brenk::Net {
 namespace {
 
-using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using testing::IsEmpty;
 using Testing::LoopbackSocket;
-using Testing::SeenCalls;
-using Testing::SocketCall;
 
 constexpr const char* kMoreChunks = "Received data but more than one data chunk must be handled.";
 constexpr const char* kEndOfStream =

@@ -14,10 +14,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using testing::IsEmpty;
-using Testing::SeenCalls;
-using Testing::SocketCall;
 
 class ClientSocketSendTest : public Testing::GatewayConnection {
   protected:

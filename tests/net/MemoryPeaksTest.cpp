@@ -31,9 +31,9 @@ class MemoryPeaksTest : public Testing::TestServer {
 
     // How often memory has been given back by the time there are `count` clients.
     int TrimsWith(std::size_t count) {
-        constexpr int kNumber = 2000000;  // no open descriptor has it
+        constexpr int kFirstNumber = 2000000;  // no open descriptor has it
         for (; clients_.size() < count; table_.Add(clients_.back())) {
-            clients_.push_back(table_.NewClient(kNumber + static_cast<int>(clients_.size())));
+            clients_.push_back(table_.NewClient(kFirstNumber + static_cast<int>(clients_.size())));
         }
         for (; clients_.size() > count; clients_.pop_back()) {
             table_.Remove(clients_.back());

@@ -1,5 +1,4 @@
 // How the bytes of a client become packets, and a packet a message: length (little-endian), "MUXM" (4D 55 58 4D), text.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <numeric>

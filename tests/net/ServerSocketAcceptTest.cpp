@@ -16,11 +16,7 @@
 namespace Brenk::Net {
 namespace {
 
-using Testing::CallsFrom;
-using Testing::FailingCalls;
 using Testing::LoopbackSocket;
-using Testing::SeenCalls;
-using Testing::SocketCall;
 
 using ServerSocketAcceptTest = Testing::TestServer;
 

@@ -20,13 +20,9 @@
 namespace Brenk::Net {
 namespace {
 
-using Testing::CallsFrom;
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using Testing::LogHook;
 using Testing::LoopbackSocket;
-using Testing::SeenCalls;
-using Testing::SocketCall;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* kInAcceptLoop = "Exception in the accept loop: ";
@@ -53,7 +49,7 @@ class ServerSocketExceptionTest : public Testing::TestServer {
 TEST_F(ServerSocketExceptionTest, InTheAcceptLoopIsLoggedAndTheLoopGoesOnAfterASecondUnlessTheServerEnds) {
     const auto begin = Clock::now();
     {
-        FailingCalls failing(SocketCall::kAccept, 0, 2, FailingCalls::From::kOtherThreads);
+        FailingCalls failing(SocketCall::kAccept, 0, 2, CallsFrom::kOtherThreads);
         failing.Doing([] { throw std::bad_alloc(); });
         StartAll();
         ASSERT_TRUE(Testing::WaitUntil([&] { return failing.Left() == 0; }));
@@ -62,7 +58,7 @@ TEST_F(ServerSocketExceptionTest, InTheAcceptLoopIsLoggedAndTheLoopGoesOnAfterAS
     ExpectService();
     EXPECT_EQ(log_.Count(plog::error, std::string(kInAcceptLoop) + "std::bad_alloc"), 2) << log_.Text();
 
-    FailingCalls lasting(SocketCall::kAccept, 0, 1000000, FailingCalls::From::kOtherThreads);
+    FailingCalls lasting(SocketCall::kAccept, 0, 1000000, CallsFrom::kOtherThreads);
     lasting.Doing([] { throw std::runtime_error("no luck"); });
     LoopbackSocket::ConnectedTo(port_.Number());
     ASSERT_TRUE(log_.WaitFor(plog::error, std::string(kInAcceptLoop) + "no luck"));
@@ -87,7 +83,7 @@ TEST_F(ServerSocketExceptionTest, InTheReceiveLoopIsLoggedAndTheLoopGoesOnAfterA
     StartAccepting();
     const LoopbackSocket client = ConnectClient();
     const SeenCalls seen(CallsFrom::kOtherThreads);
-    FailingCalls failing(SocketCall::kPoll, 0, 1, FailingCalls::From::kOtherThreads);
+    FailingCalls failing(SocketCall::kPoll, 0, 1, CallsFrom::kOtherThreads);
     failing.Doing([] { throw std::bad_alloc(); });
     const auto begin = Clock::now();
     server_->StartReceiveLoop();

@@ -17,12 +17,8 @@
 namespace Brenk::Net {
 namespace {
 
-using Testing::CallsFrom;
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using Testing::LoopbackSocket;
-using Testing::SeenCalls;
-using Testing::SocketCall;
 
 using ServerSocketReceiveTest = Testing::TestServer;
 
@@ -51,7 +47,7 @@ TEST_F(ServerSocketReceiveTest, WhatANewcomerSendsNeverGetsIntoTheBufferOfAClien
     std::vector<LoopbackSocket> newcomers;
     std::vector<int> descriptors;
     std::atomic<bool> done{false};
-    FailingCalls beforeReading(SocketCall::kSetSockOpt, EINVAL, 1, FailingCalls::From::kOtherThreads);
+    FailingCalls beforeReading(SocketCall::kSetSockOpt, EINVAL, 1, CallsFrom::kOtherThreads);
     beforeReading.ForOption(SO_RCVTIMEO).Doing([&] {
         server_->CloseClient(descriptor, ServerSocket::ListLock::kTake);
         for (const char* text : {"first", "second"}) {
@@ -75,14 +71,14 @@ TEST_F(ServerSocketReceiveTest, AWaitThatFailsIsAnErrorAndThePauseBehindItDoesNo
     client.Send(PacketWith("{}"));
     const auto begin = std::chrono::steady_clock::now();
     {
-        const FailingCalls failing(SocketCall::kPoll, ENOMEM, 2, FailingCalls::From::kOtherThreads);
+        const FailingCalls failing(SocketCall::kPoll, ENOMEM, 2, CallsFrom::kOtherThreads);
         server_->StartReceiveLoop();
         EXPECT_TRUE(WaitForEvents("received", 1));
     }
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1900));
     EXPECT_EQ(log_.Count(plog::error, "Error on select. Error: Cannot allocate memory"), 2);
 
-    const FailingCalls lasting(SocketCall::kPoll, EINVAL, 1000000, FailingCalls::From::kOtherThreads);
+    const FailingCalls lasting(SocketCall::kPoll, EINVAL, 1000000, CallsFrom::kOtherThreads);
     ASSERT_TRUE(log_.WaitFor(plog::error, "Error on select. Error: Invalid argument"));
     const auto end = std::chrono::steady_clock::now();
     server_.reset();
@@ -168,7 +164,7 @@ TEST_F(ServerSocketFirstPassTest, APassThatCannotLockTheListIsSkipped) {
     LoopbackSocket client = ConnectNext();
     client.Send(PacketWith("{}"));
     const SeenCalls seen(CallsFrom::kOtherThreads);
-    const FailingCalls failing(SocketCall::kTimedLock, ETIMEDOUT, 2, FailingCalls::From::kOtherThreads);
+    const FailingCalls failing(SocketCall::kTimedLock, ETIMEDOUT, 2, CallsFrom::kOtherThreads);
     server_->StartReceiveLoop();
     EXPECT_THAT(seen.First(4), ElementsAre("lock until 5 s", "lock until 5 s", "lock until 5 s", "poll 1000 ms"));
     EXPECT_EQ(log_.Count(plog::error, "Mutex clientsListMutex timed out while acquiring lock."), 2);
@@ -178,7 +174,7 @@ TEST_F(ServerSocketFirstPassTest, NothingIsReadWhenTheListCannotBeLockedAfterThe
     LoopbackSocket client = ConnectNext();
     client.Send(PacketWith("{}"));
     const SeenCalls seen(CallsFrom::kOtherThreads);
-    FailingCalls failing(SocketCall::kTimedLock, ETIMEDOUT, 1, FailingCalls::From::kOtherThreads);
+    FailingCalls failing(SocketCall::kTimedLock, ETIMEDOUT, 1, CallsFrom::kOtherThreads);
     failing.After(1);
     server_->StartReceiveLoop();
     EXPECT_THAT(seen.First(6), ElementsAre("lock until 5 s", "poll 1000 ms", "lock until 5 s", "lock until 5 s",
@@ -228,7 +224,7 @@ TEST_F(ServerSocketFirstPassTest, AClientThatIsClosedDuringTheWaitIsNotDrained) 
     LoopbackSocket client = ConnectNext();
     const int descriptor = std::stoi(Numbers().front());
     const SeenCalls seen(CallsFrom::kOtherThreads);
-    FailingCalls duringTheWait(SocketCall::kPoll, 0, 1, FailingCalls::From::kOtherThreads);
+    FailingCalls duringTheWait(SocketCall::kPoll, 0, 1, CallsFrom::kOtherThreads);
     duringTheWait.Doing([&] { server_->CloseClient(descriptor, ServerSocket::ListLock::kTake); });
     server_->StartReceiveLoop();
     EXPECT_THAT(seen.First(4), ElementsAre("lock until 5 s", "poll 1000 ms", "lock until 5 s", "lock until 5 s"));

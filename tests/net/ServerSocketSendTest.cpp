@@ -22,11 +22,9 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using testing::IsEmpty;
 using Testing::LoopbackSocket;
 using Testing::ServerEvent;
-using Testing::SocketCall;
 
 class ServerSocketSendTest : public Testing::TestServer {
   protected:
@@ -268,7 +266,7 @@ TEST_F(ServerSocketSendTest, WhatAClientSentBeforeItResetItsConnectionIsTakenIn)
     LoopbackSocket other = ConnectClient();
     std::promise<void> isReset;
     std::atomic<bool> isHeld{false};
-    FailingCalls held(SocketCall::kReceive, EAGAIN, 1, FailingCalls::From::kOtherThreads);
+    FailingCalls held(SocketCall::kReceive, EAGAIN, 1, CallsFrom::kOtherThreads);
     held.Doing([&] {
         isHeld = true;
         isReset.get_future().wait();

@@ -16,10 +16,7 @@ namespace Brenk::Net {
 namespace {
 
 using testing::ElementsAre;
-using Testing::FailingCalls;
 using Testing::LoopbackSocket;
-using Testing::SeenCalls;
-using Testing::SocketCall;
 using Testing::ThreadCreationFails;
 
 class ServerSocketStartTest : public Testing::TestServer {
@@ -108,12 +105,16 @@ TEST_F(ServerSocketStartTest, OptionsThatCannotBeSetDoNotStopIt) {
     EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
 }
 
-TEST_F(ServerSocketStartTest, ThePortCanBeSharedAndIsUsableAtOnceAfterConnectionsOnIt) {
+TEST_F(ServerSocketStartTest, ThePortCanBeSharedAndIsFreeAtOnceWhenTheServerAndItsClientsEnd) {
     StartAll();
     EXPECT_TRUE(ServerSocket(port_.Number()).InitSocket());
     LoopbackSocket client = ConnectClient();
+    LoopbackSocket other = ConnectClient();
     server_.reset();
     EXPECT_TRUE(client.WaitForEnd());
+    EXPECT_TRUE(other.WaitForEnd());
+    EXPECT_THROW(LoopbackSocket::ConnectedTo(port_.Number()), std::system_error);
+    EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
     ServerSocket next(port_.Number());
     EXPECT_TRUE(next.InitSocket()) << log_.Text();
 }
@@ -144,17 +145,6 @@ TEST_F(ServerSocketStartTest, ALoopThatCannotBeStartedIsAnErrorAndMayBeTriedAgai
 TEST_F(ServerSocketStartTest, WithoutAListenerTheAcceptLoopEndsAtOnce) {
     server_->StartAcceptLoop();
     EXPECT_TRUE(log_.WaitFor(plog::info, "Accept loop thread closing."));
-    EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
-}
-
-TEST_F(ServerSocketStartTest, DestroyingItClosesEveryClientAndTheListener) {
-    StartAll();
-    LoopbackSocket first = ConnectClient();
-    LoopbackSocket second = ConnectClient();
-    server_.reset();
-    EXPECT_TRUE(first.WaitForEnd());
-    EXPECT_TRUE(second.WaitForEnd());
-    EXPECT_THROW(LoopbackSocket::ConnectedTo(port_.Number()), std::system_error);
     EXPECT_FALSE(log_.Holds(plog::error, "")) << log_.Text();
 }
 

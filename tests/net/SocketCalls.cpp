@@ -132,14 +132,14 @@ auto FailOr(int error, Call otherwise) -> decltype(otherwise()) {
 
 }  // namespace
 
-FailingCalls::FailingCalls(SocketCall call, int error, int times, From from) : call_(call) {
+FailingCalls::FailingCalls(SocketCall call, int error, int times, CallsFrom from) : call_(call) {
     Plan& plan = PlanOf(call);
     plan.error = error;
     plan.option = kAnyOption;
     plan.spared = 0;
     plan.action = nullptr;
     plan.owner = CurrentThread();
-    plan.ofOtherThreads = from == From::kOtherThreads;
+    plan.ofOtherThreads = from == CallsFrom::kOtherThreads;
     plan.left = times;
 }
 

@@ -28,10 +28,8 @@ enum class CallsFrom { kThisThread, kOtherThreads };
 // that made the object, or, with kOtherThreads, from any other. One at a time for each kind of call.
 class FailingCalls {
   public:
-    using From = CallsFrom;
-
     // `error` is what errno becomes; for getaddrinfo and the timed lock it is the result.
-    FailingCalls(SocketCall call, int error, int times = 1, From from = From::kThisThread);
+    FailingCalls(SocketCall call, int error, int times = 1, CallsFrom from = CallsFrom::kThisThread);
     ~FailingCalls();
     FailingCalls(const FailingCalls&) = delete;
     FailingCalls& operator=(const FailingCalls&) = delete;
@@ -77,3 +75,11 @@ class SeenCalls {
 };
 
 }  // namespace Testing
+
+// The tests of the sockets say these often.
+namespace Brenk::Net {
+using Testing::CallsFrom;
+using Testing::FailingCalls;
+using Testing::SeenCalls;
+using Testing::SocketCall;
+}  // namespace Brenk::Net

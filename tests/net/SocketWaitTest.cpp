@@ -1,9 +1,7 @@
 #include "net/SocketWait.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 
 #include <cerrno>
 
@@ -47,7 +45,7 @@ TEST_F(SocketWaitTest, WithoutAnEventTheWaitLastsItsTimeWhateverSignalsCome) {
 }
 
 TEST_F(SocketWaitTest, AFailureIsReportedWithItsNumber) {
-    const Testing::FailingCalls failing(Testing::SocketCall::kPoll, ENOMEM);
+    const FailingCalls failing(SocketCall::kPoll, ENOMEM);
     EXPECT_EQ(WaitForEvent(near_.Descriptor(), POLLIN, milliseconds(30)), -1);
     EXPECT_EQ(errno, ENOMEM);
 }
