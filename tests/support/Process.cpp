@@ -17,7 +17,6 @@
 #include <sstream>
 #include <system_error>
 
-#include "tests/support/ChildVariables.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Testing {
@@ -30,6 +29,36 @@ int Checked(const char* name, int result) {
         throw std::system_error(errno, std::generic_category(), name);
     }
     return result;
+}
+
+std::vector<std::string> OwnVariables() {
+    char** end = environ;
+    while (*end != nullptr) {
+        ++end;
+    }
+    return {environ, end};
+}
+
+// This process's variables as "NAME=value", with each of the others on top of them or in place of one of its name.
+std::vector<std::string> VariablesWith(const std::vector<std::pair<std::string, std::string>>& others) {
+    std::vector<std::string> variables = OwnVariables();
+    for (const auto& [name, value] : others) {
+        const std::string start = name + "=";
+        const auto isOfThatName = [&](const std::string& variable) {
+            return variable.compare(0, start.size(), start) == 0;
+        };
+        variables.erase(std::remove_if(variables.begin(), variables.end(), isOfThatName), variables.end());
+        variables.push_back(start + value);
+    }
+    return variables;
+}
+
+// Pointers to the texts with a null behind them, as the system takes them.
+std::vector<char*> PointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers(texts.size());
+    std::transform(texts.begin(), texts.end(), pointers.begin(), [](std::string& text) { return text.data(); });
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
 // The descriptors that become a child's standard streams, and our end of its input where there is one.

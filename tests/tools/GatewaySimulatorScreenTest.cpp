@@ -200,6 +200,14 @@ TEST(GatewaySimulatorScreenTest, WritesPlainLinesWhenToldTo) {
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
 }
 
+TEST(GatewaySimulatorScreenTest, WritesPlainLinesIntoAPipe) {
+    PseudoTerminal terminal({"/bin/sh", "-c", "\"$0\" --port 0 | cat", GATEWAY_SIMULATOR_PATH});
+    EXPECT_TRUE(terminal.WaitFor("Listening on 127.0.0.1:"));
+    terminal.Write("quit\n");
+    EXPECT_EQ(terminal.WaitForExit(), 0);
+    EXPECT_THAT(terminal.Output(), Not(HasSubstr("\x1B")));
+}
+
 TEST(GatewaySimulatorScreenTest, WritesPlainLinesOnATerminalThatCannotPlaceText) {
     for (const char* const kind : {"dumb", "no-such-terminal", ""}) {
         PseudoTerminal terminal(Command({}), kind);
