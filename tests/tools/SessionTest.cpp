@@ -63,21 +63,6 @@ class SessionTest : public testing::Test {
         }
     }
 
-    // Sends frames by and by until the session leaves some of them unread. The kernel's buffers are not full then: on a
-    // connection whose bytes were dropped, a reset may be taken for a stray one.
-    void SendUntilItDoesNotRead() {
-        const Bytes frames = Frames(1000);
-        while (sent_ < kMostSent) {
-            asio::error_code error;
-            sent_ += peer_.write_some(asio::buffer(frames) + sent_ % kFrameSize, error);
-            while (received_ < sent_ / kFrameSize) {
-                if (!LetSessionWork()) {
-                    return;
-                }
-            }
-        }
-    }
-
     // Takes what the peer is sent until nothing more comes.
     std::size_t ReadAll() {
         std::vector<std::uint8_t> bytes(65536);
@@ -110,7 +95,7 @@ TEST_F(SessionTest, ReadsOnWhenThePeerTakesItsAnswers) {
 }
 
 TEST_F(SessionTest, EndsWhenThePeerGoesWithoutItsAnswers) {
-    SendUntilItDoesNotRead();
+    Flood();
     peer_.close();
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (reason_.empty() && std::chrono::steady_clock::now() < end) {
