@@ -34,6 +34,7 @@ TEST(VirtualGatewayConstruction, WithoutAPortItConnectsTo2101) {
     FakeGateway fake(2101);
     fake.Listen();
     VirtualGateway gateway("127.0.0.1");
+    EXPECT_EQ(gateway.Port(), 2101U);
     EXPECT_TRUE(gateway.Connect(false));
     fake.Accept();
 }

@@ -138,19 +138,22 @@ TEST_F(ClientOutputTest, WhatFindsNoRoomFailsTheStreamForEverAndGivesTheMemoryBa
 }
 
 TEST_F(ClientOutputTest, AFailureGivesItsErrorAndIsNotRepeatedAndDropsWhatIsPending) {
-    {
-        const FailingCalls full(SocketCall::kSend, EAGAIN);
-        EXPECT_EQ(output_->Send({0x41}).error, 0);
+    for (const bool isSentOn : {false, true}) {
+        ClientOutput output(accepted_.Descriptor(), budget_);
+        {
+            const FailingCalls full(SocketCall::kSend, EAGAIN);
+            EXPECT_EQ(output.Send({0x41}).error, 0);
+        }
+        const FailingCalls failing(SocketCall::kSend, EPIPE, 2);
+        EXPECT_EQ(isSentOn ? output.SendOn() : output.Send({0x42}).error, EPIPE);
+        EXPECT_FALSE(output.IsPending());
+        EXPECT_EQ(budget_.Used(), 0U);
+        EXPECT_EQ(output.Send({0x43}).error, EPIPE);
+        EXPECT_EQ(failing.Left(), 1);
     }
-    const FailingCalls failing(SocketCall::kSend, EPIPE, 2);
-    EXPECT_EQ(output_->SendOn(), EPIPE);
+    const FailingCalls failing(SocketCall::kSend, ECONNRESET);
+    EXPECT_EQ(output_->Send({0x41}).error, ECONNRESET);
     EXPECT_FALSE(output_->IsPending());
-    EXPECT_EQ(budget_.Used(), 0U);
-    EXPECT_EQ(output_->Send({0x41, 0x42}).error, EPIPE);
-    EXPECT_EQ(failing.Left(), 1);
-    ClientOutput other(accepted_.Descriptor(), budget_);
-    EXPECT_EQ(other.Send({0x41}).error, EPIPE);
-    EXPECT_FALSE(other.IsPending());
 }
 
 TEST_F(ClientOutputTest, SendingOnFailsWhenNothingIsTakenFor2Seconds) {

@@ -77,6 +77,8 @@ TEST_F(FreeDescriptorsTest, AreMovedAboveThoseOfClientsAndBackWhereThatIsAllowed
     ASSERT_TRUE(Allow(1024));
     EXPECT_EQ(MoveAboveClients(opened), opened);
     EXPECT_EQ(MoveToLowestNumber(opened), opened);
+    ASSERT_TRUE(Allow(LowestFree()));
+    EXPECT_EQ(MoveToLowestNumber(opened), opened) << "no number is free";
     EXPECT_EQ(fcntl(opened, F_GETFD), FD_CLOEXEC);
     if (!Allow(1200)) {
         GTEST_SKIP() << "this machine allows fewer than 1200 descriptors";
