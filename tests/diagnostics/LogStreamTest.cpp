@@ -146,7 +146,8 @@ using TargetMaker = LineTarget (*)(int);
 void WriteToAChannelThatIsNotRead(Channel::Maker make, TargetMaker target) {
     Channel channel(make);
     LogStream stream(target(channel.Writer()), Notice);
-    const std::size_t lines = WriteFor(milliseconds(1500), stream);
+    // A second without progress, behind the time that a busy machine takes to fill the channel.
+    const std::size_t lines = WriteFor(milliseconds(4000), stream);
     // What is missing is told though no line follows.
     EXPECT_TRUE(channel.ReadUntil("missing ")) << "of " << lines;
     EXPECT_THAT(channel.Text(), HasSubstr(NumberedLine(30))) << "written before a second had passed";
@@ -202,7 +203,7 @@ TEST(LogStream, ANoticeThatThereIsNoMemoryForIsMadeLater) {
     std::atomic<int> notices{0};
     const auto notice = [&](std::size_t missing) { return ++notices == 1 ? throw std::bad_alloc() : Notice(missing); };
     LogStream stream(LineTarget::Console(channel.Writer()), notice);
-    const std::size_t lines = WriteFor(milliseconds(1500), stream);
+    const std::size_t lines = WriteFor(milliseconds(4000), stream);
     EXPECT_TRUE(Testing::WaitUntil([&] {
         channel.Read();
         return notices == 1;
