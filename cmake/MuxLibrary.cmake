@@ -33,8 +33,8 @@ function(mux_runnable variable target)
 endfunction()
 
 # Tools, tests and benchmarks: their libraries' headers take longer to compile than most sources that include them, so
-# these folders compile eight sources as one translation unit. The daemon's sources are compiled one by one. With -DCMAKE_UNITY_BUILD=OFF they do not, for tools that look up how a
-# source is compiled.
+# these folders compile eight sources as one translation unit, the daemon's one by one. -DCMAKE_UNITY_BUILD=OFF separates
+# them, for tools that look up how a source is compiled.
 macro(mux_compile_in_groups)
   if(NOT DEFINED CMAKE_UNITY_BUILD)
     set(CMAKE_UNITY_BUILD ON)

@@ -22,13 +22,13 @@ using Benchmark::LogOutput;
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-constexpr std::size_t kRequests = 50;
+constexpr std::size_t kBatchSize = 50;
 const std::string kRequest =
     R"({"Timestamp":1,"MessageID":"0f8fad5b","MessageCode":10,"Data":{"gatewayID":999,"lockID":5}})";
 
 Testing::LoopbackSocket::Bytes Requests() {
     Testing::LoopbackSocket::Bytes packets;
-    for (std::size_t count = 0; count < kRequests; ++count) {
+    for (std::size_t count = 0; count < kBatchSize; ++count) {
         const Testing::LoopbackSocket::Bytes packet = Testing::Packet(kRequest);
         packets.insert(packets.end(), packet.begin(), packet.end());
     }
@@ -53,7 +53,7 @@ void AnswerRequests(benchmark::State& state) {
     const Testing::LoopbackSocket::Bytes packets = Requests();
     const auto answerAll = [&] {
         client.SendFromEach(packets);
-        client.ReceiveTexts(kRequests);
+        client.ReceiveTexts(kBatchSize);
     };
     answerAll();  // The Mux may only be about to look for its first client.
     Seconds beyondIdle{};
@@ -64,7 +64,7 @@ void AnswerRequests(benchmark::State& state) {
         beyondIdle += busy - UsedWhile([&] { std::this_thread::sleep_for(elapsed); });
         state.SetIterationTime(Seconds(elapsed).count());
     }
-    const double answers = static_cast<double>(state.iterations()) * static_cast<double>(kRequests);
+    const double answers = static_cast<double>(state.iterations()) * static_cast<double>(kBatchSize);
     state.counters["cpu_per_answer"] = beyondIdle.count() / answers;
 }
 

@@ -89,7 +89,7 @@ void Parse(benchmark::State& state, std::uint8_t type) {
     }
 }
 
-const bool registered = [] {
+const bool framesAreRegistered = [] {
     for (const Request& request : kRequests) {
         benchmark::RegisterBenchmark((std::string("FrameBuild/") + request.name).c_str(), Build, request);
         benchmark::RegisterBenchmark((std::string("FrameSerialise/") + request.name).c_str(), Serialise, request);

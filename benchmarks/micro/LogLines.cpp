@@ -31,7 +31,7 @@ void LogLineFilteredOut(benchmark::State& state, plog::Severity severity) {
     plog::get()->setMaxSeverity(plog::none);
 }
 
-const bool registered = [] {
+const bool linesAreRegistered = [] {
     for (const plog::Severity severity : kSeverities) {
         const std::string name = plog::severityToString(severity);
         benchmark::RegisterBenchmark(("LogLineWritten/" + name).c_str(), LogLineWritten, severity);

@@ -106,7 +106,7 @@ void OutgoingToJson(benchmark::State& state, const Outgoing& outgoing) {
     WriteMessage(state, *message);
 }
 
-const bool registered = [] {
+const bool messagesAreRegistered = [] {
     for (const Request& unknown : kNoRequests) {
         benchmark::RegisterBenchmark(("ParseMessage/" + std::to_string(unknown.code)).c_str(), ParseMessage, unknown);
     }
