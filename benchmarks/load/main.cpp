@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr int kUsageStatus = 64;
+
 // Hundreds of clients need more descriptors than a shell usually grants.
 void RaiseDescriptorLimit() {
     rlimit limit = {};
@@ -42,7 +44,7 @@ void Measure(const Load::Action& action, const Load::Target& target, const std::
 }
 
 int Run(int argc, char** argv) {
-    CLI::App app("Measure a running server and print the figures");
+    CLI::App app("Measure a running server and print the figures", "load");
     Load::Target target;
     std::string jsonFile;
     Load::Action action;
@@ -50,7 +52,11 @@ int Run(int argc, char** argv) {
     app.add_option("--port", target.port, "Port of the server")->capture_default_str();
     app.add_option("--json", jsonFile, "Also write the figures to this file");
     Load::AddCommands(app, action);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? EXIT_SUCCESS : kUsageStatus;
+    }
     Measure(action, target, jsonFile);
     return EXIT_SUCCESS;
 }

@@ -15,7 +15,7 @@ import time
 import uuid
 
 ACK, LOCK_OPEN = 0, 10
-EVENTS = {50: "access allowed", 51: "card at reader", 60: "information"}
+EVENTS = {50: "access allowed", 51: "card at reader", 60: "PIN entered"}
 TIMEOUT = 15.0  # seconds: a gateway's answer that comes together with a card can be eleven late
 
 

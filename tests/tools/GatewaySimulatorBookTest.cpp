@@ -111,7 +111,7 @@ TEST(GatewaySimulatorManualTest, NamesEveryOption) {
     std::ifstream file(SIMULATOR_MANUAL);
     const Words words{std::istream_iterator<std::string>(file), std::istream_iterator<std::string>()};
     const std::set<std::string> options = OptionsOfHelp();
-    EXPECT_EQ(options.size(), 11U);
+    EXPECT_EQ(options.size(), 12U);
     for (const std::string& option : options) {
         // With one dash, behind the macro that puts the other.
         EXPECT_THAT(words, Contains(option.substr(1)));

@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "mux/Version.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/tools/OpenLockFrames.h"
 #include "tests/tools/PlainSocket.h"
@@ -124,6 +125,12 @@ TEST(GatewaySimulatorProgramTest, ShowsNoScreenOnAPipe) {
     EXPECT_THAT(program.Output(), testing::MatchesRegex("Listening on 127.0.0.1:[0-9]+\n"));
 }
 
+TEST(GatewaySimulatorProgramTest, PrintsItsVersion) {
+    SimulatorProcess program({"--version"});
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_EQ(program.Output(), std::string("gateway-simulator ") + Mux::kVersion + "\n");
+}
+
 TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
     const std::vector<std::vector<std::string>> bad = {{"--prot", "5"},
                                                        {"--port", "65536"},
@@ -134,6 +141,7 @@ TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
                                                        {"--counter", "4294967296"},
                                                        {"--counter", "1.5"},
                                                        {"--counter"},
+                                                       {"--host", "localhost"},
                                                        {"stray"}};
     for (const std::vector<std::string>& options : bad) {
         SimulatorProcess program(options);

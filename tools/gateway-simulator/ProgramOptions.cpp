@@ -1,10 +1,12 @@
 #include "tools/gateway-simulator/ProgramOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <asio/ip/address.hpp>
 #include <cstdint>
 #include <limits>
 #include <string>
 
+#include "mux/Version.h"
 #include "tools/gateway-simulator/Arguments.h"
 #include "tools/gateway-simulator/CommandError.h"
 #include "tools/gateway-simulator/Step.h"
@@ -86,12 +88,19 @@ CLI::Validator AsInCommands(const char* what, std::uint32_t largest = std::numer
         "");
 }
 
+std::string CheckAddress(const std::string& text) {
+    asio::error_code error;
+    asio::ip::make_address(text, error);
+    return error ? "must be a numeric address, such as 127.0.0.1, not \"" + text + "\"" : "";
+}
+
 void AddOptions(CLI::App& app, ProgramOptions& options) {
     SimulatorOptions& gateway = options.gateway.options;
     CLI::Option* const port = app.add_option("--port", gateway.port, "Port to listen on, 0 for any free one")
                                   ->transform(AsInCommands("PORT", std::numeric_limits<std::uint16_t>::max()))
                                   ->capture_default_str();
     app.add_option("--host", gateway.host, "Numeric address to listen on; overrides those of a file")
+        ->check(CheckAddress)
         ->capture_default_str();
     CLI::Option* const locks = app.add_option("--locks", gateway.locks, "Addresses of the locks, such as 5,6,7")
                                    ->delimiter(',')
@@ -123,6 +132,7 @@ ParsedOptions ParseOptions(int argumentCount, const char* const* arguments) {
     parsed.options.gateway.options.port = kGatewayPort;
     parsed.options.gateway.options.locks = {5, 6, 7};
     CLI::App app(kDescription, "gateway-simulator");
+    app.set_version_flag("--version", std::string("gateway-simulator ") + Mux::kVersion, "Print version and exit");
     app.footer(kFooterStart + StepHelp() + kFooterEnd);
     AddOptions(app, parsed.options);
     try {

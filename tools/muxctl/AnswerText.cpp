@@ -83,7 +83,7 @@ struct EventName {
 constexpr std::array kEventNames = {
     EventName{MessageCode::kAccessAllowed, "access allowed"},
     EventName{MessageCode::kCardReader, "card at reader"},
-    EventName{MessageCode::kInfo, "information"},
+    EventName{MessageCode::kInfo, "PIN entered"},
 };
 constexpr std::size_t kEventNameWidth = 14;
 

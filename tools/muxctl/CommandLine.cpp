@@ -83,6 +83,8 @@ class Parser {
         try {
             app_.parse(argumentCount, arguments);
             Take();
+        } catch (const CLI::RequiredError& error) {
+            TakeMissing(error);
         } catch (const CLI::ParseError& error) {
             TakeEnd(error);
         }
@@ -193,6 +195,16 @@ class Parser {
                 throw CLI::RequiredError("text or --file");
             }
         });
+    }
+
+    // The library reports what is missing before the misspelt word that was meant.
+    void TakeMissing(const CLI::RequiredError& error) {
+        const std::vector<std::string> unknown = app_.remaining(true);
+        if (unknown.empty()) {
+            TakeEnd(error);
+        } else {
+            TakeEnd(CLI::ExtrasError({unknown.front()}));
+        }
     }
 
     // Help and version are results too, and a script learns when they cannot be written.

@@ -33,7 +33,7 @@ std::string Verdict(const ConfigurationReport& report, const Style& style) {
         return style.Paint(Colour::kRed, "unusable");
     }
     const std::string content = Counted(report.gatewayCount, "gateway") + ", " + Counted(report.lockCount, "lock");
-    return report.findings.empty() ? style.Paint(Colour::kGreen, "fine") + ": " + content
+    return report.findings.empty() ? style.Paint(Colour::kGreen, "valid") + ": " + content
                                    : style.Paint(Colour::kYellow, "usable") + ", with " +
                                          Counted(report.findings.size(), "warning") + ": " + content;
 }

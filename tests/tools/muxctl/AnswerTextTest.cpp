@@ -91,7 +91,7 @@ TEST_F(EventTextTest, IsOneLineWithTheLocalTime) {
 }
 
 TEST_F(EventTextTest, ShowsTheDigitsOfAPin) {
-    const std::string start = "2023-11-15 03:43:20  information     gateway 1  lock 5  data ";
+    const std::string start = "2023-11-15 03:43:20  PIN entered     gateway 1  lock 5  data ";
     EXPECT_EQ(EventText(Event(60, "31323930"), kPlain), start + "31323930 (1290)");
     EXPECT_EQ(EventText(Event(60, "313A"), kPlain), start + "313A");
     EXPECT_EQ(EventText(Event(60, "41"), kPlain), start + "41");

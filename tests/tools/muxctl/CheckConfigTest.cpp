@@ -42,7 +42,7 @@ class CheckConfigTest : public testing::Test {
 TEST_F(CheckConfigTest, EndsWithZeroWhenAllIsWell) {
     const Ending ending = Check(kGood);
     EXPECT_EQ(ending.status, 0);
-    EXPECT_EQ(ending.output, file_ + ": fine: 1 gateway, 0 locks\n");
+    EXPECT_EQ(ending.output, file_ + ": valid: 1 gateway, 0 locks\n");
     EXPECT_EQ(ending.error, "");
 }
 

@@ -6,6 +6,7 @@
 
 #include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/ReservedPort.h"
@@ -233,6 +234,20 @@ TEST(MuxctlTest, EndsWith64WhenItIsUsedWrongly) {
         EXPECT_EQ(ending.output, "") << testing::PrintToString(arguments);
         EXPECT_NE(ending.error, "") << testing::PrintToString(arguments);
     });
+}
+
+TEST(MuxctlTest, NamesTheWordThatItDoesNotKnow) {
+    const std::vector<std::pair<Words, std::string>> rows = {
+        {Words{"unlock"} + kLock, "unlock"},
+        {{"whitelist", "clean"}, "clean"},
+        {{"open", "--gatway", "1", "--lock", "5"}, "--gatway"},
+        {{"health", "stray"}, "stray"},
+    };
+    for (const auto& [arguments, word] : rows) {
+        const Ending ending = RunMuxctl(arguments);
+        EXPECT_EQ(ending.status, 64);
+        EXPECT_THAT(ending.error, StartsWith("The following argument was not expected: " + word + "\n"));
+    }
 }
 
 TEST(MuxctlTest, ShowsItsHelpWhenItIsToldNothing) {

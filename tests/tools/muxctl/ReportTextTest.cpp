@@ -28,7 +28,7 @@ std::string ReportJson(const ConfigurationReport& report, const std::string& fil
 }
 
 TEST(ReportTextTest, HasALineForEachFindingAndOneForTheWhole) {
-    EXPECT_EQ(ReportText(kFine, "mux.json", Style(false)), "mux.json: fine: 1 gateway, 2 locks");
+    EXPECT_EQ(ReportText(kFine, "mux.json", Style(false)), "mux.json: valid: 1 gateway, 2 locks");
     EXPECT_EQ(ReportText(kOneWarning, "mux.json", Style(false)),
               "mux.json: warning: Gateways[0].Port is 0\n"
               "mux.json: usable, with 1 warning: 2 gateways, 1 lock");

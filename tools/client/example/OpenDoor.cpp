@@ -2,8 +2,8 @@
 //
 //     mux-client-example [HOST [PORT [GATEWAY [LOCK]]]]
 //
-// Ends with 0 when the lock is open and a card came, with 1 when the lock was refused, with 2 when nobody answered,
-// with 64 when an argument is no good.
+// Exit status: 0 = the lock is open and a card came, 1 = refused, 2 = no answer or no card within a minute, 64 = an
+// argument is invalid.
 
 #include <charconv>
 #include <chrono>
