@@ -57,6 +57,7 @@ void ExpectNoGateways(const std::string& file, const ExpectedLine& logged) {
     const std::time_t from = std::time(nullptr);
     client.Send(R"({"MessageID":"a","MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})");
     ExpectMessage(client.Receive(), "a", Refusal(), from);
+    EXPECT_TRUE(mux.WaitFor("Sending message answer with ID a"));
     ExpectInOrder(mux.Lines(), {{"INFO", "Reading configuration JSON data from file " + file}, logged});
     EXPECT_TRUE(mux.IsRunning());
 }
