@@ -93,7 +93,7 @@ TEST_F(MeasurementTest, EachRateIsAnsweredAndHasItsCpuTimeBesideThatOfTheSilence
     EXPECT_GT(idle, 0);
     for (const int rate : {20, 200}) {
         const std::string name = "rate " + std::to_string(rate);
-        EXPECT_GT(FigureOf(report_, name + ", answers"), rate == 20 ? 0 : FigureOf(report_, "rate 20, answers"));
+        EXPECT_GT(FigureOf(report_, name + ", answers"), 0.5 * rate);
         EXPECT_LT(FigureOf(report_, name + ", answers"), 1.5 * rate);
         const double cpu = FigureOf(report_, name + ", CPU");
         EXPECT_GT(cpu, 0);
