@@ -18,7 +18,7 @@ class GatewayPark {
     std::size_t Count() const { return gateways_.size(); }
     AnsweringGateway& At(std::size_t index) { return *gateways_.at(index); }
 
-    // Writes the line "Gateways listen on PORT,PORT,..." for whoever starts a server on these ports.
+    // Writes the line "Gateways listen on PORT,PORT,..." for the program that starts a server on these ports.
     void Announce(std::ostream& output) const;
 
     // Runs the loop until the server uses every gateway. Throws std::runtime_error when it does not in time.
