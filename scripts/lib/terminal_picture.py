@@ -31,9 +31,9 @@ BACKGROUND, FOREGROUND, FRAME = "#161b22", "#e6edf3", "#30363d"
 class Terminal:
     """A program at a terminal of its own, which writes to a screen that others may have written to before."""
 
-    def __init__(self, screen, *command):
+    def __init__(self, screen, *command, kind="vt100"):
         self.screen, self.output = screen, pyte.ByteStream(screen)
-        environment = {"TERM": "vt100", "LC_ALL": "C.UTF-8", "PATH": "/usr/bin:/bin"}
+        environment = {"TERM": kind, "LC_ALL": "C.UTF-8", "PATH": "/usr/bin:/bin"}
         self.child = pexpect.spawn(command[0], list(command[1:]), env=environment, timeout=DEADLINE,
                                    dimensions=(screen.lines, screen.columns))
 
