@@ -1,4 +1,4 @@
-// muxctl with the real Mux and simulated gateways, and the two examples.
+// muxctl with the real Mux and simulated gateways, and the example in Python.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -186,7 +186,7 @@ TEST_F(ManualExampleTest, OpensForCardsOfTheListOnly) {
     EXPECT_EQ(folder_.Read("calls"), denied + "open-close --gateway 4 --lock 8 --event\n");
 }
 
-// Each of the examples opens a lock, prints the answer and waits for a card.
+// The example opens a lock, prints the answer and waits for a card.
 void ExpectExample(const Words& command, MuxSystem& system, const std::string& answer, const std::string& event) {
     RunningProgram example(command);
     EXPECT_TRUE(example.WaitForOutput(answer)) << example.ErrorOutput();
@@ -194,32 +194,6 @@ void ExpectExample(const Words& command, MuxSystem& system, const std::string& a
     EXPECT_TRUE(system.Gateway().RaiseCard(5, {0x04, 0xA1}));
     EXPECT_EQ(example.WaitForExit(), 0) << example.ErrorOutput();
     EXPECT_THAT(example.Output(), HasSubstr(event));
-}
-
-TEST(ExampleTest, InCppOpensALockAndPrintsACard) {
-    MuxSystem system;
-    ExpectExample({EXAMPLE_PROGRAM, "127.0.0.1", std::to_string(system.Port()), "1", "5"}, system,
-                  R"("MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})"
-                  "\n",
-                  "\nCard 04A1 at lock 5\n");
-}
-
-TEST(ExampleTest, InCppSaysThatItIsRefused) {
-    MuxSystem system;
-    const Ending ending = RunToEnd({EXAMPLE_PROGRAM, "127.0.0.1", std::to_string(system.Port()), "9"});
-    EXPECT_EQ(ending.status, 1);
-    EXPECT_EQ(ending.error, "Refused: Error in request\n");
-}
-
-TEST(ExampleTest, InCppTakesOnlyNumbersThatAreInRange) {
-    for (const Words& arguments :
-         std::vector<Words>{{"70000"}, {"0"}, {"-1"}, {"door"}, {"5555", "1x"}, {"5555", "1", ""}}) {
-        Words command = {EXAMPLE_PROGRAM, "127.0.0.1"};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        const Ending ending = RunToEnd(command);
-        EXPECT_EQ(ending.status, 64) << testing::PrintToString(arguments);
-        EXPECT_THAT(ending.error, HasSubstr("\"" + arguments.back() + "\" is not a number from ")) << ending.error;
-    }
 }
 
 Words PythonExample(const MuxSystem& system, const Words& more) {
