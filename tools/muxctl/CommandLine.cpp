@@ -190,6 +190,7 @@ class Parser {
         file->excludes(text);
         send.add_flag_callback(
             "--no-answer", [this] { options_.waitsForAnswer = false; }, "Do not wait for an answer");
+        send.add_flag("--anyway", options_.sendsUnsafe, "Send even a text that would end the Mux or is never answered");
         send.callback([text, file] {
             if (text->empty() && file->empty()) {
                 throw CLI::RequiredError("text or --file");

@@ -22,6 +22,8 @@ struct Options {
     std::string text;
     std::string file;
     bool waitsForAnswer = true;
+    // Whether a text is sent that would end the Mux or never be answered.
+    bool sendsUnsafe = false;
 };
 
 }  // namespace Muxctl
