@@ -10,12 +10,8 @@ namespace {
 ConfigurationReport CheckFile(const std::string& path) {
     std::string text;
     const Diagnostics::TextReading reading = ReadInputFile(path, text);
-    if (reading == Diagnostics::TextReading::kWhole) {
-        return CheckConfiguration(text);
-    }
-    ConfigurationReport report;
-    report.findings = {{Finding::Level::kError, "", FaultText(reading)}};
-    return report;
+    return reading == Diagnostics::TextReading::kWhole ? CheckConfiguration(text)
+                                                       : ReportUnread(InputFaultText(reading));
 }
 
 int StatusOf(const ConfigurationReport& report) {

@@ -17,10 +17,13 @@ namespace Muxctl {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::HasSubstr;
 
 const std::string kGood = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":2101}]})";
 const std::string kWithWarning = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"","Port":2101}]})";
-const std::string kEndsTheMux = R"({"Enabled":true,"Gateways":[{"ID":1.5}]})";
+const std::string kEndsTheMux = R"({"Enabled":true,"Gateways":[{"ID":1.5,"IpAddress":"a","Port":1}]})";
+
+constexpr const char* kRefusesAll = "; the Mux refuses every request, and no door works\n";
 
 class CheckConfigTest : public testing::Test {
   protected:
@@ -50,16 +53,18 @@ TEST_F(CheckConfigTest, EndsWithOneAfterWarnings) {
     const Ending ending = Check(kWithWarning);
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.output, file_ +
-                                 ": warning: Gateways[0].IpAddress is empty; the Mux leaves this gateway out and "
-                                 "refuses its requests\n" +
+                                 ": warning: Gateways[0].IpAddress is empty; the Mux leaves this gateway out, and its "
+                                 "doors do not work\n" +
                                  file_ + ": usable, with 1 warning: 1 gateway, 0 locks\n");
 }
 
 TEST_F(CheckConfigTest, EndsWithTwoWhereTheMuxWouldEnd) {
     const Ending ending = Check(kEndsTheMux);
     EXPECT_EQ(ending.status, 2);
-    EXPECT_EQ(ending.output, file_ + ": error: Gateways[0].ID must be a 32-bit integer; the Mux would abort\n" + file_ +
-                                 ": unusable\n");
+    EXPECT_EQ(ending.output, file_ +
+                                 ": error: Gateways[0].ID must be a 32-bit integer, not the number 1.5; the Mux would "
+                                 "abort at every start, and no door works\n" +
+                                 file_ + ": unusable\n");
     EXPECT_EQ(ending.error, "");
 }
 
@@ -68,8 +73,17 @@ TEST_F(CheckConfigTest, EndsWithTwoWhenItIsLargerThan64Mebibytes) {
     fs::resize_file(large, 64UL * 1024 * 1024 + 1);
     const Ending ending = RunMuxctl({"check-config", large});
     EXPECT_EQ(ending.status, 2);
-    EXPECT_EQ(ending.output,
-              large + ": error: the document cannot be read: it is larger than 64 MiB\n" + large + ": unusable\n");
+    EXPECT_EQ(ending.output, large + ": error: the document cannot be read: it is larger than 64 MiB" + kRefusesAll +
+                                 large + ": unusable\n");
+}
+
+TEST_F(CheckConfigTest, SaysWhyAFileCannotBeRead) {
+    const std::string missing = folder_.Path() / "none";
+    EXPECT_EQ(RunMuxctl({"check-config", missing}).output,
+              missing + ": error: the document cannot be read: No such file or directory" + kRefusesAll + missing +
+                  ": unusable\n");
+    const std::string path = folder_.Path().string();
+    EXPECT_THAT(RunMuxctl({"check-config", path}).output, HasSubstr("the document cannot be read: Is a directory; "));
 }
 
 TEST_F(CheckConfigTest, PrintsJsonForScripts) {
