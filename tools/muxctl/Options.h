@@ -4,12 +4,21 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/client/Client.h"
 #include "tools/muxctl/RequestKinds.h"
 #include "tools/muxctl/Site.h"
 
 namespace Muxctl {
+
+struct CheckConfigOptions {
+    // Configuration files; with `checksAllSites` a folder of them, or nothing for that of the sites.
+    std::vector<std::string> paths;
+    bool checksAllSites = false;
+    // Whether the status is for systemd, before it starts the Mux with the file.
+    bool checksStart = false;
+};
 
 // The options of the command line; each command uses what concerns it.
 struct Options {
@@ -28,6 +37,7 @@ struct Options {
     bool waitsForAnswer = true;
     // Whether a text is sent that would end the Mux or never be answered.
     bool sendsUnsafe = false;
+    CheckConfigOptions checkConfig;
 };
 
 }  // namespace Muxctl
