@@ -97,7 +97,8 @@ int RunStartCheck(const std::string& path, const Options& options, const Console
     } else {
         const Priorities priorities = console.isJournal ? Priorities::kJournal : Priorities::kNone;
         WriteFindings(file.report.findings, path, console.style, priorities, console.output);
-        console.Print("");
+        // A journal that takes nothing must not keep the doors locked.
+        console.output.flush();
     }
     return mayStart ? kMayStartStatus : kMustNotStartStatus;
 }
