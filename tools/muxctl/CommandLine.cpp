@@ -178,9 +178,7 @@ class Parser {
             .add_option("file", options_.file, "JSON file, - for standard input")
             ->required();
         AddCommand("health", "Check that the Mux answers; exit status 0 = yes, 2 = no", RunHealth);
-        AddCommand("check-config", kCheckConfigHelp, RunCheckConfig)
-            .add_option("file", options_.file, "Configuration file, - for standard input")
-            ->required();
+        AddCheckConfig();
     }
 
     void AddSend() {
@@ -190,9 +188,33 @@ class Parser {
         file->excludes(text);
         send.add_flag_callback(
             "--no-answer", [this] { options_.waitsForAnswer = false; }, "Do not wait for an answer");
+        send.add_flag("--anyway", options_.sendsUnsafe, "Send even a text that would end the Mux or is never answered");
         send.callback([text, file] {
             if (text->empty() && file->empty()) {
                 throw CLI::RequiredError("text or --file");
+            }
+        });
+    }
+
+    void AddCheckConfig() {
+        CheckConfigOptions& check = options_.checkConfig;
+        CLI::App& command = AddCommand("check-config", kCheckConfigHelp, RunCheckConfig);
+        CLI::Option* const paths =
+            command.add_option("file", check.paths, "Configuration files, - for standard input; a folder with --all");
+        CLI::Option* const all = command.add_flag(
+            "--all", check.checksAllSites, "Check all sites of a folder, /etc/dw-hal-mux by default, and their ports");
+        command
+            .add_flag("--start", check.checksStart,
+                      "For the systemd unit; exit status 1 = the Mux must not be started with this file")
+            ->excludes(all);
+        command.callback([&check, paths] {
+            const bool isOne = check.paths.size() == 1;
+            if (!isOne && (check.checksStart || (check.checksAllSites && !check.paths.empty()))) {
+                throw CLI::ValidationError("check-config",
+                                           check.checksStart ? "--start takes one file" : "--all takes one folder");
+            }
+            if (paths->empty() && !check.checksAllSites) {
+                throw CLI::RequiredError("file");
             }
         });
     }

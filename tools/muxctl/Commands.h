@@ -15,8 +15,9 @@ namespace Muxctl {
 // Sends one request of this kind and prints the answer.
 int RunRequest(const RequestKind& kind, const Options& options, const Console& console);
 
-// Sends a text as it is and prints the answer, or does not wait for one. Throws UsageError when the file with the text
-// cannot be read, or the text fits no packet.
+// Sends a text as it is and prints the answer, or does not wait for one. Unless told otherwise, sends nothing that
+// would end the Mux or never be answered, and prints why. Throws UsageError when the file with the text cannot be read,
+// or the text fits no packet.
 int RunSend(const Options& options, const Console& console);
 
 // Sends a configuration, which is never answered. Throws UsageError when the file cannot be read, holds no JSON object,
@@ -30,8 +31,8 @@ int RunHealth(const Options& options, const Console& console);
 // MuxClient::ProtocolError.
 int RunWatch(const Options& options, const Console& console);
 
-// Checks a configuration file and prints the findings, including that it cannot be read. Connects to nothing and
-// changes nothing.
+// Checks configuration files and prints the findings, including that one cannot be read. Connects to nothing and
+// changes nothing. Throws UsageError if a folder has no site.
 int RunCheckConfig(const Options& options, const Console& console);
 
 }  // namespace Muxctl

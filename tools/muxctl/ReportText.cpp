@@ -18,6 +18,10 @@ const char* NameOf(Finding::Level level) {
     return level == Finding::Level::kError ? "error" : "warning";
 }
 
+const char* PriorityOf(Finding::Level level) {
+    return level == Finding::Level::kError ? "<3>" : "<4>";
+}
+
 std::string Counted(std::size_t count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
@@ -72,12 +76,20 @@ void WriteFinding(JsonWriter& writer, const Finding& finding) {
 
 }  // namespace
 
-void WriteReport(const ConfigurationReport& report, const std::string& file, const Style& style, std::ostream& output) {
+void WriteFindings(const Findings& findings, const std::string& file, const Style& style, Priorities priorities,
+                   std::ostream& output) {
     const std::string name = Printable(file);
-    for (const Finding& finding : report.findings) {
+    for (const Finding& finding : findings) {
+        if (priorities == Priorities::kJournal) {
+            output << PriorityOf(finding.level);
+        }
         output << FindingText(finding, name, style) << '\n';
     }
-    output << name << ": " << Verdict(report, style);
+}
+
+void WriteReport(const ConfigurationReport& report, const std::string& file, const Style& style, std::ostream& output) {
+    WriteFindings(report.findings, file, style, Priorities::kNone, output);
+    output << Printable(file) << ": " << Verdict(report, style);
 }
 
 void WriteJsonReport(const ConfigurationReport& report, const std::string& file, std::ostream& output) {

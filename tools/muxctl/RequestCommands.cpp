@@ -1,10 +1,15 @@
 // The commands that send one thing.
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "tools/client/Client.h"
 #include "tools/client/Packet.h"
+#include "tools/client/RequestCheck.h"
 #include "tools/muxctl/AnswerText.h"
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/ExitStatus.h"
@@ -62,8 +67,9 @@ int AskAndPrint(const Request& request, const std::string& title, const Options&
 
 std::string ReadFile(const std::string& path) {
     std::string text;
-    if (ReadInputFile(path, text) != Diagnostics::TextReading::kWhole) {
-        throw UsageError("cannot read " + path);
+    const Diagnostics::TextReading reading = ReadInputFile(path, text);
+    if (reading != Diagnostics::TextReading::kWhole) {
+        throw UsageError(path + " " + InputFaultText(reading));
     }
     return text;
 }
@@ -86,6 +92,30 @@ Request BuildConfigure(const Options& options) {
     }
 }
 
+const char* EffectOf(MuxClient::RequestHazard hazard) {
+    // By RequestHazard.
+    constexpr std::array kEffects = {"the Mux would abort", "the gateway would get a broken frame",
+                                     "the Mux would not answer"};
+    return kEffects.at(static_cast<std::size_t>(hazard));
+}
+
+// For people: "/Data/lockID is missing; the Mux would abort".
+std::string HazardText(const MuxClient::RequestFault& fault) {
+    return (fault.where.empty() ? "the text" : fault.where) + " " + fault.reason + "; " + EffectOf(fault.hazard);
+}
+
+// Whether the Mux can take the text; complains if it cannot.
+bool IsSafe(const std::string& text, const Console& console) {
+    const std::vector<MuxClient::RequestFault> faults = MuxClient::CheckRequest(text);
+    for (const MuxClient::RequestFault& fault : faults) {
+        console.Complain(HazardText(fault));
+    }
+    if (!faults.empty()) {
+        console.Complain("not sent; --anyway sends it all the same");
+    }
+    return faults.empty();
+}
+
 void SendOnly(const Request& request, const Options& options) {
     Client client(options.mux, options.timeout);
     client.SendOnly(request, options.timeout);
@@ -102,6 +132,9 @@ int RunRequest(const RequestKind& kind, const Options& options, const Console& c
 
 int RunSend(const Options& options, const Console& console) {
     const Request request = Fitting(Request::FromText(options.file.empty() ? options.text : ReadFile(options.file)));
+    if (!options.sendsUnsafe && !IsSafe(request.text, console)) {
+        return kUsageStatus;
+    }
     if (!options.waitsForAnswer) {
         SendOnly(request, options);
         return kAckStatus;

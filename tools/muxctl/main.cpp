@@ -7,6 +7,7 @@
 
 #include "tools/muxctl/CommandLine.h"
 #include "tools/muxctl/ExitStatus.h"
+#include "tools/muxctl/Journal.h"
 #include "tools/muxctl/UsageError.h"
 
 namespace {
@@ -24,7 +25,8 @@ bool CanSteer(int descriptor) {
 
 int Run(const Muxctl::CommandLine& commandLine) {
     const Muxctl::Style style(CanSteer(STDOUT_FILENO) && Variable("NO_COLOR").empty());
-    const Muxctl::Console console = {std::cout, std::cerr, style, CanSteer(STDERR_FILENO)};
+    const Muxctl::Console console = {std::cout, std::cerr, style, CanSteer(STDERR_FILENO),
+                                     Muxctl::IsJournal(STDOUT_FILENO)};
     try {
         return commandLine.command(commandLine.options, console);
     } catch (const Muxctl::UsageError& error) {

@@ -308,11 +308,43 @@ TEST(MuxctlTest, SendsATextAsItIs) {
 
 TEST(MuxctlTest, SendsWithoutWaitingWhenToldSo) {
     FakeMux mux;
-    const Ending ending = RunMuxctl(Words{"send", "--no-answer", "no JSON"} + mux.PortArguments());
+    const Ending ending = RunMuxctl(Words{"send", "--no-answer", "--anyway", "no JSON"} + mux.PortArguments());
     EXPECT_EQ(ending.status, 0);
     EXPECT_EQ(ending.output, "");
     mux.Accept();
     EXPECT_EQ(mux.ReceiveText(), "no JSON");
+}
+
+TEST(MuxctlTest, SaysWhyAFileCannotBeRead) {
+    const Testing::TemporaryFolder folder;
+    const std::string missing = folder.Path() / "none";
+    EXPECT_EQ(RunMuxctl({"send", "--file", missing}).error,
+              "muxctl: " + missing + " cannot be read: No such file or directory\n");
+    const std::string path = folder.Path().string();
+    EXPECT_EQ(RunMuxctl({"configure", path}).error, "muxctl: " + path + " cannot be read: Is a directory\n");
+}
+
+TEST(MuxctlTest, SendsNothingThatEndsTheMuxOrIsNeverAnswered) {
+    const Testing::ReservedPort port;
+    const std::string notSent = "muxctl: not sent; --anyway sends it all the same\n";
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {R"({"MessageCode":10,"Data":{}})",
+         "muxctl: /Data/gatewayID is missing; the Mux would abort\n"
+         "muxctl: /Data/lockID is missing; the Mux would abort\n"},
+        {"hello", "muxctl: the text is not JSON at byte 1: Invalid value; the Mux would not answer\n"},
+    };
+    for (const auto& [text, reasons] : rows) {
+        for (const Words& more : {Words{}, Words{"--no-answer"}}) {
+            const Ending ending = RunMuxctl(Words{"send", text, "--port", std::to_string(port.Number())} + more);
+            EXPECT_EQ(ending.status, 64);
+            EXPECT_EQ(ending.output, "");
+            EXPECT_EQ(ending.error, reasons + notSent);
+        }
+    }
+}
+
+TEST(MuxctlTest, SendsAnythingWhenToldSo) {
+    EXPECT_EQ(Exchanged({"send", "--anyway", "[1]"}).request, "[1]");
 }
 
 TEST(MuxctlTest, RefusesATextThatFitsNoPacketBeforeItConnects) {
