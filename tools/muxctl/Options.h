@@ -2,10 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tools/client/Client.h"
 #include "tools/muxctl/RequestKinds.h"
+#include "tools/muxctl/Site.h"
 
 namespace Muxctl {
 
@@ -14,6 +16,8 @@ struct Options {
     MuxClient::MuxAddress mux;
     std::chrono::milliseconds timeout = MuxClient::kDefaultTimeout;
     bool json = false;
+    // Of --config or --site, when one is given; its port is in `mux` unless the command line has another.
+    std::optional<Site> site;
 
     RequestOptions request;
     // How many events to wait for, 0 for no end.
