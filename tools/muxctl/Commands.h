@@ -19,16 +19,15 @@ int RunRequest(const RequestKind& kind, const Options& options, const Console& c
 // cannot be read, or the text fits no packet.
 int RunSend(const Options& options, const Console& console);
 
-// Sends a configuration, which is never answered. Throws UsageError when the file cannot be read, holds no JSON object,
-// or fits no packet.
-int RunConfigure(const Options& options, const Console& console);
-
 // Sends a request that the Mux refuses by itself, without any gateway: whatever answer comes, the Mux is at work.
 int RunHealth(const Options& options, const Console& console);
 
 // Prints events until it has the required number. Reconnects without limit, so of these two it throws only
 // MuxClient::ProtocolError.
 int RunWatch(const Options& options, const Console& console);
+
+// Lists the gateways and locks of the site. Throws UsageError without one. Connects to nothing.
+int RunLocks(const Options& options, const Console& console);
 
 // Checks a configuration file and prints the findings, including that it cannot be read. Connects to nothing and
 // changes nothing.

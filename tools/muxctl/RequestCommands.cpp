@@ -9,6 +9,7 @@
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/InputFile.h"
+#include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/Seconds.h"
 #include "tools/muxctl/UsageError.h"
 #include "tools/muxctl/WaitIndicator.h"
@@ -38,8 +39,12 @@ Outcome Ask(const Request& request, const Options& options, const Console& conso
     WaitIndicator indicator(console.error, console.hasIndicator);
     const Clock::time_point start = Clock::now();
     const auto draw = [&] { indicator.Draw(Since(start)); };
-    const std::optional<Message> answer = client.Ask(request, options.timeout, WaitIndicator::kPeriod, draw);
-    return {answer, Since(start)};
+    try {
+        const std::optional<Message> answer = client.Ask(request, options.timeout, WaitIndicator::kPeriod, draw);
+        return {answer, Since(start)};
+    } catch (const MuxClient::ConnectionError& error) {
+        throw MuxClient::ConnectionError(error.what() + std::string(kLostConnectionHint));
+    }
 }
 
 // `hint` goes on where the complaint ends.
@@ -53,7 +58,7 @@ int ComplainOfSilence(const Options& options, const Console& console, const std:
 int AskAndPrint(const Request& request, const std::string& title, const Options& options, const Console& console) {
     const Outcome outcome = Ask(request, options, console);
     if (!outcome.answer) {
-        return ComplainOfSilence(options, console, "; the request may still have been executed");
+        return ComplainOfSilence(options, console, SilenceHint(options) + "; the request may still have been executed");
     }
     console.PrintLine(options.json ? JsonLine(*outcome.answer)
                                    : AnswerText(*outcome.answer, title, outcome.elapsed, console.style));
@@ -76,14 +81,6 @@ Request Fitting(Request request) {
         throw UsageError(error.what());
     }
     return request;
-}
-
-Request BuildConfigure(const Options& options) {
-    try {
-        return Fitting(Request::Configure(ReadFile(options.file)));
-    } catch (const std::invalid_argument& error) {
-        throw UsageError(options.file + ": " + error.what());
-    }
 }
 
 void SendOnly(const Request& request, const Options& options) {
@@ -109,16 +106,10 @@ int RunSend(const Options& options, const Console& console) {
     return AskAndPrint(request, "request \"" + request.id + "\"", options, console);
 }
 
-int RunConfigure(const Options& options, const Console& console) {
-    SendOnly(BuildConfigure(options), options);
-    console.Complain("sent; the Mux ignores configuration messages: start it with --configFile");
-    return kAckStatus;
-}
-
 int RunHealth(const Options& options, const Console& console) {
     const Outcome outcome = Ask(Request::GetWhitelist({}), options, console);
     if (!outcome.answer) {
-        return ComplainOfSilence(options, console);
+        return ComplainOfSilence(options, console, kPortHint);
     }
     console.PrintLine(options.json ? JsonLine(*outcome.answer)
                                    : options.mux.host + ":" + std::to_string(options.mux.port) + " answers (" +

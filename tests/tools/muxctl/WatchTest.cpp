@@ -112,6 +112,7 @@ TEST(WatchTest, EndsWhenItTalksToSomethingElse) {
     mux.Send("220 mail.example.org\r\n");
     EXPECT_EQ(watch.WaitForExit(), 2);
     EXPECT_THAT(watch.ErrorOutput(), HasSubstr(" is not a Mux: "));
+    EXPECT_THAT(watch.ErrorOutput(), HasSubstr("; is this the Mux's port?\n"));
 }
 
 }  // namespace
