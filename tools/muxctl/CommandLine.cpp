@@ -167,6 +167,7 @@ class Parser {
         CLI::App& watch = AddCommand("watch", "Print events; reconnect when the Mux returns", RunWatch);
         AddInteger(watch, "-n,--count", options_.eventCount, "Exit after this many events; 0 = never", kCounts)
             ->capture_default_str();
+        watch.add_flag("--show-pins", options_.showsPins, "Print PINs, which are otherwise masked");
         AddSend();
         AddCommand("locks", "List the gateways and locks of --site or --config", RunLocks);
         AddCommand("health", "Check that the Mux answers; exit status 0 = yes, 2 = no", RunHealth);

@@ -22,6 +22,7 @@ struct Options {
     RequestOptions request;
     // How many events to wait for, 0 for no end.
     std::uint64_t eventCount = 0;
+    bool showsPins = false;
     // A JSON text, or the path of a file with one, "-" for standard input.
     std::string text;
     std::string file;

@@ -58,7 +58,7 @@ std::string RequestKind::FullName() const {
 
 const std::vector<RequestKind>& RequestKinds() {
     static const std::vector<RequestKind> kinds = {
-        {"", "status", "Read the status of a lock", kNoDuration, kNoEvent,
+        {"", "status", "Read battery, mechanics and reader of a lock; not whether it is open", kNoDuration, kNoEvent,
          kNoCard, Plain<Request::Status>},
         {"", "open", "Open a lock until it is closed", kNoDuration, kEvent, kNoCard, Open},
         {"", "close", "Close a lock", kNoDuration, kEvent, kNoCard, Close},

@@ -12,6 +12,7 @@
 namespace Muxctl {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Words = std::vector<std::string>;
@@ -78,6 +79,15 @@ TEST_F(SiteOptionsTest, SaysThatASiteDoesNotExist) {
     EXPECT_EQ(ending.status, 64);
     EXPECT_THAT(ending.error, StartsWith("muxctl: no site \"no such site\" in /etc/dw-hal-mux"));
     EXPECT_EQ(RunMuxctl({"locks", "--site", "hall", "--config", file_}).status, 64);
+}
+
+TEST_F(SiteOptionsTest, WatchShowsTheNamesOfLocks) {
+    FakeMux mux;
+    RunningProgram watch(MuxctlCommand(Words{"watch", "--count", "1", "--config", file_} + mux.PortArguments()));
+    mux.Accept();
+    mux.Send(R"({"Timestamp":1,"MessageID":"","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,"RFIDData":"0A"}})");
+    EXPECT_EQ(watch.WaitForExit(), 0);
+    EXPECT_THAT(watch.Output(), EndsWith("gateway 1  lock 5 (Front door)  card 0A\n"));
 }
 
 TEST(HostOptionTest, TakesThePortBehindTheHost) {
