@@ -80,7 +80,7 @@ class Parser {
             app_.parse(argumentCount, arguments);
             Take();
         } catch (const CLI::ParseError& error) {
-            TakeEnd(error);
+            TakeEnd(error, {arguments + 1, arguments + argumentCount});
         } catch (const UsageError& error) {
             Complain(error.what());
         }
@@ -201,9 +201,9 @@ class Parser {
 
     static void Complain(const std::string& text) { std::cerr << "muxctl: " << Printable(text) << std::endl; }
 
-    void TakeEnd(const CLI::ParseError& error) {
+    void TakeEnd(const CLI::ParseError& error, const std::vector<std::string>& words) {
         if (error.get_exit_code() != 0) {
-            Complain(UsageFault(app_, error));
+            Complain(UsageFault(app_, error, words));
             std::cerr << "Run '" << CalledCommandName(app_) << " --help' for details\n";
             return;
         }

@@ -24,7 +24,8 @@ bool IsMuxAnswering(const Options& options) {
 }  // namespace
 
 std::string SilenceHint(const Options& options) {
-    return IsMuxAnswering(options) ? ", though the Mux itself answers" : kPortHint;
+    const std::string warning = "; the request may still have been executed";
+    return IsMuxAnswering(options) ? ", though the Mux itself answers" + warning : warning + kPortHint;
 }
 
 }  // namespace Muxctl

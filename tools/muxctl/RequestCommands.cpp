@@ -58,7 +58,7 @@ int ComplainOfSilence(const Options& options, const Console& console, const std:
 int AskAndPrint(const Request& request, const std::string& title, const Options& options, const Console& console) {
     const Outcome outcome = Ask(request, options, console);
     if (!outcome.answer) {
-        return ComplainOfSilence(options, console, SilenceHint(options) + "; the request may still have been executed");
+        return ComplainOfSilence(options, console, SilenceHint(options));
     }
     console.PrintLine(options.json ? JsonLine(*outcome.answer)
                                    : AnswerText(*outcome.answer, title, outcome.elapsed, console.style));

@@ -82,6 +82,19 @@ std::string UnknownOption(const CLI::App& command, const std::string& word) {
     return "unknown option " + name + (nearest.empty() ? "" : "; did you mean --" + std::string(nearest) + "?");
 }
 
+// As in "-lock", which the parser takes for -l with the value "ock"; empty if there is none.
+std::string OptionWithOneDash(const CLI::App& command, const std::vector<std::string>& words) {
+    const Views options = OptionsOf(command);
+    for (const std::string& word : words) {
+        const std::string name = word.substr(0, word.find('='));
+        const bool hasOneDash = name.size() > 2 && name[0] == '-' && name[1] != '-';
+        if (hasOneDash && std::find(options.begin(), options.end(), WithoutDashes(name)) != options.end()) {
+            return name;
+        }
+    }
+    return "";
+}
+
 std::string UnknownCommand(const CLI::App& app, const std::string& word) {
     const auto useless = std::find_if(kUselessCommands.begin(), kUselessCommands.end(),
                                       [&](const UselessCommand& command) { return word == command.name; });
@@ -109,8 +122,12 @@ std::string MissingCommand(const CLI::App& app) {
 
 }  // namespace
 
-std::string UsageFault(const CLI::App& app, const CLI::ParseError& error) {
+std::string UsageFault(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& words) {
     const CLI::App& command = CalledCommand(app);
+    const std::string oneDash = OptionWithOneDash(command, words);
+    if (!oneDash.empty()) {
+        return "unknown option " + oneDash + "; did you mean -" + oneDash + "?";
+    }
     const std::string unknown = UnknownWordIn(app);
     if (!unknown.empty()) {
         return UnknownWord(command, unknown);

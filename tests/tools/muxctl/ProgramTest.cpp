@@ -111,7 +111,7 @@ TEST(MuxctlTest, EndsWithTwoWithoutAConnection) {
 TEST(MuxctlTest, EndsWithTwoWithoutAnAnswer) {
     FakeMux silent;
     const std::string port = "; is this the Mux's port?";
-    const std::string hint = port + "; the request may still have been executed";
+    const std::string hint = "; the request may still have been executed" + port;
     const std::vector<std::pair<Words, std::string>> commands = {
         {Words{"open"} + kLock, hint}, {{"send", "{}"}, hint}, {{"health"}, port}};
     for (const auto& [arguments, more] : commands) {

@@ -34,6 +34,7 @@ TEST(UsageTest, NamesTheWrongWordAndTheNearestRightOne) {
          "unknown command \"clean\"; did you mean \"clear\"?\nRun 'muxctl whitelist --help' for details\n"},
         {{"open", "--gatway", "1", "--lock", "5"}, "unknown option --gatway; did you mean --gateway?" + kDetailsOfOpen},
         {{"open", "--gateway", "1", "--lokc=5"}, "unknown option --lokc; did you mean --lock?" + kDetailsOfOpen},
+        {{"open", "-gateway", "1", "-lock=5"}, "unknown option -gateway; did you mean --gateway?" + kDetailsOfOpen},
         {{"open", "--hots", "mux"}, "unknown option --hots; did you mean --host?" + kDetailsOfOpen},
         {{"health", "stray"}, "unexpected argument \"stray\"\nRun 'muxctl health --help' for details\n"},
         {{"health", "\033[2J"}, "unexpected argument \"?[2J\"\nRun 'muxctl health --help' for details\n"},
