@@ -19,8 +19,8 @@ from programs import DEADLINE, PlayError, Program, free_port, wait_until
 
 CARD = "04A1B2C3"
 USUAL_GATEWAY_PORT, USUAL_PORT = 2101, 5555
-SIMULATOR_SIZE = (94, 19)
-MUXCTL_SIZE = (72, 19)
+SIMULATOR_SIZE = (94, 20)
+MUXCTL_SIZE = (72, 20)
 
 # Pixels: a character, and the space around a terminal.
 CHARACTER_WIDTH, LINE_HEIGHT, MARGIN, TITLE_HEIGHT = 7.2, 16, 10, 22

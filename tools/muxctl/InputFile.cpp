@@ -5,6 +5,8 @@
 #include <iostream>
 #include <system_error>
 
+#include "tools/muxctl/UsageError.h"
+
 namespace Muxctl {
 
 Diagnostics::TextReading ReadInputFile(const std::string& path, std::string& text) {
@@ -26,6 +28,15 @@ std::string InputFaultText(Diagnostics::TextReading reading) {
     const std::string fault = Diagnostics::FaultText(reading);
     const bool hasReason = reading == Diagnostics::TextReading::kFailed && reason != 0;
     return hasReason ? fault + ": " + std::generic_category().message(reason) : fault;
+}
+
+std::string ReadWholeFile(const std::string& path) {
+    std::string text;
+    const Diagnostics::TextReading reading = ReadInputFile(path, text);
+    if (reading != Diagnostics::TextReading::kWhole) {
+        throw UsageError(path + " " + InputFaultText(reading));
+    }
+    return text;
 }
 
 }  // namespace Muxctl

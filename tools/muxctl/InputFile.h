@@ -13,4 +13,7 @@ Diagnostics::TextReading ReadInputFile(const std::string& path, std::string& tex
 // because it takes the reason from errno; not for kWhole.
 std::string InputFaultText(Diagnostics::TextReading reading);
 
+// The same; throws UsageError with the reason if it cannot be read.
+std::string ReadWholeFile(const std::string& path);
+
 }  // namespace Muxctl

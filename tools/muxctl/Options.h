@@ -31,6 +31,7 @@ struct Options {
     RequestOptions request;
     // How many events to wait for, 0 for no end.
     std::uint64_t eventCount = 0;
+    bool showsPins = false;
     // A JSON text, or the path of a file with one, "-" for standard input.
     std::string text;
     std::string file;
@@ -38,6 +39,16 @@ struct Options {
     // Whether a text is sent that would end the Mux or never be answered.
     bool sendsUnsafe = false;
     CheckConfigOptions checkConfig;
+
+    // Of commands that can do without a gateway.
+    std::optional<std::int32_t> gateway;
+    // Of health: every gateway of the site.
+    bool checksAll = false;
+    // Of batch: also after a NACK or a missing answer.
+    bool keepsGoing = false;
+    // Of whitelist load.
+    bool clears = false;
+    bool resumes = false;
 };
 
 }  // namespace Muxctl

@@ -58,7 +58,7 @@ SiteGateway GatewayFrom(const Mux::Configuration::GatewayConfiguration& configur
     return gateway;
 }
 
-std::optional<std::uint16_t> ReadPort(const std::vector<std::string>& environment) {
+std::optional<std::uint16_t> PortIn(const std::vector<std::string>& environment) {
     std::optional<std::uint16_t> port;
     for (const std::string& file : environment) {
         if (const std::optional<std::string> text = VariableInFile(file, kPortVariable)) {
@@ -143,7 +143,7 @@ Site ReadSite(const SiteSource& source) {
     const MuxConfigurationData configuration = ParseConfiguration(source.configuration);
     std::transform(configuration.gateways.begin(), configuration.gateways.end(), std::back_inserter(site.gateways),
                    GatewayFrom);
-    site.port = ReadPort(source.environment);
+    site.port = PortIn(source.environment);
     return site;
 }
 

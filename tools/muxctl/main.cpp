@@ -5,9 +5,11 @@
 #include <iostream>
 #include <string>
 
+#include "tools/client/Errors.h"
 #include "tools/muxctl/CommandLine.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/Journal.h"
+#include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/UsageError.h"
 
 namespace {
@@ -32,6 +34,9 @@ int Run(const Muxctl::CommandLine& commandLine) {
     } catch (const Muxctl::UsageError& error) {
         console.Complain(error.what());
         return Muxctl::kUsageStatus;
+    } catch (const MuxClient::ProtocolError& error) {
+        console.Complain(error.what() + std::string(Muxctl::kPortHint));
+        return Muxctl::kNoAnswerStatus;
     } catch (const std::exception& error) {
         console.Complain(error.what());
         return Muxctl::kNoAnswerStatus;

@@ -77,8 +77,6 @@ TEST(MuxctlSystemTest, PrintsARefusal) {
     const Ending unknownLock = RunWith(system, {"open", "--gateway", "1", "--lock", "77"});
     EXPECT_EQ(unknownLock.status, 1);
     EXPECT_THAT(unknownLock.output, HasSubstr(": No route for device address 77 on gateway 1 ("));
-    EXPECT_EQ(RunWith(system, ForLock({"whitelist", "get"})).status, 1);
-    EXPECT_EQ(RunWith(system, ForLock({"access-allowed"})).status, 1);
 }
 
 TEST(MuxctlSystemTest, EndsWithTwoWhenTheGatewayIsSilent) {
@@ -86,7 +84,7 @@ TEST(MuxctlSystemTest, EndsWithTwoWhenTheGatewayIsSilent) {
     SystemTest::RunCommands(system.Gateway(), "fault silence");
     const Ending ending = RunWith(system, ForLock({"status"}), "3");
     EXPECT_EQ(ending.status, 2);
-    EXPECT_THAT(ending.error, HasSubstr("no answer"));
+    EXPECT_THAT(ending.error, HasSubstr(" within 3.0 s, though the Mux itself answers; the request may"));
 }
 
 TEST(MuxctlSystemTest, SeesWhetherTheMuxIsThere) {
@@ -147,12 +145,12 @@ TEST_F(WatchSystemTest, GoesOnWhenTheMuxGoesAwayAndComesBack) {
 // arguments, knows the Mux's port and has enough of the events.
 class ManualExampleTest : public testing::Test {
   protected:
-    // The lines of the page's only display.
+    // The lines of the only display among the page's examples.
     static std::string Script() {
         std::ifstream page(MUXCTL_MANUAL);
         const std::string text{std::istreambuf_iterator<char>(page), std::istreambuf_iterator<char>()};
         const std::string start = ".Bd -literal -offset indent\n";
-        const std::size_t begin = text.find(start) + start.size();
+        const std::size_t begin = text.find(start, text.find(".Sh EXAMPLES")) + start.size();
         return text.substr(begin, text.find(".Ed\n", begin) - begin);
     }
 
