@@ -149,7 +149,8 @@ void Client::Connection::OnSent(const asio::error_code& error) {
 
 void Client::Connection::Fail(const asio::error_code& error) {
     const std::string reason = error == asio::error::eof ? "" : ": " + error.message();
-    failure_ = std::make_exception_ptr(ConnectionError(name_ + " has closed the connection" + reason));
+    const std::string what = error == asio::error::timed_out ? " no longer responds" : " has closed the connection";
+    failure_ = std::make_exception_ptr(ConnectionError(name_ + what + reason));
 }
 
 bool Client::Connection::DeliverMessage() {

@@ -301,25 +301,42 @@ TEST_F(ClientTest, DoesNotSendWhatItForgotBefore) {
     ExpectReceived({ToGateway(1, "a"), ToGateway(1, "c")});
 }
 
-// An option of the client's socket: the one among this process's whose peer is the listening port.
-int TcpOptionTowards(int port, int option) {
+// The client's socket: the one among this process's whose peer is the listening port.
+int SocketTowards(int port) {
     for (int descriptor = 3; descriptor < 1024; ++descriptor) {
         sockaddr_in peer = {};
         socklen_t size = sizeof(peer);
         if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && ntohs(peer.sin_port) == port) {
-            int value = -1;
-            size = sizeof(value);
-            getsockopt(descriptor, IPPROTO_TCP, option, &value, &size);
-            return value;
+            return descriptor;
         }
     }
     return -1;
 }
 
 TEST_F(ClientTest, NoticesWithinHalfAMinuteThatTheHostIsGone) {
-    const auto option = [this](int name) { return TcpOptionTowards(listener_.Port(), name); };
+    const auto option = [this](int name) {
+        int value = -1;
+        socklen_t size = sizeof(value);
+        getsockopt(SocketTowards(listener_.Port()), IPPROTO_TCP, name, &value, &size);
+        return value;
+    };
     EXPECT_LE(option(TCP_KEEPIDLE) + option(TCP_KEEPINTVL) * option(TCP_KEEPCNT), 30);
     EXPECT_EQ(option(TCP_USER_TIMEOUT), 30000);
+}
+
+// A peer that takes nothing is all that one machine has for a host that is gone, and here half a minute is short.
+TEST_F(ClientTest, SaysWhenTheHostIsGone) {
+    const int milliseconds = 100;
+    ASSERT_EQ(
+        setsockopt(SocketTowards(listener_.Port()), IPPROTO_TCP, TCP_USER_TIMEOUT, &milliseconds, sizeof(milliseconds)),
+        0);
+    const Request large = Request::FromText(std::string(65000, ' '));
+    const auto sendMuch = [&] {
+        for (int count = 0; count < 1000; ++count) {
+            client_.SendOnly(large, kLong);
+        }
+    };
+    EXPECT_THAT(sendMuch, ThrowsMessage<ConnectionError>(HasSubstr(" no longer responds: ")));
 }
 
 TEST_F(ClientTest, TakesWhatHasComeAlreadyWithoutWaiting) {
