@@ -40,7 +40,7 @@ const char* const kFooter =
 
 const char* const kCommandFooter = "\nGlobal options: see 'muxctl --help'";
 
-const char* const kCheckConfigHelp = "Check a configuration file; exit status 0 = valid, 1 = warnings, 2 = unusable";
+const char* const kCheckConfigHelp = "Check configuration files; exit status 0 = valid, 1 = warnings, 2 = unusable";
 
 struct Bounds {
     std::int64_t lowest;
