@@ -1,7 +1,6 @@
 #include "tools/muxctl/Site.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <iterator>
 #include <string_view>
@@ -27,14 +26,12 @@ constexpr const char* kPortVariable = "MUX_PORT";
 
 std::string ReadConfiguration(const std::string& file) {
     std::string text;
-    errno = 0;
     const Diagnostics::TextReading reading = ReadInputFile(file, text);
-    if (reading == Diagnostics::TextReading::kWhole) {
-        return text;
+    if (reading != Diagnostics::TextReading::kWhole) {
+        const std::string fault = InputFaultText(reading);
+        throw UsageError(file + " " + fault);
     }
-    const int error = errno;
-    throw UsageError(file + " " + Diagnostics::FaultText(reading) +
-                     (error == 0 ? "" : ": " + std::generic_category().message(error)));
+    return text;
 }
 
 MuxConfigurationData ParseConfiguration(const std::string& file) {
