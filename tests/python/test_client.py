@@ -1,6 +1,9 @@
 """The client for threads against the real Mux."""
 
 import concurrent.futures
+import socket
+import subprocess
+import sys
 import threading
 import unittest
 
@@ -112,6 +115,13 @@ class LifeTest(unittest.TestCase):
         client = dwmux.Client()
         client.close()
         client.close()
+
+    def test_a_program_may_end_without_closing(self):
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            code = f"import dwmux; client = dwmux.Client(port={server.getsockname()[1]}); client.connect()"
+            ended = subprocess.run([sys.executable, "-B", "-X", "dev", "-c", code], capture_output=True, text=True,
+                                   timeout=support.DEADLINE)
+        self.assertEqual((ended.returncode, ended.stderr), (0, ""))
 
     def test_nobody_listens(self):
         bound = support.free_socket()

@@ -3,6 +3,7 @@
 import os
 import pathlib
 import re
+import signal
 import sys
 import textwrap
 import unittest
@@ -26,6 +27,7 @@ class DocumentsTest(support.SystemTest):
         self.gateway.wait_for_request("OPEN_LOCK lock 5")
         self.gateway.command("card 5 04A1B2C3")
         self.gateway.wait_for_request("OPEN_CLOSE_LOCK (event) lock 5")
+        program.stop(signal.SIGINT, -signal.SIGINT)
 
 
 class HelpTest(unittest.TestCase):

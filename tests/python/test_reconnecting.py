@@ -6,6 +6,7 @@ import threading
 import unittest
 
 import dwmux
+import programs
 import support
 from dwmux import CardPresented, ConnectionLost, NotSent, Reconnected, Timeouts
 from dwmux._reconnecting import ReconnectDelays
@@ -19,6 +20,12 @@ class LostConnectionTest(support.SystemTest):
         client = self.enterContext(dwmux.Client(port=self.system.port, timeouts=timeouts))
         self.system.wait_for_clients(1)
         return client
+
+    def lose_mux(self):
+        """Stops the Mux and waits until the client knows it: what is sent before is lost."""
+        with self.assertLogs("dwmux", "WARNING") as log:
+            self.system.stop_mux()
+            programs.wait_until(lambda: log.records, "the end of the connection")
 
     def test_a_request_under_way_is_never_sent_again(self):
         client = self.client()
@@ -38,7 +45,7 @@ class LostConnectionTest(support.SystemTest):
     def test_events_go_on_behind_a_restart_and_say_so(self):
         client = self.client()
         events = client.events()
-        self.system.stop_mux()
+        self.lose_mux()
         self.system.start_mux()
         reconnected = events.next(support.DEADLINE)
         self.assertIsInstance(reconnected, Reconnected)
@@ -51,7 +58,7 @@ class LostConnectionTest(support.SystemTest):
     def test_a_request_waits_until_the_mux_is_there_and_ready(self):
         client = self.client(Timeouts(answer=5, reconnect=0.2))
         self.gateway.command("fault delay 1200 always")
-        self.system.stop_mux()
+        self.lose_mux()
         with concurrent.futures.ThreadPoolExecutor(1) as pool:
             request = pool.submit(client.open_lock, 1, 5)
             self.system.launch_mux()
@@ -60,7 +67,7 @@ class LostConnectionTest(support.SystemTest):
 
     def test_a_request_is_not_sent_when_the_mux_stays_away(self):
         client = self.client(Timeouts(start=0.5, reconnect=0.2))
-        self.system.stop_mux()
+        self.lose_mux()
         self.assertRaisesRegex(NotSent, "^not sent within 0.5 s: ", client.open_lock, 1, 5)
 
     def test_a_program_may_start_before_the_mux(self):

@@ -49,7 +49,7 @@ const char* const kVersionHelp = "Print version and exit";
 
 const char* const kCommandFooter = "\nGlobal options: see 'muxctl --help'";
 
-const char* const kCheckConfigHelp = "Check a configuration file; exit status 0 = valid, 1 = warnings, 2 = unusable";
+const char* const kCheckConfigHelp = "Check configuration files; exit status 0 = valid, 1 = warnings, 2 = unusable";
 
 const char* const kHealthHelp = "Check that the Mux, and gateways, answer; exit status 0 = all, 1 = not all, 2 = none";
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <numeric>
 
 namespace Muxctl {
 namespace {
@@ -23,28 +24,27 @@ bool IsSame(char first, char second) {
 // characters of `word` to every beginning of `known`.
 class WordDistance {
   public:
-    WordDistance(std::string_view word, std::string_view known) : word_(word), known_(known) {}
+    WordDistance(std::string_view word, std::string_view known)
+        : word_(word), known_(known), rowBefore_(known.size() + 1), row_(known.size() + 1), next_(known.size() + 1) {}
 
     std::size_t Count() {
-        for (std::size_t column = 0; column <= known_.size(); ++column) {
-            row_.push_back(column);
-        }
+        std::iota(row_.begin(), row_.end(), std::size_t{0});
         for (std::size_t index = 1; index <= word_.size(); ++index) {
-            AddRow(index);
+            ComputeRow(index);
         }
         return row_.back();
     }
 
   private:
-    void AddRow(std::size_t index) {
-        std::vector<std::size_t> next = {index};
+    void ComputeRow(std::size_t index) {
+        next_[0] = index;
         for (std::size_t column = 1; column <= known_.size(); ++column) {
             const std::size_t replaced = row_[column - 1] + (IsSame(word_[index - 1], known_[column - 1]) ? 0 : 1);
-            const std::size_t nearest = std::min({replaced, row_[column] + 1, next.back() + 1});
-            next.push_back(IsSwapped(index, column) ? std::min(nearest, rowBefore_[column - 2] + 1) : nearest);
+            const std::size_t nearest = std::min({replaced, row_[column] + 1, next_[column - 1] + 1});
+            next_[column] = IsSwapped(index, column) ? std::min(nearest, rowBefore_[column - 2] + 1) : nearest;
         }
         rowBefore_.swap(row_);
-        row_.swap(next);
+        row_.swap(next_);
     }
 
     // Whether the two characters before these positions are the same in reverse order.
@@ -57,6 +57,7 @@ class WordDistance {
     std::string_view known_;
     std::vector<std::size_t> rowBefore_;
     std::vector<std::size_t> row_;
+    std::vector<std::size_t> next_;
 };
 
 // How many changes a misspelling of `known` may have.

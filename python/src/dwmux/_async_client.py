@@ -24,9 +24,6 @@ logger = logging.getLogger("dwmux")
 # A Mux that has just started asks each gateway for its counter. A request before a slow gateway has told it is lost.
 STARTING_MUX = 3.0
 
-# The Mux counts a frame when it has left. The answer of a very quick gateway may be here before that.
-PAUSE_BEHIND_ANSWER = 0.05
-
 
 class AsyncClient:
     """Client of the Mux for programs with asyncio:
@@ -180,8 +177,7 @@ class AsyncClient:
             trouble = self._trouble or f"gateway {request.gateway} is busy"
             raise NotSent(f"not sent within {self._timeouts.start:g} s: {trouble}") from None
         outcome = connection.send(request, self._timeouts.answer)
-        loop = asyncio.get_running_loop()
-        outcome.add_done_callback(lambda _: loop.call_later(PAUSE_BEHIND_ANSWER, turn.release))
+        outcome.add_done_callback(lambda _: turn.release())
         return outcome
 
     async def _take_turn(self, turn: asyncio.Lock) -> Connection:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import asyncio
+import atexit
 import ssl
 import threading
 import types
@@ -69,6 +70,8 @@ class Client:
             raise RuntimeError("connect() may be called once")
         self._thread = _LoopThread()
         self._client = self._make_client()
+        # A loop that runs on while the interpreter ends complains of its tasks.
+        atexit.register(self.close)
         try:
             self._thread.run(self._client.connect(wait=wait))
         except BaseException:
@@ -79,6 +82,7 @@ class Client:
         """Closes the connection. Requests under way end in ConnectionLost, others in NotSent, event iterators end."""
         if self._thread is not None and self._client is not None:
             self._thread.stop(self._client.close())
+        atexit.unregister(self.close)
 
     def open_lock(self, gateway: int, lock: int, *, for_event: bool = False) -> None:
         """Opens a lock until it is closed. With `for_event` it answers a CardPresented, as in the methods below."""

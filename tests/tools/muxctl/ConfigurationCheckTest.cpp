@@ -36,6 +36,7 @@ std::string WithDevices(const std::string& devices) {
 const std::string kNoDoor = "; the Mux connects to no gateway, and no door works";
 const std::string kLeftOut = "; the Mux leaves this gateway out, and its doors do not work";
 const std::string kAborts = "; the Mux would abort at every start, and no door works";
+const std::string kZero = "; the Mux uses 0; only requests for gateway 0 reach its doors";
 const std::string kUnused = "; the Mux leaves this gateway out anyway";
 const std::string kExits = "; the Mux would exit after every start, and no door works";
 
@@ -117,8 +118,7 @@ TEST(ConfigurationCheckTest, WarnsOfWrongTypes) {
         {"all of a gateway",
          WithGateway(R"("ID":"1","Description":null,"IpAddress":false,"Port":"2101","Devices":{})"),
          true,
-         {"Gateways[0].ID: must be an integer, not the string \"1\"; the Mux uses 0; only requests for gateway 0 reach "
-          "its doors",
+         {"Gateways[0].ID: must be an integer, not the string \"1\"" + kZero,
           "Gateways[0].Description: must be a string, not null; the gateway has no name; its doors work",
           "Gateways[0].IpAddress: must be a string, not false" + kLeftOut,
           "Gateways[0].Port: must be an integer, not the string \"2101\"" + kLeftOut,
@@ -147,8 +147,8 @@ TEST(ConfigurationCheckTest, WarnsOfValuesThatMakeNoSense) {
         {"nothing in a gateway",
          WithGateway(""),
          true,
-         {"Gateways[0].ID: is missing; the Mux uses 0; only requests for gateway 0 reach its doors",
-          "Gateways[0].IpAddress: is missing" + kLeftOut, "Gateways[0].Port: is missing" + kLeftOut}},
+         {"Gateways[0].ID: is missing" + kZero, "Gateways[0].IpAddress: is missing" + kLeftOut,
+          "Gateways[0].Port: is missing" + kLeftOut}},
         {"a port of which no use is made, for want of an address",
          WithGateway(R"("ID":1,"IpAddress":"","Port":65536)"),
          true,
