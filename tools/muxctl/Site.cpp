@@ -1,7 +1,6 @@
 #include "tools/muxctl/Site.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <iterator>
 #include <string_view>
@@ -27,14 +26,12 @@ constexpr const char* kPortVariable = "MUX_PORT";
 
 std::string ReadConfiguration(const std::string& file) {
     std::string text;
-    errno = 0;
     const Diagnostics::TextReading reading = ReadInputFile(file, text);
-    if (reading == Diagnostics::TextReading::kWhole) {
-        return text;
+    if (reading != Diagnostics::TextReading::kWhole) {
+        const std::string fault = InputFaultText(reading);
+        throw UsageError(file + " " + fault);
     }
-    const int error = errno;
-    throw UsageError(file + " " + Diagnostics::FaultText(reading) +
-                     (error == 0 ? "" : ": " + std::generic_category().message(error)));
+    return text;
 }
 
 MuxConfigurationData ParseConfiguration(const std::string& file) {
@@ -58,15 +55,19 @@ SiteGateway GatewayFrom(const Mux::Configuration::GatewayConfiguration& configur
     return gateway;
 }
 
+std::uint16_t PortFrom(const std::string& file, const std::string& text) {
+    const std::string fault = CheckPort(text);
+    if (!fault.empty()) {
+        throw UsageError(file + ": " + kPortVariable + " " + fault);
+    }
+    return static_cast<std::uint16_t>(std::stoi(text));
+}
+
 std::optional<std::uint16_t> PortIn(const std::vector<std::string>& environment) {
     std::optional<std::uint16_t> port;
     for (const std::string& file : environment) {
         if (const std::optional<std::string> text = VariableInFile(file, kPortVariable)) {
-            const std::string fault = CheckPort(*text);
-            if (!fault.empty()) {
-                throw UsageError(file + ": " + kPortVariable + " " + fault);
-            }
-            port = static_cast<std::uint16_t>(std::stoi(*text));
+            port = PortFrom(file, *text);
         }
     }
     return port;
