@@ -58,15 +58,19 @@ SiteGateway GatewayFrom(const Mux::Configuration::GatewayConfiguration& configur
     return gateway;
 }
 
+std::uint16_t PortFrom(const std::string& file, const std::string& text) {
+    const std::string fault = CheckPort(text);
+    if (!fault.empty()) {
+        throw UsageError(file + ": " + kPortVariable + " " + fault);
+    }
+    return static_cast<std::uint16_t>(std::stoi(text));
+}
+
 std::optional<std::uint16_t> PortIn(const std::vector<std::string>& environment) {
     std::optional<std::uint16_t> port;
     for (const std::string& file : environment) {
         if (const std::optional<std::string> text = VariableInFile(file, kPortVariable)) {
-            const std::string fault = CheckPort(*text);
-            if (!fault.empty()) {
-                throw UsageError(file + ": " + kPortVariable + " " + fault);
-            }
-            port = static_cast<std::uint16_t>(std::stoi(*text));
+            port = PortFrom(file, *text);
         }
     }
     return port;

@@ -86,7 +86,7 @@ std::string UnknownOption(const CLI::App& command, const std::string& word) {
 std::string OptionWithOneDash(const CLI::App& command, const std::vector<std::string>& words) {
     const Views options = OptionsOf(command);
     for (const std::string& word : words) {
-        const std::string name = word.substr(0, word.find('='));
+        std::string name = word.substr(0, word.find('='));
         const bool hasOneDash = name.size() > 2 && name[0] == '-' && name[1] != '-';
         if (hasOneDash && std::find(options.begin(), options.end(), WithoutDashes(name)) != options.end()) {
             return name;
@@ -138,9 +138,10 @@ std::string UsageFault(const CLI::App& app, const CLI::ParseError& error, const 
 }
 
 std::string CalledCommandName(const CLI::App& app) {
-    std::string name;
-    for (const CLI::App* command = &CalledCommand(app); command != nullptr; command = command->get_parent()) {
-        name = command->get_name() + (name.empty() ? "" : " ") + name;
+    const CLI::App* command = &CalledCommand(app);
+    std::string name = command->get_name();
+    while ((command = command->get_parent()) != nullptr) {
+        name.insert(0, command->get_name() + " ");
     }
     return name;
 }
