@@ -1,5 +1,6 @@
 #include "tools/muxctl/AddressOptions.h"
 
+#include "tools/muxctl/BulkOptions.h"
 #include "tools/muxctl/HostText.h"
 #include "tools/muxctl/IntegerOption.h"
 #include "tools/muxctl/UsageError.h"
@@ -54,7 +55,7 @@ void MuxOptions::Take() {
 void LockOptions::AddTo(CLI::App& command) {
     CLI::Option* const name = command.add_option("name", name_, "Name of the lock in the site, instead of --lock");
     command.add_option("-g,--gateway", gateway_, "ID of the gateway, or its name in the site")->type_name("ID");
-    AddInteger(command, "-l,--lock", options_.request.lock.lock, "ID of the lock", kIds)->excludes(name);
+    AddLocks(command, options_.request)->excludes(name);
     commands_.push_back(&command);
 }
 

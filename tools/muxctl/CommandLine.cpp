@@ -1,6 +1,7 @@
 #include "tools/muxctl/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <limits>
@@ -11,6 +12,7 @@
 
 #include "mux/Version.h"
 #include "tools/muxctl/AddressOptions.h"
+#include "tools/muxctl/BulkOptions.h"
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/IntegerOption.h"
@@ -69,6 +71,28 @@ class Parser {
         AddOthers();
         AddInformation();
         app_.footer(kFooter);
+    }
+
+    // For a line of a batch: requests only.
+    Parser(CommandLine& result, const Options& common) : result_(result), options_(result.options) {
+        options_ = common;
+        options_.request = {};
+        app_.require_subcommand(1);
+        app_.set_help_flag();
+        AddRequests();
+    }
+
+    // Throws UsageError.
+    std::vector<RequestStep> ParseRequest(const std::vector<std::string>& words) {
+        try {
+            app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+            lock_.Take();
+        } catch (const CLI::ParseError& error) {
+            throw UsageError(UsageFault(app_, error, words));
+        }
+        const auto& kinds = RequestKinds();
+        const auto isMeant = [this](const RequestKind& kind) { return ParentOf(kind).got_subcommand(kind.name); };
+        return StepsFor(*std::find_if(kinds.begin(), kinds.end(), isMeant), options_.request);
     }
 
     void Parse(int argumentCount, const char* const* arguments) {
@@ -171,6 +195,7 @@ class Parser {
         AddSend();
         AddCommand("locks", "List the gateways and locks of --site or --config", RunLocks);
         AddCommand("health", "Check that the Mux answers; exit status 0 = yes, 2 = no", RunHealth);
+        AddBatchOptions(AddCommand("batch", "Send the requests of a file, one after the other", RunBatch), options_);
         AddCommand("check-config", kCheckConfigHelp, RunCheckConfig)
             .add_option("file", options_.file, "Configuration file, - for standard input")
             ->required();
@@ -252,6 +277,11 @@ CommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {
     CommandLine result;
     Parser(result).Parse(argumentCount, arguments);
     return result;
+}
+
+std::vector<RequestStep> ParseRequest(const std::vector<std::string>& words, const Options& common) {
+    CommandLine line;
+    return Parser(line, common).ParseRequest(words);
 }
 
 }  // namespace Muxctl

@@ -12,7 +12,8 @@ namespace Muxctl {
 // These throw MuxClient::ConnectionError without a connection to the Mux, and MuxClient::ProtocolError if the peer is
 // not a Mux.
 
-// Sends one request of this kind and prints the answer.
+// Sends a request of this kind to each lock of the options, one after the other, and prints the answers. Returns the
+// worst exit status of them.
 int RunRequest(const RequestKind& kind, const Options& options, const Console& console);
 
 // Sends a text as it is and prints the answer, or does not wait for one. Throws UsageError when the file with the text
@@ -21,6 +22,10 @@ int RunSend(const Options& options, const Console& console);
 
 // Sends a request that the Mux refuses by itself, without any gateway: whatever answer comes, the Mux is at work.
 int RunHealth(const Options& options, const Console& console);
+
+// Sends the requests of a file, each when the last one is answered. Reports what is wrong with the file before it
+// connects.
+int RunBatch(const Options& options, const Console& console);
 
 // Prints events until it has the required number. Reconnects without limit, so of these two it throws only
 // MuxClient::ProtocolError.

@@ -27,6 +27,9 @@ struct Options {
     std::string text;
     std::string file;
     bool waitsForAnswer = true;
+
+    // Of batch: also after a NACK or a missing answer.
+    bool keepsGoing = false;
 };
 
 }  // namespace Muxctl

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "json/RapidJson.h"
+#include "tools/muxctl/Counted.h"
 
 // Needs the settings of the former.
 #include <rapidjson/memorystream.h>
@@ -16,10 +17,6 @@ using JsonWriter = rapidjson::Writer<rapidjson::OStreamWrapper>;
 
 const char* NameOf(Finding::Level level) {
     return level == Finding::Level::kError ? "error" : "warning";
-}
-
-std::string Counted(std::size_t count, const std::string& what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 std::string FindingText(const Finding& finding, const std::string& file, const Style& style) {

@@ -145,12 +145,12 @@ TEST_F(WatchSystemTest, GoesOnWhenTheMuxGoesAwayAndComesBack) {
 // arguments, knows the Mux's port and has enough of the events.
 class ManualExampleTest : public testing::Test {
   protected:
-    // The lines of the page's only display.
+    // The lines of the only display among the page's examples.
     static std::string Script() {
         std::ifstream page(MUXCTL_MANUAL);
         const std::string text{std::istreambuf_iterator<char>(page), std::istreambuf_iterator<char>()};
         const std::string start = ".Bd -literal -offset indent\n";
-        const std::size_t begin = text.find(start) + start.size();
+        const std::size_t begin = text.find(start, text.find(".Sh EXAMPLES")) + start.size();
         return text.substr(begin, text.find(".Ed\n", begin) - begin);
     }
 
