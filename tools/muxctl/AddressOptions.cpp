@@ -52,6 +52,16 @@ void MuxOptions::Take() {
     }
 }
 
+CLI::Option* GatewayOption::AddTo(CLI::App& command, const std::string& help) {
+    return command.add_option("-g,--gateway", gateway_, help)->type_name("ID");
+}
+
+void GatewayOption::Take() {
+    if (!gateway_.empty()) {
+        options_.gateway = GatewayOf(options_.site, gateway_);
+    }
+}
+
 void LockOptions::AddTo(CLI::App& command) {
     CLI::Option* const name = command.add_option("name", name_, "Name of the lock in the site, instead of --lock");
     command.add_option("-g,--gateway", gateway_, "ID of the gateway, or its name in the site")->type_name("ID");

@@ -30,7 +30,22 @@ class MuxOptions {
     CLI::Option* file_ = nullptr;
 };
 
-// The lock of a request: its ID with that of its gateway, or its name in the site.
+// The gateway of a command that can do without one.
+class GatewayOption {
+  public:
+    explicit GatewayOption(Options& options) : options_(options) {}
+
+    // For each such command.
+    CLI::Option* AddTo(CLI::App& command, const std::string& help);
+    // Sets the gateway if it was given; the site must be known. Throws UsageError.
+    void Take();
+
+  private:
+    Options& options_;
+    std::string gateway_;
+};
+
+// The lock of a request, or a list of locks: its ID with that of its gateway, or its name in the site.
 class LockOptions {
   public:
     explicit LockOptions(Options& options) : options_(options) {}

@@ -50,6 +50,11 @@ CLI::Option* AddLocks(CLI::App& command, RequestOptions& request) {
         ->type_name("INT[,INT...]");
 }
 
+void AddHealthOptions(CLI::App& command, Options& options, GatewayOption& gateway) {
+    CLI::Option* const one = gateway.AddTo(command, "Check this gateway too: its ID, or its name in the site");
+    command.add_flag("--all", options.checksAll, "Check every gateway of --site or --config too")->excludes(one);
+}
+
 void AddBatchOptions(CLI::App& command, Options& options) {
     command.add_option("file", options.file, "File with one request per line, - for standard input")->required();
     command.add_flag("--keep-going", options.keepsGoing, "Go on after a NACK or a missing answer");

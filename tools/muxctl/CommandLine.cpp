@@ -51,6 +51,8 @@ const char* const kCommandFooter = "\nGlobal options: see 'muxctl --help'";
 
 const char* const kCheckConfigHelp = "Check a configuration file; exit status 0 = valid, 1 = warnings, 2 = unusable";
 
+const char* const kHealthHelp = "Check that the Mux, and gateways, answer; exit status 0 = all, 1 = not all, 2 = none";
+
 constexpr Bounds kDurations = {1, 255};
 constexpr Bounds kCounts = {0, std::numeric_limits<std::int64_t>::max()};
 
@@ -194,7 +196,7 @@ class Parser {
         watch.add_flag("--show-pins", options_.showsPins, "Print PINs, which are otherwise masked");
         AddSend();
         AddCommand("locks", "List the gateways and locks of --site or --config", RunLocks);
-        AddCommand("health", "Check that the Mux answers; exit status 0 = yes, 2 = no", RunHealth);
+        AddHealthOptions(AddCommand("health", kHealthHelp, RunHealth), options_, gateway_);
         AddBatchOptions(AddCommand("batch", "Send the requests of a file, one after the other", RunBatch), options_);
         AddCommand("check-config", kCheckConfigHelp, RunCheckConfig)
             .add_option("file", options_.file, "Configuration file, - for standard input")
@@ -248,6 +250,7 @@ class Parser {
     void Take() {
         options_.timeout = std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         mux_.Take();
+        gateway_.Take();
         lock_.Take();
         for (const auto& [subcommand, command] : commands_) {
             if (subcommand->parsed()) {
@@ -263,6 +266,7 @@ class Parser {
     Options& options_;
     double timeoutSeconds_ = std::chrono::duration<double>(MuxClient::kDefaultTimeout).count();
     MuxOptions mux_{options_};
+    GatewayOption gateway_{options_};
     LockOptions lock_{options_};
     CLI::App app_{kDescription, "muxctl"};
     CLI::App* help_ = nullptr;

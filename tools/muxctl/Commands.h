@@ -20,7 +20,9 @@ int RunRequest(const RequestKind& kind, const Options& options, const Console& c
 // cannot be read, or the text fits no packet.
 int RunSend(const Options& options, const Console& console);
 
-// Sends a request that the Mux refuses by itself, without any gateway: whatever answer comes, the Mux is at work.
+// Without a gateway, sends a request that the Mux refuses by itself: whatever answer comes, the Mux is at work. With
+// one, or all of the site, asks these, and reports a missing connection as a result too. Throws UsageError when there
+// is no site.
 int RunHealth(const Options& options, const Console& console);
 
 // Sends the requests of a file, each when the last one is answered. Reports what is wrong with the file before it

@@ -28,6 +28,10 @@ struct Options {
     std::string file;
     bool waitsForAnswer = true;
 
+    // Of commands that can do without a gateway.
+    std::optional<std::int32_t> gateway;
+    // Of health: every gateway of the site.
+    bool checksAll = false;
     // Of batch: also after a NACK or a missing answer.
     bool keepsGoing = false;
 };

@@ -1,19 +1,10 @@
 #include "tools/muxctl/ReportText.h"
 
-#include <algorithm>
-#include <string_view>
-
-#include "json/RapidJson.h"
 #include "tools/muxctl/Counted.h"
-
-// Needs the settings of the former.
-#include <rapidjson/memorystream.h>
-#include <rapidjson/ostreamwrapper.h>
+#include "tools/muxctl/JsonLines.h"
 
 namespace Muxctl {
 namespace {
-
-using JsonWriter = rapidjson::Writer<rapidjson::OStreamWrapper>;
 
 const char* NameOf(Finding::Level level) {
     return level == Finding::Level::kError ? "error" : "warning";
@@ -33,30 +24,6 @@ std::string Verdict(const ConfigurationReport& report, const Style& style) {
     return report.findings.empty() ? style.Paint(Colour::kGreen, "valid") + ": " + content
                                    : style.Paint(Colour::kYellow, "usable") + ", with " +
                                          Counted(report.findings.size(), "warning") + ": " + content;
-}
-
-// How many bytes the character at the front of `text` has, 0 when it is none.
-std::size_t CharacterSize(std::string_view text) {
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    unsigned character = 0;
-    return rapidjson::UTF8<>::Decode(stream, &character) ? stream.Tell() : 0;
-}
-
-// `text` with a replacement character for every byte that belongs to none: a configuration's keys may have any bytes.
-std::string InUtf8(std::string_view text) {
-    std::string valid;
-    while (!text.empty()) {
-        const std::size_t size = CharacterSize(text);
-        valid.append(size == 0 ? "\uFFFD" : text.substr(0, size));
-        text.remove_prefix(std::max<std::size_t>(size, 1));
-    }
-    return valid;
-}
-
-void Write(JsonWriter& writer, const char* key, const std::string& text) {
-    const std::string valid = InUtf8(text);
-    writer.Key(key);
-    writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
 }
 
 void WriteFinding(JsonWriter& writer, const Finding& finding) {

@@ -6,14 +6,11 @@
 
 #include "tools/client/Client.h"
 #include "tools/client/Packet.h"
-#include "tools/muxctl/AnswerText.h"
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/Conversation.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/InputFile.h"
-#include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/RequestStep.h"
-#include "tools/muxctl/Seconds.h"
 #include "tools/muxctl/UsageError.h"
 
 namespace Muxctl {
@@ -58,18 +55,6 @@ int RunSend(const Options& options, const Console& console) {
         return kAckStatus;
     }
     return Conversation(options, console).AskAndPrint(request, "request \"" + request.id + "\"");
-}
-
-int RunHealth(const Options& options, const Console& console) {
-    Conversation conversation(options, console);
-    const Conversation::Outcome outcome = conversation.Ask(Request::GetWhitelist({}));
-    if (!outcome.answer) {
-        return conversation.ComplainOfSilence("", kPortHint);
-    }
-    console.PrintLine(options.json ? JsonLine(*outcome.answer)
-                                   : options.mux.host + ":" + std::to_string(options.mux.port) + " answers (" +
-                                         SecondsText(outcome.elapsed) + ")");
-    return kAckStatus;
 }
 
 }  // namespace Muxctl
