@@ -70,6 +70,7 @@ class Parser {
         app_.footer(kCommandFooter);
         AddCommonOptions();
         AddRequests();
+        AddCardFiles();
         AddOthers();
         AddInformation();
         app_.footer(kFooter);
@@ -120,7 +121,11 @@ class Parser {
     }
 
     CLI::App& AddCommand(const std::string& name, const std::string& help, const Command& command) {
-        CLI::App& subcommand = Add(app_, name, help);
+        return AddCommandTo(app_, name, help, command);
+    }
+
+    CLI::App& AddCommandTo(CLI::App& parent, const std::string& name, const std::string& help, const Command& command) {
+        CLI::App& subcommand = Add(parent, name, help);
         commands_.emplace_back(&subcommand, command);
         return subcommand;
     }
@@ -175,13 +180,7 @@ class Parser {
         subcommand.add_option("--card", card.data, "Bytes of the card in hexadecimal, as in events")
             ->required()
             ->check(CheckCard);
-        subcommand.add_flag("--uid", card.isUid, "The bytes are the card's UID, at most 10");
-        AddInteger(subcommand, "--setup", card.setupNumber, "Setup number, 0 to 255; always 0 with --uid",
-                   kSetupNumbers)
-            ->capture_default_str();
-        AddInteger(subcommand, "--options", card.options, "Option of an added card: 0, or 1 for all other numbers",
-                   kOptions)
-            ->capture_default_str();
+        AddCardDetails(subcommand, card);
         subcommand.callback([&card] {
             if (card.isUid && card.data.size() > 2 * MuxClient::kLongestUid) {
                 throw CLI::ValidationError("--card", "must be at most 10 bytes with --uid");
@@ -210,6 +209,16 @@ class Parser {
         });
         help_ = &Add(app_, "help", "Print the help of a command");
         help_->add_option("command", helpWords_, "Command, such as: whitelist add");
+    }
+
+    void AddCardFiles() {
+        CLI::App& whitelist = *groups_.at("whitelist");
+        CLI::App& load =
+            AddCommandTo(whitelist, "load", "Enable whitelists and add the cards of a file", RunWhitelistLoad);
+        AddCardFileOptions(load, options_, gateway_);
+        AddLoadOptions(load, options_);
+        AddCardFileOptions(AddCommandTo(whitelist, "check", "Check a file for load", RunWhitelistCheck), options_,
+                           gateway_);
     }
 
     void AddSend() {

@@ -29,6 +29,13 @@ int RunHealth(const Options& options, const Console& console);
 // connects.
 int RunBatch(const Options& options, const Console& console);
 
+// Loads the cards of a file into whitelists and prints what came of it; a lost connection is a part of that. Throws
+// UsageError when the file cannot be read or an unfinished load cannot be continued.
+int RunWhitelistLoad(const Options& options, const Console& console);
+
+// Prints what is wrong with such a file. Connects to nothing.
+int RunWhitelistCheck(const Options& options, const Console& console);
+
 // Prints events until it has the required number. Reconnects without limit, so of these two it throws only
 // MuxClient::ProtocolError.
 int RunWatch(const Options& options, const Console& console);

@@ -34,6 +34,9 @@ struct Options {
     bool checksAll = false;
     // Of batch: also after a NACK or a missing answer.
     bool keepsGoing = false;
+    // Of whitelist load.
+    bool clears = false;
+    bool resumes = false;
 };
 
 }  // namespace Muxctl

@@ -72,6 +72,8 @@ TEST(CompletionTest, OffersFilesWhereAFileStands) {
     EXPECT_THAT(Offers({"check-config", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"--config", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"send", "--file", start}), UnorderedElementsAre(file));
+    EXPECT_THAT(Offers({"batch", start}), UnorderedElementsAre(file));
+    EXPECT_THAT(Offers({"whitelist", "load", "--clear", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"check-config", "--j"}), UnorderedElementsAre("--json"));
 }
 

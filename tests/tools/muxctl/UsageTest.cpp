@@ -51,7 +51,7 @@ TEST(UsageTest, NamesWhatIsMissing) {
     const std::vector<Misuse> rows = {
         {{"open"}, "--gateway is required" + kDetailsOfOpen},
         {{"open", "-g", "1"}, "--lock is required" + kDetailsOfOpen},
-        {{"whitelist"}, "whitelist requires a command: add, remove, clear, enable, disable\n"},
+        {{"whitelist"}, "whitelist requires a command: add, remove, clear, enable, disable, load, check\n"},
         {{"--json"}, "muxctl requires a command: status, open, "},
         {{"locks"}, "locks requires --site or --config\n"},
         {{"open", "Front door"}, "\"Front door\" is the name of a lock, which requires --site or --config\n"},
