@@ -1,4 +1,5 @@
 """The TLS entrance of the examples for stunnel: certificates made as they say, a door opened through both ends."""
+import os
 import re
 import shlex
 import subprocess
@@ -36,7 +37,9 @@ class TlsEntrance(ExampleTest):
         return port
 
     def start_stunnel(self, end, changes):
-        text = adapted(f"stunnel-{end}.conf", {**changes, "/etc/stunnel/": f"{self.folder}/"})
+        # Only root may change the user.
+        user = {} if os.getuid() == 0 else {"setuid = stunnel4\nsetgid = stunnel4\n": ""}
+        text = adapted(f"stunnel-{end}.conf", {**changes, **user, "/etc/stunnel/": f"{self.folder}/"})
         stunnel = self.start("stunnel4", self.write(f"{end}.conf", text))
         stunnel.wait_for("Configuration successful", deadline=DEADLINE)
         return stunnel
