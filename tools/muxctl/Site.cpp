@@ -24,18 +24,8 @@ using Names = std::vector<std::string>;
 
 constexpr const char* kPortVariable = "MUX_PORT";
 
-std::string ReadConfiguration(const std::string& file) {
-    std::string text;
-    const Diagnostics::TextReading reading = ReadInputFile(file, text);
-    if (reading != Diagnostics::TextReading::kWhole) {
-        const std::string fault = InputFaultText(reading);
-        throw UsageError(file + " " + fault);
-    }
-    return text;
-}
-
 MuxConfigurationData ParseConfiguration(const std::string& file) {
-    const std::string text = ReadConfiguration(file);
+    const std::string text = ReadWholeFile(file);
     MuxConfigurationData configuration;
     try {
         if (!Mux::Configuration::MuxConfigurationParser().ParseText(text, configuration)) {
