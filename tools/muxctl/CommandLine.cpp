@@ -53,8 +53,6 @@ const char* const kCheckConfigHelp = "Check configuration files; exit status 0 =
 
 const char* const kHealthHelp = "Check that the Mux, and gateways, answer; exit status 0 = all, 1 = not all, 2 = none";
 
-const char* const kHealthHelp = "Check that the Mux, and gateways, answer; exit status 0 = all, 1 = not all, 2 = none";
-
 constexpr Bounds kDurations = {1, 255};
 constexpr Bounds kCounts = {0, std::numeric_limits<std::int64_t>::max()};
 

@@ -39,14 +39,4 @@ std::string ReadWholeFile(const std::string& path) {
     return text;
 }
 
-std::string ReadWholeFile(const std::string& path) {
-    std::string text;
-    errno = 0;
-    if (ReadInputFile(path, text) != Diagnostics::TextReading::kWhole) {
-        const int reason = errno;
-        throw UsageError("cannot read " + path + (reason == 0 ? "" : ": " + std::generic_category().message(reason)));
-    }
-    return text;
-}
-
 }  // namespace Muxctl
