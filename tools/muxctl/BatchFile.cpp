@@ -43,7 +43,7 @@ class WordCutter {
         if (end == std::string::npos) {
             throw UsageError(std::string("the quote ") + quote + " has no end");
         }
-        const std::string text = line_.substr(position_, end - position_);
+        std::string text = line_.substr(position_, end - position_);
         position_ = end + 1;
         return text;
     }
