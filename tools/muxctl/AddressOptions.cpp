@@ -1,5 +1,7 @@
 #include "tools/muxctl/AddressOptions.h"
 
+#include <algorithm>
+
 #include "tools/muxctl/BulkOptions.h"
 #include "tools/muxctl/HostText.h"
 #include "tools/muxctl/IntegerOption.h"
@@ -53,11 +55,13 @@ void MuxOptions::Take() {
 }
 
 CLI::Option* GatewayOption::AddTo(CLI::App& command, const std::string& help) {
-    return command.add_option("-g,--gateway", gateway_, help)->type_name("ID");
+    CLI::Option* const option = command.add_option("-g,--gateway", gateway_, help)->type_name("ID");
+    added_.push_back(option);
+    return option;
 }
 
 void GatewayOption::Take() {
-    if (!gateway_.empty()) {
+    if (std::any_of(added_.begin(), added_.end(), [](const CLI::Option* option) { return option->count() > 0; })) {
         options_.gateway = GatewayOf(options_.site, gateway_);
     }
 }

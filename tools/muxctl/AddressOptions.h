@@ -43,6 +43,7 @@ class GatewayOption {
   private:
     Options& options_;
     std::string gateway_;
+    std::vector<const CLI::Option*> added_;
 };
 
 // The lock of a request, or a list of locks: its ID with that of its gateway, or its name in the site.

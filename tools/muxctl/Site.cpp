@@ -90,6 +90,10 @@ struct Found {
 // The only one of those found. `kind` is what was looked for and `names` what there is.
 const Found& OnlyOne(const std::vector<Found>& found, const std::string& kind, const std::string& name,
                      const Names& names) {
+    // A script's empty variable must not choose a lock that has no name.
+    if (name.empty()) {
+        throw UsageError("the name of a " + kind + " must not be empty");
+    }
     if (found.empty()) {
         throw UsageError("no " + kind + " is named \"" + name + "\"" + HintAt(name, names));
     }
@@ -104,6 +108,18 @@ const Found& OnlyOne(const std::vector<Found>& found, const std::string& kind, c
 }
 
 }  // namespace
+
+Names NamesOfSites(const std::string& folder) {
+    Names sites;
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(folder, ignored)) {
+        if (entry.path().extension() == ".json") {
+            sites.push_back(entry.path().stem().string());
+        }
+    }
+    std::sort(sites.begin(), sites.end());
+    return sites;
+}
 
 SiteSource SiteNamed(const std::string& name, const std::string& folder, const std::string& defaults) {
     if (name.empty() || name.find('/') != std::string::npos) {

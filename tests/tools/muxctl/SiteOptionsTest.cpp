@@ -44,6 +44,9 @@ TEST_F(SiteOptionsTest, RefuseANameThatIsNotInTheSite) {
     const std::vector<std::pair<Words, std::string>> rows = {
         {{"open", "Front dor"}, "no lock is named \"Front dor\"; did you mean \"Front door\"?\n"},
         {{"open", "Gate", "--gateway", "Hall"}, "no lock is named \"Gate\"\n"},
+        {{"open", ""}, "the name of a lock must not be empty\n"},
+        {{"open", "--gateway", "", "--lock", "5"}, "the name of a gateway must not be empty\n"},
+        {{"health", "--gateway", ""}, "the name of a gateway must not be empty\n"},
         {{"open", "--gateway", "Halle", "--lock", "5"}, "no gateway is named \"Halle\"; did you mean \"Hall\"?\n"},
     };
     for (const auto& [arguments, error] : rows) {

@@ -117,6 +117,13 @@ TEST_F(SiteTest, DoesNotChooseBetweenLocksOfOneName) {
     EXPECT_THAT([&] { FindLock(site, "Front door", -2); }, ThrowsMessage<UsageError>(HasSubstr("no lock is named")));
 }
 
+// As a script gives it whose variable is not set; lock 9 has no name.
+TEST_F(SiteTest, HasNothingOfAnEmptyName) {
+    const Site site = ReadSite({folder_.Write("nameless.json", R"({"Gateways":[{"ID":3,"Devices":[{"ID":9}]}]})"), {}});
+    EXPECT_THAT([&] { FindLock(site, ""); }, ThrowsMessage<UsageError>("the name of a lock must not be empty"));
+    EXPECT_THAT([&] { FindGateway(site, ""); }, ThrowsMessage<UsageError>("the name of a gateway must not be empty"));
+}
+
 // 70000 is 65536 and 4464.
 TEST_F(SiteTest, NamesTheLockOfAnEventByItsLowBits) {
     const Site site = ReadHall();
