@@ -20,6 +20,31 @@ namespace {
 
 constexpr mode_t kJournalMode = 0600;
 
+using Steps = std::set<std::string>;
+
+// Forgets the cards that were added to a lock before this removal: "clear 1 5" takes "add 1 5 ..." away.
+void TakeRemoval(const std::string& key, Steps& steps) {
+    const std::size_t address = key.find(' ');
+    if (key.substr(0, address) != LoadStep::NameOf(LoadStep::Kind::kClear)) {
+        return;
+    }
+    const std::string cards = LoadStep::NameOf(LoadStep::Kind::kAdd) + key.substr(address) + " ";
+    auto step = steps.lower_bound(cards);
+    while (step != steps.end() && step->compare(0, cards.size(), cards) == 0) {
+        step = steps.erase(step);
+    }
+}
+
+// The steps that have succeeded and still count.
+Steps StepsIn(std::istream& journal) {
+    Steps steps;
+    for (std::string key; std::getline(journal, key);) {
+        TakeRemoval(key, steps);
+        steps.insert(key);
+    }
+    return steps;
+}
+
 }  // namespace
 
 LoadJournal::~LoadJournal() {
@@ -42,10 +67,7 @@ void LoadJournal::Resume(const std::string& target, LoadPlan& plan) {
     if (found != target) {
         throw UsageError(path_ + " is of a load for " + found + ", not " + target);
     }
-    std::set<std::string> done;
-    for (std::string line; std::getline(journal, line);) {
-        done.insert(line);
-    }
+    const Steps done = StepsIn(journal);
     std::set<std::pair<std::int32_t, std::int32_t>> cleared;
     for (LoadStep& step : plan) {
         const std::pair<std::int32_t, std::int32_t> lock = {step.lock.gateway, step.lock.lock};
@@ -80,8 +102,10 @@ void LoadJournal::Open(int flags) {
 }
 
 void LoadJournal::Write(const std::string& line) const {
-    if (write(descriptor_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path_);
+    const ssize_t written = write(descriptor_, line.data(), line.size());
+    if (written != static_cast<ssize_t>(line.size())) {
+        // A part is written only when the disk is full.
+        throw std::system_error(written < 0 ? errno : ENOSPC, std::generic_category(), "cannot write " + path_);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "tools/muxctl/LoadPlan.h"
 
@@ -21,8 +22,8 @@ class LoadJournal {
 
     // Begins a new load for this target in place of an earlier one. Throws UsageError if it cannot be written.
     void Start(const std::string& target);
-    // Continues a load: marks the steps of the plan that have succeeded. Cards from before a removal that is still to
-    // come do not count. Throws UsageError if there is none, if it has another target, or if it cannot be written.
+    // Continues a load: marks the steps of the plan that have succeeded. Cards from before a removal, done or still
+    // to come, do not count. Throws UsageError if there is none, if it has another target, or if it cannot be written.
     void Resume(const std::string& target, LoadPlan& plan);
 
     // Throws std::system_error if it cannot be written.

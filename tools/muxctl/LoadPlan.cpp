@@ -17,6 +17,10 @@ std::string CardKey(const MuxClient::Card& card) {
 
 }  // namespace
 
+const char* LoadStep::NameOf(Kind kind) {
+    return kKindNames.at(static_cast<std::size_t>(kind));
+}
+
 Request LoadStep::Build() const {
     switch (kind) {
         case Kind::kEnable:
@@ -32,8 +36,8 @@ Request LoadStep::Build() const {
 }
 
 std::string LoadStep::Key() const {
-    return std::string(kKindNames.at(static_cast<std::size_t>(kind))) + " " + std::to_string(lock.gateway) + " " +
-           std::to_string(lock.lock) + (kind == Kind::kAdd ? CardKey(card.card) : "");
+    return std::string(NameOf(kind)) + " " + std::to_string(lock.gateway) + " " + std::to_string(lock.lock) +
+           (kind == Kind::kAdd ? CardKey(card.card) : "");
 }
 
 LoadPlan PlanLoad(const CardFile& file, bool clears) {

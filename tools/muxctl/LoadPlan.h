@@ -34,6 +34,8 @@ struct LoadStep {
     std::string reason = {};
     std::int32_t error = 0;
 
+    // "enable", "disable", "clear" or "add".
+    static const char* NameOf(Kind kind);
     // With a new identifier.
     MuxClient::Request Build() const;
     // What makes it this step, in one line: "add 1 5 04A1B2C3 uid 0 1".

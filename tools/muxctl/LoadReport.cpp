@@ -16,15 +16,10 @@ namespace {
 using Kind = LoadStep::Kind;
 using State = LoadStep::State;
 
-constexpr std::array kRequestNames = {"enable", "disable", "clear", "add"};
 constexpr std::array kFailureNames = {"not sent", "", "", "refused", "unanswered", "not sent"};
 
 std::string FailureName(const LoadStep& step) {
     return kFailureNames.at(static_cast<std::size_t>(step.state));
-}
-
-std::string RequestName(const LoadStep& step) {
-    return kRequestNames.at(static_cast<std::size_t>(step.kind));
 }
 
 std::string LockText(const LoadStep& step) {
@@ -40,7 +35,7 @@ std::string ReasonText(const LoadStep& step) {
 std::string FailureText(const LoadStep& step) {
     const bool isCard = step.kind == Kind::kAdd;
     const std::string name = step.card.name.empty() ? "" : " (" + step.card.name + ")";
-    return (isCard ? step.card.place + ": " : "") + RequestName(step) + ", " + LockText(step) +
+    return (isCard ? step.card.place + ": " : "") + LoadStep::NameOf(step.kind) + ", " + LockText(step) +
            (isCard ? ", card " + step.card.card.data + name : "") + ": " + ReasonText(step);
 }
 
@@ -83,7 +78,7 @@ std::string SumsOf(const LoadPlan& plan, std::size_t earlier) {
 void WriteFailure(JsonWriter& writer, const LoadStep& step) {
     writer.StartObject();
     Write(writer, "State", FailureName(step));
-    Write(writer, "Request", RequestName(step));
+    Write(writer, "Request", LoadStep::NameOf(step.kind));
     writer.Key("Gateway");
     writer.Int(step.lock.gateway);
     writer.Key("Lock");

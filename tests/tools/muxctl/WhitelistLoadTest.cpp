@@ -201,6 +201,12 @@ TEST_F(ResumeTest, SendsAllCardsBehindANewRemoval) {
                 ElementsAre(HasSubstr(R"("MessageCode":22)"), HasSubstr("04A1"), HasSubstr("04A2"), HasSubstr("04A3")));
 }
 
+// The second card was added before the lock was cleared, the first one also after.
+TEST_F(ResumeTest, SendsCardsAgainThatARemovalTookAway) {
+    folder_.Write("cards.csv.journal", Journal() + "add 1 5 04A2 data 0 0\nclear 1 5\nadd 1 5 04A1 data 0 0\n");
+    EXPECT_THAT(RequestsOf({"--resume", "--clear"}), ElementsAre(HasSubstr("04A2"), HasSubstr("04A3")));
+}
+
 TEST_F(ResumeTest, SendsALineAgainThatWasCutOff) {
     folder_.Write("cards.csv.journal", "127.0.0.1:" + std::to_string(mux_.Port()) + "\nenable 1 5\nadd 1 5 04A1 da");
     EXPECT_EQ(RequestsOf({"--resume"}).size(), 3U);
