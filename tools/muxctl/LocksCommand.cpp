@@ -1,12 +1,12 @@
-#include "json/RapidJson.h"
+#include <sstream>
+
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/ExitStatus.h"
+#include "tools/muxctl/JsonLines.h"
 #include "tools/muxctl/UsageError.h"
 
 namespace Muxctl {
 namespace {
-
-using LockLineWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 
 // "gateway 1  Hall"; completion reads these lines.
 std::string EntryText(const char* kind, std::int32_t id, const std::string& name) {
@@ -24,22 +24,22 @@ std::string LocksText(const Site& site) {
     return text;
 }
 
-void WriteIdAndName(LockLineWriter& writer, const char* kind, std::int32_t id, const std::string& name) {
-    writer.Key((kind + std::string("ID")).c_str());
+void WriteIdAndName(JsonWriter& writer, const std::string& kind, std::int32_t id, const std::string& name) {
+    writer.Key((kind + "ID").c_str());
     writer.Int(id);
-    writer.Key((kind + std::string("Name")).c_str());
-    writer.String(name.data(), static_cast<rapidjson::SizeType>(name.size()));
+    Write(writer, (kind + "Name").c_str(), name);
 }
 
 // One line; the IDs have the names that they have in events.
 std::string LockJson(const SiteGateway& gateway, const SiteLock& lock) {
-    rapidjson::StringBuffer buffer;
-    LockLineWriter writer(buffer);
+    std::ostringstream text;
+    rapidjson::OStreamWrapper stream(text);
+    JsonWriter writer(stream);
     writer.StartObject();
     WriteIdAndName(writer, "gateway", gateway.id, gateway.name);
     WriteIdAndName(writer, "lock", lock.id, lock.name);
     writer.EndObject();
-    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
+    return text.str() + "\n";
 }
 
 std::string LocksJson(const Site& site) {

@@ -77,6 +77,13 @@ TEST_F(SiteOptionsTest, ListTheLocks) {
                            "\n"));
 }
 
+TEST_F(SiteOptionsTest, ListNamesThatAreNotUtf8) {
+    const std::string file =
+        folder_.Write("odd.json", "{\"Gateways\":[{\"ID\":1,\"Devices\":[{\"ID\":5,\"Name\":\"\xFF\"}]}]}");
+    EXPECT_EQ(RunMuxctl({"locks", "--json", "--config", file}).output,
+              "{\"gatewayID\":1,\"gatewayName\":\"\",\"lockID\":5,\"lockName\":\"\uFFFD\"}\n");
+}
+
 TEST_F(SiteOptionsTest, SaysThatASiteDoesNotExist) {
     const Ending ending = RunMuxctl({"locks", "--site", "no such site"});
     EXPECT_EQ(ending.status, 64);
