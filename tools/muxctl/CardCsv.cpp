@@ -141,7 +141,8 @@ class CsvCards {
         bool isGood = true;
         for (const CsvField& field : header) {
             const CardColumn* const column = FindColumn(Lower(field.text));
-            const bool isTwice = std::find(columns_.begin(), columns_.end(), column) != columns_.end();
+            const bool isTwice =
+                column != nullptr && std::find(columns_.begin(), columns_.end(), column) != columns_.end();
             if (column == nullptr || isTwice) {
                 collector_.Refuse(PlaceOf(field.position) + (isTwice ? "a second column \"" : "no column \"") +
                                   field.text + "\"; there may be " + ColumnNames());

@@ -84,6 +84,8 @@ TEST(CardCsvTest, RefusesAHeaderThatIsNotClear) {
     const std::string columns = "; there may be gateway, lock, card, uid, setup, options, name";
     EXPECT_THAT(Read("card,crad\n04,05\n", kNothingRequired).faults,
                 ElementsAre("cards:1:6: no column \"crad\"" + columns));
+    EXPECT_THAT(Read("card,crad,dcar\n04,05,06\n", kNothingRequired).faults,
+                ElementsAre("cards:1:6: no column \"crad\"" + columns, "cards:1:11: no column \"dcar\"" + columns));
     EXPECT_THAT(Read("card,Card\n04,05\n", kNothingRequired).faults,
                 ElementsAre("cards:1:6: a second column \"Card\"" + columns));
     EXPECT_THAT(Read("", kNothingRequired).faults,
