@@ -50,8 +50,7 @@ int SendBatch(const Batch& batch, const Options& options, const Console& console
 }  // namespace
 
 int RunBatch(const Options& options, const Console& console) {
-    const std::string file = options.file == "-" ? "standard input" : options.file;
-    const Batch batch = ReadBatch(file, ReadWholeFile(options.file), options);
+    const Batch batch = ReadBatch(InputName(options.file), ReadWholeFile(options.file), options);
     if (!batch.faults.empty()) {
         return RefuseBatch(batch, console);
     }

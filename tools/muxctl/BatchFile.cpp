@@ -1,5 +1,6 @@
 #include "tools/muxctl/BatchFile.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "tools/muxctl/CommandLine.h"

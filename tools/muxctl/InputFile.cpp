@@ -9,6 +9,10 @@
 
 namespace Muxctl {
 
+std::string InputName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
+}
+
 Diagnostics::TextReading ReadInputFile(const std::string& path, std::string& text) {
     errno = 0;
     if (path == "-") {
@@ -34,7 +38,7 @@ std::string ReadWholeFile(const std::string& path) {
     std::string text;
     const Diagnostics::TextReading reading = ReadInputFile(path, text);
     if (reading != Diagnostics::TextReading::kWhole) {
-        throw UsageError(path + " " + InputFaultText(reading));
+        throw UsageError(InputName(path) + " " + InputFaultText(reading));
     }
     return text;
 }

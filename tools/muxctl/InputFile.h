@@ -6,6 +6,9 @@
 
 namespace Muxctl {
 
+// The name of a file for people: "standard input" if the path is "-".
+std::string InputName(const std::string& path);
+
 // Reads a whole file, or standard input if the path is "-". After kFailed errno has the reason.
 Diagnostics::TextReading ReadInputFile(const std::string& path, std::string& text);
 

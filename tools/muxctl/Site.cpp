@@ -22,8 +22,6 @@ namespace fs = std::filesystem;
 using Mux::Configuration::MuxConfigurationData;
 using Names = std::vector<std::string>;
 
-constexpr const char* kPortVariable = "MUX_PORT";
-
 MuxConfigurationData ParseConfiguration(const std::string& file) {
     const std::string text = ReadWholeFile(file);
     MuxConfigurationData configuration;
@@ -48,7 +46,7 @@ SiteGateway GatewayFrom(const Mux::Configuration::GatewayConfiguration& configur
 std::uint16_t PortFrom(const std::string& file, const std::string& text) {
     const std::string fault = CheckPort(text);
     if (!fault.empty()) {
-        throw UsageError(file + ": " + kPortVariable + " " + fault);
+        throw UsageError(file + ": " + kPortName + " " + fault);
     }
     return static_cast<std::uint16_t>(std::stoi(text));
 }
@@ -56,7 +54,7 @@ std::uint16_t PortFrom(const std::string& file, const std::string& text) {
 std::optional<std::uint16_t> PortIn(const std::vector<std::string>& environment) {
     std::optional<std::uint16_t> port;
     for (const std::string& file : environment) {
-        if (const std::optional<std::string> text = VariableInFile(file, kPortVariable)) {
+        if (const std::optional<std::string> text = VariableInFile(file, kPortName)) {
             port = PortFrom(file, *text);
         }
     }
@@ -67,18 +65,6 @@ std::optional<std::uint16_t> PortIn(const std::vector<std::string>& environment)
 std::string HintAt(const std::string& name, const Names& names) {
     const std::string_view nearest = NearestWord(name, {names.begin(), names.end()});
     return nearest.empty() ? "" : "; did you mean \"" + std::string(nearest) + "\"?";
-}
-
-// The names of the sites in a folder; none if it cannot be read.
-Names SitesIn(const std::string& folder) {
-    Names names;
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        if (entry.path().extension() == ".json") {
-            names.push_back(entry.path().stem().string());
-        }
-    }
-    return names;
 }
 
 // A gateway or lock that has the name which was asked for.
@@ -128,7 +114,7 @@ SiteSource SiteNamed(const std::string& name, const std::string& folder, const s
     const std::string base = folder + "/" + name;
     std::error_code error;
     if (fs::status(base + ".json", error).type() == fs::file_type::not_found) {
-        throw UsageError("no site \"" + name + "\" in " + folder + HintAt(name, SitesIn(folder)));
+        throw UsageError("no site \"" + name + "\" in " + folder + HintAt(name, NamesOfSites(folder)));
     }
     return {base + ".json", {defaults, base + ".env"}};
 }

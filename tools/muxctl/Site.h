@@ -45,6 +45,12 @@ struct SiteSource {
 constexpr const char* kSitesFolder = "/etc/dw-hal-mux";
 constexpr const char* kSitesDefaults = "/etc/default/dw-hal-mux-brenk";
 
+// The variable of the environment files that sets the port.
+constexpr const char* kPortName = "MUX_PORT";
+
+// The names of the sites that have a configuration in the folder, in alphabetical order; none if it cannot be read.
+std::vector<std::string> NamesOfSites(const std::string& folder);
+
 // The files of the site with this name. Throws UsageError if there is no such site, with the nearest that there is.
 SiteSource SiteNamed(const std::string& name, const std::string& folder = kSitesFolder,
                      const std::string& defaults = kSitesDefaults);

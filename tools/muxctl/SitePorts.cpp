@@ -2,10 +2,8 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <ctime>
 #include <filesystem>
-#include <system_error>
 #include <tuple>
 
 #include "tools/client/Client.h"
@@ -32,18 +30,6 @@ std::optional<EnabledAt> EnablingOf(const std::string& site, const SitePlaces& p
 }
 
 }  // namespace
-
-std::vector<std::string> NamesOfSites(const std::string& folder) {
-    std::vector<std::string> sites;
-    std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        if (entry.path().extension() == ".json") {
-            sites.push_back(entry.path().stem().string());
-        }
-    }
-    std::sort(sites.begin(), sites.end());
-    return sites;
-}
 
 SitePort PortFrom(const std::string& value) {
     const std::string fault = CheckPort(value);

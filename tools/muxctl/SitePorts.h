@@ -14,9 +14,6 @@ namespace Muxctl {
 // The ports of all sites of a host. Two sites on one port both start, and the kernel distributes clients between them:
 // a request could open a door of the other site. Any thread may call these functions.
 
-// The variable of the environment files.
-constexpr const char* kPortName = "MUX_PORT";
-
 // Where the sites of a host are described.
 struct SitePlaces {
     // With the configuration and environment file of each site.
@@ -33,9 +30,6 @@ struct SitePort {
     // Why not, to follow "MUX_PORT": "cannot be read: Permission denied".
     std::string fault;
 };
-
-// The names of the sites that have a configuration in the folder, in alphabetical order; none if it cannot be read.
-std::vector<std::string> NamesOfSites(const std::string& folder);
 
 // The port from the value of MUX_PORT.
 SitePort PortFrom(const std::string& value);

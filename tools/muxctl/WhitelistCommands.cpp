@@ -26,13 +26,9 @@ namespace {
 
 constexpr const char* kJournalSuffix = ".journal";
 
-std::string FileName(const Options& options) {
-    return options.file == "-" ? "standard input" : options.file;
-}
-
 CardFile ReadCards(const Options& options, bool requiresAddress) {
     const CardDefaults defaults = {options.gateway, options.request.locks, options.request.card, requiresAddress};
-    return ReadCardFile(FileName(options), ReadWholeFile(options.file), defaults);
+    return ReadCardFile(InputName(options.file), ReadWholeFile(options.file), defaults);
 }
 
 bool IsLoadedCard(const LoadStep& step) {
@@ -70,9 +66,9 @@ void SendPlan(MuxClient::Client& client, LoadPlan& plan, LoadJournal& journal, c
 void PrintLoad(const LoadPlan& plan, std::size_t earlier, const Options& options, const Console& console) {
     std::ostringstream report;
     if (options.json) {
-        WriteJsonLoadReport(plan, earlier, FileName(options), report);
+        WriteJsonLoadReport(plan, earlier, InputName(options.file), report);
     } else {
-        WriteLoadReport(plan, earlier, FileName(options), console.style, report);
+        WriteLoadReport(plan, earlier, InputName(options.file), console.style, report);
     }
     console.PrintLine(report.str());
 }
@@ -90,7 +86,7 @@ void PrintJsonCheck(const CardFile& cards, const Options& options, const Console
     rapidjson::OStreamWrapper stream(report);
     JsonWriter writer(stream);
     writer.StartObject();
-    Write(writer, "File", FileName(options));
+    Write(writer, "File", InputName(options.file));
     writer.Key("Cards");
     writer.Uint64(CardCount(cards));
     writer.Key("Locks");
@@ -111,8 +107,8 @@ void PrintCheck(const CardFile& cards, const Options& options, const Console& co
     }
     const std::string verdict = cards.faults.empty() ? console.style.Paint(Colour::kGreen, "valid")
                                                      : console.style.Paint(Colour::kRed, "invalid");
-    console.PrintLine(Printable(FileName(options)) + ": " + verdict + ", " + Counted(CardCount(cards), "card") + ", " +
-                      Counted(cards.lists.size(), "lock"));
+    console.PrintLine(Printable(InputName(options.file)) + ": " + verdict + ", " + Counted(CardCount(cards), "card") +
+                      ", " + Counted(cards.lists.size(), "lock"));
 }
 
 int RefuseCards(const CardFile& cards, const Console& console) {
