@@ -30,6 +30,9 @@ class BatteryRound(ExampleTest):
     def test_ends_with_0_if_all_are_well(self):
         self.assertEqual(self.round(self.start_site({"ID": 5})), (0, "1\t5\t-\twell\n"))
 
+    def test_prints_nothing_without_locks(self):
+        self.assertEqual(self.round(self.start_site()), (0, ""))
+
     def test_names_a_lock_that_is_not_there(self):
         port = self.start_site({"ID": 5})
         self.configuration = self.write_gateway("round.json", 1, [{"ID": 6}])
