@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <exception>
 #include <sstream>
 #include <string>
 
@@ -35,7 +36,7 @@ bool IsLoadedCard(const LoadStep& step) {
     return step.kind == LoadStep::Kind::kAdd && step.Succeeded();
 }
 
-// The steps that a lost connection leaves.
+// The steps that are left when the load cannot go on.
 void LeaveRest(LoadPlan& plan, const std::string& reason) {
     for (LoadStep& step : plan) {
         if (step.state == LoadStep::State::kToDo) {
@@ -48,7 +49,7 @@ std::string TargetOf(const Options& options) {
     return options.mux.host + ":" + std::to_string(options.mux.port);
 }
 
-// A lost connection leaves the rest to do, for that reason.
+// What ends a load early, such as a lost connection or a journal on a full disk, leaves the rest to do for that reason.
 void SendPlan(MuxClient::Client& client, LoadPlan& plan, LoadJournal& journal, const Options& options,
               const Console& console) {
     WaitIndicator indicator(console.error, console.hasIndicator);
@@ -58,7 +59,7 @@ void SendPlan(MuxClient::Client& client, LoadPlan& plan, LoadJournal& journal, c
     try {
         loader.Run(
             [&] { indicator.DrawProgress(loader.DoneCount() - before, plan.size() - before, TimeSince(start)); });
-    } catch (const MuxClient::ConnectionError& error) {
+    } catch (const std::exception& error) {
         LeaveRest(plan, error.what());
     }
 }

@@ -239,6 +239,19 @@ TEST_F(WhitelistLoadTest, KeepsItsJournalWhenTheMuxGoesAway) {
     EXPECT_THAT(Journal(), EndsWith("\nenable 1 5\n"));
 }
 
+TEST_F(WhitelistLoadTest, ReportsOnALoadThatCannotGoOn) {
+    FakeMux mux;
+    const std::string file = FileOf(kThreeCards);
+    RunningProgram program(MuxctlCommand(Load(file, mux.Port())));
+    mux.Accept();
+    mux.Answer(mux.ReceiveText(), 0, kOkData);
+    mux.ReceiveText();
+    mux.Send("HTTP/1.1 400 Bad Request");
+    EXPECT_EQ(program.WaitForExit(), 2);
+    EXPECT_THAT(program.Output(), HasSubstr(" is not a Mux: "));
+    EXPECT_THAT(program.Output(), EndsWith(file + ": 0 cards added, 3 not sent\n"));
+}
+
 TEST_F(WhitelistLoadTest, SendsNothingOfAWrongFile) {
     const Testing::ReservedPort nobody;
     const std::string file = FileOf("gateway,lock,card\n1,5,04A\n");
