@@ -6,7 +6,7 @@ import random
 import time
 from collections.abc import Callable
 
-FIRST_DELAY = 0.5
+FIRST_DELAY = 1.0
 # A connection that lasted so long was a good one.
 GOOD_CONNECTION = 10.0
 
