@@ -14,8 +14,6 @@ struct Bounds {
     std::int64_t highest;
 };
 
-// IDs of gateways and locks.
-constexpr Bounds kIds = {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
 constexpr Bounds kSetupNumbers = {0, 255};
 constexpr Bounds kOptions = {0, std::numeric_limits<std::uint32_t>::max()};
 
