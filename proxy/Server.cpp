@@ -117,7 +117,8 @@ void Server::Take(Tcp::socket socket) {
     if (sessions_.size() >= limits.connections) {
         return;
     }
-    const auto session = std::make_shared<ClientSession>(std::move(socket), *certificates_, limits, *this);
+    const auto session =
+        std::make_shared<ClientSession>(std::move(socket), *certificates_, limits, static_cast<SessionOwner&>(*this));
     std::size_t& ofAddress = byAddress_[session->Address()];
     if (ofAddress >= limits.connectionsPerAddress) {
         return;

@@ -19,15 +19,15 @@
 
 namespace MuxProxy {
 
-// The running proxy: listens, lets clients in, and connects them through the dispatcher with the Mux. One network loop on
-// the thread that calls Run(); it waits for nothing but the network and timers.
+// The running proxy: listens, lets clients in, and connects them through the dispatcher with the Mux. One network loop
+// on the thread that calls Run(); it waits for nothing but the network and timers.
 class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPorts {
   public:
     // Reads the configuration file anew; throws std::runtime_error if it cannot be used.
     using ReadAgain = std::function<Configuration()>;
 
-    // Reads certificates, opens the audit and the port. Throws std::runtime_error with a sentence for people when one of
-    // them cannot be used.
+    // Reads certificates, opens the audit and the port. Throws std::runtime_error with a sentence for people when one
+    // of them cannot be used.
     Server(Configuration configuration, ReadAgain readAgain);
     ~Server() override;
 

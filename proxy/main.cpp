@@ -8,7 +8,8 @@
 
 // The command line of the proxy: without a command it runs.
 int main(int argumentCount, char** arguments) {
-    CLI::App app("Protected entrance of the Mux: TLS, rights, one answer for each request, and an audit.\n", "mux-proxy");
+    CLI::App app("Protected entrance of the Mux: TLS, rights, one answer for each request, and an audit.\n",
+                 "mux-proxy");
     app.set_version_flag("--version", std::string("mux-proxy ") + Mux::kVersion, "Print version and exit");
     MuxProxy::Commands commands(app);
     try {

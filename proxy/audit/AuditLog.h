@@ -14,8 +14,8 @@ using RequestNumber = std::uint64_t;
 
 // One row of the audit. A value.
 struct AuditRow {
-    // "request", "event", "connection" (a client came, was turned away, left), "mux" (its connection came or went), "proxy"
-    // (start, stop, configuration read).
+    // "request", "event", "connection" (a client came, was turned away, left), "mux" (its connection came or went),
+    // "proxy" (start, stop, configuration read).
     std::string kind;
     std::chrono::system_clock::time_point time = std::chrono::system_clock::now();
     // Name and address of the client; empty for an event and the Mux.
@@ -41,7 +41,8 @@ struct AuditRow {
 // The functions may be called by one thread, the network loop.
 class AuditLog {
   public:
-    // Called on the audit's own thread: true when everything up to this row is on disk, false when it cannot be written.
+    // Called on the audit's own thread: true when everything up to this row is on disk, false when it cannot be
+    // written.
     using Written = std::function<void(bool)>;
 
     // Opens the file, creates it when it is missing, and ends what an earlier process left under way: rows of requests
@@ -52,8 +53,8 @@ class AuditLog {
     AuditLog(const AuditLog&) = delete;
     AuditLog& operator=(const AuditLog&) = delete;
 
-    // A row that is complete, or the first part of a request's. `number` is 0 for a row that never changes, otherwise the
-    // number by which Finish() names it.
+    // A row that is complete, or the first part of a request's. `number` is 0 for a row that never changes, otherwise
+    // the number by which Finish() names it.
     void Add(RequestNumber number, AuditRow row, Written written = {});
 
     // Completes a request's row.

@@ -17,11 +17,11 @@ using Findings = std::vector<Finding>;
 
 constexpr int kFewDays = 30;
 
-Finding Error(std::string text) {
+Finding ErrorFinding(std::string text) {
     return {true, 0, 0, std::move(text)};
 }
 
-Finding Warning(std::string text) {
+Finding WarningFinding(std::string text) {
     return {false, 0, 0, std::move(text)};
 }
 
@@ -30,7 +30,7 @@ void CheckAddresses(const ListenSettings& listen, Findings& findings) {
         boost::system::error_code error;
         boost::asio::ip::make_address(address, error);
         if (error) {
-            findings.push_back(Error("Listen/Addresses: " + address + " is no IP address"));
+            findings.push_back(ErrorFinding("Listen/Addresses: " + address + " is no IP address"));
         }
     }
 }
@@ -39,13 +39,14 @@ void CheckCertificates(const CertificateSettings& settings, Findings& findings) 
     try {
         const Certificates certificates(settings);
     } catch (const std::runtime_error& error) {
-        findings.push_back(Error(error.what()));
+        findings.push_back(ErrorFinding(error.what()));
         return;
     }
     for (const std::string& file : {settings.certificate, settings.authority}) {
         const std::optional<int> days = DaysLeft(file);
         if (days && *days < kFewDays) {
-            findings.push_back(Warning("the certificate " + file + " ends in " + std::to_string(*days) + " days"));
+            findings.push_back(
+                WarningFinding("the certificate " + file + " ends in " + std::to_string(*days) + " days"));
         }
     }
 }
@@ -66,10 +67,10 @@ void AddLocksOfTheMux(const std::string& file, LocksByGateway& locks, Findings& 
     rapidjson::Document root;
     try {
         if (!Json::Parse(ReadConfigurationFile(file), root)) {
-            findings.push_back(Warning("the Mux's configuration " + file + " is not JSON"));
+            findings.push_back(WarningFinding("the Mux's configuration " + file + " is not JSON"));
         }
     } catch (const ConfigurationError& error) {
-        findings.push_back(Warning(std::string("the Mux's configuration ") + error.what()));
+        findings.push_back(WarningFinding(std::string("the Mux's configuration ") + error.what()));
     }
     for (const Value& gateway : ArrayIn(root, "Gateways").GetArray()) {
         for (const Value& device : ArrayIn(gateway, "Devices").GetArray()) {
@@ -101,9 +102,9 @@ void CheckEvents(const LocksByGateway& locks, Findings& findings) {
         for (const std::int32_t number : numbers) {
             const auto [first, isNew] = byBits.emplace(static_cast<std::uint16_t>(number), number);
             if (!isNew) {
-                findings.push_back(Error("gateway " + std::to_string(gateway) + ": events cannot tell lock " +
-                                         std::to_string(first->second) + " from lock " + std::to_string(number) +
-                                         ", whose low 16 bits are the same"));
+                findings.push_back(ErrorFinding("gateway " + std::to_string(gateway) + ": events cannot tell lock " +
+                                                std::to_string(first->second) + " from lock " + std::to_string(number) +
+                                                ", whose low 16 bits are the same"));
             }
         }
     }

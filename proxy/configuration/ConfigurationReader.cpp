@@ -31,7 +31,8 @@ ObjectMember Rules(ObjectReader& reader, std::vector<Rule>& rules) {
 
 ObjectMembers Members(ObjectReader& reader, Configuration& into) {
     return {
-        reader.Object("Listen", {reader.Texts("Addresses", into.listen.addresses), reader.Port("Port", into.listen.port)}),
+        reader.Object("Listen",
+                      {reader.Texts("Addresses", into.listen.addresses), reader.Port("Port", into.listen.port)}),
         reader.Object("Mux", {reader.Text("Host", into.mux.host), reader.Port("Port", into.mux.port),
                               reader.Text("Configuration", into.mux.configuration)}),
         ObjectReader::Required(reader.Object(
@@ -45,8 +46,9 @@ ObjectMembers Members(ObjectReader& reader, Configuration& into) {
                                  reader.Seconds("HandshakeSeconds", into.limits.handshake),
                                  reader.Seconds("IdleSeconds", into.limits.idle)}),
         ObjectReader::Required(reader.Object(
-            "Audit", {ObjectReader::Required(reader.Text("File", into.audit.file)), reader.Count("Days", into.audit.days),
-                      reader.Count("MiB", into.audit.mebibytes), reader.Flag("WholeCards", into.audit.wholeCards)})),
+            "Audit",
+            {ObjectReader::Required(reader.Text("File", into.audit.file)), reader.Count("Days", into.audit.days),
+             reader.Count("MiB", into.audit.mebibytes), reader.Flag("WholeCards", into.audit.wholeCards)})),
         ObjectReader::Required(Rules(reader, into.rules)),
     };
 }

@@ -93,7 +93,8 @@ JsonPositions::Position JsonPositions::At(std::string pointer) const {
     }
     const std::string_view before = text_.substr(0, found != offsets_.end() ? found->second : 0);
     const std::size_t lineStart = before.rfind('\n') + 1;  // 0 behind the last position there is
-    return {1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')), before.size() - lineStart + 1};
+    return {1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')),
+            before.size() - lineStart + 1};
 }
 
 }  // namespace MuxProxy

@@ -19,8 +19,8 @@ class JsonPositions {
     // Of a text that is JSON. Stack use does not depend on nesting.
     explicit JsonPositions(std::string_view text);
 
-    // Of the value with this pointer (RFC 6901, such as "/Rules/0/Rights"): of a member its name, of an element its first
-    // character. Of a pointer that is not in the text: that of what should contain it.
+    // Of the value with this pointer (RFC 6901, such as "/Rules/0/Rights"): of a member its name, of an element its
+    // first character. Of a pointer that is not in the text: that of what should contain it.
     Position At(std::string pointer) const;
 
   private:

@@ -66,8 +66,7 @@ ObjectMember ObjectReader::Object(const char* name, ObjectMembers members) {
             }};
 }
 
-ObjectMember ObjectReader::Array(const char* name,
-                                 std::function<void(const Value&, const std::string&)> readElement) {
+ObjectMember ObjectReader::Array(const char* name, std::function<void(const Value&, const std::string&)> readElement) {
     return {name, [this, readElement = std::move(readElement)](const Value& value, const std::string& pointer) {
                 ReadElements(value, pointer, readElement);
             }};
@@ -85,7 +84,8 @@ void ObjectReader::ReadElements(const Value& value, const std::string& pointer,
 }
 
 ObjectMember ObjectReader::Text(const char* name, std::string& target) {
-    return {name, [this, &target](const Value& value, const std::string& pointer) { TakeText(value, pointer, target); }};
+    return {name,
+            [this, &target](const Value& value, const std::string& pointer) { TakeText(value, pointer, target); }};
 }
 
 ObjectMember ObjectReader::Texts(const char* name, std::vector<std::string>& target) {
@@ -156,9 +156,8 @@ ObjectMember ObjectReader::Numbers(const char* name, NumberSet& target) {
 
 ObjectMember ObjectReader::Rights(const char* name, RightSet& target) {
     return {name, [this, &target](const Value& value, const std::string& pointer) {
-                ReadElements(value, pointer, [&](const Value& element, const std::string& at) {
-                    TakeRight(element, at, target);
-                });
+                ReadElements(value, pointer,
+                             [&](const Value& element, const std::string& at) { TakeRight(element, at, target); });
             }};
 }
 

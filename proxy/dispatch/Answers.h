@@ -17,7 +17,8 @@ enum class Refusal : std::int32_t {
     kNotAudited = -6,
 };
 
-// The NACK to the request with this identifier. `detail` goes on behind the refusal's own text, may be empty. Any thread.
+// The NACK to the request with this identifier. `detail` goes on behind the refusal's own text, may be empty. Any
+// thread.
 std::string NackText(const std::string& clientId, Refusal refusal, std::string_view detail = {});
 
 // The result of a refusal in the audit: "not-allowed". Any thread.

@@ -32,9 +32,12 @@ constexpr std::array<EndingText, 5> kEndings = {{
 // What an event is called in the audit.
 const char* EventName(std::int32_t code) {
     switch (static_cast<MuxClient::MessageCode>(code)) {
-        case MuxClient::MessageCode::kAccessAllowed: return "allowed";
-        case MuxClient::MessageCode::kInfo: return "pin";
-        default: return "card";
+        case MuxClient::MessageCode::kAccessAllowed:
+            return "allowed";
+        case MuxClient::MessageCode::kInfo:
+            return "pin";
+        default:
+            return "card";
     }
 }
 
@@ -98,8 +101,7 @@ void Dispatcher::Received(ClientNumber number, std::string_view text) {
     const Client& client = clients_.at(number);
     auto read = ReadRequest(text);
     if (const auto* const invalid = std::get_if<InvalidRequest>(&read)) {
-        Refuse(number, RequestRow(client.identity, {}), invalid->clientId, Refusal::kNotValid,
-               invalid->reason);
+        Refuse(number, RequestRow(client.identity, {}), invalid->clientId, Refusal::kNotValid, invalid->reason);
         return;
     }
     auto& request = std::get<ProxyRequest>(read);

@@ -38,9 +38,9 @@ class DispatcherPorts {
     virtual void PostAudited(RequestNumber request, bool isWritten) = 0;
 };
 
-// From a client's text to its one answer: checks rights, audits, queues, sends under an identifier of the proxy's own and
-// gives the answer back under the client's. Every request that Received() takes is answered exactly once, by the Mux or by
-// a NACK of the proxy, unless its client goes first.
+// From a client's text to its one answer: checks rights, audits, queues, sends under an identifier of the proxy's own
+// and gives the answer back under the client's. Every request that Received() takes is answered exactly once, by the
+// Mux or by a NACK of the proxy, unless its client goes first.
 //
 // Knows nothing of sockets. All of it runs on the network loop.
 class Dispatcher {

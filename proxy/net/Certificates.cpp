@@ -5,6 +5,7 @@
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
 
 #include <algorithm>
 #include <new>
@@ -113,13 +114,13 @@ std::string PeerName(SSL& connection) {
 
 std::optional<int> DaysLeft(const std::string& file) {
     const std::unique_ptr<BIO, Releaser<BIO_free>> source(BIO_new_file(file.c_str(), "r"));
-    const CertificatePointer certificate(
-        source != nullptr ? PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr) : nullptr);
+    const CertificatePointer certificate(source != nullptr ? PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr)
+                                                           : nullptr);
     ERR_clear_error();
     int days = 0;
     int seconds = 0;
-    const bool isKnown = certificate != nullptr &&
-                         ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate.get())) == 1;
+    const bool isKnown =
+        certificate != nullptr && ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate.get())) == 1;
     return isKnown ? std::make_optional(days) : std::nullopt;
 }
 

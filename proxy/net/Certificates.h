@@ -34,11 +34,12 @@ class Certificates {
     std::unique_ptr<SSL_CTX, TlsRelease> context_;
 };
 
-// The common name in the subject of the peer's certificate; empty unless there is exactly one, of 1 to 64 printable bytes.
+// The common name in the subject of the peer's certificate; empty unless there is exactly one, of 1 to 64 printable
+// bytes.
 std::string PeerName(SSL& connection);
 
-// How many whole days the first certificate of the file is still valid, negative if it has ended; nothing if the file has
-// none. Any thread.
+// How many whole days the first certificate of the file is still valid, negative if it has ended; nothing if the file
+// has none. Any thread.
 std::optional<int> DaysLeft(const std::string& file);
 
 }  // namespace MuxProxy

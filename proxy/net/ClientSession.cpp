@@ -65,10 +65,17 @@ void ClientSession::Shake() {
 
 void ClientSession::After(TlsStream::Result result, void (ClientSession::*next)()) {
     switch (result) {
-        case TlsStream::Result::kWantsRead: Wait(WaitType::wait_read, next); break;
-        case TlsStream::Result::kWantsWrite: Wait(WaitType::wait_write, next); break;
-        case TlsStream::Result::kClosed: Close(""); break;
-        default: Close(stream_.Fault());
+        case TlsStream::Result::kWantsRead:
+            Wait(WaitType::wait_read, next);
+            break;
+        case TlsStream::Result::kWantsWrite:
+            Wait(WaitType::wait_write, next);
+            break;
+        case TlsStream::Result::kClosed:
+            Close("");
+            break;
+        default:
+            Close(stream_.Fault());
     }
 }
 
@@ -189,9 +196,8 @@ void ClientSession::Close(const std::string& reason) {
     for (Timer* const timer : {&readTimer_, &writeTimer_, &paceTimer_}) {
         timer->cancel();
     }
-    asio::post(socket_.get_executor(), [self = shared_from_this(), reason] {
-        self->owner_.SessionEnded(*self, reason);
-    });
+    asio::post(socket_.get_executor(),
+               [self = shared_from_this(), reason] { self->owner_.SessionEnded(*self, reason); });
 }
 
 }  // namespace MuxProxy

@@ -14,8 +14,8 @@ namespace MuxProxy {
 
 class ClientSession;
 
-// Whom a session tells what happens to it. All calls come from the network loop, and none from within a call by the owner
-// but SessionReceived().
+// Whom a session tells what happens to it. All calls come from the network loop, and none from within a call by the
+// owner but SessionReceived().
 class SessionOwner {
   public:
     virtual ~SessionOwner() = default;
@@ -29,8 +29,8 @@ class SessionOwner {
 // One client's TLS connection: handshake, packets in, bare texts out.
 //
 // Nobody waits for a client. What it does not take is kept, up to kMostPending bytes and for kLongestWait, then the
-// connection is closed. A client that sends more than kRequestsPerSecond is read more slowly. For the network loop; lives
-// as long as something is under way on it.
+// connection is closed. A client that sends more than kRequestsPerSecond is read more slowly. For the network loop;
+// lives as long as something is under way on it.
 class ClientSession : public std::enable_shared_from_this<ClientSession> {
   public:
     using Socket = boost::asio::ip::tcp::socket;

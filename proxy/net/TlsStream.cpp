@@ -46,11 +46,17 @@ void TlsStream::SayGoodbye() {
 TlsStream::Result TlsStream::ResultOf(int returned) {
     const int systemError = errno;
     switch (SSL_get_error(connection_.get(), returned)) {
-        case SSL_ERROR_NONE: return Result::kDone;
-        case SSL_ERROR_WANT_READ: return Result::kWantsRead;
-        case SSL_ERROR_WANT_WRITE: return Result::kWantsWrite;
-        case SSL_ERROR_ZERO_RETURN: return Result::kClosed;
-        case SSL_ERROR_SYSCALL: fault_ = std::system_category().message(systemError); break;
+        case SSL_ERROR_NONE:
+            return Result::kDone;
+        case SSL_ERROR_WANT_READ:
+            return Result::kWantsRead;
+        case SSL_ERROR_WANT_WRITE:
+            return Result::kWantsWrite;
+        case SSL_ERROR_ZERO_RETURN:
+            return Result::kClosed;
+        case SSL_ERROR_SYSCALL:
+            fault_ = std::system_category().message(systemError);
+            break;
         default: {
             const char* const reason = ERR_reason_error_string(ERR_peek_error());
             fault_ = reason != nullptr ? reason : "a fault of TLS";

@@ -23,14 +23,14 @@ bool GatewayQueue::Add(ClientNumber client, RequestNumber request, Time received
 
 GatewayQueue::Turn& GatewayQueue::TurnOf(ClientNumber client) {
     const auto turn =
-        std::find_if(turns_.begin(), turns_.end(), [client](const Turn& turn) { return turn.client == client; });
+        std::find_if(turns_.begin(), turns_.end(), [client](const Turn& other) { return other.client == client; });
     return turn != turns_.end() ? *turn : turns_.emplace_back(Turn{client, {}});
 }
 
 std::vector<RequestNumber> GatewayQueue::DropWaiting(ClientNumber client) {
     std::vector<RequestNumber> dropped;
     const auto turn =
-        std::find_if(turns_.begin(), turns_.end(), [client](const Turn& turn) { return turn.client == client; });
+        std::find_if(turns_.begin(), turns_.end(), [client](const Turn& other) { return other.client == client; });
     if (turn != turns_.end()) {
         for (const Waiting& waiting : turn->requests) {
             dropped.push_back(waiting.request);
@@ -80,9 +80,8 @@ void GatewayQueue::EndWaiting(Time now, QueueEnding ending, QueueWork& work) {
             turn.requests.pop_front();
         }
     }
-    turns_.erase(
-        std::remove_if(turns_.begin(), turns_.end(), [](const Turn& turn) { return turn.requests.empty(); }),
-        turns_.end());
+    turns_.erase(std::remove_if(turns_.begin(), turns_.end(), [](const Turn& turn) { return turn.requests.empty(); }),
+                 turns_.end());
 }
 
 std::optional<Time> GatewayQueue::NextSend() const {
@@ -105,7 +104,7 @@ RequestNumber GatewayQueue::TakeNext() {
 
 bool GatewayQueue::Answered(RequestNumber request) {
     const auto open =
-        std::find_if(open_.begin(), open_.end(), [request](const Open& open) { return open.request == request; });
+        std::find_if(open_.begin(), open_.end(), [request](const Open& other) { return other.request == request; });
     if (open == open_.end()) {
         return false;
     }

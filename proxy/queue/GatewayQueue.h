@@ -15,11 +15,11 @@ using Time = std::chrono::steady_clock::time_point;
 
 // Why a request ends in the queue instead of by an answer of the Mux.
 enum class QueueEnding : std::uint8_t {
-    kTooLong,    // not sent: it waited too long while the Mux was there
-    kTooMany,    // not sent: its gateway does not answer
-    kMuxAway,    // not sent: it waited too long while the Mux was away
-    kNoAnswer,   // sent, and unanswered in time
-    kMuxLost,    // sent, and the connection to the Mux ended
+    kTooLong,   // not sent: it waited too long while the Mux was there
+    kTooMany,   // not sent: its gateway does not answer
+    kMuxAway,   // not sent: it waited too long while the Mux was away
+    kNoAnswer,  // sent, and unanswered in time
+    kMuxLost,   // sent, and the connection to the Mux ended
 };
 
 // What is due: requests to send now, in this order, and requests that ended.

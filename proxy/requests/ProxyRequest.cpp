@@ -9,10 +9,10 @@
 namespace MuxProxy {
 namespace {
 
-using rapidjson::Value;
 using MuxClient::MessageCode;
 using MuxClient::Occasion;
 using MuxClient::Request;
+using rapidjson::Value;
 
 // Why a text is refused.
 class Refused : public std::runtime_error {
@@ -24,8 +24,8 @@ std::string Quoted(const char* name) {
     return std::string("\"") + name + '"';
 }
 
-// The Mux reads a number by a function that accepts only this type of integer, and takes the default for everything that
-// is no number.
+// The Mux reads a number by a function that accepts only this type of integer, and takes the default for everything
+// that is no number.
 template <typename Integer>
 Integer NumberOf(const Value& value, const char* name) {
     if (!value.IsNumber()) {
@@ -171,20 +171,31 @@ MuxClient::Request WriteRequest(const ProxyRequest& request) {
     const Occasion occasion = OccasionOf(request.kind->code);
     switch (request.kind->code) {
         case MessageCode::kLockOpen:
-        case MessageCode::kEventLockOpen: return Request::Open(request.lock, occasion);
+        case MessageCode::kEventLockOpen:
+            return Request::Open(request.lock, occasion);
         case MessageCode::kLockClose:
-        case MessageCode::kEventLockClose: return Request::Close(request.lock, occasion);
+        case MessageCode::kEventLockClose:
+            return Request::Close(request.lock, occasion);
         case MessageCode::kLockOpenClose:
-        case MessageCode::kEventLockOpenClose: return Request::OpenAndClose(request.lock, request.duration, occasion);
+        case MessageCode::kEventLockOpenClose:
+            return Request::OpenAndClose(request.lock, request.duration, occasion);
         case MessageCode::kAccessDenied:
-        case MessageCode::kEventAccessDenied: return Request::DenyAccess(request.lock, occasion);
-        case MessageCode::kLockGetStatus: return Request::Status(request.lock);
-        case MessageCode::kWhitelistAdd: return Request::AddToWhitelist(request.lock, request.card);
-        case MessageCode::kWhitelistRemove: return Request::RemoveFromWhitelist(request.lock, request.card);
-        case MessageCode::kWhitelistClear: return Request::ClearWhitelist(request.lock);
-        case MessageCode::kWhitelistEnable: return Request::EnableWhitelist(request.lock);
-        case MessageCode::kWhitelistDisable: return Request::DisableWhitelist(request.lock);
-        default: throw std::logic_error("a kind of request without a text");
+        case MessageCode::kEventAccessDenied:
+            return Request::DenyAccess(request.lock, occasion);
+        case MessageCode::kLockGetStatus:
+            return Request::Status(request.lock);
+        case MessageCode::kWhitelistAdd:
+            return Request::AddToWhitelist(request.lock, request.card);
+        case MessageCode::kWhitelistRemove:
+            return Request::RemoveFromWhitelist(request.lock, request.card);
+        case MessageCode::kWhitelistClear:
+            return Request::ClearWhitelist(request.lock);
+        case MessageCode::kWhitelistEnable:
+            return Request::EnableWhitelist(request.lock);
+        case MessageCode::kWhitelistDisable:
+            return Request::DisableWhitelist(request.lock);
+        default:
+            throw std::logic_error("a kind of request without a text");
     }
 }
 

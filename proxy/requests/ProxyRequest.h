@@ -22,8 +22,8 @@ struct ProxyRequest {
     MuxClient::Card card;
 };
 
-// A text that the Mux must not get, because it would end the Mux, or never be answered, or be refused by the Mux for its
-// shape.
+// A text that the Mux must not get, because it would end the Mux, or never be answered, or be refused by the Mux for
+// its shape.
 struct InvalidRequest {
     // Empty unless the text is an object with an identifier.
     std::string clientId;
@@ -35,8 +35,8 @@ struct InvalidRequest {
 // counts; a member of another type has its default; of a duration the low 8 bits count. Any thread.
 std::variant<ProxyRequest, InvalidRequest> ReadRequest(std::string_view text);
 
-// The request as the Mux gets it, written anew from the checked values, with a MessageID that was never used before. Any
-// thread.
+// The request as the Mux gets it, written anew from the checked values, with a MessageID that was never used before.
+// Any thread.
 MuxClient::Request WriteRequest(const ProxyRequest& request);
 
 }  // namespace MuxProxy

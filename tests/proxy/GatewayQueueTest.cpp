@@ -166,8 +166,8 @@ TEST_F(GatewayQueueTest, ASilentGatewayRefusesWhatWaits) {
     Add(kGate, 11);
     Add(kGate, 12);
     EXPECT_THAT(After(seconds(0)).toSend, ElementsAre(11));
-    EXPECT_THAT(After(seconds(1)).ended, ElementsAre(QueueWork::Ended{3, QueueEnding::kNoAnswer},
-                                                     QueueWork::Ended{12, QueueEnding::kTooMany}));
+    EXPECT_THAT(After(seconds(1)).ended,
+                ElementsAre(QueueWork::Ended{3, QueueEnding::kNoAnswer}, QueueWork::Ended{12, QueueEnding::kTooMany}));
 }
 
 TEST_F(GatewayQueueTest, ASilentGatewayGetsOneRequestAMinute) {

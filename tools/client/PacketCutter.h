@@ -21,8 +21,8 @@ class PacketCutter {
     void Add(std::string_view received) { buffer_.append(received); }
 
     // Removes the next whole packet and returns its text, which may be empty and hold any bytes; nothing while the
-    // packet is incomplete. Throws ProtocolError on a length below 6 or other characters than "MUXM"; the stream is then
-    // unusable.
+    // packet is incomplete. Throws ProtocolError on a length below 6 or other characters than "MUXM"; the stream is
+    // then unusable.
     std::optional<std::string> Next();
 
     // Whether a packet has begun and is incomplete.
