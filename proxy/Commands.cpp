@@ -43,11 +43,16 @@ Commands::Commands(CLI::App& app) {
     app.add_flag("--check", onlyChecks_, "Say what is wrong with the file and what it names, and exit");
     rights_ = app.add_subcommand("rights", "Print what a client may do")->fallthrough();
     rights_->add_option("--client", client_, "Common name of the client's certificate")->required()->type_name("NAME");
+    audit_ = AddAuditCommand(app, [this] { return LoadConfiguration(file_).audit.file; });
+    audit_.app->fallthrough();
 }
 
 int Commands::Run() {
     if (rights_->parsed()) {
         return PrintRights();
+    }
+    if (audit_.app->parsed()) {
+        return audit_.run(std::cout);
     }
     return onlyChecks_ ? Check() : Serve();
 }

@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+#include "proxy/audit/AuditCommand.h"
+
 namespace MuxProxy {
 
 constexpr int kFailureStatus = 1;
@@ -30,6 +32,7 @@ class Commands {
     std::string client_;
     bool onlyChecks_ = false;
     CLI::App* rights_ = nullptr;
+    AuditCommand audit_;
 };
 
 }  // namespace MuxProxy

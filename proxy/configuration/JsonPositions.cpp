@@ -31,8 +31,9 @@ class Follower : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Follower
     bool RawNumber(const char*, rapidjson::SizeType length, bool) { return Value(length); }
     bool String(const char*, rapidjson::SizeType length, bool) { return Value(length + 2U); }
 
-    bool StartObject() { return Value(1) && Push(false); }
-    bool StartArray() { return Value(1) && Push(true); }
+    // Called before the bracket is taken.
+    bool StartObject() { return Value(0) && Push(false); }
+    bool StartArray() { return Value(0) && Push(true); }
     bool EndObject(rapidjson::SizeType) { return Pop(); }
     bool EndArray(rapidjson::SizeType) { return Pop(); }
 

@@ -178,6 +178,12 @@ class Site(unittest.TestCase):
         self.addCleanup(client.close)
         return client
 
+    def audit(self, *arguments):
+        """Rows of the audit, oldest first, by the program."""
+        done = subprocess.run([PROGRAMS / "mux-proxy", "audit", "--config", str(self.folder / "proxy.json"), "--json",
+                               *arguments], check=True, stdout=subprocess.PIPE, text=True)
+        return [json.loads(line) for line in done.stdout.splitlines()]
+
     def opened(self, lock=5):
         """How often the simulator opened the lock."""
         return self.simulator.count(f"OPEN_LOCK lock {lock}")
