@@ -13,7 +13,7 @@ namespace MuxProxy {
 // The command "audit" of a command line.
 struct AuditCommand {
     // Owned by the command line; parsed() when it was called.
-    CLI::App* app;
+    CLI::App* app = nullptr;
     // Prints what the command line asked for and returns the exit status. Throws std::runtime_error with a sentence for
     // people.
     std::function<int(std::ostream&)> run;

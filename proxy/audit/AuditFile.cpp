@@ -126,11 +126,11 @@ void AuditFile::EndUnderWay() {
                       "' WHERE kind = 'request' AND result = ''");
 }
 
-// SQLite would go on writing into a file that nobody finds any more. A file that was only renamed gets its last rows,
-// which are in the write-ahead log under the old name.
+// SQLite would go on writing into a file that nobody finds any more. The write-ahead log keeps the old name: what is in
+// it belongs to the file that was moved, and would spoil one that is put in its place.
 void AuditFile::CheckPlace() const {
     if (database_.HasMoved()) {
-        database_.Checkpoint();
+        database_.EmptyLog();
         throw AuditFileError(path_ + ": was moved or removed");
     }
 }

@@ -150,7 +150,15 @@ bool Database::IsInTransaction() const {
 }
 
 void Database::Checkpoint() const {
-    const int code = sqlite3_wal_checkpoint_v2(database_.get(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    Checkpoint(SQLITE_CHECKPOINT_PASSIVE);
+}
+
+void Database::EmptyLog() const {
+    Checkpoint(SQLITE_CHECKPOINT_TRUNCATE);
+}
+
+void Database::Checkpoint(int mode) const {
+    const int code = sqlite3_wal_checkpoint_v2(database_.get(), "main", mode, nullptr, nullptr);
     if (code != SQLITE_OK && code != SQLITE_BUSY) {
         Fail(database_.get(), PathOf(database_.get()));
     }

@@ -87,6 +87,8 @@ class Database {
     bool IsInTransaction() const;
     // Moves what it can from the write-ahead log to the file, without waiting for anyone.
     void Checkpoint() const;
+    // Moves everything and empties the write-ahead log; waits for readers a while.
+    void EmptyLog() const;
     // Pages in the write-ahead log after the last commit.
     int LogPages() const { return *logPages_; }
 
@@ -94,6 +96,8 @@ class Database {
     struct Close {
         void operator()(sqlite3* database) const;
     };
+
+    void Checkpoint(int mode) const;
 
     std::unique_ptr<int> logPages_ = std::make_unique<int>(0);
     std::unique_ptr<sqlite3, Close> database_;

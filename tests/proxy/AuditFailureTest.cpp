@@ -128,6 +128,22 @@ TEST_F(AuditFailureTest, ANewFileTakesThePlaceOfOneThatWasRemoved) {
     EXPECT_EQ(Testing::RunToEnd({"python3", "-c", script, folder.File() + ".old"}).output, "[('first', '')]\n");
 }
 
+TEST_F(AuditFailureTest, RowsOfAFileThatIsPutInItsPlaceStay) {
+    const AuditFolder other;
+    {
+        AuditLog otherLog(other.Settings());
+        ASSERT_TRUE(AddAndWait(otherLog, 0, RowOf("restored")));
+    }
+    ASSERT_TRUE(AddAndWait(log, 1, OpeningBy("first")));
+    std::filesystem::rename(other.File(), folder.File());
+    EXPECT_FALSE(AddAndWait(log, 2, OpeningBy("second")));
+    log.Finish(1, "ack", 0, std::chrono::milliseconds(250));
+    ExpectWritableAgain();
+    EXPECT_TRUE(AddAndWait(log, 3, OpeningBy("third")));
+    EXPECT_THAT(folder.Rows(), AllOf(Contains(HasSubstr("restored,,,")), Contains(HasSubstr("first")),
+                                     Contains(HasSubstr("second")), Contains(HasSubstr("third"))));
+}
+
 TEST_F(AuditFailureTest, TheJournalGetsEachRowOnceItIsComplete) {
     RecordedJournal journal;
     AuditRow event;
