@@ -162,7 +162,7 @@ class CsvPrinter : public AuditPrinter {
     }
 
     static std::string Field(const std::string& text) {
-        const std::string line = OneLine(text);
+        std::string line = OneLine(text);
         if (line.find_first_of(",\"") == std::string::npos) {
             return line;
         }

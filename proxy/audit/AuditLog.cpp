@@ -23,7 +23,7 @@ using SteadyTime = std::chrono::steady_clock::time_point;
 constexpr std::chrono::hours kDay{24};
 // More cannot be subtracted from a time.
 constexpr std::uint32_t kMostDays = 36500;
-constexpr std::int64_t kMebibyte = 1024 * 1024;
+constexpr std::int64_t kMebibyte = 1048576;
 // How often rows that became too old are looked for while there is nothing else to do.
 constexpr std::chrono::minutes kBetweenTrims{1};
 

@@ -108,7 +108,7 @@ TEST_F(AuditFailureTest, AHangingDiskFillsNoMemory) {
     EXPECT_GE(refused, 25U);
     EXPECT_EQ(log.DroppedCount(), refused);
     EXPECT_TRUE(Testing::WaitUntil([&] { return AddAndWait(log, 0, RowOf("proxy")); }));
-    EXPECT_THAT(folder.Rows(), Contains(HasSubstr("open,1,5,,ack,0,250")).Times(static_cast<int>(written)));
+    EXPECT_THAT(folder.Rows(), Contains(HasSubstr("open,1,5,,ack,0,250")).Times(written.load()));
 }
 
 TEST_F(AuditFailureTest, ANewFileTakesThePlaceOfOneThatWasRemoved) {

@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr std::uintmax_t kMebibyteOfFile = 1024 * 1024;
+constexpr std::uintmax_t kMebibyteOfFile = 1048576;
 
 struct AuditLogTest : testing::Test {
     // Rows of this time, as a flood of requests would bring them; returns when they are on disk.
