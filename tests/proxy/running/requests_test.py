@@ -88,7 +88,7 @@ class Requests(Site):
         self.simulator.command("fault silence 1 lock 5")
         client = self.client()
         client.request(OPEN)
-        self.mux.wait_for("OPEN_LOCK")
+        self.simulator.wait_for("OPEN_LOCK")
         self.mux.kill()
         self.assertEqual(result(client.receive()), NO_ANSWER)
         self.assertEqual(result(client.ask(STATUS)), MUX_AWAY)
