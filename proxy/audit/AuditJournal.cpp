@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "proxy/audit/AuditSchema.h"
 #include "proxy/audit/SilentThread.h"
 
 // Without it the fields would name the line of this file instead of the program's message.
@@ -34,7 +35,7 @@ std::string JournalMessage(const AuditRow& row) {
 
 // What went wrong is worth a look.
 int JournalPriority(const AuditRow& row) {
-    return row.errorCode != 0 ? LOG_WARNING : LOG_INFO;
+    return row.errorCode != 0 || row.operation == kFailedOperation ? LOG_WARNING : LOG_INFO;
 }
 
 void SendToJournal(const AuditRow& row) {

@@ -12,6 +12,7 @@
 #include "proxy/audit/AuditBacklog.h"
 #include "proxy/audit/AuditFile.h"
 #include "proxy/audit/AuditJournal.h"
+#include "proxy/audit/AuditSchema.h"
 #include "proxy/audit/AuditText.h"
 #include "proxy/audit/SilentThread.h"
 
@@ -32,11 +33,11 @@ AuditBounds BoundsOf(const AuditSettings& settings) {
             settings.mebibytes * kMebibyte};
 }
 
-AuditRow ResumedRow(std::uint64_t dropped) {
+AuditRow OwnRow(const char* operation, std::string remark) {
     AuditRow row;
     row.kind = "proxy";
-    row.operation = "audit-resumed";
-    row.remark = std::to_string(dropped) + " rows dropped";
+    row.operation = operation;
+    row.remark = std::move(remark);
     return row;
 }
 
@@ -193,7 +194,10 @@ class AuditLog::Writer {
         try {
             work();
             return true;
-        } catch (const std::exception&) {
+        } catch (const std::exception& error) {
+            if (isWritable_) {
+                PassOnLater(backlog_.Add(0, Storable(OwnRow(kFailedOperation, error.what()), false)));
+            }
             file_.reset();
             nextTrial_ = std::chrono::steady_clock::now() + limits_.betweenTrials;
             return false;
@@ -210,7 +214,7 @@ class AuditLog::Writer {
         const std::uint64_t dropped = droppedCount_;
         const auto record = std::make_shared<AuditRecord>();
         record->id = backlog_.NextId();
-        record->row = ResumedRow(dropped - toldDropped_);
+        record->row = OwnRow("audit-resumed", std::to_string(dropped - toldDropped_) + " rows dropped");
         AuditRecords records = backlog_.Waiting();
         records.push_back(record);
         file_->Write(records);

@@ -49,8 +49,8 @@ struct AuditLimits {
 // Writes the audit: a SQLite file (WAL, synchronous=FULL) and the same as structured fields in the journal. A thread of
 // its own writes; several rows go in one commit. Nothing here waits but the constructor and the destructor.
 //
-// While the file cannot be written, rows wait in memory, and are written when it can be again, together with a row
-// ("proxy", "audit-resumed") that counts those for which there was no room.
+// While the file cannot be written, rows wait in memory, and are written when it can be again. A row ("proxy",
+// "audit-failed") has the reason, and another one ("audit-resumed") counts the rows for which there was no room.
 //
 // The functions may be called by one thread, the network loop.
 class AuditLog {

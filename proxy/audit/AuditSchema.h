@@ -14,6 +14,8 @@ constexpr std::int64_t kAuditVersion = 1;
 
 // Operation of an event whose row never has data: the digits are somebody's secret.
 constexpr const char* kPinOperation = "pin";
+// Operation of the row that says why the file could not be written.
+constexpr const char* kFailedOperation = "audit-failed";
 // Result of a request whose end nobody saw.
 constexpr const char* kUnknownResult = "unknown";
 

@@ -2,14 +2,23 @@
 
 #include <sqlite3.h>
 
+#include <system_error>
+
 namespace MuxProxy {
 namespace {
 
 // Another program, such as an administrator's, may hold the file for a moment.
 constexpr int kBusyMilliseconds = 1000;
 
+// Why a file cannot be opened the system says better.
+std::string ReasonOf(sqlite3* database) {
+    const int reason = sqlite3_system_errno(database);
+    const bool isSystems = sqlite3_errcode(database) == SQLITE_CANTOPEN && reason != 0;
+    return isSystems ? std::generic_category().message(reason) : sqlite3_errmsg(database);
+}
+
 [[noreturn]] void Fail(sqlite3* database, const std::string& path) {
-    throw AuditFileError(path + ": " + sqlite3_errmsg(database));
+    throw AuditFileError(path + ": " + ReasonOf(database));
 }
 
 std::string PathOf(sqlite3* database) {

@@ -61,11 +61,12 @@ TEST_F(AuditFailureTest, AFullDiskIsReportedAndTheRowsComeWhenThereIsRoomAgain) 
     }
     ExpectWritableAgain();
     EXPECT_TRUE(AddAndWait(log, 4, OpeningBy("fourth")));
-    EXPECT_THAT(
-        folder.Rows(),
-        ElementsAre("request,first,127.0.0.1,open,1,5,,ack,0,250,",
-                    "request,second,127.0.0.1,open,1,5,,not-audited,-6,3,", "request,third,127.0.0.1,open,1,5,,,0,0,",
-                    "proxy,,,audit-resumed,,,,,0,0,0 rows dropped", "request,fourth,127.0.0.1,open,1,5,,,0,0,"));
+    EXPECT_THAT(folder.Rows(),
+                ElementsAre("request,first,127.0.0.1,open,1,5,,ack,0,250,",
+                            "request,second,127.0.0.1,open,1,5,,not-audited,-6,3,",
+                            "proxy,,,audit-failed,,,,,0,0," + folder.File() + ": disk I/O error",
+                            "request,third,127.0.0.1,open,1,5,,,0,0,", "proxy,,,audit-resumed,,,,,0,0,0 rows dropped",
+                            "request,fourth,127.0.0.1,open,1,5,,,0,0,"));
 }
 
 TEST_F(AuditFailureTest, ARowThatDoesNotReachTheDiskIsNotReportedAsWritten) {
@@ -75,7 +76,7 @@ TEST_F(AuditFailureTest, ARowThatDoesNotReachTheDiskIsNotReportedAsWritten) {
     }
     ExpectWritableAgain();
     EXPECT_TRUE(AddAndWait(log, 2, OpeningBy("second")));
-    EXPECT_THAT(folder.Rows(), SizeIs(3));
+    EXPECT_THAT(folder.Rows(), SizeIs(4));
 }
 
 TEST_F(AuditFailureTest, DropsAndCountsWhatItHasNoRoomFor) {
@@ -83,15 +84,15 @@ TEST_F(AuditFailureTest, DropsAndCountsWhatItHasNoRoomFor) {
         const BrokenDisk broken(BrokenDisk::Fault::kError);
         EXPECT_FALSE(AddAndWait(log, 1, OpeningBy("kept")));
         for (RequestNumber number = 2; number <= 30; ++number) {
-            EXPECT_FALSE(AddAndWait(log, number, OpeningBy(number <= 10 ? "kept" : "dropped")));
+            EXPECT_FALSE(AddAndWait(log, number, OpeningBy(number < 10 ? "kept" : "dropped")));
             log.Finish(number, "not-audited", -6, std::chrono::milliseconds(3));
         }
     }
     ExpectWritableAgain();
     EXPECT_TRUE(AddAndWait(log, 31, OpeningBy("next")));
-    EXPECT_EQ(log.DroppedCount(), 20U);
+    EXPECT_EQ(log.DroppedCount(), 21U);
     EXPECT_THAT(folder.Rows(),
-                AllOf(SizeIs(12), Contains(HasSubstr("kept")).Times(10), Contains(HasSubstr(",20 rows dropped"))));
+                AllOf(SizeIs(12), Contains(HasSubstr("kept")).Times(9), Contains(HasSubstr(",21 rows dropped"))));
 }
 
 TEST_F(AuditFailureTest, AHangingDiskFillsNoMemory) {
@@ -118,10 +119,12 @@ TEST_F(AuditFailureTest, ANewFileTakesThePlaceOfOneThatWasRemoved) {
     ExpectWritableAgain();
     log.Finish(1, "ack", 0, std::chrono::milliseconds(250));
     EXPECT_TRUE(AddAndWait(log, 3, OpeningBy("third")));
-    EXPECT_THAT(folder.Rows(), UnorderedElementsAre("request,second,127.0.0.1,open,1,5,,,0,0,",
-                                                    "proxy,,,audit-resumed,,,,,0,0,0 rows dropped",
-                                                    "request,first,127.0.0.1,open,1,5,,ack,0,250,",
-                                                    "request,third,127.0.0.1,open,1,5,,,0,0,"));
+    EXPECT_THAT(folder.Rows(),
+                UnorderedElementsAre("request,second,127.0.0.1,open,1,5,,,0,0,",
+                                     "proxy,,,audit-failed,,,,,0,0," + folder.File() + ": was moved or removed",
+                                     "proxy,,,audit-resumed,,,,,0,0,0 rows dropped",
+                                     "request,first,127.0.0.1,open,1,5,,ack,0,250,",
+                                     "request,third,127.0.0.1,open,1,5,,,0,0,"));
     const char* const script =
         "import sqlite3, sys\n"
         "print(sqlite3.connect(sys.argv[1]).execute('SELECT client, result FROM audit').fetchall())\n";
@@ -166,6 +169,15 @@ TEST_F(AuditFailureTest, TheJournalGetsEachRowOnceItIsComplete) {
                             "MUX_PROXY_CLIENT=reception", "MUX_PROXY_ADDRESS=127.0.0.1", "MUX_PROXY_OPERATION=open",
                             "MUX_PROXY_GATEWAY=1", "MUX_PROXY_LOCK=5", "MUX_PROXY_RESULT=nack",
                             "MUX_PROXY_ERROR_CODE=8", "MUX_PROXY_MILLISECONDS=301", "MUX_PROXY_REMARK=no route"));
+}
+
+TEST_F(AuditFailureTest, TheJournalGetsTheReasonAtOnce) {
+    const RecordedJournal journal;
+    const BrokenDisk broken(BrokenDisk::Fault::kError);
+    EXPECT_FALSE(AddAndWait(log, 1, OpeningBy("first")));
+    ASSERT_TRUE(Testing::WaitUntil([&journal] { return journal.Calls().size() == 1; }));
+    EXPECT_THAT(journal.Calls().front(),
+                AllOf(Contains("PRIORITY=4"), Contains("MUX_PROXY_REMARK=" + folder.File() + ": disk I/O error")));
 }
 
 TEST_F(AuditFailureTest, AHangingJournalDelaysNoRow) {

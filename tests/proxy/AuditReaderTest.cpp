@@ -268,7 +268,7 @@ std::string ReasonNotToRead(const std::string& file) {
 }
 
 TEST_F(AuditReaderTest, SaysWhyItCannotRead) {
-    EXPECT_EQ(ReasonNotToRead(folder.File()), folder.File() + ": unable to open database file");
+    EXPECT_EQ(ReasonNotToRead(folder.File()), folder.File() + ": No such file or directory");
     const std::string text = folder.Folder().Write("text", std::string(5000, 'x'));
     EXPECT_EQ(ReasonNotToRead(text), text + ": file is not a database");
     EXPECT_FALSE(std::filesystem::exists(folder.File()));
