@@ -19,8 +19,8 @@ from programs import DEADLINE, PlayError, Program, free_port, wait_until
 
 CARD = "04A1B2C3"
 USUAL_GATEWAY_PORT, USUAL_PORT = 2101, 5555
-SIMULATOR_SIZE = (94, 19)
-MUXCTL_SIZE = (72, 19)
+SIMULATOR_SIZE = (94, 20)
+MUXCTL_SIZE = (72, 20)
 
 # Pixels: a character, and the space around a terminal.
 CHARACTER_WIDTH, LINE_HEIGHT, MARGIN, TITLE_HEIGHT = 7.2, 16, 10, 22
@@ -31,9 +31,9 @@ BACKGROUND, FOREGROUND, FRAME = "#161b22", "#e6edf3", "#30363d"
 class Terminal:
     """A program at a terminal of its own, which writes to a screen that others may have written to before."""
 
-    def __init__(self, screen, *command):
+    def __init__(self, screen, *command, kind="vt100"):
         self.screen, self.output = screen, pyte.ByteStream(screen)
-        environment = {"TERM": "vt100", "LC_ALL": "C.UTF-8", "PATH": "/usr/bin:/bin"}
+        environment = {"TERM": kind, "LC_ALL": "C.UTF-8", "PATH": "/usr/bin:/bin"}
         self.child = pexpect.spawn(command[0], list(command[1:]), env=environment, timeout=DEADLINE,
                                    dimensions=(screen.lines, screen.columns))
 

@@ -34,7 +34,7 @@ const std::vector<SchemaRow> kRows = {
     {"configuration.md", "configuration", JsonSchema::Configuration, Verdict::kFits, {}},
     {"configuration.md", "odd-configuration", JsonSchema::Configuration, Verdict::kIsRefused, {}},
     {"configuration.md", "fatal-configuration", JsonSchema::Configuration, Verdict::kIsRefused, {}},
-    // One file for both the Mux and the simulator, but for the host name or address.
+    // One file for both the Mux and the simulator.
     {"configuration.md", "configuration", JsonSchema::Simulator, Verdict::kFits, {}},
     {"simulator.md", "simulator", JsonSchema::Simulator, Verdict::kFits, {}},
     {"simulator.md", "bad-simulator", JsonSchema::Simulator, Verdict::kIsRefused, {}},

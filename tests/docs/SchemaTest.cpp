@@ -203,15 +203,16 @@ TEST(SimulatorSchema, RefusesWhatTheSimulatorRefuses) {
     const auto lock = [&](const std::string& members) { return file(R"("Devices":[{"ID":5,)" + members + "}]"); };
     const JsonSchema& schema = JsonSchema::Simulator();
     for (const std::string& wrong :
-         {std::string(R"({"Gateways":[]})"), file(R"("IpAddress":"hall.local")"), file(R"("IpAddress":"")"),
-          file(R"("Port":-1)"), file(R"("Port":65536)"), file(R"("Counter":-1)"), file(R"("Counter":4294967296)"),
-          file(R"("WhitelistCapacity":-1)"), file(R"("WhitelistCapacity":1000001)"), lock(R"("BatteryStatus":4)"),
-          lock(R"("BatteryStatus":-1)"), lock(R"("BatteryLevel":4)"), lock(R"("BatteryLevel":-1)")}) {
+         {std::string(R"({"Gateways":[]})"), file(R"("IpAddress":"")"), file(R"("Port":-1)"), file(R"("Port":65536)"),
+          file(R"("Counter":-1)"), file(R"("Counter":4294967296)"), file(R"("WhitelistCapacity":-1)"),
+          file(R"("WhitelistCapacity":1000001)"), lock(R"("BatteryStatus":4)"), lock(R"("BatteryStatus":-1)"),
+          lock(R"("BatteryLevel":4)"), lock(R"("BatteryLevel":-1)")}) {
         EXPECT_NE(schema.ViolationIn(wrong), "") << wrong;
     }
     for (const std::string& right :
-         {file(R"("IpAddress":"::1")"), file(R"("Port":0)"), file(R"("Port":65535)"), file(R"("Counter":0)"),
-          file(R"("Counter":4294967295)"), file(R"("WhitelistCapacity":0)"), file(R"("WhitelistCapacity":1000000)"),
+         {file(R"("IpAddress":"::1")"), file(R"("IpAddress":"hall.local")"), file(R"("Port":0)"),
+          file(R"("Port":65535)"), file(R"("Counter":0)"), file(R"("Counter":4294967295)"),
+          file(R"("WhitelistCapacity":0)"), file(R"("WhitelistCapacity":1000000)"),
           lock(R"("BatteryStatus":0,"BatteryLevel":0)"), lock(R"("BatteryStatus":3,"BatteryLevel":3)")}) {
         EXPECT_EQ(schema.ViolationIn(right), "") << right;
     }

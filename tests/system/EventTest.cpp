@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "tests/system/support/ExchangeRunner.h"
-#include "tools/gateway-simulator/Console.h"
 
 namespace SystemTest {
 namespace {
@@ -98,53 +97,22 @@ TEST(Events, ReachEveryClientWithTheSameBytes) {
     EXPECT_EQ(system.Mux().Count("Message part in the event record structure is missing."), 4U);
 }
 
-TEST(Events, OfACardWithoutBytesHaveNoData) {
+TEST(Events, NameTheirGatewayAndHaveAllBytesOfTheirCardOrNone) {
+    constexpr std::size_t kLongest = 228;
+    std::string longest;
+    for (std::size_t index = 0; index < kLongest; ++index) {
+        longest += "E7";
+    }
     MuxSystem system(InTimeZone());
     TestClient client = system.NewClient();
     ASSERT_TRUE(system.Mux().WaitFor("Client with FD "));
     const std::time_t from = std::time(nullptr);
     ASSERT_TRUE(system.Gateway().RaiseCard(5, {}));
     ExpectEvent(client.Receive(), {"", "", 51, 5, ""}, 1, from);
-}
-
-TEST(Events, OfTheLongestCardAreWhole) {
-    constexpr std::size_t kLongest = 228;
-    std::string text;
-    for (std::size_t index = 0; index < kLongest; ++index) {
-        text += "E7";
-    }
-    MuxSystem system(InTimeZone());
-    TestClient client = system.NewClient();
-    ASSERT_TRUE(system.Mux().WaitFor("Client with FD "));
-    const std::time_t from = std::time(nullptr);
     ASSERT_TRUE(system.Gateway().RaiseCard(5, Simulator::Bytes(kLongest, 0xE7)));
-    ExpectEvent(client.Receive(), {"", "", 51, 5, text.c_str()}, 1, from);
-}
-
-TEST(Events, NameTheGatewayTheyComeFrom) {
-    MuxSystem system(InTimeZone());
-    TestClient client = system.NewClient();
-    ASSERT_TRUE(system.Mux().WaitFor("Client with FD "));
-    const std::time_t from = std::time(nullptr);
+    ExpectEvent(client.Receive(), {"", "", 51, 5, longest.c_str()}, 1, from);
     ASSERT_TRUE(system.Gateway(1).RaiseCard(5, {0x01}));
     ExpectEvent(client.Receive(), {"", "", 51, 5, "01"}, -7, from);
-}
-
-TEST(Events, AreLoggedWithTheirType) {
-    MuxSystem system(InTimeZone());
-    const auto raise = [&](const std::string& command, const std::string& type) {
-        ASSERT_EQ(Execute(system.Gateway(), command), "");
-        EXPECT_TRUE(system.Mux().WaitFor("Received an event from Virtual Gateway with ID 1 of type " + type + "."));
-    };
-    raise("card 5 01", "14");
-    raise("card 5 01 15", "15");
-    raise("card 5 01 17", "17");
-    raise("card 5 01 18", "18");
-    raise("pin 5 1", "22");
-    EXPECT_EQ(system.Mux().Count("[BrenkMux::VirtualGatewayEventReceivedCallback] Gateway \"1\" sent an event for "
-                                 "device with address 5"),
-              5U);
-    EXPECT_EQ(system.Mux().Count("READER EVENT. A card was passed on the reader of a smartlock."), 1U);
 }
 
 TEST(Events, ReachOnlyThoseWhoAreConnected) {

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <sstream>
@@ -43,11 +42,6 @@ std::vector<std::string> LinesInFile(std::string content) {
     for (std::string line; std::getline(text, line);) {
         lines.push_back(line);
     }
-    return lines;
-}
-
-std::vector<std::string> Sorted(std::vector<std::string> lines) {
-    std::sort(lines.begin(), lines.end());
     return lines;
 }
 
@@ -89,32 +83,6 @@ TEST(LogFile, ThatCannotBeOpenedIsNamedOnTheConsoleAndTheMuxRunsOn) {
     TestClient client(port.Number());
     client.Send(R"({"MessageID":"a","MessageCode":3})");
     EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
-}
-
-TEST(LogFile, RollsAt10000BytesAndKeepsTheOldOne) {
-    constexpr std::size_t kMaximumSize = 10000;
-    const Testing::ReservedPort port;
-    MuxProcess mux(With(PortArguments(port), {"--verbose"}));
-    TestClient client(port.Number());
-    const auto hasRolledTwice = [&] { return std::filesystem::exists(mux.Folder().Path() / "smartlock_mux.2.log"); };
-    for (int request = 0; request < 1000 && !hasRolledTwice(); ++request) {
-        client.Send(R"({"MessageID":"a","MessageCode":3})");
-        ASSERT_NE(client.Receive().find("Error in request"), std::string::npos);
-    }
-    ASSERT_TRUE(hasRolledTwice());
-    mux.Signal(SIGQUIT);
-    EXPECT_EQ(mux.WaitForEnd(), "status 0");
-
-    const std::vector<std::string> console = Sorted(mux.Lines());
-    for (const char* const name : {"smartlock_mux.log", "smartlock_mux.1.log", "smartlock_mux.2.log"}) {
-        const std::string content = mux.Folder().Read(name);
-        const std::vector<std::string> lines = Sorted(LinesInFile(content));
-        EXPECT_TRUE(std::includes(console.begin(), console.end(), lines.begin(), lines.end())) << name;
-        // The line that reaches the size is the last one.
-        const std::size_t lastLine = content.size() - content.rfind('\n', content.size() - 2);
-        EXPECT_LE(content.size(), kMaximumSize + lastLine) << name;
-    }
-    EXPECT_GT(mux.Folder().Read("smartlock_mux.1.log").size(), kMaximumSize - 1);
 }
 
 TEST(LogFile, ThatIsALinkStaysOneAndItsTargetRolls) {

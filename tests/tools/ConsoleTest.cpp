@@ -184,8 +184,9 @@ TEST_F(ConsoleTest, FaultTakesValueCountAndLock) {
 TEST_F(ConsoleTest, SetsALocksStatus) {
     EXPECT_EQ(Execute("status 5 0E001C00000077"), "");
     EXPECT_EQ(Door().Status(), (Lock::StatusBytes{0x0E, 0, 0x1C, 0, 0, 0, 0x77}));
-    EXPECT_EQ(Execute("battery 5 1 2"), "");
+    EXPECT_EQ(Output("battery 5 1 2"), "lock 5 now reports: battery resistance too high, battery level 90 % or more");
     EXPECT_EQ(Door().Status().at(0), 0x09);
+    EXPECT_EQ(Output("battery 5 0 0"), "lock 5 now reports: battery not available, battery level below 80 %");
     EXPECT_EQ(Execute("flag 5 mechanical off"), "");
     EXPECT_EQ(Execute("flag 5 bit6 on"), "");
     EXPECT_EQ(Door().Status().at(2), 0x58);

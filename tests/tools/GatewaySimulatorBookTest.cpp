@@ -94,7 +94,7 @@ TEST(GatewaySimulatorBookTest, ItsBadFilesAreRefusedInItsWords) {
         EXPECT_EQ(program.WaitForExit(), 64) << example.name;
         const Example* const message = SimulatorBook().Find("message", example.name);
         ASSERT_NE(message, nullptr) << example.name;
-        EXPECT_EQ(program.ErrorOutput(), file + ": " + message->text + "\n");
+        EXPECT_EQ(program.ErrorOutput(), "gateway-simulator: " + file + ": " + message->text + "\n");
     }
 }
 

@@ -67,7 +67,7 @@ TEST_F(GatewaySimulatorGatewaysTest, ListensOnTheAddressOfTheOptionInPlaceOfTheF
     const std::string file = Write(R"({"Gateways": [{"ID": 7, "IpAddress": "192.0.2.1", "Port": 0}]})");
     SimulatorProcess refused({"--gateways", file});
     EXPECT_EQ(refused.WaitForExit(), 1);
-    EXPECT_EQ(refused.Output(), "Cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
+    EXPECT_EQ(refused.Output(), "gateway-simulator: cannot listen on 192.0.2.1:0: Cannot assign requested address\n");
     SimulatorProcess program({"--gateways", file, "--host", "127.0.0.1"});
     EXPECT_TRUE(program.WaitForOutput("Listening on 127.0.0.1:"));
 }
@@ -76,10 +76,11 @@ TEST_F(GatewaySimulatorGatewaysTest, DoesNotStartWithABadFile) {
     const std::string file = Write(R"({"Gateways": [{"ID": 7, "Prot": 5}]})");
     SimulatorProcess program({"--gateways", file});
     EXPECT_EQ(program.WaitForExit(), 64);
-    EXPECT_THAT(program.Output(), testing::StartsWith(file + ": Gateways[0] has no member \"Prot\"; "));
+    EXPECT_THAT(program.Output(),
+                testing::StartsWith("gateway-simulator: " + file + ": Gateways[0] has no member \"Prot\"; "));
     SimulatorProcess other({"--gateways", PathOf("none")});
     EXPECT_EQ(other.WaitForExit(), 64);
-    EXPECT_EQ(other.Output(), PathOf("none") + ": cannot be read\n");
+    EXPECT_EQ(other.Output(), "gateway-simulator: " + PathOf("none") + ": cannot be read\n");
 }
 
 TEST_F(GatewaySimulatorGatewaysTest, RefusesOptionsOfOneGatewayBesideAFileOfThem) {
@@ -126,7 +127,7 @@ TEST_F(GatewaySimulatorGatewaysTest, LeavesABrokenWhitelistFileAlone) {
     const std::string file = folder_.Write("cards.json", "{\"Locks\": [");
     SimulatorProcess program({"--port", "0", "--whitelist-file", file});
     EXPECT_EQ(program.WaitForExit(), 64);
-    EXPECT_THAT(program.Output(), testing::StartsWith(file + ": is not JSON: line 1, "));
+    EXPECT_THAT(program.Output(), testing::StartsWith("gateway-simulator: " + file + ": is not JSON: line 1, "));
     EXPECT_EQ(folder_.Read("cards.json"), "{\"Locks\": [");
 }
 

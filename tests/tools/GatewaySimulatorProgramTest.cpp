@@ -13,12 +13,16 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
+using Testing::kNextOk;
+using Testing::kNextOpen;
 using Testing::kOk;
 using Testing::kOpen;
 using testing::Not;
 using Testing::PlainSocket;
 using Testing::SimulatorProcess;
+using testing::StartsWith;
 using Testing::TemporaryFolder;
 
 TEST(GatewaySimulatorProgramTest, PrintsALineForEachFrameAndAnswer) {
@@ -114,7 +118,7 @@ TEST(GatewaySimulatorProgramTest, SaysThatItsPortIsInUse) {
     const std::string port = std::to_string(first.PortBehind());
     SimulatorProcess second({"--port", port});
     EXPECT_EQ(second.WaitForExit(), 1);
-    EXPECT_EQ(second.Output(), "Cannot listen on 127.0.0.1:" + port + ": Address already in use\n");
+    EXPECT_EQ(second.Output(), "gateway-simulator: cannot listen on 127.0.0.1:" + port + ": Address already in use\n");
 }
 
 TEST(GatewaySimulatorProgramTest, ShowsNoScreenOnAPipe) {
@@ -141,13 +145,49 @@ TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
                                                        {"--counter", "4294967296"},
                                                        {"--counter", "1.5"},
                                                        {"--counter"},
-                                                       {"--host", "localhost"},
+                                                       {"--host", ""},
+                                                       {"--locks", "5,6,0x5"},
                                                        {"stray"}};
     for (const std::vector<std::string>& options : bad) {
         SimulatorProcess program(options);
         EXPECT_EQ(program.WaitForExit(), 64) << options.front();
-        EXPECT_NE(program.Output(), "");
+        EXPECT_THAT(program.Output(), StartsWith("gateway-simulator: "));
+        EXPECT_THAT(program.Output(), EndsWith("\nRun 'gateway-simulator --help' for details\n"));
     }
+}
+
+TEST(GatewaySimulatorProgramTest, ListensOnTheAddressesOfAName) {
+    SimulatorProcess program({"--port", "0", "--host", "localhost"});
+    PlainSocket client(program.PortBehind("Listening on localhost:"));
+    client.Send(kOpen);
+    EXPECT_EQ(client.Receive(20), kOk);
+}
+
+TEST(GatewaySimulatorProgramTest, NamesAHostThatIsUnknown) {
+    const std::string tooLongForAName(64, 'x');
+    SimulatorProcess program({"--host", tooLongForAName, "--port", "2101"});
+    EXPECT_EQ(program.WaitForExit(), 1);
+    EXPECT_THAT(program.Output(),
+                StartsWith("gateway-simulator: cannot listen on " + tooLongForAName + ":2101: Host not found"));
+}
+
+// Frames of docs/gateway-protocol.md.
+TEST(GatewaySimulatorProgramTest, HidesKeepAlivesWhenToldTo) {
+    const TemporaryFolder folder;
+    const std::string script = folder.Write("script", "keep-alives off\nfaults\n");
+    SimulatorProcess program({"--port", "0", "--script", script});
+    PlainSocket client(program.PortBehind());
+    ASSERT_TRUE(program.WaitForOutput("no faults\n"));
+    client.Send("13 FE FD 0E 01 00 00 03 00 00 03 E9 00 00 01 00 01 88 39");
+    EXPECT_EQ(client.Receive(20), "14 FE FD 0F 01 00 00 03 00 00 03 E9 00 00 01 00 00 08 C5 90");
+    client.Send(kNextOpen);
+    EXPECT_EQ(client.Receive(20), kNextOk);
+    EXPECT_TRUE(program.WaitForOutput("<- OK lock 5"));
+    EXPECT_THAT(program.Output(), Not(HasSubstr("lock 256")));
+    program.Write("keep-alives on\nlocks\n");
+    ASSERT_TRUE(program.WaitForOutput("counter 1002\n"));
+    client.Send("13 FE FD 0E 01 00 00 03 00 00 03 E9 00 00 01 00 01 88 39");
+    EXPECT_TRUE(program.WaitForOutput("<- SEQUENCE_COUNTER_ERROR (7) counter 0x000003EA lock 256 ref 3\n"));
 }
 
 }  // namespace

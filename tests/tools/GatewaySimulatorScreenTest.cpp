@@ -32,7 +32,7 @@ std::vector<std::string> Command(const std::vector<std::string>& options) {
 }
 
 // The port that stands in the gateway's row, or in the line that says that it listens.
-std::uint16_t PortOf(PseudoTerminal& terminal, const std::string& behind = ",") {
+std::uint16_t PortOf(PseudoTerminal& terminal, const std::string& behind = "connected") {
     const std::string text = "127.0.0.1:";
     EXPECT_TRUE(terminal.WaitFor(text)) << terminal.Output();
     const std::size_t start = terminal.Output().rfind(text) + text.size();
@@ -51,11 +51,11 @@ TEST(GatewaySimulatorScreenTest, ShowsTheGatewayAndItsLocks) {
     PseudoTerminal terminal(Command({"--locks", "5,600", "--counter", "41"}));
     EXPECT_TRUE(terminal.WaitFor("gateway-simulator: 1 gateway, 0 connected"));
     EXPECT_NE(PortOf(terminal), 0);
-    EXPECT_TRUE(terminal.WaitFor("not connected, counter 41"));
+    EXPECT_TRUE(terminal.WaitFor("counter 41"));
     EXPECT_TRUE(terminal.WaitFor("lock 5"));
     EXPECT_TRUE(terminal.WaitFor("closed"));
     EXPECT_TRUE(terminal.WaitFor("battery 3 level 3"));
-    EXPECT_TRUE(terminal.WaitFor("whitelist 0 of 100"));
+    EXPECT_TRUE(terminal.WaitFor("cards 0/100"));
     EXPECT_TRUE(terminal.WaitFor("lock 600"));
     EXPECT_TRUE(terminal.WaitFor("> "));
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("Listening on")));
@@ -70,7 +70,7 @@ TEST(GatewaySimulatorScreenTest, ShowsWhatHappens) {
     EXPECT_TRUE(terminal.WaitFor("<- OK lock 5 ref 3"));
     terminal.Write(kDrawAnew);
     EXPECT_TRUE(terminal.WaitFor("1 connected"));
-    EXPECT_TRUE(terminal.WaitFor("connected, counter 1001"));
+    EXPECT_TRUE(terminal.WaitFor("counter 1001"));
     EXPECT_TRUE(terminal.WaitFor("open"));
 }
 
@@ -99,7 +99,7 @@ TEST(GatewaySimulatorScreenTest, FollowsTheSizeOfTheWindow) {
     PseudoTerminal terminal(Command({"--locks", "5,6,7,8,9"}));
     ASSERT_TRUE(terminal.WaitFor("lock 9"));
     terminal.Resize(8, 60);
-    EXPECT_TRUE(terminal.WaitFor("and 4 more locks"));
+    EXPECT_TRUE(terminal.WaitFor("-- 4 more locks --"));
     terminal.Resize(24, 100);
     EXPECT_TRUE(terminal.WaitFor("lock 9"));
 }

@@ -1,5 +1,6 @@
 #include "tools/gateway-simulator/ScreenText.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace Simulator {
@@ -19,10 +20,23 @@ TEST(ScreenTextTest, CountsACharacterOfSeveralBytesAsOneColumn) {
     EXPECT_EQ(ColumnsOf(""), 0U);
 }
 
+TEST(ScreenTextTest, MarksWhatItCuts) {
+    EXPECT_EQ(CutColumns("T\xC3\xBCr", 3), "T\xC3\xBCr");
+    EXPECT_EQ(CutColumns("T\xC3\xBCren", 3), "T\xC3\xBC>");
+    EXPECT_EQ(CutColumns("closed", 1), ">");
+    EXPECT_EQ(CutColumns("closed", 0), "");
+}
+
 TEST(ScreenTextTest, FillsUpWithBlanks) {
     EXPECT_EQ(PadColumns("T\xC3\xBCr", 5), "T\xC3\xBCr  ");
-    EXPECT_EQ(PadColumns("closed", 3), "clo");
+    EXPECT_EQ(PadColumns("closed", 3), "cl>");
     EXPECT_EQ(PadColumns("", 2), "  ");
+}
+
+TEST(ScreenTextTest, WrapsALongText) {
+    EXPECT_THAT(WrapColumns("T\xC3\xBCr zu", 3), testing::ElementsAre("T\xC3\xBCr", " zu"));
+    EXPECT_THAT(WrapColumns("", 3), testing::ElementsAre(""));
+    EXPECT_THAT(WrapColumns("zu", 0), testing::ElementsAre("z", "u"));
 }
 
 TEST(ScreenTextTest, LetsNoControlCharacterPass) {

@@ -40,10 +40,11 @@ class ScriptTest : public testing::Test {
     LabelledOutput secondOutput_{writer_, "-2: "};
     asio::io_context loop_;
     GatewaySimulator second_;
-    StepRunner runner_{
-        loop_, {{1, "Hall", "127.0.0.1", gateway_, writer_}, {-2, "", "::1", second_, secondOutput_}}, writer_, [this] {
-            loop_.stop();
-        }};
+    bool showsKeepAlives_ = true;
+    StepRunner::Handlers handlers_{[this] { loop_.stop(); }, [this](bool shown) { showsKeepAlives_ = shown; }};
+    const std::vector<Target> targets_{{1, "Hall", "127.0.0.1", gateway_, writer_},
+                                       {-2, "", "::1", second_, secondOutput_}};
+    StepRunner runner_{loop_, targets_, writer_, handlers_};
 };
 
 TEST_F(ScriptTest, NamesFileAndLineOfAnError) {
@@ -85,6 +86,29 @@ TEST_F(ScriptTest, NamesTheGatewayThatHasSomethingToSay) {
               "no faults\n-2: counter 1000\n-2: counter 1000\n"
               "-2: lock 5: closed, status 0F000000000000, whitelist enabled, 0 of 100 cards\n");
     EXPECT_NE(Run("-2: remove-lock 9").find("error: unknown lock 9\n"), std::string::npos);
+}
+
+TEST_F(ScriptTest, ShowsAndHidesKeepAlives) {
+    Run("keep-alives off");
+    EXPECT_FALSE(showsKeepAlives_);
+    Run("keep-alives on");
+    EXPECT_TRUE(showsKeepAlives_);
+    EXPECT_EQ(ErrorOfScript("keep-alives no"), "night.txt:1: on|off must be on or off, not \"no\"");
+}
+
+TEST_F(ScriptTest, HelpFitsEightyColumns) {
+    std::istringstream help(StepHelp());
+    for (std::string line; std::getline(help, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
+}
+
+TEST_F(ScriptTest, ConfirmsCommandsWithoutOutputWhenToldTo) {
+    handlers_.confirms = true;
+    StepRunner runner{loop_, targets_, writer_, handlers_};
+    runner.Add(ReadSteps("counter 41\n-2: add-lock 5\nuse -2\nwait 1\nkeep-alives off\nfaults\nquit\n"));
+    loop_.run();
+    EXPECT_EQ(output_.str(), "done\n-2: done\ncommands go to gateway -2\ndone\ndone\n-2: no faults\n");
 }
 
 TEST_F(ScriptTest, ListsTheGateways) {

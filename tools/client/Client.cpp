@@ -17,9 +17,7 @@ void Client::OnEvent(EventHandler handler) {
 }
 
 void Client::Send(const Request& request, AnswerHandler handler, std::chrono::milliseconds timeout) {
-    std::string packet = BuildPacket(request.text);
-    connection_->Expect(request.id, std::move(handler), timeout);
-    connection_->Send(std::move(packet));
+    connection_->Requests().Add(request, std::move(handler), timeout);
 }
 
 void Client::SendOnly(const Request& request, std::chrono::milliseconds timeout) {
@@ -51,7 +49,7 @@ std::optional<Message> Client::Ask(const Request& request, std::chrono::millisec
         }
     } catch (...) {
         // The answer may still come, and nothing of this call is there any more then.
-        connection_->Forget(request.id);
+        connection_->Requests().Forget(request.id);
         throw;
     }
     return answer;

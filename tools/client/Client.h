@@ -32,8 +32,9 @@ constexpr std::chrono::milliseconds kDefaultTimeout{15000};
 //     const auto answer = client.Ask(MuxClient::Request::Open({1, 5}));
 //     if (answer && answer->IsAck()) { ... }
 //
-// A gateway gets one frame in 300 ms and answers a little later. Of requests that reach it within one such period it
-// accepts only the first, so ask it the next thing when it has answered the last one.
+// Each gateway gets one request at a time, because only the first of those that arrive within 300 ms is sure of an
+// answer: a request is held back until the one before it is answered or its time is over. Other clients of the Mux are
+// not considered. Nothing is sent twice, and an answer that comes too late is dropped.
 //
 // For one thread at a time; there is none inside. Handlers run on the thread that is in Ask() or Wait(), and may call
 // Send() and OnEvent() but not Ask() or Wait(). What a handler throws comes out of the call in which it ran.
@@ -54,13 +55,13 @@ class Client {
     // Sets who gets the events; without it they are dropped.
     void OnEvent(EventHandler handler);
 
-    // Sends a request and calls the handler, from within Wait() or Ask(), with its answer or when the time is over.
-    // An answer that comes later is dropped. Throws std::length_error when the text does not fit a packet, and
+    // Sends a request, in its turn, and calls the handler, from within Wait() or Ask(), with its answer or when the
+    // time since sending is over. Throws std::length_error when the text does not fit a packet, and
     // std::invalid_argument when a request with that identifier waits already.
     void Send(const Request& request, AnswerHandler handler, std::chrono::milliseconds timeout = kDefaultTimeout);
 
-    // Sends a request for which no answer is expected; one that comes is dropped. Throws std::length_error as above.
-    // Returns when the system has the bytes, or throws ConnectionError when it does not take them within the time.
+    // Sends a request at once, for which no answer is expected; one that comes is dropped. Returns when the system has
+    // the bytes. Throws std::length_error as above, and ConnectionError when the system does not take them in time.
     void SendOnly(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
 
     // Waits until a handler was called, for at most this time; returns whether one was. With a time of zero it delivers
@@ -69,8 +70,8 @@ class Client {
     // delivered first.
     bool Wait(std::chrono::milliseconds duration);
 
-    // Sends a request and waits for its answer; empty after the time-out, though the request may still have been
-    // executed. Throws as Send() and Wait() do.
+    // Sends a request, in its turn, and waits for its answer; empty after the time-out, though the request may still
+    // have been executed. Throws as Send() and Wait() do.
     std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
 
     // The same with a progress callback: calls `whileWaiting` at once and at least every `period` until there is an

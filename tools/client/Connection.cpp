@@ -3,7 +3,7 @@
 #include <netinet/tcp.h>
 
 #include <algorithm>
-#include <stdexcept>
+#include <optional>
 #include <utility>
 
 namespace MuxClient {
@@ -11,10 +11,12 @@ namespace {
 
 using asio::ip::tcp;
 
-// With these a host that is gone without a word is noticed within half a minute.
+// With these a host that is gone without a word is noticed within half a minute, also while it owes an acknowledgement,
+// when no keep-alive is sent.
 constexpr int kSecondsUntilKeepAlive = 15;
 constexpr int kSecondsBetweenKeepAlives = 5;
 constexpr int kUnansweredKeepAlives = 3;
+constexpr int kMillisecondsUnacknowledged = 30000;
 
 template <int Name>
 using TcpOption = asio::detail::socket_option::integer<IPPROTO_TCP, Name>;
@@ -62,13 +64,7 @@ void Client::Connection::NoticeDeadPeers() {
     socket_.set_option(TcpOption<TCP_KEEPIDLE>(kSecondsUntilKeepAlive), ignored);
     socket_.set_option(TcpOption<TCP_KEEPINTVL>(kSecondsBetweenKeepAlives), ignored);
     socket_.set_option(TcpOption<TCP_KEEPCNT>(kUnansweredKeepAlives), ignored);
-}
-
-void Client::Connection::Expect(const std::string& id, AnswerHandler handler, std::chrono::milliseconds timeout) {
-    const Waiting request = {std::move(handler), Clock::now() + timeout};
-    if (!waiting_.emplace(id, request).second) {
-        throw std::invalid_argument("a request with the identifier \"" + id + "\" is already waiting");
-    }
+    socket_.set_option(TcpOption<TCP_USER_TIMEOUT>(kMillisecondsUnacknowledged), ignored);
 }
 
 void Client::Connection::Send(std::string packet) {
@@ -94,9 +90,8 @@ bool Client::Connection::Wait(std::chrono::milliseconds duration) {
         if (DeliverMessage() || DeliverTimeout()) {
             return true;
         }
-        const auto next = NextToExpire();
-        const bool expiresBefore = next != waiting_.end() && next->second.deadline < end;
-        if (!RunLoop(expiresBefore ? next->second.deadline : end) && !expiresBefore) {
+        const Clock::time_point deadline = requests_.NextDeadline();
+        if (!RunLoop(std::min(deadline, end)) && deadline >= end) {
             return false;
         }
     }
@@ -154,7 +149,8 @@ void Client::Connection::OnSent(const asio::error_code& error) {
 
 void Client::Connection::Fail(const asio::error_code& error) {
     const std::string reason = error == asio::error::eof ? "" : ": " + error.message();
-    failure_ = std::make_exception_ptr(ConnectionError(name_ + " has closed the connection" + reason));
+    const std::string what = error == asio::error::timed_out ? " no longer responds" : " has closed the connection";
+    failure_ = std::make_exception_ptr(ConnectionError(name_ + what + reason));
 }
 
 bool Client::Connection::DeliverMessage() {
@@ -176,28 +172,19 @@ bool Client::Connection::Deliver(const Message& message) {
         }
         return handler != nullptr;
     }
-    auto request = waiting_.extract(message.id);
-    if (request.empty()) {
-        return false;
+    const AnswerHandler handler = requests_.Take(message.id);
+    if (handler) {
+        handler(message);
     }
-    request.mapped().handler(message);
-    return true;
+    return handler != nullptr;
 }
 
 bool Client::Connection::DeliverTimeout() {
-    const auto next = NextToExpire();
-    if (next == waiting_.end() || next->second.deadline > Clock::now()) {
-        return false;
+    const AnswerHandler handler = requests_.TakeExpired();
+    if (handler) {
+        handler(std::nullopt);
     }
-    const auto request = waiting_.extract(next);
-    request.mapped().handler(std::nullopt);
-    return true;
-}
-
-Client::Connection::WaitingRequests::iterator Client::Connection::NextToExpire() {
-    return std::min_element(waiting_.begin(), waiting_.end(), [](const auto& left, const auto& right) {
-        return left.second.deadline < right.second.deadline;
-    });
+    return handler != nullptr;
 }
 
 }  // namespace MuxClient

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "tools/client/Asio.h"
+
 #include <array>
-#include <asio.hpp>
 #include <chrono>
 #include <deque>
 #include <exception>
-#include <map>
-#include <optional>
 #include <string>
 
 #include "tools/client/Client.h"
+#include "tools/client/PendingRequests.h"
 #include "tools/client/TextCutter.h"
 
 namespace MuxClient {
@@ -20,8 +20,7 @@ namespace MuxClient {
 // that their exceptions leave a consistent state.
 class Client::Connection {
   public:
-    // The handlers' deadlines must not jump with the system's time.
-    using Clock = std::chrono::steady_clock;
+    using Clock = PendingRequests::Clock;
 
     // Throws ConnectionError without a connection within the time-out.
     Connection(const MuxAddress& address, std::chrono::milliseconds timeout);
@@ -30,11 +29,8 @@ class Client::Connection {
 
     // Replaces the handler; empty for none.
     void OnEvent(EventHandler handler) { onEvent_ = std::move(handler); }
-    // Has the handler called, from within Wait(), with the answer to this request or when the time is over. Throws
-    // std::invalid_argument when one with this identifier waits already.
-    void Expect(const std::string& id, AnswerHandler handler, std::chrono::milliseconds timeout);
-    // An answer that comes to this request later is dropped. It need not wait any more.
-    void Forget(const std::string& id) { waiting_.erase(id); }
+    // The requests whose handlers Wait() calls, with the answer or when the time is over.
+    PendingRequests& Requests() { return requests_; }
     // Takes a packet to be sent by the loop.
     void Send(std::string packet);
     // Runs the loop until all packets are out. Throws ConnectionError when they are not within the time.
@@ -43,12 +39,6 @@ class Client::Connection {
     bool Wait(std::chrono::milliseconds duration);
 
   private:
-    struct Waiting {
-        AnswerHandler handler;
-        Clock::time_point deadline;
-    };
-    using WaitingRequests = std::map<std::string, Waiting>;
-
     void Connect(const MuxAddress& address, std::chrono::milliseconds timeout);
     void NoticeDeadPeers();
     void StartReceiving();
@@ -65,7 +55,6 @@ class Client::Connection {
     bool DeliverMessage();
     bool Deliver(const Message& message);
     bool DeliverTimeout();
-    WaitingRequests::iterator NextToExpire();
 
     std::string name_;
     asio::io_context loop_{1};
@@ -77,7 +66,7 @@ class Client::Connection {
     // Why the connection is unusable.
     std::exception_ptr failure_;
     EventHandler onEvent_;
-    WaitingRequests waiting_;
+    PendingRequests requests_{[this](std::string packet) { Send(std::move(packet)); }};
 };
 
 }  // namespace MuxClient

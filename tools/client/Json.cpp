@@ -1,24 +1,52 @@
 #include "tools/client/Json.h"
 
+#include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 
 #include <charconv>
+#include <system_error>
 
 namespace MuxClient::Json {
 namespace {
 
 constexpr unsigned kFlags = kParseIterativeFlag | kParseNumbersAsStringsFlag;
 
+// Takes the place of every double, of which only the type counts.
+constexpr double kAnyDouble = 0.5;
+
+template <typename Integer>
+std::optional<Integer> IntegerFrom(std::string_view text) {
+    Integer number = 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result result = std::from_chars(text.data(), end, number);
+    return result.ec == std::errc() && result.ptr == end ? std::make_optional(number) : std::nullopt;
+}
+
+// Whether the JSON library converts this number, which its parser has accepted. One with a negative exponent is never
+// too large, and not given to the library, whose conversion overflows on exponents of ten digits.
+bool IsDouble(std::string_view number) {
+    if (number.find("e-") != std::string_view::npos || number.find("E-") != std::string_view::npos) {
+        return true;
+    }
+    MemoryStream stream(number.data(), number.size());
+    BaseReaderHandler<> handler;
+    return !Reader().Parse<kParseIterativeFlag>(stream, handler).IsError();
+}
+
+// What becomes of numbers that are not signed 64-bit integers.
+enum class OtherNumbers { kNull, kTyped };
+
 // Passes everything on to the document but numbers, which it reads itself.
 class NumberReader {
   public:
-    explicit NumberReader(Document& document) : document_(document) {}
+    NumberReader(Document& document, OtherNumbers others) : document_(document), others_(others) {}
 
     bool RawNumber(const char* text, SizeType length, bool) {
-        std::int64_t number = 0;
-        const std::from_chars_result result = std::from_chars(text, text + length, number);
-        const bool isInteger = result.ec == std::errc() && result.ptr == text + length;
-        return isInteger ? document_.Int64(number) : document_.Null();
+        const std::string_view number(text, length);
+        if (const auto integer = IntegerFrom<std::int64_t>(number)) {
+            return document_.Int64(*integer);
+        }
+        return others_ == OtherNumbers::kNull ? document_.Null() : AddTyped(number);
     }
 
     bool Null() { return document_.Null(); }
@@ -36,22 +64,53 @@ class NumberReader {
     bool EndArray(SizeType elements) { return document_.EndArray(elements); }
 
   private:
+    bool AddTyped(std::string_view number) {
+        if (const auto integer = IntegerFrom<std::uint64_t>(number)) {
+            return document_.Uint64(*integer);
+        }
+        return IsDouble(number) && document_.Double(kAnyDouble);
+    }
+
     Document& document_;
+    OtherNumbers others_;
 };
+
+std::string ReasonOf(const ParseResult& result) {
+    if (!result.IsError()) {
+        return "A NUL character";
+    }
+    if (result.Code() == kParseErrorTermination) {
+        return "Number too large";
+    }
+    const std::string sentence = GetParseError_En(result.Code());
+    return sentence.substr(0, sentence.find_last_not_of('.') + 1);
+}
+
+std::optional<ParseFault> ParseInto(Document& document, std::string_view text, OtherNumbers others) {
+    MemoryStream stream(text.data(), text.size());
+    std::optional<ParseFault> fault;
+    const auto generate = [&](Document& target) {
+        NumberReader handler(target, others);
+        const ParseResult result = Reader().Parse<kFlags>(stream, handler);
+        // The parser takes a NUL for the end of the text.
+        const bool isWhole = !result.IsError() && stream.Tell() == text.size();
+        if (!isWhole) {
+            fault = ParseFault{result.IsError() ? result.Offset() : stream.Tell(), ReasonOf(result)};
+        }
+        return isWhole;
+    };
+    document.Populate(generate);
+    return fault;
+}
 
 }  // namespace
 
 bool Parse(std::string_view text, Document& document) {
-    MemoryStream stream(text.data(), text.size());
-    bool parsed = false;
-    const auto generate = [&](Document& target) {
-        NumberReader handler(target);
-        // The parser takes a NUL for the end of the text.
-        parsed = !Reader().Parse<kFlags>(stream, handler).IsError() && stream.Tell() == text.size();
-        return parsed;
-    };
-    document.Populate(generate);
-    return parsed;
+    return !ParseInto(document, text, OtherNumbers::kNull);
+}
+
+std::optional<ParseFault> ParseAllNumbers(std::string_view text, Document& document) {
+    return ParseInto(document, text, OtherNumbers::kTyped);
 }
 
 const Value* Find(const Value& object, const char* name) {

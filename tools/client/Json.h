@@ -12,6 +12,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -23,6 +24,17 @@ namespace MuxClient::Json {
 // signed 64-bit integer becomes null: messages have no other numbers, and the library's conversion overflows on
 // exponents of ten digits. Stack use does not depend on nesting.
 bool Parse(std::string_view text, Document& document);
+
+// Where and why a text is not JSON.
+struct ParseFault {
+    std::size_t offset = 0;
+    std::string reason;
+};
+
+// As Parse, but accepts the numbers that the Mux accepts and keeps their types: integers of 64 bits, signed or
+// unsigned, and doubles, whose values are not kept. Nothing if the text is parsed; otherwise why the Mux does not parse
+// it, such as a number too large for a double.
+std::optional<ParseFault> ParseAllNumbers(std::string_view text, Document& document);
 
 // The member of `object` with this name, null when there is none. `object` must be an object.
 const Value* Find(const Value& object, const char* name);

@@ -35,7 +35,7 @@ std::string Envelope(const std::string& id, MessageCode code, const WriteData& w
 }
 
 // A "Data" object that begins with the lock and goes on with what `writeRest` writes.
-WriteData LockData(const LockAddress& lock, const WriteData& writeRest = {}) {
+WriteData LockData(const LockAddress& lock, const WriteData& writeRest) {
     return [=](JsonWriter& writer) {
         writer.StartObject();
         writer.Key("gatewayID");
@@ -49,8 +49,8 @@ WriteData LockData(const LockAddress& lock, const WriteData& writeRest = {}) {
     };
 }
 
-WriteData CardData(const LockAddress& lock, const Card& card) {
-    return LockData(lock, [=](JsonWriter& writer) {
+WriteData CardData(const Card& card) {
+    return [=](JsonWriter& writer) {
         writer.Key("setupNumber");
         writer.Uint(card.setupNumber);
         writer.Key("options");
@@ -59,17 +59,16 @@ WriteData CardData(const LockAddress& lock, const Card& card) {
         WriteText(writer, card.data);
         writer.Key("isUIDCard");
         writer.Bool(card.isUid);
-    });
+    };
 }
 
 MessageCode CodeFor(Occasion occasion, MessageCode command, MessageCode event) {
     return occasion == Occasion::kEvent ? event : command;
 }
 
-std::string IdIn(const std::string& text) {
-    Json::Document document;
-    const bool isObject = Json::Parse(text, document) && document.IsObject();
-    return isObject ? Json::TextIn(document, "MessageID").value_or("") : "";
+std::optional<std::int32_t> GatewayIn(const Json::Value& message) {
+    const Json::Value* const data = Json::Find(message, "Data");
+    return data != nullptr && data->IsObject() ? Json::IntegerIn(*data, "gatewayID") : std::nullopt;
 }
 
 Request Build(MessageCode code, const WriteData& writeData) {
@@ -77,8 +76,10 @@ Request Build(MessageCode code, const WriteData& writeData) {
     return {id, Envelope(id, code, writeData)};
 }
 
-Request BuildFor(const LockAddress& lock, MessageCode code) {
-    return Build(code, LockData(lock));
+Request BuildFor(const LockAddress& lock, MessageCode code, const WriteData& writeRest = {}) {
+    Request request = Build(code, LockData(lock, writeRest));
+    request.gateway = lock.gateway;
+    return request;
 }
 
 Request BuildFor(const LockAddress& lock, Occasion occasion, MessageCode command, MessageCode event) {
@@ -96,11 +97,11 @@ Request Request::Close(const LockAddress& lock, Occasion occasion) {
 }
 
 Request Request::OpenAndClose(const LockAddress& lock, std::uint32_t duration, Occasion occasion) {
-    return Build(CodeFor(occasion, MessageCode::kLockOpenClose, MessageCode::kEventLockOpenClose),
-                 LockData(lock, [=](JsonWriter& writer) {
-                     writer.Key("duration");
-                     writer.Uint(duration);
-                 }));
+    return BuildFor(lock, CodeFor(occasion, MessageCode::kLockOpenClose, MessageCode::kEventLockOpenClose),
+                    [=](JsonWriter& writer) {
+                        writer.Key("duration");
+                        writer.Uint(duration);
+                    });
 }
 
 Request Request::DenyAccess(const LockAddress& lock, Occasion occasion) {
@@ -112,11 +113,11 @@ Request Request::Status(const LockAddress& lock) {
 }
 
 Request Request::AddToWhitelist(const LockAddress& lock, const Card& card) {
-    return Build(MessageCode::kWhitelistAdd, CardData(lock, card));
+    return BuildFor(lock, MessageCode::kWhitelistAdd, CardData(card));
 }
 
 Request Request::RemoveFromWhitelist(const LockAddress& lock, const Card& card) {
-    return Build(MessageCode::kWhitelistRemove, CardData(lock, card));
+    return BuildFor(lock, MessageCode::kWhitelistRemove, CardData(card));
 }
 
 Request Request::ClearWhitelist(const LockAddress& lock) {
@@ -150,7 +151,13 @@ Request Request::Configure(const std::string& configuration) {
 }
 
 Request Request::FromText(const std::string& text) {
-    return {IdIn(text), text};
+    Request request = {"", text};
+    Json::Document message;
+    if (Json::Parse(text, message) && message.IsObject()) {
+        request.id = Json::TextIn(message, "MessageID").value_or("");
+        request.gateway = GatewayIn(message);
+    }
+    return request;
 }
 
 }  // namespace MuxClient

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tools/client/MessageCode.h"
@@ -43,6 +44,8 @@ struct Card {
 struct Request {
     std::string id;
     std::string text;
+    // The gateway that it names. A client sends each gateway one request at a time.
+    std::optional<std::int32_t> gateway = std::nullopt;
 
     // Open the lock until it is closed, and close it.
     static Request Open(const LockAddress& lock, Occasion occasion = Occasion::kCommand);
@@ -74,7 +77,8 @@ struct Request {
     static Request Configure(const std::string& configuration);
 
     // A text of one's own, sent as it is; it need not even be JSON. The identifier is its "MessageID", and empty when
-    // there is none: the Mux answers such a request with an empty identifier.
+    // there is none: the Mux answers such a request with an empty identifier. The gateway is the "gatewayID" of its
+    // "Data", if that is an integer.
     static Request FromText(const std::string& text);
 };
 

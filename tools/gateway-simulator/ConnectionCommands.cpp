@@ -36,7 +36,7 @@ std::vector<ConsoleCommand> ConnectionCommands() {
         {"reset", "", "Reset the connection", ParseReset},
         {"refuse", "MILLISECONDS", "Refuse new connections for this time", ParseRefuse},
         {"raw", "HEX", "Send these bytes unchanged", ParseRaw},
-        {"counter", "NUMBER", "Set the sequence counter; the next number is accepted", ParseCounter},
+        {"counter", "NUMBER", "Set the counter; the next number is accepted", ParseCounter},
     };
 }
 

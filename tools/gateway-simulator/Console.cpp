@@ -76,7 +76,7 @@ std::string CommandHelp() {
         help << "  " << std::left << std::setw(30) << usage << (usage.size() < 30 ? " " : "\n" + std::string(33, ' '))
              << command.help << '\n';
     }
-    help << "\nFaults, for the next answer, for COUNT answers or always; only for answers of one lock if given.\n"
+    help << "\nFaults, for the next answer, for COUNT answers or always, for all locks or one.\n"
             "Faults of different kinds combine.\n"
          << FaultHelp();
     return help.str();

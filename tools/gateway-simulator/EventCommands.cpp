@@ -42,10 +42,10 @@ Action ParseDemandEvent(Arguments& arguments) {
 
 std::vector<ConsoleCommand> EventCommands() {
     return {
-        {"card", "ADDRESS HEX [TYPE]", "Present a card; TYPE is 14 (default), 15, 17 or 18", ParseCard},
+        {"card", "ADDRESS HEX [TYPE]", "Present a card; TYPE: 14 (default), 15, 17, 18", ParseCard},
         {"pin", "ADDRESS DIGITS", "Enter a PIN, sent as ASCII digits", ParsePin},
-        {"event-bytes", "HEX", "Set header and event bytes of further events, 7 bytes", ParseEventBytes},
-        {"demand-event", "ADDRESS on|off", "Answer 10 to an event response without an event", ParseDemandEvent},
+        {"event-bytes", "HEX", "Set the 7 header and event bytes of events", ParseEventBytes},
+        {"demand-event", "ADDRESS on|off", "Answer an event response without event with 10", ParseDemandEvent},
     };
 }
 

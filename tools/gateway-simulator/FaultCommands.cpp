@@ -76,8 +76,8 @@ Action ParseFaults(Arguments& /*arguments*/) {
 
 std::vector<ConsoleCommand> FaultCommands() {
     return {
-        {"fault", "NAME [VALUE] [COUNT|always] [lock ADDRESS]",
-         "Inject a fault into the next answers, see below; \"fault off\" stops it", ParseFault},
+        {"fault", "NAME [VALUE] [COUNT|always] [lock ADDRESS]", "Spoil answers, see below; \"fault off\" ends it",
+         ParseFault},
         {"faults", "", "List the pending faults", ParseFaults},
     };
 }

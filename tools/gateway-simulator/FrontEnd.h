@@ -32,10 +32,16 @@ class FrontEnd {
 
     virtual ~FrontEnd() = default;
 
-    // Outputs: lines about a gateway, output of a gateway's commands, and everything else.
+    // Outputs: lines about a gateway, lines of its keep-alive frames, output of its commands, and everything else.
     virtual LineOutput& GatewayOutput(std::size_t index) = 0;
+    virtual LineOutput& KeepAliveOutput(std::size_t index) = 0;
     virtual LineOutput& CommandOutput(std::size_t index) = 0;
     virtual LineOutput& Messages() = 0;
+
+    // Whether lines of keep-alive frames are shown, as they are at first.
+    virtual void ShowKeepAlives(bool shown) = 0;
+    // Whether a typed command without output is confirmed.
+    virtual bool ConfirmsCommands() const = 0;
 
     // Says that the gateways listen, and begins to take what is typed. Loop and gateways must remain live as long as
     // the front end. Throws std::runtime_error when it cannot.

@@ -38,6 +38,12 @@ struct GatewayStatus {
     std::vector<Fault> faults;
 };
 
+// A line of what happened at a gateway.
+struct RecentLine {
+    std::string text;
+    bool isKeepAlive = false;
+};
+
 // A gateway that a person sees among others.
 struct GatewayView {
     std::int32_t id = 1;
@@ -47,8 +53,8 @@ struct GatewayView {
     GatewayStatus status;
     // By address; a lock without a name may be missing.
     std::map<std::uint32_t, std::string> lockNames;
-    // Lines of what happened, oldest first.
-    std::vector<std::string> recent;
+    // Oldest first.
+    std::vector<RecentLine> recent;
 };
 
 // Any thread may call it, as long as no other changes the lock.

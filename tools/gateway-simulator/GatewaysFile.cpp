@@ -1,7 +1,6 @@
 #include "tools/gateway-simulator/GatewaysFile.h"
 
 #include <array>
-#include <asio.hpp>
 #include <filesystem>
 #include <limits>
 #include <set>
@@ -64,10 +63,8 @@ std::string ReadAddress(const JsonNode& node, const std::string& host) {
     if (!host.empty()) {
         return host;
     }
-    asio::error_code error;
-    asio::ip::make_address(address, error);
-    if (error) {
-        node.Required("IpAddress").Refuse("must be a numeric address, such as 127.0.0.1");
+    if (address.empty()) {
+        node.Required("IpAddress").Refuse("must be an address or a host name");
     }
     return address;
 }

@@ -12,9 +12,12 @@ LineFrontEnd::LineFrontEnd(const std::vector<GatewayDescription>& gateways) : wr
             labelled_.push_back(std::make_unique<LabelledOutput>(writer_, std::to_string(gateway.id) + ": "));
         }
     }
+    for (std::size_t index = 0; index < gateways.size(); ++index) {
+        keepAlives_.push_back(std::make_unique<SwitchedOutput>(OutputOf(index), showsKeepAlives_));
+    }
 }
 
-LineOutput& LineFrontEnd::GatewayOutput(std::size_t index) {
+LineOutput& LineFrontEnd::OutputOf(std::size_t index) {
     if (labelled_.empty()) {
         return writer_;
     }
@@ -23,7 +26,7 @@ LineOutput& LineFrontEnd::GatewayOutput(std::size_t index) {
 
 void LineFrontEnd::Open(asio::io_context& loop, const PlayedGateways& gateways, const Handlers& handlers) {
     for (std::size_t index = 0; index < gateways.size(); ++index) {
-        GatewayOutput(index).Write("Listening on " + gateways.at(index)->Address());
+        OutputOf(index).Write("Listening on " + gateways.at(index)->Address());
     }
     reader_.emplace(STDIN_FILENO, [&loop, line = handlers.line](const std::string& text) {
         asio::post(loop, [line, text] { line(text); });

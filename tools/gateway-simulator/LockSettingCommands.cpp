@@ -57,7 +57,10 @@ Action ParseBattery(Arguments& arguments) {
     const std::uint32_t address = arguments.Number("ADDRESS");
     const auto status = static_cast<std::uint8_t>(arguments.Number("STATUS", kLargestBatteryValue));
     const auto level = static_cast<std::uint8_t>(arguments.Number("LEVEL", kLargestBatteryValue));
-    return Changing(address, [=](Lock& lock) { lock.SetBattery(status, level); });
+    return [=](GatewaySimulator& gateway) {
+        RequireLock(gateway.ChangeLock(address, [=](Lock& lock) { lock.SetBattery(status, level); }), address);
+        return "lock " + std::to_string(address) + " now reports: " + BatteryText(status, level);
+    };
 }
 
 Action ParseFlag(Arguments& arguments) {
@@ -131,10 +134,10 @@ std::vector<ConsoleCommand> LockSettingCommands() {
     return {
         {"locks", "", "List the locks", ParseLocks},
         {"add-lock", "ADDRESS", "Add a lock", ParseAddLock},
-        {"remove-lock", "ADDRESS", "Remove a lock; requests for it are answered with 8", ParseRemoveLock},
+        {"remove-lock", "ADDRESS", "Remove a lock; answer its requests with 8", ParseRemoveLock},
         {"status", "ADDRESS HEX", "Set a lock's status, 7 bytes", ParseStatus},
         {"battery", "ADDRESS STATUS LEVEL", "Set a lock's battery, 0 to 3 each", ParseBattery},
-        {"flag", "ADDRESS FLAG on|off", "Set a status flag: mechanical, warning, alarm, bit6", ParseFlag},
+        {"flag", "ADDRESS FLAG on|off", "Set a flag: mechanical, warning, alarm or bit6", ParseFlag},
         {"cards", "ADDRESS", "List a lock's whitelist", ParseCards},
         {"capacity", "ADDRESS CARDS", "Set the capacity of a lock's whitelist", ParseCapacity},
         {"setup-number", "ADDRESS NUMBER|any", "Require a setup number; answer others with 11", ParseSetupNumber},

@@ -9,11 +9,11 @@ std::unique_ptr<WhitelistFile> OpenWhitelists(const std::string& path) {
     return path.empty() ? nullptr : std::make_unique<WhitelistFile>(path);
 }
 
-std::unique_ptr<Observer> MakeObserver(LineOutput& output, PlayedGateway::Detail detail) {
+std::unique_ptr<Observer> MakeObserver(const PlayedGateway::Outputs& outputs, PlayedGateway::Detail detail) {
     if (detail == PlayedGateway::Detail::kAll) {
-        return std::make_unique<TextReporter>(output);
+        return std::make_unique<TextReporter>(outputs.lines, outputs.keepAlives);
     }
-    return std::make_unique<TroubleReporter>(output);
+    return std::make_unique<TroubleReporter>(outputs.lines);
 }
 
 SimulatorOptions Complete(SimulatorOptions options, Observer& observer, WhitelistFile* whitelists) {
@@ -24,10 +24,10 @@ SimulatorOptions Complete(SimulatorOptions options, Observer& observer, Whitelis
 
 }  // namespace
 
-PlayedGateway::PlayedGateway(const GatewayDescription& description, LineOutput& output, Detail detail)
+PlayedGateway::PlayedGateway(const GatewayDescription& description, const Outputs& outputs, Detail detail)
     : description_(description),
       whitelists_(OpenWhitelists(description.whitelistFile)),
-      observer_(MakeObserver(output, detail)),
+      observer_(MakeObserver(outputs, detail)),
       gateway_(Complete(description.options, *observer_, whitelists_.get())) {}
 
 Target PlayedGateway::AsTarget(LineOutput& output) {

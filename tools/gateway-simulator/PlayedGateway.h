@@ -20,8 +20,14 @@ class PlayedGateway {
     // What is reported: everything, or only trouble.
     enum class Detail { kAll, kTrouble };
 
-    // Lines go to `output`, which must outlive the gateway. Throws CommandError on an invalid whitelist file.
-    PlayedGateway(const GatewayDescription& description, LineOutput& output, Detail detail);
+    // Where lines go, those of keep-alive frames apart. Must outlive the gateway.
+    struct Outputs {
+        LineOutput& lines;
+        LineOutput& keepAlives;
+    };
+
+    // Throws CommandError on an invalid whitelist file.
+    PlayedGateway(const GatewayDescription& description, const Outputs& outputs, Detail detail);
 
     // Throws std::system_error if the address or port cannot be opened.
     void Start() { gateway_.Start(); }

@@ -48,8 +48,8 @@ Program::Program(Setup setup)
     : setup_(std::move(setup)),
       frontEnd_(MakeFrontEnd(setup_)),
       gateways_(PlayGateways()),
-      scriptRunner_(loop_, Targets(), frontEnd_->Messages(), [this] { loop_.stop(); }),
-      inputRunner_(loop_, Targets(), frontEnd_->Messages(), [this] { loop_.stop(); }) {}
+      scriptRunner_(loop_, Targets(), frontEnd_->Messages(), StepHandlers(false)),
+      inputRunner_(loop_, Targets(), frontEnd_->Messages(), StepHandlers(frontEnd_->ConfirmsCommands())) {}
 
 void Program::Run() {
     signals_.add(SIGINT);
@@ -75,8 +75,9 @@ PlayedGateways Program::PlayGateways() {
     const auto detail = setup_.quiet ? PlayedGateway::Detail::kTrouble : PlayedGateway::Detail::kAll;
     PlayedGateways gateways;
     for (const GatewayDescription& description : setup_.gateways) {
-        LineOutput& output = frontEnd_->GatewayOutput(gateways.size());
-        gateways.push_back(std::make_unique<PlayedGateway>(description, output, detail));
+        const std::size_t index = gateways.size();
+        const PlayedGateway::Outputs outputs = {frontEnd_->GatewayOutput(index), frontEnd_->KeepAliveOutput(index)};
+        gateways.push_back(std::make_unique<PlayedGateway>(description, outputs, detail));
     }
     return gateways;
 }
@@ -89,6 +90,14 @@ std::vector<Target> Program::Targets() {
     return targets;
 }
 
+StepRunner::Handlers Program::StepHandlers(bool confirms) {
+    StepRunner::Handlers handlers;
+    handlers.quit = [this] { loop_.stop(); };
+    handlers.showKeepAlives = [this](bool shown) { frontEnd_->ShowKeepAlives(shown); };
+    handlers.confirms = confirms;
+    return handlers;
+}
+
 void Program::StartGateways() {
     for (const std::unique_ptr<PlayedGateway>& gateway : gateways_) {
         const GatewayDescription& description = gateway->Description();
@@ -96,8 +105,9 @@ void Program::StartGateways() {
             gateway->Start();
         } catch (const std::system_error& error) {
             const std::string which = gateways_.size() == 1 ? "" : " for gateway " + std::to_string(description.id);
-            throw std::runtime_error("Cannot listen on " + description.options.host + ":" +
-                                     std::to_string(description.options.port) + which + ": " + error.code().message());
+            throw std::runtime_error("cannot listen on " +
+                                     AddressText(description.options.host, description.options.port) + which + ": " +
+                                     error.code().message());
         }
     }
 }

@@ -35,6 +35,7 @@ class Program {
   private:
     PlayedGateways PlayGateways();
     std::vector<Target> Targets();
+    StepRunner::Handlers StepHandlers(bool confirms);
     void StartGateways();
     void OnInput(const std::string& line);
 

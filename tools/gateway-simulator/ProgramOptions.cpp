@@ -1,10 +1,11 @@
 #include "tools/gateway-simulator/ProgramOptions.h"
 
 #include <CLI/CLI.hpp>
-#include <asio/ip/address.hpp>
 #include <cstdint>
 #include <limits>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "mux/Version.h"
 #include "tools/gateway-simulator/Arguments.h"
@@ -41,8 +42,9 @@ const char* const kFooterEnd =
     "by every change. An invalid file is reported and left unchanged.\n"
     "\n"
     "Status screen: shown when standard input and standard output are a terminal, except with --plain or in the\n"
-    "background. Type commands in its last row; Up and Down recall earlier ones, Page Up and Page Down turn the pages\n"
-    "of long output such as that of \"help\", Ctrl-L redraws, Ctrl-C exits.\n"
+    "background. Type commands in its last row; Up and Down recall earlier ones, Page Down and Page Up turn the pages\n"
+    "of long output such as that of \"help\", Ctrl-L redraws, Ctrl-C exits. If the gateways do not all fit, only that\n"
+    "selected with \"use\" has its locks and frames. > ends a row that was cut.\n"
     "\n"
     "The gateway accepts a request whose sequence counter is its own plus one; it answers any other with result 7 and\n"
     "its own counter, and requests for an unknown address with result 8. OPEN_LOCK opens until closed, or for as many\n"
@@ -66,7 +68,7 @@ const char* const kFooterEnd =
     "    fault silence          the next request is executed but not answered\n"
     "    fault force-result 10  the next request is refused, and the client gets a NACK\n"
     "    fault delay 2000 3     three answers are delayed by two seconds\n"
-    "    battery 5 0 0          the next status reports an empty battery\n"
+    "    battery 5 0 0          the next status reports \"not available\" and \"below 80 %\"\n"
     "    fault off              no more faults\n"
     "\n"
     "Exit status: 0 on success, 1 if a port cannot be opened, 64 on invalid options, script or JSON file.\n";
@@ -88,10 +90,22 @@ CLI::Validator AsInCommands(const char* what, std::uint32_t largest = std::numer
         "");
 }
 
-std::string CheckAddress(const std::string& text) {
-    asio::error_code error;
-    asio::ip::make_address(text, error);
-    return error ? "must be a numeric address, such as 127.0.0.1, not \"" + text + "\"" : "";
+std::string CheckHost(const std::string& text) {
+    return text.empty() ? "must be an address or a host name" : "";
+}
+
+// Throws CLI::ValidationError when a lock is there twice.
+void CheckLocks(const std::vector<std::uint32_t>& locks) {
+    std::set<std::uint32_t> known;
+    for (const std::uint32_t address : locks) {
+        if (!known.insert(address).second) {
+            throw CLI::ValidationError("--locks", std::to_string(address) + " is given twice");
+        }
+    }
+}
+
+std::string FailureText(const CLI::App* /*app*/, const CLI::Error& error) {
+    return std::string("gateway-simulator: ") + error.what() + "\nRun 'gateway-simulator --help' for details\n";
 }
 
 void AddOptions(CLI::App& app, ProgramOptions& options) {
@@ -99,8 +113,8 @@ void AddOptions(CLI::App& app, ProgramOptions& options) {
     CLI::Option* const port = app.add_option("--port", gateway.port, "Port to listen on, 0 for any free one")
                                   ->transform(AsInCommands("PORT", std::numeric_limits<std::uint16_t>::max()))
                                   ->capture_default_str();
-    app.add_option("--host", gateway.host, "Numeric address to listen on; overrides those of a file")
-        ->check(CheckAddress)
+    app.add_option("--host", gateway.host, "Address or host name to listen on; overrides those of a file")
+        ->check(CheckHost)
         ->capture_default_str();
     CLI::Option* const locks = app.add_option("--locks", gateway.locks, "Addresses of the locks, such as 5,6,7")
                                    ->delimiter(',')
@@ -134,9 +148,11 @@ ParsedOptions ParseOptions(int argumentCount, const char* const* arguments) {
     CLI::App app(kDescription, "gateway-simulator");
     app.set_version_flag("--version", std::string("gateway-simulator ") + Mux::kVersion, "Print version and exit");
     app.footer(kFooterStart + StepHelp() + kFooterEnd);
+    app.failure_message(FailureText);
     AddOptions(app, parsed.options);
     try {
         app.parse(argumentCount, arguments);
+        CheckLocks(parsed.options.gateway.options.locks);
         parsed.run = true;
         if (app.count("--host") > 0) {
             parsed.options.fileHost = parsed.options.gateway.options.host;

@@ -7,10 +7,14 @@ namespace Simulator {
 // Code bytes of the frames, as far as a gateway's roles name them outside the table of commands.
 constexpr std::uint8_t kResultAnswer = 0x00;
 constexpr std::uint8_t kStatusAnswer = 0x01;
+constexpr std::uint8_t kStatusRequest = 0x01;
 constexpr std::uint8_t kCardEvent = 0x0E;
 constexpr std::uint8_t kPinEvent = 0x16;
 // Set in the code of a lock command that answers a reader event.
 constexpr std::uint8_t kAnswersEventBit = 0x80;
+
+// A status request to this address asks for the sequence counter, and is the Mux's keep-alive. No lock has it.
+constexpr std::uint32_t kCounterAddress = 256;
 
 // Result codes of an answer; 1 has no name.
 enum class Result : std::uint8_t {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,9 +12,12 @@ namespace Simulator {
 // All that the screen shows.
 struct ScreenState {
     std::vector<GatewayView> gateways;
-    // Output of commands, oldest first, and how many lines the user has scrolled back.
+    // Index of the gateway that commands go to.
+    std::size_t chosen = 0;
+    // Output of commands, oldest first.
     std::vector<std::string> messages;
-    std::size_t scrolled = 0;
+    // The row of the messages, counted from 0, that is shown first; nothing for the latest rows.
+    std::optional<std::size_t> firstRow;
     // In front of the line that is typed, which follows with its cursor as an offset.
     std::string prompt;
     std::string input;
@@ -39,12 +43,18 @@ struct Screen {
     std::size_t cursorColumn = 0;
 };
 
-// Lays the state out on a screen of this size: a title, each gateway with its locks and as many of its latest lines as
-// fit, the latest messages, and the typed line in the last row. Rows say how much was left out for lack of room. Keeps
+// Lays the state out on a screen of this size: a title, the gateways, the messages, and the typed line in the last row.
+// Each gateway has its locks and as many of its latest lines as fit. When there is no room for all of them, only the
+// chosen one has, in a list of those around it. Rows say how much was left out; a mark ends a row that was cut. Keeps
 // no state; any thread may call it.
 Screen LayOut(const ScreenState& state, const ScreenSize& size);
 
-// How many rows the messages have on a screen of this size, for scrolling by pages.
-std::size_t MessageRows(const ScreenState& state, const ScreenSize& size);
+// Values for `firstRow`, on a screen of this size. Any thread may call them.
+//
+// The beginning of messages that have more rows than there is room; nothing for others.
+std::optional<std::size_t> FirstPage(const ScreenState& state, const ScreenSize& size);
+// The page before or behind the one that is shown.
+std::optional<std::size_t> PreviousPage(const ScreenState& state, const ScreenSize& size);
+std::optional<std::size_t> NextPage(const ScreenState& state, const ScreenSize& size);
 
 }  // namespace Simulator

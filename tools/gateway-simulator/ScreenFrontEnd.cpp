@@ -26,7 +26,7 @@ int OpenTerminal() {
     const int own = hasName ? open(name.data(), O_RDONLY | O_NOCTTY | O_CLOEXEC) : -1;
     const int terminal = own < 0 ? open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC) : own;
     if (terminal < 0) {
-        throw std::system_error(errno, std::generic_category(), "The terminal cannot be opened; try --plain");
+        throw std::system_error(errno, std::generic_category(), "the terminal cannot be opened; try --plain");
     }
     return terminal;
 }
@@ -85,10 +85,10 @@ void ScreenFrontEnd::AwaitTick() {
 void ScreenFrontEnd::OnKey(const KeyPress& press) {
     switch (press.key) {
         case Key::kPageUp:
-            ScrollBack();
+            firstRow_ = PreviousPage(State(), terminal_->Size());
             break;
         case Key::kPageDown:
-            ScrollForward();
+            firstRow_ = NextPage(State(), terminal_->Size());
             break;
         case Key::kRedraw:
             Terminal::Redraw();
@@ -103,31 +103,34 @@ void ScreenFrontEnd::OnKey(const KeyPress& press) {
 // What earlier commands had to say makes room.
 void ScreenFrontEnd::OnLine(const std::string& line) {
     messages_.Clear();
-    scrolled_ = 0;
+    firstRow_.reset();
     if (!line.empty()) {
         messages_.Write(Prompt() + line);
         handlers_.line(line);
+        firstRow_ = FirstPage(State(), terminal_->Size());
     }
 }
 
-void ScreenFrontEnd::ScrollBack() {
-    const ScreenState state = State();
-    const std::size_t rows = MessageRows(state, terminal_->Size());
-    scrolled_ = std::min(scrolled_ + rows, state.messages.size() - std::min(rows, state.messages.size()));
-}
-
-void ScreenFrontEnd::ScrollForward() {
-    scrolled_ -= std::min(scrolled_, MessageRows(State(), terminal_->Size()));
+std::vector<RecentLine> ScreenFrontEnd::RecentLinesOf(std::size_t index) const {
+    std::vector<RecentLine> lines = recent_.at(index)->Lines();
+    if (!showsKeepAlives_) {
+        const auto isHidden = [](const RecentLine& line) { return line.isKeepAlive; };
+        lines.erase(std::remove_if(lines.begin(), lines.end(), isHidden), lines.end());
+    }
+    return lines;
 }
 
 ScreenState ScreenFrontEnd::State() const {
     ScreenState state;
     for (std::size_t index = 0; index < gateways_->size(); ++index) {
         state.gateways.push_back(gateways_->at(index)->View());
-        state.gateways.back().recent = recent_.at(index)->Lines();
+        state.gateways.back().recent = RecentLinesOf(index);
+        state.chosen = state.gateways.back().id == handlers_.chosen() ? index : state.chosen;
     }
-    state.messages = messages_.Lines();
-    state.scrolled = scrolled_;
+    for (const RecentLine& message : messages_.Lines()) {
+        state.messages.push_back(message.text);
+    }
+    state.firstRow = firstRow_;
     state.prompt = Prompt();
     state.input = editor_.Text();
     state.cursor = editor_.Cursor();

@@ -20,8 +20,11 @@ class ScreenFrontEnd : public FrontEnd {
     explicit ScreenFrontEnd(const std::vector<GatewayDescription>& gateways);
 
     LineOutput& GatewayOutput(std::size_t index) override { return *recent_.at(index); }
+    LineOutput& KeepAliveOutput(std::size_t index) override { return recent_.at(index)->KeepAlives(); }
     LineOutput& CommandOutput(std::size_t index) override { return *commandOutputs_.at(index); }
     LineOutput& Messages() override { return messages_; }
+    void ShowKeepAlives(bool shown) override { showsKeepAlives_ = shown; }
+    bool ConfirmsCommands() const override { return true; }
     // Takes the terminal, which is given back with the end of the front end.
     void Open(asio::io_context& loop, const PlayedGateways& gateways, const Handlers& handlers) override;
 
@@ -31,8 +34,7 @@ class ScreenFrontEnd : public FrontEnd {
     void AwaitTick();
     void OnKey(const KeyPress& press);
     void OnLine(const std::string& line);
-    void ScrollBack();
-    void ScrollForward();
+    std::vector<RecentLine> RecentLinesOf(std::size_t index) const;
     ScreenState State() const;
     std::string Prompt() const;
     void Draw();
@@ -43,7 +45,9 @@ class ScreenFrontEnd : public FrontEnd {
     const PlayedGateways* gateways_ = nullptr;
     Handlers handlers_;
     LineEditor editor_;
-    std::size_t scrolled_ = 0;
+    bool showsKeepAlives_ = true;
+    // As in ScreenState.
+    std::optional<std::size_t> firstRow_;
     std::unique_ptr<Terminal> terminal_;
     std::optional<asio::posix::stream_descriptor> input_;
     std::optional<asio::steady_timer> tick_;

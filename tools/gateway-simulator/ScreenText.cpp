@@ -35,9 +35,13 @@ bool IsPrintable(std::string_view character) {
     return character.size() == 1 ? lead >= 0x20 && lead < 0x7F : !isHighControl;
 }
 
+constexpr char kCutMark = '>';
+
 struct Fitted {
     std::string text;
     std::size_t columns = 0;
+    // What did not fit.
+    std::string_view rest;
 };
 
 Fitted Fit(std::string_view text, std::size_t columns) {
@@ -48,6 +52,7 @@ Fitted Fit(std::string_view text, std::size_t columns) {
         ++fitted.columns;
         text.remove_prefix(character.size());
     }
+    fitted.rest = text;
     return fitted;
 }
 
@@ -57,9 +62,24 @@ std::string FitColumns(std::string_view text, std::size_t columns) {
     return Fit(text, columns).text;
 }
 
-std::string PadColumns(std::string_view text, std::size_t columns) {
+std::string CutColumns(std::string_view text, std::size_t columns) {
     const Fitted fitted = Fit(text, columns);
-    return fitted.text + std::string(columns - fitted.columns, ' ');
+    return columns == 0 || fitted.rest.empty() ? fitted.text : FitColumns(text, columns - 1) + kCutMark;
+}
+
+std::string PadColumns(std::string_view text, std::size_t columns) {
+    const std::string cut = CutColumns(text, columns);
+    return cut + std::string(columns - ColumnsOf(cut), ' ');
+}
+
+std::vector<std::string> WrapColumns(std::string_view text, std::size_t columns) {
+    std::vector<std::string> rows;
+    do {
+        const Fitted fitted = Fit(text, std::max<std::size_t>(columns, 1));
+        rows.push_back(fitted.text);
+        text = fitted.rest;
+    } while (!text.empty());
+    return rows;
 }
 
 std::size_t ColumnsOf(std::string_view text) {

@@ -1,6 +1,7 @@
 #include "tools/gateway-simulator/Session.h"
 
 #include <optional>
+#include <sstream>
 #include <utility>
 
 namespace Simulator {
@@ -13,7 +14,12 @@ constexpr std::chrono::seconds kLingerTime{5};
 std::string DescribePeer(const asio::ip::tcp::socket& socket) {
     asio::error_code error;
     const asio::ip::tcp::endpoint peer = socket.remote_endpoint(error);
-    return error ? "unknown peer" : peer.address().to_string() + ":" + std::to_string(peer.port());
+    if (error) {
+        return "unknown peer";
+    }
+    std::ostringstream text;
+    text << peer;
+    return text.str();
 }
 
 }  // namespace

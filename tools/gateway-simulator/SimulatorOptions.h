@@ -13,7 +13,7 @@ namespace Simulator {
 
 // What a gateway begins with.
 struct SimulatorOptions {
-    // Numeric address to listen on.
+    // Address to listen on, or a host name: then on all of its addresses.
     std::string host = "127.0.0.1";
     // 0 takes any free port.
     std::uint16_t port = 0;

@@ -37,11 +37,16 @@ void ParseUse(Arguments& arguments, Step& step) {
     }
 }
 
-constexpr std::array<FlowWord, 5> kFlowWords = {{
+void ParseKeepAlives(Arguments& arguments, Step& step) {
+    step.isOn = arguments.OnOrOff("on|off");
+}
+
+constexpr std::array<FlowWord, 6> kFlowWords = {{
     {"wait", Step::Kind::kWait, ParseWait},
     {"quit", Step::Kind::kQuit, [](Arguments&, Step&) {}},
     {"use", Step::Kind::kUse, ParseUse},
     {"gateways", Step::Kind::kList, [](Arguments&, Step&) {}},
+    {"keep-alives", Step::Kind::kKeepAlives, ParseKeepAlives},
     // The console's own says nothing of the words in this table.
     {"help", Step::Kind::kHelp, [](Arguments&, Step&) {}},
 }};
@@ -101,11 +106,12 @@ Step ParseStep(std::string_view line) {
 }
 
 std::string StepHelp() {
-    return "  wait MILLISECONDS              Wait before the next command, in a script or on standard input\n"
+    return "  wait MILLISECONDS              Wait before the next command\n"
            "  quit                           Exit\n"
            "  gateways                       List the gateways\n"
-           "  use GATEWAY                    Select the gateway with this ID for the following commands\n"
-           "  GATEWAY: COMMAND               Send this command to the gateway with this ID\n" +
+           "  keep-alives on|off             Show or hide the Mux's keep-alive frames\n"
+           "  use GATEWAY                    Send the following commands to this gateway\n"
+           "  GATEWAY: COMMAND               Send this command to this gateway\n" +
            CommandHelp();
 }
 

@@ -8,15 +8,16 @@
 namespace Simulator {
 namespace {
 
+constexpr const char* kDone = "done";
+
 void Report(LineOutput& output, const CommandError& error) {
     output.WriteTimed(std::string("error: ") + error.what());
 }
 
 }  // namespace
 
-StepRunner::StepRunner(asio::io_context& loop, std::vector<Target> targets, LineOutput& output,
-                       std::function<void()> quit)
-    : targets_(std::move(targets)), output_(output), quit_(std::move(quit)), timer_(loop) {}
+StepRunner::StepRunner(asio::io_context& loop, std::vector<Target> targets, LineOutput& output, Handlers handlers)
+    : targets_(std::move(targets)), output_(output), handlers_(std::move(handlers)), timer_(loop) {}
 
 void StepRunner::Add(const std::vector<Step>& steps) {
     steps_.insert(steps_.end(), steps.begin(), steps.end());
@@ -49,6 +50,8 @@ StepRunner::Handler StepRunner::HandlerOf(Step::Kind kind) {
             return &StepRunner::Use;
         case Step::Kind::kList:
             return &StepRunner::List;
+        case Step::Kind::kKeepAlives:
+            return &StepRunner::ShowKeepAlives;
         case Step::Kind::kHelp:
             return &StepRunner::Help;
         case Step::Kind::kCommand:
@@ -61,7 +64,9 @@ void StepRunner::RunCommand(const Step& step) {
     const Target& target = targets_.at(step.gateway ? IndexOf(*step.gateway) : chosen_);
     try {
         const std::string output = step.action(target.gateway);
-        if (!output.empty()) {
+        if (output.empty()) {
+            Confirm(target.output, kDone);
+        } else {
             target.output.Write(output);
         }
     } catch (const CommandError& error) {
@@ -75,6 +80,7 @@ void StepRunner::Wait(const Step& step) {
     timer_.async_wait([this](const asio::error_code& error) {
         if (!error) {
             waiting_ = false;
+            Confirm(output_, kDone);
             RunNext();
         }
     });
@@ -82,11 +88,12 @@ void StepRunner::Wait(const Step& step) {
 
 void StepRunner::Quit(const Step& /*step*/) {
     steps_.clear();
-    quit_();
+    handlers_.quit();
 }
 
 void StepRunner::Use(const Step& step) {
     chosen_ = IndexOf(step.gateway.value());
+    Confirm(output_, "commands go to gateway " + std::to_string(Chosen()));
 }
 
 void StepRunner::List(const Step& /*step*/) {
@@ -95,8 +102,19 @@ void StepRunner::List(const Step& /*step*/) {
     }
 }
 
+void StepRunner::ShowKeepAlives(const Step& step) {
+    handlers_.showKeepAlives(step.isOn);
+    Confirm(output_, kDone);
+}
+
 void StepRunner::Help(const Step& /*step*/) {
     output_.Write(StepHelp());
+}
+
+void StepRunner::Confirm(LineOutput& output, const std::string& text) const {
+    if (handlers_.confirms) {
+        output.Write(text);
+    }
 }
 
 std::size_t StepRunner::IndexOf(std::int32_t gateway) const {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "tools/gateway-simulator/LineOutput.h"
@@ -19,9 +20,18 @@ namespace Simulator {
 // Lives on the thread of `loop`, which is not a gateway's. Gateways and outputs must outlive it.
 class StepRunner {
   public:
+    // What steps ask of the program.
+    struct Handlers {
+        // Later steps are not run.
+        std::function<void()> quit;
+        std::function<void(bool shown)> showKeepAlives;
+        // Whether a step without output writes that it was done.
+        bool confirms = false;
+    };
+
     // Takes one gateway or more; steps go to the first until they select another. Errors, and output of no gateway, go
-    // to `output`. Calls `quit` for the step of that name; later steps are not run.
-    StepRunner(asio::io_context& loop, std::vector<Target> targets, LineOutput& output, std::function<void()> quit);
+    // to `output`.
+    StepRunner(asio::io_context& loop, std::vector<Target> targets, LineOutput& output, Handlers handlers);
 
     // Appends steps; they run at once unless earlier ones still wait.
     void Add(const std::vector<Step>& steps);
@@ -41,13 +51,15 @@ class StepRunner {
     void Quit(const Step& step);
     void Use(const Step& step);
     void List(const Step& step);
+    void ShowKeepAlives(const Step& step);
     void Help(const Step& step);
+    void Confirm(LineOutput& output, const std::string& text) const;
     std::size_t IndexOf(std::int32_t gateway) const;
 
     std::vector<Target> targets_;
     std::size_t chosen_ = 0;
     LineOutput& output_;
-    std::function<void()> quit_;
+    Handlers handlers_;
     asio::steady_timer timer_;
     std::deque<Step> steps_;
     bool waiting_ = false;

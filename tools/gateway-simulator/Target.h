@@ -13,7 +13,7 @@ struct Target {
     std::int32_t id = 1;
     // For people only; may be empty.
     std::string name;
-    // Numeric address it listens on.
+    // Address or host name it listens on.
     std::string host;
     GatewaySimulator& gateway;
     // Output of its commands.

@@ -78,7 +78,7 @@ Terminal::Terminal() {
     static_cast<void>(std::signal(SIGTSTP, SIG_IGN));
     screen_ = newterm(nullptr, stdout, stdin);
     if (screen_ == nullptr) {
-        throw std::runtime_error("The terminal cannot show a screen; try --plain");
+        throw std::runtime_error("the terminal cannot show a screen; try --plain");
     }
     set_escdelay(kEscapeMilliseconds);
     cbreak();

@@ -7,11 +7,11 @@
 
 namespace Simulator {
 
-// Tells what happens at a gateway in lines for a person: one for each frame, answer, event and connection.
+// Reports what happens at a gateway: one line for each frame, answer, event and connection.
 class TextReporter : public TroubleReporter {
   public:
-    // The output must remain live as long as the reporter.
-    using TroubleReporter::TroubleReporter;
+    // The keep-alive frames of the Mux have an output of their own. Both must remain live as long as the reporter.
+    TextReporter(LineOutput& output, LineOutput& keepAlives) : TroubleReporter(output), keepAlives_(keepAlives) {}
 
     void Connected(const std::string& peer) override;
     void Disconnected(const std::string& peer, const std::string& reason) override;
@@ -19,6 +19,13 @@ class TextReporter : public TroubleReporter {
     void Answered(const Frame& answer, const std::vector<Fault>& faults) override;
     void EventSent(const Frame& event) override;
     void Notice(const std::string& text) override;
+
+  private:
+    LineOutput& FrameOutput() const { return lastIsKeepAlive_ ? keepAlives_ : Output(); }
+
+    LineOutput& keepAlives_;
+    // An answer is reported directly behind its request.
+    bool lastIsKeepAlive_ = false;
 };
 
 }  // namespace Simulator

@@ -32,15 +32,19 @@ Simulator::Program::Setup SetupOf(const Simulator::ProgramOptions& options) {
     return setup;
 }
 
+void Complain(const std::exception& error) {
+    std::cerr << "gateway-simulator: " << error.what() << '\n';
+}
+
 int RunProgram(const Simulator::ProgramOptions& options) {
     try {
         Simulator::Program(SetupOf(options)).Run();
         return 0;
     } catch (const Simulator::CommandError& error) {
-        std::cerr << error.what() << '\n';
+        Complain(error);
         return kUsageStatus;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << '\n';
+        Complain(error);
         return kFailureStatus;
     }
 }

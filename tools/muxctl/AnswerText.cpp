@@ -6,6 +6,8 @@
 #include <ctime>
 #include <vector>
 
+#include "json/Reading.h"
+#include "json/Tree.h"
 #include "tools/muxctl/Seconds.h"
 
 namespace Muxctl {
@@ -46,6 +48,8 @@ std::string StatusText(const LockStatus& status) {
         {"mechanical active", YesOrNo(status.mechanicalActive)},
         {"reader connected", YesOrNo(status.readerConnected)},
         {"Scandinavian fire mode", YesOrNo(status.scandinavianFireMode)},
+        // Which is what people ask the status for.
+        {"open or closed", "not reported; send close to be sure"},
     };
     std::string text;
     for (const auto& [label, value] : rows) {
@@ -86,6 +90,7 @@ constexpr std::array kEventNames = {
     EventName{MessageCode::kInfo, "PIN entered"},
 };
 constexpr std::size_t kEventNameWidth = 14;
+constexpr const char* kMask = "****";
 
 std::string NameOfEvent(MessageCode code) {
     const auto hasCode = [code](const EventName& row) { return row.code == code; };
@@ -105,12 +110,37 @@ std::string DigitsIn(const std::string& hex) {
     return digits;
 }
 
-std::string DataText(MessageCode code, const std::string& data) {
-    if (code != MessageCode::kInfo) {
-        return "card " + Printable(data);
+std::string PinText(const std::string& data, Pins pins) {
+    if (data.empty() || pins == Pins::kMasked) {
+        return data.empty() ? "(empty)" : kMask;
     }
     const std::string digits = DigitsIn(data);
-    return "data " + Printable(data) + (digits.empty() ? "" : " (" + digits + ")");
+    return digits.empty() ? Printable(data) + " (not digits)" : digits;
+}
+
+// All members of this name, of which a reader may take any.
+template <typename Visit>
+void ForEachMember(rapidjson::Value& value, const std::string& name, const Visit& visit) {
+    if (value.IsObject()) {
+        for (auto& member : value.GetObject()) {
+            if (Json::StringOf(member.name) == name) {
+                visit(member.value);
+            }
+        }
+    }
+}
+
+std::string WithMaskedPin(const std::string& text) {
+    rapidjson::Document document;
+    Json::Parse(text, document);
+    ForEachMember(document, "Data", [](rapidjson::Value& data) {
+        ForEachMember(data, "RFIDData", [](rapidjson::Value& pin) {
+            if (!pin.IsString() || pin.GetStringLength() > 0) {
+                pin.SetString(rapidjson::StringRef(kMask));
+            }
+        });
+    });
+    return Json::Text(document);
 }
 
 }  // namespace
@@ -124,12 +154,14 @@ std::string AnswerText(const Message& answer, const std::string& request, std::c
     return result + Printable(request) + reason + " (" + SecondsText(elapsed) + ")" + status;
 }
 
-std::string EventText(const Message& event, const Style& style) {
+std::string EventText(const Message& event, Pins pins, const std::string& lockName, const Style& style) {
     const MuxClient::CardEvent card = event.event.value_or(MuxClient::CardEvent());
+    const std::string name = lockName.empty() ? "" : " (" + Printable(lockName) + ")";
+    const std::string data =
+        event.code == MessageCode::kInfo ? "PIN " + PinText(card.data, pins) : "card " + Printable(card.data);
     return LocalTimeText(event.timestamp) + "  " +
            style.Paint(Colour::kCyan, Padded(NameOfEvent(event.code), kEventNameWidth)) + "  gateway " +
-           std::to_string(card.gateway) + "  lock " + std::to_string(card.lock) + "  " +
-           DataText(event.code, card.data);
+           std::to_string(card.gateway) + "  lock " + std::to_string(card.lock) + name + "  " + data;
 }
 
 std::string JsonLine(const Message& message) {
@@ -138,6 +170,11 @@ std::string JsonLine(const Message& message) {
     std::replace_if(
         line.begin(), line.end(), [](char character) { return character == '\n' || character == '\r'; }, ' ');
     return line;
+}
+
+std::string EventJsonLine(const Message& event, Pins pins) {
+    const bool hidesPin = event.code == MessageCode::kInfo && pins == Pins::kMasked;
+    return hidesPin ? WithMaskedPin(event.text) : JsonLine(event);
 }
 
 }  // namespace Muxctl

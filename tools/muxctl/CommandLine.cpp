@@ -1,6 +1,7 @@
 #include "tools/muxctl/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <limits>
@@ -10,9 +11,14 @@
 #include <vector>
 
 #include "mux/Version.h"
+#include "tools/muxctl/AddressOptions.h"
+#include "tools/muxctl/BulkOptions.h"
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/ExitStatus.h"
+#include "tools/muxctl/IntegerOption.h"
 #include "tools/muxctl/OptionChecks.h"
+#include "tools/muxctl/UsageError.h"
+#include "tools/muxctl/UsageFault.h"
 
 namespace Muxctl {
 namespace {
@@ -30,35 +36,28 @@ const char* const kFooter =
     "\n"
     "Examples:\n"
     "  muxctl open --gateway 1 --lock 5\n"
+    "  muxctl open --site hall \"Front door\"\n"
     "  muxctl open-close --gateway 1 --lock 5 --duration 5 --event\n"
     "  muxctl whitelist add --gateway 1 --lock 5 --card 04A1B2C3 --uid --options 1\n"
     "  muxctl --host 192.168.1.2 watch --json\n"
     "  muxctl send '{\"MessageID\":\"a1\",\"MessageCode\":12,\"Data\":{\"gatewayID\":1,\"lockID\":5}}'\n"
     "  muxctl check-config mux.json\n"
     "\n"
-    "Run 'muxctl COMMAND --help' for details. Global options may also follow the command.";
+    "Run 'muxctl help COMMAND' for details. Global options may also follow the command.";
+
+const char* const kVersionHelp = "Print version and exit";
 
 const char* const kCommandFooter = "\nGlobal options: see 'muxctl --help'";
 
-const char* const kCheckConfigHelp = "Check a configuration file; exit status 0 = valid, 1 = warnings, 2 = unusable";
+const char* const kCheckConfigHelp = "Check configuration files; exit status 0 = valid, 1 = warnings, 2 = unusable";
 
-struct Bounds {
-    std::int64_t lowest;
-    std::int64_t highest;
-};
+const char* const kHealthHelp = "Check that the Mux, and gateways, answer; exit status 0 = all, 1 = not all, 2 = none";
 
-constexpr Bounds kPorts = {1, 65535};
 constexpr Bounds kDurations = {1, 255};
-constexpr Bounds kSetupNumbers = {0, 255};
-constexpr Bounds kIds = {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
-constexpr Bounds kOptions = {0, std::numeric_limits<std::uint32_t>::max()};
 constexpr Bounds kCounts = {0, std::numeric_limits<std::int64_t>::max()};
 
-template <typename Number>
-CLI::Option* AddInteger(CLI::App& app, const std::string& name, Number& number, const std::string& help,
-                        const Bounds& bounds) {
-    const auto check = [bounds](const std::string& text) { return CheckInteger(text, bounds.lowest, bounds.highest); };
-    return app.add_option(name, number, help)->check(check)->type_name("INT");
+std::string VersionText() {
+    return std::string("muxctl ") + Mux::kVersion;
 }
 
 // Builds the parser, and knows afterwards which command was called.
@@ -66,13 +65,37 @@ class Parser {
   public:
     explicit Parser(CommandLine& result) : result_(result), options_(result.options) {
         app_.require_subcommand(1);
-        app_.set_version_flag("--version", std::string("muxctl ") + Mux::kVersion, "Print version and exit");
+        app_.set_version_flag("-V,--version", VersionText(), kVersionHelp);
         // Each command takes it over when it is added.
         app_.footer(kCommandFooter);
         AddCommonOptions();
         AddRequests();
+        AddCardFiles();
         AddOthers();
+        AddInformation();
         app_.footer(kFooter);
+    }
+
+    // For a line of a batch: requests only.
+    Parser(CommandLine& result, const Options& common) : result_(result), options_(result.options) {
+        options_ = common;
+        options_.request = {};
+        app_.require_subcommand(1);
+        app_.set_help_flag();
+        AddRequests();
+    }
+
+    // Throws UsageError.
+    std::vector<RequestStep> ParseRequest(const std::vector<std::string>& words) {
+        try {
+            app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+            lock_.Take();
+        } catch (const CLI::ParseError& error) {
+            throw UsageError(UsageFault(app_, error, words));
+        }
+        const auto& kinds = RequestKinds();
+        const auto isMeant = [this](const RequestKind& kind) { return ParentOf(kind).got_subcommand(kind.name); };
+        return StepsFor(*std::find_if(kinds.begin(), kinds.end(), isMeant), options_.request);
     }
 
     void Parse(int argumentCount, const char* const* arguments) {
@@ -83,10 +106,10 @@ class Parser {
         try {
             app_.parse(argumentCount, arguments);
             Take();
-        } catch (const CLI::RequiredError& error) {
-            TakeMissing(error);
         } catch (const CLI::ParseError& error) {
-            TakeEnd(error);
+            TakeEnd(error, {arguments + 1, arguments + argumentCount});
+        } catch (const UsageError& error) {
+            Complain(error.what());
         }
     }
 
@@ -98,19 +121,22 @@ class Parser {
     }
 
     CLI::App& AddCommand(const std::string& name, const std::string& help, const Command& command) {
-        CLI::App& subcommand = Add(app_, name, help);
+        return AddCommandTo(app_, name, help, command);
+    }
+
+    CLI::App& AddCommandTo(CLI::App& parent, const std::string& name, const std::string& help, const Command& command) {
+        CLI::App& subcommand = Add(parent, name, help);
         commands_.emplace_back(&subcommand, command);
         return subcommand;
     }
 
     void AddCommonOptions() {
-        app_.add_option("--host", options_.mux.host, "Name or address of the Mux")->capture_default_str();
-        AddInteger(app_, "--port", options_.mux.port, "Port of the Mux", kPorts)->capture_default_str();
-        app_.add_option("--timeout", timeoutSeconds_, "Time-out for connecting and for the answer")
+        mux_.AddTo(app_);
+        app_.add_option("-t,--timeout", timeoutSeconds_, "Time-out for connecting and for the answer")
             ->check(CheckSeconds)
             ->type_name("SECONDS")
             ->capture_default_str();
-        app_.add_flag("--json", options_.json, "Print JSON, one line each");
+        app_.add_flag("-j,--json", options_.json, "Print JSON, one line each");
     }
 
     void AddRequests() {
@@ -137,10 +163,9 @@ class Parser {
 
     void AddRequestOptions(CLI::App& subcommand, const RequestKind& kind) {
         RequestOptions& request = options_.request;
-        AddInteger(subcommand, "--gateway", request.lock.gateway, "ID of the gateway", kIds)->required();
-        AddInteger(subcommand, "--lock", request.lock.lock, "ID of the lock", kIds)->required();
+        lock_.AddTo(subcommand);
         if (kind.takesDuration) {
-            AddInteger(subcommand, "--duration", request.duration, "Seconds until it closes, 1 to 255", kDurations)
+            AddInteger(subcommand, "-d,--duration", request.duration, "Seconds until it closes, 1 to 255", kDurations)
                 ->capture_default_str();
         }
         if (kind.canAnswerEvent) {
@@ -155,13 +180,7 @@ class Parser {
         subcommand.add_option("--card", card.data, "Bytes of the card in hexadecimal, as in events")
             ->required()
             ->check(CheckCard);
-        subcommand.add_flag("--uid", card.isUid, "The bytes are the card's UID, at most 10");
-        AddInteger(subcommand, "--setup", card.setupNumber, "Setup number, 0 to 255; always 0 with --uid",
-                   kSetupNumbers)
-            ->capture_default_str();
-        AddInteger(subcommand, "--options", card.options, "Option of an added card: 0, or 1 for all other numbers",
-                   kOptions)
-            ->capture_default_str();
+        AddCardDetails(subcommand, card);
         subcommand.callback([&card] {
             if (card.isUid && card.data.size() > 2 * MuxClient::kLongestUid) {
                 throw CLI::ValidationError("--card", "must be at most 10 bytes with --uid");
@@ -171,16 +190,33 @@ class Parser {
 
     void AddOthers() {
         CLI::App& watch = AddCommand("watch", "Print events; reconnect when the Mux returns", RunWatch);
-        AddInteger(watch, "--count", options_.eventCount, "Exit after this many events; 0 = never", kCounts)
+        AddInteger(watch, "-n,--count", options_.eventCount, "Exit after this many events; 0 = never", kCounts)
             ->capture_default_str();
+        watch.add_flag("--show-pins", options_.showsPins, "Print PINs, which are otherwise masked");
         AddSend();
-        AddCommand("configure", "Send a configuration message (currently ignored by the Mux)", RunConfigure)
-            .add_option("file", options_.file, "JSON file, - for standard input")
-            ->required();
-        AddCommand("health", "Check that the Mux answers; exit status 0 = yes, 2 = no", RunHealth);
-        AddCommand("check-config", kCheckConfigHelp, RunCheckConfig)
-            .add_option("file", options_.file, "Configuration file, - for standard input")
-            ->required();
+        AddCommand("locks", "List the gateways and locks of --site or --config", RunLocks);
+        AddHealthOptions(AddCommand("health", kHealthHelp, RunHealth), options_, gateway_);
+        AddBatchOptions(AddCommand("batch", "Send the requests of a file, one after the other", RunBatch), options_);
+        AddCheckConfig();
+    }
+
+    void AddInformation() {
+        AddCommand("version", kVersionHelp, [](const Options&, const Console& console) {
+            console.PrintLine(VersionText());
+            return kAckStatus;
+        });
+        help_ = &Add(app_, "help", "Print the help of a command");
+        help_->add_option("command", helpWords_, "Command, such as: whitelist add");
+    }
+
+    void AddCardFiles() {
+        CLI::App& whitelist = *groups_.at("whitelist");
+        CLI::App& load =
+            AddCommandTo(whitelist, "load", "Enable whitelists and add the cards of a file", RunWhitelistLoad);
+        AddCardFileOptions(load, options_, gateway_);
+        AddLoadOptions(load, options_);
+        AddCardFileOptions(AddCommandTo(whitelist, "check", "Check a file for load", RunWhitelistCheck), options_,
+                           gateway_);
     }
 
     void AddSend() {
@@ -190,6 +226,7 @@ class Parser {
         file->excludes(text);
         send.add_flag_callback(
             "--no-answer", [this] { options_.waitsForAnswer = false; }, "Do not wait for an answer");
+        send.add_flag("--anyway", options_.sendsUnsafe, "Send even a text that would end the Mux or is never answered");
         send.callback([text, file] {
             if (text->empty() && file->empty()) {
                 throw CLI::RequiredError("text or --file");
@@ -197,40 +234,74 @@ class Parser {
         });
     }
 
-    // The library reports what is missing before the misspelt word that was meant.
-    void TakeMissing(const CLI::RequiredError& error) {
-        const std::vector<std::string> unknown = app_.remaining(true);
-        if (unknown.empty()) {
-            TakeEnd(error);
-        } else {
-            TakeEnd(CLI::ExtrasError({unknown.front()}));
+    void AddCheckConfig() {
+        CheckConfigOptions& check = options_.checkConfig;
+        CLI::App& command = AddCommand("check-config", kCheckConfigHelp, RunCheckConfig);
+        CLI::Option* const paths =
+            command.add_option("file", check.paths, "Configuration files, - for standard input; a folder with --all");
+        CLI::Option* const all = command.add_flag(
+            "--all", check.checksAllSites, "Check all sites of a folder, /etc/dw-hal-mux by default, and their ports");
+        command
+            .add_flag("--start", check.checksStart,
+                      "For the systemd unit; exit status 1 = the Mux must not be started with this file")
+            ->excludes(all);
+        command.callback([&check, paths] {
+            const bool isOne = check.paths.size() == 1;
+            if (!isOne && (check.checksStart || (check.checksAllSites && !check.paths.empty()))) {
+                throw CLI::ValidationError("check-config",
+                                           check.checksStart ? "--start takes one file" : "--all takes one folder");
+            }
+            if (paths->empty() && !check.checksAllSites) {
+                throw CLI::RequiredError("file");
+            }
+        });
+    }
+
+    static void Complain(const std::string& text) { std::cerr << "muxctl: " << Printable(text) << std::endl; }
+
+    void TakeEnd(const CLI::ParseError& error, const std::vector<std::string>& words) {
+        if (error.get_exit_code() != 0) {
+            Complain(UsageFault(app_, error, words));
+            std::cerr << "Run '" << CalledCommandName(app_) << " --help' for details\n";
+            return;
         }
+        std::ostringstream output;
+        app_.exit(error, output, output);
+        TakeText(output.str());
     }
 
     // Help and version are results too, and a script learns when they cannot be written.
-    void TakeEnd(const CLI::ParseError& error) {
-        std::ostringstream output;
-        if (app_.exit(error, output, std::cerr) == 0) {
-            result_.command = [text = output.str()](const Options&, const Console& console) {
-                console.Print(text);
-                return kAckStatus;
-            };
-        }
+    void TakeText(const std::string& text) {
+        result_.command = [text](const Options&, const Console& console) {
+            console.Print(text);
+            return kAckStatus;
+        };
     }
 
     void Take() {
         options_.timeout = std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
+        mux_.Take();
+        gateway_.Take();
+        lock_.Take();
         for (const auto& [subcommand, command] : commands_) {
             if (subcommand->parsed()) {
                 result_.command = command;
             }
+        }
+        if (help_->parsed()) {
+            TakeText(HelpOfCommand(app_, helpWords_));
         }
     }
 
     CommandLine& result_;
     Options& options_;
     double timeoutSeconds_ = std::chrono::duration<double>(MuxClient::kDefaultTimeout).count();
+    MuxOptions mux_{options_};
+    GatewayOption gateway_{options_};
+    LockOptions lock_{options_};
     CLI::App app_{kDescription, "muxctl"};
+    CLI::App* help_ = nullptr;
+    std::vector<std::string> helpWords_;
     std::map<std::string, CLI::App*> groups_;
     std::vector<std::pair<CLI::App*, Command>> commands_;
 };
@@ -241,6 +312,11 @@ CommandLine ParseCommandLine(int argumentCount, const char* const* arguments) {
     CommandLine result;
     Parser(result).Parse(argumentCount, arguments);
     return result;
+}
+
+std::vector<RequestStep> ParseRequest(const std::vector<std::string>& words, const Options& common) {
+    CommandLine line;
+    return Parser(line, common).ParseRequest(words);
 }
 
 }  // namespace Muxctl

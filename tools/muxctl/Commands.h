@@ -12,26 +12,40 @@ namespace Muxctl {
 // These throw MuxClient::ConnectionError without a connection to the Mux, and MuxClient::ProtocolError if the peer is
 // not a Mux.
 
-// Sends one request of this kind and prints the answer.
+// Sends a request of this kind to each lock of the options, one after the other, and prints the answers. Returns the
+// worst exit status of them.
 int RunRequest(const RequestKind& kind, const Options& options, const Console& console);
 
-// Sends a text as it is and prints the answer, or does not wait for one. Throws UsageError when the file with the text
-// cannot be read, or the text fits no packet.
+// Sends a text as it is and prints the answer, or does not wait for one. Unless told otherwise, sends nothing that
+// would end the Mux or never be answered, and prints why. Throws UsageError when the file with the text cannot be read,
+// or the text fits no packet.
 int RunSend(const Options& options, const Console& console);
 
-// Sends a configuration, which is never answered. Throws UsageError when the file cannot be read, holds no JSON object,
-// or fits no packet.
-int RunConfigure(const Options& options, const Console& console);
-
-// Sends a request that the Mux refuses by itself, without any gateway: whatever answer comes, the Mux is at work.
+// Without a gateway, sends a request that the Mux refuses by itself: whatever answer comes, the Mux is at work. With
+// one, or all of the site, asks these, and reports a missing connection as a result too. Throws UsageError when there
+// is no site.
 int RunHealth(const Options& options, const Console& console);
+
+// Sends the requests of a file, each when the last one is answered. Reports what is wrong with the file before it
+// connects.
+int RunBatch(const Options& options, const Console& console);
+
+// Loads the cards of a file into whitelists and prints what came of it; a lost connection is a part of that. Throws
+// UsageError when the file cannot be read or an unfinished load cannot be continued.
+int RunWhitelistLoad(const Options& options, const Console& console);
+
+// Prints what is wrong with such a file. Connects to nothing.
+int RunWhitelistCheck(const Options& options, const Console& console);
 
 // Prints events until it has the required number. Reconnects without limit, so of these two it throws only
 // MuxClient::ProtocolError.
 int RunWatch(const Options& options, const Console& console);
 
-// Checks a configuration file and prints the findings, including that it cannot be read. Connects to nothing and
-// changes nothing.
+// Lists the gateways and locks of the site. Throws UsageError without one. Connects to nothing.
+int RunLocks(const Options& options, const Console& console);
+
+// Checks configuration files and prints the findings, including that one cannot be read. Connects to nothing and
+// changes nothing. Throws UsageError if a folder has no site.
 int RunCheckConfig(const Options& options, const Console& console);
 
 }  // namespace Muxctl

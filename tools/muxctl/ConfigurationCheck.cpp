@@ -15,6 +15,9 @@
 namespace Muxctl {
 namespace {
 
+// What follows a sentence of the JSON library.
+constexpr const char* kUnreadText = "The Mux refuses every request, and no door works.";
+
 // What the Mux's own parser does with a configuration.
 enum class ParserOutcome { kParsed, kNotJson, kFailsAssertion };
 
@@ -43,8 +46,9 @@ void AddNew(Findings more, Findings& findings) {
     for (const Finding& finding : findings) {
         known.insert(finding.where);
     }
+    const bool isSaidOfAll = known.count("") != 0;
     const auto isSaid = [&](const Finding& finding) {
-        return finding.level != Finding::Level::kError && known.count(finding.where) != 0;
+        return finding.level != Finding::Level::kError && (isSaidOfAll || known.count(finding.where) != 0);
     };
     more.erase(std::remove_if(more.begin(), more.end(), isSaid), more.end());
     findings.insert(findings.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
@@ -52,7 +56,7 @@ void AddNew(Findings more, Findings& findings) {
 
 ConfigurationReport ReportNotJson(const std::string& text) {
     ConfigurationReport report;
-    report.findings = {{Finding::Level::kError, "", Json::FaultText(text)}};
+    report.findings = {{Finding::Level::kError, "", Json::FaultText(text) + " " + kUnreadText}};
     return report;
 }
 
@@ -60,7 +64,7 @@ ConfigurationReport ReportEnd(const std::string& text) {
     ConfigurationReport report;
     report.findings = ShapeOf(text);
     if (!HasError(report.findings)) {
-        report.findings.push_back({Finding::Level::kError, "", "aborts the Mux's parser"});
+        report.findings.push_back({Finding::Level::kError, "", "aborts the Mux at every start, and no door works"});
     }
     return report;
 }
@@ -71,6 +75,7 @@ ConfigurationReport ReportParsed(const std::string& text,
     report.gatewayCount = configuration.gateways.size();
     for (const auto& gateway : configuration.gateways) {
         report.lockCount += gateway.devices.size();
+        report.createdCount += IsCreated(configuration, gateway) ? 1 : 0;
     }
     report.findings = ShapeOf(text);
     AddNew(CheckValues(configuration), report.findings);
@@ -79,6 +84,12 @@ ConfigurationReport ReportParsed(const std::string& text,
 }
 
 }  // namespace
+
+ConfigurationReport ReportUnread(const std::string& reason) {
+    ConfigurationReport report;
+    report.findings = {{Finding::Level::kError, "", reason + "; the Mux refuses every request, and no door works"}};
+    return report;
+}
 
 ConfigurationReport CheckConfiguration(const std::string& text) {
     Mux::Configuration::MuxConfigurationData configuration;

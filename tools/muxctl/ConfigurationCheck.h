@@ -15,11 +15,16 @@ struct ConfigurationReport {
     std::size_t gatewayCount = 0;
     std::size_t lockCount = 0;
     Findings findings;
+    // How many of the gateways the Mux creates; it leaves out those without address or port.
+    std::size_t createdCount = 0;
 };
 
 // Looks at the text of a configuration file in every respect: whether the Mux's own parser takes it, its shape and its
 // values. Of a value of which the shape has been found wrong no warning is given again. A program that calls it links
 // json-throwing, because the parser fails an assertion for what ends the Mux.
 ConfigurationReport CheckConfiguration(const std::string& text);
+
+// The report on a file that cannot be read, for this reason, such as "cannot be read: Permission denied".
+ConfigurationReport ReportUnread(const std::string& reason);
 
 }  // namespace Muxctl

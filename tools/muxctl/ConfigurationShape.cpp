@@ -1,13 +1,14 @@
 #include "tools/muxctl/ConfigurationShape.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <array>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "json/Reading.h"
+#include "json/Tree.h"
+#include "tools/muxctl/NearestWord.h"
 
 namespace Muxctl {
 namespace {
@@ -18,17 +19,15 @@ enum class Kind { kFlag, kInteger, kText, kList };
 
 struct KindRow {
     const char* name;
-    // What the Mux takes in place of a value of another type.
-    const char* otherwise;
     bool (Value::*hasType)() const;
 };
 
 // By Kind.
 constexpr std::array kKinds = {
-    KindRow{"true or false", "false", &Value::IsBool},
-    KindRow{"an integer", "0", &Value::IsNumber},
-    KindRow{"a string", "an empty string", &Value::IsString},
-    KindRow{"an array", "an empty array", &Value::IsArray},
+    KindRow{"true or false", &Value::IsBool},
+    KindRow{"an integer", &Value::IsNumber},
+    KindRow{"a string", &Value::IsString},
+    KindRow{"an array", &Value::IsArray},
 };
 
 const KindRow& RowOf(Kind kind) {
@@ -39,32 +38,49 @@ struct MemberShape {
     const char* key;
     Kind kind;
     bool isRequired;
+    // What happens to the running Mux without the member, or with one of another type.
+    const char* otherwise;
     // What each element of a list has; null for what is no list.
     const std::vector<MemberShape>* element;
 };
 
 using ObjectShape = std::vector<MemberShape>;
 
-// Of what is not required the Mux makes nothing. A missing "Enabled", "IpAddress" or "Port" shows in its value.
 const ObjectShape kDeviceShape = {
-    {"Name", Kind::kText, false, nullptr},
-    {"ID", Kind::kInteger, true, nullptr},
+    {"Name", Kind::kText, false, "the lock has no name; its door works", nullptr},
+    {"ID", Kind::kInteger, true, "the Mux uses 0; the door works by its true ID", nullptr},
 };
 
 const ObjectShape kGatewayShape = {
-    {"ID", Kind::kInteger, true, nullptr},          {"Description", Kind::kText, false, nullptr},
-    {"IpAddress", Kind::kText, false, nullptr},     {"Port", Kind::kInteger, false, nullptr},
-    {"Devices", Kind::kList, false, &kDeviceShape},
+    {"ID", Kind::kInteger, true, "the Mux uses 0; only requests for gateway 0 reach its doors", nullptr},
+    {"Description", Kind::kText, false, "the gateway has no name; its doors work", nullptr},
+    {"IpAddress", Kind::kText, true, kGatewayLeftOut, nullptr},
+    {"Port", Kind::kInteger, true, kGatewayLeftOut, nullptr},
+    {"Devices", Kind::kList, false, "the locks have no names; their doors work", &kDeviceShape},
 };
 
 const ObjectShape kConfigurationShape = {
-    {"Enabled", Kind::kFlag, false, nullptr},
-    {"Gateways", Kind::kList, false, &kGatewayShape},
+    {"Enabled", Kind::kFlag, true, kNothingWorks, nullptr},
+    {"Gateways", Kind::kList, true, kNothingWorks, &kGatewayShape},
 };
 
-const char* NameOf(const Value& value) {
-    constexpr const char* kNames[] = {"null", "false", "true", "an object", "an array", "a string", "a number"};
-    return kNames[value.GetType()];
+// Of a longer string only the beginning is shown.
+constexpr std::size_t kShownCharacters = 40;
+
+std::string StringText(const Value& value) {
+    const std::size_t size = std::min<std::size_t>(value.GetStringLength(), kShownCharacters);
+    const Value shown(value.GetString(), static_cast<rapidjson::SizeType>(size));
+    return Json::Text(shown) + (size < value.GetStringLength() ? "..." : "");
+}
+
+// "null", "an object", "the string \"2101\"".
+std::string Described(const Value& value) {
+    constexpr const char* kNames[] = {"null", "false", "true", "an object", "an array", "the string ", "the number "};
+    const std::string name = kNames[value.GetType()];
+    if (value.IsString()) {
+        return name + StringText(value);
+    }
+    return value.IsNumber() ? name + Json::Text(value) : name;
 }
 
 class ShapeCheck {
@@ -73,7 +89,7 @@ class ShapeCheck {
         if (document.IsObject()) {
             CheckObject(document, kConfigurationShape, "");
         } else {
-            Warn("", std::string("is ") + NameOf(document) + ", not an object; nothing is configured");
+            Warn("", "must be an object, not " + Described(document) + "; " + kNothingWorks);
         }
         return std::move(findings_);
     }
@@ -83,7 +99,8 @@ class ShapeCheck {
         findings_.push_back({Finding::Level::kWarning, where, text});
     }
     void Refuse(const std::string& where, const std::string& text) {
-        findings_.push_back({Finding::Level::kError, where, text + "; the Mux would abort"});
+        findings_.push_back(
+            {Finding::Level::kError, where, text + "; the Mux would abort at every start, and no door works"});
     }
 
     void CheckObject(const Value& object, const ObjectShape& shape, const std::string& prefix) {
@@ -93,7 +110,7 @@ class ShapeCheck {
             if (found != object.MemberEnd()) {
                 CheckMember(found->value, member, prefix + member.key);
             } else if (member.isRequired) {
-                Warn(prefix + member.key, std::string("is missing; the Mux uses ") + RowOf(member.kind).otherwise);
+                Warn(prefix + member.key, std::string("is missing; ") + member.otherwise);
             }
         }
     }
@@ -113,18 +130,21 @@ class ShapeCheck {
     }
 
     static std::string SuggestionFor(const std::string& key, const ObjectShape& shape) {
-        const auto found = std::find_if(shape.begin(), shape.end(), [&](const MemberShape& known) {
-            return strcasecmp(key.c_str(), known.key) == 0;
-        });
-        return found == shape.end() ? "" : std::string("; did you mean \"") + found->key + "\"";
+        std::vector<std::string_view> keys;
+        keys.reserve(shape.size());
+        for (const MemberShape& known : shape) {
+            keys.emplace_back(known.key);
+        }
+        const std::string_view nearest = NearestWord(key, keys);
+        return nearest.empty() ? "" : "; did you mean \"" + std::string(nearest) + "\"?";
     }
 
     void CheckMember(const Value& value, const MemberShape& member, const std::string& where) {
         if (!(value.*RowOf(member.kind).hasType)()) {
-            Warn(where, std::string("must be ") + RowOf(member.kind).name + ", not " + NameOf(value) +
-                            "; the Mux uses " + RowOf(member.kind).otherwise);
+            Warn(where, std::string("must be ") + RowOf(member.kind).name + ", not " + Described(value) + "; " +
+                            member.otherwise);
         } else if (member.kind == Kind::kInteger && !value.IsInt()) {
-            Refuse(where, "must be a 32-bit integer");
+            Refuse(where, "must be a 32-bit integer, not " + Described(value));
         } else if (member.kind == Kind::kList) {
             CheckElements(value, *member.element, where);
         }
@@ -136,7 +156,7 @@ class ShapeCheck {
             if (list[index].IsObject()) {
                 CheckObject(list[index], shape, element + ".");
             } else {
-                Refuse(element, std::string("must be an object, not ") + NameOf(list[index]));
+                Refuse(element, "must be an object, not " + Described(list[index]));
             }
         }
     }

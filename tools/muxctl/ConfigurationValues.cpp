@@ -17,8 +17,6 @@ constexpr std::int32_t kLargestIdInEvents = 65535;
 // What stands there in place of a lock answers with the gateway's counter.
 constexpr std::int32_t kCounterId = 256;
 
-constexpr const char* kNotMade = "; the Mux leaves this gateway out and refuses its requests";
-
 std::string ElementName(const std::string& list, std::size_t index) {
     return list + "[" + std::to_string(index) + "]";
 }
@@ -43,10 +41,10 @@ class ValueCheck {
 
     Findings Run() {
         if (!configuration_.enabled) {
-            Warn("Enabled", "is not true; the Mux connects to no gateway and refuses every request");
+            Warn("Enabled", std::string("is not true; ") + kNothingWorks);
         }
         if (configuration_.gateways.empty()) {
-            Warn("Gateways", "has no gateway; the Mux refuses every request");
+            Warn("Gateways", std::string("has no gateway; ") + kNothingWorks);
         }
         for (std::size_t index = 0; index < configuration_.gateways.size(); ++index) {
             CheckGateway(index);
@@ -61,15 +59,12 @@ class ValueCheck {
 
     // What the Mux cannot connect to ends it, once it tries.
     void AddWarning(const GatewayConfiguration& gateway, const std::string& where, const std::string& text) {
-        if (IsMade(gateway)) {
-            findings_.push_back({Finding::Level::kError, where, text + "; the Mux would exit"});
+        if (IsCreated(configuration_, gateway)) {
+            findings_.push_back(
+                {Finding::Level::kError, where, text + "; the Mux would exit after every start, and no door works"});
         } else {
-            Warn(where, text);
+            Warn(where, text + "; the Mux leaves this gateway out anyway");
         }
-    }
-
-    bool IsMade(const GatewayConfiguration& gateway) const {
-        return configuration_.enabled && !gateway.ipAddress.empty() && gateway.port != 0;
     }
 
     void CheckGateway(std::size_t index) {
@@ -87,15 +82,15 @@ class ValueCheck {
 
     void CheckAddress(const GatewayConfiguration& gateway, const std::string& where) {
         if (gateway.ipAddress.empty()) {
-            Warn(where, std::string("is empty") + kNotMade);
+            Warn(where, std::string("is empty; ") + kGatewayLeftOut);
         } else if (!CanBeHost(gateway.ipAddress)) {
-            AddWarning(gateway, where, "is neither an address nor a host name");
+            AddWarning(gateway, where, "is \"" + gateway.ipAddress + "\", neither an address nor a host name");
         }
     }
 
     void CheckPort(const GatewayConfiguration& gateway, const std::string& where) {
         if (gateway.port == 0) {
-            Warn(where, std::string("is 0") + kNotMade);
+            Warn(where, std::string("is 0; ") + kGatewayLeftOut);
         } else if (gateway.port < 0 || gateway.port > kLargestPort) {
             AddWarning(gateway, where, "is " + std::to_string(gateway.port) + ", which is not a TCP port");
         }
@@ -105,21 +100,23 @@ class ValueCheck {
         const std::size_t sameId = ids_.IndexOf(gateway.id, index);
         if (sameId != index) {
             Warn(name + ".ID", "is " + std::to_string(gateway.id) + ", like " + ElementName("Gateways", sameId) +
-                                   ", which gets all its requests");
+                                   ", which gets all its requests; the doors of this gateway do not work");
         }
         const std::size_t sameAddress = endpoints_.IndexOf({gateway.ipAddress, gateway.port}, index);
         if (sameAddress != index && !gateway.ipAddress.empty()) {
-            Warn(name, "has the address and port of " + ElementName("Gateways", sameAddress));
+            Warn(name, "has the address and port of " + ElementName("Gateways", sameAddress) +
+                           "; the Mux connects to it twice, and requests may go unanswered");
         }
     }
 
     void CheckDevice(std::int32_t id, std::size_t index, std::size_t same, const std::string& gateway) {
         const std::string name = gateway + "." + ElementName("Devices", index) + ".ID";
         if (same != index) {
-            Warn(name, "is " + std::to_string(id) + ", like " + ElementName("Devices", same) + " of this gateway");
+            Warn(name, "is " + std::to_string(id) + ", like " + ElementName("Devices", same) +
+                           " of this gateway; its door works");
         }
         if (id == kCounterId) {
-            Warn(name, "is 256, which is reserved for the Mux's questions to the gateway");
+            Warn(name, "is 256, which is reserved for the Mux's questions to the gateway; no door has it");
         }
         if (id < 0 || id > kLargestIdInEvents) {
             const auto idInEvents = static_cast<std::uint16_t>(static_cast<std::uint32_t>(id) & 0xFFFFU);
@@ -135,6 +132,10 @@ class ValueCheck {
 };
 
 }  // namespace
+
+bool IsCreated(const MuxConfigurationData& configuration, const GatewayConfiguration& gateway) {
+    return configuration.enabled && !gateway.ipAddress.empty() && gateway.port != 0;
+}
 
 Findings CheckValues(const MuxConfigurationData& configuration) {
     return ValueCheck(configuration).Run();

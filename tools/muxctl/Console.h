@@ -15,6 +15,8 @@ struct Console {
     Style style;
     // Whether `error` is a terminal on which a line can be drawn over.
     bool hasIndicator = false;
+    // Whether `output` is the systemd journal.
+    bool isJournal = false;
 
     // Write results, flushed at once. They throw std::system_error when that is not possible: a script must not take
     // an empty file for a result.

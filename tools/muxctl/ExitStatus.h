@@ -15,4 +15,8 @@ constexpr int kFineStatus = 0;
 constexpr int kWarningsStatus = 1;
 constexpr int kUnusableStatus = 2;
 
+// Of check-config --start.
+constexpr int kMayStartStatus = 0;
+constexpr int kMustNotStartStatus = 1;
+
 }  // namespace Muxctl

@@ -13,10 +13,14 @@ struct Finding {
     Level level;
     // The member, as in "Gateways[0].Port"; empty for the whole document.
     std::string where;
-    // Goes on where that begins: "is missing, so the Mux takes 0".
+    // Goes on where that begins: "is missing; the Mux uses 0".
     std::string text;
 };
 
 using Findings = std::vector<Finding>;
+
+// What happens to the running Mux, said of several faults.
+constexpr const char* kNothingWorks = "the Mux connects to no gateway, and no door works";
+constexpr const char* kGatewayLeftOut = "the Mux leaves this gateway out, and its doors do not work";
 
 }  // namespace Muxctl

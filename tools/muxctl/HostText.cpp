@@ -5,6 +5,9 @@
 
 #include <algorithm>
 
+#include "tools/muxctl/OptionChecks.h"
+#include "tools/muxctl/UsageError.h"
+
 namespace Muxctl {
 namespace {
 
@@ -41,10 +44,46 @@ bool CanBeName(const std::string& text) {
            std::none_of(name.begin(), name.end(), CannotStandInName);
 }
 
+// Where the colon before the port is, if there is one: that behind a bracket, or the only one. A URL has none.
+std::size_t ColonBeforePort(const std::string& text) {
+    if (!text.empty() && text.front() == '[') {
+        const std::size_t colon = text.find("]:");
+        return colon == std::string::npos ? colon : colon + 1;
+    }
+    const std::size_t colon = text.find(':');
+    const bool canBeEnd = colon == text.rfind(':') && text.find('/') == std::string::npos;
+    return canBeEnd ? colon : std::string::npos;
+}
+
+std::string WithoutBrackets(const std::string& text) {
+    const bool hasBrackets = text.size() > 2 && text.front() == '[' && text.back() == ']';
+    return hasBrackets ? text.substr(1, text.size() - 2) : text;
+}
+
+std::uint16_t ReadPort(const std::string& text) {
+    const std::string fault = CheckPort(text);
+    if (!fault.empty()) {
+        throw UsageError("--host: the port " + fault);
+    }
+    return static_cast<std::uint16_t>(std::stoi(text));
+}
+
 }  // namespace
 
 bool CanBeHost(const std::string& text) {
     return IsAddress(text) || CanBeName(text);
+}
+
+HostAndPort SplitHost(const std::string& text) {
+    const std::size_t colon = ColonBeforePort(text);
+    HostAndPort result = {WithoutBrackets(text.substr(0, colon)), std::nullopt};
+    if (colon != std::string::npos) {
+        result.port = ReadPort(text.substr(colon + 1));
+    }
+    if (!CanBeHost(result.host)) {
+        throw UsageError("--host: " + result.host + " is neither an address nor a host name");
+    }
+    return result;
 }
 
 }  // namespace Muxctl

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <optional>
 
 #include "tools/client/Request.h"
@@ -46,6 +47,14 @@ std::string CheckInteger(const std::string& text, std::int64_t lowest, std::int6
                ? ""
                : "must be a decimal integer from " + std::to_string(lowest) + " to " + std::to_string(highest) +
                      " (no leading zeros), not " + text;
+}
+
+std::string CheckPort(const std::string& text) {
+    return CheckInteger(text, 1, std::numeric_limits<std::uint16_t>::max());
+}
+
+std::string CheckId(const std::string& text) {
+    return CheckInteger(text, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max());
 }
 
 std::string CheckSeconds(const std::string& text) {

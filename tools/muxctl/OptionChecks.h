@@ -12,6 +12,10 @@ namespace Muxctl {
 // eight, and a lock that was opened by mistake stays open.
 std::string CheckInteger(const std::string& text, std::int64_t lowest, std::int64_t highest);
 
+// A TCP port, and the ID of a gateway or lock.
+std::string CheckPort(const std::string& text);
+std::string CheckId(const std::string& text);
+
 // A decimal number from 0.001 to 86400.
 std::string CheckSeconds(const std::string& text);
 

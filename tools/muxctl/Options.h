@@ -2,26 +2,53 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/client/Client.h"
 #include "tools/muxctl/RequestKinds.h"
+#include "tools/muxctl/Site.h"
 
 namespace Muxctl {
+
+struct CheckConfigOptions {
+    // Configuration files; with `checksAllSites` a folder of them, or nothing for that of the sites.
+    std::vector<std::string> paths;
+    bool checksAllSites = false;
+    // Whether the status is for systemd, before it starts the Mux with the file.
+    bool checksStart = false;
+};
 
 // The options of the command line; each command uses what concerns it.
 struct Options {
     MuxClient::MuxAddress mux;
     std::chrono::milliseconds timeout = MuxClient::kDefaultTimeout;
     bool json = false;
+    // Of --config or --site, when one is given; its port is in `mux` unless the command line has another.
+    std::optional<Site> site;
 
     RequestOptions request;
     // How many events to wait for, 0 for no end.
     std::uint64_t eventCount = 0;
+    bool showsPins = false;
     // A JSON text, or the path of a file with one, "-" for standard input.
     std::string text;
     std::string file;
     bool waitsForAnswer = true;
+    // Whether a text is sent that would end the Mux or never be answered.
+    bool sendsUnsafe = false;
+    CheckConfigOptions checkConfig;
+
+    // Of commands that can do without a gateway.
+    std::optional<std::int32_t> gateway;
+    // Of health: every gateway of the site.
+    bool checksAll = false;
+    // Of batch: also after a NACK or a missing answer.
+    bool keepsGoing = false;
+    // Of whitelist load.
+    bool clears = false;
+    bool resumes = false;
 };
 
 }  // namespace Muxctl

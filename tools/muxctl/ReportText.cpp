@@ -1,25 +1,17 @@
 #include "tools/muxctl/ReportText.h"
 
-#include <algorithm>
-#include <string_view>
-
-#include "json/RapidJson.h"
-
-// Needs the settings of the former.
-#include <rapidjson/memorystream.h>
-#include <rapidjson/ostreamwrapper.h>
+#include "tools/muxctl/Counted.h"
+#include "tools/muxctl/JsonLines.h"
 
 namespace Muxctl {
 namespace {
-
-using JsonWriter = rapidjson::Writer<rapidjson::OStreamWrapper>;
 
 const char* NameOf(Finding::Level level) {
     return level == Finding::Level::kError ? "error" : "warning";
 }
 
-std::string Counted(std::size_t count, const std::string& what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+const char* PriorityOf(Finding::Level level) {
+    return level == Finding::Level::kError ? "<3>" : "<4>";
 }
 
 std::string FindingText(const Finding& finding, const std::string& file, const Style& style) {
@@ -38,30 +30,6 @@ std::string Verdict(const ConfigurationReport& report, const Style& style) {
                                          Counted(report.findings.size(), "warning") + ": " + content;
 }
 
-// How many bytes the character at the front of `text` has, 0 when it is none.
-std::size_t CharacterSize(std::string_view text) {
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    unsigned character = 0;
-    return rapidjson::UTF8<>::Decode(stream, &character) ? stream.Tell() : 0;
-}
-
-// `text` with a replacement character for every byte that belongs to none: a configuration's keys may have any bytes.
-std::string InUtf8(std::string_view text) {
-    std::string valid;
-    while (!text.empty()) {
-        const std::size_t size = CharacterSize(text);
-        valid.append(size == 0 ? "\uFFFD" : text.substr(0, size));
-        text.remove_prefix(std::max<std::size_t>(size, 1));
-    }
-    return valid;
-}
-
-void Write(JsonWriter& writer, const char* key, const std::string& text) {
-    const std::string valid = InUtf8(text);
-    writer.Key(key);
-    writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
-}
-
 void WriteFinding(JsonWriter& writer, const Finding& finding) {
     writer.StartObject();
     Write(writer, "Level", NameOf(finding.level));
@@ -72,12 +40,20 @@ void WriteFinding(JsonWriter& writer, const Finding& finding) {
 
 }  // namespace
 
-void WriteReport(const ConfigurationReport& report, const std::string& file, const Style& style, std::ostream& output) {
+void WriteFindings(const Findings& findings, const std::string& file, const Style& style, Priorities priorities,
+                   std::ostream& output) {
     const std::string name = Printable(file);
-    for (const Finding& finding : report.findings) {
+    for (const Finding& finding : findings) {
+        if (priorities == Priorities::kJournal) {
+            output << PriorityOf(finding.level);
+        }
         output << FindingText(finding, name, style) << '\n';
     }
-    output << name << ": " << Verdict(report, style);
+}
+
+void WriteReport(const ConfigurationReport& report, const std::string& file, const Style& style, std::ostream& output) {
+    WriteFindings(report.findings, file, style, Priorities::kNone, output);
+    output << Printable(file) << ": " << Verdict(report, style);
 }
 
 void WriteJsonReport(const ConfigurationReport& report, const std::string& file, std::ostream& output) {

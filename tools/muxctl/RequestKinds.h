@@ -11,6 +11,8 @@ namespace Muxctl {
 // The request options of the command line; each kind of request takes only some of them.
 struct RequestOptions {
     MuxClient::LockAddress lock;
+    // All locks of a list, of which `lock` is the first; empty without a list.
+    std::vector<std::int32_t> locks;
     std::uint32_t duration = 5;
     bool answersEvent = false;
     MuxClient::Card card;

@@ -8,4 +8,7 @@ namespace Muxctl {
 // As in "0.6 s", rounded down.
 std::string SecondsText(std::chrono::milliseconds duration);
 
+// How long ago this was.
+std::chrono::milliseconds TimeSince(std::chrono::steady_clock::time_point start);
+
 }  // namespace Muxctl

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <ostream>
+#include <string>
 
 namespace Muxctl {
 
@@ -19,8 +21,12 @@ class WaitIndicator {
 
     // Draws itself over what it drew before.
     void Draw(std::chrono::milliseconds elapsed);
+    // Draws how much is done instead, and how long the rest will take.
+    void DrawProgress(std::size_t done, std::size_t total, std::chrono::milliseconds elapsed);
 
   private:
+    void DrawText(const std::string& text);
+
     std::ostream& stream_;
     bool isEnabled_;
     bool isDrawn_ = false;

@@ -49,8 +49,15 @@ class Watch {
     }
 
     void Print(const Message& event) {
-        console_.PrintLine(options_.json ? JsonLine(event) : EventText(event, console_.style));
+        const Pins pins = options_.showsPins ? Pins::kShown : Pins::kMasked;
+        console_.PrintLine(options_.json ? EventJsonLine(event, pins)
+                                         : EventText(event, pins, LockNameOf(event), console_.style));
         ++events_;
+    }
+
+    std::string LockNameOf(const Message& event) const {
+        return options_.site && event.event ? NameOfLockInEvent(*options_.site, event.event->gateway, event.event->lock)
+                                            : "";
     }
 
     // Not at every try.

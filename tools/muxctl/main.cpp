@@ -5,8 +5,11 @@
 #include <iostream>
 #include <string>
 
+#include "tools/client/Errors.h"
 #include "tools/muxctl/CommandLine.h"
 #include "tools/muxctl/ExitStatus.h"
+#include "tools/muxctl/Journal.h"
+#include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/UsageError.h"
 
 namespace {
@@ -24,12 +27,16 @@ bool CanSteer(int descriptor) {
 
 int Run(const Muxctl::CommandLine& commandLine) {
     const Muxctl::Style style(CanSteer(STDOUT_FILENO) && Variable("NO_COLOR").empty());
-    const Muxctl::Console console = {std::cout, std::cerr, style, CanSteer(STDERR_FILENO)};
+    const Muxctl::Console console = {std::cout, std::cerr, style, CanSteer(STDERR_FILENO),
+                                     Muxctl::IsJournal(STDOUT_FILENO)};
     try {
         return commandLine.command(commandLine.options, console);
     } catch (const Muxctl::UsageError& error) {
         console.Complain(error.what());
         return Muxctl::kUsageStatus;
+    } catch (const MuxClient::ProtocolError& error) {
+        console.Complain(error.what() + std::string(Muxctl::kPortHint));
+        return Muxctl::kNoAnswerStatus;
     } catch (const std::exception& error) {
         console.Complain(error.what());
         return Muxctl::kNoAnswerStatus;

@@ -4,8 +4,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include <future>
+#include <map>
 #include <stdexcept>
 #include <vector>
 
@@ -34,6 +38,18 @@ class ClientTest : public testing::Test {
         const LoopbackSocket::Bytes bytes = mux_.Receive(count);
         return {bytes.begin(), bytes.end()};
     }
+    // The texts of these requests are the next that the Mux receives.
+    void ExpectReceived(const std::vector<Request>& requests) {
+        client_.Wait(0ms);  // sends
+        for (const Request& request : requests) {
+            EXPECT_EQ(MuxReceives(6 + request.text.size()).substr(6), request.text);
+        }
+    }
+    // Sends what has its turn; nothing arrives.
+    void ExpectNothingReceived() {
+        client_.Wait(0ms);
+        EXPECT_TRUE(mux_.IsQuietFor(20ms));
+    }
     // Takes down what the client gets.
     Client::AnswerHandler Note(const std::string& name) {
         return [this, name](const std::optional<Message>& answer) {
@@ -49,6 +65,10 @@ class ClientTest : public testing::Test {
 
 Request WithId(const std::string& id) {
     return Request::FromText(R"({"MessageID":")" + id + R"("})");
+}
+
+Request ToGateway(int gateway, const std::string& id) {
+    return Request::FromText(R"({"MessageID":")" + id + R"(","Data":{"gatewayID":)" + std::to_string(gateway) + "}}");
 }
 
 std::string Ack(const std::string& id) {
@@ -210,6 +230,113 @@ TEST_F(ClientTest, ForgetsTheRequestThatItAskedWhenAHandlerThrows) {
     client_.Send(WithId("b"), Note("b"), kLong);
     EXPECT_TRUE(client_.Wait(kLong));
     EXPECT_THAT(noted_, ElementsAre("b " + Ack("b")));
+}
+
+TEST_F(ClientTest, SendsAGatewayTheNextRequestWhenTheLastIsAnswered) {
+    client_.Send(ToGateway(1, "a"), Note("a"), kLong);
+    client_.Send(ToGateway(1, "b"), Note("b"), kLong);
+    client_.Send(ToGateway(1, "c"), Note("c"), kLong);
+    client_.Send(ToGateway(2, "other"), Note("other"), kLong);
+    client_.Send(WithId("none"), Note("none"), kLong);
+    ExpectReceived({ToGateway(1, "a"), ToGateway(2, "other"), WithId("none")});
+    ExpectNothingReceived();
+    for (const auto& [answered, next] : std::map<std::string, std::string>{{"a", "b"}, {"b", "c"}}) {
+        MuxSends(Ack(answered));
+        ASSERT_TRUE(client_.Wait(kLong));
+        ExpectReceived({ToGateway(1, next)});
+    }
+    EXPECT_THAT(noted_, ElementsAre("a " + Ack("a"), "b " + Ack("b")));
+    ExpectNothingReceived();
+}
+
+TEST_F(ClientTest, SendsAGatewayTheNextRequestWhenTheLastIsGivenUp) {
+    client_.Send(ToGateway(1, "z"), Note("z"), 60ms);
+    client_.Send(ToGateway(1, "a"), Note("a"), 1ms);  // its time begins when it is sent
+    ASSERT_TRUE(client_.Wait(kLong));
+    ASSERT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(noted_, ElementsAre("z nothing", "a nothing"));
+    ExpectReceived({ToGateway(1, "z"), ToGateway(1, "a")});
+}
+
+TEST_F(ClientTest, DropsAnAnswerToARequestThatIsNotSentYet) {
+    client_.Send(ToGateway(1, "a"), Note("a"), kLong);
+    client_.Send(ToGateway(1, "b"), Note("b"), kLong);
+    MuxSends(Ack("b") + Ack("a"));
+    ASSERT_TRUE(client_.Wait(kLong));
+    ExpectReceived({ToGateway(1, "a"), ToGateway(1, "b")});
+    MuxSends(Ack("b"));
+    ASSERT_TRUE(client_.Wait(kLong));
+    EXPECT_THAT(noted_, ElementsAre("a " + Ack("a"), "b " + Ack("b")));
+}
+
+TEST_F(ClientTest, RefusesAnIdentifierThatIsNotSentYet) {
+    client_.Send(ToGateway(1, "a"), Note("a"), kLong);
+    client_.Send(ToGateway(1, "b"), Note("b"), kLong);
+    EXPECT_THROW(client_.Send(ToGateway(2, "b"), Note("again"), kLong), std::invalid_argument);
+    ExpectReceived({ToGateway(1, "a")});
+    ExpectNothingReceived();
+}
+
+TEST_F(ClientTest, LetsAGatewayFinishTheRequestThatItForgot) {
+    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
+    MuxSends(kEvent);
+    EXPECT_THROW(client_.Ask(ToGateway(1, "a"), kLong), std::logic_error);
+    client_.Send(ToGateway(1, "b"), Note("b"), kLong);
+    ExpectReceived({ToGateway(1, "a")});
+    ExpectNothingReceived();
+    MuxSends(Ack("a") + Ack("b"));
+    EXPECT_TRUE(client_.Wait(kLong));
+    ExpectReceived({ToGateway(1, "b")});
+    EXPECT_THAT(noted_, ElementsAre("b " + Ack("b")));
+}
+
+TEST_F(ClientTest, DoesNotSendWhatItForgotBefore) {
+    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
+    client_.Send(ToGateway(1, "a"), Note("a"), kLong);
+    MuxSends(kEvent);
+    EXPECT_THROW(client_.Ask(ToGateway(1, "b"), kLong), std::logic_error);
+    client_.Send(ToGateway(1, "c"), Note("c"), kLong);
+    MuxSends(Ack("a"));
+    EXPECT_TRUE(client_.Wait(kLong));
+    ExpectReceived({ToGateway(1, "a"), ToGateway(1, "c")});
+}
+
+// The client's socket: the one among this process's whose peer is the listening port.
+int SocketTowards(int port) {
+    for (int descriptor = 3; descriptor < 1024; ++descriptor) {
+        sockaddr_in peer = {};
+        socklen_t size = sizeof(peer);
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && ntohs(peer.sin_port) == port) {
+            return descriptor;
+        }
+    }
+    return -1;
+}
+
+TEST_F(ClientTest, NoticesWithinHalfAMinuteThatTheHostIsGone) {
+    const auto option = [this](int name) {
+        int value = -1;
+        socklen_t size = sizeof(value);
+        getsockopt(SocketTowards(listener_.Port()), IPPROTO_TCP, name, &value, &size);
+        return value;
+    };
+    EXPECT_LE(option(TCP_KEEPIDLE) + option(TCP_KEEPINTVL) * option(TCP_KEEPCNT), 30);
+    EXPECT_EQ(option(TCP_USER_TIMEOUT), 30000);
+}
+
+// A peer that takes nothing is all that one machine has for a host that is gone, and here half a minute is short.
+TEST_F(ClientTest, SaysWhenTheHostIsGone) {
+    const int milliseconds = 100;
+    ASSERT_EQ(
+        setsockopt(SocketTowards(listener_.Port()), IPPROTO_TCP, TCP_USER_TIMEOUT, &milliseconds, sizeof(milliseconds)),
+        0);
+    const Request large = Request::FromText(std::string(65000, ' '));
+    const auto sendMuch = [&] {
+        for (int count = 0; count < 1000; ++count) {
+            client_.SendOnly(large, kLong);
+        }
+    };
+    EXPECT_THAT(sendMuch, ThrowsMessage<ConnectionError>(HasSubstr(" no longer responds: ")));
 }
 
 TEST_F(ClientTest, TakesWhatHasComeAlreadyWithoutWaiting) {

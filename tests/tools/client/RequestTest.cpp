@@ -70,6 +70,19 @@ TEST(RequestTest, NamesAnyGatewayAndLock) {
               R"("MessageCode":10,"Data":{"gatewayID":-2147483648,"lockID":2147483647}})");
 }
 
+TEST(RequestTest, KnowsItsGateway) {
+    const LockAddress lock = {7, 5};
+    for (const Request& request : {Request::Open(lock), Request::OpenAndClose(lock, 1), Request::Status(lock),
+                                   Request::AddToWhitelist(lock, kCard), Request::RemoveFromWhitelist(lock, kCard),
+                                   Request::FromText(R"({"Data":{"lockID":5,"gatewayID":7}})")}) {
+        EXPECT_EQ(request.gateway, 7) << request.text;
+    }
+    for (const char* const text : {R"({"gatewayID":7})", R"({"Data":{"gatewayID":"7"}})", R"({"Data":[7]})", "7", ""}) {
+        EXPECT_EQ(Request::FromText(text).gateway, std::nullopt) << text;
+    }
+    EXPECT_EQ(Request::Configure("{}").gateway, std::nullopt);
+}
+
 TEST(RequestTest, BearsThePresentTime) {
     const std::time_t before = std::time(nullptr);
     const std::time_t timestamp = TimestampOf(Request::Open(kLock).text);

@@ -13,6 +13,7 @@ using namespace std::chrono_literals;
 
 const Style kPlain(false);
 const Style kColoured(true);
+const std::string kOpenOrClosed = "      open or closed          not reported; send close to be sure";
 
 std::string Nack(const std::string& data) {
     return AnswerText(ParseMessage(R"({"MessageID":"a","MessageCode":1,"Data":)" + data + "}"), "open", 650ms, kPlain);
@@ -45,7 +46,8 @@ TEST(AnswerTextTest, OfAStatusExplainsItsValues) {
               "      battery alarm           no\n"
               "      mechanical active       yes\n"
               "      reader connected        yes\n"
-              "      Scandinavian fire mode  no");
+              "      Scandinavian fire mode  no\n" +
+                  kOpenOrClosed);
 }
 
 TEST(AnswerTextTest, OfAStatusTellsTheFlagsApartAndShowsUnknownNumbers) {
@@ -60,7 +62,8 @@ TEST(AnswerTextTest, OfAStatusTellsTheFlagsApartAndShowsUnknownNumbers) {
               "      battery alarm           no\n"
               "      mechanical active       no\n"
               "      reader connected        no\n"
-              "      Scandinavian fire mode  yes");
+              "      Scandinavian fire mode  yes\n" +
+                  kOpenOrClosed);
 }
 
 class EventTextTest : public testing::Test {
@@ -82,20 +85,44 @@ class EventTextTest : public testing::Test {
     }
 };
 
-TEST_F(EventTextTest, IsOneLineWithTheLocalTime) {
-    EXPECT_EQ(EventText(Event(51, "04A1B2C3"), kPlain),
-              "2023-11-15 03:43:20  card at reader  gateway 1  lock 5  card 04A1B2C3");
-    EXPECT_EQ(EventText(Event(50, "0A"), kPlain), "2023-11-15 03:43:20  access allowed  gateway 1  lock 5  card 0A");
-    EXPECT_EQ(EventText(Event(51, "0A"), kColoured),
-              "2023-11-15 03:43:20  \033[1;36mcard at reader\033[0m  gateway 1  lock 5  card 0A");
+std::string TextOf(const MuxClient::Message& event, Pins pins = Pins::kMasked, const std::string& lockName = "") {
+    return EventText(event, pins, lockName, kPlain);
 }
 
-TEST_F(EventTextTest, ShowsTheDigitsOfAPin) {
-    const std::string start = "2023-11-15 03:43:20  PIN entered     gateway 1  lock 5  data ";
-    EXPECT_EQ(EventText(Event(60, "31323930"), kPlain), start + "31323930 (1290)");
-    EXPECT_EQ(EventText(Event(60, "313A"), kPlain), start + "313A");
-    EXPECT_EQ(EventText(Event(60, "41"), kPlain), start + "41");
-    EXPECT_EQ(EventText(Event(60, ""), kPlain), start);
+TEST_F(EventTextTest, IsOneLineWithTheLocalTime) {
+    EXPECT_EQ(TextOf(Event(51, "04A1B2C3")), "2023-11-15 03:43:20  card at reader  gateway 1  lock 5  card 04A1B2C3");
+    EXPECT_EQ(TextOf(Event(50, "0A")), "2023-11-15 03:43:20  access allowed  gateway 1  lock 5  card 0A");
+    EXPECT_EQ(EventText(Event(51, "0A"), Pins::kMasked, "", kColoured),
+              "2023-11-15 03:43:20  \033[1;36mcard at reader\033[0m  gateway 1  lock 5  card 0A");
+    EXPECT_EQ(TextOf(Event(51, "0A"), Pins::kMasked, "Front\ndoor"),
+              "2023-11-15 03:43:20  card at reader  gateway 1  lock 5 (Front?door)  card 0A");
+}
+
+// The length of a PIN is half of the secret.
+TEST_F(EventTextTest, HidesAPinAndItsLength) {
+    const std::string start = "2023-11-15 03:43:20  PIN entered     gateway 1  lock 5  PIN ";
+    EXPECT_EQ(TextOf(Event(60, "31323930")), start + "****");
+    EXPECT_EQ(TextOf(Event(60, "3132")), start + "****");
+    EXPECT_EQ(TextOf(Event(60, "")), start + "(empty)");
+}
+
+TEST_F(EventTextTest, ShowsTheDigitsOfAPinWhenTheyAreWanted) {
+    const std::string start = "2023-11-15 03:43:20  PIN entered     gateway 1  lock 5  PIN ";
+    EXPECT_EQ(TextOf(Event(60, "31323930"), Pins::kShown), start + "1290");
+    EXPECT_EQ(TextOf(Event(60, "313A"), Pins::kShown), start + "313A (not digits)");
+    EXPECT_EQ(TextOf(Event(60, "41"), Pins::kShown), start + "41 (not digits)");
+    EXPECT_EQ(TextOf(Event(60, ""), Pins::kShown), start + "(empty)");
+}
+
+TEST_F(EventTextTest, OfJsonHidesThePinWhereverItIs) {
+    const auto event = ParseMessage(
+        R"({"MessageCode":60,"Data":{"RFIDData":"3132","lockID":5,"RFIDData":"31"},"Data":{"RFIDData":[3132]}})");
+    EXPECT_EQ(
+        EventJsonLine(event, Pins::kMasked),
+        R"({"MessageCode":60,"Data":{"RFIDData":"****","lockID":5,"RFIDData":"****"},"Data":{"RFIDData":"****"}})");
+    EXPECT_EQ(EventJsonLine(event, Pins::kShown), event.text);
+    EXPECT_EQ(EventJsonLine(Event(60, ""), Pins::kMasked), Event(60, "").text);
+    EXPECT_EQ(EventJsonLine(Event(51, "3132"), Pins::kMasked), Event(51, "3132").text);
 }
 
 std::string TimeOf(const std::string& line) {
@@ -105,10 +132,10 @@ std::string TimeOf(const std::string& line) {
 // -2^63, 2^63 - 1 and, where seconds have 32 bits, what comes behind 2^31 - 1 are no times.
 TEST_F(EventTextTest, ShowsATimeThatIsNoneAsItsNumber) {
     for (const std::string time : {"-9223372036854775808", "9223372036854775807"}) {
-        EXPECT_EQ(TimeOf(EventText(Event(51, "0A", time), kPlain)), time);
+        EXPECT_EQ(TimeOf(TextOf(Event(51, "0A", time))), time);
     }
-    EXPECT_EQ(TimeOf(EventText(Event(51, "0A", "2147483647"), kPlain)), "2038-01-19 08:44:07");
-    EXPECT_EQ(TimeOf(EventText(Event(51, "0A", "2147483648"), kPlain)),
+    EXPECT_EQ(TimeOf(TextOf(Event(51, "0A", "2147483647"))), "2038-01-19 08:44:07");
+    EXPECT_EQ(TimeOf(TextOf(Event(51, "0A", "2147483648"))),
               sizeof(std::time_t) == 4 ? "2147483648" : "2038-01-19 08:44:08");
 }
 

@@ -17,10 +17,16 @@ namespace Muxctl {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 const std::string kGood = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":2101}]})";
 const std::string kWithWarning = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"","Port":2101}]})";
-const std::string kEndsTheMux = R"({"Enabled":true,"Gateways":[{"ID":1.5}]})";
+const std::string kEndsTheMux = R"({"Enabled":true,"Gateways":[{"ID":1.5,"IpAddress":"a","Port":1}]})";
+
+constexpr const char* kRefusesAll = "; the Mux refuses every request, and no door works\n";
 
 class CheckConfigTest : public testing::Test {
   protected:
@@ -50,16 +56,18 @@ TEST_F(CheckConfigTest, EndsWithOneAfterWarnings) {
     const Ending ending = Check(kWithWarning);
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.output, file_ +
-                                 ": warning: Gateways[0].IpAddress is empty; the Mux leaves this gateway out and "
-                                 "refuses its requests\n" +
+                                 ": warning: Gateways[0].IpAddress is empty; the Mux leaves this gateway out, and its "
+                                 "doors do not work\n" +
                                  file_ + ": usable, with 1 warning: 1 gateway, 0 locks\n");
 }
 
 TEST_F(CheckConfigTest, EndsWithTwoWhereTheMuxWouldEnd) {
     const Ending ending = Check(kEndsTheMux);
     EXPECT_EQ(ending.status, 2);
-    EXPECT_EQ(ending.output, file_ + ": error: Gateways[0].ID must be a 32-bit integer; the Mux would abort\n" + file_ +
-                                 ": unusable\n");
+    EXPECT_EQ(ending.output, file_ +
+                                 ": error: Gateways[0].ID must be a 32-bit integer, not the number 1.5; the Mux would "
+                                 "abort at every start, and no door works\n" +
+                                 file_ + ": unusable\n");
     EXPECT_EQ(ending.error, "");
 }
 
@@ -68,8 +76,17 @@ TEST_F(CheckConfigTest, EndsWithTwoWhenItIsLargerThan64Mebibytes) {
     fs::resize_file(large, 64UL * 1024 * 1024 + 1);
     const Ending ending = RunMuxctl({"check-config", large});
     EXPECT_EQ(ending.status, 2);
-    EXPECT_EQ(ending.output,
-              large + ": error: the document cannot be read: it is larger than 64 MiB\n" + large + ": unusable\n");
+    EXPECT_EQ(ending.output, large + ": error: the document cannot be read: it is larger than 64 MiB" + kRefusesAll +
+                                 large + ": unusable\n");
+}
+
+TEST_F(CheckConfigTest, SaysWhyAFileCannotBeRead) {
+    const std::string missing = folder_.Path() / "none";
+    EXPECT_EQ(RunMuxctl({"check-config", missing}).output,
+              missing + ": error: the document cannot be read: No such file or directory" + kRefusesAll + missing +
+                  ": unusable\n");
+    const std::string path = folder_.Path().string();
+    EXPECT_THAT(RunMuxctl({"check-config", path}).output, HasSubstr("the document cannot be read: Is a directory; "));
 }
 
 TEST_F(CheckConfigTest, PrintsJsonForScripts) {
@@ -78,6 +95,70 @@ TEST_F(CheckConfigTest, PrintsJsonForScripts) {
     EXPECT_EQ(RunMuxctl({"--json", "check-config", "-"}, setup).output,
               R"({"File":"-","Usable":true,"Gateways":1,"Locks":0,"Findings":[]})"
               "\n");
+}
+
+TEST_F(CheckConfigTest, TakesSeveralFilesAndEndsAsTheWorst) {
+    const std::string good = folder_.Write("a.json", kGood);
+    const std::string bad = folder_.Write("b.json", kEndsTheMux);
+    const std::string odd = folder_.Write("c.json", kWithWarning);
+    const Ending ending = RunMuxctl({"check-config", bad, odd, good});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.output, AllOf(HasSubstr(bad + ": unusable\n"), HasSubstr(odd + ": usable, with 1 warning: "),
+                                     EndsWith(good + ": valid: 1 gateway, 0 locks\n")));
+    EXPECT_EQ(RunMuxctl({"check-config", good, odd}).status, 1);
+    EXPECT_EQ(RunMuxctl({"check-config", good, good}).status, 0);
+}
+
+TEST_F(CheckConfigTest, ChecksAllSitesOfAFolderAndTheirPorts) {
+    const std::string hall = folder_.Write("hall.json", kGood);
+    folder_.Write("hall.env", "MUX_PORT=6000\n");
+    folder_.Write("annex.json", kGood);
+    folder_.Write("annex.env", "MUX_PORT=6001\n");
+    EXPECT_EQ(RunMuxctl({"check-config", "--all", folder_.Path()}).status, 0);
+    folder_.Write("annex.env", "MUX_PORT=6000\n");
+    const Ending ending = RunMuxctl({"check-config", "--all", folder_.Path()});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.output, HasSubstr(hall + ": error: MUX_PORT is 6000, as for the site annex; "));
+    EXPECT_EQ(RunMuxctl({"check-config", "--all", folder_.Path() / "none"}).status, 64);
+}
+
+TEST_F(CheckConfigTest, EndsForTheUnitWithZeroIfThereIsAGateway) {
+    ProcessSetup unit;
+    unit.variables = {{"MUX_PORT", "6000"}};
+    const std::string good = folder_.Write("good.json", kGood);
+    const Ending fine = RunMuxctl({"check-config", "--start", good}, unit);
+    EXPECT_EQ(fine.status, 0);
+    EXPECT_EQ(fine.output, "");
+    const std::string odd = folder_.Write("odd.json", kWithWarning);
+    const Ending refused = RunMuxctl({"check-config", "--start", odd}, unit);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.output,
+                AllOf(StartsWith(odd + ": warning: Gateways[0].IpAddress is empty; "),
+                      EndsWith(odd + ": error: the document gives no gateway; the Mux is not started\n")));
+}
+
+// systemd passes the identity of the stream that is connected to the journal.
+TEST_F(CheckConfigTest, GivesTheJournalPriorities) {
+    const std::string odd = folder_.Write("odd.json", kWithWarning);
+    const auto run = [&](const std::string& stream) {
+        return RunToEnd({"bash", "-c",
+                         "cd " + folder_.Path().string() + " && >out && JOURNAL_STREAM=" + stream +
+                             " " MUXCTL_PROGRAM " check-config --start odd.json >out; cat out"})
+            .output;
+    };
+    EXPECT_THAT(run("$(stat --format=%d:%i out)"),
+                AllOf(StartsWith("<4>odd.json: warning: Gateways[0].IpAddress "), HasSubstr("\n<3>odd.json: error: ")));
+    EXPECT_THAT(run("$(stat --format=%d:%i odd.json)"), StartsWith("odd.json: warning: "));
+}
+
+TEST_F(CheckConfigTest, RefusesArgumentsThatDoNotFit) {
+    const std::string good = folder_.Write("good.json", kGood);
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"--start"}, {"--start", good, good}, {"--all", good, good}, {"--all", "--start", good}}) {
+        std::vector<std::string> words = {"check-config"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(RunMuxctl(words).status, 64) << testing::PrintToString(arguments);
+    }
 }
 
 // What it says of ports, and what the Mux does with them.

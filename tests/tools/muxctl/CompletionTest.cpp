@@ -18,18 +18,20 @@ namespace {
 using testing::UnorderedElementsAre;
 using Words = std::vector<std::string>;
 
-const std::set<std::string> kCommon = {"--host", "--port", "--timeout", "--json", "--help"};
+const std::set<std::string> kCommon = {"--host", "--port", "--site", "--config", "--timeout", "--json", "--help"};
 
 // Completes the words that it is given and prints what is offered for the last one.
 const std::string kScript = std::string("source ") + MUXCTL_COMPLETION +
-                            "; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _muxctl; "
+                            "; _muxctl_sites=$SITES; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _muxctl; "
                             "printf '%s\\n' \"${COMPREPLY[@]}\"";
 
 // What is offered for the last of these words, which may be empty.
-std::set<std::string> Offers(const Words& words) {
-    Words command = {"bash", "-c", kScript, "bash", "muxctl"};
+std::set<std::string> Offers(const Words& words, const std::string& sites = "/dev/null") {
+    Words command = {"bash", "-c", kScript, "bash", MUXCTL_PROGRAM};
     command.insert(command.end(), words.begin(), words.end());
-    const Ending ending = RunToEnd(command);
+    ProcessSetup setup;
+    setup.variables = {{"SITES", sites}};
+    const Ending ending = RunToEnd(command, setup);
     EXPECT_EQ(ending.status, 0);
     EXPECT_EQ(ending.error, "");
     std::istringstream output(ending.output);
@@ -58,7 +60,7 @@ TEST(CompletionTest, KnowsEveryCommandAndItsOptions) {
 }
 
 TEST(CompletionTest, OffersWhatBeginsAsTheWordDoes) {
-    EXPECT_THAT(Offers({"acc"}), UnorderedElementsAre("access-denied", "access-allowed"));
+    EXPECT_THAT(Offers({"acc"}), UnorderedElementsAre("access-denied"));
     EXPECT_THAT(Offers({"open", "--g"}), UnorderedElementsAre("--gateway"));
     EXPECT_THAT(Offers({"--port", "5555", "--json", "whitelist", "en"}), UnorderedElementsAre("enable"));
 }
@@ -68,9 +70,27 @@ TEST(CompletionTest, OffersFilesWhereAFileStands) {
     const std::string file = folder.Write("mux file.json", "");
     const std::string start = (folder.Path() / "mux").string();
     EXPECT_THAT(Offers({"check-config", start}), UnorderedElementsAre(file));
-    EXPECT_THAT(Offers({"configure", start}), UnorderedElementsAre(file));
+    EXPECT_THAT(Offers({"--config", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"send", "--file", start}), UnorderedElementsAre(file));
+    EXPECT_THAT(Offers({"batch", start}), UnorderedElementsAre(file));
+    EXPECT_THAT(Offers({"whitelist", "load", "--clear", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"check-config", "--j"}), UnorderedElementsAre("--json"));
+}
+
+TEST(CompletionTest, OffersTheNamesOfSitesGatewaysAndLocks) {
+    const Testing::TemporaryFolder folder;
+    const std::string sites = folder.Path().string();
+    const std::string file = folder.Write("hall.json", R"({"Gateways":[{"ID":1,"Description":"Main hall","Devices":[
+        {"Name":"Front door","ID":5},{"Name":"Fence","ID":-6},{"ID":7},{"Name":"Back door","ID":8}]}]})");
+    folder.Write("yard.json", "");
+    folder.Write("hall.env", "");
+    EXPECT_THAT(Offers({"open", "--site", ""}, sites), UnorderedElementsAre("hall", "yard"));
+    EXPECT_THAT(Offers({"-s", "h"}, sites), UnorderedElementsAre("hall"));
+    EXPECT_THAT(Offers({"open", "--config", file, "F"}), UnorderedElementsAre("Front door", "Fence"));
+    EXPECT_THAT(Offers({"-c", file, "status", "\"Front d"}), UnorderedElementsAre("Front door"));
+    EXPECT_THAT(Offers({"whitelist", "clear", "-c", file, "Back\\ d"}), UnorderedElementsAre("Back door"));
+    EXPECT_THAT(Offers({"open", "-c", file, "--gateway", "M"}), UnorderedElementsAre("Main hall"));
+    EXPECT_THAT(Offers({"open", "F"}), UnorderedElementsAre());
 }
 
 }  // namespace

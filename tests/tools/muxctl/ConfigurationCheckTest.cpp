@@ -14,7 +14,9 @@
 namespace Muxctl {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::StartsWith;
 
@@ -30,6 +32,13 @@ std::string WithGateway(const std::string& members) {
 std::string WithDevices(const std::string& devices) {
     return WithGateway(R"("ID":1,"IpAddress":"a","Port":1,"Devices":)" + devices);
 }
+
+const std::string kNoDoor = "; the Mux connects to no gateway, and no door works";
+const std::string kLeftOut = "; the Mux leaves this gateway out, and its doors do not work";
+const std::string kAborts = "; the Mux would abort at every start, and no door works";
+const std::string kZero = "; the Mux uses 0; only requests for gateway 0 reach its doors";
+const std::string kUnused = "; the Mux leaves this gateway out anyway";
+const std::string kExits = "; the Mux would exit after every start, and no door works";
 
 // Each finding as a line: "where: text", with an exclamation mark in front when it is an error.
 std::vector<std::string> LinesOf(const Findings& findings) {
@@ -83,8 +92,15 @@ TEST(ConfigurationCheckTest, WarnsOfKeysThatTheMuxDoesNotKnow) {
         {"in other letters",
          WithGateway(R"("ID":1,"ipAddress":"a","Port":1)"),
          true,
-         {"Gateways[0].ipAddress: is unknown and ignored; did you mean \"IpAddress\"",
-          "Gateways[0].IpAddress: is empty; the Mux leaves this gateway out and refuses its requests"}},
+         {"Gateways[0].ipAddress: is unknown and ignored; did you mean \"IpAddress\"?",
+          "Gateways[0].IpAddress: is missing" + kLeftOut}},
+        {"misspelt",
+         WithGateway(R"("ID":1,"IpAdress":"a","Port":1,"Descripton":"x","Device":[])"),
+         true,
+         {"Gateways[0].IpAdress: is unknown and ignored; did you mean \"IpAddress\"?",
+          "Gateways[0].Descripton: is unknown and ignored; did you mean \"Description\"?",
+          "Gateways[0].Device: is unknown and ignored; did you mean \"Devices\"?",
+          "Gateways[0].IpAddress: is missing" + kLeftOut}},
         {"twice",
          WithGateway(R"("ID":1,"IpAddress":"a","Port":1,"ID":2)"),
          true,
@@ -97,78 +113,75 @@ TEST(ConfigurationCheckTest, WarnsOfWrongTypes) {
         {"all of the document",
          R"({"Enabled":1,"Gateways":{}})",
          true,
-         {"Enabled: must be true or false, not a number; the Mux uses false",
-          "Gateways: must be an array, not an object; the Mux uses an empty array"}},
+         {"Enabled: must be true or false, not the number 1" + kNoDoor,
+          "Gateways: must be an array, not an object" + kNoDoor}},
         {"all of a gateway",
          WithGateway(R"("ID":"1","Description":null,"IpAddress":false,"Port":"2101","Devices":{})"),
          true,
-         {"Gateways[0].ID: must be an integer, not a string; the Mux uses 0",
-          "Gateways[0].Description: must be a string, not null; the Mux uses an empty string",
-          "Gateways[0].IpAddress: must be a string, not false; the Mux uses an empty string",
-          "Gateways[0].Port: must be an integer, not a string; the Mux uses 0",
-          "Gateways[0].Devices: must be an array, not an object; the Mux uses an empty array"}},
+         {"Gateways[0].ID: must be an integer, not the string \"1\"" + kZero,
+          "Gateways[0].Description: must be a string, not null; the gateway has no name; its doors work",
+          "Gateways[0].IpAddress: must be a string, not false" + kLeftOut,
+          "Gateways[0].Port: must be an integer, not the string \"2101\"" + kLeftOut,
+          "Gateways[0].Devices: must be an array, not an object; the locks have no names; their doors work"}},
         {"all of a device",
          WithDevices(R"([{"Name":[],"ID":true}])"),
          true,
-         {"Gateways[0].Devices[0].Name: must be a string, not an array; the Mux uses an empty string",
-          "Gateways[0].Devices[0].ID: must be an integer, not true; the Mux uses 0"}},
-        {"no object at all",
-         "[]",
+         {"Gateways[0].Devices[0].Name: must be a string, not an array; the lock has no name; its door works",
+          "Gateways[0].Devices[0].ID: must be an integer, not true; the Mux uses 0; the door works by its true ID"}},
+        {"a long string, of which the beginning is shown",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":"\")" + std::string(1000, 'x') + "\""),
          true,
-         {": is an array, not an object; nothing is configured",
-          "Enabled: is not true; the Mux connects to no gateway and refuses every request",
-          "Gateways: has no gateway; the Mux refuses every request"}},
+         {R"(Gateways[0].Port: must be an integer, not the string "\")" + std::string(39, 'x') + "\"..." + kLeftOut}},
+        {"no object at all", "[]", true, {": must be an object, not an array" + kNoDoor}},
     });
 }
 
 TEST(ConfigurationCheckTest, WarnsOfValuesThatMakeNoSense) {
     ExpectRows({
-        {"nothing in it",
-         "{}",
-         true,
-         {"Enabled: is not true; the Mux connects to no gateway and refuses every request",
-          "Gateways: has no gateway; the Mux refuses every request"}},
+        {"nothing in it", "{}", true, {"Enabled: is missing" + kNoDoor, "Gateways: is missing" + kNoDoor}},
+        {"no gateway in it", R"({"Enabled":true,"Gateways":[]})", true, {"Gateways: has no gateway" + kNoDoor}},
         {"switched off",
          R"({"Enabled":false,"Gateways":[{"ID":1,"IpAddress":"a","Port":1}]})",
          true,
-         {"Enabled: is not true; the Mux connects to no gateway and refuses every request"}},
+         {"Enabled: is not true" + kNoDoor}},
         {"nothing in a gateway",
          WithGateway(""),
          true,
-         {"Gateways[0].ID: is missing; the Mux uses 0",
-          "Gateways[0].IpAddress: is empty; the Mux leaves this gateway out and refuses its requests",
-          "Gateways[0].Port: is 0; the Mux leaves this gateway out and refuses its requests"}},
+         {"Gateways[0].ID: is missing" + kZero, "Gateways[0].IpAddress: is missing" + kLeftOut,
+          "Gateways[0].Port: is missing" + kLeftOut}},
         {"a port of which no use is made, for want of an address",
          WithGateway(R"("ID":1,"IpAddress":"","Port":65536)"),
          true,
-         {"Gateways[0].IpAddress: is empty; the Mux leaves this gateway out and refuses its requests",
-          "Gateways[0].Port: is 65536, which is not a TCP port"}},
+         {"Gateways[0].IpAddress: is empty" + kLeftOut,
+          "Gateways[0].Port: is 65536, which is not a TCP port" + kUnused}},
         {"an address of which no use is made, for want of a port",
          WithGateway(R"("ID":1,"IpAddress":" ","Port":0)"),
          true,
-         {"Gateways[0].IpAddress: is neither an address nor a host name",
-          "Gateways[0].Port: is 0; the Mux leaves this gateway out and refuses its requests"}},
+         {"Gateways[0].IpAddress: is \" \", neither an address nor a host name" + kUnused,
+          "Gateways[0].Port: is 0" + kLeftOut}},
         {"neither is used, for all is switched off",
          R"({"Gateways":[{"ID":1,"IpAddress":"300.1.1.1","Port":-1}]})",
          true,
-         {"Enabled: is not true; the Mux connects to no gateway and refuses every request",
-          "Gateways[0].IpAddress: is neither an address nor a host name",
-          "Gateways[0].Port: is -1, which is not a TCP port"}},
+         {"Enabled: is missing" + kNoDoor,
+          "Gateways[0].IpAddress: is \"300.1.1.1\", neither an address nor a host name" + kUnused,
+          "Gateways[0].Port: is -1, which is not a TCP port" + kUnused}},
         {"an ID that stands twice, an address that stands twice",
          R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"a","Port":1},{"ID":2,"IpAddress":"b","Port":1},)"
          R"({"ID":2,"IpAddress":"a","Port":1},{"ID":3,"IpAddress":"a","Port":2}]})",
          true,
-         {"Gateways[2].ID: is 2, like Gateways[1], which gets all its requests",
-          "Gateways[2]: has the address and port of Gateways[0]"}},
+         {"Gateways[2].ID: is 2, like Gateways[1], which gets all its requests; the doors of this gateway do not work",
+          "Gateways[2]: has the address and port of Gateways[0]; the Mux connects to it twice, and requests may go "
+          "unanswered"}},
         {"a device that stands twice, and one without ID",
          WithDevices(R"([{"ID":5},{"ID":6},{"ID":5},{}])"),
          true,
-         {"Gateways[0].Devices[3].ID: is missing; the Mux uses 0",
-          "Gateways[0].Devices[2].ID: is 5, like Devices[0] of this gateway"}},
+         {"Gateways[0].Devices[3].ID: is missing; the Mux uses 0; the door works by its true ID",
+          "Gateways[0].Devices[2].ID: is 5, like Devices[0] of this gateway; its door works"}},
         {"the device that is none",
          WithDevices(R"([{"ID":256}])"),
          true,
-         {"Gateways[0].Devices[0].ID: is 256, which is reserved for the Mux's questions to the gateway"}},
+         {"Gateways[0].Devices[0].ID: is 256, which is reserved for the Mux's questions to the gateway; no door "
+          "has it"}},
         {"devices beyond 16 bits",
          WithDevices(R"([{"ID":-1},{"ID":65536}])"),
          true,
@@ -178,39 +191,53 @@ TEST(ConfigurationCheckTest, WarnsOfValuesThatMakeNoSense) {
 }
 
 TEST(ConfigurationCheckTest, RefusesWhatEndsTheMux) {
-    const std::string noInteger = ": must be a 32-bit integer; the Mux would abort";
+    const auto noInteger = [](const std::string& value) {
+        return ": must be a 32-bit integer, not the number " + value + kAborts;
+    };
     ExpectRows({
-        {"a fraction", WithGateway(R"("ID":1.5)"), false, {"!Gateways[0].ID" + noInteger}},
-        {"an integer as a fraction", WithGateway(R"("ID":1.0)"), false, {"!Gateways[0].ID" + noInteger}},
-        {"too large", WithGateway(R"("ID":1,"Port":2147483648)"), false, {"!Gateways[0].Port" + noInteger}},
-        {"too small", WithGateway(R"("ID":-2147483649)"), false, {"!Gateways[0].ID" + noInteger}},
-        {"a device's", WithDevices(R"([{"ID":1e3}])"), false, {"!Gateways[0].Devices[0].ID" + noInteger}},
+        {"a fraction",
+         WithGateway(R"("ID":1.5,"IpAddress":"a","Port":1)"),
+         false,
+         {"!Gateways[0].ID" + noInteger("1.5")}},
+        {"an integer as a fraction",
+         WithGateway(R"("ID":1.0,"IpAddress":"a","Port":1)"),
+         false,
+         {"!Gateways[0].ID" + noInteger("1.0")}},
+        {"too large",
+         WithGateway(R"("ID":1,"IpAddress":"a","Port":2147483648)"),
+         false,
+         {"!Gateways[0].Port" + noInteger("2147483648")}},
+        {"too small",
+         WithGateway(R"("ID":-2147483649,"IpAddress":"a","Port":1)"),
+         false,
+         {"!Gateways[0].ID" + noInteger("-2147483649")}},
+        {"a device's", WithDevices(R"([{"ID":1e3}])"), false, {"!Gateways[0].Devices[0].ID" + noInteger("1000.0")}},
         {"a port too large",
          WithGateway(R"("ID":1,"IpAddress":"a","Port":65536)"),
          false,
-         {"!Gateways[0].Port: is 65536, which is not a TCP port; the Mux would exit"}},
+         {"!Gateways[0].Port: is 65536, which is not a TCP port" + kExits}},
         {"a port too large that stands there before another",
          WithGateway(R"("ID":1,"IpAddress":"a","Port":65536,"Port":1)"),
          false,
          {"Gateways[0].Port: is duplicate; the Mux uses the first",
-          "!Gateways[0].Port: is 65536, which is not a TCP port; the Mux would exit"}},
+          "!Gateways[0].Port: is 65536, which is not a TCP port" + kExits}},
         {"a negative port",
          WithGateway(R"("ID":1,"IpAddress":"a","Port":-1)"),
          false,
-         {"!Gateways[0].Port: is -1, which is not a TCP port; the Mux would exit"}},
+         {"!Gateways[0].Port: is -1, which is not a TCP port" + kExits}},
         {"a gateway that is no object",
          R"({"Enabled":true,"Gateways":[null]})",
          false,
-         {"!Gateways[0]: must be an object, not null; the Mux would abort"}},
+         {"!Gateways[0]: must be an object, not null" + kAborts}},
         {"a device that is no object",
          WithDevices(R"([{"ID":1},"Door"])"),
          false,
-         {"!Gateways[0].Devices[1]: must be an object, not a string; the Mux would abort"}},
+         {"!Gateways[0].Devices[1]: must be an object, not the string \"Door\"" + kAborts}},
         {"beside warnings",
          R"({"enabled":true,"Gateways":[7]})",
          false,
-         {"enabled: is unknown and ignored; did you mean \"Enabled\"",
-          "!Gateways[0]: must be an object, not a number; the Mux would abort"}},
+         {"enabled: is unknown and ignored; did you mean \"Enabled\"?", "Enabled: is missing" + kNoDoor,
+          "!Gateways[0]: must be an object, not the number 7" + kAborts}},
     });
 }
 
@@ -222,7 +249,8 @@ TEST(ConfigurationCheckTest, RefusesAddressesThatCanBeNone) {
             CheckConfiguration(WithGateway(R"("ID":1,"Port":1,"IpAddress":")" + std::string(address) + "\""));
         EXPECT_FALSE(report.isUsable) << address;
         EXPECT_THAT(LinesOf(report.findings),
-                    ElementsAre("!Gateways[0].IpAddress: is neither an address nor a host name; the Mux would exit"))
+                    ElementsAre(AllOf(StartsWith("!Gateways[0].IpAddress: is \""),
+                                      EndsWith("neither an address nor a host name" + kExits))))
             << address;
     }
 }
@@ -253,7 +281,9 @@ TEST(ConfigurationCheckTest, SaysWhereATextIsNoJson) {
     for (const auto& [text, position] : positionsInTexts) {
         const ConfigurationReport report = CheckConfiguration(text);
         EXPECT_FALSE(report.isUsable) << text;
-        EXPECT_THAT(LinesOf(report.findings), ElementsAre(StartsWith(std::string("!: is not JSON: ") + position)));
+        EXPECT_THAT(LinesOf(report.findings), ElementsAre(AllOf(StartsWith(std::string("!: is not JSON: ") + position),
+                                                                EndsWith(". The Mux refuses every request, and no door "
+                                                                         "works."))));
     }
 }
 
@@ -261,6 +291,14 @@ TEST(ConfigurationCheckTest, EndsOnNothing) {
     EXPECT_TRUE(CheckConfiguration(R"({"Enabled":1e-99999999999})").isUsable);
     EXPECT_FALSE(CheckConfiguration(std::string(1000000, '[')).isUsable);
     EXPECT_TRUE(CheckConfiguration(std::string(100000, '[') + std::string(100000, ']')).isUsable);
+}
+
+TEST(ConfigurationCheckTest, CountsTheGatewaysThatTheMuxCreates) {
+    const std::string gateways =
+        R"("Gateways":[{"ID":1,"IpAddress":"a","Port":1},{"ID":1,"IpAddress":"b","Port":70000},)"
+        R"({"ID":2,"IpAddress":"c"},{"ID":3,"Port":1},{"ID":4,"IpAddress":"","Port":1}]})";
+    EXPECT_EQ(CheckConfiguration(R"({"Enabled":true,)" + gateways).createdCount, 2U);
+    EXPECT_EQ(CheckConfiguration(R"({"Enabled":false,)" + gateways).createdCount, 0U);
 }
 
 // A text of so many of what `element` writes, with a comma between.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -24,6 +25,8 @@ class FakeMux {
     void Send(const std::string& text) { client_.Send({text.begin(), text.end()}); }
     // Sends an answer with the identifier of `request`.
     void Answer(const std::string& request, int code, const std::string& data);
+    // Whether nothing more comes from the client for a moment.
+    bool IsQuiet() const { return client_.IsQuietFor(std::chrono::milliseconds(100)); }
     void HangUp() { client_.Close(); }
 
   private:

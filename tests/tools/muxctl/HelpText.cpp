@@ -52,7 +52,7 @@ std::vector<std::vector<std::string>> Commands() {
 }
 
 std::set<std::string> OptionsOf(const std::vector<std::string>& command) {
-    const std::vector<std::string> options = AllIn(HelpOf(command), "^  (?:-h,)?(--[a-z-]+)");
+    const std::vector<std::string> options = AllIn(HelpOf(command), "^  (?:-[A-Za-z],)?(--[a-z-]+)");
     return {options.begin(), options.end()};
 }
 

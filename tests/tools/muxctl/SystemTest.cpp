@@ -1,4 +1,4 @@
-// muxctl with the real Mux and simulated gateways, and the two examples.
+// muxctl with the real Mux and simulated gateways, and the example in Python.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -77,8 +77,6 @@ TEST(MuxctlSystemTest, PrintsARefusal) {
     const Ending unknownLock = RunWith(system, {"open", "--gateway", "1", "--lock", "77"});
     EXPECT_EQ(unknownLock.status, 1);
     EXPECT_THAT(unknownLock.output, HasSubstr(": No route for device address 77 on gateway 1 ("));
-    EXPECT_EQ(RunWith(system, ForLock({"whitelist", "get"})).status, 1);
-    EXPECT_EQ(RunWith(system, ForLock({"access-allowed"})).status, 1);
 }
 
 TEST(MuxctlSystemTest, EndsWithTwoWhenTheGatewayIsSilent) {
@@ -86,7 +84,7 @@ TEST(MuxctlSystemTest, EndsWithTwoWhenTheGatewayIsSilent) {
     SystemTest::RunCommands(system.Gateway(), "fault silence");
     const Ending ending = RunWith(system, ForLock({"status"}), "3");
     EXPECT_EQ(ending.status, 2);
-    EXPECT_THAT(ending.error, HasSubstr("no answer"));
+    EXPECT_THAT(ending.error, HasSubstr(" within 3.0 s, though the Mux itself answers; the request may"));
 }
 
 TEST(MuxctlSystemTest, SeesWhetherTheMuxIsThere) {
@@ -147,12 +145,12 @@ TEST_F(WatchSystemTest, GoesOnWhenTheMuxGoesAwayAndComesBack) {
 // arguments, knows the Mux's port and has enough of the events.
 class ManualExampleTest : public testing::Test {
   protected:
-    // The lines of the page's only display.
+    // The lines of the only display among the page's examples.
     static std::string Script() {
         std::ifstream page(MUXCTL_MANUAL);
         const std::string text{std::istreambuf_iterator<char>(page), std::istreambuf_iterator<char>()};
         const std::string start = ".Bd -literal -offset indent\n";
-        const std::size_t begin = text.find(start) + start.size();
+        const std::size_t begin = text.find(start, text.find(".Sh EXAMPLES")) + start.size();
         return text.substr(begin, text.find(".Ed\n", begin) - begin);
     }
 
@@ -186,7 +184,7 @@ TEST_F(ManualExampleTest, OpensForCardsOfTheListOnly) {
     EXPECT_EQ(folder_.Read("calls"), denied + "open-close --gateway 4 --lock 8 --event\n");
 }
 
-// Each of the examples opens a lock, prints the answer and waits for a card.
+// The example opens a lock, prints the answer and waits for a card.
 void ExpectExample(const Words& command, MuxSystem& system, const std::string& answer, const std::string& event) {
     RunningProgram example(command);
     EXPECT_TRUE(example.WaitForOutput(answer)) << example.ErrorOutput();
@@ -194,32 +192,6 @@ void ExpectExample(const Words& command, MuxSystem& system, const std::string& a
     EXPECT_TRUE(system.Gateway().RaiseCard(5, {0x04, 0xA1}));
     EXPECT_EQ(example.WaitForExit(), 0) << example.ErrorOutput();
     EXPECT_THAT(example.Output(), HasSubstr(event));
-}
-
-TEST(ExampleTest, InCppOpensALockAndPrintsACard) {
-    MuxSystem system;
-    ExpectExample({EXAMPLE_PROGRAM, "127.0.0.1", std::to_string(system.Port()), "1", "5"}, system,
-                  R"("MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})"
-                  "\n",
-                  "\nCard 04A1 at lock 5\n");
-}
-
-TEST(ExampleTest, InCppSaysThatItIsRefused) {
-    MuxSystem system;
-    const Ending ending = RunToEnd({EXAMPLE_PROGRAM, "127.0.0.1", std::to_string(system.Port()), "9"});
-    EXPECT_EQ(ending.status, 1);
-    EXPECT_EQ(ending.error, "Refused: Error in request\n");
-}
-
-TEST(ExampleTest, InCppTakesOnlyNumbersThatAreInRange) {
-    for (const Words& arguments :
-         std::vector<Words>{{"70000"}, {"0"}, {"-1"}, {"door"}, {"5555", "1x"}, {"5555", "1", ""}}) {
-        Words command = {EXAMPLE_PROGRAM, "127.0.0.1"};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        const Ending ending = RunToEnd(command);
-        EXPECT_EQ(ending.status, 64) << testing::PrintToString(arguments);
-        EXPECT_THAT(ending.error, HasSubstr("\"" + arguments.back() + "\" is not a number from ")) << ending.error;
-    }
 }
 
 Words PythonExample(const MuxSystem& system, const Words& more) {
@@ -231,8 +203,7 @@ Words PythonExample(const MuxSystem& system, const Words& more) {
 TEST(ExampleTest, InPythonOpensALockAndPrintsACard) {
     MuxSystem system;
     ExpectExample(PythonExample(system, ForLock({"--events", "1"})), system,
-                  "ACK {\"Success\": true, \"ErrorCode\": 0}\n",
-                  "card at reader {\"gatewayID\": 1, \"lockID\": 5, \"timestamp\": ");
+                  "ACK {\"Success\": true, \"ErrorCode\": 0}\n", "card 04A1 at lock 5 of gateway 1\n");
 }
 
 TEST(ExampleTest, InPythonSaysThatItIsRefused) {

@@ -59,6 +59,29 @@ TEST(WatchTest, PrintsJsonLines) {
     EXPECT_EQ(watch.Output(), Event(1) + "\n" + Event(2) + "\n");
 }
 
+std::string Pin(const std::string& data) {
+    return R"({"Timestamp":1700000000,"MessageID":"lockEventMessage-1700000000","MessageCode":60,)"
+           R"("Data":{"gatewayID":1,"lockID":5,"timestamp":"22:13:20 14-11-2023","RFIDData":")" +
+           data + R"("}})";
+}
+
+std::string PrintedPin(const std::vector<std::string>& options) {
+    FakeMux mux;
+    RunningProgram watch(WatchCommand(mux, options), InUtc());
+    mux.Accept();
+    mux.Send(Pin("31323334"));
+    EXPECT_EQ(watch.WaitForExit(), 0);
+    return watch.Output();
+}
+
+TEST(WatchTest, MasksPinsUnlessTheyAreWanted) {
+    const std::string start = "2023-11-14 22:13:20  PIN entered     gateway 1  lock 5  PIN ";
+    EXPECT_EQ(PrintedPin({"-n1"}), start + "****\n");
+    EXPECT_EQ(PrintedPin({"-n1", "--show-pins"}), start + "1234\n");
+    EXPECT_EQ(PrintedPin({"-n1", "--json"}), Pin("****") + "\n");
+    EXPECT_EQ(PrintedPin({"-n1", "--json", "--show-pins"}), Pin("31323334") + "\n");
+}
+
 TEST(WatchTest, ConnectsAgainWhenTheMuxHasGone) {
     FakeMux mux;
     RunningProgram watch(WatchCommand(mux, {"--count", "2"}), InUtc());
@@ -112,6 +135,7 @@ TEST(WatchTest, EndsWhenItTalksToSomethingElse) {
     mux.Send("220 mail.example.org\r\n");
     EXPECT_EQ(watch.WaitForExit(), 2);
     EXPECT_THAT(watch.ErrorOutput(), HasSubstr(" is not a Mux: "));
+    EXPECT_THAT(watch.ErrorOutput(), HasSubstr("; is this the Mux's port?\n"));
 }
 
 }  // namespace

@@ -1,0 +1,49 @@
+"""What may go wrong. All errors are MuxErrors, whose text is readable by people."""
+
+from __future__ import annotations
+
+from .messages import Answer
+
+
+class MuxError(Exception):
+    """Base of all errors of this package."""
+
+
+class CannotConnect(MuxError):
+    """connect() found no Mux at the address. `__cause__` is the OSError."""
+
+
+class NotSent(MuxError):
+    """The request was not sent and has not been executed: it may be repeated.
+
+    It waited too long for its turn or for a connection, or the client is closed.
+    """
+
+
+class NoAnswer(MuxError):
+    """The request was sent and there is no answer. It may have been executed, or still be."""
+
+
+class ConnectionLost(NoAnswer):
+    """The connection broke before the answer came. The request may have been executed."""
+
+
+class ProtocolError(ConnectionLost):
+    """The peer sent something that a Mux does not send: check address and port."""
+
+
+class Refused(MuxError):
+    """The Mux or the gateway refused the request; nothing was done.
+
+    `error_code` is the gateway's result, 0 from the Mux itself and for open and close. `message` may be empty.
+    """
+
+    def __init__(self, answer: Answer) -> None:
+        self.answer = answer
+        code, message = answer.data.get("ErrorCode"), answer.data.get("Message")
+        self.error_code = code if isinstance(code, int) else 0
+        self.message = message if isinstance(message, str) else ""
+        super().__init__(self.message or f"refused with error code {self.error_code}")
+
+    def __reduce__(self) -> tuple[type[Refused], tuple[Answer]]:
+        return type(self), (self.answer,)

@@ -1,0 +1,202 @@
+// Commands that send several requests, to a Mux that the test plays and to the real one.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/ReservedPort.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/system/support/MuxSystem.h"
+#include "tests/tools/muxctl/FakeMux.h"
+#include "tests/tools/muxctl/RunningProgram.h"
+
+namespace Muxctl {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+constexpr const char* kDone = R"({"Success":true,"ErrorCode":0})";
+constexpr const char* kRefused = R"({"ErrorCode":0,"Message":"No route"})";
+
+std::vector<std::string> ToPort(std::vector<std::string> words, std::uint16_t port, const std::string& timeout = "60") {
+    words.insert(words.end(), {"--port", std::to_string(port), "--timeout", timeout});
+    return words;
+}
+
+std::string LockIn(const std::string& request) {
+    const std::string mark = "\"lockID\":";
+    const std::size_t start = request.find(mark) + mark.size();
+    return request.substr(start, request.find_first_of(",}", start) - start);
+}
+
+TEST(LockListTest, SendsTheNextRequestWhenTheLastIsAnswered) {
+    FakeMux mux;
+    RunningProgram program(MuxctlCommand(ToPort({"open", "--gateway", "1", "--lock", "5,6,-7"}, mux.Port())));
+    mux.Accept();
+    for (const char* lock : {"5", "6", "-7"}) {
+        const std::string request = mux.ReceiveText();
+        EXPECT_EQ(LockIn(request), lock);
+        EXPECT_TRUE(mux.IsQuiet());
+        mux.Answer(request, 0, kDone);
+    }
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_THAT(program.Output(), MatchesRegex("ACK   open, gateway 1, lock 5 .*\n"
+                                               "ACK   open, gateway 1, lock 6 .*\n"
+                                               "ACK   open, gateway 1, lock -7 .*\n"));
+}
+
+TEST(LockListTest, GoesOnAfterANackAndASilenceAndEndsWithTheWorst) {
+    FakeMux mux;
+    RunningProgram program(MuxctlCommand(ToPort({"status", "--gateway", "1", "--lock", "5,6,7"}, mux.Port(), "2")));
+    mux.Accept();
+    mux.Answer(mux.ReceiveText(), 1, kRefused);
+    mux.ReceiveText();
+    mux.Answer(mux.ReceiveText(), 0, "{}");
+    EXPECT_EQ(program.WaitForExit(), 2);
+    EXPECT_THAT(program.Output(), MatchesRegex("NACK  status, gateway 1, lock 5: No route .*\n"
+                                               "ACK   status, gateway 1, lock 7 .*\n"));
+    EXPECT_THAT(program.ErrorOutput(), HasSubstr("muxctl: status, gateway 1, lock 6: no answer from 127.0.0.1:"));
+}
+
+TEST(LockListTest, RefusesWhatIsNoList) {
+    for (const char* list : {"5,", ",5", "5,,6", "5;6", "5,06", "5,2147483648", "5 6", ""}) {
+        const Ending ending = RunMuxctl({"open", "--gateway", "1", "--lock", list});
+        EXPECT_EQ(ending.status, 64) << list;
+        EXPECT_THAT(ending.error, HasSubstr("--lock")) << list;
+    }
+}
+
+// Each lock that a gateway was asked for three at once would go unanswered.
+TEST(LockListTest, OpensAllItsLocks) {
+    SystemTest::MuxSystem system(SystemTest::WithGateways({{1, {5, 6, 7}}}));
+    const Ending ending = RunMuxctl(ToPort({"open", "--gateway", "1", "--lock", "5,6,7"}, system.Port()));
+    EXPECT_EQ(ending.status, 0) << ending.error;
+    for (const std::uint32_t lock : {5U, 6U, 7U}) {
+        const auto state = system.Gateway().FindLock(lock)->StateAt(Simulator::Lock::TimePoint::clock::now());
+        EXPECT_EQ(state, Simulator::Lock::State::kOpen) << lock;
+    }
+}
+
+class BatchTest : public testing::Test {
+  protected:
+    std::vector<std::string> Command(const std::string& text, const std::string& more = "--json") {
+        return ToPort({"batch", folder_.Write("doors.txt", text), more}, mux_.Port());
+    }
+    std::string File() const { return (folder_.Path() / "doors.txt").string(); }
+
+    Testing::TemporaryFolder folder_;
+    FakeMux mux_;
+};
+
+const char* const kDoors =
+    "# every morning\n"
+    "\n"
+    "  open --gateway 1 --lock 5,6  # both\r\n"
+    "whitelist add --gateway '2' --lock 9 --card \"04\"A1\n"
+    "close --gateway 1 --lock 5";
+
+TEST_F(BatchTest, SendsALineWhenTheLastIsAnswered) {
+    RunningProgram program(MuxctlCommand(Command(kDoors)));
+    mux_.Accept();
+    const std::vector<std::string> requests = {
+        R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})",
+        R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":6}})",
+        R"("MessageCode":21,"Data":{"gatewayID":2,"lockID":9,"setupNumber":0,"options":0,"cardData":"04A1",)"
+        R"("isUIDCard":false}})",
+        R"("MessageCode":11,"Data":{"gatewayID":1,"lockID":5}})",
+    };
+    for (const std::string& expected : requests) {
+        const std::string request = mux_.ReceiveText();
+        EXPECT_EQ(BehindTheIdIn(request), expected);
+        EXPECT_TRUE(mux_.IsQuiet());
+        mux_.Answer(request, 0, kDone);
+    }
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_EQ(program.Lines().size(), requests.size());
+}
+
+TEST_F(BatchTest, StopsAtTheFirstNack) {
+    RunningProgram program(MuxctlCommand(Command(kDoors)));
+    mux_.Accept();
+    mux_.Answer(mux_.ReceiveText(), 1, kRefused);
+    EXPECT_EQ(program.WaitForExit(), 1);
+    EXPECT_EQ(program.Lines().size(), 1U);
+    EXPECT_EQ(program.ErrorOutput(), "muxctl: stopped after " + File() + ":3; not sent: 3 of 4 requests\n");
+}
+
+TEST_F(BatchTest, GoesOnWhenToldSo) {
+    RunningProgram program(MuxctlCommand(Command(kDoors, "--keep-going")));
+    mux_.Accept();
+    mux_.Answer(mux_.ReceiveText(), 1, kRefused);
+    for (int count = 0; count < 3; ++count) {
+        mux_.Answer(mux_.ReceiveText(), 0, kDone);
+    }
+    EXPECT_EQ(program.WaitForExit(), 1);
+    EXPECT_EQ(program.ErrorOutput(), "");
+}
+
+TEST_F(BatchTest, SaysHowFarItCameWhenTheMuxGoesAway) {
+    RunningProgram program(MuxctlCommand(Command(kDoors)));
+    mux_.Accept();
+    mux_.Answer(mux_.ReceiveText(), 0, kDone);
+    mux_.ReceiveText();
+    mux_.HangUp();
+    EXPECT_EQ(program.WaitForExit(), 2);
+    EXPECT_THAT(program.ErrorOutput(), HasSubstr(File() + ":3; not sent: 2 of 4 requests\n"));
+    EXPECT_THAT(program.ErrorOutput(), HasSubstr("has closed the connection"));
+}
+
+TEST_F(BatchTest, NamesEveryWrongLineAndSendsNothing) {
+    const std::string text =
+        "open --gateway 1 --lock 5\n"
+        "opne --gateway 1 --lock 5\n"
+        "open --gateway 1\n"
+        "open --gateway 1 --lock 05\n"
+        "watch\n"
+        "open --gateway 1 --lock 5 --port 5556\n"
+        "open --gateway 1 --lock \"5\n"
+        "open --help\n";
+    const Testing::ReservedPort nobody;
+    const Ending ending =
+        RunMuxctl({"batch", folder_.Write("doors.txt", text), "--port", std::to_string(nobody.Number())});
+    EXPECT_EQ(ending.status, 64);
+    for (int line = 2; line <= 8; ++line) {
+        EXPECT_THAT(ending.error, HasSubstr("muxctl: " + File() + ":" + std::to_string(line) + ": ")) << ending.error;
+    }
+    EXPECT_THAT(ending.error, HasSubstr(":2: unknown command \"opne\"; did you mean \"open\"?\n"));
+    EXPECT_THAT(ending.error, HasSubstr(":7: the quote \" has no end\n"));
+    EXPECT_THAT(ending.error, HasSubstr("\nmuxctl: nothing was sent\n"));
+    EXPECT_EQ(ending.error.find(":1: "), std::string::npos);
+}
+
+TEST_F(BatchTest, KnowsTheNamesOfTheSite) {
+    const std::string site = folder_.Write("hall.json", R"({"Gateways":[
+        {"ID":1,"Description":"Hall","Devices":[{"Name":"Front door","ID":5}]}]})");
+    std::vector<std::string> command = Command("open 'Front door'\nclose --gateway Hall --lock 6\n");
+    command.insert(command.end(), {"--config", site});
+    RunningProgram program(MuxctlCommand(command));
+    mux_.Accept();
+    for (const char* lock : {"5", "6"}) {
+        const std::string request = mux_.ReceiveText();
+        EXPECT_THAT(request, HasSubstr(R"("gatewayID":1,"lockID":)" + std::string(lock)));
+        mux_.Answer(request, 0, kDone);
+    }
+    EXPECT_EQ(program.WaitForExit(), 0);
+}
+
+TEST_F(BatchTest, ReadsStandardInput) {
+    ProcessSetup setup;
+    setup.input = "open --gateway 1 --lock 5 stray\n";
+    const Ending ending = RunMuxctl({"batch", "-"}, setup);
+    EXPECT_EQ(ending.status, 64);
+    EXPECT_THAT(ending.error, HasSubstr("muxctl: standard input:1: "));
+    setup.input = "# nothing\n";
+    EXPECT_EQ(RunMuxctl({"batch", "-"}, setup).status, 0);
+    EXPECT_EQ(RunMuxctl({"batch", File()}).status, 64);
+}
+
+}  // namespace
+}  // namespace Muxctl

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <filesystem>
+#include <string>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tools/muxctl/SitePorts.h"
+
+namespace Muxctl {
+
+// The files of a host's sites, in a folder of the test.
+class SiteFolder {
+  public:
+    SiteFolder() { std::filesystem::create_directory(places_.enabled); }
+
+    const SitePlaces& Places() const { return places_; }
+
+    // Adds a site whose environment file has this text; without one if it is empty.
+    void Add(const std::string& site, const std::string& environment = "") const {
+        folder_.Write(site + ".json", "{}");
+        if (!environment.empty()) {
+            folder_.Write(site + ".env", environment);
+        }
+    }
+
+    void SetDefaults(const std::string& environment) const { folder_.Write("defaults", environment); }
+
+    // Enables a site, so many seconds after the first moment.
+    void Enable(const std::string& site, std::time_t second) const {
+        const std::filesystem::path link =
+            std::filesystem::path(places_.enabled) / ("dw-hal-mux-brenk@" + site + ".service");
+        std::filesystem::create_symlink("../dw-hal-mux-brenk@.service", link);
+        const std::array<timespec, 2> times = {timespec{second, 0}, timespec{second, 0}};
+        utimensat(AT_FDCWD, link.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
+    }
+
+  private:
+    Testing::TemporaryFolder folder_;
+    SitePlaces places_ = {folder_.Path(), folder_.Path() / "defaults", folder_.Path() / "enabled"};
+};
+
+}  // namespace Muxctl

@@ -1,0 +1,96 @@
+#include "tools/muxctl/AddressOptions.h"
+
+#include "tools/muxctl/BulkOptions.h"
+#include "tools/muxctl/HostText.h"
+#include "tools/muxctl/IntegerOption.h"
+#include "tools/muxctl/UsageError.h"
+
+namespace Muxctl {
+namespace {
+
+constexpr Bounds kPorts = {1, 65535};
+
+const char* const kSiteHelp = "Site of this host, for its port and the names of its locks";
+const char* const kFileHelp = "Configuration file of the Mux, for the same";
+
+void Require(const CLI::App& command, const std::string& option) {
+    if (command.count(option) == 0) {
+        throw CLI::RequiredError(option);
+    }
+}
+
+std::int32_t GatewayOf(const std::optional<Site>& site, const std::string& idOrName) {
+    const std::string fault = CheckId(idOrName);
+    if (!site && !fault.empty()) {
+        throw UsageError("--gateway: " + fault + "; a name requires --site or --config");
+    }
+    return FindGateway(site.value_or(Site()), idOrName);
+}
+
+}  // namespace
+
+void MuxOptions::AddTo(CLI::App& app) {
+    app.add_option("-H,--host", options_.mux.host, "Name or address of the Mux, or HOST:PORT")->capture_default_str();
+    port_ = AddInteger(app, "-p,--port", options_.mux.port, "Port of the Mux", kPorts)->capture_default_str();
+    site_ = app.add_option("-s,--site", siteName_, kSiteHelp)->type_name("NAME");
+    file_ = app.add_option("-c,--config", configuration_, kFileHelp)->type_name("FILE")->excludes(site_);
+}
+
+void MuxOptions::Take() {
+    if (site_->count() > 0) {
+        options_.site = ReadSite(SiteNamed(siteName_));
+    } else if (file_->count() > 0) {
+        options_.site = ReadSite(SiteOfFile(configuration_));
+    }
+    const HostAndPort host = SplitHost(options_.mux.host);
+    options_.mux.host = host.host;
+    if (port_->count() == 0) {
+        const std::optional<std::uint16_t> sitePort = options_.site ? options_.site->port : std::nullopt;
+        options_.mux.port = host.port.value_or(sitePort.value_or(options_.mux.port));
+    } else if (host.port) {
+        throw UsageError("--host has a port, so --port must not be given");
+    }
+}
+
+CLI::Option* GatewayOption::AddTo(CLI::App& command, const std::string& help) {
+    return command.add_option("-g,--gateway", gateway_, help)->type_name("ID");
+}
+
+void GatewayOption::Take() {
+    if (!gateway_.empty()) {
+        options_.gateway = GatewayOf(options_.site, gateway_);
+    }
+}
+
+void LockOptions::AddTo(CLI::App& command) {
+    CLI::Option* const name = command.add_option("name", name_, "Name of the lock in the site, instead of --lock");
+    command.add_option("-g,--gateway", gateway_, "ID of the gateway, or its name in the site")->type_name("ID");
+    AddLocks(command, options_.request)->excludes(name);
+    commands_.push_back(&command);
+}
+
+void LockOptions::Take() {
+    for (const CLI::App* command : commands_) {
+        if (command->parsed()) {
+            TakeFrom(*command);
+        }
+    }
+}
+
+void LockOptions::TakeFrom(const CLI::App& command) {
+    const std::optional<Site>& site = options_.site;
+    MuxClient::LockAddress& lock = options_.request.lock;
+    if (command.count("name") == 0) {
+        Require(command, "--gateway");
+        Require(command, "--lock");
+        lock.gateway = GatewayOf(site, gateway_);
+        return;
+    }
+    if (!site) {
+        throw UsageError("\"" + name_ + "\" is the name of a lock, which requires --site or --config");
+    }
+    const bool hasGateway = command.count("--gateway") > 0;
+    lock = FindLock(*site, name_, hasGateway ? std::make_optional(GatewayOf(site, gateway_)) : std::nullopt);
+}
+
+}  // namespace Muxctl

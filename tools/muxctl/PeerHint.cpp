@@ -1,0 +1,31 @@
+#include "tools/muxctl/PeerHint.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "tools/client/Client.h"
+
+namespace Muxctl {
+namespace {
+
+// The Mux may notice a new client only after a second.
+constexpr std::chrono::milliseconds kLongestProbe{2000};
+
+bool IsMuxAnswering(const Options& options) {
+    const std::chrono::milliseconds time = std::min(kLongestProbe, options.timeout);
+    try {
+        MuxClient::Client client(options.mux, time);
+        return client.Ask(MuxClient::Request::GetWhitelist({}), time).has_value();
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+std::string SilenceHint(const Options& options) {
+    const std::string warning = "; the request may still have been executed";
+    return IsMuxAnswering(options) ? ", though the Mux itself answers" + warning : warning + kPortHint;
+}
+
+}  // namespace Muxctl

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/muxctl/ConfigurationCheck.h"
+#include "tools/muxctl/Site.h"
+
+namespace Muxctl {
+
+// The ports of all sites of a host. Two sites on one port both start, and the kernel distributes clients between them:
+// a request could open a door of the other site. Any thread may call these functions.
+
+// The variable of the environment files.
+constexpr const char* kPortName = "MUX_PORT";
+
+// Where the sites of a host are described.
+struct SitePlaces {
+    // With the configuration and environment file of each site.
+    std::string folder = kSitesFolder;
+    // The environment file of all sites.
+    std::string defaults = kSitesDefaults;
+    // With a link for each site that is started with the host.
+    std::string enabled = "/etc/systemd/system/multi-user.target.wants";
+};
+
+struct SitePort {
+    // Nothing if it cannot be determined.
+    std::optional<std::uint16_t> port;
+    // Why not, to follow "MUX_PORT": "cannot be read: Permission denied".
+    std::string fault;
+};
+
+// The names of the sites that have a configuration in the folder, in alphabetical order; none if it cannot be read.
+std::vector<std::string> NamesOfSites(const std::string& folder);
+
+// The port from the value of MUX_PORT.
+SitePort PortFrom(const std::string& value);
+
+// The port from a site's environment files; the Mux's default if they set none.
+SitePort PortOf(const std::string& site, const SitePlaces& places);
+
+// A site other than `site` on this port that is enabled, and was so before `site` if that is enabled too: the one that
+// keeps the port. Nothing if there is none.
+std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t port, const SitePlaces& places);
+
+// The ports of these sites, looked at together. Adds to the report of a site what is wrong with its port: that it is
+// none, cannot be determined or is that of another site.
+class PortComparison {
+  public:
+    PortComparison(const std::vector<std::string>& sites, const SitePlaces& places);
+
+    void AddFindings(const std::string& site, ConfigurationReport& report) const;
+
+  private:
+    std::map<std::string, SitePort> ports_;
+};
+
+}  // namespace Muxctl

@@ -1,0 +1,168 @@
+// whitelist load and whitelist check.
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <sstream>
+#include <string>
+
+#include "tools/client/Client.h"
+#include "tools/muxctl/CardFile.h"
+#include "tools/muxctl/Commands.h"
+#include "tools/muxctl/Counted.h"
+#include "tools/muxctl/ExitStatus.h"
+#include "tools/muxctl/InputFile.h"
+#include "tools/muxctl/JsonLines.h"
+#include "tools/muxctl/LoadJournal.h"
+#include "tools/muxctl/LoadPlan.h"
+#include "tools/muxctl/LoadReport.h"
+#include "tools/muxctl/Seconds.h"
+#include "tools/muxctl/UsageError.h"
+#include "tools/muxctl/WaitIndicator.h"
+#include "tools/muxctl/WhitelistLoader.h"
+
+namespace Muxctl {
+namespace {
+
+constexpr const char* kJournalSuffix = ".journal";
+
+std::string FileName(const Options& options) {
+    return options.file == "-" ? "standard input" : options.file;
+}
+
+CardFile ReadCards(const Options& options, bool requiresAddress) {
+    const CardDefaults defaults = {options.gateway, options.request.locks, options.request.card, requiresAddress};
+    return ReadCardFile(FileName(options), ReadWholeFile(options.file), defaults);
+}
+
+bool IsLoadedCard(const LoadStep& step) {
+    return step.kind == LoadStep::Kind::kAdd && step.Succeeded();
+}
+
+// The steps that a lost connection leaves.
+void LeaveRest(LoadPlan& plan, const std::string& reason) {
+    for (LoadStep& step : plan) {
+        if (step.state == LoadStep::State::kToDo) {
+            step.reason = reason;
+        }
+    }
+}
+
+std::string TargetOf(const Options& options) {
+    return options.mux.host + ":" + std::to_string(options.mux.port);
+}
+
+// A lost connection leaves the rest to do, for that reason.
+void SendPlan(MuxClient::Client& client, LoadPlan& plan, LoadJournal& journal, const Options& options,
+              const Console& console) {
+    WaitIndicator indicator(console.error, console.hasIndicator);
+    WhitelistLoader loader(client, plan, journal, options.timeout);
+    const std::size_t before = loader.DoneCount();
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        loader.Run(
+            [&] { indicator.DrawProgress(loader.DoneCount() - before, plan.size() - before, TimeSince(start)); });
+    } catch (const MuxClient::ConnectionError& error) {
+        LeaveRest(plan, error.what());
+    }
+}
+
+void PrintLoad(const LoadPlan& plan, std::size_t earlier, const Options& options, const Console& console) {
+    std::ostringstream report;
+    if (options.json) {
+        WriteJsonLoadReport(plan, earlier, FileName(options), report);
+    } else {
+        WriteLoadReport(plan, earlier, FileName(options), console.style, report);
+    }
+    console.PrintLine(report.str());
+}
+
+std::size_t CardCount(const CardFile& file) {
+    std::size_t count = 0;
+    for (const CardList& list : file.lists) {
+        count += list.cards.size();
+    }
+    return count;
+}
+
+void PrintJsonCheck(const CardFile& cards, const Options& options, const Console& console) {
+    std::ostringstream report;
+    rapidjson::OStreamWrapper stream(report);
+    JsonWriter writer(stream);
+    writer.StartObject();
+    Write(writer, "File", FileName(options));
+    writer.Key("Cards");
+    writer.Uint64(CardCount(cards));
+    writer.Key("Locks");
+    writer.Uint64(cards.lists.size());
+    writer.Key("Faults");
+    writer.StartArray();
+    for (const std::string& fault : cards.faults) {
+        WriteValue(writer, fault);
+    }
+    writer.EndArray();
+    writer.EndObject();
+    console.PrintLine(report.str());
+}
+
+void PrintCheck(const CardFile& cards, const Options& options, const Console& console) {
+    for (const std::string& fault : cards.faults) {
+        console.PrintLine(Printable(fault));
+    }
+    const std::string verdict = cards.faults.empty() ? console.style.Paint(Colour::kGreen, "valid")
+                                                     : console.style.Paint(Colour::kRed, "invalid");
+    console.PrintLine(Printable(FileName(options)) + ": " + verdict + ", " + Counted(CardCount(cards), "card") + ", " +
+                      Counted(cards.lists.size(), "lock"));
+}
+
+int RefuseCards(const CardFile& cards, const Console& console) {
+    for (const std::string& fault : cards.faults) {
+        console.Complain(fault);
+    }
+    console.Complain("nothing was sent");
+    return kUsageStatus;
+}
+
+}  // namespace
+
+int RunWhitelistLoad(const Options& options, const Console& console) {
+    const bool isStream = options.file == "-";
+    if (isStream && options.resumes) {
+        throw UsageError("--resume: standard input cannot be resumed");
+    }
+    const CardFile cards = ReadCards(options, true);
+    if (!cards.faults.empty()) {
+        return RefuseCards(cards, console);
+    }
+    LoadPlan plan = PlanLoad(cards, options.clears);
+    LoadJournal journal(isStream ? "" : options.file + kJournalSuffix);
+    if (options.resumes) {
+        journal.Resume(TargetOf(options), plan);
+    }
+    const auto earlier = static_cast<std::size_t>(std::count_if(plan.begin(), plan.end(), IsLoadedCard));
+    MuxClient::Client client(options.mux, options.timeout);
+    if (!options.resumes) {
+        journal.Start(TargetOf(options));
+    }
+    SendPlan(client, plan, journal, options, console);
+    PrintLoad(plan, earlier, options, console);
+    const int status = StatusOf(plan);
+    if (status == kAckStatus) {
+        journal.Remove();
+    } else if (!isStream) {
+        console.Complain("run it again with --resume to send the rest");
+    }
+    return status;
+}
+
+int RunWhitelistCheck(const Options& options, const Console& console) {
+    const CardFile cards = ReadCards(options, false);
+    if (options.json) {
+        PrintJsonCheck(cards, options, console);
+    } else {
+        PrintCheck(cards, options, console);
+    }
+    return cards.faults.empty() ? kFineStatus : kUnusableStatus;
+}
+
+}  // namespace Muxctl
