@@ -25,7 +25,7 @@ BUILD = ROOT / "build" / "tidy"
 WORK = BUILD / "units"
 SOURCES_AT_A_TIME = 8
 # Of a unit that only includes, everything of ours counts as a header.
-OURS = (r"/(benchmarks|examples|diagnostics|json|threading|net|messages|gateway|mux|tools|tests|fuzz)/"
+OURS = (r"/(benchmarks|examples|diagnostics|json|threading|net|messages|gateway|mux|proxy|tools|tests|fuzz)/"
         r"[A-Za-z0-9/-]+\.(h|cpp)$")
 DOES_NOT_COMPILE = "[clang-diagnostic-error"
 

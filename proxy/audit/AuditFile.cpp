@@ -1,0 +1,196 @@
+#include "proxy/audit/AuditFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include "proxy/audit/AuditSchema.h"
+
+namespace MuxProxy {
+namespace {
+
+constexpr int kMostLogPages = 1000;
+// Of removed rows and freed pages at a time, so that a request never waits long behind them.
+constexpr std::int64_t kRowsAtATime = 500;
+constexpr std::int64_t kPagesAtATime = 500;
+// Free pages that stay in the file, so that new rows need not enlarge it again.
+constexpr std::int64_t kSparePages = 256;
+constexpr mode_t kFileMode = 0640;
+
+// The partial index finds what an earlier process left under way without reading the whole file.
+const char* const kTables =
+    "CREATE TABLE audit ("
+    " id INTEGER PRIMARY KEY,"
+    " time INTEGER NOT NULL,"
+    " kind TEXT NOT NULL,"
+    " client TEXT NOT NULL,"
+    " address TEXT NOT NULL,"
+    " operation TEXT NOT NULL,"
+    " gateway INTEGER,"
+    " lock INTEGER,"
+    " card TEXT NOT NULL,"
+    " result TEXT NOT NULL,"
+    " errorCode INTEGER NOT NULL,"
+    " milliseconds INTEGER NOT NULL,"
+    " remark TEXT NOT NULL"
+    ") STRICT;"
+    "CREATE INDEX auditTime ON audit (time);"
+    "CREATE INDEX auditUnderWay ON audit (id) WHERE kind = 'request' AND result = '';";
+
+// A row that is there already gets what may have changed in it: the end of a request, or after an error all of a row
+// that reached the file although SQLite could not say so.
+const char* const kWrite =
+    "INSERT INTO audit VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (id) DO UPDATE SET"
+    " result = excluded.result, errorCode = excluded.errorCode, milliseconds = excluded.milliseconds,"
+    " remark = excluded.remark";
+
+bool IsEmpty(const Database& database) {
+    return database.Number("SELECT count(*) FROM sqlite_schema") == 0;
+}
+
+// Some file systems refuse it, such as those of a network.
+void ChooseLog(const Database& database, const std::string& path) {
+    Statement statement = database.Prepare("PRAGMA journal_mode = WAL");
+    if (!statement.Step() || statement.Text(0) != "wal") {
+        throw AuditFileError(path + ": this file system has no write-ahead log");
+    }
+}
+
+void CreateTables(const Database& database) {
+    Transaction transaction(database);
+    database.Execute(kTables);
+    database.Execute("PRAGMA application_id = " + std::to_string(kAuditApplication));
+    database.Execute("PRAGMA user_version = " + std::to_string(kAuditVersion));
+    transaction.Commit();
+}
+
+Database OpenForWriting(const std::string& path) {
+    Database database(path, Database::Access::kReadWrite);
+    const bool isNew = IsEmpty(database);
+    if (isNew) {
+        // Only possible before anything is written.
+        database.Execute("PRAGMA auto_vacuum = INCREMENTAL");
+    } else {
+        CheckAuditVersion(database, path);
+    }
+    ChooseLog(database, path);
+    database.Execute("PRAGMA synchronous = FULL");
+    database.Execute("PRAGMA cache_size = -512");
+    database.Execute("PRAGMA journal_size_limit = 4194304");
+    if (isNew) {
+        CreateTables(database);
+    }
+    return database;
+}
+
+}  // namespace
+
+FileLock::FileLock(const std::string& path) : descriptor_(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kFileMode)) {
+    if (descriptor_ < 0) {
+        throw AuditFileError(path + ": " + std::generic_category().message(errno));
+    }
+    if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+        close(descriptor_);
+        throw AuditFileError(path + ": is in use by another process");
+    }
+}
+
+FileLock::~FileLock() {
+    close(descriptor_);
+}
+
+FileLock::Identity FileLock::File() const {
+    struct stat status = {};
+    fstat(descriptor_, &status);
+    return {status.st_dev, status.st_ino};
+}
+
+AuditFile::AuditFile(const std::string& path)
+    : path_(path),
+      lock_(path),
+      database_(OpenForWriting(path)),
+      pageSize_(database_.Number("PRAGMA page_size")),
+      write_(database_.Prepare(kWrite)),
+      older_(database_.Prepare("SELECT 1 FROM audit WHERE time < ? LIMIT 1")),
+      removeOlder_(database_.Prepare(
+          "DELETE FROM audit WHERE id IN (SELECT id FROM audit WHERE time < ? ORDER BY time LIMIT ?)")),
+      removeFirst_(database_.Prepare("DELETE FROM audit WHERE id IN (SELECT id FROM audit ORDER BY id LIMIT ?)")) {}
+
+void AuditFile::EndUnderWay() {
+    database_.Execute(std::string("UPDATE audit SET result = '") + kUnknownResult +
+                      "' WHERE kind = 'request' AND result = ''");
+}
+
+// SQLite would go on writing into a file that nobody finds any more. The write-ahead log keeps the old name: what is in
+// it belongs to the file that was moved, and would spoil one that is put in its place.
+void AuditFile::CheckPlace() const {
+    if (database_.HasMoved()) {
+        database_.EmptyLog();
+        throw AuditFileError(path_ + ": was moved or removed");
+    }
+}
+
+void AuditFile::Write(const AuditRecords& records) {
+    CheckPlace();
+    Transaction transaction(database_);
+    for (const auto& record : records) {
+        const AuditRow& row = record->row;
+        write_.Bind(record->id, AuditTime(row.time), row.kind, row.client, row.address, row.operation, row.gateway,
+                    row.lock, row.card, row.result, std::int64_t{row.errorCode}, std::int64_t{row.elapsed.count()},
+                    row.remark);
+        write_.Run();
+    }
+    transaction.Commit();
+}
+
+std::int64_t AuditFile::LastId() const {
+    return database_.Number("SELECT max(id) FROM audit");
+}
+
+bool AuditFile::Trim(const AuditBounds& bounds) {
+    const std::int64_t most = bounds.bytes / pageSize_;
+    const std::int64_t spare = std::min(kSparePages, most / 8);
+    return RemoveOlder(AuditTime(bounds.oldest)) || RemoveBeyond(most - spare) || ReturnPages(spare);
+}
+
+bool AuditFile::RemoveOlder(std::int64_t time) {
+    if (!older_.Bind(time).FirstNumber()) {
+        return false;
+    }
+    removeOlder_.Bind(time, kRowsAtATime).Run();
+    return true;
+}
+
+bool AuditFile::RemoveBeyond(std::int64_t pages) {
+    if (database_.Number("PRAGMA page_count") - FreePages() <= pages) {
+        return false;
+    }
+    removeFirst_.Bind(kRowsAtATime).Run();
+    return database_.ChangedRows() > 0;
+}
+
+bool AuditFile::ReturnPages(std::int64_t spare) {
+    const std::int64_t free = FreePages();
+    if (free <= spare) {
+        return false;
+    }
+    database_.Execute("PRAGMA incremental_vacuum(" + std::to_string(std::min(kPagesAtATime, free - spare)) + ")");
+    return FreePages() < free;
+}
+
+std::int64_t AuditFile::FreePages() const {
+    return database_.Number("PRAGMA freelist_count");
+}
+
+void AuditFile::Checkpoint(bool always) const {
+    if (always || database_.LogPages() >= kMostLogPages) {
+        database_.Checkpoint();
+    }
+}
+
+}  // namespace MuxProxy

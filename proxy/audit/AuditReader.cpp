@@ -1,0 +1,131 @@
+#include "proxy/audit/AuditReader.h"
+
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "proxy/audit/AuditFormats.h"
+#include "proxy/audit/AuditSchema.h"
+#include "proxy/audit/Database.h"
+
+namespace MuxProxy {
+namespace {
+
+constexpr std::size_t kRowsPerRead = 1000;
+constexpr std::int64_t kAlways = std::numeric_limits<std::int64_t>::max();
+
+// A parameter that is null lets every row pass. The first two are the place behind which to begin.
+const char* const kFilter =
+    " FROM audit WHERE time >= ?1 AND (time > ?1 OR id > ?2) AND time < ?3"
+    " AND (?4 IS NULL OR gateway = ?4) AND (?5 IS NULL OR lock = ?5) AND (?6 IS NULL OR client = ?6)"
+    " AND (?7 IS NULL OR kind = ?7) AND (?8 IS NULL OR result = ?8) ";
+
+const char* const kColumns =
+    "SELECT id, time, kind, client, address, operation, gateway, lock, card, result, errorCode, milliseconds, remark";
+
+// The order of the rows is that of their times, and of their coming within one time.
+struct Place {
+    std::int64_t time = std::numeric_limits<std::int64_t>::min();
+    std::int64_t id = 0;
+};
+
+// Without a running proxy, the files beside this one are missing, and a reader who may not write cannot make them.
+std::unique_ptr<Database> OpenForReading(const std::string& path) {
+    auto database = std::make_unique<Database>(path, Database::Access::kReadOnly);
+    try {
+        CheckAuditVersion(*database, path);
+        database->Number("SELECT count(*) FROM sqlite_schema");
+    } catch (const AuditFileError&) {
+        if (std::filesystem::exists(path + "-wal")) {
+            throw;
+        }
+        database = std::make_unique<Database>(path, Database::Access::kUnchanging);
+        CheckAuditVersion(*database, path);
+    }
+    return database;
+}
+
+Place FirstPlace(const AuditQuery& query) {
+    Place place;
+    if (query.since) {
+        place.time = AuditTime(*query.since);
+    }
+    return place;
+}
+
+Statement& BindFilter(Statement& statement, const AuditQuery& query, const Place& place, std::int64_t count) {
+    return statement.Bind(place.time, place.id, query.until ? AuditTime(*query.until) : kAlways, query.gateway,
+                          query.lock, query.client, query.kind, query.result, count);
+}
+
+// Behind which the last rows of the query begin.
+Place PlaceOfLast(const Database& database, const AuditQuery& query) {
+    const auto skipped = static_cast<std::int64_t>(query.limit);
+    Statement statement =
+        database.Prepare(std::string("SELECT time, id") + kFilter + "ORDER BY time DESC, id DESC LIMIT 1 OFFSET ?9");
+    const Place first = FirstPlace(query);
+    if (!BindFilter(statement, query, first, skipped).Step()) {
+        return first;
+    }
+    return {statement.Number(0).value_or(0), statement.Number(1).value_or(0)};
+}
+
+std::optional<std::int32_t> Number32(const std::optional<std::int64_t>& number) {
+    return number ? std::make_optional(static_cast<std::int32_t>(*number)) : std::nullopt;
+}
+
+AuditEntry EntryOf(const Statement& statement) {
+    AuditEntry entry;
+    entry.id = statement.Number(0).value_or(0);
+    AuditRow& row = entry.row;
+    row.time = std::chrono::system_clock::time_point(std::chrono::milliseconds(statement.Number(1).value_or(0)));
+    row.kind = statement.Text(2);
+    row.client = statement.Text(3);
+    row.address = statement.Text(4);
+    row.operation = statement.Text(5);
+    row.gateway = Number32(statement.Number(6));
+    row.lock = Number32(statement.Number(7));
+    row.card = statement.Text(8);
+    row.result = statement.Text(9);
+    row.errorCode = Number32(statement.Number(10)).value_or(0);
+    row.elapsed = std::chrono::milliseconds(statement.Number(11).value_or(0));
+    row.remark = statement.Text(12);
+    return entry;
+}
+
+// Reads the next rows, and lets go of the file before they are printed.
+std::vector<AuditEntry> NextEntries(Statement& statement, const AuditQuery& query, Place& place) {
+    std::vector<AuditEntry> entries;
+    BindFilter(statement, query, place, std::int64_t{kRowsPerRead});
+    while (statement.Step()) {
+        entries.push_back(EntryOf(statement));
+    }
+    statement.Reset();
+    if (!entries.empty()) {
+        place = {AuditTime(entries.back().row.time), entries.back().id};
+    }
+    return entries;
+}
+
+}  // namespace
+
+int RunAudit(const AuditQuery& query, std::ostream& output) {
+    const std::unique_ptr<Database> database = OpenForReading(query.file);
+    Place place = query.limit != 0 ? PlaceOfLast(*database, query) : FirstPlace(query);
+    Statement statement = database->Prepare(std::string(kColumns) + kFilter + "ORDER BY time, id LIMIT ?9");
+    const std::unique_ptr<AuditPrinter> printer = MakeAuditPrinter(query.format, query.isUtc, output);
+    std::vector<AuditEntry> entries;
+    do {
+        entries = NextEntries(statement, query, place);
+        printer->Print(entries);
+    } while (output && entries.size() == kRowsPerRead);
+    if (!output.flush()) {
+        throw std::runtime_error("the output cannot be written");
+    }
+    return 0;
+}
+
+}  // namespace MuxProxy

@@ -1,0 +1,45 @@
+#include "proxy/audit/AuditText.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "json/Utf8.h"
+#include "proxy/audit/AuditSchema.h"
+
+namespace MuxProxy {
+namespace {
+
+constexpr std::size_t kShownDigits = 4;
+
+bool IsControlCharacter(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7F;
+}
+
+std::string ShortCard(const std::string& digits) {
+    const std::size_t shown = std::min(kShownDigits, digits.size() / 2);
+    return digits.empty() ? "" : "*" + digits.substr(digits.size() - shown);
+}
+
+}  // namespace
+
+std::string OneLine(const std::string& text) {
+    std::string line = Json::InUtf8(text);
+    std::replace_if(line.begin(), line.end(), IsControlCharacter, '?');
+    return line;
+}
+
+AuditRow Storable(AuditRow row, bool wholeCards) {
+    for (std::string* const text :
+         {&row.kind, &row.client, &row.address, &row.operation, &row.card, &row.result, &row.remark}) {
+        *text = OneLine(*text);
+    }
+    if (row.operation == kPinOperation) {
+        row.card.clear();
+    } else if (!wholeCards) {
+        row.card = ShortCard(row.card);
+    }
+    return row;
+}
+
+}  // namespace MuxProxy

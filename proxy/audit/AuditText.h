@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "proxy/audit/AuditLog.h"
+
+namespace MuxProxy {
+
+// The row as it may be kept: one line of valid UTF-8 in each text, no data of a PIN, and of a card its last four digits
+// behind a star, or half of them when it is shorter, unless `wholeCards`. Any thread.
+AuditRow Storable(AuditRow row, bool wholeCards);
+
+// One line of valid UTF-8: control characters become question marks. Any thread.
+std::string OneLine(const std::string& text);
+
+}  // namespace MuxProxy

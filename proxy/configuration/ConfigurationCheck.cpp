@@ -1,0 +1,133 @@
+// What --check finds beyond the file itself.
+
+#include <boost/asio/ip/address.hpp>
+#include <map>
+#include <set>
+
+#include "json/Reading.h"
+#include "proxy/configuration/ConfigurationReader.h"
+#include "proxy/net/Certificates.h"
+
+namespace MuxProxy {
+namespace {
+
+using rapidjson::Value;
+using LocksByGateway = std::map<std::int32_t, std::set<std::int32_t>>;
+using Findings = std::vector<Finding>;
+
+constexpr int kFewDays = 30;
+
+Finding ErrorFinding(std::string text) {
+    return {true, 0, 0, std::move(text)};
+}
+
+Finding WarningFinding(std::string text) {
+    return {false, 0, 0, std::move(text)};
+}
+
+void CheckAddresses(const ListenSettings& listen, Findings& findings) {
+    for (const std::string& address : listen.addresses) {
+        boost::system::error_code error;
+        boost::asio::ip::make_address(address, error);
+        if (error) {
+            findings.push_back(ErrorFinding("Listen/Addresses: " + address + " is no IP address"));
+        }
+    }
+}
+
+void CheckCertificates(const CertificateSettings& settings, Findings& findings) {
+    try {
+        const Certificates certificates(settings);
+    } catch (const std::runtime_error& error) {
+        findings.push_back(ErrorFinding(error.what()));
+        return;
+    }
+    for (const std::string& file : {settings.certificate, settings.authority}) {
+        const std::optional<int> days = DaysLeft(file);
+        if (days && *days < kFewDays) {
+            findings.push_back(
+                WarningFinding("the certificate " + file + " ends in " + std::to_string(*days) + " days"));
+        }
+    }
+}
+
+std::optional<std::int32_t> IdIn(const Value& object) {
+    const Value* const id = object.IsObject() ? Json::FindMember(object, "ID") : nullptr;
+    return id != nullptr && id->IsInt() ? std::make_optional(id->GetInt()) : std::nullopt;
+}
+
+// The array with this name; an empty one if there is none.
+const Value& ArrayIn(const Value& object, const char* name) {
+    static const Value none(rapidjson::kArrayType);
+    const Value* const array = object.IsObject() ? Json::FindMember(object, name) : nullptr;
+    return array != nullptr && array->IsArray() ? *array : none;
+}
+
+void AddLocksOfTheMux(const std::string& file, LocksByGateway& locks, Findings& findings) {
+    rapidjson::Document root;
+    try {
+        if (!Json::Parse(ReadConfigurationFile(file), root)) {
+            findings.push_back(WarningFinding("the Mux's configuration " + file + " is not JSON"));
+        }
+    } catch (const ConfigurationError& error) {
+        findings.push_back(WarningFinding(std::string("the Mux's configuration ") + error.what()));
+    }
+    for (const Value& gateway : ArrayIn(root, "Gateways").GetArray()) {
+        for (const Value& device : ArrayIn(gateway, "Devices").GetArray()) {
+            const std::optional<std::int32_t> gatewayId = IdIn(gateway);
+            const std::optional<std::int32_t> lockId = IdIn(device);
+            if (gatewayId && lockId) {
+                locks[*gatewayId].insert(*lockId);
+            }
+        }
+    }
+}
+
+// Locks that rules name one by one.
+void AddLocksOfRules(const std::vector<Rule>& rules, LocksByGateway& locks) {
+    for (const Rule& rule : rules) {
+        for (const NumberSet::Range& gateway : rule.gateways.Ranges()) {
+            for (const NumberSet::Range& lock : rule.locks.Ranges()) {
+                if (gateway.first == gateway.last && lock.first == lock.last) {
+                    locks[gateway.first].insert(lock.first);
+                }
+            }
+        }
+    }
+}
+
+void CheckEvents(const LocksByGateway& locks, Findings& findings) {
+    for (const auto& [gateway, numbers] : locks) {
+        std::map<std::uint16_t, std::int32_t> byBits;
+        for (const std::int32_t number : numbers) {
+            const auto [first, isNew] = byBits.emplace(static_cast<std::uint16_t>(number), number);
+            if (!isNew) {
+                findings.push_back(ErrorFinding("gateway " + std::to_string(gateway) + ": events cannot tell lock " +
+                                                std::to_string(first->second) + " from lock " + std::to_string(number) +
+                                                ", whose low 16 bits are the same"));
+            }
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<Finding> CheckConfiguration(const std::string& file) {
+    const ReadResult read = ReadConfiguration(ReadConfigurationFile(file));
+    Findings findings = read.findings;
+    if (!read.IsUsable()) {
+        return findings;
+    }
+    const Configuration& configuration = read.configuration;
+    CheckAddresses(configuration.listen, findings);
+    CheckCertificates(configuration.certificates, findings);
+    LocksByGateway locks;
+    if (!configuration.mux.configuration.empty()) {
+        AddLocksOfTheMux(configuration.mux.configuration, locks, findings);
+    }
+    AddLocksOfRules(configuration.rules, locks);
+    CheckEvents(locks, findings);
+    return findings;
+}
+
+}  // namespace MuxProxy

@@ -1,0 +1,122 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "proxy/audit/AuditLog.h"
+#include "proxy/dispatch/Answers.h"
+#include "proxy/dispatch/GivenUp.h"
+#include "proxy/queue/GatewayQueue.h"
+#include "proxy/requests/ProxyRequest.h"
+#include "proxy/rights/Rights.h"
+
+namespace MuxProxy {
+
+// Who is connected. A value.
+struct ClientIdentity {
+    // The common name of its certificate.
+    std::string name;
+    std::string address;
+};
+
+// What the dispatcher needs of the world around it. Called by the thread that calls the dispatcher; none of these calls
+// it back.
+class DispatcherPorts {
+  public:
+    virtual ~DispatcherPorts() = default;
+    // The clock of the queues.
+    virtual Time Now() const = 0;
+    virtual void SendToClient(ClientNumber client, const std::string& text) = 0;
+    // Only between Dispatcher::MuxConnected() and MuxLost().
+    virtual void SendToMux(const std::string& text) = 0;
+    // Where the audit's thread hands its news over to the network loop, which then calls Dispatcher::Audited().
+    virtual void PostAudited(RequestNumber request, bool isWritten) = 0;
+};
+
+// From a client's text to its one answer: checks rights, audits, queues, sends under an identifier of the proxy's own
+// and gives the answer back under the client's. Every request that Received() takes is answered exactly once, by the
+// Mux or by a NACK of the proxy, unless its client goes first.
+//
+// Knows nothing of sockets. All of it runs on the network loop.
+class Dispatcher {
+  public:
+    // `ports` and `audit` outlive the dispatcher.
+    Dispatcher(DispatcherPorts& ports, AuditLog& audit, std::shared_ptr<const Rights> rights);
+
+    void SetRights(std::shared_ptr<const Rights> rights) { rights_ = std::move(rights); }
+
+    ClientNumber Connected(ClientIdentity client);
+    // What the client has waiting is dropped unsent; what was sent runs on without it.
+    void Disconnected(ClientNumber client);
+    // The text of one packet. False if it was refused at once.
+    bool Received(ClientNumber client, std::string_view text);
+
+    // The proxy ends: so does every request.
+    void EndAll();
+
+    // The row of a request is on disk, or cannot be written.
+    void Audited(RequestNumber request, bool isWritten);
+
+    void MuxConnected();
+    void MuxLost();
+    // One whole text of the Mux. Throws MuxClient::ProtocolError if it is none of a Mux.
+    void MuxSent(const std::string& text);
+
+    // Sends and ends what is due.
+    void Advance();
+    // When Advance() is due again, unless something happens before.
+    std::optional<Time> NextTime() const;
+
+  private:
+    enum class State : std::uint8_t { kAuditing, kQueued, kSent };
+
+    struct Request {
+        ProxyRequest content;
+        ClientNumber client;
+        Time received;
+        State state = State::kAuditing;
+        // Under which the Mux knows it, once it was sent.
+        std::string muxId;
+    };
+
+    struct Client {
+        ClientIdentity identity;
+        std::size_t requests = 0;
+    };
+
+    bool Refuse(ClientNumber client, AuditRow row, const std::string& id, Refusal refusal, const std::string& detail);
+    bool Accept(ClientNumber client, ProxyRequest content, AuditRow row);
+    void Enqueue(RequestNumber number);
+    void Send(RequestNumber number);
+    void EndByQueue(const QueueWork::Ended& ended);
+    // Ends a request with a NACK of the proxy.
+    void End(RequestNumber number, Refusal refusal, const char* detail);
+    // Answers the client if it is still there, completes the row and forgets the request.
+    void Complete(RequestNumber number, const std::string& answer, const std::string& result, std::int32_t errorCode,
+                  const std::string& remark);
+    void Drop(RequestNumber number);
+    void TakeAnswer(const MuxText& read, const std::string& text);
+    void TakeLateAnswer(const MuxText& read);
+    void TakeEvent(const MuxText& read, const std::string& text);
+    bool IsMuxReady() const;
+
+    DispatcherPorts& ports_;
+    AuditLog& audit_;
+    std::shared_ptr<const Rights> rights_;
+    std::map<ClientNumber, Client> clients_;
+    std::map<RequestNumber, Request> requests_;
+    std::unordered_map<std::string, RequestNumber> sent_;
+    GivenUp givenUp_;
+    std::map<std::int32_t, GatewayQueue> queues_;
+    ClientNumber lastClient_ = 0;
+    RequestNumber lastRequest_ = 0;
+    // Before this time nothing is sent; nothing without a connection.
+    std::optional<Time> muxReady_;
+};
+
+}  // namespace MuxProxy
