@@ -24,7 +24,11 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE BOTH)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
-# In Debian 12 some libraries stand outside usr/, and linker scripts within it name them without a folder.
-add_link_options(-L${root}/lib/arm-linux-gnueabihf)
+# In Debian 12 some libraries stand outside usr/, and linker scripts within it name them without a folder. Libraries have
+# libraries of their own, in both.
+set(outside ${root}/lib/arm-linux-gnueabihf)
+add_link_options(-L${outside} LINKER:-rpath-link,${outside},-rpath-link,${root}/usr/lib/arm-linux-gnueabihf)
+# OpenSSL's headers differ between architectures in part.
+set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${root}/usr/include/arm-linux-gnueabihf)
 set(ENV{PKG_CONFIG_LIBDIR} ${root}/usr/lib/arm-linux-gnueabihf/pkgconfig)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${root})

@@ -31,9 +31,9 @@ struct CertificateSettings {
 };
 
 struct LimitSettings {
-    std::size_t connections = 500;
-    std::size_t connectionsPerClient = 50;
-    std::size_t connectionsPerAddress = 200;
+    std::uint32_t connections = 500;
+    std::uint32_t connectionsPerClient = 50;
+    std::uint32_t connectionsPerAddress = 200;
     std::chrono::seconds handshake{10};
     // A connection on which nothing came for so long is closed; 0 for never, since clients may only wait for events.
     std::chrono::seconds idle{0};

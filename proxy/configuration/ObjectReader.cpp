@@ -105,13 +105,6 @@ ObjectMember ObjectReader::Port(const char* name, std::uint16_t& target) {
             }};
 }
 
-ObjectMember ObjectReader::Count(const char* name, std::size_t& target) {
-    return {name, [this, &target](const Value& value, const std::string& pointer) {
-                std::uint32_t count = 0;
-                target = Integer(value, pointer, 1, kMostCount, count) ? count : target;
-            }};
-}
-
 ObjectMember ObjectReader::Count(const char* name, std::uint32_t& target) {
     return {name, [this, &target](const Value& value, const std::string& pointer) {
                 Integer(value, pointer, 1, kMostCount, target);

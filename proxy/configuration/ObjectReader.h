@@ -36,7 +36,6 @@ class ObjectReader {
     ObjectMember Text(const char* name, std::string& target);
     ObjectMember Texts(const char* name, std::vector<std::string>& target);
     ObjectMember Port(const char* name, std::uint16_t& target);
-    ObjectMember Count(const char* name, std::size_t& target);
     ObjectMember Count(const char* name, std::uint32_t& target);
     ObjectMember Seconds(const char* name, std::chrono::seconds& target);
     ObjectMember Flag(const char* name, bool& target);

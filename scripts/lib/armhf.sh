@@ -3,7 +3,8 @@
 # with the build folder.
 
 readonly armhf_sysroot=$PWD/build/armhf-sysroot
-readonly armhf_libraries=(libc6 libgcc-s1 libstdc++6 libuuid1 uuid-dev libncursesw6 libtinfo6 libncurses-dev)
+# With the libraries that these depend on, whose names differ between releases.
+readonly armhf_libraries=(libc6 libgcc-s1 libstdc++6 uuid-dev libncurses-dev libssl-dev libsqlite3-dev libsystemd-dev)
 
 # Unpacks a package and writes it down as dpkg would, for dpkg-shlibdeps to look up.
 unpack_for_armhf() {
@@ -28,6 +29,27 @@ make_links_relative() {
     done
 }
 
+# The libraries that the packages of the download folder depend on and that it lacks. The headers of the C library are
+# those of the cross compiler.
+lacking_for_armhf() {
+    local package
+    for package in "$armhf_sysroot"/apt/download/*.deb; do
+        dpkg-deb --field "$package" Depends Pre-Depends
+    done | tr ',' '\n' | sed -E 's/^([A-Z][A-Za-z-]*:)? *([^ :|]+).*/\2/' | grep -E '^z?lib' | grep -v -e '-dev$' | sort -u \
+        | while read -r package; do
+            compgen -G "$armhf_sysroot/apt/download/${package}_*.deb" >/dev/null || echo "$package:armhf"
+        done
+}
+
+fetch_for_armhf() {
+    local lacking=("${armhf_libraries[@]/%/:armhf}")
+    apt_borrowing update
+    while [ ${#lacking[@]} -gt 0 ]; do
+        apt_borrowing download "${lacking[@]}"
+        mapfile -t lacking < <(lacking_for_armhf)
+    done
+}
+
 make_armhf_sysroot() {
     local package
     [ "$(cat "$armhf_sysroot/complete" 2>/dev/null)" != "${armhf_libraries[*]}" ] || return 0
@@ -37,8 +59,7 @@ make_armhf_sysroot() {
     ln -s usr/lib "$armhf_sysroot/root/lib"
     echo 1 >"$armhf_sysroot/dpkg/info/format"
     make_borrow_folder "$armhf_sysroot/apt" "$(os_release VERSION_CODENAME)" armhf
-    apt_borrowing update
-    apt_borrowing download "${armhf_libraries[@]/%/:armhf}"
+    fetch_for_armhf
     for package in "$armhf_sysroot"/apt/download/*.deb; do
         unpack_for_armhf "$package"
     done
