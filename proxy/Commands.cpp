@@ -44,7 +44,6 @@ Commands::Commands(CLI::App& app) {
     rights_ = app.add_subcommand("rights", "Print what a client may do")->fallthrough();
     rights_->add_option("--client", client_, "Common name of the client's certificate")->required()->type_name("NAME");
     audit_ = AddAuditCommand(app, [this] { return LoadConfiguration(file_).audit.file; });
-    audit_.app->fallthrough();
 }
 
 int Commands::Run() {

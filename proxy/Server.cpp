@@ -141,9 +141,10 @@ void Server::SessionOpened(ClientSession& session) {
     NoteConnection(session, "connected", "");
 }
 
-void Server::SessionReceived(ClientSession& session, const std::string& text) {
-    dispatcher_.Received(numbers_.at(&session), text);
+bool Server::SessionReceived(ClientSession& session, const std::string& text) {
+    const bool isAccepted = dispatcher_.Received(numbers_.at(&session), text);
     Plan();
+    return isAccepted;
 }
 
 void Server::SessionEnded(ClientSession& session, const std::string& reason) {

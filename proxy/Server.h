@@ -39,7 +39,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     using SessionPointer = std::shared_ptr<ClientSession>;
 
     void SessionOpened(ClientSession& session) override;
-    void SessionReceived(ClientSession& session, const std::string& text) override;
+    bool SessionReceived(ClientSession& session, const std::string& text) override;
     void SessionEnded(ClientSession& session, const std::string& reason) override;
     void MuxLinkOpened() override;
     void MuxLinkReceived(const std::string& text) override;

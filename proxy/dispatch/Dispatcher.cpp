@@ -97,34 +97,34 @@ void Dispatcher::Drop(RequestNumber number) {
     Complete(number, "", "dropped", 0, "its client has gone");
 }
 
-void Dispatcher::Received(ClientNumber number, std::string_view text) {
+bool Dispatcher::Received(ClientNumber number, std::string_view text) {
     const Client& client = clients_.at(number);
     auto read = ReadRequest(text);
     if (const auto* const invalid = std::get_if<InvalidRequest>(&read)) {
-        Refuse(number, RequestRow(client.identity, {}), invalid->clientId, Refusal::kNotValid, invalid->reason);
-        return;
+        return Refuse(number, RequestRow(client.identity, {}), invalid->clientId, Refusal::kNotValid, invalid->reason);
     }
     auto& request = std::get<ProxyRequest>(read);
     AuditRow row = RequestRow(client.identity, request);
     if (!rights_->Allows(client.identity.name, request.kind->right, request.lock)) {
-        Refuse(number, std::move(row), request.clientId, Refusal::kNotAllowed, "");
-    } else if (client.requests >= kMostRequests) {
-        Refuse(number, std::move(row), request.clientId, Refusal::kNotSent, "too many are waiting");
-    } else {
-        Accept(number, std::move(request), std::move(row));
+        return Refuse(number, std::move(row), request.clientId, Refusal::kNotAllowed, "");
     }
+    if (client.requests >= kMostRequests) {
+        return Refuse(number, std::move(row), request.clientId, Refusal::kNotSent, "too many are waiting");
+    }
+    return Accept(number, std::move(request), std::move(row));
 }
 
-void Dispatcher::Refuse(ClientNumber client, AuditRow row, const std::string& id, Refusal refusal,
+bool Dispatcher::Refuse(ClientNumber client, AuditRow row, const std::string& id, Refusal refusal,
                         const std::string& detail) {
     row.result = RefusalName(refusal);
     row.errorCode = static_cast<std::int32_t>(refusal);
     row.remark = detail;
     audit_.Add(0, std::move(row));
     ports_.SendToClient(client, NackText(id, refusal, detail));
+    return false;
 }
 
-void Dispatcher::Accept(ClientNumber client, ProxyRequest content, AuditRow row) {
+bool Dispatcher::Accept(ClientNumber client, ProxyRequest content, AuditRow row) {
     const RequestNumber number = ++lastRequest_;
     const bool mustBeOnDisk = content.kind->changes;
     ++clients_.at(client).requests;
@@ -135,6 +135,7 @@ void Dispatcher::Accept(ClientNumber client, ProxyRequest content, AuditRow row)
         audit_.Add(number, std::move(row));
         Enqueue(number);
     }
+    return true;
 }
 
 void Dispatcher::EndAll() {

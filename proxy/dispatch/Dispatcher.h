@@ -53,8 +53,8 @@ class Dispatcher {
     ClientNumber Connected(ClientIdentity client);
     // What the client has waiting is dropped unsent; what was sent runs on without it.
     void Disconnected(ClientNumber client);
-    // The text of one packet.
-    void Received(ClientNumber client, std::string_view text);
+    // The text of one packet. False if it was refused at once.
+    bool Received(ClientNumber client, std::string_view text);
 
     // The proxy ends: so does every request.
     void EndAll();
@@ -89,8 +89,8 @@ class Dispatcher {
         std::size_t requests = 0;
     };
 
-    void Refuse(ClientNumber client, AuditRow row, const std::string& id, Refusal refusal, const std::string& detail);
-    void Accept(ClientNumber client, ProxyRequest content, AuditRow row);
+    bool Refuse(ClientNumber client, AuditRow row, const std::string& id, Refusal refusal, const std::string& detail);
+    bool Accept(ClientNumber client, ProxyRequest content, AuditRow row);
     void Enqueue(RequestNumber number);
     void Send(RequestNumber number);
     void EndByQueue(const QueueWork::Ended& ended);

@@ -1,6 +1,5 @@
 #include "proxy/net/ClientSession.h"
 
-#include <algorithm>
 #include <array>
 #include <boost/asio/post.hpp>
 #include <utility>
@@ -122,8 +121,7 @@ bool ClientSession::TakeTexts() {
             if (!text) {
                 return true;
             }
-            --share_;
-            owner_.SessionReceived(*this, *text);
+            Spend(owner_.SessionReceived(*this, *text) ? 1 : kShareOfRefused);
         }
     } catch (const MuxClient::ProtocolError& error) {
         Close(error.what());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
@@ -21,7 +22,8 @@ class SessionOwner {
     virtual ~SessionOwner() = default;
     // The client is known by its certificate. The owner may close the session.
     virtual void SessionOpened(ClientSession& session) = 0;
-    virtual void SessionReceived(ClientSession& session, const std::string& text) = 0;
+    // False if the text was refused.
+    virtual bool SessionReceived(ClientSession& session, const std::string& text) = 0;
     // The last call. `reason` is for people; empty when the client closed its connection.
     virtual void SessionEnded(ClientSession& session, const std::string& reason) = 0;
 };
@@ -37,6 +39,8 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     static constexpr std::size_t kMostPending = 1U << 20U;
     static constexpr std::chrono::seconds kLongestWait{10};
     static constexpr unsigned kRequestsPerSecond = 100;
+    // A refused request takes the share of so many: whoever floods the audit with refusals does so slowly.
+    static constexpr unsigned kShareOfRefused = 20;
 
     // The owner outlives the loop's last run. Throws std::bad_alloc.
     ClientSession(Socket socket, const Certificates& certificates, const LimitSettings& limits, SessionOwner& owner);
@@ -65,6 +69,7 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     void Rest();
     void Write();
     void Refill();
+    void Spend(unsigned share) { share_ -= std::min(share, share_); }
     // Calls `next` when the socket is ready for what `result` wants; closes when it is over.
     void After(TlsStream::Result result, void (ClientSession::*next)());
     void Wait(WaitType type, void (ClientSession::*next)());

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "json/Reading.h"
+#include "tools/client/RequestCheck.h"
 
 namespace MuxProxy {
 namespace {
@@ -14,42 +15,16 @@ using MuxClient::Occasion;
 using MuxClient::Request;
 using rapidjson::Value;
 
-// Why a text is refused.
+// Why a text is refused that the check of requests lets pass: the Mux would answer it with "Error in request".
 class Refused : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-std::string Quoted(const char* name) {
-    return std::string("\"") + name + '"';
-}
-
-// The Mux reads a number by a function that accepts only this type of integer, and takes the default for everything
-// that is no number.
-template <typename Integer>
-Integer NumberOf(const Value& value, const char* name) {
-    if (!value.IsNumber()) {
-        return 0;
-    }
-    if (!value.Is<Integer>()) {
-        throw Refused(Quoted(name) + " is out of range or not an integer");
-    }
-    return value.Get<Integer>();
-}
-
-template <typename Integer>
-Integer NumberIn(const Value& object, const char* name) {
+// The Mux takes 0 for what is no number; others were refused by the check.
+std::int32_t IntegerIn(const Value& object, const char* name) {
     const Value* const value = Json::FindMember(object, name);
-    return value != nullptr ? NumberOf<Integer>(*value, name) : 0;
-}
-
-template <typename Integer>
-Integer RequiredNumberIn(const Value& object, const char* name) {
-    const Value* const value = Json::FindMember(object, name);
-    if (value == nullptr) {
-        throw Refused(Quoted(name) + " is missing");
-    }
-    return NumberOf<Integer>(*value, name);
+    return value != nullptr && value->IsInt() ? value->GetInt() : 0;
 }
 
 // Only an integer that fits counts; the Mux takes 0 for all else.
@@ -74,7 +49,7 @@ std::string CardDataFrom(std::string text) {
 MuxClient::Card CardIn(const Value& data) {
     const Value* const digits = Json::FindMember(data, "cardData");
     if (digits == nullptr || !digits->IsString() || digits->GetStringLength() == 0) {
-        throw Refused("\"cardData\" is missing, empty or not a string");
+        throw Refused("/Data/cardData is missing, empty or not a string");
     }
     const Value* const isUid = Json::FindMember(data, "isUIDCard");
     MuxClient::Card card;
@@ -82,32 +57,23 @@ MuxClient::Card CardIn(const Value& data) {
     card.isUid = isUid != nullptr && isUid->IsBool() && isUid->GetBool();
     card.setupNumber = UnsignedIn(data, "setupNumber") & 0xFFU;
     card.options = UnsignedIn(data, "options") != 0 ? 1 : 0;
-    if (!card.isUid && card.data.size() > 2 * MuxClient::kLongestCardData) {
-        throw Refused("\"cardData\" has more than 233 bytes");
-    }
     return card;
 }
 
-// The Mux refuses a card's request whose lock is no number.
 void CheckCardsLock(const Value& data) {
     for (const char* const name : {"gatewayID", "lockID"}) {
         const Value* const value = Json::FindMember(data, name);
-        if (value != nullptr && !value->IsNumber()) {
-            throw Refused(Quoted(name) + " is not a number");
+        if (value == nullptr || !value->IsNumber()) {
+            throw Refused(std::string("/Data/") + name + " is missing or not a number");
         }
     }
 }
 
-std::uint8_t DurationIn(const Value& data) {
-    const auto duration = static_cast<std::uint8_t>(RequiredNumberIn<std::uint32_t>(data, "duration"));
-    return std::max<std::uint8_t>(duration, 1);
-}
-
 const RequestKind& KindIn(const Value& root) {
-    const auto code = NumberIn<std::int32_t>(root, "MessageCode");
+    const std::int32_t code = IntegerIn(root, "MessageCode");
     const RequestKind* const kind = FindRequestKind(code);
     if (kind == nullptr) {
-        throw Refused("no request has the code " + std::to_string(code));
+        throw Refused("/MessageCode is " + std::to_string(code) + ", which is no request");
     }
     return *kind;
 }
@@ -115,16 +81,15 @@ const RequestKind& KindIn(const Value& root) {
 const Value& DataIn(const Value& root) {
     const Value* const data = Json::FindMember(root, "Data");
     if (data == nullptr || !data->IsObject()) {
-        throw Refused("\"Data\" is missing or not an object");
+        throw Refused("/Data is missing or not an object");
     }
     return *data;
 }
 
 void ReadData(const Value& data, ProxyRequest& request) {
-    request.lock.gateway = RequiredNumberIn<std::int32_t>(data, "gatewayID");
-    request.lock.lock = RequiredNumberIn<std::int32_t>(data, "lockID");
+    request.lock = {IntegerIn(data, "gatewayID"), IntegerIn(data, "lockID")};
     if (request.kind->hasDuration) {
-        request.duration = DurationIn(data);
+        request.duration = std::max<std::uint8_t>(static_cast<std::uint8_t>(UnsignedIn(data, "duration")), 1);
     }
     if (request.kind->hasCard) {
         CheckCardsLock(data);
@@ -140,7 +105,6 @@ std::string IdIn(const Value& root) {
 ProxyRequest ReadObject(const Value& root) {
     ProxyRequest request;
     request.clientId = IdIn(root);
-    NumberIn<std::int64_t>(root, "Timestamp");
     request.kind = &KindIn(root);
     ReadData(DataIn(root), request);
     return request;
@@ -154,11 +118,13 @@ Occasion OccasionOf(MessageCode code) {
 
 std::variant<ProxyRequest, InvalidRequest> ReadRequest(std::string_view text) {
     rapidjson::Document root;
-    if (!Json::Parse(text.substr(0, text.find('\0')), root)) {
-        return InvalidRequest{"", "the text is not JSON"};
-    }
-    if (!root.IsObject()) {
-        return InvalidRequest{"", "the text is not a JSON object"};
+    const bool isObject = Json::Parse(text.substr(0, text.find('\0')), root) && root.IsObject();
+    for (const MuxClient::RequestFault& fault : MuxClient::CheckRequest(text)) {
+        // The Mux gets an identifier of ours.
+        if (fault.where != "/MessageID") {
+            return InvalidRequest{isObject ? IdIn(root) : "",
+                                  (fault.where.empty() ? "the text" : fault.where) + ' ' + fault.reason};
+        }
     }
     try {
         return ReadObject(root);

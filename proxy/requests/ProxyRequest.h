@@ -27,7 +27,7 @@ struct ProxyRequest {
 struct InvalidRequest {
     // Empty unless the text is an object with an identifier.
     std::string clientId;
-    // For people: "\"duration\" is missing".
+    // For people: "/Data/duration is missing".
     std::string reason;
 };
 
