@@ -120,8 +120,17 @@ TEST(AnswerSchema, RefusesWhatIsNoAnswer) {
             {"success with an error",
              R"({"Timestamp":1,"MessageID":"a","MessageCode":0,"Data":{"Success":true,"ErrorCode":3}})"},
             {"time stamp below 32 bits", R"({"Timestamp":-2147483649,"MessageID":"a","MessageCode":0,"Data":{}})"},
-            {"NACK below 0",
-             R"({"Timestamp":1,"MessageID":"a","MessageCode":1,"Data":{"ErrorCode":-1,"Message":"x"}})"},
+            {"NACK below those of the proxy",
+             R"({"Timestamp":1,"MessageID":"a","MessageCode":1,"Data":{"ErrorCode":-7,"Message":"x"}})"},
+        });
+}
+
+TEST(AnswerSchema, TakesTheErrorsOfTheProxy) {
+    ExpectAllFit(
+        JsonSchema::Answer(),
+        {
+            {"not allowed", R"({"Timestamp":1,"MessageID":"","MessageCode":1,"Data":{"ErrorCode":-1,"Message":"x"}})"},
+            {"not audited", R"({"Timestamp":1,"MessageID":"a","MessageCode":1,"Data":{"ErrorCode":-6,"Message":"x"}})"},
         });
 }
 

@@ -7,3 +7,4 @@
 #define asio MuxClientAsio
 
 #include <asio.hpp>
+#include <asio/ssl.hpp>

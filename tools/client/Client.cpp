@@ -7,8 +7,9 @@
 
 namespace MuxClient {
 
-Client::Client(const MuxAddress& address, std::chrono::milliseconds timeout)
-    : connection_(std::make_unique<Connection>(address, timeout)) {}
+Client::Client(const MuxAddress& address, Timeout timeout)
+    : defaultTimeout_(DefaultTimeout(address)),
+      connection_(std::make_unique<Connection>(address, timeout.value_or(defaultTimeout_))) {}
 
 Client::~Client() = default;
 
@@ -16,25 +17,25 @@ void Client::OnEvent(EventHandler handler) {
     connection_->OnEvent(std::move(handler));
 }
 
-void Client::Send(const Request& request, AnswerHandler handler, std::chrono::milliseconds timeout) {
-    connection_->Requests().Add(request, std::move(handler), timeout);
+void Client::Send(const Request& request, AnswerHandler handler, Timeout timeout) {
+    connection_->Requests().Add(request, std::move(handler), timeout.value_or(defaultTimeout_));
 }
 
-void Client::SendOnly(const Request& request, std::chrono::milliseconds timeout) {
+void Client::SendOnly(const Request& request, Timeout timeout) {
     connection_->Send(BuildPacket(request.text));
-    connection_->Flush(timeout);
+    connection_->Flush(timeout.value_or(defaultTimeout_));
 }
 
 bool Client::Wait(std::chrono::milliseconds duration) {
     return connection_->Wait(duration);
 }
 
-std::optional<Message> Client::Ask(const Request& request, std::chrono::milliseconds timeout) {
-    return Ask(request, timeout, timeout, [] {});
+std::optional<Message> Client::Ask(const Request& request, Timeout timeout) {
+    return Ask(request, timeout, timeout.value_or(defaultTimeout_), [] {});
 }
 
-std::optional<Message> Client::Ask(const Request& request, std::chrono::milliseconds timeout,
-                                   std::chrono::milliseconds period, const std::function<void()>& whileWaiting) {
+std::optional<Message> Client::Ask(const Request& request, Timeout timeout, std::chrono::milliseconds period,
+                                   const std::function<void()>& whileWaiting) {
     bool done = false;
     std::optional<Message> answer;
     const auto keep = [&](const std::optional<Message>& received) {

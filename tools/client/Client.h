@@ -13,16 +13,38 @@
 
 namespace MuxClient {
 
-// Where the Mux listens.
+// How to reach a Mux behind mux-proxy: TLS 1.2 or later. Files are in PEM; keys have no password.
+struct TlsSettings {
+    // Certificates of the authorities that the server's certificate is verified with; empty for those of the system.
+    std::string authority = {};
+    // This client's certificate, and its key; empty for none. The key may be in the file of the certificate.
+    std::string certificate = {};
+    std::string key = {};
+    // The name or address that the server's certificate is for; empty for the host to connect to.
+    std::string serverName = {};
+};
+
+// Where the Mux, or the proxy before it, listens.
 struct MuxAddress {
     // A name or an address.
     std::string host = "127.0.0.1";
     std::uint16_t port = 5555;
+    std::optional<TlsSettings> tls = std::nullopt;
 };
 
 // How long to wait for a connection, and for an answer. Longer than the Mux takes at its slowest: it may look at a new
 // client only after a second, and a gateway's answer that comes together with a card can be eleven seconds late.
 constexpr std::chrono::milliseconds kDefaultTimeout{15000};
+// The same with TLS: before a proxy sends a request and waits so long, the request may wait for 5 s.
+constexpr std::chrono::milliseconds kDefaultTlsTimeout{21000};
+
+// The one for this address. Any thread.
+inline std::chrono::milliseconds DefaultTimeout(const MuxAddress& address) {
+    return address.tls ? kDefaultTlsTimeout : kDefaultTimeout;
+}
+
+// A time-out; without one that of DefaultTimeout() for the client's address.
+using Timeout = std::optional<std::chrono::milliseconds>;
 
 // A connection to the Mux: sends requests, finds the answer to each by its identifier, and hands out the events that
 // the Mux sends to all its clients.
@@ -45,8 +67,9 @@ class Client {
     using AnswerHandler = std::function<void(const std::optional<Message>& answer)>;
 
     // Connects. Throws ConnectionError when that fails or takes longer than the time-out; only the look-up of a name
-    // may take longer.
-    explicit Client(const MuxAddress& address, std::chrono::milliseconds timeout = kDefaultTimeout);
+    // may take longer. Throws CertificateError if a file of the TLS settings cannot be used, or one side refuses the
+    // other's certificate; a server may refuse this client's only in a later call.
+    explicit Client(const MuxAddress& address, Timeout timeout = std::nullopt);
     // Closes the connection. Handlers that still wait are not called.
     ~Client();
     Client(const Client&) = delete;
@@ -58,11 +81,11 @@ class Client {
     // Sends a request, in its turn, and calls the handler, from within Wait() or Ask(), with its answer or when the
     // time since sending is over. Throws std::length_error when the text does not fit a packet, and
     // std::invalid_argument when a request with that identifier waits already.
-    void Send(const Request& request, AnswerHandler handler, std::chrono::milliseconds timeout = kDefaultTimeout);
+    void Send(const Request& request, AnswerHandler handler, Timeout timeout = std::nullopt);
 
     // Sends a request at once, for which no answer is expected; one that comes is dropped. Returns when the system has
     // the bytes. Throws std::length_error as above, and ConnectionError when the system does not take them in time.
-    void SendOnly(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
+    void SendOnly(const Request& request, Timeout timeout = std::nullopt);
 
     // Waits until a handler was called, for at most this time; returns whether one was. With a time of zero it delivers
     // what has already arrived, for programs with their own loop. Throws ConnectionError if the Mux has closed the
@@ -72,15 +95,17 @@ class Client {
 
     // Sends a request, in its turn, and waits for its answer; empty after the time-out, though the request may still
     // have been executed. Throws as Send() and Wait() do.
-    std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout = kDefaultTimeout);
+    std::optional<Message> Ask(const Request& request, Timeout timeout = std::nullopt);
 
     // The same with a progress callback: calls `whileWaiting` at once and at least every `period` until there is an
     // answer. Its exceptions propagate. It must not be empty.
-    std::optional<Message> Ask(const Request& request, std::chrono::milliseconds timeout,
-                               std::chrono::milliseconds period, const std::function<void()>& whileWaiting);
+    std::optional<Message> Ask(const Request& request, Timeout timeout, std::chrono::milliseconds period,
+                               const std::function<void()>& whileWaiting);
 
   private:
     class Connection;
+
+    std::chrono::milliseconds defaultTimeout_;
     std::unique_ptr<Connection> connection_;
 };
 

@@ -32,7 +32,8 @@ ConnectionError CannotConnect(const std::string& name, const std::string& reason
 
 }  // namespace
 
-Client::Connection::Connection(const MuxAddress& address, std::chrono::milliseconds timeout) : name_(NameOf(address)) {
+Client::Connection::Connection(const MuxAddress& address, std::chrono::milliseconds timeout)
+    : name_(NameOf(address)), stream_(loop_, address) {
     Connect(address, timeout);
     NoticeDeadPeers();
     StartReceiving();
@@ -45,26 +46,30 @@ void Client::Connection::Connect(const MuxAddress& address, std::chrono::millise
         throw CannotConnect(name_, error.message());
     }
     std::optional<asio::error_code> result;
-    asio::async_connect(socket_, endpoints,
-                        [&](const asio::error_code& outcome, const tcp::endpoint&) { result = outcome; });
+    stream_.Connect(endpoints, [&](const asio::error_code& outcome) { result = outcome; });
     loop_.run_for(timeout);
     if (!result) {
-        throw CannotConnect(name_, "no connection within " + std::to_string(timeout.count()) + " ms");
+        throw CannotConnect(name_,
+                            std::string("no ") + stream_.Step() + " within " + std::to_string(timeout.count()) + " ms");
+    }
+    if (*result && !stream_.Refusal(*result).empty()) {
+        throw CertificateError("cannot connect to " + name_ + ": " + stream_.Refusal(*result));
     }
     if (*result) {
-        throw CannotConnect(name_, result->message());
+        throw CannotConnect(name_, stream_.FaultText(*result));
     }
     loop_.restart();
 }
 
 void Client::Connection::NoticeDeadPeers() {
     asio::error_code ignored;
-    socket_.set_option(tcp::no_delay(true), ignored);
-    socket_.set_option(asio::socket_base::keep_alive(true), ignored);
-    socket_.set_option(TcpOption<TCP_KEEPIDLE>(kSecondsUntilKeepAlive), ignored);
-    socket_.set_option(TcpOption<TCP_KEEPINTVL>(kSecondsBetweenKeepAlives), ignored);
-    socket_.set_option(TcpOption<TCP_KEEPCNT>(kUnansweredKeepAlives), ignored);
-    socket_.set_option(TcpOption<TCP_USER_TIMEOUT>(kMillisecondsUnacknowledged), ignored);
+    tcp::socket& socket = stream_.Socket();
+    socket.set_option(tcp::no_delay(true), ignored);
+    socket.set_option(asio::socket_base::keep_alive(true), ignored);
+    socket.set_option(TcpOption<TCP_KEEPIDLE>(kSecondsUntilKeepAlive), ignored);
+    socket.set_option(TcpOption<TCP_KEEPINTVL>(kSecondsBetweenKeepAlives), ignored);
+    socket.set_option(TcpOption<TCP_KEEPCNT>(kUnansweredKeepAlives), ignored);
+    socket.set_option(TcpOption<TCP_USER_TIMEOUT>(kMillisecondsUnacknowledged), ignored);
 }
 
 void Client::Connection::Send(std::string packet) {
@@ -111,8 +116,8 @@ bool Client::Connection::RunLoop(Clock::time_point end) {
 }
 
 void Client::Connection::StartReceiving() {
-    socket_.async_read_some(asio::buffer(chunk_),
-                            [this](const asio::error_code& error, std::size_t count) { OnReceived(error, count); });
+    stream_.Read(asio::buffer(chunk_),
+                 [this](const asio::error_code& error, std::size_t count) { OnReceived(error, count); });
 }
 
 void Client::Connection::OnReceived(const asio::error_code& error, std::size_t count) {
@@ -132,8 +137,7 @@ void Client::Connection::OnReceived(const asio::error_code& error, std::size_t c
 }
 
 void Client::Connection::StartSending() {
-    asio::async_write(socket_, asio::buffer(outbox_.front()),
-                      [this](const asio::error_code& error, std::size_t) { OnSent(error); });
+    stream_.Write(asio::buffer(outbox_.front()), [this](const asio::error_code& error, std::size_t) { OnSent(error); });
 }
 
 void Client::Connection::OnSent(const asio::error_code& error) {
@@ -148,7 +152,13 @@ void Client::Connection::OnSent(const asio::error_code& error) {
 }
 
 void Client::Connection::Fail(const asio::error_code& error) {
-    const std::string reason = error == asio::error::eof ? "" : ": " + error.message();
+    const std::string refusal = stream_.Refusal(error);
+    if (!refusal.empty()) {
+        failure_ = std::make_exception_ptr(CertificateError(name_ + ": " + refusal));
+        return;
+    }
+    const bool isEnd = error == asio::error::eof || error == asio::ssl::error::stream_truncated;
+    const std::string reason = isEnd ? "" : ": " + error.message();
     const std::string what = error == asio::error::timed_out ? " no longer responds" : " has closed the connection";
     failure_ = std::make_exception_ptr(ConnectionError(name_ + what + reason));
 }

@@ -10,6 +10,7 @@
 
 #include "tools/client/Client.h"
 #include "tools/client/PendingRequests.h"
+#include "tools/client/Stream.h"
 #include "tools/client/TextCutter.h"
 
 namespace MuxClient {
@@ -58,7 +59,7 @@ class Client::Connection {
 
     std::string name_;
     asio::io_context loop_{1};
-    asio::ip::tcp::socket socket_{loop_};
+    Stream stream_;
     std::array<char, 16384> chunk_ = {};
     TextCutter cutter_;
     std::deque<Message> received_;

@@ -10,6 +10,12 @@ class ConnectionError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// One side refused the other's certificate, or the files for TLS cannot be used. Trying again does not help.
+class CertificateError : public ConnectionError {
+  public:
+    using ConnectionError::ConnectionError;
+};
+
 // What came from the other side is not what a Mux sends. `what()` is a sentence for people.
 class ProtocolError : public std::runtime_error {
   public:

@@ -8,12 +8,26 @@
 
 namespace MuxClient {
 
+// Error codes of mux-proxy, which no Mux sends.
+enum class ProxyError : std::int32_t {
+    kNotAllowed = -1,
+    kNotValid = -2,
+    kNotSent = -3,
+    // Sent, and perhaps executed.
+    kNoAnswer = -4,
+    // Not sent either.
+    kMuxAway = -5,
+    kNotAudited = -6,
+};
+
 // Why a request was refused.
 struct Refusal {
-    // The gateway's result, 0 when the Mux refused by itself and for open and close.
+    // The gateway's result, 0 when the Mux refused by itself and for open and close; or a ProxyError.
     std::int32_t errorCode = 0;
     // For people; may be empty.
     std::string message;
+
+    bool Is(ProxyError error) const { return errorCode == static_cast<std::int32_t>(error); }
 };
 
 // The answer to a status request.

@@ -11,6 +11,7 @@ namespace Muxctl {
 namespace {
 
 constexpr Bounds kPorts = {1, 65535};
+constexpr std::uint16_t kEntrancePort = 5556;
 
 const char* const kSiteHelp = "Site of this host, for its port and the names of its locks";
 const char* const kFileHelp = "Configuration file of the Mux, for the same";
@@ -32,26 +33,67 @@ std::int32_t GatewayOf(const std::optional<Site>& site, const std::string& idOrN
 }  // namespace
 
 void MuxOptions::AddTo(CLI::App& app) {
-    app.add_option("-H,--host", options_.mux.host, "Name or address of the Mux, or HOST:PORT")->capture_default_str();
-    port_ = AddInteger(app, "-p,--port", options_.mux.port, "Port of the Mux", kPorts)->capture_default_str();
+    host_ = app.add_option("-H,--host", options_.mux.host, "Name or address of the Mux, or HOST:PORT")
+                ->capture_default_str();
+    port_ = AddInteger(app, "-p,--port", options_.mux.port, "Port of the Mux; with TLS 5556 by default", kPorts)
+                ->capture_default_str();
+    app.add_flag("--tls", usesTls_, "Connect to mux-proxy with TLS, as do --ca and --cert");
+    app.add_option("--ca", tls_.authority, "Certificates that the server's is verified with")->type_name("FILE");
+    certificate_ = app.add_option("--cert", tls_.certificate, "Certificate of this client")->type_name("FILE");
+    app.add_option("--key", tls_.key, "Its key, if not in the same file")->type_name("FILE")->needs(certificate_);
     site_ = app.add_option("-s,--site", siteName_, kSiteHelp)->type_name("NAME");
     file_ = app.add_option("-c,--config", configuration_, kFileHelp)->type_name("FILE")->excludes(site_);
 }
 
 void MuxOptions::Take() {
+    TakeSite();
+    TakeTls();
+    TakeHostAndPort();
+}
+
+void MuxOptions::TakeSite() {
     if (site_->count() > 0) {
         options_.site = ReadSite(SiteNamed(siteName_));
     } else if (file_->count() > 0) {
         options_.site = ReadSite(SiteOfFile(configuration_));
     }
+}
+
+void MuxOptions::TakeTls() {
+    const std::optional<SiteEntrance> entrance = options_.site ? options_.site->entrance : std::nullopt;
+    if (!usesTls_ && tls_.authority.empty() && tls_.certificate.empty() && !entrance) {
+        return;
+    }
+    MuxClient::TlsSettings tls = entrance.value_or(SiteEntrance()).tls;
+    if (!tls_.authority.empty()) {
+        tls.authority = tls_.authority;
+    }
+    if (!tls_.certificate.empty()) {
+        tls.certificate = tls_.certificate;
+        tls.key = tls_.key;
+    }
+    options_.mux.tls = tls;
+    if (entrance && host_->count() == 0) {
+        options_.mux.host = entrance->host.value_or(options_.mux.host);
+    }
+}
+
+void MuxOptions::TakeHostAndPort() {
     const HostAndPort host = SplitHost(options_.mux.host);
     options_.mux.host = host.host;
     if (port_->count() == 0) {
-        const std::optional<std::uint16_t> sitePort = options_.site ? options_.site->port : std::nullopt;
-        options_.mux.port = host.port.value_or(sitePort.value_or(options_.mux.port));
+        options_.mux.port = host.port.value_or(DefaultPort());
     } else if (host.port) {
         throw UsageError("--host has a port, so --port must not be given");
     }
+}
+
+std::uint16_t MuxOptions::DefaultPort() const {
+    const Site site = options_.site.value_or(Site());
+    if (options_.mux.tls) {
+        return site.entrance.value_or(SiteEntrance()).port.value_or(kEntrancePort);
+    }
+    return site.port.value_or(options_.mux.port);
 }
 
 CLI::Option* GatewayOption::AddTo(CLI::App& command, const std::string& help) {

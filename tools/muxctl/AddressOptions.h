@@ -11,7 +11,7 @@ namespace Muxctl {
 // The options that say where to: first added to a parser, then, after it has parsed, taken into Options. Both need the
 // names of a site, which are known only then. For one thread; both look at the options they are made for.
 
-// The Mux, by host and port or by its site.
+// The Mux, or the proxy before it, by host and port or by its site.
 class MuxOptions {
   public:
     explicit MuxOptions(Options& options) : options_(options) {}
@@ -22,9 +22,19 @@ class MuxOptions {
     void Take();
 
   private:
+    void TakeSite();
+    void TakeTls();
+    void TakeHostAndPort();
+    // Without one on the command line.
+    std::uint16_t DefaultPort() const;
+
     Options& options_;
     std::string siteName_;
     std::string configuration_;
+    MuxClient::TlsSettings tls_;
+    bool usesTls_ = false;
+    CLI::Option* host_ = nullptr;
+    CLI::Option* certificate_ = nullptr;
     CLI::Option* port_ = nullptr;
     CLI::Option* site_ = nullptr;
     CLI::Option* file_ = nullptr;

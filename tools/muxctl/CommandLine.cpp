@@ -132,10 +132,11 @@ class Parser {
 
     void AddCommonOptions() {
         mux_.AddTo(app_);
-        app_.add_option("-t,--timeout", timeoutSeconds_, "Time-out for connecting and for the answer")
-            ->check(CheckSeconds)
-            ->type_name("SECONDS")
-            ->capture_default_str();
+        timeout_ = app_.add_option("-t,--timeout", timeoutSeconds_,
+                                   "Time-out for connecting and for the answer; with TLS 21 by default")
+                       ->check(CheckSeconds)
+                       ->type_name("SECONDS")
+                       ->capture_default_str();
         app_.add_flag("-j,--json", options_.json, "Print JSON, one line each");
     }
 
@@ -279,8 +280,9 @@ class Parser {
     }
 
     void Take() {
-        options_.timeout = std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         mux_.Take();
+        options_.timeout = timeout_->count() == 0 ? MuxClient::DefaultTimeout(options_.mux)
+                                                  : std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         gateway_.Take();
         lock_.Take();
         for (const auto& [subcommand, command] : commands_) {
@@ -300,6 +302,7 @@ class Parser {
     GatewayOption gateway_{options_};
     LockOptions lock_{options_};
     CLI::App app_{kDescription, "muxctl"};
+    CLI::Option* timeout_ = nullptr;
     CLI::App* help_ = nullptr;
     std::vector<std::string> helpWords_;
     std::map<std::string, CLI::App*> groups_;

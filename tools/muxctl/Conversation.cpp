@@ -7,6 +7,16 @@
 #include "tools/muxctl/WaitIndicator.h"
 
 namespace Muxctl {
+namespace {
+
+int StatusFor(const MuxClient::Message& answer) {
+    if (answer.refusal && answer.refusal->Is(MuxClient::ProxyError::kNoAnswer)) {
+        return kNoAnswerStatus;
+    }
+    return answer.IsAck() ? kAckStatus : kNackStatus;
+}
+
+}  // namespace
 
 Conversation::Conversation(const Options& options, const Console& console)
     : options_(options), console_(console), client_(options.mux, options.timeout) {}
@@ -19,6 +29,8 @@ Conversation::Outcome Conversation::Ask(const MuxClient::Request& request) {
         const std::optional<MuxClient::Message> answer =
             client_.Ask(request, options_.timeout, WaitIndicator::kPeriod, draw);
         return {answer, TimeSince(start)};
+    } catch (const MuxClient::CertificateError&) {
+        throw;
     } catch (const MuxClient::ConnectionError& error) {
         throw MuxClient::ConnectionError(error.what() + std::string(kLostConnectionHint));
     }
@@ -31,7 +43,7 @@ int Conversation::AskAndPrint(const MuxClient::Request& request, const std::stri
     }
     console_.PrintLine(options_.json ? JsonLine(*outcome.answer)
                                      : AnswerText(*outcome.answer, title, outcome.elapsed, console_.style));
-    return outcome.answer->IsAck() ? kAckStatus : kNackStatus;
+    return StatusFor(*outcome.answer);
 }
 
 int Conversation::ComplainOfSilence(const std::string& subject, const std::string& hint) const {

@@ -14,8 +14,21 @@ using State = GatewayHealth::State;
 constexpr std::int32_t kRefusedByMux = 0;
 constexpr std::int32_t kNoRoute = 8;
 
+// Of a proxy, which answers for a gateway.
+void JudgeProxy(const MuxClient::Refusal& refusal, GatewayHealth& gateway) {
+    using MuxClient::ProxyError;
+    if (refusal.Is(ProxyError::kNoAnswer) || refusal.Is(ProxyError::kNotSent)) {
+        // Silent, as without a proxy.
+        return;
+    }
+    gateway.state = State::kRefused;
+    gateway.text = "the proxy answers: " + refusal.message;
+}
+
 void Judge(const Message& answer, GatewayHealth& gateway) {
-    if (!answer.refusal) {
+    if (answer.refusal && answer.refusal->errorCode < kRefusedByMux) {
+        JudgeProxy(*answer.refusal, gateway);
+    } else if (!answer.refusal) {
         gateway.state = State::kUnexpected;
         gateway.text = "answers as if a lock had address " + std::to_string(kNoLock);
     } else if (answer.refusal->errorCode == kNoRoute) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -30,16 +31,31 @@ std::string PlaceOf(const Options& options) {
     return options.mux.host + ":" + std::to_string(options.mux.port);
 }
 
-// This request the Mux refuses by itself, without any gateway.
-MuxClient::Request QuestionToTheMux() {
-    return MuxClient::Request::GetWhitelist({});
+// A gateway that no site has.
+constexpr std::int32_t kNoGateway = std::numeric_limits<std::int32_t>::min();
+
+// This request the Mux refuses by itself, without any gateway. A proxy forwards no other that it would refuse.
+MuxClient::Request QuestionToTheMux(const Options& options) {
+    return options.mux.tls ? MuxClient::Request::Status({kNoGateway, kNoLock}) : MuxClient::Request::GetWhitelist({});
+}
+
+// The proxy answers, but not the Mux.
+int ComplainOfProxy(const MuxClient::Refusal& refusal, const Options& options, const Console& console) {
+    const bool isNotAllowed = refusal.Is(MuxClient::ProxyError::kNotAllowed);
+    const std::string hint =
+        isNotAllowed ? "; without --gateway this requires the right \"status\" for all gateways and locks" : "";
+    console.Complain("the proxy at " + PlaceOf(options) + " answers: " + refusal.message + hint);
+    return isNotAllowed ? kNackStatus : kNoAnswerStatus;
 }
 
 int CheckMux(const Options& options, const Console& console) {
     Conversation conversation(options, console);
-    const Conversation::Outcome outcome = conversation.Ask(QuestionToTheMux());
+    const Conversation::Outcome outcome = conversation.Ask(QuestionToTheMux(options));
     if (!outcome.answer) {
         return conversation.ComplainOfSilence("", kPortHint);
+    }
+    if (outcome.answer->refusal && outcome.answer->refusal->errorCode < 0) {
+        return ComplainOfProxy(*outcome.answer->refusal, options, console);
     }
     console.PrintLine(options.json ? JsonLine(*outcome.answer)
                                    : PlaceOf(options) + " answers (" + SecondsText(outcome.elapsed) + ")");
@@ -90,7 +106,8 @@ HealthReport CheckGateways(std::vector<GatewayHealth> gateways, const Options& o
     for (int round = 0; round < kRounds; ++round) {
         AskSilentGateways(client, gateways, options.timeout, draw);
     }
-    if (AreAllSilent(gateways) && !client.Ask(QuestionToTheMux(), options.timeout, WaitIndicator::kPeriod, draw)) {
+    if (AreAllSilent(gateways) &&
+        !client.Ask(QuestionToTheMux(options), options.timeout, WaitIndicator::kPeriod, draw)) {
         return Critical("the Mux at " + PlaceOf(options) + " does not answer", gateways);
     }
     return SumUp(std::move(gateways));

@@ -25,7 +25,8 @@ bool IsMuxAnswering(const Options& options) {
 
 std::string SilenceHint(const Options& options) {
     const std::string warning = "; the request may still have been executed";
-    return IsMuxAnswering(options) ? ", though the Mux itself answers" + warning : warning + kPortHint;
+    const std::string peer = options.mux.tls ? "the proxy" : "the Mux";
+    return IsMuxAnswering(options) ? ", though " + peer + " itself answers" + warning : warning + kPortHint;
 }
 
 }  // namespace Muxctl

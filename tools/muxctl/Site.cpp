@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "json/FaultText.h"
 #include "json/RapidJson.h"
@@ -43,22 +44,46 @@ SiteGateway GatewayFrom(const Mux::Configuration::GatewayConfiguration& configur
     return gateway;
 }
 
-std::uint16_t PortFrom(const std::string& file, const std::string& text) {
+std::uint16_t PortFrom(const std::string& file, const std::string& variable, const std::string& text) {
     const std::string fault = CheckPort(text);
     if (!fault.empty()) {
-        throw UsageError(file + ": " + kPortName + " " + fault);
+        throw UsageError(file + ": " + variable + " " + fault);
     }
     return static_cast<std::uint16_t>(std::stoi(text));
 }
 
-std::optional<std::uint16_t> PortIn(const std::vector<std::string>& environment) {
+std::optional<std::uint16_t> PortIn(const Names& environment, const std::string& variable) {
     std::optional<std::uint16_t> port;
     for (const std::string& file : environment) {
-        if (const std::optional<std::string> text = VariableInFile(file, kPortName)) {
-            port = PortFrom(file, *text);
+        if (const std::optional<std::string> text = VariableInFile(file, variable)) {
+            port = PortFrom(file, variable, *text);
         }
     }
     return port;
+}
+
+std::optional<std::string> TextIn(const Names& environment, const std::string& variable) {
+    std::optional<std::string> text;
+    for (const std::string& file : environment) {
+        if (std::optional<std::string> found = VariableInFile(file, variable)) {
+            text = std::move(found);
+        }
+    }
+    return text;
+}
+
+std::optional<SiteEntrance> EntranceIn(const Names& environment) {
+    const std::optional<std::string> authority = TextIn(environment, "MUX_TLS_CA");
+    if (!authority) {
+        return std::nullopt;
+    }
+    SiteEntrance entrance;
+    entrance.host = TextIn(environment, "MUX_TLS_HOST");
+    entrance.port = PortIn(environment, "MUX_TLS_PORT");
+    entrance.tls.authority = *authority;
+    entrance.tls.certificate = TextIn(environment, "MUX_TLS_CERT").value_or("");
+    entrance.tls.key = TextIn(environment, "MUX_TLS_KEY").value_or("");
+    return entrance;
 }
 
 // To follow an error text about `name`; empty if none of the names is near.
@@ -136,7 +161,8 @@ Site ReadSite(const SiteSource& source) {
     const MuxConfigurationData configuration = ParseConfiguration(source.configuration);
     std::transform(configuration.gateways.begin(), configuration.gateways.end(), std::back_inserter(site.gateways),
                    GatewayFrom);
-    site.port = PortIn(source.environment);
+    site.port = PortIn(source.environment, kPortVariable);
+    site.entrance = EntranceIn(source.environment);
     return site;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/client/Client.h"
 #include "tools/client/Request.h"
 
 namespace Muxctl {
@@ -25,11 +26,21 @@ struct SiteGateway {
     std::vector<SiteLock> locks;
 };
 
+// How a site's proxy is reached.
+struct SiteEntrance {
+    // Nothing for those that the command line has by default.
+    std::optional<std::string> host;
+    std::optional<std::uint16_t> port;
+    MuxClient::TlsSettings tls;
+};
+
 struct Site {
     // Nothing when no file sets it; the Mux then listens on its default port.
     std::optional<std::uint16_t> port;
     // In the order of the configuration, those included that the Mux leaves out.
     std::vector<SiteGateway> gateways;
+    // When a file sets MUX_TLS_CA.
+    std::optional<SiteEntrance> entrance;
 };
 
 // The files of a site.

@@ -17,8 +17,8 @@ using State = LoadStep::State;
 constexpr int kMostTries = 3;
 constexpr std::int32_t kAlreadyInWhitelist = 2;
 // With each of these the gateway, or the Mux, would refuse the lock's other cards too: refused by the Mux itself,
-// whitelist full, request not supported, no such lock.
-constexpr std::array<std::int32_t, 4> kOfWholeLock = {0, 3, 6, 8};
+// whitelist full, request not supported, no such lock; not allowed by the proxy.
+constexpr std::array<std::int32_t, 5> kOfWholeLock = {0, 3, 6, 8, -1};
 
 bool IsToDo(const LoadStep* step) {
     return step->state == State::kToDo;
@@ -27,6 +27,15 @@ bool IsToDo(const LoadStep* step) {
 bool ConcernsWholeLock(const LoadStep& step, const Refusal& refusal) {
     return step.kind != LoadStep::Kind::kAdd ||
            std::find(kOfWholeLock.begin(), kOfWholeLock.end(), refusal.errorCode) != kOfWholeLock.end();
+}
+
+// Whether a proxy sent it instead of the gateway's answer.
+bool IsWorthRepeating(const Message& answer) {
+    using MuxClient::ProxyError;
+    constexpr std::array kErrors = {ProxyError::kNotSent, ProxyError::kNoAnswer, ProxyError::kMuxAway,
+                                    ProxyError::kNotAudited};
+    return answer.refusal &&
+           std::any_of(kErrors.begin(), kErrors.end(), [&](ProxyError error) { return answer.refusal->Is(error); });
 }
 
 void Leave(LoadStep& step, const LoadStep& because) {
@@ -78,8 +87,8 @@ void WhitelistLoader::SendNext(Queue& queue) {
 }
 
 void WhitelistLoader::Take(Queue& queue, const std::optional<Message>& answer) {
-    if (!answer) {
-        TakeSilence(queue);
+    if (!answer || IsWorthRepeating(*answer)) {
+        TakeSilence(queue, answer ? answer->refusal->message : "no answer");
         return;
     }
     queue.tries = 0;
@@ -90,13 +99,13 @@ void WhitelistLoader::Take(Queue& queue, const std::optional<Message>& answer) {
     }
 }
 
-void WhitelistLoader::TakeSilence(Queue& queue) {
+void WhitelistLoader::TakeSilence(Queue& queue, const std::string& reason) {
     if (queue.tries < kMostTries) {
         return;
     }
     LoadStep& unanswered = *queue.steps.at(queue.next);
     unanswered.state = State::kUnanswered;
-    unanswered.reason = "no answer";
+    unanswered.reason = reason;
     for (LoadStep* const step : queue.steps) {
         if (IsToDo(step)) {
             Leave(*step, unanswered);

@@ -40,7 +40,7 @@ class WhitelistLoader {
 
     void SendNext(Queue& queue);
     void Take(Queue& queue, const std::optional<MuxClient::Message>& answer);
-    void TakeSilence(Queue& queue);
+    void TakeSilence(Queue& queue, const std::string& reason);
     void TakeRefusal(Queue& queue, const MuxClient::Refusal& refusal);
     void Succeed(LoadStep& step, LoadStep::State state);
 

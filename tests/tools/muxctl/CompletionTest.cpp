@@ -18,7 +18,8 @@ namespace {
 using testing::UnorderedElementsAre;
 using Words = std::vector<std::string>;
 
-const std::set<std::string> kCommon = {"--host", "--port", "--site", "--config", "--timeout", "--json", "--help"};
+const std::set<std::string> kCommon = {"--host", "--port", "--site",    "--config", "--tls", "--ca",
+                                       "--cert", "--key",  "--timeout", "--json",   "--help"};
 
 // Completes the words that it is given and prints what is offered for the last one.
 const std::string kScript = std::string("source ") + MUXCTL_COMPLETION +
@@ -71,6 +72,8 @@ TEST(CompletionTest, OffersFilesWhereAFileStands) {
     const std::string start = (folder.Path() / "mux").string();
     EXPECT_THAT(Offers({"check-config", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"--config", start}), UnorderedElementsAre(file));
+    EXPECT_THAT(Offers({"open", "--cert", start}), UnorderedElementsAre(file));
+    EXPECT_THAT(Offers({"--ca", "authority.crt", "acc"}), UnorderedElementsAre("access-denied"));
     EXPECT_THAT(Offers({"send", "--file", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"batch", start}), UnorderedElementsAre(file));
     EXPECT_THAT(Offers({"whitelist", "load", "--clear", start}), UnorderedElementsAre(file));

@@ -1,0 +1,119 @@
+"""muxctl through the running mux-proxy."""
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "proxy" / "running"))
+
+from proxy_site import MUX_AWAY, PROGRAMS, Site, certificates  # noqa: E402
+
+LOCK = ("--gateway", "1", "--lock", "5")
+
+
+class ThroughProxy(Site):
+    def muxctl(self, *arguments, client="reception", address=None):
+        address = ("--host", "localhost", "--port", str(self.proxy_port)) if address is None else address
+        return subprocess.run([PROGRAMS / "muxctl", *arguments, *address, *self.certificates_of(client)],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False,
+                              env={**os.environ, "LC_ALL": "C"})
+
+    def certificates_of(self, client):
+        if client is None:
+            return "--ca", str(self.authority / "authority.crt")
+        files = self.authority / "clients" / client
+        return "--ca", str(self.authority / "authority.crt"), "--cert", f"{files}.crt", "--key", f"{files}.key"
+
+    def assert_ends(self, done, status, text):
+        self.assertEqual(done.returncode, status, done)
+        self.assertRegex(done.stdout + done.stderr, text)
+
+    def test_opens_a_door(self):
+        self.assert_ends(self.muxctl("open", *LOCK), 0, r"^ACK   open, gateway 1, lock 5 \(")
+        self.assertEqual(self.opened(), 1)
+
+    def test_takes_the_entrance_of_a_site_from_its_files(self):
+        files = self.authority / "clients" / "reception"
+        (self.folder / "mux.env").write_text(
+            f"MUX_PORT=1\nMUX_TLS_HOST=localhost\nMUX_TLS_PORT={self.proxy_port}\n"
+            f"MUX_TLS_CA={self.authority / 'authority.crt'}\nMUX_TLS_CERT={files}.crt\nMUX_TLS_KEY={files}.key\n")
+        done = subprocess.run([PROGRAMS / "muxctl", "open", "Door 5", "--config", self.mux_file], check=False,
+                              stdout=subprocess.PIPE, text=True)
+        self.assert_ends_with_ack(done)
+
+    def assert_ends_with_ack(self, done):
+        self.assertEqual((done.returncode, done.stdout[:3]), (0, "ACK"))
+
+    def test_prints_a_refusal_of_the_proxy(self):
+        self.assert_ends(self.muxctl("open", *LOCK, client="guest"), 1, r": Not allowed \[error -1\] \(")
+        self.assertEqual(self.opened(), 0)
+
+    def test_an_unanswered_request_ends_with_the_status_of_one_that_may_have_been_executed(self):
+        self.simulator.command("fault silence 1 lock 5")
+        self.assert_ends(self.muxctl("open", *LOCK), 2, r"it may have been done \[error -4\] \(15\.")
+
+    def test_names_the_certificate_that_the_server_refuses_and_the_reason(self):
+        self.assert_ends(self.muxctl("open", *LOCK, client=None), 2, "the server requires a client certificate$")
+        certificates(self.authority, "client", "leaver")
+        certificates(self.authority, "revoke", "leaver")
+        self.reload()
+        self.assert_ends(self.muxctl("open", *LOCK, client="leaver"), 2,
+                         r"the server refused the certificate .*/leaver\.crt: it was revoked$")
+
+    def test_names_the_certificate_of_a_server_that_it_refuses_and_the_reason(self):
+        other = self.folder / "other"
+        certificates(other, "server", "elsewhere")
+        self.write_configuration(Certificates={
+            **self.configuration()["Certificates"],
+            "Certificate": str(other / "server.crt"), "Key": str(other / "server.key")})
+        self.reload()
+        self.assert_ends(self.muxctl("open", *LOCK), 2,
+                         r"server's certificate \"CN = .*\" is refused: its authority is not trusted$")
+        done = subprocess.run([PROGRAMS / "muxctl", "open", *LOCK, "--host", "localhost", "--port", str(self.proxy_port),
+                               "--ca", other / "authority.crt"], check=False, stderr=subprocess.PIPE, text=True)
+        self.assertEqual(done.returncode, 2)
+        self.assertRegex(done.stderr, r"\"CN = elsewhere\" is refused: it is not for localhost$")
+
+    def test_says_which_file_cannot_be_used(self):
+        files = self.authority / "clients"
+        missing = subprocess.run([PROGRAMS / "muxctl", "health", "--ca", "/nowhere.crt"], check=False,
+                                 stderr=subprocess.PIPE, text=True)
+        self.assertEqual(missing.stderr, "muxctl: /nowhere.crt cannot be used: No such file or directory\n")
+        for key, reason in ((files / "guest.key", "the key does not belong to the certificate"),
+                            (files / "guest.crt", "it has no private key without a password")):
+            done = subprocess.run([PROGRAMS / "muxctl", "health", "--ca", self.authority / "authority.crt", "--cert",
+                                   files / "reception.crt", "--key", key], check=False, stderr=subprocess.PIPE, text=True)
+            self.assertEqual(done.stderr, f"muxctl: {key} cannot be used: {reason}\n")
+
+    def test_a_port_without_tls_is_reported(self):
+        done = self.muxctl("open", *LOCK, "--timeout", "1", address=("--port", str(self.mux_port)))
+        self.assert_ends(done, 2, "cannot connect to 127.0.0.1:[0-9]+: no TLS handshake")
+
+    def test_checks_the_mux_and_its_gateways(self):
+        self.assert_ends(self.muxctl("health"), 0, r"^localhost:\d+ answers")
+        self.assert_ends(self.muxctl("health", "--gateway", "1"), 0, "^OK - gateway 1: answers")
+        self.assert_ends(self.muxctl("health", client="guest"), 1, "Not allowed; without --gateway this requires the right")
+        self.mux.kill()
+        self.proxy.wait_for("The connection to the Mux was lost")
+        done = self.muxctl("open", *LOCK, "--json")
+        self.assertEqual((done.returncode, json.loads(done.stdout)["Data"]["ErrorCode"]), (1, MUX_AWAY))
+        self.assert_ends(self.muxctl("health"), 2, "the proxy at localhost:[0-9]+ answers: Not sent, the Mux cannot be reached")
+
+    def test_prints_events(self):
+        program = self.start(PROGRAMS / "muxctl", "watch", "--count", "1", "--host", "localhost", "--port",
+                             str(self.proxy_port), *self.certificates_of("reception"))
+        program.wait_for("watching localhost")
+        self.simulator.command("card 5 04A1B2C3")
+        program.wait_for("card 04A1B2C3")
+
+    def test_loads_a_whitelist(self):
+        cards = self.folder / "cards.csv"
+        cards.write_text("gateway,lock,card,uid\n1,5,04A1B2C3,yes\n")
+        self.assert_ends(self.muxctl("whitelist", "load", str(cards)), 0, "1 card")
+        self.assert_ends(self.muxctl("whitelist", "load", str(cards), client="guest"), 1, "Not allowed")
+
+
+if __name__ == "__main__":
+    unittest.main()
