@@ -161,7 +161,7 @@ Site ReadSite(const SiteSource& source) {
     const MuxConfigurationData configuration = ParseConfiguration(source.configuration);
     std::transform(configuration.gateways.begin(), configuration.gateways.end(), std::back_inserter(site.gateways),
                    GatewayFrom);
-    site.port = PortIn(source.environment, kPortVariable);
+    site.port = PortIn(source.environment, kPortName);
     site.entrance = EntranceIn(source.environment);
     return site;
 }
