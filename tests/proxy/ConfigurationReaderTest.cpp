@@ -36,10 +36,11 @@ TEST(ReadConfiguration, TakesEveryMember) {
     EXPECT_EQ(read.mux.host + read.mux.configuration, "muxmux.json");
     EXPECT_EQ(read.mux.port, 6001);
     const CertificateSettings& certificates = read.certificates;
-    EXPECT_EQ(certificates.certificate + certificates.key + certificates.authority + certificates.revocationList, "abcd");
-    EXPECT_THAT((std::vector{read.limits.connections, read.limits.connectionsPerClient,
-                             read.limits.connectionsPerAddress}),
-                ElementsAre(1, 2, 3));
+    EXPECT_EQ(certificates.certificate + certificates.key + certificates.authority + certificates.revocationList,
+              "abcd");
+    EXPECT_THAT(
+        (std::vector{read.limits.connections, read.limits.connectionsPerClient, read.limits.connectionsPerAddress}),
+        ElementsAre(1, 2, 3));
     EXPECT_EQ(read.limits.handshake, std::chrono::seconds(4));
     EXPECT_EQ(read.limits.idle, std::chrono::seconds(5));
     EXPECT_EQ(read.audit.file, "e");

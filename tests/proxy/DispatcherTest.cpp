@@ -98,8 +98,8 @@ struct DispatcherTest : testing::Test {
     Ports ports;
     AuditLog audit{SettingsIn(folder)};
     Dispatcher dispatcher{ports, audit,
-                          std::make_shared<const Rights>(std::vector<Rule>{
-                              {{"reception"}, AllRights(), NumberSet({{1, 1}}), NumberSet::All()}})};
+                          std::make_shared<const Rights>(
+                              std::vector<Rule>{{{"reception"}, AllRights(), NumberSet({{1, 1}}), NumberSet::All()}})};
     const ClientNumber reception = dispatcher.Connected({"reception", "192.0.2.1"});
 };
 
