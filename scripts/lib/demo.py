@@ -6,6 +6,7 @@ Starts the gateway simulator and the Mux from the build folder, plays two client
 import json
 import pathlib
 import signal
+import subprocess
 import sys
 import tempfile
 import time
@@ -25,7 +26,8 @@ class Demo:
         self.programs.append(Program(*command))
         return self.programs[-1]
 
-    def start(self, build, folder):
+    def start_site(self, build, folder):
+        """Starts the simulator and the Mux; returns the ports of both."""
         self.simulator = self.start_program(build / "gateway-simulator", "--port", "0", "--locks", str(LOCK))
         self.simulator.wait_for("Listening on 127.0.0.1:")
         gateway_port = int(self.simulator.lines_with("Listening on")[0].rsplit(":", 1)[1])
@@ -37,6 +39,10 @@ class Demo:
         port = free_port()
         self.mux = self.start_program(build / "dw-hal-mux-brenk", "--port", f"--port={port}", "--configFile",
                                       str(config_file), "--logFile", str(folder / "mux.log"), "--debug")
+        return gateway_port, port
+
+    def start(self, build, folder):
+        gateway_port, port = self.start_site(build, folder)
         self.clients = [Client(port), Client(port)]
         print(f"The gateway simulator plays gateway 1 with lock {LOCK} on port {gateway_port}, "
               f"the Mux listens on port {port}, two clients are connected.")
@@ -93,23 +99,25 @@ class Demo:
         self.request("Answer the event: open the lock and close it again after 5", 113, 0, {}, **lock, duration=5)
         self.request("Ask for a gateway that is not configured: refused", 10, 1,
                      {"ErrorCode": 0, "Message": "Error in request"}, gatewayID=9, lockID=LOCK)
+        self.stop()
+        print("\nThe Mux and the simulator are stopped. All steps are as they should be.")
+
+    def stop(self):
         self.mux.stop(signal.SIGQUIT, 0)
         self.simulator.stop(signal.SIGTERM, 0)
-        print("\nThe Mux and the simulator are stopped. All steps are as they should be.")
 
     def kill(self):
         for program in self.programs:
             program.kill()
 
 
-def main():
-    build = pathlib.Path(sys.argv[1]).resolve()
-    demo = Demo()
+def play(demo, build):
+    """Plays a demo; returns the exit status."""
     with tempfile.TemporaryDirectory(prefix="mux-demo-") as folder:
         try:
             demo.start(build, pathlib.Path(folder))
             demo.run()
-        except (PlayError, OSError) as error:
+        except (PlayError, OSError, subprocess.SubprocessError) as error:
             print(f"\ndemo failed: {error}", file=sys.stderr)
             return 1
         finally:
@@ -118,4 +126,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(play(Demo(), pathlib.Path(sys.argv[1]).resolve()))

@@ -10,7 +10,8 @@ class ConnectionError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// One side refused the other's certificate, or the files for TLS cannot be used. Trying again does not help.
+// One side refused the other's certificate, or the files for TLS cannot be used: trying again with the same files does
+// not help.
 class CertificateError : public ConnectionError {
   public:
     using ConnectionError::ConnectionError;

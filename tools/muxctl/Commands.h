@@ -38,7 +38,7 @@ int RunWhitelistLoad(const Options& options, const Console& console);
 int RunWhitelistCheck(const Options& options, const Console& console);
 
 // Prints events until it has the required number. Reconnects without limit, so of these two it throws only
-// MuxClient::ProtocolError.
+// MuxClient::ProtocolError, and MuxClient::CertificateError.
 int RunWatch(const Options& options, const Console& console);
 
 // Lists the gateways and locks of the site. Throws UsageError without one. Connects to nothing.

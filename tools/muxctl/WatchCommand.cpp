@@ -27,6 +27,9 @@ class Watch {
         while (!IsDone()) {
             try {
                 Follow();
+            } catch (const MuxClient::CertificateError&) {
+                // It would be refused every second.
+                throw;
             } catch (const MuxClient::ConnectionError& error) {
                 ComplainOnce(error);
                 std::this_thread::sleep_for(kPauseBetweenTries);

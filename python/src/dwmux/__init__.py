@@ -12,8 +12,8 @@ Client serves programs with threads, AsyncClient serves programs with asyncio:
                 case dwmux.CardPresented(gateway=gateway, lock=lock, card="04A1B2C3"):
                     mux.open_close_lock(gateway, lock, duration=5, for_event=True)
 
-Both send one request at a time to each gateway and let the others wait, give up after 15 seconds, never send a request
-twice and reconnect by themselves. Each method that operates a lock either returns, which means that the gateway has
+Both send one request at a time to each gateway and let the others wait, give up after 15 seconds (21 with TLS), never send
+a request twice and reconnect by themselves. Each method that operates a lock either returns, which means that the gateway has
 executed the request, or raises:
 
     Refused           the Mux or the gateway refused it

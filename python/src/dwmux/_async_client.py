@@ -14,7 +14,7 @@ from ._connection import Address, Connection, Outcome
 from ._event_stream import EventStream
 from ._parsing import lock_status
 from ._reconnecting import ReconnectDelays
-from .errors import CannotConnect, ConnectionLost, MuxError, NotSent, ProtocolError, Refused
+from .errors import CannotConnect, ConnectionLost, MuxError, NotSent, ProtocolError, error_of
 from .messages import Answer, LockStatus, ReaderEvent, Reconnected
 from .requests import Card, Operation, Request
 from .timeouts import Timeouts
@@ -36,7 +36,8 @@ class AsyncClient:
     sent later. All methods belong to one event loop. A request whose task is cancelled is not taken back: the next one
     to its gateway waits for its answer all the same.
 
-    `tls` is for a Mux behind a TLS entrance; `server_hostname` is the name in its certificate, by default the host.
+    `tls` is for a Mux behind mux-proxy or another TLS entrance; `server_hostname` is the name in its certificate, by
+    default the host.
     """
 
     def __init__(
@@ -50,6 +51,7 @@ class AsyncClient:
     ) -> None:
         self._address = Address(host, port, tls, server_hostname)
         self._timeouts = timeouts
+        self._answer_timeout = timeouts.answer_for(with_tls=tls is not None)
         self._connection: Connection | None = None
         # Set while there is a connection, and when there will never be one again.
         self._settled = asyncio.Event()
@@ -147,7 +149,7 @@ class AsyncClient:
         if isinstance(outcome, MuxError):
             raise outcome
         if not outcome.accepted:
-            raise Refused(outcome)
+            raise error_of(outcome)
         return outcome
 
     def events(self, *, limit: int = 10_000) -> EventStream:
@@ -176,7 +178,7 @@ class AsyncClient:
         except TimeoutError:
             trouble = self._trouble or f"gateway {request.gateway} is busy"
             raise NotSent(f"not sent within {self._timeouts.start:g} s: {trouble}") from None
-        outcome = connection.send(request, self._timeouts.answer)
+        outcome = connection.send(request, self._answer_timeout)
         outcome.add_done_callback(lambda _: turn.release())
         return outcome
 

@@ -31,7 +31,8 @@ class Client:
     ConnectionLost, those that wait are sent later. A thread of the client receives, so that the program may take its
     time. Create the client after a fork.
 
-    `tls` is for a Mux behind a TLS entrance; `server_hostname` is the name in its certificate, by default the host.
+    `tls` is for a Mux behind mux-proxy or another TLS entrance; `server_hostname` is the name in its certificate, by
+    default the host.
     """
 
     def __init__(

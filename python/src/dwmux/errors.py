@@ -16,12 +16,13 @@ class CannotConnect(MuxError):
 class NotSent(MuxError):
     """The request was not sent and has not been executed: it may be repeated.
 
-    It waited too long for its turn or for a connection, or the client is closed.
+    It waited too long for its turn or for a connection, here or in mux-proxy; or the client is closed; or mux-proxy
+    cannot reach the Mux or cannot write its audit.
     """
 
 
 class NoAnswer(MuxError):
-    """The request was sent and there is no answer. It may have been executed, or still be."""
+    """The request was sent and there is no answer, or mux-proxy got none. It may have been executed, or still be."""
 
 
 class ConnectionLost(NoAnswer):
@@ -33,9 +34,10 @@ class ProtocolError(ConnectionLost):
 
 
 class Refused(MuxError):
-    """The Mux or the gateway refused the request; nothing was done.
+    """The Mux, the gateway or mux-proxy refused the request; nothing was done.
 
-    `error_code` is the gateway's result, 0 from the Mux itself and for open and close. `message` may be empty.
+    `error_code` is the gateway's result, 0 from the Mux itself and for open and close; or, of mux-proxy, -1: not
+    allowed, -2: not valid. `message` may be empty.
     """
 
     def __init__(self, answer: Answer) -> None:
@@ -47,3 +49,14 @@ class Refused(MuxError):
 
     def __reduce__(self) -> tuple[type[Refused], tuple[Answer]]:
         return type(self), (self.answer,)
+
+
+# By the error code of mux-proxy.
+OF_PROXY: dict[int, type[NotSent] | type[NoAnswer]] = {-3: NotSent, -4: NoAnswer, -5: NotSent, -6: NotSent}
+
+
+def error_of(nack: Answer) -> MuxError:
+    """The error that a NACK stands for."""
+    refused = Refused(nack)
+    kind = OF_PROXY.get(refused.error_code)
+    return refused if kind is None else kind(str(refused))

@@ -59,8 +59,9 @@ class ThroughProxy(Site):
         certificates(self.authority, "client", "leaver")
         certificates(self.authority, "revoke", "leaver")
         self.reload()
-        self.assert_ends(self.muxctl("open", *LOCK, client="leaver"), 2,
-                         r"the server refused the certificate .*/leaver\.crt: it was revoked$")
+        for command in (("open", *LOCK), ("watch",)):
+            self.assert_ends(self.muxctl(*command, client="leaver"), 2,
+                             r"the server refused the certificate .*/leaver\.crt: it was revoked\n$")
 
     def test_names_the_certificate_of_a_server_that_it_refuses_and_the_reason(self):
         other = self.folder / "other"
