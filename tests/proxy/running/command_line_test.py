@@ -36,6 +36,11 @@ class CommandLine(unittest.TestCase):
         for option in options_of().union(*map(options_of, COMMANDS)):
             self.assertRegex(manual, rf"Fl {option[1:]}\b", option)
 
+    def test_reads_the_example_of_its_package(self):
+        example = ROOT / "packaging" / "proxy" / "examples" / "proxy.json"
+        rights = output(PROGRAMS / "mux-proxy", "rights", "--config", example, "--client", "reception")
+        self.assertRegex(rights, "^gateways all, locks all: open, .*events\n$")
+
 
 if __name__ == "__main__":
     unittest.main()
