@@ -52,7 +52,7 @@ bool IsSafe(const std::string& text, const Console& console) {
         console.Complain(HazardText(fault));
     }
     if (!faults.empty()) {
-        console.Complain("not sent; --anyway sends it all the same");
+        console.Complain("not sent; use --anyway to send it");
     }
     return faults.empty();
 }
