@@ -13,8 +13,8 @@ namespace {
 constexpr Bounds kPorts = {1, 65535};
 constexpr std::uint16_t kEntrancePort = 5556;
 
-const char* const kSiteHelp = "Site of this host, for its port and the names of its locks";
-const char* const kFileHelp = "Configuration file of the Mux, for the same";
+const char* const kSiteHelp = "Take port and names from this site of the host";
+const char* const kFileHelp = "Take port and names from this Mux configuration";
 
 void Require(const CLI::App& command, const std::string& option) {
     if (command.count(option) == 0) {

@@ -5,7 +5,6 @@
 #include "tools/muxctl/BatchFile.h"
 #include "tools/muxctl/Commands.h"
 #include "tools/muxctl/Conversation.h"
-#include "tools/muxctl/Counted.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/InputFile.h"
 
@@ -20,18 +19,13 @@ int RefuseBatch(const Batch& batch, const Console& console) {
     return kUsageStatus;
 }
 
-// `done` requests of the batch have been sent.
-void ComplainOfStop(const Batch& batch, std::size_t done, const Console& console) {
-    if (done < batch.steps.size()) {
-        console.Complain("stopped after " + batch.steps.at(done - 1).place + "; not sent: " +
-                         std::to_string(batch.steps.size() - done) + " of " + Counted(batch.steps.size(), "request"));
-    }
-}
-
 int SendBatch(const Batch& batch, const Options& options, const Console& console) {
     Conversation conversation(options, console);
     int worst = kAckStatus;
     std::size_t done = 0;
+    const auto complainOfStop = [&] {
+        conversation.ComplainOfStop(batch.steps.at(done - 1).place, batch.steps.size() - done, batch.steps.size());
+    };
     try {
         while (done < batch.steps.size() && (worst == kAckStatus || options.keepsGoing)) {
             const BatchStep& step = batch.steps.at(done++);
@@ -40,10 +34,10 @@ int SendBatch(const Batch& batch, const Options& options, const Console& console
             worst = std::max(worst, conversation.AskAndPrint(step.request.Build(), title, subject));
         }
     } catch (const MuxClient::ConnectionError&) {
-        ComplainOfStop(batch, done, console);
+        complainOfStop();
         throw;
     }
-    ComplainOfStop(batch, done, console);
+    complainOfStop();
     return worst;
 }
 

@@ -16,7 +16,7 @@ void CardCollector::Add(const MuxClient::LockAddress& lock, const ListedCard& ca
     if (isNew) {
         ListOf(lock).cards.push_back(card);
     } else {
-        Refuse(card.place + ": is the card of " + first->second + " again");
+        Refuse(card.place + ": same card as " + first->second);
     }
 }
 

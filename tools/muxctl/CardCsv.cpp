@@ -144,8 +144,8 @@ class CsvCards {
             const bool isTwice =
                 column != nullptr && std::find(columns_.begin(), columns_.end(), column) != columns_.end();
             if (column == nullptr || isTwice) {
-                collector_.Refuse(PlaceOf(field.position) + (isTwice ? "a second column \"" : "no column \"") +
-                                  field.text + "\"; there may be " + ColumnNames());
+                collector_.Refuse(PlaceOf(field.position) + (isTwice ? "duplicate column \"" : "unknown column \"") +
+                                  field.text + "\"; allowed: " + ColumnNames());
                 isGood = false;
             }
             columns_.push_back(column);
@@ -155,7 +155,7 @@ class CsvCards {
 
     bool HasWhatItNeeds() {
         const std::size_t before = faults_;
-        Require(Has("card"), "the header must have a column \"card\"; there may be " + ColumnNames());
+        Require(Has("card"), "the header must have a column \"card\"; allowed: " + ColumnNames());
         Require(!(Has("gateway") && defaults_.gateway), "has a column \"gateway\", so --gateway must be left out");
         Require(!(Has("lock") && !defaults_.locks.empty()), "has a column \"lock\", so --lock must be left out");
         if (defaults_.requiresAddress) {

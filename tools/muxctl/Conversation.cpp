@@ -1,6 +1,7 @@
 #include "tools/muxctl/Conversation.h"
 
 #include "tools/muxctl/AnswerText.h"
+#include "tools/muxctl/Counted.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/Seconds.h"
@@ -50,6 +51,13 @@ int Conversation::ComplainOfSilence(const std::string& subject, const std::strin
     console_.Complain(subject + "no answer from " + options_.mux.host + ":" + std::to_string(options_.mux.port) +
                       " within " + SecondsText(options_.timeout) + hint);
     return kNoAnswerStatus;
+}
+
+void Conversation::ComplainOfStop(const std::string& last, std::size_t left, std::size_t all) const {
+    if (left > 0) {
+        console_.Complain("stopped after " + last + "; not sent: " + std::to_string(left) + " of " +
+                          Counted(all, "request"));
+    }
 }
 
 }  // namespace Muxctl

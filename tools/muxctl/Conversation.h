@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -33,6 +34,10 @@ class Conversation {
 
     // Reports that no answer came; `hint` ends the line. Returns the exit status.
     int ComplainOfSilence(const std::string& subject = "", const std::string& hint = "") const;
+
+    // Reports that the last `left` of `all` requests are not sent; `last` names the one before them. Nothing if none is
+    // left.
+    void ComplainOfStop(const std::string& last, std::size_t left, std::size_t all) const;
 
   private:
     const Options& options_;

@@ -52,7 +52,7 @@ bool IsSafe(const std::string& text, const Console& console) {
         console.Complain(HazardText(fault));
     }
     if (!faults.empty()) {
-        console.Complain("not sent; --anyway sends it all the same");
+        console.Complain("not sent; use --anyway to send it");
     }
     return faults.empty();
 }
@@ -68,9 +68,16 @@ int RunRequest(const RequestKind& kind, const Options& options, const Console& c
     const std::vector<RequestStep> steps = StepsFor(kind, options.request);
     Conversation conversation(options, console);
     int worst = kAckStatus;
-    for (const RequestStep& step : steps) {
-        const std::string subject = steps.size() > 1 ? step.Title() + ": " : "";
-        worst = std::max(worst, conversation.AskAndPrint(step.Build(), step.Title(), subject));
+    std::size_t done = 0;
+    try {
+        while (done < steps.size()) {
+            const RequestStep& step = steps.at(done++);
+            const std::string subject = steps.size() > 1 ? step.Title() + ": " : "";
+            worst = std::max(worst, conversation.AskAndPrint(step.Build(), step.Title(), subject));
+        }
+    } catch (const MuxClient::ConnectionError&) {
+        conversation.ComplainOfStop(steps.at(done - 1).Title(), steps.size() - done, steps.size());
+        throw;
     }
     return worst;
 }

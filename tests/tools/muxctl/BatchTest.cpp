@@ -17,6 +17,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::StartsWith;
 
 constexpr const char* kDone = R"({"Success":true,"ErrorCode":0})";
 constexpr const char* kRefused = R"({"ErrorCode":0,"Message":"No route"})";
@@ -59,6 +60,18 @@ TEST(LockListTest, GoesOnAfterANackAndASilenceAndEndsWithTheWorst) {
     EXPECT_THAT(program.Output(), MatchesRegex("NACK  status, gateway 1, lock 5: No route .*\n"
                                                "ACK   status, gateway 1, lock 7 .*\n"));
     EXPECT_THAT(program.ErrorOutput(), HasSubstr("muxctl: status, gateway 1, lock 6: no answer from 127.0.0.1:"));
+}
+
+TEST(LockListTest, NamesTheLastRequestBeforeALostConnection) {
+    FakeMux mux;
+    RunningProgram program(MuxctlCommand(ToPort({"open", "--gateway", "1", "--lock", "5,6,7"}, mux.Port())));
+    mux.Accept();
+    mux.Answer(mux.ReceiveText(), 0, kDone);
+    mux.ReceiveText();
+    mux.HangUp();
+    EXPECT_EQ(program.WaitForExit(), 2);
+    EXPECT_THAT(program.ErrorOutput(),
+                StartsWith("muxctl: stopped after open, gateway 1, lock 6; not sent: 1 of 3 requests\n"));
 }
 
 TEST(LockListTest, RefusesWhatIsNoList) {

@@ -81,13 +81,14 @@ TEST(CardCsvTest, FaultsHaveLineAndColumn) {
 }
 
 TEST(CardCsvTest, RefusesAHeaderThatIsNotClear) {
-    const std::string columns = "; there may be gateway, lock, card, uid, setup, options, name";
+    const std::string columns = "; allowed: gateway, lock, card, uid, setup, options, name";
     EXPECT_THAT(Read("card,crad\n04,05\n", kNothingRequired).faults,
-                ElementsAre("cards:1:6: no column \"crad\"" + columns));
-    EXPECT_THAT(Read("card,crad,dcar\n04,05,06\n", kNothingRequired).faults,
-                ElementsAre("cards:1:6: no column \"crad\"" + columns, "cards:1:11: no column \"dcar\"" + columns));
+                ElementsAre("cards:1:6: unknown column \"crad\"" + columns));
+    EXPECT_THAT(
+        Read("card,crad,dcar\n04,05,06\n", kNothingRequired).faults,
+        ElementsAre("cards:1:6: unknown column \"crad\"" + columns, "cards:1:11: unknown column \"dcar\"" + columns));
     EXPECT_THAT(Read("card,Card\n04,05\n", kNothingRequired).faults,
-                ElementsAre("cards:1:6: a second column \"Card\"" + columns));
+                ElementsAre("cards:1:6: duplicate column \"Card\"" + columns));
     EXPECT_THAT(Read("", kNothingRequired).faults,
                 ElementsAre("cards: the header must have a column \"card\"" + columns));
     EXPECT_THAT(Read("card\n04\n").faults, ElementsAre("cards: has no column \"gateway\", so --gateway is required",
@@ -118,7 +119,7 @@ TEST(CardCsvTest, RefusesACardThatIsThereAlready) {
         "5,01,yes\n"
         "5,01000000000000000000,no\n";
     EXPECT_THAT(Read(text, kNothingRequired).faults,
-                ElementsAre("cards:3: is the card of cards:2 again", "cards:7: is the card of cards:6 again"));
+                ElementsAre("cards:3: same card as cards:2", "cards:7: same card as cards:6"));
 }
 
 const CardDefaults kGatewayOnly = {1, {}, {}, true};
@@ -146,7 +147,7 @@ TEST(CardJsonTest, NamesThePlaceOfEachFault) {
         ElementsAre("cards: Locks[0].Cards[0].Card must be pairs of hexadecimal digits, not 4A1",
                     "cards: Locks[0].Cards[1].Option must be a number from 0 to 1",
                     "cards: Locks[0].Cards[2] must have a member \"Card\"",
-                    "cards: Locks[0].Cards[4]: is the card of cards: Locks[0].Cards[3] again",
+                    "cards: Locks[0].Cards[4]: same card as cards: Locks[0].Cards[3]",
                     "cards: Locks[1] must have a member \"ID\"", "cards: Locks[2] must be an object"));
     EXPECT_THAT(Read("{\"Locks\":\n [,]}", kGatewayOnly).faults,
                 ElementsAre(HasSubstr("cards: is not JSON: line 2, ")));

@@ -276,7 +276,7 @@ TEST(MuxctlTest, SaysWhyAFileCannotBeRead) {
 
 TEST(MuxctlTest, SendsNothingThatEndsTheMuxOrIsNeverAnswered) {
     const Testing::ReservedPort port;
-    const std::string notSent = "muxctl: not sent; --anyway sends it all the same\n";
+    const std::string notSent = "muxctl: not sent; use --anyway to send it\n";
     const std::vector<std::pair<std::string, std::string>> rows = {
         {R"({"MessageCode":10,"Data":{}})",
          "muxctl: /Data/gatewayID is missing; the Mux would abort\n"
