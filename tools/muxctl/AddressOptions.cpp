@@ -5,6 +5,7 @@
 #include "tools/muxctl/BulkOptions.h"
 #include "tools/muxctl/HostText.h"
 #include "tools/muxctl/IntegerOption.h"
+#include "tools/muxctl/SitePorts.h"
 #include "tools/muxctl/UsageError.h"
 
 namespace Muxctl {
@@ -49,6 +50,10 @@ void MuxOptions::Take() {
     TakeSite();
     TakeTls();
     TakeHostAndPort();
+    const bool isAddressOfSite = site_->count() > 0 && host_->count() == 0 && port_->count() == 0 && !options_.mux.tls;
+    if (isAddressOfSite) {
+        options_.foreignPort = ForeignPortText(siteName_, options_.mux.port, SitePlaces());
+    }
 }
 
 void MuxOptions::TakeSite() {

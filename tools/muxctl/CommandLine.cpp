@@ -195,8 +195,12 @@ class Parser {
             ->capture_default_str();
         watch.add_flag("--show-pins", options_.showsPins, "Print PINs, which are otherwise masked");
         AddSend();
-        AddCommand("locks", "List the gateways and locks of --site or --config", RunLocks);
-        AddHealthOptions(AddCommand("health", kHealthHelp, RunHealth), options_, gateway_);
+        takesForeignPort_.push_back(
+            &AddCommand("locks", "List the gateways and locks of --site or --config", RunLocks));
+        CLI::App& health = AddCommand("health", kHealthHelp, RunHealth);
+        AddHealthOptions(health, options_, gateway_);
+        // It reports what is wrong with the site's port itself.
+        takesForeignPort_.push_back(&health);
         AddBatchOptions(AddCommand("batch", "Send the requests of a file, one after the other", RunBatch), options_);
         AddCheckConfig();
     }
@@ -216,8 +220,9 @@ class Parser {
             AddCommandTo(whitelist, "load", "Enable whitelists and add the cards of a file", RunWhitelistLoad);
         AddCardFileOptions(load, options_, gateway_);
         AddLoadOptions(load, options_);
-        AddCardFileOptions(AddCommandTo(whitelist, "check", "Check a file for load", RunWhitelistCheck), options_,
-                           gateway_);
+        CLI::App& check = AddCommandTo(whitelist, "check", "Check a file for load", RunWhitelistCheck);
+        AddCardFileOptions(check, options_, gateway_);
+        takesForeignPort_.push_back(&check);
     }
 
     void AddSend() {
@@ -285,6 +290,7 @@ class Parser {
                                                   : std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         gateway_.Take();
         lock_.Take();
+        CheckPort();
         for (const auto& [subcommand, command] : commands_) {
             if (subcommand->parsed()) {
                 result_.command = command;
@@ -292,6 +298,15 @@ class Parser {
         }
         if (help_->parsed()) {
             TakeText(HelpOfCommand(app_, helpWords_));
+        }
+    }
+
+    // A command that connects would operate another site's locks.
+    void CheckPort() const {
+        const bool isTaken = std::any_of(takesForeignPort_.begin(), takesForeignPort_.end(),
+                                         [](const CLI::App* command) { return command->parsed(); });
+        if (!options_.foreignPort.empty() && !isTaken) {
+            throw UsageError(options_.foreignPort);
         }
     }
 
@@ -307,6 +322,8 @@ class Parser {
     std::vector<std::string> helpWords_;
     std::map<std::string, CLI::App*> groups_;
     std::vector<std::pair<CLI::App*, Command>> commands_;
+    // Commands that may be called though the site's port is another's: they do not connect to it.
+    std::vector<CLI::App*> takesForeignPort_;
 };
 
 }  // namespace

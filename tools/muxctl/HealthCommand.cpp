@@ -49,6 +49,10 @@ int ComplainOfProxy(const MuxClient::Refusal& refusal, const Options& options, c
 }
 
 int CheckMux(const Options& options, const Console& console) {
+    if (!options.foreignPort.empty()) {
+        console.Complain(options.foreignPort);
+        return kNoAnswerStatus;
+    }
     Conversation conversation(options, console);
     const Conversation::Outcome outcome = conversation.Ask(QuestionToTheMux(options));
     if (!outcome.answer) {
@@ -117,6 +121,9 @@ HealthReport CheckGateways(std::vector<GatewayHealth> gateways, const Options& o
 HealthReport ReportOn(const std::vector<GatewayHealth>& gateways, const Options& options, const Console& console) {
     if (gateways.empty()) {
         return Critical("the configuration has no gateways");
+    }
+    if (!options.foreignPort.empty()) {
+        return Critical(options.foreignPort);
     }
     try {
         return CheckGateways(gateways, options, console);

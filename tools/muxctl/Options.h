@@ -27,6 +27,8 @@ struct Options {
     bool json = false;
     // Of --config or --site, when one is given; its port is in `mux` unless the command line has another.
     std::optional<Site> site;
+    // Why the Mux on that port is not this site's; empty if it is.
+    std::string foreignPort;
 
     RequestOptions request;
     // How many events to wait for, 0 for no end.

@@ -64,6 +64,13 @@ std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t por
     return std::nullopt;
 }
 
+std::string ForeignPortText(const std::string& site, std::uint16_t port, const SitePlaces& places) {
+    const std::optional<std::string> owner = SiteBefore(site, port, places);
+    return owner ? "port " + std::to_string(port) + " belongs to the site " + *owner + ", which was enabled before " +
+                       site
+                 : "";
+}
+
 PortComparison::PortComparison(const std::vector<std::string>& sites, const SitePlaces& places) {
     for (const std::string& site : sites) {
         ports_[site] = PortOf(site, places);

@@ -41,6 +41,10 @@ SitePort PortOf(const std::string& site, const SitePlaces& places);
 // keeps the port. Nothing if there is none.
 std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t port, const SitePlaces& places);
 
+// Why a site cannot be reached on this port: "port 5555 belongs to the site hall, which was enabled before annex".
+// Empty if the port is its own.
+std::string ForeignPortText(const std::string& site, std::uint16_t port, const SitePlaces& places);
+
 // The ports of these sites, looked at together. Adds to the report of a site what is wrong with its port: that it is
 // none, cannot be determined or is that of another site.
 class PortComparison {

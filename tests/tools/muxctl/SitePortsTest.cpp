@@ -42,6 +42,9 @@ TEST(SitePortsTest, BelongToTheSiteThatWasEnabledFirst) {
     sites.Enable("yard", 20);
     EXPECT_EQ(SiteBefore("hall", 5555, sites.Places()), std::nullopt);
     EXPECT_EQ(SiteBefore("annex", 5555, sites.Places()), "hall");
+    EXPECT_EQ(ForeignPortText("annex", 5555, sites.Places()),
+              "port 5555 belongs to the site hall, which was enabled before annex");
+    EXPECT_EQ(ForeignPortText("hall", 5555, sites.Places()), "");
     EXPECT_EQ(SiteBefore("other", 5555, sites.Places()), "annex") << "not enabled itself";
     EXPECT_EQ(SiteBefore("hall", 6000, sites.Places()), "apart");
     std::filesystem::remove(std::filesystem::path(sites.Places().folder) / "hall.json");
