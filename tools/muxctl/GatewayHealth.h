@@ -17,7 +17,7 @@ constexpr std::int32_t kNoLock = 256;
 struct GatewayHealth {
     enum class State {
         kSilent,
-        // The Mux has no such gateway, or is not connected to it.
+        // The Mux has no such gateway, or is not connected to it; or the proxy refuses to ask.
         kRefused,
         // It answers, but otherwise than it should.
         kUnexpected,
