@@ -10,6 +10,7 @@ import unittest
 from examples import DEADLINE, ExampleTest, adapted, skip, skip_without, wait_until
 
 INSIDE = "inside"
+PROXY_RULES = "../proxy/examples/nftables-proxy.conf"
 MUX, LISTED, UNLISTED, GATEWAY = "192.168.1.5", "192.168.1.10", "192.168.1.99", "192.168.2.20"
 CONNECTS = """
 import socket, sys
@@ -64,8 +65,12 @@ class Firewall(ExampleTest):
         self.start(*command).wait_for("listening", deadline=DEADLINE)
 
     def load(self, user):
-        """The rules, with this user in place of the Mux's. The second time they replace the first."""
-        file = self.write("nftables.conf", adapted("nftables.conf", {'"dw-hal-mux"': user}))
+        """The rules, with this user in place of the Mux's."""
+        self.load_rules(adapted("nftables.conf", {'"dw-hal-mux"': user}))
+
+    def load_rules(self, text):
+        """The second time they replace the first."""
+        file = self.write("nftables.conf", text)
         run("nft", "--check", "--file", file)
         for _ in range(2):
             run("nft", "--file", file)
@@ -90,6 +95,15 @@ class Firewall(ExampleTest):
         self.assertTrue(self.connects("", GATEWAY, 2101))
         self.load(user=os.getuid() + 1)
         self.assertFalse(self.connects("", GATEWAY, 2101))
+
+    def test_lets_only_the_proxy_and_the_health_check_reach_the_mux_behind_a_proxy(self):
+        for user, connects in ((os.getuid(), True), (os.getuid() + 1, False)):
+            self.load_rules(adapted(PROXY_RULES, {'"dw-hal-mux-proxy", "dw-hal-mux"': f"{user}, {user + 2}"}))
+            for address in ("127.0.0.1", MUX):
+                self.assertEqual(self.connects("", address, 5555), connects, address)
+            self.assertFalse(self.connects(LISTED, MUX, 5555, beyond=True))
+            self.assertTrue(self.connects("", "127.0.0.1", 22))
+            self.assertTrue(self.connects(LISTED, MUX, 22, beyond=True))
 
 
 def enter_namespaces():
