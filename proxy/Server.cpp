@@ -81,7 +81,9 @@ void Server::Listen() {
 
 void Server::Run() {
     // A client that has gone is noticed by the error of the call.
-    std::signal(SIGPIPE, SIG_IGN);
+    if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
+        throw std::runtime_error("SIGPIPE cannot be ignored");
+    }
     for (Tcp::acceptor& acceptor : acceptors_) {
         Accept(acceptor);
     }

@@ -44,7 +44,7 @@ void ObjectReader::Read(const Value& value, const std::string& pointer, const Ob
     }
     for (const auto& content : value.GetObject()) {
         const std::string name = Json::StringOf(content.name);
-        const std::string at = pointer + '/' + name;
+        const std::string at = std::string(pointer).append("/").append(name);
         const auto member =
             std::find_if(members.begin(), members.end(), [&](const ObjectMember& known) { return known.name == name; });
         if (member == members.end()) {

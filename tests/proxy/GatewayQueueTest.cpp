@@ -59,7 +59,7 @@ TEST_F(GatewayQueueTest, SendsTheNextRequestTwoSecondsAfterOneWithoutAnAnswer) {
 }
 
 TEST_F(GatewayQueueTest, AnAnswerToAnOlderRequestDoesNotHurryTheNext) {
-    for (const RequestNumber request : {1, 2, 3}) {
+    for (const RequestNumber request : {1U, 2U, 3U}) {
         Add(kReception, request);
     }
     After(seconds(0));
@@ -79,7 +79,7 @@ TEST_F(GatewayQueueTest, LeavesAtMostFourUnanswered) {
 }
 
 TEST_F(GatewayQueueTest, ClientsTakeTurns) {
-    for (const RequestNumber request : {1, 2, 3}) {
+    for (const RequestNumber request : {1U, 2U, 3U}) {
         Add(kReception, request);
     }
     Add(kGate, 11);
@@ -100,7 +100,7 @@ TEST_F(GatewayQueueTest, AFloodingClientFillsItsOwnRoomOnly) {
 }
 
 TEST_F(GatewayQueueTest, ARequestThatWaitsFiveSecondsIsNotSent) {
-    for (const RequestNumber request : {1, 2, 3, 4}) {
+    for (const RequestNumber request : {1U, 2U, 3U, 4U}) {
         Add(kReception, request);
     }
     EXPECT_THAT(SentAfter(seconds(0)), ElementsAre(1));

@@ -23,6 +23,14 @@ void Require(const CLI::App& command, const std::string& option) {
     }
 }
 
+Site ReadUsableSite(const SiteSource& source) {
+    try {
+        return ReadSite(source);
+    } catch (const UsageError& error) {
+        throw SiteError(error.what());
+    }
+}
+
 std::int32_t GatewayOf(const std::optional<Site>& site, const std::string& idOrName) {
     const std::string fault = CheckId(idOrName);
     if (!site && !fault.empty()) {
@@ -58,9 +66,9 @@ void MuxOptions::Take() {
 
 void MuxOptions::TakeSite() {
     if (site_->count() > 0) {
-        options_.site = ReadSite(SiteNamed(siteName_));
+        options_.site = ReadUsableSite(SiteNamed(siteName_));
     } else if (file_->count() > 0) {
-        options_.site = ReadSite(SiteOfFile(configuration_));
+        options_.site = ReadUsableSite(SiteOfFile(configuration_));
     }
 }
 

@@ -108,6 +108,8 @@ class Parser {
             Take();
         } catch (const CLI::ParseError& error) {
             TakeEnd(error, {arguments + 1, arguments + argumentCount});
+        } catch (const SiteError& error) {
+            TakeSiteError(error);
         } catch (const UsageError& error) {
             Complain(error.what());
         }
@@ -201,6 +203,7 @@ class Parser {
         AddHealthOptions(health, options_, gateway_);
         // It reports what is wrong with the site's port itself.
         takesForeignPort_.push_back(&health);
+        health_ = &health;
         AddBatchOptions(AddCommand("batch", "Send the requests of a file, one after the other", RunBatch), options_);
         AddCheckConfig();
     }
@@ -276,6 +279,18 @@ class Parser {
         TakeText(output.str());
     }
 
+    // A monitor reads from standard output why a site is not well, and knows no other status than 0 to 3.
+    void TakeSiteError(const SiteError& error) {
+        if (health_ == nullptr || !health_->parsed()) {
+            Complain(error.what());
+            return;
+        }
+        result_.command = [text = std::string(error.what())](const Options&, const Console& console) {
+            console.PrintLine("CRITICAL - " + Printable(text));
+            return kNoAnswerStatus;
+        };
+    }
+
     // Help and version are results too, and a script learns when they cannot be written.
     void TakeText(const std::string& text) {
         result_.command = [text](const Options&, const Console& console) {
@@ -319,6 +334,7 @@ class Parser {
     CLI::App app_{kDescription, "muxctl"};
     CLI::Option* timeout_ = nullptr;
     CLI::App* help_ = nullptr;
+    CLI::App* health_ = nullptr;
     std::vector<std::string> helpWords_;
     std::map<std::string, CLI::App*> groups_;
     std::vector<std::pair<CLI::App*, Command>> commands_;

@@ -24,7 +24,9 @@ std::string Verdict(const ConfigurationReport& report, const Style& style) {
     if (!report.isUsable) {
         return style.Paint(Colour::kRed, "unusable");
     }
-    const std::string content = Counted(report.gatewayCount, "gateway") + ", " + Counted(report.lockCount, "lock");
+    const bool areAllCreated = report.createdCount == report.gatewayCount;
+    const std::string content = (areAllCreated ? "" : std::to_string(report.createdCount) + " of ") +
+                                Counted(report.gatewayCount, "gateway") + ", " + Counted(report.lockCount, "lock");
     return report.findings.empty() ? style.Paint(Colour::kGreen, "valid") + ": " + content
                                    : style.Paint(Colour::kYellow, "usable") + ", with " +
                                          Counted(report.findings.size(), "warning") + ": " + content;

@@ -58,7 +58,7 @@ TEST_F(CheckConfigTest, EndsWithOneAfterWarnings) {
     EXPECT_EQ(ending.output, file_ +
                                  ": warning: Gateways[0].IpAddress is empty; the Mux leaves this gateway out, and its "
                                  "doors do not work\n" +
-                                 file_ + ": usable, with 1 warning: 1 gateway, 0 locks\n");
+                                 file_ + ": usable, with 1 warning: 0 of 1 gateway, 0 locks\n");
 }
 
 TEST_F(CheckConfigTest, EndsWithTwoWhereTheMuxWouldEnd) {

@@ -161,6 +161,13 @@ TEST_F(SiteHealthTest, AsksAGatewayByItsName) {
     EXPECT_EQ(RunMuxctl({"health", "--all"}).status, 64);
 }
 
+TEST_F(SiteHealthTest, IsCriticalWithFilesThatCannotBeUsed) {
+    folder_.Write("hall.json", "{");
+    const Ending ending = Health({"--all"});
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.output, StartsWith("CRITICAL - " + file_ + " is not JSON"));
+}
+
 TEST_F(SiteHealthTest, IsCriticalWithoutAnyGateway) {
     folder_.Write("hall.json", "{}");
     const Ending ending = Health({"--all"});

@@ -10,8 +10,8 @@
 namespace Muxctl {
 namespace {
 
-const ConfigurationReport kFine = {true, 1, 2, {}};
-const ConfigurationReport kOneWarning = {true, 2, 1, {{Finding::Level::kWarning, "Gateways[0].Port", "is 0"}}};
+const ConfigurationReport kFine = {true, 1, 2, {}, 1};
+const ConfigurationReport kOneWarning = {true, 2, 1, {{Finding::Level::kWarning, "Gateways[0].Port", "is 0"}}, 1};
 const ConfigurationReport kUnusable = {
     false, 0, 0, {{Finding::Level::kError, "", "is not JSON"}, {Finding::Level::kWarning, "\"a\n\"", "is not known"}}};
 
@@ -31,7 +31,7 @@ TEST(ReportTextTest, HasALineForEachFindingAndOneForTheWhole) {
     EXPECT_EQ(ReportText(kFine, "mux.json", Style(false)), "mux.json: valid: 1 gateway, 2 locks");
     EXPECT_EQ(ReportText(kOneWarning, "mux.json", Style(false)),
               "mux.json: warning: Gateways[0].Port is 0\n"
-              "mux.json: usable, with 1 warning: 2 gateways, 1 lock");
+              "mux.json: usable, with 1 warning: 1 of 2 gateways, 1 lock");
     EXPECT_EQ(ReportText(kUnusable, "mux.json", Style(false)),
               "mux.json: error: the document is not JSON\n"
               "mux.json: warning: \"a?\" is not known\n"
