@@ -25,7 +25,7 @@ struct MuxSettings {
 struct CertificateSettings {
     std::string certificate;
     std::string key;
-    // Whoever signs clients' certificates.
+    // Signs the certificates of clients.
     std::string authority;
     std::string revocationList;
 };
