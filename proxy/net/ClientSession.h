@@ -39,7 +39,7 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     static constexpr std::size_t kMostPending = 1U << 20U;
     static constexpr std::chrono::seconds kLongestWait{10};
     static constexpr unsigned kRequestsPerSecond = 100;
-    // A refused request takes the share of so many: whoever floods the audit with refusals does so slowly.
+    // A refused request takes the share of so many, so that nobody floods the audit with refusals.
     static constexpr unsigned kShareOfRefused = 20;
 
     // The owner outlives the loop's last run. Throws std::bad_alloc.
