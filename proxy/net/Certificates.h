@@ -2,6 +2,7 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,7 +21,8 @@ using TlsPointer = std::unique_ptr<SSL, TlsRelease>;
 // revoked, and for use by a client. Immutable; changed files make a new object. For the network loop.
 class Certificates {
   public:
-    // Reads the files. Throws std::runtime_error with a sentence for people when one cannot be used.
+    // Reads the files; never asks for a password. Throws std::runtime_error with a sentence for people when one cannot
+    // be used: also a revocation list that is over or not signed by the authority, since nobody would be let in.
     explicit Certificates(const CertificateSettings& settings);
 
     // The state of a new connection: TLS 1.2 or 1.3, a client's certificate required, no resumption, so that each
@@ -38,8 +40,9 @@ class Certificates {
 // bytes.
 std::string PeerName(SSL& connection);
 
-// How many whole days the first certificate of the file is still valid, negative if it has ended; nothing if the file
-// has none. Any thread.
-std::optional<int> DaysLeft(const std::string& file);
+// How long all certificates of the file are still valid, or all revocation lists; negative if one has ended, nothing if
+// the file has none. Any thread.
+std::optional<std::chrono::seconds> TimeLeftOfCertificates(const std::string& file);
+std::optional<std::chrono::seconds> TimeLeftOfRevocationList(const std::string& file);
 
 }  // namespace MuxProxy
