@@ -47,7 +47,7 @@ class Check(Installation):
         openssl("pkey", "-in", self.authority / "server.key", "-aes256", "-passout", "pass:secret", "-out", locked)
         openssl("req", "-x509", "-key", other, "-subj", "/CN=short", "-days", "10", "-out", short)
         self.assert_finds_in_certificates(1, "missing.key cannot be used: No such file", Key="missing.key")
-        self.assert_finds_in_certificates(1, "mux.json cannot be used: there is none in it, in PEM", Key=self.mux_file)
+        self.assert_finds_in_certificates(1, "mux.json cannot be used: there is none in it", Key=self.mux_file)
         self.assert_finds_in_certificates(1, "other.key cannot be used: key values mismatch", Key=other)
         self.assert_finds_in_certificates(1, "locked.key cannot be used: it has a password", Key=locked)
         self.assert_finds_in_certificates(0, "warning: the certificate " + str(short), Certificate=short, Key=other)
@@ -106,7 +106,8 @@ class Schema(Installation):
             yield from ((value, True) for value in rule["enum"])
             yield "unheard", False
         elif rule.get("type") == "string":
-            yield from (("text", True), ("", False), (1, False)) if "minLength" in rule else (("3-5", True), ("-7--6", True))
+            texts = (("text", True), ("", False), (1, False)) if "minLength" in rule else (("3-5", True), ("-7--6", True))
+            yield from texts
         elif rule.get("type") == "boolean":
             yield from ((True, True), (1, False))
 
@@ -115,7 +116,8 @@ class Schema(Installation):
         rule = self.resolved(rule)
         if rule.get("type") == "object":
             yield {**value, "Unheard": 1}, False
-            yield from (({name: value[name] for name in value if name != gone}, False) for gone in rule.get("required", ()))
+            for gone in rule.get("required", ()):
+                yield {name: value[name] for name in value if name != gone}, False
             for name, member in rule["properties"].items():
                 for inner, isAllowed in self.spoiled(member, value.get(name, {})):
                     yield {**value, name: inner}, isAllowed

@@ -46,9 +46,9 @@ def new_revocation_list(folder, file, *times):
 class TlsClient:
     """A client that speaks the client protocol inside TLS."""
 
-    def __init__(self, site, name, deadline=20.0, context=None):
+    def __init__(self, site, name, deadline=20.0, context=None, host="127.0.0.1", source=None):
         self.buffer = b""
-        plain = socket.create_connection(("127.0.0.1", site.proxy_port), deadline)
+        plain = socket.create_connection((host, site.proxy_port), deadline, source and (source, 0))
         self.socket = (context or site.context(name)).wrap_socket(plain, server_hostname="localhost")
 
     def send(self, text):
@@ -97,7 +97,10 @@ class TlsClient:
 
 
 def result(message):
-    """0 for an ACK, the error code of a NACK."""
+    """0 for an ACK, the error code of a NACK. Either must have the members that answer.schema.json requires."""
+    members = ["Timestamp", "MessageID", "MessageCode", "Data"]
+    if list(message) != members or (message["MessageCode"] != 0 and list(message["Data"]) != ["ErrorCode", "Message"]):
+        raise PlayError(f"{message} is not an answer")
     return 0 if message["MessageCode"] == 0 else message["Data"]["ErrorCode"]
 
 
