@@ -44,6 +44,14 @@ const FaultName* FindFaultName(std::string_view name) {
     return nullptr;
 }
 
+std::vector<std::string_view> FaultNames() {
+    std::vector<std::string_view> names;
+    for (const FaultName& row : kFaultNames) {
+        names.emplace_back(row.name);
+    }
+    return names;
+}
+
 std::string DescribeFault(const Fault& fault) {
     const FaultName& row = NameOf(fault.kind);
     std::string text = row.name;
