@@ -46,6 +46,7 @@ const FaultName* FindFaultName(std::string_view name) {
 
 std::vector<std::string_view> FaultNames() {
     std::vector<std::string_view> names;
+    names.reserve(kFaultNames.size());
     for (const FaultName& row : kFaultNames) {
         names.emplace_back(row.name);
     }

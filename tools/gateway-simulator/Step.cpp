@@ -69,6 +69,7 @@ std::optional<Step> ParseFlow(std::string_view line) {
 
 std::vector<std::string_view> FlowWords() {
     std::vector<std::string_view> words;
+    words.reserve(kFlowWords.size());
     for (const FlowWord& word : kFlowWords) {
         words.emplace_back(word.word);
     }
