@@ -53,7 +53,7 @@ Server::Server(Configuration configuration, ReadAgain readAgain)
       mux_(loop_, configuration_.mux, *this),
       signals_(loop_, SIGTERM, SIGINT, SIGHUP),
       timer_(loop_),
-      acceptTimer_(loop_) {
+      turns_(loop_) {
     Listen();
 }
 
@@ -71,7 +71,7 @@ void Server::Listen() {
             acceptor.set_option(Tcp::acceptor::reuse_address(true));
             acceptor.bind(endpoint);
             acceptor.listen();
-            acceptors_.push_back(std::move(acceptor));
+            listeners_.push_back({std::move(acceptor), asio::steady_timer(loop_)});
         } catch (const boost::system::system_error& error) {
             throw std::runtime_error("cannot listen on " + address + " port " +
                                      std::to_string(configuration_.listen.port) + ": " + error.code().message());
@@ -84,8 +84,8 @@ void Server::Run() {
     if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
         throw std::runtime_error("SIGPIPE cannot be ignored");
     }
-    for (Tcp::acceptor& acceptor : acceptors_) {
-        Accept(acceptor);
+    for (Listener& listener : listeners_) {
+        Accept(listener);
     }
     WaitForSignal();
     mux_.Start();
@@ -95,20 +95,20 @@ void Server::Run() {
     audit_.Add(0, ProxyRow("stopped"));
 }
 
-void Server::Accept(Tcp::acceptor& acceptor) {
-    acceptor.async_accept([this, &acceptor](const Error& error, Tcp::socket socket) {
-        if (error == asio::error::operation_aborted) {
+void Server::Accept(Listener& listener) {
+    listener.acceptor.async_accept([this, &listener](const Error& error, Tcp::socket socket) {
+        if (isEnding_) {
             return;
         }
         if (!error) {
             Take(std::move(socket));
-            Accept(acceptor);
+            Accept(listener);
             return;
         }
-        acceptTimer_.expires_after(kPauseOfAccepting);
-        acceptTimer_.async_wait([this, &acceptor](const Error& aborted) {
-            if (!aborted) {
-                Accept(acceptor);
+        listener.timer.expires_after(kPauseOfAccepting);
+        listener.timer.async_wait([this, &listener](const Error& aborted) {
+            if (!aborted && !isEnding_) {
+                Accept(listener);
             }
         });
     });
@@ -116,16 +116,15 @@ void Server::Accept(Tcp::acceptor& acceptor) {
 
 void Server::Take(Tcp::socket socket) {
     const LimitSettings& limits = configuration_.limits;
-    if (sessions_.size() >= limits.connections) {
+    const auto session = std::make_shared<ClientSession>(std::move(socket), *certificates_, limits, turns_,
+                                                         static_cast<SessionOwner&>(*this));
+    const auto ofAddress = byAddress_.find(session->Address());
+    const std::size_t others = ofAddress == byAddress_.end() ? 0 : ofAddress->second;
+    if (sessions_.size() >= limits.connections || others >= limits.connectionsPerAddress) {
+        NoteTurnedAway(*session, "too many connections");
         return;
     }
-    const auto session =
-        std::make_shared<ClientSession>(std::move(socket), *certificates_, limits, static_cast<SessionOwner&>(*this));
-    std::size_t& ofAddress = byAddress_[session->Address()];
-    if (ofAddress >= limits.connectionsPerAddress) {
-        return;
-    }
-    ++ofAddress;
+    ++byAddress_[session->Address()];
     sessions_.emplace(session.get(), session);
     session->Start();
 }
@@ -289,8 +288,11 @@ void Server::Reload() {
 // The loop ends when it has nothing to do any more.
 void Server::Stop() {
     sd_notify(0, "STOPPING=1");
-    acceptors_.clear();
-    acceptTimer_.cancel();
+    for (Listener& listener : listeners_) {
+        Error ignored;
+        listener.acceptor.close(ignored);
+        listener.timer.cancel();
+    }
     mux_.Close();
     dispatcher_.EndAll();
     asio::post(loop_, [this] {

@@ -5,11 +5,11 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "proxy/audit/AuditLog.h"
 #include "proxy/configuration/Configuration.h"
@@ -36,6 +36,13 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
 
   private:
     using Tcp = boost::asio::ip::tcp;
+
+    struct Listener {
+        Tcp::acceptor acceptor;
+        // Of its pause when there are no descriptors.
+        boost::asio::steady_timer timer;
+    };
+
     using SessionPointer = std::shared_ptr<ClientSession>;
 
     void SessionOpened(ClientSession& session) override;
@@ -51,7 +58,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void PostAudited(RequestNumber request, bool isWritten) override;
 
     void Listen();
-    void Accept(Tcp::acceptor& acceptor);
+    void Accept(Listener& listener);
     void Take(Tcp::socket socket);
     void WaitForSignal();
     void Reload();
@@ -69,8 +76,8 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     MuxLink mux_;
     boost::asio::signal_set signals_;
     boost::asio::steady_timer timer_;
-    boost::asio::steady_timer acceptTimer_;
-    std::vector<Tcp::acceptor> acceptors_;
+    SessionTurns turns_;
+    std::list<Listener> listeners_;
     // All connections, and of those that were let in their numbers.
     std::map<ClientSession*, SessionPointer> sessions_;
     std::map<ClientSession*, ClientNumber> numbers_;

@@ -62,6 +62,8 @@ Certificates::Certificates(const CertificateSettings& settings) : context_(SSL_C
     SSL_CTX_set_options(context, SSL_OP_NO_TICKET | SSL_OP_NO_RENEGOTIATION | SSL_OP_CIPHER_SERVER_PREFERENCE);
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_num_tickets(context, 0);
+    // A call takes one record, so that a client which sends others than data comes back for each.
+    SSL_CTX_clear_mode(context, SSL_MODE_AUTO_RETRY);
     // Hundreds of connections wait for events and need no buffers meanwhile.
     SSL_CTX_set_mode(context,
                      SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);

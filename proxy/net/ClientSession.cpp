@@ -13,6 +13,10 @@ namespace asio = boost::asio;
 using Error = boost::system::error_code;
 using std::chrono::milliseconds;
 
+// A piece of the stream, the request in it, and that there is nothing more.
+constexpr unsigned kStepsAtOnce = 3;
+constexpr unsigned kStepsInATurn = 16;
+
 std::string AddressOf(const ClientSession::Socket& socket) {
     Error error;
     const asio::ip::address address = socket.remote_endpoint(error).address();
@@ -26,10 +30,11 @@ std::string AddressOf(const ClientSession::Socket& socket) {
 }  // namespace
 
 ClientSession::ClientSession(Socket socket, const Certificates& certificates, const LimitSettings& limits,
-                             SessionOwner& owner)
+                             SessionTurns& turns, SessionOwner& owner)
     : socket_(std::move(socket)),
       stream_(certificates.NewConnection(), socket_.native_handle()),
       limits_(limits),
+      turns_(turns),
       owner_(owner),
       readTimer_(socket_.get_executor()),
       writeTimer_(socket_.get_executor()),
@@ -43,13 +48,21 @@ void ClientSession::Start() {
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
     socket_.set_option(asio::socket_base::keep_alive(true), ignored);
     Watch(readTimer_, limits_.handshake, "the handshake took too long");
-    Shake();
+    Wait(WaitType::wait_read, &ClientSession::AskToShake);
+}
+
+void ClientSession::AskToShake() {
+    turns_.handshakes.Ask([self = shared_from_this()] {
+        if (self->isOpen_) {
+            self->Shake();
+        }
+    });
 }
 
 void ClientSession::Shake() {
     const TlsStream::Result result = stream_.Shake();
     if (result != TlsStream::Result::kDone) {
-        After(result, &ClientSession::Shake);
+        After(result, &ClientSession::AskToShake);
         return;
     }
     readTimer_.cancel();
@@ -98,44 +111,59 @@ void ClientSession::Watch(Timer& timer, milliseconds time, const char* reason) {
 }
 
 void ClientSession::Read() {
-    std::array<char, 4096> bytes;
-    while (isOpen_ && TakeTexts()) {
-        std::size_t count = 0;
-        const TlsStream::Result result = stream_.Read(bytes.data(), bytes.size(), count);
-        if (result != TlsStream::Result::kDone) {
-            if (limits_.idle.count() > 0) {
-                Watch(readTimer_, limits_.idle, "nothing came for too long");
-            }
-            After(result, &ClientSession::Read);
+    ReadSome(kStepsAtOnce);
+}
+
+void ClientSession::AskToReadOn() {
+    turns_.readings.Ask([self = shared_from_this()] { self->ReadSome(kStepsInATurn); });
+}
+
+void ClientSession::ReadSome(unsigned steps) {
+    for (; isOpen_ && steps > 0; --steps) {
+        Refill();
+        if (share_ == 0) {
+            Rest();
             return;
         }
-        cutter_.Add({bytes.data(), count});
+        if (!TakeText() && !ReadPiece()) {
+            return;
+        }
+    }
+    if (isOpen_) {
+        AskToReadOn();
     }
 }
 
-bool ClientSession::TakeTexts() {
-    Refill();
+bool ClientSession::TakeText() {
     try {
-        while (isOpen_ && share_ > 0) {
-            const std::optional<std::string> text = cutter_.Next();
-            if (!text) {
-                return true;
-            }
+        const std::optional<std::string> text = cutter_.Next();
+        if (text) {
             Spend(owner_.SessionReceived(*this, *text) ? 1 : kShareOfRefused);
         }
+        return text.has_value();
     } catch (const MuxClient::ProtocolError& error) {
         Close(error.what());
-        return false;
+        return true;
     }
-    Rest();
+}
+
+bool ClientSession::ReadPiece() {
+    std::array<char, 4096> bytes;
+    std::size_t count = 0;
+    const TlsStream::Result result = stream_.Read(bytes.data(), bytes.size(), count);
+    if (result == TlsStream::Result::kDone) {
+        cutter_.Add({bytes.data(), count});
+        return true;
+    }
+    if (limits_.idle.count() > 0) {
+        Watch(readTimer_, limits_.idle, "nothing came for too long");
+    }
+    After(result, &ClientSession::Read);
     return false;
 }
 
 // Others come first: what it sends stays in the kernel meanwhile.
 void ClientSession::Rest() {
-    if (!isOpen_) {
-        return;
-    }
     paceTimer_.expires_after(milliseconds(1000 / kRequestsPerSecond));
     paceTimer_.async_wait([self = shared_from_this()](const Error& error) {
         if (!error && self->isOpen_) {

@@ -9,6 +9,7 @@
 
 #include "proxy/configuration/Configuration.h"
 #include "proxy/net/TlsStream.h"
+#include "proxy/net/Turns.h"
 #include "tools/client/PacketCutter.h"
 
 namespace MuxProxy {
@@ -31,8 +32,8 @@ class SessionOwner {
 // One client's TLS connection: handshake, packets in, bare texts out.
 //
 // Nobody waits for a client. What it does not take is kept, up to kMostPending bytes and for kLongestWait, then the
-// connection is closed. A client that sends more than kRequestsPerSecond is read more slowly. For the network loop;
-// lives as long as something is under way on it.
+// connection is closed. A client that sends more than kRequestsPerSecond is read more slowly; handshakes, and what one
+// sends beyond a request at a time, take turns. For the network loop; lives as long as something is under way on it.
 class ClientSession : public std::enable_shared_from_this<ClientSession> {
   public:
     using Socket = boost::asio::ip::tcp::socket;
@@ -42,8 +43,9 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     // A refused request takes the share of so many, so that nobody floods the audit with refusals.
     static constexpr unsigned kShareOfRefused = 20;
 
-    // The owner outlives the loop's last run. Throws std::bad_alloc.
-    ClientSession(Socket socket, const Certificates& certificates, const LimitSettings& limits, SessionOwner& owner);
+    // The owner and the turns outlive the loop's last run. Throws std::bad_alloc.
+    ClientSession(Socket socket, const Certificates& certificates, const LimitSettings& limits, SessionTurns& turns,
+                  SessionOwner& owner);
 
     void Start();
     // Does nothing on a closed session.
@@ -62,10 +64,16 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     using Timer = boost::asio::steady_timer;
     using WaitType = Socket::wait_type;
 
+    void AskToShake();
     void Shake();
     void Read();
-    // Hands texts over while the client's share lasts. False when there is nothing more to read for now.
-    bool TakeTexts();
+    void AskToReadOn();
+    // At most so many texts and pieces of the stream; asks for a turn if there may be more.
+    void ReadSome(unsigned steps);
+    // False if there is no whole text.
+    bool TakeText();
+    // False if there is nothing to read now, and the session waits for it.
+    bool ReadPiece();
     void Rest();
     void Write();
     void Refill();
@@ -78,6 +86,7 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     Socket socket_;
     TlsStream stream_;
     const LimitSettings limits_;
+    SessionTurns& turns_;
     SessionOwner& owner_;
     Timer readTimer_;
     Timer writeTimer_;

@@ -3,13 +3,15 @@
 
 A client asks the Mux directly, through stunnel and through mux-proxy, in turns, at random moments; what each adds is the
 difference of the medians. Requests go to a gateway that is not configured: the Mux refuses them at once, so that no pace
-of a gateway hides what is added. Then TLS clients by the hundred: handshakes, memory, idle CPU time.
+of a gateway hides what is added. Then TLS clients by the hundred: handshakes, memory, idle CPU time. Then a client beside
+others that behave badly.
 """
 import json
 import os
 import pathlib
 import random
 import shutil
+import socket
 import ssl
 import statistics
 import subprocess
@@ -17,12 +19,15 @@ import sys
 import tempfile
 import time
 
+import proxy_neighbours
 from programs import Client, Program, free_port
 
 ROUNDS = 4
 REQUESTS = 300
 HANDSHAKES = 300
 IDLE_SECONDS = 20
+REQUESTS_BESIDE_NEIGHBOURS = 400
+MOST_BESIDE_NEIGHBOURS = 50.0
 UNKNOWN_GATEWAY = 99
 
 # Figure, unit, the most it may be.
@@ -32,7 +37,7 @@ TARGETS = [
     ("memory without clients", "KiB", 12 * 1024),
     ("memory per client of 500", "KiB", 40),
     ("idle CPU with 50 clients", "%", 0.1),
-]
+] + [(f"longest wait beside clients {kind}", "ms", MOST_BESIDE_NEIGHBOURS) for kind in proxy_neighbours.KINDS]
 
 
 def request(code):
@@ -43,6 +48,7 @@ def request(code):
 class TlsClient(Client):
     def __init__(self, port, context):
         super().__init__(port)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self.socket = context.wrap_socket(self.socket, server_hostname="localhost")
 
 
@@ -101,15 +107,15 @@ verifyChain = yes
         tunnel = self.start(shutil.which("stunnel4") or shutil.which("stunnel"), str(settings))
         tunnel.wait_for("Configuration successful")
 
+    def latency(self, client, code):
+        time.sleep(random.uniform(0.011, 0.015))  # below the pace at which the proxy reads a client
+        begin = time.perf_counter()
+        client.send(request(code))
+        client.receive()
+        return (time.perf_counter() - begin) * 1000
+
     def latencies(self, client, code):
-        times = []
-        for _ in range(REQUESTS):
-            time.sleep(random.uniform(0.011, 0.015))  # below the pace at which the proxy reads a client
-            begin = time.perf_counter()
-            client.send(request(code))
-            client.receive()
-            times.append((time.perf_counter() - begin) * 1000)
-        return times
+        return [self.latency(client, code) for _ in range(REQUESTS)]
 
     def measure_latencies(self):
         clients = {"direct": Client(self.mux_port), "stunnel": TlsClient(self.tunnel_port, self.context),
@@ -180,11 +186,27 @@ verifyChain = yes
         time.sleep(IDLE_SECONDS)
         self.figures["idle CPU with 50 clients"] = (self.cpu_seconds() - cpu) / IDLE_SECONDS * 100
 
+    def measure_neighbours(self):
+        """Through the proxy and straight to the Mux in turns: both share the machine with the neighbours."""
+        own, direct = TlsClient(self.proxy_port, self.context), Client(self.mux_port)
+        script = pathlib.Path(proxy_neighbours.__file__)
+        certificates = [self.certificates / name for name in ("authority.crt", "clients/bench.crt", "clients/bench.key")]
+        for kind in proxy_neighbours.KINDS:
+            bad = self.start(sys.executable, "-B", str(script), kind, str(self.proxy_port), *map(str, certificates))
+            bad.wait_for("ready", deadline=60)
+            waits = [(self.latency(own, 12), self.latency(direct, 12)) for _ in range(REQUESTS_BESIDE_NEIGHBOURS)]
+            bad.kill()
+            through, straight = zip(*waits)
+            self.figures[f"99 of 100 waits beside clients {kind}"] = statistics.quantiles(through, n=100)[98]
+            self.figures[f"longest beside clients {kind}, direct"] = max(straight)
+            self.figures[f"longest wait beside clients {kind}"] = max(through) - max(straight)
+
     def run(self):
         self.start_all()
         self.measure_memory()
         self.measure_handshakes()
         self.measure_latencies()
+        self.measure_neighbours()
 
     def end(self):
         for program in self.programs:

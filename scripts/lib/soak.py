@@ -28,9 +28,9 @@ SLOW_CLIENTS = (0, 0, 3000, 3000)
 SLOW_PERIOD = 20.0
 SLOW_DELAY = 5.0
 # Frames that arrive together are held back until their gateway pauses for 11 s. An answer and an event do now and then,
-# so a gateway that keeps to the rules leaves such a pause.
-EVENT_PERIOD = 13.0
-FAULT_PERIOD = 2.0
+# so a gateway that keeps to the rules leaves such a pause behind every event.
+EVENT_PAUSES = 12.0, 18.0
+FAULT_PAUSES = 1.0, 3.0
 START_DEADLINE = 60.0
 
 
@@ -87,8 +87,8 @@ class Soak:
                         for number in range(COMING_AND_GOING_CLIENTS)]
         self.passing += [clients.SlowClient(f"slow-{number}", port, tally, bytes_a_second, SLOW_PERIOD, number * SLOW_DELAY)
                          for number, bytes_a_second in enumerate(SLOW_CLIENTS)]
-        self.events = [gateways.EventMaker(gateway(number), tally, EVENT_PERIOD) for number in RULE_KEEPING_GATEWAYS]
-        self.faults = [gateways.FaultMaker(gateway(number), tally, FAULT_PERIOD) for number in FAULTY_GATEWAYS]
+        self.events = [gateways.EventMaker(gateway(number), tally, EVENT_PAUSES) for number in RULE_KEEPING_GATEWAYS]
+        self.faults = [gateways.FaultMaker(gateway(number), tally, FAULT_PAUSES) for number in FAULTY_GATEWAYS]
 
     def run(self, seconds):
         self.make_crowd()
@@ -100,6 +100,7 @@ class Soak:
         for group in (self.passing, self.faults, self.events, self.counting):
             self.end(group)
         self.check_events()
+        self.check_unanswered()
         self.stop_mux(memory)
 
     def watch(self, seconds):
@@ -124,6 +125,14 @@ class Soak:
                     self.tally.find(f"{client.name}: of {len(maker.raised)} events of gateway {prefix} it was told "
                                     f"{len(told)}, first difference: "
                                     f"{next(iter(set(maker.raised) ^ set(told)), 'the order')}")
+
+    def check_unanswered(self):
+        """A request goes unanswered only when the Mux asked that gateway by itself under the same reference ID."""
+        for client, maker in zip(self.counting, self.events):
+            most = maker.gateway.shared_references()
+            if client.unanswered > most:
+                self.tally.find(f"{client.name}: {client.unanswered} requests without an answer, of which only {most} "
+                                "shared their reference ID with a question of the Mux")
 
     def stop_mux(self, memory):
         if self.mux.process.poll() is not None:

@@ -1,5 +1,7 @@
 """The gateways of a soak: simulator processes, and who makes them raise events and go wrong."""
+import itertools
 import random
+import re
 import threading
 
 import client_requests as requests
@@ -14,10 +16,13 @@ FAULTS = (
 )
 
 
+ADDRESS_WITHOUT_LOCK = 256  # of the questions by which the Mux keeps its connection alive
+
+
 class Gateway:
     def __init__(self, program, gateway_id):
         self.gateway_id = gateway_id
-        self.program = Program(program, "--port", "0", "--quiet", "--locks", ",".join(map(str, requests.LOCKS)))
+        self.program = Program(program, "--port", "0", "--locks", ",".join(map(str, requests.LOCKS)))
         self.program.wait_for("Listening on 127.0.0.1:")
         self.port = int(self.program.lines_with("Listening on")[0].rsplit(":", 1)[1])
 
@@ -25,17 +30,25 @@ class Gateway:
         return {"ID": self.gateway_id, "Description": f"Gateway {self.gateway_id}", "IpAddress": "127.0.0.1",
                 "Port": self.port, "Devices": [{"Name": f"Lock {lock}", "ID": lock} for lock in requests.LOCKS]}
 
+    def shared_references(self):
+        """How many frames with a question of the Mux's own had the same reference ID as the one before or behind it:
+        only one of two such frames finds its request, and the client of the other gets no answer."""
+        frames = [re.search(r"-> \w+ lock (\d+) .*ref (\d+)", line) for line in self.program.lines_with("-> ")]
+        pairs = itertools.pairwise((int(frame[1]), int(frame[2])) for frame in frames if frame)
+        return sum(one[1] == other[1] and ADDRESS_WITHOUT_LOCK in (one[0], other[0]) for one, other in pairs)
+
 
 class Troublemaker(threading.Thread):
-    """Does something to one gateway in every period until it is told to end."""
+    """Does something to one gateway again and again, with pauses between two bounds in seconds, until it is told to
+    end."""
 
-    def __init__(self, gateway, tally, period):
+    def __init__(self, gateway, tally, pauses):
         super().__init__()
-        self.gateway, self.tally, self.period = gateway, tally, period
+        self.gateway, self.tally, self.pauses = gateway, tally, pauses
         self.ending = threading.Event()
 
     def run(self):
-        while not self.ending.wait(self.period * random.uniform(0.5, 1.5)):
+        while not self.ending.wait(random.uniform(*self.pauses)):
             self.act()
 
 
@@ -48,8 +61,8 @@ class FaultMaker(Troublemaker):
 class EventMaker(Troublemaker):
     """Presents cards that are numbered, so that each event can be told from the others."""
 
-    def __init__(self, gateway, tally, period):
-        super().__init__(gateway, tally, period)
+    def __init__(self, gateway, tally, pauses):
+        super().__init__(gateway, tally, pauses)
         self.raised = []
 
     def act(self):

@@ -1,0 +1,166 @@
+"""Everything at once: clients that ask, that may do little, that come and go, that behave badly in every known way;
+events; a Mux that is killed; certificates and rights read anew; the audit read beside it. Each request gets its one
+answer and its row.
+
+MUX_SOAK_SECONDS is how long, 8 by default.
+"""
+import collections
+import json
+import os
+import random
+import signal
+import sys
+import threading
+import time
+import unittest
+
+from proxy_site import CLOSE, MUX_AWAY, NO_ANSWER, NOT_ALLOWED, NOT_SENT, NOT_VALID, OPEN, ROOT, STATUS, PlayError, Site
+from proxy_site import result
+
+sys.path.insert(0, str(ROOT / "scripts" / "lib"))
+import proxy_neighbours  # noqa: E402
+
+SECONDS = float(os.environ.get("MUX_SOAK_SECONDS", "8"))
+ASKERS = 3
+REPORTS = ("Sanitizer", "runtime error:")
+EVENT_PREFIX = "lockEventMessage-"
+
+# What each kind of request may be answered with while gateways are silent and the Mux is killed.
+POSSIBLE = {
+    "allowed": (0, NOT_SENT, NO_ANSWER, MUX_AWAY),
+    "not allowed": (NOT_ALLOWED,),
+    "not valid": (NOT_VALID,),
+}
+
+
+class Asker(threading.Thread):
+    """One connection from beginning to end, one request at a time."""
+
+    def __init__(self, site, name):
+        super().__init__(daemon=True)
+        self.name, self.client = name, site.client(name)
+        self.is_ending = False
+        self.asked, self.findings = 0, []
+
+    def run(self):
+        try:
+            while not self.is_ending:
+                self.ask(random.choice(list(POSSIBLE)))
+                time.sleep(random.uniform(0, 0.2))
+        except (OSError, PlayError) as error:
+            self.findings.append(f"{self.name}: {error!r}")
+
+    def ask(self, kind):
+        message_id = f"{self.name}-{self.asked}"
+        self.asked += 1
+        gateway = 3 if kind == "not allowed" else random.choice((1, 2))
+        text = {"MessageID": message_id, "MessageCode": random.choice((OPEN, CLOSE, STATUS)),
+                "Data": {"gatewayID": gateway, "lockID": random.choice((5, 6, 7))}}
+        if kind == "not valid":
+            del text["Data"]["lockID"]
+        self.client.send(json.dumps(text))
+        message = self.receive()
+        if message["MessageID"] != message_id or result(message) not in POSSIBLE[kind]:
+            self.findings.append(f"{self.name} asked {text} and got {message}")
+
+    def receive(self):
+        while True:
+            message = self.client.receive()
+            if not message["MessageID"].startswith(EVENT_PREFIX):
+                return message
+
+
+class Passer(threading.Thread):
+    """Connects, asks, and goes with or without its answer."""
+
+    def __init__(self, site):
+        super().__init__(daemon=True)
+        self.site, self.is_ending = site, False
+
+    def run(self):
+        while not self.is_ending:
+            try:
+                client = self.site.client("crowd")
+                client.request(STATUS, gateway=random.choice((1, 2, 3)))
+                if random.random() < 0.5:
+                    client.receive()
+                client.close()
+            except (OSError, PlayError):
+                pass  # a crowd may meet the limits
+            time.sleep(random.uniform(0, 0.3))
+
+
+class Soak(Site):
+    gateways = 3
+    askers = tuple(f"asker-{number}" for number in range(ASKERS))
+    clients = askers + ("crowd", "leaver")
+    rules = [{"Clients": list(askers), "Rights": ["open", "close", "status", "events"], "Gateways": [1, 2], "Locks": "all"},
+             {"Clients": ["crowd", "leaver"], "Rights": ["status", "events"], "Gateways": "all", "Locks": "all"}]
+
+    def configuration(self):
+        limits = {"Connections": 2000, "ConnectionsPerClient": 2000, "ConnectionsPerAddress": 2000}
+        return {**super().configuration(), "Limits": limits}
+
+    def start_neighbours(self):
+        files = [self.authority / name for name in ("authority.crt", "clients/crowd.crt", "clients/crowd.key")]
+        return [self.start(sys.executable, "-B", proxy_neighbours.__file__, kind, str(self.proxy_port), *map(str, files))
+                for kind in proxy_neighbours.KINDS]
+
+    def restart_mux(self):
+        self.mux.kill()
+        self.start_mux()
+
+    def read_anew(self):
+        self.proxy.process.send_signal(signal.SIGHUP)
+
+    def raise_event(self):
+        self.simulator.command(f"card {random.choice((5, 6, 7))} 04A1B2C3")
+
+    def go_wrong(self):
+        self.simulator.command(random.choice(("fault silence 1", "fault delay 700", "fault off", "use 1", "use 2", "use 3")))
+
+    def look_into_audit(self):
+        self.assertGreater(len(self.audit("--limit", "50")), 0)
+
+    def disturb(self):
+        """Every action again and again, each in a period of its own."""
+        periods = {self.restart_mux: 12, self.read_anew: 1.5, self.raise_event: 0.5, self.go_wrong: 2,
+                   self.look_into_audit: 3}
+        due = {action: time.monotonic() + period for action, period in periods.items()}
+        end = time.monotonic() + SECONDS
+        while time.monotonic() < end:
+            action = min(due, key=due.get)
+            time.sleep(max(0, due[action] - time.monotonic()))
+            action()
+            due[action] = time.monotonic() + periods[action]
+            self.assertIsNone(self.proxy.process.poll())
+
+    def check_rows(self, askers):
+        rows = collections.Counter(row["client"] for row in self.audit("--kind", "request"))
+        for asker in askers:
+            self.assertEqual(rows[asker.name], asker.asked, asker.name)
+
+    def test_everything_at_once(self):
+        askers, passers = [Asker(self, name) for name in self.askers], [Passer(self) for _ in range(3)]
+        neighbours = self.start_neighbours()
+        for thread in askers + passers:
+            thread.start()
+        self.disturb()
+        for neighbour in neighbours:
+            neighbour.kill()
+        for thread in askers + passers:
+            thread.is_ending = True
+        for thread in askers + passers:
+            thread.join(60)
+            self.assertFalse(thread.is_alive())
+        self.assertEqual([finding for asker in askers for finding in asker.findings], [])
+        self.proxy.stop(signal.SIGTERM, 0)
+        self.check_rows(askers)
+        self.mux.stop(signal.SIGQUIT, 0)
+        self.assertEqual([line for program in self.programs for line in list(program.lines)
+                          if any(report in line for report in REPORTS)], [])
+        print("requests of the askers:", sum(asker.asked for asker in askers))
+
+
+if __name__ == "__main__":
+    unittest.main()
