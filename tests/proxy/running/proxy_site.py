@@ -51,9 +51,9 @@ class TlsClient:
     def receive(self):
         while True:
             try:
-                text = self.buffer.decode()
+                text = self.buffer.decode(errors="surrogateescape")
                 message, end = json.JSONDecoder().raw_decode(text)
-                self.buffer = text[end:].encode()
+                self.buffer = text[end:].encode(errors="surrogateescape")
                 return message
             except ValueError:
                 pass
@@ -172,6 +172,12 @@ class Site(unittest.TestCase):
         if name is not None:
             context.load_cert_chain(self.authority / "clients" / f"{name}.crt", self.authority / "clients" / f"{name}.key")
         return context
+
+    def plain(self):
+        """A connection without TLS."""
+        plain = socket.create_connection(("127.0.0.1", self.proxy_port), 10)
+        self.addCleanup(plain.close)
+        return plain
 
     def client(self, name="reception", **arguments):
         client = TlsClient(self, name, **arguments)
