@@ -221,10 +221,10 @@ class Parser {
         CLI::App& whitelist = *groups_.at("whitelist");
         CLI::App& load =
             AddCommandTo(whitelist, "load", "Enable whitelists and add the cards of a file", RunWhitelistLoad);
-        AddCardFileOptions(load, options_, gateway_);
+        AddCardFileOptions(load, options_, gateway_, locks_);
         AddLoadOptions(load, options_);
         CLI::App& check = AddCommandTo(whitelist, "check", "Check a file for load", RunWhitelistCheck);
-        AddCardFileOptions(check, options_, gateway_);
+        AddCardFileOptions(check, options_, gateway_, locks_);
         takesForeignPort_.push_back(&check);
     }
 
@@ -304,6 +304,7 @@ class Parser {
         options_.timeout = timeout_->count() == 0 ? MuxClient::DefaultTimeout(options_.mux)
                                                   : std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         gateway_.Take();
+        locks_.Take();
         lock_.Take();
         CheckPort();
         for (const auto& [subcommand, command] : commands_) {
@@ -330,6 +331,7 @@ class Parser {
     double timeoutSeconds_ = std::chrono::duration<double>(MuxClient::kDefaultTimeout).count();
     MuxOptions mux_{options_};
     GatewayOption gateway_{options_};
+    LockListOption locks_{options_};
     LockOptions lock_{options_};
     CLI::App app_{kDescription, "muxctl"};
     CLI::Option* timeout_ = nullptr;

@@ -42,8 +42,9 @@ struct Options {
     bool sendsUnsafe = false;
     CheckConfigOptions checkConfig;
 
-    // Of commands that can do without a gateway.
+    // Of commands that can do without them; the locks are IDs or names, of several gateways if there is none here.
     std::optional<std::int32_t> gateway;
+    std::vector<std::string> locks;
     // Of health: every gateway of the site.
     bool checksAll = false;
     // Of batch: also after a NACK or a missing answer.

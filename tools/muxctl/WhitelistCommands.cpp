@@ -28,7 +28,7 @@ namespace {
 constexpr const char* kJournalSuffix = ".journal";
 
 CardFile ReadCards(const Options& options, bool requiresAddress) {
-    const CardDefaults defaults = {options.gateway, options.request.locks, options.request.card, requiresAddress};
+    const CardDefaults defaults = {options.gateway, options.locks, options.request.card, requiresAddress, options.site};
     return ReadCardFile(InputName(options.file), ReadWholeFile(options.file), defaults);
 }
 

@@ -188,7 +188,7 @@ TEST_F(BatchTest, NamesEveryWrongLineAndSendsNothing) {
 TEST_F(BatchTest, KnowsTheNamesOfTheSite) {
     const std::string site = folder_.Write("hall.json", R"({"Gateways":[
         {"ID":1,"Description":"Hall","Devices":[{"Name":"Front door","ID":5}]}]})");
-    std::vector<std::string> command = Command("open 'Front door'\nclose --gateway Hall --lock 6\n");
+    std::vector<std::string> command = Command("open --lock 'Front door'\nclose --gateway Hall --lock 6\n");
     command.insert(command.end(), {"--config", site});
     RunningProgram program(MuxctlCommand(command));
     mux_.Accept();

@@ -55,7 +55,12 @@ TEST(UsageTest, NamesWhatIsMissing) {
         {{"--json"}, "muxctl requires a command: status, open, "},
         {{"locks"}, "locks requires --site or --config\n"},
         {{"open", "Front door"}, "\"Front door\" is the name of a lock, which requires --site or --config\n"},
+        {{"open", "-l", "5"}, "--lock: 5 is an ID, which requires --gateway\n"},
         {{"open", "-g", "Hall", "-l", "5"}, "--gateway: must be a decimal integer"},
+        {{"open", "-g", "1", "-l", "Hall"},
+         "--lock: must be a decimal integer from -2147483648 to 2147483647 (no leading zeros), not Hall; a name "
+         "requires --site or --config\n"},
+        {{"whitelist", "check", "/dev/null", "-l", "Hall"}, "--lock: must be a decimal integer"},
     };
     SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {
         const Ending ending = RunMuxctl(row.arguments);
