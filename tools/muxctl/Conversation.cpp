@@ -1,14 +1,12 @@
 #include "tools/muxctl/Conversation.h"
 
 #include "tools/muxctl/AnswerText.h"
-#include "tools/muxctl/Counted.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/Seconds.h"
 #include "tools/muxctl/WaitIndicator.h"
 
 namespace Muxctl {
-namespace {
 
 int StatusFor(const MuxClient::Message& answer) {
     if (answer.refusal && answer.refusal->Is(MuxClient::ProxyError::kNoAnswer)) {
@@ -16,8 +14,6 @@ int StatusFor(const MuxClient::Message& answer) {
     }
     return answer.IsAck() ? kAckStatus : kNackStatus;
 }
-
-}  // namespace
 
 Conversation::Conversation(const Options& options, const Console& console)
     : options_(options), console_(console), client_(options.mux, options.timeout) {}
@@ -37,10 +33,10 @@ Conversation::Outcome Conversation::Ask(const MuxClient::Request& request) {
     }
 }
 
-int Conversation::AskAndPrint(const MuxClient::Request& request, const std::string& title, const std::string& subject) {
+int Conversation::AskAndPrint(const MuxClient::Request& request, const std::string& title) {
     const Outcome outcome = Ask(request);
     if (!outcome.answer) {
-        return ComplainOfSilence(subject, SilenceHint(options_));
+        return ComplainOfSilence("", SilenceHint(options_));
     }
     console_.PrintLine(options_.json ? JsonLine(*outcome.answer)
                                      : AnswerText(*outcome.answer, title, outcome.elapsed, console_.style));
@@ -51,13 +47,6 @@ int Conversation::ComplainOfSilence(const std::string& subject, const std::strin
     console_.Complain(subject + "no answer from " + options_.mux.host + ":" + std::to_string(options_.mux.port) +
                       " within " + SecondsText(options_.timeout) + hint);
     return kNoAnswerStatus;
-}
-
-void Conversation::ComplainOfStop(const std::string& last, std::size_t left, std::size_t all) const {
-    if (left > 0) {
-        console_.Complain("stopped after " + last + "; not sent: " + std::to_string(left) + " of " +
-                          Counted(all, "request"));
-    }
 }
 
 }  // namespace Muxctl

@@ -11,6 +11,9 @@
 
 namespace Muxctl {
 
+// The exit status for an answer.
+int StatusFor(const MuxClient::Message& answer);
+
 // A command's connection to the Mux, for one request after the other. Refers to its arguments.
 //
 // For one thread. All methods throw as MuxClient::Client does; the output's failure is std::system_error.
@@ -28,16 +31,11 @@ class Conversation {
     // Sends one request and waits for the answer, which a terminal shows.
     Outcome Ask(const MuxClient::Request& request);
 
-    // Asks, prints the answer and returns the exit status. `title` names the request in the answer, `subject` begins
-    // the complaint about a missing one.
-    int AskAndPrint(const MuxClient::Request& request, const std::string& title, const std::string& subject = "");
+    // Asks, prints the answer and returns the exit status. `title` names the request.
+    int AskAndPrint(const MuxClient::Request& request, const std::string& title);
 
-    // Reports that no answer came; `hint` ends the line. Returns the exit status.
-    int ComplainOfSilence(const std::string& subject = "", const std::string& hint = "") const;
-
-    // Reports that the last `left` of `all` requests are not sent; `last` names the one before them. Nothing if none is
-    // left.
-    void ComplainOfStop(const std::string& last, std::size_t left, std::size_t all) const;
+    // Reports that no answer came; `subject` begins the line and `hint` ends it. Returns the exit status.
+    int ComplainOfSilence(const std::string& subject, const std::string& hint) const;
 
   private:
     const Options& options_;

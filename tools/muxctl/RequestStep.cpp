@@ -8,7 +8,7 @@ std::string RequestStep::Title() const {
 }
 
 std::vector<RequestStep> StepsFor(const RequestKind& kind, const RequestOptions& options) {
-    std::vector<RequestStep> steps(options.locks.size(), {&kind, options});
+    std::vector<RequestStep> steps(options.locks.size(), {&kind, options, ""});
     for (std::size_t index = 0; index < steps.size(); ++index) {
         steps.at(index).options.lock = options.locks.at(index);
     }
