@@ -301,8 +301,9 @@ class Parser {
 
     void Take() {
         mux_.Take();
-        options_.timeout = timeout_->count() == 0 ? MuxClient::DefaultTimeout(options_.mux)
-                                                  : std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
+        options_.hasDefaultTimeout = timeout_->count() == 0;
+        options_.timeout = options_.hasDefaultTimeout ? MuxClient::DefaultTimeout(options_.mux)
+                                                      : std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         gateway_.Take();
         locks_.Take();
         lock_.Take();

@@ -39,7 +39,7 @@ Findings ShapeOf(const std::string& text) {
 }
 
 // Where a finding belongs: the document comes first, then each gateway, of which its own members come before its locks.
-std::pair<std::int64_t, std::int64_t> PlaceOf(const Finding& finding) {
+std::pair<std::int64_t, std::int64_t> PositionOf(const Finding& finding) {
     const auto indexBehind = [&](const std::string& list, std::size_t from) -> std::int64_t {
         const std::size_t start = finding.where.find(list, from);
         return start == std::string::npos ? -1 : std::strtoll(finding.where.c_str() + start + list.size(), nullptr, 10);
@@ -49,7 +49,7 @@ std::pair<std::int64_t, std::int64_t> PlaceOf(const Finding& finding) {
 }
 
 bool IsBefore(const Finding& left, const Finding& right) {
-    return PlaceOf(left) < PlaceOf(right);
+    return PositionOf(left) < PositionOf(right);
 }
 
 // Both lists are in the order of the file, and so is their sum.

@@ -24,6 +24,7 @@ struct CheckConfigOptions {
 struct Options {
     MuxClient::MuxAddress mux;
     std::chrono::milliseconds timeout = MuxClient::kDefaultTimeout;
+    bool hasDefaultTimeout = false;
     bool json = false;
     // Of --config or --site, when one is given; its port is in `mux` unless the command line has another.
     std::optional<Site> site;

@@ -39,6 +39,9 @@ class Series {
             while (next_ < steps_.size() && (worst_ == kAckStatus || afterFailure == AfterFailure::kGoOn)) {
                 SendNext(conversation);
             }
+        } catch (const SilentPeer&) {
+            ReportEnd(kTimeOut);
+            throw;
         } catch (const MuxClient::ConnectionError&) {
             ReportEnd(next_ == 0 ? kNoConnection : kLostConnection);
             throw;

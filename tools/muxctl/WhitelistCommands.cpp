@@ -17,6 +17,7 @@
 #include "tools/muxctl/LoadJournal.h"
 #include "tools/muxctl/LoadPlan.h"
 #include "tools/muxctl/LoadReport.h"
+#include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/Seconds.h"
 #include "tools/muxctl/UsageError.h"
 #include "tools/muxctl/WaitIndicator.h"
@@ -43,10 +44,6 @@ void LeaveRest(LoadPlan& plan, const std::string& reason) {
             step.reason = reason;
         }
     }
-}
-
-std::string TargetOf(const Options& options) {
-    return options.mux.host + ":" + std::to_string(options.mux.port);
 }
 
 // What ends a load early, such as a lost connection or a journal on a full disk, leaves the rest to do for that reason.
@@ -134,12 +131,12 @@ int RunWhitelistLoad(const Options& options, const Console& console) {
     LoadPlan plan = PlanLoad(cards, options.clears);
     LoadJournal journal(isStream ? "" : options.file + kJournalSuffix);
     if (options.resumes) {
-        journal.Resume(TargetOf(options), plan);
+        journal.Resume(PeerName(options), plan);
     }
     const auto earlier = static_cast<std::size_t>(std::count_if(plan.begin(), plan.end(), IsLoadedCard));
     MuxClient::Client client(options.mux, options.timeout);
     if (!options.resumes) {
-        journal.Start(TargetOf(options));
+        journal.Start(PeerName(options));
     }
     SendPlan(client, plan, journal, options, console);
     PrintLoad(plan, earlier, options, console);
