@@ -36,6 +36,8 @@ struct CardRow {
     // IDs or names.
     std::optional<CsvField> gateway;
     std::optional<CsvField> lock;
+    // Of the row itself, not of the defaults.
+    std::optional<TextPosition> setup;
     std::vector<CardFault> faults;
 };
 
@@ -59,13 +61,21 @@ std::string ReadBytes(const CsvField& field, CardRow& row) {
     return CheckCard(field.text);
 }
 
-template <std::uint32_t MuxClient::Card::*Member, std::int64_t kLargest>
-std::string ReadNumber(const CsvField& field, CardRow& row) {
-    std::string fault = CheckInteger(field.text, 0, kLargest);
+std::string ReadNumber(const std::string& text, std::int64_t largest, std::uint32_t& number) {
+    std::string fault = CheckInteger(text, 0, largest);
     if (fault.empty()) {
-        row.listed.card.*Member = static_cast<std::uint32_t>(std::stoll(field.text));
+        number = static_cast<std::uint32_t>(std::stoll(text));
     }
     return fault;
+}
+
+std::string ReadSetup(const CsvField& field, CardRow& row) {
+    row.setup = field.position;
+    return ReadNumber(field.text, kLargestSetup, row.listed.card.setupNumber);
+}
+
+std::string ReadOptions(const CsvField& field, CardRow& row) {
+    return ReadNumber(field.text, std::numeric_limits<std::uint32_t>::max(), row.listed.card.options);
 }
 
 std::string ReadUid(const CsvField& field, CardRow& row) {
@@ -92,8 +102,8 @@ constexpr std::array<CardColumn, 7> kColumns = {{
     {"lock", true, ReadAddress<&CardRow::lock>},
     {"card", true, ReadBytes},
     {"uid", false, ReadUid},
-    {"setup", false, ReadNumber<&MuxClient::Card::setupNumber, kLargestSetup>},
-    {"options", false, ReadNumber<&MuxClient::Card::options, std::numeric_limits<std::uint32_t>::max()>},
+    {"setup", false, ReadSetup},
+    {"options", false, ReadOptions},
     {"name", false, ReadName},
 }};
 
@@ -126,10 +136,12 @@ class CsvCards {
         : file_(std::move(file)), defaults_(defaults), cutter_(text, SeparatorOf(text)) {}
 
     CardFile Read() {
-        if (ReadHeader()) {
-            for (CsvRow row = cutter_.Next(); !row.empty(); row = cutter_.Next()) {
-                ReadRow(row);
-            }
+        if (!ReadHeader()) {
+            collector_.StopBeforeCards();
+            return collector_.Take();
+        }
+        for (CsvRow row = cutter_.Next(); !row.empty(); row = cutter_.Next()) {
+            ReadRow(row);
         }
         if (cutter_.EndsInQuotes()) {
             collector_.Refuse(file_ + ": a quote has no end");
@@ -202,10 +214,12 @@ class CsvCards {
                               " fields, and the header " + std::to_string(columns_.size()));
             return;
         }
-        CardRow row = {{defaults_.card, "", file_ + ":" + std::to_string(fields.front().position.line)}, {}, {}, {}};
+        CardRow row = {
+            {defaults_.card, "", file_ + ":" + std::to_string(fields.front().position.line)}, {}, {}, {}, {}};
         for (std::size_t index = 0; index < fields.size(); ++index) {
             ReadField(*columns_.at(index), fields.at(index), row);
         }
+        TakeSetupOfUid(row);
         const std::vector<LockAddress> locks = LocksOf(row);
         if (IsGood(row)) {
             for (const LockAddress& lock : locks) {
@@ -222,6 +236,15 @@ class CsvCards {
         if (!fault.empty()) {
             row.faults.push_back({field.position, std::string(column.name) + " " + fault});
         }
+    }
+
+    // The Mux sends a UID with setup number 0 whatever it is told.
+    static void TakeSetupOfUid(CardRow& row) {
+        MuxClient::Card& card = row.listed.card;
+        if (card.isUid && card.setupNumber != 0 && row.setup) {
+            row.faults.push_back({*row.setup, "setup must be 0 for a UID, not " + std::to_string(card.setupNumber)});
+        }
+        card.setupNumber = card.isUid ? 0 : card.setupNumber;
     }
 
     // Those that the row's card belongs to; not all if one is wrong.

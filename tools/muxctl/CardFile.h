@@ -42,6 +42,8 @@ struct CardFile {
     std::vector<CardList> lists;
     // What is wrong, as in "cards.csv:7:12: card must be ...".
     std::vector<std::string> faults;
+    // False if the faults are those of the header.
+    bool hasReadCards = true;
 };
 
 // What a file leaves out.

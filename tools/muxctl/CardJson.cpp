@@ -85,10 +85,14 @@ class JsonCards {
 
 CardFile ReadCardJson(const std::string& file, const std::string& text, const CardDefaults& defaults) {
     if (!defaults.locks.empty()) {
-        return {{}, {"--lock: " + file + " names its locks itself"}};
+        return {{}, {"--lock: " + file + " names its locks itself"}, false};
+    }
+    const MuxClient::Card& card = defaults.card;
+    if (card.isUid || card.setupNumber != 0 || card.options != 0) {
+        return {{}, {"--uid, --setup and --options: " + file + " has these of each card itself"}, false};
     }
     if (!defaults.gateway && defaults.requiresAddress) {
-        return {{}, {"--gateway is required: " + file + " does not name it"}};
+        return {{}, {"--gateway is required: " + file + " does not name it"}, false};
     }
     return JsonCards(file, defaults.gateway.value_or(0)).Read(text);
 }

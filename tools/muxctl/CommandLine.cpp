@@ -158,7 +158,7 @@ class Parser {
         }
         CLI::App*& group = groups_[kind.group];
         if (group == nullptr) {
-            group = &Add(app_, kind.group, "Change the whitelist of a lock");
+            group = &Add(app_, kind.group, "Change the whitelist of a lock, which cannot be read back");
             group->require_subcommand(1);
         }
         return *group;

@@ -67,6 +67,17 @@ TEST(CardCsvTest, TakesWhatItLeavesOutFromTheOptions) {
                 ElementsAre("1/5 04A1 uid 0 1 ", "1/5 04A2 data 0 1 ", "1/6 04A1 uid 0 1 ", "1/6 04A2 data 0 1 "));
 }
 
+// The Mux sends a UID with setup number 0 whatever it is told.
+TEST(CardCsvTest, HasNoSetupNumberForAUid) {
+    CardDefaults defaults = ForLocks(1, {"5"});
+    defaults.card.setupNumber = 3;
+    EXPECT_THAT(CardsIn(Read("card,uid\n01,yes\n02,no\n", defaults)),
+                ElementsAre("1/5 01 uid 0 0 ", "1/5 02 data 3 0 "));
+    EXPECT_THAT(CardsIn(Read("card,uid,setup\n01,yes,0\n", defaults)), ElementsAre("1/5 01 uid 0 0 "));
+    EXPECT_THAT(Read("setup,card,uid\n2,01,yes\n", defaults).faults,
+                ElementsAre("cards:2:1: setup must be 0 for a UID, not 2"));
+}
+
 TEST(CardCsvTest, MayComeFromASpreadsheet) {
     const CardFile file = Read("\xEF\xBB\xBF Card ; Lock \r\n 04A1 ;5\r\n\r\n04A2;5", {1, {}, {}, true});
     EXPECT_THAT(file.faults, IsEmpty());
@@ -195,6 +206,11 @@ TEST(CardJsonTest, NamesThePlaceOfEachFault) {
                     "cards: Locks[1] must have a member \"ID\"", "cards: Locks[2] must be an object"));
     EXPECT_THAT(Read("{\"Locks\":\n [,]}", kGatewayOnly).faults,
                 ElementsAre(HasSubstr("cards: is not JSON: line 2, ")));
+    for (const MuxClient::Card& card :
+         {MuxClient::Card{"", true, 0, 0}, MuxClient::Card{"", false, 1, 0}, MuxClient::Card{"", false, 0, 1}}) {
+        EXPECT_THAT(Read("{}", {1, {}, card, true}).faults,
+                    ElementsAre("--uid, --setup and --options: cards has these of each card itself"));
+    }
     EXPECT_THAT(Read("{}").faults, ElementsAre("--gateway is required: cards does not name it"));
     EXPECT_THAT(Read("{}", ForLocks(1, {"5"})).faults, ElementsAre("--lock: cards names its locks itself"));
 }

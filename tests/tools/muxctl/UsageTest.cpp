@@ -74,6 +74,7 @@ TEST(UsageTest, SaysWhyThereIsNoSuchCommand) {
         {{"access-allowed", "--gateway", "1", "--lock", "5"}, "\"access-allowed\" is not supported: the Mux refuses"},
         {{"configure", "mux.json"}, "\"configure\" is not supported: the Mux ignores"},
         {{"whitelist", "get", "--gateway", "1", "--lock", "5"}, "\"get\" is not supported: the Mux refuses"},
+        {{"whitelist", "list"}, "\"list\" is not supported: the Mux refuses to read a whitelist"},
         {{"help", "configure"}, "\"configure\" is not supported: the Mux ignores"},
     };
     SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {
