@@ -11,7 +11,7 @@ namespace {
 
 // A Mux refuses the second request at once, but may look at a new client only after a second.
 constexpr std::chrono::milliseconds kPatience{2000};
-constexpr std::chrono::milliseconds kLongestProbe{3000};
+constexpr std::chrono::milliseconds kLongestDoubt{3000};
 
 }  // namespace
 
@@ -67,7 +67,7 @@ std::optional<MuxClient::Message> Conversation::AskStranger(const MuxClient::Req
             MuxClient::Request question = MuxClient::Request::GetWhitelist({});
             // Not to wait for its turn behind the first.
             question.gateway = std::nullopt;
-            Send(question, second, kLongestProbe);
+            Send(question, second, kLongestDoubt);
         }
         if (second->isOver && !second->message && !first->isOver) {
             throw SilentPeer(PeerName(options_), TimeSince(start));

@@ -41,7 +41,7 @@ void Interruption::ThrowIfAsked() const {
 void Interruption::EndIfAsked() {
     if (cameSignal != 0) {
         Restore();
-        raise(cameSignal);
+        static_cast<void>(raise(cameSignal));
     }
 }
 
