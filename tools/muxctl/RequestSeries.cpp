@@ -40,13 +40,14 @@ class Series {
                 SendNext(conversation);
             }
         } catch (const SilentPeer&) {
-            ReportEnd(kTimeOut);
+            ReportEnd(kTimeOut, kStopped);
             throw;
         } catch (const MuxClient::ConnectionError&) {
-            ReportEnd(next_ == 0 ? kNoConnection : kLostConnection);
+            const char* const reason = next_ == 0 ? kNoConnection : kLostConnection;
+            ReportEnd(reason, reason);
             throw;
         } catch (const MuxClient::ProtocolError&) {
-            ReportEnd(kNoMux);
+            ReportEnd(kNoMux, kNoMux);
             throw;
         }
         ReportRest(kStopped);
@@ -117,11 +118,11 @@ class Series {
     }
 
     // After what ends the program: the last request that was sent has no answer.
-    void ReportEnd(const char* reason) {
+    void ReportEnd(const char* reason, const char* reasonOfRest) {
         if (next_ > 0) {
             PrintMissing(steps_.at(next_ - 1), kStateNames.back(), reason);
         }
-        ReportRest(reason);
+        ReportRest(reasonOfRest);
     }
 
     void ReportRest(const char* reason) {
