@@ -74,8 +74,11 @@ class TlsClient:
                 return message
 
     def is_closed(self):
+        """Waits until it is; false when it still is open then."""
         try:
             return self.socket.recv(1) == b""
+        except TimeoutError:
+            return False
         except OSError:
             return True
 
