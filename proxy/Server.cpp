@@ -3,12 +3,15 @@
 #include <systemd/sd-daemon.h>
 
 #include <algorithm>
+#include <boost/asio/ip/network_v6.hpp>
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/post.hpp>
 #include <csignal>
 #include <iostream>
 #include <stdexcept>
 #include <utility>
+
+#include "proxy/audit/SilentThread.h"
 
 namespace MuxProxy {
 namespace {
@@ -19,8 +22,13 @@ using Error = boost::system::error_code;
 // How long to wait when there are no descriptors for another connection.
 constexpr std::chrono::milliseconds kPauseOfAccepting{200};
 
-// Strangers must not push the rows of others out of the audit.
+// Strangers must not push the rows of others out of the audit. Reasons beyond these share one.
 constexpr std::chrono::seconds kBetweenRowsOfStrangers{60};
+constexpr std::size_t kMostReasons = 50;
+constexpr const char* kOtherReasons = "other reasons";
+
+// Certificates end while their clients are connected.
+constexpr std::chrono::minutes kBetweenChecksOfClients{10};
 
 // For answers that are still on their way when the proxy ends.
 constexpr std::chrono::seconds kLongestEnd{2};
@@ -37,6 +45,13 @@ AuditRow ProxyRow(const char* operation, std::string remark = {}) {
     return row;
 }
 
+// Who has an address of IPv6 has 2^64 of them.
+std::string NetworkOf(const std::string& address) {
+    Error error;
+    const asio::ip::address_v6 read = asio::ip::make_address_v6(address, error);
+    return error ? address : asio::ip::make_network_v6(read, 64).canonical().to_string();
+}
+
 // For the journal, which knows the severity by the number in front.
 void Say(const char* severity, const std::string& text) {
     std::cerr << severity << text << std::endl;
@@ -47,17 +62,22 @@ void Say(const char* severity, const std::string& text) {
 Server::Server(Configuration configuration, ReadAgain readAgain)
     : configuration_(std::move(configuration)),
       readAgain_(std::move(readAgain)),
-      certificates_(std::make_unique<Certificates>(configuration_.certificates)),
+      certificates_(std::make_shared<const Certificates>(configuration_.certificates)),
       audit_(configuration_.audit),
       dispatcher_(*this, audit_, RightsOf(configuration_)),
       mux_(loop_, configuration_.mux, *this),
       signals_(loop_, SIGTERM, SIGINT, SIGHUP),
       timer_(loop_),
+      checkTimer_(loop_),
       turns_(loop_) {
     Listen();
 }
 
-Server::~Server() = default;
+Server::~Server() {
+    if (reader_.joinable()) {
+        reader_.join();
+    }
+}
 
 void Server::Listen() {
     for (const std::string& address : configuration_.listen.addresses) {
@@ -88,6 +108,7 @@ void Server::Run() {
         Accept(listener);
     }
     WaitForSignal();
+    PlanCheckOfClients();
     mux_.Start();
     audit_.Add(0, ProxyRow("started"));
     sd_notify(0, "READY=1");
@@ -116,30 +137,54 @@ void Server::Accept(Listener& listener) {
 
 void Server::Take(Tcp::socket socket) {
     const LimitSettings& limits = configuration_.limits;
-    const auto session = std::make_shared<ClientSession>(std::move(socket), *certificates_, limits, turns_,
+    const auto session = std::make_shared<ClientSession>(std::move(socket), certificates_, limits, turns_,
                                                          static_cast<SessionOwner&>(*this));
-    const auto ofAddress = byAddress_.find(session->Address());
-    const std::size_t others = ofAddress == byAddress_.end() ? 0 : ofAddress->second;
-    if (sessions_.size() >= limits.connections || others >= limits.connectionsPerAddress) {
-        NoteTurnedAway(*session, "too many connections");
+    const std::string network = NetworkOf(session->Address());
+    const auto ofNetwork = byNetwork_.find(network);
+    if (ofNetwork != byNetwork_.end() && ofNetwork->second >= limits.connectionsPerAddress) {
+        NoteTurnedAway(*session, "too many connections of this address");
         return;
     }
-    ++byAddress_[session->Address()];
+    ++byNetwork_[network];
+    MakeRoomForHandshake();
     sessions_.emplace(session.get(), session);
+    handshakes_.push_back(session.get());
     session->Start();
 }
 
+// As many as there may be clients: all may come at once when the proxy was started. Strangers who never end theirs make
+// room for others.
+void Server::MakeRoomForHandshake() {
+    if (handshakes_.size() >= configuration_.limits.connections) {
+        handshakes_.front()->Close("others wanted its place before its handshake was done");
+        handshakes_.pop_front();
+    }
+}
+
 void Server::SessionOpened(ClientSession& session) {
-    std::size_t& ofName = byName_[session.Name()];
-    if (ofName >= configuration_.limits.connectionsPerClient) {
+    handshakes_.remove(&session);
+    if (!session.IsMadeWith(certificates_) && !session.IsAcceptedBy(*certificates_)) {
+        session.Close("its certificate is not accepted any more");
+        return;
+    }
+    if (clients_.size() >= configuration_.limits.connections) {
+        session.Close("too many connections");
+        return;
+    }
+    std::shared_ptr<ClientAccount>& account = accounts_[session.Name()];
+    if (account == nullptr) {
+        account = std::make_shared<ClientAccount>();
+    }
+    if (account->connections >= configuration_.limits.connectionsPerClient) {
         session.Close("too many connections of this client");
         return;
     }
-    ++ofName;
-    const ClientNumber number = dispatcher_.Connected({session.Name(), session.Address()});
+    ++account->connections;
+    session.SetAccount(account);
+    const ConnectionNumber number = dispatcher_.Connected({session.Name(), session.Address()});
     numbers_.emplace(&session, number);
     clients_.emplace(number, &session);
-    NoteConnection(session, "connected", "");
+    NoteClient(session, "connected", "");
 }
 
 bool Server::SessionReceived(ClientSession& session, const std::string& text) {
@@ -154,15 +199,16 @@ void Server::SessionEnded(ClientSession& session, const std::string& reason) {
         clients_.erase(number->second);
         dispatcher_.Disconnected(number->second);
         numbers_.erase(number);
-        --byName_.at(session.Name());
-        NoteConnection(session, "left", reason);
+        --accounts_.at(session.Name())->connections;
+        NoteClient(session, "left", reason);
         Plan();
     } else {
+        handshakes_.remove(&session);
         NoteTurnedAway(session, reason);
     }
-    const auto ofAddress = byAddress_.find(session.Address());
-    if (--ofAddress->second == 0) {
-        byAddress_.erase(ofAddress);
+    const auto ofNetwork = byNetwork_.find(NetworkOf(session.Address()));
+    if (--ofNetwork->second == 0) {
+        byNetwork_.erase(ofNetwork);
     }
     sessions_.erase(&session);
     if (isEnding_ && sessions_.empty()) {
@@ -180,15 +226,27 @@ void Server::NoteConnection(const ClientSession& session, const char* operation,
     audit_.Add(0, std::move(row));
 }
 
-void Server::NoteTurnedAway(const ClientSession& session, const std::string& reason) {
-    ++turnedAway_;
-    if (turnedAwayNoted_ && Now() < *turnedAwayNoted_ + kBetweenRowsOfStrangers) {
+void Server::NoteClient(const ClientSession& session, const char* operation, const std::string& reason) {
+    ClientAccount& account = *accounts_.at(session.Name());
+    if (!account.MayHaveRow()) {
         return;
     }
-    const std::string others = turnedAway_ > 1 ? " (" + std::to_string(turnedAway_) + " since the last such row)" : "";
+    const std::size_t others = account.TakeWithoutRow();
+    const std::string remark = others > 0 ? std::to_string(others) + " rows before this one were left out" : "";
+    NoteConnection(session, operation, reason + (reason.empty() || remark.empty() ? "" : "; ") + remark);
+}
+
+void Server::NoteTurnedAway(const ClientSession& session, const std::string& reason) {
+    const bool isKnown = turnedAway_.count(reason) != 0 || turnedAway_.size() < kMostReasons;
+    TurnedAway& turnedAway = turnedAway_[isKnown ? reason : kOtherReasons];
+    ++turnedAway.count;
+    if (turnedAway.noted && Now() < *turnedAway.noted + kBetweenRowsOfStrangers) {
+        return;
+    }
+    const std::string others =
+        turnedAway.count > 1 ? " (" + std::to_string(turnedAway.count) + " since the last such row)" : "";
     NoteConnection(session, "turned-away", reason + others);
-    turnedAway_ = 0;
-    turnedAwayNoted_ = Now();
+    turnedAway = {0, Now()};
 }
 
 void Server::MuxLinkOpened() {
@@ -212,8 +270,8 @@ void Server::MuxLinkFailed(const std::string& reason) {
     Say("<4>", "Cannot connect to the Mux: " + reason);
 }
 
-void Server::SendToClient(ClientNumber client, const std::string& text) {
-    const auto found = clients_.find(client);
+void Server::SendToClient(ConnectionNumber connection, const std::string& text) {
+    const auto found = clients_.find(connection);
     if (found != clients_.end()) {
         found->second->Send(text);
     }
@@ -263,31 +321,69 @@ void Server::WaitForSignal() {
     });
 }
 
-// A file that cannot be used changes nothing: those who are connected stay, and the old rights hold.
+// Files are read on a thread of their own, one reading at a time.
 void Server::Reload() {
-    try {
-        const Configuration configuration = readAgain_();
-        auto certificates = std::make_unique<const Certificates>(configuration.certificates);
-        certificates_ = std::move(certificates);
-        dispatcher_.SetRights(RightsOf(configuration));
-        audit_.SetRetention(configuration.audit);
-    } catch (const std::exception& error) {
-        Say("<3>", std::string("The configuration is not read anew: ") + error.what());
-        audit_.Add(0, ProxyRow("reload-failed", error.what()));
+    if (std::exchange(isReading_, true)) {
+        isToReadAgain_ = true;
         return;
     }
-    for (const auto& [session, number] : numbers_) {
-        if (!session->IsAcceptedBy(*certificates_)) {
-            session->Close("its certificate is not accepted any more");
-        }
+    if (reader_.joinable()) {
+        reader_.join();
     }
-    Say("<6>", "The configuration was read anew");
-    audit_.Add(0, ProxyRow("reloaded"));
+    reader_ = StartSilentThread([this] { asio::post(loop_, [this, reading = ReadAnew()] { Apply(reading); }); });
 }
 
-// The loop ends when it has nothing to do any more.
+Server::Reading Server::ReadAnew() const {
+    Reading reading;
+    try {
+        reading.configuration = readAgain_();
+        reading.certificates = std::make_shared<const Certificates>(reading.configuration.certificates);
+    } catch (const std::exception& error) {
+        reading.fault = error.what();
+    }
+    return reading;
+}
+
+// A file that cannot be used changes nothing: those who are connected stay, and the old rights hold.
+void Server::Apply(const Reading& reading) {
+    isReading_ = false;
+    if (reading.fault.empty()) {
+        certificates_ = reading.certificates;
+        dispatcher_.SetRights(RightsOf(reading.configuration));
+        audit_.SetRetention(reading.configuration.audit);
+        CheckClients();
+        Plan();
+        Say("<6>", "The configuration was read anew");
+        audit_.Add(0, ProxyRow("reloaded"));
+    } else {
+        Say("<3>", "The configuration is not read anew: " + reading.fault);
+        audit_.Add(0, ProxyRow("reload-failed", reading.fault));
+    }
+    if (std::exchange(isToReadAgain_, false) && !isEnding_) {
+        Reload();
+    }
+}
+
+void Server::CheckClients() {
+    for (const auto& [session, number] : numbers_) {
+        session->CheckAgain(certificates_);
+    }
+}
+
+void Server::PlanCheckOfClients() {
+    checkTimer_.expires_after(kBetweenChecksOfClients);
+    checkTimer_.async_wait([this](const Error& error) {
+        if (!error && !isEnding_) {
+            CheckClients();
+            PlanCheckOfClients();
+        }
+    });
+}
+
+// The loop ends when the last answers have gone, or a little later.
 void Server::Stop() {
     sd_notify(0, "STOPPING=1");
+    isEnding_ = true;
     for (Listener& listener : listeners_) {
         Error ignored;
         listener.acceptor.close(ignored);
@@ -295,14 +391,14 @@ void Server::Stop() {
     }
     mux_.Close();
     dispatcher_.EndAll();
-    asio::post(loop_, [this] {
-        for (const auto& [session, owned] : sessions_) {
-            session->Close("the proxy ends");
-        }
-    });
+    for (const auto& [session, owned] : sessions_) {
+        session->CloseWhenSent("the proxy ends");
+    }
     timer_.expires_after(kLongestEnd);
     timer_.async_wait([this](const Error&) { loop_.stop(); });
-    isEnding_ = true;
+    if (sessions_.empty()) {
+        timer_.cancel();
+    }
 }
 
 }  // namespace MuxProxy

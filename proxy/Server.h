@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "proxy/audit/AuditLog.h"
 #include "proxy/configuration/Configuration.h"
@@ -44,6 +45,21 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     };
 
     using SessionPointer = std::shared_ptr<ClientSession>;
+    using CertificatesPointer = std::shared_ptr<const Certificates>;
+
+    // What a reload has read, on a thread of its own.
+    struct Reading {
+        Configuration configuration;
+        CertificatesPointer certificates;
+        // Why nothing changes; empty if all can be used.
+        std::string fault;
+    };
+
+    // Connections that were turned away for one reason.
+    struct TurnedAway {
+        std::size_t count = 0;
+        std::optional<Time> noted;
+    };
 
     void SessionOpened(ClientSession& session) override;
     bool SessionReceived(ClientSession& session, const std::string& text) override;
@@ -53,7 +69,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void MuxLinkLost(const std::string& reason) override;
     void MuxLinkFailed(const std::string& reason) override;
     Time Now() const override { return std::chrono::steady_clock::now(); }
-    void SendToClient(ClientNumber client, const std::string& text) override;
+    void SendToClient(ConnectionNumber connection, const std::string& text) override;
     void SendToMux(const std::string& text) override;
     void PostAudited(RequestNumber request, bool isWritten) override;
 
@@ -62,31 +78,43 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void Take(Tcp::socket socket);
     void WaitForSignal();
     void Reload();
+    Reading ReadAnew() const;
+    void Apply(const Reading& reading);
+    void CheckClients();
+    void PlanCheckOfClients();
+    void MakeRoomForHandshake();
     void Stop();
     void Plan();
     void NoteConnection(const ClientSession& session, const char* operation, const std::string& remark);
+    void NoteClient(const ClientSession& session, const char* operation, const std::string& reason);
     void NoteTurnedAway(const ClientSession& session, const std::string& reason);
 
     const Configuration configuration_;
     const ReadAgain readAgain_;
     boost::asio::io_context loop_{1};
-    std::unique_ptr<const Certificates> certificates_;
+    CertificatesPointer certificates_;
     AuditLog audit_;
     Dispatcher dispatcher_;
     MuxLink mux_;
     boost::asio::signal_set signals_;
     boost::asio::steady_timer timer_;
+    boost::asio::steady_timer checkTimer_;
     SessionTurns turns_;
     std::list<Listener> listeners_;
-    // All connections, and of those that were let in their numbers.
+    // All connections; those whose handshake is not done, oldest first; and of those that were let in their numbers.
     std::map<ClientSession*, SessionPointer> sessions_;
-    std::map<ClientSession*, ClientNumber> numbers_;
-    std::map<ClientNumber, ClientSession*> clients_;
-    std::map<std::string, std::size_t> byName_;
-    std::map<std::string, std::size_t> byAddress_;
-    // Turned away since the last row about it, and when that was.
-    std::size_t turnedAway_ = 0;
-    std::optional<Time> turnedAwayNoted_;
+    std::list<ClientSession*> handshakes_;
+    std::map<ClientSession*, ConnectionNumber> numbers_;
+    std::map<ConnectionNumber, ClientSession*> clients_;
+    // Kept as long as the proxy runs: nobody gets a new allowance by connecting anew.
+    std::map<std::string, std::shared_ptr<ClientAccount>> accounts_;
+    // By network: an address of IPv4, the first half of one of IPv6.
+    std::map<std::string, std::size_t> byNetwork_;
+    // By reason.
+    std::map<std::string, TurnedAway> turnedAway_;
+    std::thread reader_;
+    bool isReading_ = false;
+    bool isToReadAgain_ = false;
     bool isEnding_ = false;
 };
 

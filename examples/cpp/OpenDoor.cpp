@@ -18,26 +18,30 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* kUsage =
-    "Usage: open-door HOST PORT GATEWAY LOCK\n"
-    "Open a lock, then wait a minute for a card at any lock.\n"
-    "Exit status: 0 = opened, and a card came; 1 = refused; 2 = no answer or no card; 64 = wrong usage.\n";
+    "Usage: open-door HOST PORT GATEWAY LOCK [SECONDS]\n"
+    "Open a lock, then wait 60 or this many seconds for a card at any lock.\n"
+    "Exit status: 0 = opened, and a card came; 1 = refused; 2 = no answer; 3 = opened, but no card came;\n"
+    "64 = wrong usage.\n";
+constexpr int kRefused = 1;
+constexpr int kNoAnswer = 2;
+constexpr int kNoCard = 3;
 constexpr int kWrongUsage = 64;
 
 int OpenDoor(MuxClient::Client& client, const MuxClient::LockAddress& lock) {
     const auto answer = client.Ask(MuxClient::Request::Open(lock));
     if (!answer) {
         std::cerr << "No answer; the lock may still have been opened.\n";
-        return 2;
+        return kNoAnswer;
     }
     std::cout << answer->text << std::endl;
     if (!answer->IsAck()) {
         std::cerr << "Refused: " << answer->refusal.value_or(MuxClient::Refusal()).message << '\n';
-        return 1;
+        return kRefused;
     }
     return 0;
 }
 
-int WaitForCard(MuxClient::Client& client) {
+int WaitForCard(MuxClient::Client& client, std::chrono::seconds time) {
     bool came = false;
     client.OnEvent([&](const MuxClient::Message& message) {
         // Other events are PINs.
@@ -47,11 +51,21 @@ int WaitForCard(MuxClient::Client& client) {
             came = true;
         }
     });
-    const auto end = std::chrono::steady_clock::now() + 60s;
+    const auto end = std::chrono::steady_clock::now() + time;
     while (!came && std::chrono::steady_clock::now() < end) {
         client.Wait(1s);
     }
-    return came ? 0 : 2;
+    return came ? 0 : kNoCard;
+}
+
+// The lock is open by now, so that a lost connection only ends the waiting.
+int WaitForCardWhileConnected(MuxClient::Client& client, std::chrono::seconds time) {
+    try {
+        return WaitForCard(client, time);
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return kNoCard;
+    }
 }
 
 int Run(const std::vector<std::string>& arguments) {
@@ -59,7 +73,7 @@ int Run(const std::vector<std::string>& arguments) {
         std::cout << kUsage;
         return 0;
     }
-    if (arguments.size() != 4) {
+    if (arguments.size() != 4 && arguments.size() != 5) {
         std::cerr << kUsage;
         return kWrongUsage;
     }
@@ -67,9 +81,10 @@ int Run(const std::vector<std::string>& arguments) {
     const auto port = NumberIn<std::uint16_t>(arguments.at(1), 1);
     const auto gateway = NumberIn<std::int32_t>(arguments.at(2), kLowestId);
     const auto lock = NumberIn<std::int32_t>(arguments.at(3), kLowestId);
+    const std::chrono::seconds time(arguments.size() == 5 ? NumberIn<std::uint16_t>(arguments.at(4), 0) : 60);
     MuxClient::Client client({arguments.at(0), port});
     const int status = OpenDoor(client, {gateway, lock});
-    return status == 0 ? WaitForCard(client) : status;
+    return status == 0 ? WaitForCardWhileConnected(client, time) : status;
 }
 
 }  // namespace
@@ -82,6 +97,6 @@ int main(int argumentCount, char** arguments) {
         return kWrongUsage;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
-        return 2;
+        return kNoAnswer;
     }
 }

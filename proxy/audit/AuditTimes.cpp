@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <ctime>
-#include <regex>
+#include <sstream>
 
 #include "proxy/audit/AuditSchema.h"
 
@@ -26,6 +26,8 @@ constexpr Unit kUnits[] = {{"second", std::chrono::seconds(1)},
                            {"hour", std::chrono::hours(1)},
                            {"day", std::chrono::hours(24)},
                            {"week", std::chrono::hours(168)}};
+
+constexpr int kMostUnits = 999999;
 
 std::tm CalendarOf(system_clock::time_point time, bool isUtc) {
     const std::time_t seconds = system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(time));
@@ -83,12 +85,14 @@ std::optional<system_clock::time_point> ReadForm(const std::string& text, const 
 }
 
 std::optional<system_clock::time_point> ReadAgo(const std::string& text, system_clock::time_point now) {
-    static const std::regex pattern("([0-9]{1,6}) ([a-z]+?)s? ago");
-    std::smatch match;
-    if (std::regex_match(text, match, pattern)) {
+    std::istringstream words(text);
+    int count = 0;
+    std::string name;
+    std::string ago;
+    if (words >> count >> name >> ago && ago == "ago" && words.eof() && count >= 0 && count <= kMostUnits) {
         for (const Unit& unit : kUnits) {
-            if (match[2] == unit.name) {
-                return now - unit.length * std::stoi(match[1]);
+            if (name == unit.name || name == std::string(unit.name) + 's') {
+                return now - unit.length * count;
             }
         }
     }

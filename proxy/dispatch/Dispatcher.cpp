@@ -1,5 +1,6 @@
 #include "proxy/dispatch/Dispatcher.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -12,8 +13,12 @@ using std::chrono::milliseconds;
 // Requests right after a start share the reference ID of the Mux's own question to the gateway and go unanswered.
 constexpr std::chrono::seconds kPauseAfterConnect{1};
 
-// Of one client, in all gateways' queues together.
+// Of one client, for all gateways together: requests, and bytes of what they carry.
 constexpr std::size_t kMostRequests = 256;
+constexpr std::size_t kMostBytes = 2U << 20U;
+
+// A disk that hangs must not keep a client waiting.
+constexpr std::chrono::seconds kLongestAudit{5};
 
 struct EndingText {
     Refusal refusal;
@@ -21,8 +26,9 @@ struct EndingText {
 };
 
 // By QueueEnding.
-constexpr std::array<EndingText, 5> kEndings = {{
+constexpr std::array<EndingText, 6> kEndings = {{
     {Refusal::kNotSent, "waited 5 s for its turn"},
+    {Refusal::kNotSent, "too many are waiting"},
     {Refusal::kNotSent, "the gateway does not answer"},
     {Refusal::kMuxAway, ""},
     {Refusal::kNoAnswer, ""},
@@ -39,6 +45,10 @@ const char* EventName(std::int32_t code) {
         default:
             return "card";
     }
+}
+
+std::size_t SizeOf(const ProxyRequest& request) {
+    return request.clientId.size() + request.card.data.size();
 }
 
 AuditRow RequestRow(const ClientIdentity& client, const ProxyRequest& request) {
@@ -79,17 +89,44 @@ AuditRow MuxRow(const char* operation, std::string remark = {}) {
 Dispatcher::Dispatcher(DispatcherPorts& ports, AuditLog& audit, std::shared_ptr<const Rights> rights)
     : ports_(ports), audit_(audit), rights_(std::move(rights)) {}
 
-ClientNumber Dispatcher::Connected(ClientIdentity client) {
-    clients_.emplace(++lastClient_, Client{std::move(client)});
-    return lastClient_;
+void Dispatcher::SetRights(std::shared_ptr<const Rights> rights) {
+    rights_ = std::move(rights);
+    std::vector<RequestNumber> refused;
+    for (const auto& [number, request] : requests_) {
+        const bool isAllowed = rights_->Allows(request.client, request.content.kind->right, request.content.lock);
+        if (request.state != State::kSent && !isAllowed) {
+            refused.push_back(number);
+        }
+    }
+    for (const RequestNumber number : refused) {
+        Withdraw(number);
+        End(number, Refusal::kNotAllowed, "");
+    }
 }
 
-void Dispatcher::Disconnected(ClientNumber client) {
-    clients_.erase(client);
-    for (auto& [gateway, queue] : queues_) {
-        for (const RequestNumber number : queue.DropWaiting(client)) {
-            Drop(number);
+ConnectionNumber Dispatcher::Connected(ClientIdentity client) {
+    connections_.emplace(++lastConnection_, std::move(client));
+    return lastConnection_;
+}
+
+void Dispatcher::Disconnected(ConnectionNumber connection) {
+    connections_.erase(connection);
+    std::vector<RequestNumber> dropped;
+    for (const auto& [number, request] : requests_) {
+        if (request.connection == connection && request.state == State::kQueued) {
+            dropped.push_back(number);
         }
+    }
+    for (const RequestNumber number : dropped) {
+        Withdraw(number);
+        Drop(number);
+    }
+}
+
+void Dispatcher::Withdraw(RequestNumber number) {
+    const Request& request = requests_.at(number);
+    if (request.state == State::kQueued) {
+        queues_.at(request.content.lock.gateway).Drop(request.client, number);
     }
 }
 
@@ -97,48 +134,59 @@ void Dispatcher::Drop(RequestNumber number) {
     Complete(number, "", "dropped", 0, "its client has gone");
 }
 
-bool Dispatcher::Received(ClientNumber number, std::string_view text) {
-    const Client& client = clients_.at(number);
+bool Dispatcher::Received(ConnectionNumber connection, std::string_view text) {
+    const ClientIdentity& client = connections_.at(connection);
     auto read = ReadRequest(text);
     if (const auto* const invalid = std::get_if<InvalidRequest>(&read)) {
-        return Refuse(number, RequestRow(client.identity, {}), invalid->clientId, Refusal::kNotValid, invalid->reason);
+        return Refuse(connection, RequestRow(client, {}), invalid->clientId, Refusal::kNotValid, invalid->reason);
     }
     auto& request = std::get<ProxyRequest>(read);
-    AuditRow row = RequestRow(client.identity, request);
-    if (!rights_->Allows(client.identity.name, request.kind->right, request.lock)) {
-        return Refuse(number, std::move(row), request.clientId, Refusal::kNotAllowed, "");
+    AuditRow row = RequestRow(client, request);
+    if (!rights_->Allows(client.name, request.kind->right, request.lock)) {
+        return Refuse(connection, std::move(row), request.clientId, Refusal::kNotAllowed, "");
     }
-    if (client.requests >= kMostRequests) {
-        return Refuse(number, std::move(row), request.clientId, Refusal::kNotSent, "too many are waiting");
+    if (isEnding_ || !HasRoom(client.name, request)) {
+        const char* const detail = isEnding_ ? "the proxy ends" : "too many are waiting";
+        return Refuse(connection, std::move(row), request.clientId, Refusal::kNotSent, detail);
     }
-    return Accept(number, std::move(request), std::move(row));
+    return Accept(connection, std::move(request), std::move(row));
 }
 
-bool Dispatcher::Refuse(ClientNumber client, AuditRow row, const std::string& id, Refusal refusal,
+bool Dispatcher::HasRoom(const std::string& client, const ProxyRequest& request) const {
+    const auto load = loads_.find(client);
+    return load == loads_.end() ||
+           (load->second.requests < kMostRequests && load->second.bytes + SizeOf(request) <= kMostBytes);
+}
+
+bool Dispatcher::Refuse(ConnectionNumber connection, AuditRow row, const std::string& id, Refusal refusal,
                         const std::string& detail) {
     row.result = RefusalName(refusal);
     row.errorCode = static_cast<std::int32_t>(refusal);
     row.remark = detail;
     audit_.Add(0, std::move(row));
-    ports_.SendToClient(client, NackText(id, refusal, detail));
+    ports_.SendToClient(connection, NackText(id, refusal, detail));
     return false;
 }
 
-bool Dispatcher::Accept(ClientNumber client, ProxyRequest content, AuditRow row) {
+bool Dispatcher::Accept(ConnectionNumber connection, ProxyRequest content, AuditRow row) {
     const RequestNumber number = ++lastRequest_;
+    const std::string& client = connections_.at(connection).name;
     const bool mustBeOnDisk = content.kind->changes;
-    ++clients_.at(client).requests;
-    requests_.emplace(number, Request{std::move(content), client, ports_.Now(), State::kAuditing, ""});
+    Load& load = loads_[client];
+    ++load.requests;
+    load.bytes += SizeOf(content);
+    requests_.emplace(number, Request{std::move(content), connection, client, ports_.Now(), State::kAuditing, ""});
     if (mustBeOnDisk) {
+        auditing_.push_back(number);
         audit_.Add(number, std::move(row), [this, number](bool isWritten) { ports_.PostAudited(number, isWritten); });
-    } else {
-        audit_.Add(number, std::move(row));
-        Enqueue(number);
+        return true;
     }
-    return true;
+    audit_.Add(number, std::move(row));
+    return Enqueue(number);
 }
 
 void Dispatcher::EndAll() {
+    isEnding_ = true;
     while (!requests_.empty()) {
         const auto& [number, request] = *requests_.begin();
         End(number, request.state == State::kSent ? Refusal::kNoAnswer : Refusal::kNotSent, "the proxy ends");
@@ -148,28 +196,44 @@ void Dispatcher::EndAll() {
 
 void Dispatcher::Audited(RequestNumber number, bool isWritten) {
     const auto request = requests_.find(number);
-    if (request == requests_.end()) {
-        return;
-    }
-    if (!isWritten) {
-        End(number, Refusal::kNotAudited, "");
-    } else if (clients_.count(request->second.client) == 0) {
-        Drop(number);
-    } else {
-        Enqueue(number);
+    if (request != requests_.end()) {
+        if (!isWritten) {
+            End(number, Refusal::kNotAudited, "");
+        } else if (connections_.count(request->second.connection) == 0) {
+            Drop(number);
+        } else {
+            Enqueue(number);
+        }
     }
 }
 
-void Dispatcher::Enqueue(RequestNumber number) {
+void Dispatcher::ForgetAudited() {
+    const auto isAuditing = [this](RequestNumber number) {
+        const auto request = requests_.find(number);
+        return request != requests_.end() && request->second.state == State::kAuditing;
+    };
+    while (!auditing_.empty() && !isAuditing(auditing_.front())) {
+        auditing_.pop_front();
+    }
+}
+
+void Dispatcher::EndUnaudited() {
+    while (!auditing_.empty() && requests_.at(auditing_.front()).received + kLongestAudit <= ports_.Now()) {
+        End(auditing_.front(), Refusal::kNotAudited, "the disk does not take its row");
+    }
+}
+
+bool Dispatcher::Enqueue(RequestNumber number) {
     Request& request = requests_.at(number);
     request.state = State::kQueued;
-    GatewayQueue& queue = queues_[request.content.lock.gateway];
-    if (queue.Add(request.client, number, request.received, ports_.Now())) {
-        Advance();
-    } else {
-        const bool isSilent = queue.IsSilent();
-        End(number, Refusal::kNotSent, isSilent ? "the gateway does not answer" : "too many are waiting");
+    ForgetAudited();
+    const std::int32_t gateway = request.content.lock.gateway;
+    const auto refusal = queues_[gateway].Add(request.client, number, request.received, ports_.Now());
+    if (refusal) {
+        EndByQueue({number, *refusal});
     }
+    AdvanceQueue(gateway);
+    return !refusal;
 }
 
 bool Dispatcher::IsMuxReady() const {
@@ -177,26 +241,36 @@ bool Dispatcher::IsMuxReady() const {
 }
 
 void Dispatcher::Advance() {
-    const bool isMuxReady = IsMuxReady();
-    for (auto& [gateway, queue] : queues_) {
-        const QueueWork work = queue.Advance(ports_.Now(), isMuxReady);
-        for (const RequestNumber number : work.toSend) {
-            Send(number);
-        }
-        for (const QueueWork::Ended& ended : work.ended) {
-            EndByQueue(ended);
-        }
-    }
+    EndUnaudited();
     for (auto queue = queues_.begin(); queue != queues_.end();) {
-        queue = queue->second.IsIdle() ? queues_.erase(queue) : std::next(queue);
+        const std::int32_t gateway = queue->first;
+        ++queue;
+        AdvanceQueue(gateway);
+    }
+}
+
+void Dispatcher::AdvanceQueue(std::int32_t gateway) {
+    const auto queue = queues_.find(gateway);
+    const QueueWork work = queue->second.Advance(ports_.Now(), IsMuxReady());
+    for (const RequestNumber number : work.toSend) {
+        Send(number);
+    }
+    for (const QueueWork::Ended& ended : work.ended) {
+        EndByQueue(ended);
+    }
+    if (queue->second.IsIdle()) {
+        queues_.erase(queue);
     }
 }
 
 std::optional<Time> Dispatcher::NextTime() const {
     std::optional<Time> next;
+    if (!auditing_.empty()) {
+        next = requests_.at(auditing_.front()).received + kLongestAudit;
+    }
     const bool isMuxReady = IsMuxReady();
     if (muxReady_ && !isMuxReady && !queues_.empty()) {
-        next = muxReady_;
+        next = !next ? muxReady_ : std::min(*next, *muxReady_);
     }
     for (const auto& [gateway, queue] : queues_) {
         const std::optional<Time> time = queue.NextTime(isMuxReady);
@@ -234,10 +308,14 @@ void Dispatcher::Complete(RequestNumber number, const std::string& answer, const
     const Request request = std::move(found->second);
     requests_.erase(found);
     sent_.erase(request.muxId);
-    const auto client = clients_.find(request.client);
-    if (client != clients_.end()) {
-        --client->second.requests;
-        ports_.SendToClient(request.client, answer);
+    ForgetAudited();
+    const auto load = loads_.find(request.client);
+    load->second.bytes -= SizeOf(request.content);
+    if (--load->second.requests == 0) {
+        loads_.erase(load);
+    }
+    if (connections_.count(request.connection) != 0) {
+        ports_.SendToClient(request.connection, answer);
     }
     const auto elapsed = duration_cast<milliseconds>(ports_.Now() - request.received);
     audit_.Finish(number, result, errorCode, elapsed, remark);
@@ -274,9 +352,11 @@ void Dispatcher::MuxSent(const std::string& text) {
 void Dispatcher::TakeAnswer(const MuxText& read, const std::string& text) {
     const RequestNumber number = sent_.at(read.id);
     const Request& request = requests_.at(number);
-    queues_.at(request.content.lock.gateway).Answered(number);
-    Complete(number, Readdressed(text, request.content.clientId), read.isAck ? "ack" : "nack", read.errorCode, "");
-    Advance();
+    const std::int32_t gateway = request.content.lock.gateway;
+    const std::string answer = Readdressed(text, request.content.clientId);
+    queues_.at(gateway).Answered(number);
+    Complete(number, answer, read.isAck ? "ack" : "nack", read.errorCode, "");
+    AdvanceQueue(gateway);
 }
 
 void Dispatcher::TakeLateAnswer(const MuxText& read) {
@@ -298,8 +378,8 @@ void Dispatcher::TakeLateAnswer(const MuxText& read) {
 
 void Dispatcher::TakeEvent(const MuxText& read, const std::string& text) {
     audit_.Add(0, EventRow(read));
-    for (const auto& [number, client] : clients_) {
-        if (rights_->SeesEvent(client.identity.name, read.gateway, read.lockBits)) {
+    for (const auto& [number, client] : connections_) {
+        if (rights_->SeesEvent(client.name, read.gateway, read.lockBits)) {
             ports_.SendToClient(number, text);
         }
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,6 +17,8 @@
 
 namespace MuxProxy {
 
+using ConnectionNumber = std::uint64_t;
+
 // Who is connected. A value.
 struct ClientIdentity {
     // The common name of its certificate.
@@ -31,7 +33,7 @@ class DispatcherPorts {
     virtual ~DispatcherPorts() = default;
     // The clock of the queues.
     virtual Time Now() const = 0;
-    virtual void SendToClient(ClientNumber client, const std::string& text) = 0;
+    virtual void SendToClient(ConnectionNumber connection, const std::string& text) = 0;
     // Only between Dispatcher::MuxConnected() and MuxLost().
     virtual void SendToMux(const std::string& text) = 0;
     // Where the audit's thread hands its news over to the network loop, which then calls Dispatcher::Audited().
@@ -42,21 +44,23 @@ class DispatcherPorts {
 // and gives the answer back under the client's. Every request that Received() takes is answered exactly once, by the
 // Mux or by a NACK of the proxy, unless its client goes first.
 //
-// Knows nothing of sockets. All of it runs on the network loop.
+// Turns, and how much may wait, are counted by client, however many connections it has. Knows nothing of sockets. All
+// of it runs on the network loop.
 class Dispatcher {
   public:
     // `ports` and `audit` outlive the dispatcher.
     Dispatcher(DispatcherPorts& ports, AuditLog& audit, std::shared_ptr<const Rights> rights);
 
-    void SetRights(std::shared_ptr<const Rights> rights) { rights_ = std::move(rights); }
+    // What is not sent yet and not allowed any more is refused.
+    void SetRights(std::shared_ptr<const Rights> rights);
 
-    ClientNumber Connected(ClientIdentity client);
-    // What the client has waiting is dropped unsent; what was sent runs on without it.
-    void Disconnected(ClientNumber client);
-    // The text of one packet. False if it was refused at once.
-    bool Received(ClientNumber client, std::string_view text);
+    ConnectionNumber Connected(ClientIdentity client);
+    // What waits there is dropped unsent; what was sent runs on without it. The number is known.
+    void Disconnected(ConnectionNumber connection);
+    // The text of one packet. False if it was refused at once. The number is known.
+    bool Received(ConnectionNumber connection, std::string_view text);
 
-    // The proxy ends: so does every request.
+    // The proxy ends: so does every request, and those that still come are refused.
     void EndAll();
 
     // The row of a request is on disk, or cannot be written.
@@ -77,21 +81,31 @@ class Dispatcher {
 
     struct Request {
         ProxyRequest content;
-        ClientNumber client;
+        ConnectionNumber connection;
+        // The name of its client.
+        std::string client;
         Time received;
         State state = State::kAuditing;
         // Under which the Mux knows it, once it was sent.
         std::string muxId;
     };
 
-    struct Client {
-        ClientIdentity identity;
+    // What one client has under way.
+    struct Load {
         std::size_t requests = 0;
+        std::size_t bytes = 0;
     };
 
-    bool Refuse(ClientNumber client, AuditRow row, const std::string& id, Refusal refusal, const std::string& detail);
-    bool Accept(ClientNumber client, ProxyRequest content, AuditRow row);
-    void Enqueue(RequestNumber number);
+    bool Refuse(ConnectionNumber connection, AuditRow row, const std::string& id, Refusal refusal,
+                const std::string& detail);
+    bool HasRoom(const std::string& client, const ProxyRequest& request) const;
+    bool Accept(ConnectionNumber connection, ProxyRequest content, AuditRow row);
+    // False if the queue refused it.
+    bool Enqueue(RequestNumber number);
+    void AdvanceQueue(std::int32_t gateway);
+    // Ends requests whose rows the disk does not take.
+    void EndUnaudited();
+    void ForgetAudited();
     void Send(RequestNumber number);
     void EndByQueue(const QueueWork::Ended& ended);
     // Ends a request with a NACK of the proxy.
@@ -99,6 +113,8 @@ class Dispatcher {
     // Answers the client if it is still there, completes the row and forgets the request.
     void Complete(RequestNumber number, const std::string& answer, const std::string& result, std::int32_t errorCode,
                   const std::string& remark);
+    // Takes it out of its queue, if it waits in one.
+    void Withdraw(RequestNumber number);
     void Drop(RequestNumber number);
     void TakeAnswer(const MuxText& read, const std::string& text);
     void TakeLateAnswer(const MuxText& read);
@@ -108,15 +124,20 @@ class Dispatcher {
     DispatcherPorts& ports_;
     AuditLog& audit_;
     std::shared_ptr<const Rights> rights_;
-    std::map<ClientNumber, Client> clients_;
+    std::map<ConnectionNumber, ClientIdentity> connections_;
+    // By the client's name; none that is empty.
+    std::map<std::string, Load> loads_;
     std::map<RequestNumber, Request> requests_;
     std::unordered_map<std::string, RequestNumber> sent_;
     GivenUp givenUp_;
     std::map<std::int32_t, GatewayQueue> queues_;
-    ClientNumber lastClient_ = 0;
+    // Those whose rows are on their way to the disk, oldest first. Others than the first may have ended.
+    std::deque<RequestNumber> auditing_;
+    ConnectionNumber lastConnection_ = 0;
     RequestNumber lastRequest_ = 0;
     // Before this time nothing is sent; nothing without a connection.
     std::optional<Time> muxReady_;
+    bool isEnding_ = false;
 };
 
 }  // namespace MuxProxy

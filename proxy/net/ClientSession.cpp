@@ -4,7 +4,7 @@
 #include <boost/asio/post.hpp>
 #include <utility>
 
-#include "tools/client/Errors.h"
+#include "proxy/net/KeepAlive.h"
 
 namespace MuxProxy {
 namespace {
@@ -12,6 +12,8 @@ namespace {
 namespace asio = boost::asio;
 using Error = boost::system::error_code;
 using std::chrono::milliseconds;
+
+constexpr KeepAlive kClientKeepAlive{60, 10, 3, 30};
 
 // A piece of the stream, the request in it, and that there is nothing more.
 constexpr unsigned kStepsAtOnce = 3;
@@ -29,24 +31,28 @@ std::string AddressOf(const ClientSession::Socket& socket) {
 
 }  // namespace
 
-ClientSession::ClientSession(Socket socket, const Certificates& certificates, const LimitSettings& limits,
-                             SessionTurns& turns, SessionOwner& owner)
+ClientSession::ClientSession(Socket socket, std::shared_ptr<const Certificates> certificates,
+                             const LimitSettings& limits, SessionTurns& turns, SessionOwner& owner)
     : socket_(std::move(socket)),
-      stream_(certificates.NewConnection(), socket_.native_handle()),
+      certificates_(std::move(certificates)),
+      stream_(certificates_->NewConnection(), socket_.native_handle()),
       limits_(limits),
       turns_(turns),
       owner_(owner),
       readTimer_(socket_.get_executor()),
       writeTimer_(socket_.get_executor()),
       paceTimer_(socket_.get_executor()),
-      address_(AddressOf(socket_)),
-      refilled_(std::chrono::steady_clock::now()) {}
+      address_(AddressOf(socket_)) {}
+
+ClientSession::~ClientSession() {
+    DropPending();
+}
 
 void ClientSession::Start() {
     Error ignored;
     socket_.non_blocking(true, ignored);
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
-    socket_.set_option(asio::socket_base::keep_alive(true), ignored);
+    SetKeepAlive(socket_.native_handle(), kClientKeepAlive);
     Watch(readTimer_, limits_.handshake, "the handshake took too long");
     Wait(WaitType::wait_read, &ClientSession::AskToShake);
 }
@@ -65,7 +71,7 @@ void ClientSession::Shake() {
         After(result, &ClientSession::AskToShake);
         return;
     }
-    readTimer_.cancel();
+    readTimer_.expires_at(Timer::time_point::max());
     name_ = PeerName(stream_.Connection());
     if (name_.empty()) {
         Close("its certificate has no usable common name");
@@ -103,8 +109,9 @@ void ClientSession::Wait(WaitType type, void (ClientSession::*next)()) {
 
 void ClientSession::Watch(Timer& timer, milliseconds time, const char* reason) {
     timer.expires_after(time);
-    timer.async_wait([self = shared_from_this(), reason](const Error& error) {
-        if (!error) {
+    // The handler may be under way already when the timer is set anew.
+    timer.async_wait([self = shared_from_this(), &timer, reason](const Error& error) {
+        if (!error && timer.expiry() <= std::chrono::steady_clock::now()) {
             self->Close(reason);
         }
     });
@@ -120,9 +127,8 @@ void ClientSession::AskToReadOn() {
 
 void ClientSession::ReadSome(unsigned steps) {
     for (; isOpen_ && steps > 0; --steps) {
-        Refill();
-        if (share_ == 0) {
-            Rest();
+        if (const milliseconds rest = account_->Rest(); rest.count() > 0) {
+            Rest(rest);
             return;
         }
         if (!TakeText() && !ReadPiece()) {
@@ -138,10 +144,11 @@ bool ClientSession::TakeText() {
     try {
         const std::optional<std::string> text = cutter_.Next();
         if (text) {
-            Spend(owner_.SessionReceived(*this, *text) ? 1 : kShareOfRefused);
+            account_->Spend(text->size(), !owner_.SessionReceived(*this, *text));
         }
         return text.has_value();
-    } catch (const MuxClient::ProtocolError& error) {
+    } catch (const std::exception& error) {
+        // Whatever a client's text does, it does to that client alone.
         Close(error.what());
         return true;
     }
@@ -163,8 +170,8 @@ bool ClientSession::ReadPiece() {
 }
 
 // Others come first: what it sends stays in the kernel meanwhile.
-void ClientSession::Rest() {
-    paceTimer_.expires_after(milliseconds(1000 / kRequestsPerSecond));
+void ClientSession::Rest(milliseconds time) {
+    paceTimer_.expires_after(time);
     paceTimer_.async_wait([self = shared_from_this()](const Error& error) {
         if (!error && self->isOpen_) {
             self->Read();
@@ -172,23 +179,16 @@ void ClientSession::Rest() {
     });
 }
 
-void ClientSession::Refill() {
-    const auto now = std::chrono::steady_clock::now();
-    const auto earned = (now - refilled_) / milliseconds(1000 / kRequestsPerSecond);
-    if (earned > 0) {
-        share_ = static_cast<unsigned>(std::min<std::int64_t>(kRequestsPerSecond, share_ + earned));
-        refilled_ = now;
-    }
-}
-
 void ClientSession::Send(const std::string& text) {
     if (!isOpen_) {
         return;
     }
-    pending_ += text;
-    if (pending_.size() > kMostPending) {
+    if (pending_.size() + text.size() > kMostPending || !account_->AddPending(text.size())) {
         Close("it does not take what it is sent");
-    } else if (!isWriting_) {
+        return;
+    }
+    pending_ += text;
+    if (!isWriting_) {
         // From the loop, so that answers which are due together go together.
         isWriting_ = true;
         Watch(writeTimer_, kLongestWait, "it does not take what it is sent");
@@ -197,18 +197,49 @@ void ClientSession::Send(const std::string& text) {
 }
 
 void ClientSession::Write() {
+    bool hasWritten = false;
     while (isOpen_ && !pending_.empty()) {
         std::size_t count = 0;
         const TlsStream::Result result = stream_.Write(pending_, count);
         if (result != TlsStream::Result::kDone) {
+            if (hasWritten) {
+                Watch(writeTimer_, kLongestWait, "it does not take what it is sent");
+            }
             After(result, &ClientSession::Write);
             return;
         }
+        hasWritten = true;
         pending_.erase(0, count);
+        account_->RemovePending(count);
     }
     isWriting_ = false;
-    writeTimer_.cancel();
+    writeTimer_.expires_at(Timer::time_point::max());
     pending_.shrink_to_fit();
+    if (ending_) {
+        Close(*ending_);
+    }
+}
+
+void ClientSession::DropPending() {
+    if (account_ != nullptr) {
+        account_->RemovePending(pending_.size());
+    }
+    pending_.clear();
+}
+
+void ClientSession::CloseWhenSent(const std::string& reason) {
+    ending_ = reason;
+    if (!isWriting_) {
+        Close(reason);
+    }
+}
+
+void ClientSession::CheckAgain(std::shared_ptr<const Certificates> certificates) {
+    turns_.handshakes.Ask([self = shared_from_this(), current = std::move(certificates)] {
+        if (self->isOpen_ && !self->IsAcceptedBy(*current)) {
+            self->Close("its certificate is not accepted any more");
+        }
+    });
 }
 
 void ClientSession::Close(const std::string& reason) {
@@ -216,6 +247,7 @@ void ClientSession::Close(const std::string& reason) {
         return;
     }
     stream_.SayGoodbye();
+    DropPending();
     Error ignored;
     socket_.cancel(ignored);
     socket_.shutdown(Socket::shutdown_both, ignored);

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "proxy/configuration/Configuration.h"
+#include "proxy/net/ClientAccount.h"
 #include "proxy/net/TlsStream.h"
 #include "proxy/net/Turns.h"
 #include "tools/client/PacketCutter.h"
@@ -32,33 +34,40 @@ class SessionOwner {
 // One client's TLS connection: handshake, packets in, bare texts out.
 //
 // Nobody waits for a client. What it does not take is kept, up to kMostPending bytes and for kLongestWait, then the
-// connection is closed. A client that sends more than kRequestsPerSecond is read more slowly; handshakes, and what one
-// sends beyond a request at a time, take turns. For the network loop; lives as long as something is under way on it.
+// connection is closed. A client is read at the pace of its account; handshakes, and what one sends beyond a request at
+// a time, take turns. For the network loop; lives as long as something is under way on it.
 class ClientSession : public std::enable_shared_from_this<ClientSession> {
   public:
     using Socket = boost::asio::ip::tcp::socket;
     static constexpr std::size_t kMostPending = 1U << 20U;
     static constexpr std::chrono::seconds kLongestWait{10};
-    static constexpr unsigned kRequestsPerSecond = 100;
-    // A refused request takes the share of so many, so that nobody floods the audit with refusals.
-    static constexpr unsigned kShareOfRefused = 20;
 
     // The owner and the turns outlive the loop's last run. Throws std::bad_alloc.
-    ClientSession(Socket socket, const Certificates& certificates, const LimitSettings& limits, SessionTurns& turns,
-                  SessionOwner& owner);
+    ClientSession(Socket socket, std::shared_ptr<const Certificates> certificates, const LimitSettings& limits,
+                  SessionTurns& turns, SessionOwner& owner);
+    ~ClientSession();
 
     void Start();
+    // Its client's, from SessionOpened() on. Without one nothing is read or sent.
+    void SetAccount(std::shared_ptr<ClientAccount> account) { account_ = std::move(account); }
     // Does nothing on a closed session.
     void Send(const std::string& text);
     // SessionEnded() follows from the loop, once.
     void Close(const std::string& reason);
+    // When all is sent that was given to Send().
+    void CloseWhenSent(const std::string& reason);
 
     // The common name of the certificate; empty before SessionOpened().
     const std::string& Name() const { return name_; }
     // "192.0.2.1" or "2001:db8::1".
     const std::string& Address() const { return address_; }
+    // Closes it if these do not let it in, or not any more; takes a turn to look.
+    void CheckAgain(std::shared_ptr<const Certificates> certificates);
     // Whether these would let it in now.
     bool IsAcceptedBy(const Certificates& certificates) { return certificates.Accepts(stream_.Connection()); }
+    bool IsMadeWith(const std::shared_ptr<const Certificates>& certificates) const {
+        return certificates_ == certificates;
+    }
 
   private:
     using Timer = boost::asio::steady_timer;
@@ -74,16 +83,16 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     bool TakeText();
     // False if there is nothing to read now, and the session waits for it.
     bool ReadPiece();
-    void Rest();
+    void Rest(std::chrono::milliseconds time);
     void Write();
-    void Refill();
-    void Spend(unsigned share) { share_ -= std::min(share, share_); }
+    void DropPending();
     // Calls `next` when the socket is ready for what `result` wants; closes when it is over.
     void After(TlsStream::Result result, void (ClientSession::*next)());
     void Wait(WaitType type, void (ClientSession::*next)());
     void Watch(Timer& timer, std::chrono::milliseconds time, const char* reason);
 
     Socket socket_;
+    const std::shared_ptr<const Certificates> certificates_;
     TlsStream stream_;
     const LimitSettings limits_;
     SessionTurns& turns_;
@@ -95,10 +104,11 @@ class ClientSession : public std::enable_shared_from_this<ClientSession> {
     std::string name_;
     MuxClient::PacketCutter cutter_;
     std::string pending_;
+    std::shared_ptr<ClientAccount> account_;
+    // Why it closes when all is sent.
+    std::optional<std::string> ending_;
     bool isWriting_ = false;
     bool isOpen_ = true;
-    unsigned share_ = kRequestsPerSecond;
-    std::chrono::steady_clock::time_point refilled_;
 };
 
 }  // namespace MuxProxy

@@ -1,12 +1,10 @@
 #include "proxy/net/MuxLink.h"
 
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-
 #include <boost/asio/connect.hpp>
 #include <boost/asio/write.hpp>
 #include <utility>
 
+#include "proxy/net/KeepAlive.h"
 #include "tools/client/Errors.h"
 #include "tools/client/Packet.h"
 
@@ -15,22 +13,7 @@ namespace {
 
 namespace asio = boost::asio;
 
-// Of an idle connection: the first question, the time between questions, and how many go unanswered.
-constexpr int kKeepAliveSeconds = 4;
-constexpr int kKeepAliveCount = 2;
-
-void SetOption(int socket, int level, int name, int value) {
-    setsockopt(socket, level, name, &value, sizeof(value));
-}
-
-void NoticeALostHost(int socket) {
-    SetOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
-    SetOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, kKeepAliveSeconds);
-    SetOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, kKeepAliveSeconds - 1);
-    SetOption(socket, IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveCount);
-    const auto noticed = std::chrono::milliseconds(MuxLink::kNoticed);
-    SetOption(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, static_cast<int>(noticed.count()));
-}
+constexpr KeepAlive kMuxKeepAlive{4, 3, 2, static_cast<int>(MuxLink::kNoticed.count())};
 
 }  // namespace
 
@@ -74,7 +57,7 @@ void MuxLink::Connect(const Tcp::resolver::results_type& addresses) {
 void MuxLink::Opened() {
     Error ignored;
     socket_.set_option(Tcp::no_delay(true), ignored);
-    NoticeALostHost(socket_.native_handle());
+    SetKeepAlive(socket_.native_handle(), kMuxKeepAlive);
     isConnected_ = true;
     hasComplained_ = false;
     cutter_ = {};

@@ -5,39 +5,44 @@
 
 namespace MuxProxy {
 
-bool GatewayQueue::Add(ClientNumber client, RequestNumber request, Time received, Time now) {
+std::optional<QueueEnding> GatewayQueue::Add(const std::string& client, RequestNumber request, Time received,
+                                             Time now) {
     const bool isTrial = IsSilent() && turns_.empty() && now >= lastTrial_ + times_.betweenTrials;
     if (IsSilent() && !isTrial) {
-        return false;
+        return QueueEnding::kSilent;
     }
     if (isTrial) {
         lastTrial_ = now;
     }
     std::deque<Waiting>& requests = TurnOf(client).requests;
-    const bool hasRoom = requests.size() < kMostWaiting;
-    if (hasRoom) {
-        requests.push_back({request, received});
+    if (requests.size() == kMostWaiting) {
+        return QueueEnding::kNoRoom;
     }
-    return hasRoom;
+    requests.push_back({request, received});
+    return std::nullopt;
 }
 
-GatewayQueue::Turn& GatewayQueue::TurnOf(ClientNumber client) {
+GatewayQueue::Turn& GatewayQueue::TurnOf(const std::string& client) {
     const auto turn =
-        std::find_if(turns_.begin(), turns_.end(), [client](const Turn& other) { return other.client == client; });
+        std::find_if(turns_.begin(), turns_.end(), [&client](const Turn& other) { return other.client == client; });
     return turn != turns_.end() ? *turn : turns_.emplace_back(Turn{client, {}});
 }
 
-std::vector<RequestNumber> GatewayQueue::DropWaiting(ClientNumber client) {
-    std::vector<RequestNumber> dropped;
-    const auto turn =
-        std::find_if(turns_.begin(), turns_.end(), [client](const Turn& other) { return other.client == client; });
-    if (turn != turns_.end()) {
-        for (const Waiting& waiting : turn->requests) {
-            dropped.push_back(waiting.request);
-        }
-        turns_.erase(turn);
+bool GatewayQueue::Drop(const std::string& client, RequestNumber request) {
+    std::deque<Waiting>& requests = TurnOf(client).requests;
+    const auto waiting = std::find_if(requests.begin(), requests.end(),
+                                      [request](const Waiting& other) { return other.request == request; });
+    const bool isHere = waiting != requests.end();
+    if (isHere) {
+        requests.erase(waiting);
     }
-    return dropped;
+    RemoveEmptyTurns();
+    return isHere;
+}
+
+void GatewayQueue::RemoveEmptyTurns() {
+    turns_.erase(std::remove_if(turns_.begin(), turns_.end(), [](const Turn& turn) { return turn.requests.empty(); }),
+                 turns_.end());
 }
 
 QueueWork GatewayQueue::Advance(Time now, bool isMuxThere) {
@@ -68,7 +73,7 @@ void GatewayQueue::EndUnanswered(Time now, QueueWork& work) {
 void GatewayQueue::EndAllWaiting(QueueWork& work) {
     for (const Turn& turn : std::exchange(turns_, {})) {
         for (const Waiting& waiting : turn.requests) {
-            work.ended.push_back({waiting.request, QueueEnding::kTooMany});
+            work.ended.push_back({waiting.request, QueueEnding::kSilent});
         }
     }
 }
@@ -80,8 +85,7 @@ void GatewayQueue::EndWaiting(Time now, QueueEnding ending, QueueWork& work) {
             turn.requests.pop_front();
         }
     }
-    turns_.erase(std::remove_if(turns_.begin(), turns_.end(), [](const Turn& turn) { return turn.requests.empty(); }),
-                 turns_.end());
+    RemoveEmptyTurns();
 }
 
 std::optional<Time> GatewayQueue::NextSend() const {
@@ -138,14 +142,6 @@ std::optional<Time> GatewayQueue::NextTime(bool isMuxThere) const {
         consider(*send);
     }
     return next;
-}
-
-std::size_t GatewayQueue::WaitingCount() const {
-    std::size_t count = 0;
-    for (const Turn& turn : turns_) {
-        count += turn.requests.size();
-    }
-    return count;
 }
 
 }  // namespace MuxProxy

@@ -4,19 +4,20 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace MuxProxy {
 
 // The proxy's own number of a request, and of a client's connection.
 using RequestNumber = std::uint64_t;
-using ClientNumber = std::uint64_t;
 using Time = std::chrono::steady_clock::time_point;
 
 // Why a request ends in the queue instead of by an answer of the Mux.
 enum class QueueEnding : std::uint8_t {
     kTooLong,   // not sent: it waited too long while the Mux was there
-    kTooMany,   // not sent: its gateway does not answer
+    kNoRoom,    // not sent: its client has too many waiting here
+    kSilent,    // not sent: the gateway does not answer
     kMuxAway,   // not sent: it waited too long while the Mux was away
     kNoAnswer,  // sent, and unanswered in time
     kMuxLost,   // sent, and the connection to the Mux ended
@@ -63,11 +64,11 @@ class GatewayQueue {
 
     explicit GatewayQueue(const QueueTimes& times = {}) : times_(times) {}
 
-    // Takes a request that was received at `received`. False when it has to be refused (kTooMany).
-    bool Add(ClientNumber client, RequestNumber request, Time received, Time now);
+    // Takes a request of this client, which was received at `received`; or says why it has to be refused.
+    std::optional<QueueEnding> Add(const std::string& client, RequestNumber request, Time received, Time now);
 
-    // Removes the requests of this client that were not sent, and returns them. What was sent stays.
-    std::vector<RequestNumber> DropWaiting(ClientNumber client);
+    // Takes back a request that was not sent. False if it is not waiting here.
+    bool Drop(const std::string& client, RequestNumber request);
 
     // What is due now. Requests are sent only while `isMuxThere`; those returned count as sent.
     QueueWork Advance(Time now, bool isMuxThere);
@@ -84,8 +85,6 @@ class GatewayQueue {
     // When Advance() has something to do again, unless something else happens before; nothing if never.
     std::optional<Time> NextTime(bool isMuxThere) const;
 
-    std::size_t WaitingCount() const;
-    std::size_t OpenCount() const { return open_.size(); }
     bool IsSilent() const { return unansweredInARow_ >= kSilentAfter; }
     // No request is waiting or open, and it remembers nothing.
     bool IsIdle() const { return open_.empty() && turns_.empty() && unansweredInARow_ == 0; }
@@ -97,7 +96,7 @@ class GatewayQueue {
     };
     // The requests of one client, oldest first; never empty.
     struct Turn {
-        ClientNumber client;
+        std::string client;
         std::deque<Waiting> requests;
     };
     struct Open {
@@ -105,7 +104,8 @@ class GatewayQueue {
         Time sent;
     };
 
-    Turn& TurnOf(ClientNumber client);
+    Turn& TurnOf(const std::string& client);
+    void RemoveEmptyTurns();
     void EndWaiting(Time now, QueueEnding ending, QueueWork& work);
     void EndUnanswered(Time now, QueueWork& work);
     void EndAllWaiting(QueueWork& work);

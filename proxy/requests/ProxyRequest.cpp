@@ -1,10 +1,10 @@
 #include "proxy/requests/ProxyRequest.h"
 
 #include <algorithm>
-#include <array>
 #include <stdexcept>
 
 #include "json/Reading.h"
+#include "tools/client/Packet.h"
 #include "tools/client/RequestCheck.h"
 
 namespace MuxProxy {
@@ -110,6 +110,13 @@ ProxyRequest ReadObject(const Value& root) {
     return request;
 }
 
+// Written anew with every member, a request may become longer than the client's text was.
+void CheckLength(const ProxyRequest& request) {
+    if (WriteRequest(request).text.size() > MuxClient::kLongestText) {
+        throw Refused("/Data/cardData is too long to be passed on");
+    }
+}
+
 Occasion OccasionOf(MessageCode code) {
     return code >= MessageCode::kEventLockOpen ? Occasion::kEvent : Occasion::kCommand;
 }
@@ -126,8 +133,13 @@ std::variant<ProxyRequest, InvalidRequest> ReadRequest(std::string_view text) {
                                   (fault.where.empty() ? "the text" : fault.where) + ' ' + fault.reason};
         }
     }
+    if (!isObject) {
+        return InvalidRequest{"", "the text is not a JSON object"};
+    }
     try {
-        return ReadObject(root);
+        ProxyRequest request = ReadObject(root);
+        CheckLength(request);
+        return request;
     } catch (const Refused& refused) {
         return InvalidRequest{IdIn(root), refused.what()};
     }

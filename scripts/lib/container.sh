@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Sourced by scripts/install-test: builds the container image from the packages and tries it. $folder is temporary, and
-# $tree in it is a fresh Debian.
+# $tree in it is a fresh Debian, the $release.
 
 # Images and containers live in the temporary folder. The container shares the kernel's names and the network with the
 # script, since a machine on which no container can be booted may allow nothing else.
@@ -38,14 +38,15 @@ save_image() {
 
 # build_and_try_image: leaves the image beside the packages.
 build_and_try_image() {
-    local version archive
+    local version image archive
     version=$(dpkg-deb --field build/packages/dw-hal-mux-brenk_*_"$(dpkg --print-architecture)".deb Version)
-    archive=build/packages/dw-hal-mux-brenk_${version}_container_$(dpkg --print-architecture).tar
+    image=localhost/dw-hal-mux-brenk:$version-$release
+    archive=build/packages/dw-hal-mux-brenk_${version}_container-${release}_$(dpkg --print-architecture).tar
     step "Building the image"
-    build_image "localhost/dw-hal-mux-brenk:$version"
+    build_image "$image"
     step "Running the image"
-    run_demo "localhost/dw-hal-mux-brenk:$version"
+    run_demo "$image"
     step "Saving it as $archive"
     rm -f "$archive"
-    save_image "localhost/dw-hal-mux-brenk:$version" "$archive"
+    save_image "$image" "$archive"
 }

@@ -1,6 +1,7 @@
 """The firewall of the examples, loaded into the kernel: a host of two network namespaces, one of which is the Mux's.
 
-Runs in namespaces of its own, in which it is root.
+Runs in namespaces of its own, in which it is root. Loaded in another way, as by a test runner, it refuses: it would
+replace the rules of the machine.
 """
 import os
 import subprocess
@@ -9,7 +10,8 @@ import unittest
 
 from examples import DEADLINE, ExampleTest, adapted, skip, skip_without, wait_until
 
-INSIDE = "inside"
+# The machine's network namespace, noted before this one was entered.
+OUTSIDE = "MUX_TEST_OUTER_NETWORK"
 PROXY_RULES = "../proxy/examples/nftables-proxy.conf"
 MUX, LISTED, UNLISTED, GATEWAY = "192.168.1.5", "192.168.1.10", "192.168.1.99", "192.168.2.20"
 CONNECTS = """
@@ -25,6 +27,10 @@ sys.stdin.read()
 """
 
 
+def network_namespace(process="self"):
+    return os.readlink(f"/proc/{process}/ns/net")
+
+
 def run(*command):
     subprocess.run(list(map(str, command)), check=True)
 
@@ -33,11 +39,12 @@ class Firewall(ExampleTest):
     @classmethod
     def setUpClass(cls):
         """The neighbour, with clients and gateway, is a process in another namespace."""
+        if os.environ.get(OUTSIDE, network_namespace()) == network_namespace():
+            raise RuntimeError(f"would replace this machine's rules; run {__file__}, which enters namespaces of its own")
         cls.neighbour = subprocess.Popen(["unshare", "--net", "sleep", "infinity"])
         cls.addClassCleanup(cls.neighbour.wait)
         cls.addClassCleanup(cls.neighbour.kill)
-        own = os.readlink("/proc/self/ns/net")
-        wait_until(lambda: os.readlink(f"/proc/{cls.neighbour.pid}/ns/net") != own, "the neighbour's namespace", DEADLINE)
+        wait_until(lambda: network_namespace(cls.neighbour.pid) != network_namespace(), "the neighbour's namespace", DEADLINE)
         run("ip", "link", "set", "lo", "up")
         run("ip", "link", "add", "mux", "type", "veth", "peer", "name", "lan", "netns", cls.neighbour.pid)
         for address in (f"{MUX}/24", "192.168.2.5/24"):
@@ -111,12 +118,12 @@ def enter_namespaces():
     inside = ["unshare", "--user", "--map-root-user", "--net"]
     if subprocess.run([*inside, "true"], capture_output=True, check=False).returncode != 0:
         skip("this machine allows no namespaces")
-    os.execvp(inside[0], [*inside, sys.executable, "-B", __file__, INSIDE])
+    os.environ[OUTSIDE] = network_namespace()
+    os.execvp(inside[0], [*inside, sys.executable, "-B", __file__, *sys.argv[1:]])
 
 
 if __name__ == "__main__":
     skip_without("nft", "ip")
-    if INSIDE not in sys.argv:
+    if OUTSIDE not in os.environ:
         enter_namespaces()
-    sys.argv.remove(INSIDE)
     unittest.main()

@@ -23,7 +23,7 @@ using testing::IsEmpty;
 class Ports : public DispatcherPorts {
   public:
     Time Now() const override { return now; }
-    void SendToClient(ClientNumber client, const std::string& text) override { answers.emplace_back(client, text); }
+    void SendToClient(ConnectionNumber client, const std::string& text) override { answers.emplace_back(client, text); }
     void SendToMux(const std::string& text) override { toMux.push_back(MuxClient::Request::FromText(text)); }
     void PostAudited(RequestNumber request, bool isWritten) override {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -39,7 +39,7 @@ class Ports : public DispatcherPorts {
     }
 
     Time now{seconds(1000)};
-    std::vector<std::pair<ClientNumber, std::string>> answers;
+    std::vector<std::pair<ConnectionNumber, std::string>> answers;
     std::vector<MuxClient::Request> toMux;
 
   private:
@@ -100,7 +100,7 @@ struct DispatcherTest : testing::Test {
     Dispatcher dispatcher{ports, audit,
                           std::make_shared<const Rights>(
                               std::vector<Rule>{{{"reception"}, AllRights(), NumberSet({{1, 1}}), NumberSet::All()}})};
-    const ClientNumber reception = dispatcher.Connected({"reception", "192.0.2.1"});
+    const ConnectionNumber reception = dispatcher.Connected({"reception", "192.0.2.1"});
 };
 
 TEST_F(DispatcherTest, AnOpeningGoesWhenItsRowIsOnDisk) {
@@ -144,7 +144,7 @@ TEST_F(DispatcherTest, ADroppedRequestIsNotSentAfterItsClientHasGone) {
 }
 
 TEST_F(DispatcherTest, EqualIdentifiersGetTheirOwnAnswers) {
-    const ClientNumber other = dispatcher.Connected({"reception", "192.0.2.2"});
+    const ConnectionNumber other = dispatcher.Connected({"reception", "192.0.2.2"});
     Ask(12, "same");
     dispatcher.Received(other, Text(12, "same"));
     dispatcher.MuxSent(Ack(ports.toMux.at(0).id));
@@ -183,13 +183,46 @@ TEST_F(DispatcherTest, EveryRequestIsAnsweredWhenTheProxyEnds) {
     EXPECT_THAT(Answers(), ElementsAre("sent:-4", "waiting:-3", "audited:-3"));
     TakeAudited();
     EXPECT_EQ(ports.toMux.size(), 1U);
+    Ask(12, "late");
+    EXPECT_THAT(Answers(), ElementsAre("late:-3"));
 }
 
-TEST_F(DispatcherTest, OneClientHasRoomForSoManyRequests) {
-    for (int i = 0; i < 400; ++i) {
+TEST_F(DispatcherTest, OneClientHasRoomForSoManyRequestsHoweverItConnects) {
+    const ConnectionNumber other = dispatcher.Connected({"reception", "192.0.2.2"});
+    for (int i = 0; i < 200; ++i) {
         Ask(10, "a");
+        dispatcher.Received(other, Text(10, "a"));
     }
     EXPECT_EQ(Answers(), std::vector<std::string>(400 - 256, "a:-3"));
+}
+
+TEST_F(DispatcherTest, OneClientHasRoomForSoManyBytes) {
+    const std::string longId(60000, 'x');
+    for (int i = 0; i < 40; ++i) {
+        Ask(10, longId);
+    }
+    EXPECT_EQ(Answers(), std::vector<std::string>(40 - 34, longId + ":-3"));
+}
+
+TEST_F(DispatcherTest, ADiskThatHangsKeepsNobodyWaiting) {
+    Ask(10, "a");
+    EXPECT_EQ(dispatcher.NextTime(), ports.now + seconds(5));
+    ports.now += seconds(5);
+    dispatcher.Advance();
+    EXPECT_THAT(Answers(), ElementsAre("a:-6"));
+    TakeAudited();
+    EXPECT_THAT(ports.toMux, IsEmpty());
+}
+
+TEST_F(DispatcherTest, WhatWaitsLosesItsRightsToo) {
+    Ask(12, "sent");
+    Ask(12, "waiting");
+    Ask(10, "audited");
+    dispatcher.SetRights(std::make_shared<const Rights>(std::vector<Rule>{}));
+    EXPECT_THAT(Answers(), ElementsAre("waiting:-1", "audited:-1"));
+    dispatcher.MuxSent(Ack(ports.toMux.at(0).id));
+    EXPECT_THAT(Answers(), ElementsAre("sent:0"));
+    EXPECT_EQ(ports.toMux.size(), 1U);
 }
 
 TEST_F(DispatcherTest, EventsGoToThoseWhoMaySeeThem) {

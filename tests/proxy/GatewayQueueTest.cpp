@@ -11,12 +11,14 @@ using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr ClientNumber kReception = 1;
-constexpr ClientNumber kGate = 2;
+constexpr const char* kReception = "reception";
+constexpr const char* kGate = "gate";
 
 // A queue with a time of its own.
 struct GatewayQueueTest : testing::Test {
-    void Add(ClientNumber client, RequestNumber request) { EXPECT_TRUE(queue.Add(client, request, now, now)); }
+    void Add(const char* client, RequestNumber request) {
+        EXPECT_EQ(queue.Add(client, request, now, now), std::nullopt);
+    }
 
     QueueWork After(milliseconds time) {
         now += time;
@@ -95,8 +97,8 @@ TEST_F(GatewayQueueTest, AFloodingClientFillsItsOwnRoomOnly) {
     for (RequestNumber request = 1; request <= GatewayQueue::kMostWaiting; ++request) {
         Add(kReception, request);
     }
-    EXPECT_FALSE(queue.Add(kReception, 100, now, now));
-    EXPECT_TRUE(queue.Add(kGate, 101, now, now));
+    EXPECT_EQ(queue.Add(kReception, 100, now, now), QueueEnding::kNoRoom);
+    Add(kGate, 101);
 }
 
 TEST_F(GatewayQueueTest, ARequestThatWaitsFiveSecondsIsNotSent) {
@@ -114,7 +116,7 @@ TEST_F(GatewayQueueTest, ARequestThatWaitsFiveSecondsIsNotSent) {
 
 TEST_F(GatewayQueueTest, TheWaitCountsFromTheReceptionOfTheRequest) {
     isMuxThere = false;
-    ASSERT_TRUE(queue.Add(kReception, 1, now - seconds(4), now));
+    ASSERT_EQ(queue.Add(kReception, 1, now - seconds(4), now), std::nullopt);
     EXPECT_EQ(queue.NextTime(false), now + seconds(1));
     EXPECT_THAT(After(seconds(1)).ended, ElementsAre(QueueWork::Ended{1, QueueEnding::kMuxAway}));
 }
@@ -141,8 +143,8 @@ TEST_F(GatewayQueueTest, DropsWhatAClientThatLeftHasNotSent) {
     Add(kReception, 2);
     Add(kGate, 11);
     After(seconds(0));
-    EXPECT_THAT(queue.DropWaiting(kReception), ElementsAre(2));
-    EXPECT_THAT(queue.DropWaiting(kReception), IsEmpty());
+    EXPECT_TRUE(queue.Drop(kReception, 2));
+    EXPECT_FALSE(queue.Drop(kReception, 1));
     EXPECT_TRUE(queue.Answered(1));
     EXPECT_THAT(SentAfter(seconds(0)), ElementsAre(11));
 }
@@ -167,19 +169,19 @@ TEST_F(GatewayQueueTest, ASilentGatewayRefusesWhatWaits) {
     Add(kGate, 12);
     EXPECT_THAT(After(seconds(0)).toSend, ElementsAre(11));
     EXPECT_THAT(After(seconds(1)).ended,
-                ElementsAre(QueueWork::Ended{3, QueueEnding::kNoAnswer}, QueueWork::Ended{12, QueueEnding::kTooMany}));
+                ElementsAre(QueueWork::Ended{3, QueueEnding::kNoAnswer}, QueueWork::Ended{12, QueueEnding::kSilent}));
 }
 
 TEST_F(GatewayQueueTest, ASilentGatewayGetsOneRequestAMinute) {
     Silence();
-    EXPECT_FALSE(queue.Add(kReception, 1, now, now));
+    EXPECT_EQ(queue.Add(kReception, 1, now, now), QueueEnding::kSilent);
     now += seconds(60);
     Add(kReception, 2);
-    EXPECT_FALSE(queue.Add(kGate, 3, now, now));
+    EXPECT_EQ(queue.Add(kGate, 3, now, now), QueueEnding::kSilent);
     EXPECT_THAT(SentAfter(seconds(0)), ElementsAre(2));
     now += seconds(59);
     queue.Advance(now, true);
-    EXPECT_FALSE(queue.Add(kReception, 4, now, now));
+    EXPECT_EQ(queue.Add(kReception, 4, now, now), QueueEnding::kSilent);
     now += seconds(1);
     Add(kReception, 5);
 }

@@ -92,7 +92,7 @@ TEST_F(ConsoleTest, EmptyLinesAndCommentsDoNothing) {
 TEST_F(ConsoleTest, SaysWhatIsWrongWithALine) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"open 5", "unknown command \"open\"; try help"},
-        {"CARD 5 04", "unknown command \"CARD\"; try help"},
+        {"CARD 5 04", "unknown command \"CARD\"; did you mean \"card\"?"},
         {"card", "card ADDRESS HEX [TYPE]: ADDRESS is missing"},
         {"card 5", "card ADDRESS HEX [TYPE]: HEX is missing"},
         {"card five 04", "card ADDRESS HEX [TYPE]: ADDRESS must be a number from 0 to 4294967295, not \"five\""},
@@ -125,6 +125,7 @@ TEST_F(ConsoleTest, SaysWhatIsWrongWithAFault) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"fault", "NAME is missing"},
         {"fault smoke", "unknown fault \"smoke\"; try help"},
+        {"fault slience", "unknown fault \"slience\"; did you mean \"silence\"?"},
         {"fault delay", "MILLISECONDS is missing"},
         {"fault delay soon", "MILLISECONDS must be a number from 0 to 3600000, not \"soon\""},
         {"fault wrong-length 256", "BYTE must be a number from 0 to 255, not \"256\""},

@@ -146,13 +146,25 @@ TEST(GatewaySimulatorProgramTest, RefusesBadOptions) {
                                                        {"--counter", "1.5"},
                                                        {"--counter"},
                                                        {"--host", ""},
-                                                       {"--locks", "5,6,0x5"},
-                                                       {"stray"}};
+                                                       {"--locks", "5,6,0x5"}};
     for (const std::vector<std::string>& options : bad) {
         SimulatorProcess program(options);
         EXPECT_EQ(program.WaitForExit(), 64) << options.front();
         EXPECT_THAT(program.Output(), StartsWith("gateway-simulator: "));
         EXPECT_THAT(program.Output(), EndsWith("\nRun 'gateway-simulator --help' for details\n"));
+    }
+}
+
+TEST(GatewaySimulatorProgramTest, NamesTheOptionThatWasMeant) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"--prot", "5"}, "unknown option --prot; did you mean --port?"},
+        {{"-lock=5"}, "unknown option -lock; did you mean --locks?"},
+        {{"--verbose"}, "unknown option --verbose"},
+        {{"--", "stray"}, "unexpected argument \"stray\""}};
+    for (const auto& [options, reason] : cases) {
+        SimulatorProcess program(options);
+        EXPECT_EQ(program.WaitForExit(), 64);
+        EXPECT_THAT(program.Output(), StartsWith("gateway-simulator: " + reason + "\n"));
     }
 }
 

@@ -48,7 +48,9 @@ class ScriptTest : public testing::Test {
 };
 
 TEST_F(ScriptTest, NamesFileAndLineOfAnError) {
-    EXPECT_EQ(ErrorOfScript("# nothing yet\n\ncrad 5 04\n"), "night.txt:3: unknown command \"crad\"; try help");
+    EXPECT_EQ(ErrorOfScript("# nothing yet\n\ncrad 5 04\n"),
+              "night.txt:3: unknown command \"crad\"; did you mean \"card\"?");
+    EXPECT_EQ(ErrorOfScript("wiat 5"), "night.txt:1: unknown command \"wiat\"; did you mean \"wait\"?");
     EXPECT_EQ(ErrorOfScript("close\npin 5 12x"),
               "night.txt:2: pin ADDRESS DIGITS: DIGITS must be at most 228 digits, not \"12x\"");
     EXPECT_EQ(ErrorOfScript("wait"), "night.txt:1: MILLISECONDS is missing");

@@ -1,13 +1,10 @@
 #pragma once
 
-#include <stdexcept>
+#include "tools/json/InputError.h"
 
 namespace Simulator {
 
-// What is wrong with a command line, in words for the person who typed it.
-class CommandError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
+// What is wrong with a command line, or with a file that it names.
+using CommandError = Tools::InputError;
 
 }  // namespace Simulator

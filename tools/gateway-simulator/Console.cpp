@@ -5,6 +5,7 @@
 
 #include "tools/gateway-simulator/ConsoleCommand.h"
 #include "tools/gateway-simulator/FaultNames.h"
+#include "tools/gateway-simulator/UnknownWord.h"
 
 namespace Simulator {
 namespace {
@@ -27,13 +28,14 @@ const std::vector<ConsoleCommand>& Commands() {
     return commands;
 }
 
-const ConsoleCommand* FindCommand(const std::string& name) {
+const ConsoleCommand& FindCommand(const std::string& name, std::vector<std::string_view> others) {
     for (const ConsoleCommand& command : Commands()) {
         if (command.name == name) {
-            return &command;
+            return command;
         }
+        others.emplace_back(command.name);
     }
-    throw CommandError("unknown command \"" + name + "\"; try help");
+    throw UnknownWord("command", name, others);
 }
 
 std::string Join(const std::string& name, const std::string& usage) {
@@ -42,12 +44,12 @@ std::string Join(const std::string& name, const std::string& usage) {
 
 }  // namespace
 
-Action ParseCommand(std::string_view line) {
+Action ParseCommand(std::string_view line, const std::vector<std::string_view>& others) {
     Arguments arguments(line);
     if (arguments.IsEmpty()) {
         return Silent([](GatewaySimulator&) {});
     }
-    const ConsoleCommand& command = *FindCommand(arguments.Word("COMMAND"));
+    const ConsoleCommand& command = FindCommand(arguments.Word("COMMAND"), others);
     try {
         Action action = command.parse(arguments);
         arguments.End();

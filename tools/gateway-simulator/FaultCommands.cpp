@@ -1,6 +1,7 @@
 #include "tools/gateway-simulator/ConsoleCommand.h"
 #include "tools/gateway-simulator/Fault.h"
 #include "tools/gateway-simulator/FaultNames.h"
+#include "tools/gateway-simulator/UnknownWord.h"
 
 namespace Simulator {
 namespace {
@@ -11,7 +12,7 @@ const FaultName& ParseName(Arguments& arguments) {
     const std::string name = arguments.Word("NAME");
     const FaultName* row = FindFaultName(name);
     if (row == nullptr) {
-        throw CommandError("unknown fault \"" + name + "\"; try help");
+        throw UnknownWord("fault", name, FaultNames());
     }
     return *row;
 }

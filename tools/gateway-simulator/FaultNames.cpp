@@ -44,6 +44,15 @@ const FaultName* FindFaultName(std::string_view name) {
     return nullptr;
 }
 
+std::vector<std::string_view> FaultNames() {
+    std::vector<std::string_view> names;
+    names.reserve(kFaultNames.size());
+    for (const FaultName& row : kFaultNames) {
+        names.emplace_back(row.name);
+    }
+    return names;
+}
+
 std::string DescribeFault(const Fault& fault) {
     const FaultName& row = NameOf(fault.kind);
     std::string text = row.name;

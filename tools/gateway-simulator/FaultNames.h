@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/gateway-simulator/Fault.h"
 
@@ -21,6 +22,8 @@ struct FaultName {
 
 // Null for an unknown name.
 const FaultName* FindFaultName(std::string_view name);
+
+std::vector<std::string_view> FaultNames();
 
 // Name and value of a fault, as in "delay 500".
 std::string DescribeFault(const Fault& fault);

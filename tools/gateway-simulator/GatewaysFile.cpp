@@ -6,11 +6,13 @@
 #include <set>
 #include <system_error>
 
-#include "tools/gateway-simulator/JsonFile.h"
 #include "tools/gateway-simulator/TextFile.h"
+#include "tools/json/JsonFile.h"
 
 namespace Simulator {
 namespace {
+
+using Tools::JsonNode;
 
 constexpr std::int64_t kLeastId = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t kGreatestId = std::numeric_limits<std::int32_t>::max();
@@ -141,7 +143,7 @@ std::vector<GatewayDescription> LoadGateways(const std::string& path, const std:
 std::vector<GatewayDescription> ReadGateways(const std::string& path, const std::string& text,
                                              const std::string& host) {
     std::vector<GatewayDescription> gateways;
-    ReadJson(path, text, [&](const JsonNode& root) { gateways = ReadRoot(root, path, host); });
+    Tools::ReadJson(path, text, [&](const JsonNode& root) { gateways = ReadRoot(root, path, host); });
     return gateways;
 }
 

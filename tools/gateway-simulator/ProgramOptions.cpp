@@ -1,16 +1,20 @@
 #include "tools/gateway-simulator/ProgramOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mux/Version.h"
 #include "tools/gateway-simulator/Arguments.h"
 #include "tools/gateway-simulator/CommandError.h"
 #include "tools/gateway-simulator/Step.h"
+#include "tools/muxctl/NearestWord.h"
 
 namespace Simulator {
 namespace {
@@ -104,8 +108,30 @@ void CheckLocks(const std::vector<std::uint32_t>& locks) {
     }
 }
 
-std::string FailureText(const CLI::App* /*app*/, const CLI::Error& error) {
-    return std::string("gateway-simulator: ") + error.what() + "\nRun 'gateway-simulator --help' for details\n";
+std::vector<std::string_view> LongOptionsOf(const CLI::App& app) {
+    std::vector<std::string_view> names;
+    for (const CLI::Option* option : app.get_options()) {
+        names.insert(names.end(), option->get_lnames().begin(), option->get_lnames().end());
+    }
+    return names;
+}
+
+// What is wrong with a word that the parser did not understand.
+std::string UnknownOption(const CLI::App& app, const std::string& word) {
+    if (word.empty() || word.front() != '-') {
+        return "unexpected argument \"" + word + "\"";
+    }
+    const std::string name = word.substr(0, word.find('='));
+    const std::size_t dashes = std::min(name.find_first_not_of('-'), name.size());
+    const std::string nearest(Muxctl::NearestWord(name.substr(dashes), LongOptionsOf(app)));
+    return "unknown option " + name + (nearest.empty() ? "" : "; did you mean --" + nearest + "?");
+}
+
+std::string FailureText(const CLI::App* app, const CLI::Error& error) {
+    const std::vector<std::string> words = app->remaining();
+    const auto unknown = std::find_if(words.begin(), words.end(), [](const std::string& word) { return word != "--"; });
+    const std::string reason = unknown == words.end() ? error.what() : UnknownOption(*app, *unknown);
+    return "gateway-simulator: " + reason + "\nRun 'gateway-simulator --help' for details\n";
 }
 
 void AddOptions(CLI::App& app, ProgramOptions& options) {

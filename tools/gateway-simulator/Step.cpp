@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <vector>
 
 #include "tools/gateway-simulator/Arguments.h"
 #include "tools/gateway-simulator/ConsoleCommand.h"
@@ -66,6 +67,15 @@ std::optional<Step> ParseFlow(std::string_view line) {
     return std::nullopt;
 }
 
+std::vector<std::string_view> FlowWords() {
+    std::vector<std::string_view> words;
+    words.reserve(kFlowWords.size());
+    for (const FlowWord& word : kFlowWords) {
+        words.emplace_back(word.word);
+    }
+    return words;
+}
+
 // Takes "GATEWAY:" from the front of a line, if it is there.
 std::optional<std::int32_t> TakeGateway(std::string_view& line) {
     const std::size_t start = line.find_first_not_of(kBlanks);
@@ -101,7 +111,7 @@ Step ParseStep(std::string_view line) {
         return *flow;
     }
     Step step;
-    step.action = ParseCommand(line);
+    step.action = ParseCommand(line, FlowWords());
     return step;
 }
 

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "json/RapidJson.h"
-#include "tools/gateway-simulator/JsonFile.h"
 #include "tools/gateway-simulator/TextFile.h"
+#include "tools/json/JsonFile.h"
 
 // Needs the settings of RapidJson.h.
 #include <rapidjson/prettywriter.h>
@@ -17,6 +17,7 @@
 namespace Simulator {
 namespace {
 
+using Tools::JsonNode;
 using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
 constexpr std::int64_t kGreatestByte = std::numeric_limits<std::uint8_t>::max();
@@ -105,7 +106,7 @@ WhitelistFile::Lists WhitelistFile::ReadLists(const std::string& path) {
     if (!IsThere(path)) {
         return lists;
     }
-    ReadJson(path, ReadTextFile(path), [&](const JsonNode& root) {
+    Tools::ReadJson(path, ReadTextFile(path), [&](const JsonNode& root) {
         root.AllowMembers({"Locks"});
         for (const JsonNode& node : root.Elements("Locks")) {
             node.AllowMembers({"ID", "Enabled", "Cards"});

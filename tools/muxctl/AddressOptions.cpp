@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "tools/muxctl/BulkOptions.h"
 #include "tools/muxctl/HostText.h"
 #include "tools/muxctl/IntegerOption.h"
+#include "tools/muxctl/LockNames.h"
 #include "tools/muxctl/SitePorts.h"
 #include "tools/muxctl/UsageError.h"
 
@@ -31,12 +31,15 @@ Site ReadUsableSite(const SiteSource& source) {
     }
 }
 
-std::int32_t GatewayOf(const std::optional<Site>& site, const std::string& idOrName) {
-    const std::string fault = CheckId(idOrName);
-    if (!site && !fault.empty()) {
-        throw UsageError("--gateway: " + fault + "; a name requires --site or --config");
-    }
-    return FindGateway(site.value_or(Site()), idOrName);
+constexpr Source kGatewayOption = "--gateway: ";
+constexpr Source kLockOption = "--lock: ";
+
+CLI::Option* AddLocks(CLI::App& command, std::string& list, const std::string& help) {
+    return command.add_option("-l,--lock", list, help)->type_name("ID[,ID...]");
+}
+
+bool IsGiven(const std::vector<const CLI::Option*>& options) {
+    return std::any_of(options.begin(), options.end(), [](const CLI::Option* option) { return option->count() > 0; });
 }
 
 }  // namespace
@@ -116,15 +119,33 @@ CLI::Option* GatewayOption::AddTo(CLI::App& command, const std::string& help) {
 }
 
 void GatewayOption::Take() {
-    if (std::any_of(added_.begin(), added_.end(), [](const CLI::Option* option) { return option->count() > 0; })) {
-        options_.gateway = GatewayOf(options_.site, gateway_);
+    if (IsGiven(added_)) {
+        options_.gateway = GatewayNamed(options_.site, kGatewayOption, gateway_);
+    }
+}
+
+void LockListOption::AddTo(CLI::App& command, const std::string& help) {
+    added_.push_back(AddLocks(command, list_, help));
+}
+
+void LockListOption::Take() {
+    if (!IsGiven(added_)) {
+        return;
+    }
+    options_.locks = PartsOf(list_);
+    for (const std::string& lock : options_.locks) {
+        const std::string fault = NameFault(options_.site, kLockOption, lock);
+        if (!fault.empty()) {
+            throw UsageError(fault);
+        }
     }
 }
 
 void LockOptions::AddTo(CLI::App& command) {
     CLI::Option* const name = command.add_option("name", name_, "Name of the lock in the site, instead of --lock");
     command.add_option("-g,--gateway", gateway_, "ID of the gateway, or its name in the site")->type_name("ID");
-    AddLocks(command, options_.request)->excludes(name);
+    AddLocks(command, list_, "ID of the lock, or its name in the site; or several, one after the other: 5,6,7")
+        ->excludes(name);
     commands_.push_back(&command);
 }
 
@@ -137,19 +158,27 @@ void LockOptions::Take() {
 }
 
 void LockOptions::TakeFrom(const CLI::App& command) {
-    const std::optional<Site>& site = options_.site;
-    MuxClient::LockAddress& lock = options_.request.lock;
-    if (command.count("name") == 0) {
-        Require(command, "--gateway");
-        Require(command, "--lock");
-        lock.gateway = GatewayOf(site, gateway_);
-        return;
-    }
-    if (!site) {
+    const bool hasName = command.count("name") > 0;
+    if (hasName && !options_.site) {
         throw UsageError("\"" + name_ + "\" is the name of a lock, which requires --site or --config");
     }
-    const bool hasGateway = command.count("--gateway") > 0;
-    lock = FindLock(*site, name_, hasGateway ? std::make_optional(GatewayOf(site, gateway_)) : std::nullopt);
+    if (!hasName && command.count("--lock") == 0) {
+        Require(command, "--gateway");
+        throw CLI::RequiredError("--lock");
+    }
+    std::optional<std::int32_t> gateway;
+    if (command.count("--gateway") > 0) {
+        gateway = GatewayNamed(options_.site, kGatewayOption, gateway_);
+    }
+    options_.request.locks = hasName ? std::vector{FindLock(*options_.site, name_, gateway)} : LocksOfList(gateway);
+}
+
+std::vector<MuxClient::LockAddress> LockOptions::LocksOfList(std::optional<std::int32_t> gateway) const {
+    std::vector<MuxClient::LockAddress> locks;
+    for (const std::string& lock : PartsOf(list_)) {
+        locks.push_back(LockNamed(options_.site, kLockOption, lock, gateway));
+    }
+    return locks;
 }
 
 }  // namespace Muxctl

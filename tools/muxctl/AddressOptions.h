@@ -56,7 +56,23 @@ class GatewayOption {
     std::vector<const CLI::Option*> added_;
 };
 
-// The lock of a request, or a list of locks: its ID with that of its gateway, or its name in the site.
+// --lock of a command that can do without one.
+class LockListOption {
+  public:
+    explicit LockListOption(Options& options) : options_(options) {}
+
+    // For each such command.
+    void AddTo(CLI::App& command, const std::string& help);
+    // Sets the locks if they were given; the site must be known. Throws UsageError for a name without a site.
+    void Take();
+
+  private:
+    Options& options_;
+    std::string list_;
+    std::vector<const CLI::Option*> added_;
+};
+
+// The lock of a request, or a list of locks: IDs with that of the gateway, or names in the site.
 class LockOptions {
   public:
     explicit LockOptions(Options& options) : options_(options) {}
@@ -69,9 +85,11 @@ class LockOptions {
 
   private:
     void TakeFrom(const CLI::App& command);
+    std::vector<MuxClient::LockAddress> LocksOfList(std::optional<std::int32_t> gateway) const;
 
     Options& options_;
     std::string gateway_;
+    std::string list_;
     std::string name_;
     std::vector<const CLI::App*> commands_;
 };

@@ -8,6 +8,7 @@
 
 #include "json/Reading.h"
 #include "json/Tree.h"
+#include "tools/muxctl/Characters.h"
 #include "tools/muxctl/Seconds.h"
 
 namespace Muxctl {
@@ -32,11 +33,6 @@ std::string TextFor(std::int32_t number, const std::array<const char*, Size>& te
 
 std::string YesOrNo(bool flag) {
     return flag ? "yes" : "no";
-}
-
-std::string Padded(std::string text, std::size_t width) {
-    text.resize(std::max(text.size(), width), ' ');
-    return text;
 }
 
 std::string StatusText(const LockStatus& status) {

@@ -63,8 +63,9 @@ Batch ReadBatch(const std::string& file, const std::string& text, const Options&
         const std::string place = file + ":" + std::to_string(++number);
         try {
             const std::vector<std::string> words = WordCutter(line).Words();
-            for (const RequestStep& step : words.empty() ? std::vector<RequestStep>() : ParseRequest(words, common)) {
-                batch.steps.push_back({step, place});
+            for (RequestStep& step : words.empty() ? std::vector<RequestStep>() : ParseRequest(words, common)) {
+                step.place = place;
+                batch.steps.push_back(step);
             }
         } catch (const UsageError& error) {
             batch.faults.push_back(place + ": " + error.what());

@@ -9,15 +9,8 @@
 
 namespace Muxctl {
 
-// One request of a batch file.
-struct BatchStep {
-    RequestStep request;
-    // "doors.txt:3".
-    std::string place;
-};
-
 struct Batch {
-    std::vector<BatchStep> steps;
+    std::vector<RequestStep> steps;
     // One for each line that is wrong: "doors.txt:3: ...".
     std::vector<std::string> faults;
 };

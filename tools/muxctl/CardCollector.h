@@ -20,6 +20,8 @@ class CardCollector {
     // Adds a card, or refuses it if the gateway would take it for one that is already in the list.
     void Add(const MuxClient::LockAddress& lock, const ListedCard& card);
     void Refuse(const std::string& fault) { result_.faults.push_back(fault); }
+    // There will be no cards.
+    void StopBeforeCards() { result_.hasReadCards = false; }
 
     CardFile Take() { return std::move(result_); }
 

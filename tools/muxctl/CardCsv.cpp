@@ -6,24 +6,39 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "tools/muxctl/CardCollector.h"
 #include "tools/muxctl/CsvCutter.h"
+#include "tools/muxctl/LockNames.h"
 #include "tools/muxctl/OptionChecks.h"
+#include "tools/muxctl/UsageError.h"
 
 namespace Muxctl {
 namespace {
 
+using MuxClient::LockAddress;
+
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::int64_t kLargestSetup = 255;
+
+// What is wrong with a row.
+struct CardFault {
+    TextPosition position;
+    std::string text;
+};
 
 // One row as it is read.
 struct CardRow {
     ListedCard listed;
-    std::optional<std::int32_t> gateway;
-    std::optional<std::int32_t> lock;
+    // IDs or names.
+    std::optional<CsvField> gateway;
+    std::optional<CsvField> lock;
+    // Of the row itself, not of the defaults.
+    std::optional<TextPosition> setup;
+    std::vector<CardFault> faults;
 };
 
 std::string Lower(std::string text) {
@@ -34,38 +49,44 @@ std::string Lower(std::string text) {
 
 // The functions that read a field return what is wrong with it, or nothing.
 
-std::string ReadBytes(const std::string& text, CardRow& row) {
-    row.listed.card.data = text;
-    return CheckCard(text);
+template <std::optional<CsvField> CardRow::*Address>
+std::string ReadAddress(const CsvField& field, CardRow& row) {
+    // Looked up when the whole row is read: a lock's name may need the gateway behind it.
+    row.*Address = field;
+    return "";
 }
 
-template <std::optional<std::int32_t> CardRow::*Id>
-std::string ReadId(const std::string& text, CardRow& row) {
-    std::string fault = CheckId(text);
+std::string ReadBytes(const CsvField& field, CardRow& row) {
+    row.listed.card.data = field.text;
+    return CheckCard(field.text);
+}
+
+std::string ReadNumber(const std::string& text, std::int64_t largest, std::uint32_t& number) {
+    std::string fault = CheckInteger(text, 0, largest);
     if (fault.empty()) {
-        row.*Id = static_cast<std::int32_t>(std::stol(text));
+        number = static_cast<std::uint32_t>(std::stoll(text));
     }
     return fault;
 }
 
-template <std::uint32_t MuxClient::Card::*Member, std::int64_t kLargest>
-std::string ReadNumber(const std::string& text, CardRow& row) {
-    std::string fault = CheckInteger(text, 0, kLargest);
-    if (fault.empty()) {
-        row.listed.card.*Member = static_cast<std::uint32_t>(std::stoll(text));
-    }
-    return fault;
+std::string ReadSetup(const CsvField& field, CardRow& row) {
+    row.setup = field.position;
+    return ReadNumber(field.text, kLargestSetup, row.listed.card.setupNumber);
 }
 
-std::string ReadUid(const std::string& text, CardRow& row) {
-    const std::string flag = Lower(text);
+std::string ReadOptions(const CsvField& field, CardRow& row) {
+    return ReadNumber(field.text, std::numeric_limits<std::uint32_t>::max(), row.listed.card.options);
+}
+
+std::string ReadUid(const CsvField& field, CardRow& row) {
+    const std::string flag = Lower(field.text);
     row.listed.card.isUid = flag == "yes" || flag == "true" || flag == "1";
     const bool isFlag = row.listed.card.isUid || flag == "no" || flag == "false" || flag == "0";
-    return isFlag ? "" : "must be yes or no, not " + text;
+    return isFlag ? "" : "must be yes or no, not " + field.text;
 }
 
-std::string ReadName(const std::string& text, CardRow& row) {
-    row.listed.name = text;
+std::string ReadName(const CsvField& field, CardRow& row) {
+    row.listed.name = field.text;
     return "";
 }
 
@@ -73,16 +94,16 @@ struct CardColumn {
     const char* name;
     // Whether a field must not be empty, which otherwise takes the default.
     bool isRequired;
-    std::string (*read)(const std::string& text, CardRow& row);
+    std::string (*read)(const CsvField& field, CardRow& row);
 };
 
 constexpr std::array<CardColumn, 7> kColumns = {{
-    {"gateway", true, ReadId<&CardRow::gateway>},
-    {"lock", true, ReadId<&CardRow::lock>},
+    {"gateway", true, ReadAddress<&CardRow::gateway>},
+    {"lock", true, ReadAddress<&CardRow::lock>},
     {"card", true, ReadBytes},
     {"uid", false, ReadUid},
-    {"setup", false, ReadNumber<&MuxClient::Card::setupNumber, kLargestSetup>},
-    {"options", false, ReadNumber<&MuxClient::Card::options, std::numeric_limits<std::uint32_t>::max()>},
+    {"setup", false, ReadSetup},
+    {"options", false, ReadOptions},
     {"name", false, ReadName},
 }};
 
@@ -115,10 +136,12 @@ class CsvCards {
         : file_(std::move(file)), defaults_(defaults), cutter_(text, SeparatorOf(text)) {}
 
     CardFile Read() {
-        if (ReadHeader()) {
-            for (CsvRow row = cutter_.Next(); !row.empty(); row = cutter_.Next()) {
-                ReadRow(row);
-            }
+        if (!ReadHeader()) {
+            collector_.StopBeforeCards();
+            return collector_.Take();
+        }
+        for (CsvRow row = cutter_.Next(); !row.empty(); row = cutter_.Next()) {
+            ReadRow(row);
         }
         if (cutter_.EndsInQuotes()) {
             collector_.Refuse(file_ + ": a quote has no end");
@@ -159,10 +182,23 @@ class CsvCards {
         Require(!(Has("gateway") && defaults_.gateway), "has a column \"gateway\", so --gateway must be left out");
         Require(!(Has("lock") && !defaults_.locks.empty()), "has a column \"lock\", so --lock must be left out");
         if (defaults_.requiresAddress) {
-            Require(Has("gateway") || defaults_.gateway, "has no column \"gateway\", so --gateway is required");
+            // The name of a lock gives the gateway too.
+            Require(Has("gateway") || defaults_.gateway || defaults_.site,
+                    "has no column \"gateway\", so --gateway is required");
             Require(Has("lock") || !defaults_.locks.empty(), "has no column \"lock\", so --lock is required");
         }
+        if (faults_ == before && !Has("gateway") && !Has("lock")) {
+            FindDefaultLocks();
+        }
         return faults_ == before;
+    }
+
+    void FindDefaultLocks() {
+        try {
+            defaultLocks_ = DefaultLocks(defaults_.gateway);
+        } catch (const UsageError& error) {
+            Require(false, error.what());
+        }
     }
 
     void Require(bool isSo, const std::string& fault) {
@@ -178,47 +214,106 @@ class CsvCards {
                               " fields, and the header " + std::to_string(columns_.size()));
             return;
         }
-        CardRow row = {{defaults_.card, "", file_ + ":" + std::to_string(fields.front().position.line)}, {}, {}};
-        bool isGood = true;
+        CardRow row = {
+            {defaults_.card, "", file_ + ":" + std::to_string(fields.front().position.line)}, {}, {}, {}, {}};
         for (std::size_t index = 0; index < fields.size(); ++index) {
-            isGood = ReadField(*columns_.at(index), fields.at(index), row) && isGood;
+            ReadField(*columns_.at(index), fields.at(index), row);
         }
-        if (isGood && row.listed.card.isUid && row.listed.card.data.size() > 2 * MuxClient::kLongestUid) {
+        TakeSetupOfUid(row);
+        const std::vector<LockAddress> locks = LocksOf(row);
+        if (IsGood(row)) {
+            for (const LockAddress& lock : locks) {
+                collector_.Add(lock, row.listed);
+            }
+        }
+    }
+
+    static void ReadField(const CardColumn& column, const CsvField& field, CardRow& row) {
+        if (field.text.empty() && !column.isRequired) {
+            return;
+        }
+        const std::string fault = field.text.empty() ? "must not be empty" : column.read(field, row);
+        if (!fault.empty()) {
+            row.faults.push_back({field.position, std::string(column.name) + " " + fault});
+        }
+    }
+
+    // The Mux sends a UID with setup number 0 whatever it is told.
+    static void TakeSetupOfUid(CardRow& row) {
+        MuxClient::Card& card = row.listed.card;
+        if (card.isUid && card.setupNumber != 0 && row.setup) {
+            row.faults.push_back({*row.setup, "setup must be 0 for a UID, not " + std::to_string(card.setupNumber)});
+        }
+        card.setupNumber = card.isUid ? 0 : card.setupNumber;
+    }
+
+    // Those that the row's card belongs to; not all if one is wrong.
+    std::vector<LockAddress> LocksOf(CardRow& row) const {
+        std::vector<LockAddress> locks;
+        std::optional<std::int32_t> gateway = defaults_.gateway;
+        if (row.gateway) {
+            TakeFault(row, *row.gateway,
+                      [&] { gateway = GatewayNamed(defaults_.site, "gateway ", row.gateway->text); });
+        }
+        if (Has("gateway") && !gateway) {
+            return locks;
+        }
+        if (row.lock) {
+            TakeFault(row, *row.lock, [&] { locks.push_back(LockOf("lock ", row.lock->text, gateway)); });
+        } else if (row.gateway) {
+            TakeFault(row, *row.gateway, [&] { locks = DefaultLocks(gateway); });
+        } else {
+            locks = defaultLocks_;
+        }
+        return locks;
+    }
+
+    // Of a check, which requires no gateway, IDs may have none.
+    LockAddress LockOf(Source source, const std::string& idOrName, std::optional<std::int32_t> gateway) const {
+        const bool isChecked = !gateway && !defaults_.requiresAddress && CheckId(idOrName).empty();
+        return LockNamed(defaults_.site, source, idOrName, isChecked ? 0 : gateway);
+    }
+
+    std::vector<LockAddress> DefaultLocks(std::optional<std::int32_t> gateway) const {
+        std::vector<LockAddress> locks;
+        for (const std::string& lock : defaults_.locks) {
+            locks.push_back(LockOf("--lock: ", lock, gateway));
+        }
+        return locks.empty() ? std::vector{LockAddress{gateway.value_or(0), 0}} : locks;
+    }
+
+    template <typename Action>
+    static void TakeFault(CardRow& row, const CsvField& field, Action action) {
+        try {
+            action();
+        } catch (const UsageError& error) {
+            row.faults.push_back({field.position, error.what()});
+        }
+    }
+
+    // Refuses the row in the order of its fields if it is wrong.
+    bool IsGood(CardRow& row) {
+        std::stable_sort(row.faults.begin(), row.faults.end(), [](const CardFault& left, const CardFault& right) {
+            return std::tie(left.position.line, left.position.column) <
+                   std::tie(right.position.line, right.position.column);
+        });
+        for (const CardFault& fault : row.faults) {
+            collector_.Refuse(PlaceOf(fault.position) + fault.text);
+        }
+        const bool isTooLong = row.listed.card.isUid && row.listed.card.data.size() > 2 * MuxClient::kLongestUid;
+        if (row.faults.empty() && isTooLong) {
             collector_.Refuse(row.listed.place + ": a UID must be at most " + std::to_string(MuxClient::kLongestUid) +
                               " bytes");
-            isGood = false;
         }
-        if (isGood) {
-            AddToLocks(row);
-        }
-    }
-
-    bool ReadField(const CardColumn& column, const CsvField& field, CardRow& row) {
-        if (field.text.empty() && !column.isRequired) {
-            return true;
-        }
-        const std::string fault = field.text.empty() ? "must not be empty" : column.read(field.text, row);
-        if (!fault.empty()) {
-            collector_.Refuse(PlaceOf(field.position) + column.name + " " + fault);
-        }
-        return fault.empty();
-    }
-
-    void AddToLocks(const CardRow& row) {
-        const std::int32_t gateway = row.gateway.value_or(defaults_.gateway.value_or(0));
-        std::vector<std::int32_t> locks = defaults_.locks;
-        if (row.lock || locks.empty()) {
-            locks = {row.lock.value_or(0)};
-        }
-        for (const std::int32_t lock : locks) {
-            collector_.Add({gateway, lock}, row.listed);
-        }
+        return row.faults.empty() && !isTooLong;
     }
 
     std::string file_;
     const CardDefaults& defaults_;
     CsvCutter cutter_;
     std::vector<const CardColumn*> columns_;
+    // Of a row that has neither gateway nor lock.
+    std::vector<LockAddress> defaultLocks_;
     CardCollector collector_;
     std::size_t faults_ = 0;
 };

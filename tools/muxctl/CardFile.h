@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/client/Request.h"
+#include "tools/muxctl/Site.h"
 
 namespace Muxctl {
 
@@ -14,6 +15,7 @@ namespace Muxctl {
 //
 //     CSV with a header, separated by commas or semicolons; every column but "card" may be left out:
 //         gateway,lock,card,uid,setup,options,name
+//     where gateways and locks are IDs, or with a site names;
 //     the simulator's whitelist file, whose cards are the bytes that a gateway gets:
 //         {"Locks": [{"ID": 5, "Enabled": true, "Cards": [{"Card": "04A1B2C3", "SetupNumber": 0, "Option": 1}]}]}
 //
@@ -40,16 +42,20 @@ struct CardFile {
     std::vector<CardList> lists;
     // What is wrong, as in "cards.csv:7:12: card must be ...".
     std::vector<std::string> faults;
+    // False if the faults are those of the header.
+    bool hasReadCards = true;
 };
 
 // What a file leaves out.
 struct CardDefaults {
     std::optional<std::int32_t> gateway;
-    // A card without a lock belongs to all of these.
-    std::vector<std::int32_t> locks;
+    // A card without a lock belongs to all of these, given by ID or name.
+    std::vector<std::string> locks;
     MuxClient::Card card;
     // Whether it is a fault if neither file nor defaults have a lock's address.
     bool requiresAddress = true;
+    // Where names are looked up, when there is one.
+    std::optional<Site> site = {};
 };
 
 // Reads the text of a file in one of the formats; `file` is its name in faults.

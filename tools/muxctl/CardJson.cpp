@@ -3,16 +3,16 @@
 #include <cstdint>
 #include <limits>
 
-#include "tools/gateway-simulator/CommandError.h"
-#include "tools/gateway-simulator/JsonFile.h"
+#include "tools/json/InputError.h"
+#include "tools/json/JsonFile.h"
 #include "tools/muxctl/CardCollector.h"
 #include "tools/muxctl/OptionChecks.h"
 
 namespace Muxctl {
 namespace {
 
-using Simulator::CommandError;
-using Simulator::JsonNode;
+using Tools::InputError;
+using Tools::JsonNode;
 
 constexpr std::int64_t kLargestAddress = std::numeric_limits<std::uint32_t>::max();
 constexpr std::int64_t kLargestSetupNumber = 255;
@@ -39,7 +39,7 @@ class JsonCards {
     JsonCards(std::string file, std::int32_t gateway) : file_(std::move(file)), gateway_(gateway) {}
 
     CardFile Read(const std::string& text) {
-        TakeFaults([&] { Simulator::ReadJson(file_, text, [this](const JsonNode& root) { ReadLocks(root); }); });
+        TakeFaults([&] { Tools::ReadJson(file_, text, [this](const JsonNode& root) { ReadLocks(root); }); });
         return collector_.Take();
     }
 
@@ -49,7 +49,7 @@ class JsonCards {
     void TakeFaults(Reading read) {
         try {
             read();
-        } catch (const CommandError& error) {
+        } catch (const InputError& error) {
             collector_.Refuse(error.what());
         }
     }
@@ -85,10 +85,14 @@ class JsonCards {
 
 CardFile ReadCardJson(const std::string& file, const std::string& text, const CardDefaults& defaults) {
     if (!defaults.locks.empty()) {
-        return {{}, {"--lock: " + file + " names its locks itself"}};
+        return {{}, {"--lock: " + file + " names its locks itself"}, false};
+    }
+    const MuxClient::Card& card = defaults.card;
+    if (card.isUid || card.setupNumber != 0 || card.options != 0) {
+        return {{}, {"--uid, --setup and --options: " + file + " has these of each card itself"}, false};
     }
     if (!defaults.gateway && defaults.requiresAddress) {
-        return {{}, {"--gateway is required: " + file + " does not name it"}};
+        return {{}, {"--gateway is required: " + file + " does not name it"}, false};
     }
     return JsonCards(file, defaults.gateway.value_or(0)).Read(text);
 }

@@ -27,8 +27,9 @@ struct CheckedFile {
 ConfigurationReport CheckFile(const std::string& path) {
     std::string text;
     const Diagnostics::TextReading reading = ReadInputFile(path, text);
-    return reading == Diagnostics::TextReading::kWhole ? CheckConfiguration(text)
-                                                       : ReportUnread(InputFaultText(reading));
+    return reading == Diagnostics::TextReading::kWhole
+               ? CheckConfiguration(text)
+               : ReportUnread(InputFaultText(reading) + "; the Mux would refuse every request, and no door works");
 }
 
 int StatusOf(const ConfigurationReport& report) {
@@ -89,9 +90,21 @@ SitePlaces PlacesAround(const std::string& configuration) {
     return places;
 }
 
+// Whether the unit may start the Mux with the file. Of one that cannot be read there is nothing more to be said.
+bool MayStartWith(CheckedFile& file) {
+    std::string text;
+    const Diagnostics::TextReading reading = ReadInputFile(file.path, text);
+    if (reading != Diagnostics::TextReading::kWhole) {
+        file.report = ReportUnread(InputFaultText(reading) + "; the Mux is not started");
+        return false;
+    }
+    file.report = CheckConfiguration(text);
+    return MayStart(file.path, PortVariable(), PlacesAround(file.path), file.report);
+}
+
 int RunStartCheck(const std::string& path, const Options& options, const Console& console) {
-    CheckedFile file = {path, CheckFile(path)};
-    const bool mayStart = MayStart(path, PortVariable(), PlacesAround(path), file.report);
+    CheckedFile file = {path, {}};
+    const bool mayStart = MayStartWith(file);
     if (options.json) {
         Print(file, options, console);
     } else {

@@ -158,7 +158,7 @@ class Parser {
         }
         CLI::App*& group = groups_[kind.group];
         if (group == nullptr) {
-            group = &Add(app_, kind.group, "Change the whitelist of a lock");
+            group = &Add(app_, kind.group, "Change the whitelist of a lock, which cannot be read back");
             group->require_subcommand(1);
         }
         return *group;
@@ -221,10 +221,10 @@ class Parser {
         CLI::App& whitelist = *groups_.at("whitelist");
         CLI::App& load =
             AddCommandTo(whitelist, "load", "Enable whitelists and add the cards of a file", RunWhitelistLoad);
-        AddCardFileOptions(load, options_, gateway_);
+        AddCardFileOptions(load, options_, gateway_, locks_);
         AddLoadOptions(load, options_);
         CLI::App& check = AddCommandTo(whitelist, "check", "Check a file for load", RunWhitelistCheck);
-        AddCardFileOptions(check, options_, gateway_);
+        AddCardFileOptions(check, options_, gateway_, locks_);
         takesForeignPort_.push_back(&check);
     }
 
@@ -301,9 +301,11 @@ class Parser {
 
     void Take() {
         mux_.Take();
-        options_.timeout = timeout_->count() == 0 ? MuxClient::DefaultTimeout(options_.mux)
-                                                  : std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
+        options_.hasDefaultTimeout = timeout_->count() == 0;
+        options_.timeout = options_.hasDefaultTimeout ? MuxClient::DefaultTimeout(options_.mux)
+                                                      : std::chrono::milliseconds(std::llround(timeoutSeconds_ * 1000));
         gateway_.Take();
+        locks_.Take();
         lock_.Take();
         CheckPort();
         for (const auto& [subcommand, command] : commands_) {
@@ -330,6 +332,7 @@ class Parser {
     double timeoutSeconds_ = std::chrono::duration<double>(MuxClient::kDefaultTimeout).count();
     MuxOptions mux_{options_};
     GatewayOption gateway_{options_};
+    LockListOption locks_{options_};
     LockOptions lock_{options_};
     CLI::App app_{kDescription, "muxctl"};
     CLI::Option* timeout_ = nullptr;

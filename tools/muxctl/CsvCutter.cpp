@@ -1,15 +1,12 @@
 #include "tools/muxctl/CsvCutter.h"
 
+#include "tools/muxctl/Characters.h"
+
 namespace Muxctl {
 namespace {
 
 bool IsBlank(char character) {
     return character == ' ' || character == '\t' || character == '\r';
-}
-
-// Whether a byte of UTF-8 goes on with a character.
-bool IsContinuation(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,14 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
+inline bool HasError(const Findings& findings) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [](const Finding& finding) { return finding.level == Finding::Level::kError; });
+}
+
 // What happens to the running Mux, said of several faults.
-constexpr const char* kNothingWorks = "the Mux connects to no gateway, and no door works";
+constexpr const char* kNothingWorks = "the Mux would connect to no gateway, and no door works";
+constexpr const char* kNoGateway = "gives no gateway";
 constexpr const char* kGatewayLeftOut = "the Mux leaves this gateway out, and its doors do not work";
 
 }  // namespace Muxctl

@@ -1,5 +1,7 @@
 #include "tools/muxctl/GatewayHealth.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <optional>
 
 #include "tools/muxctl/Seconds.h"
@@ -11,6 +13,9 @@ namespace {
 using MuxClient::Message;
 using State = GatewayHealth::State;
 
+// Enough for the Mux to pass a request on and log it before the next, and little beside a time-out.
+constexpr std::chrono::milliseconds kGap{100};
+constexpr std::chrono::milliseconds kLongestSending{2000};
 constexpr std::int32_t kRefusedByMux = 0;
 constexpr std::int32_t kNoRoute = 8;
 
@@ -44,31 +49,65 @@ void Judge(const Message& answer, GatewayHealth& gateway) {
     }
 }
 
-}  // namespace
-
-void AskSilentGateways(MuxClient::Client& client, std::vector<GatewayHealth>& gateways,
-                       std::chrono::milliseconds timeout, const std::function<void()>& whileWaiting) {
-    const auto start = std::chrono::steady_clock::now();
-    std::size_t waiting = 0;
+std::vector<GatewayHealth*> SilentOnes(std::vector<GatewayHealth>& gateways) {
+    std::vector<GatewayHealth*> silent;
     for (GatewayHealth& gateway : gateways) {
-        if (gateway.state != State::kSilent) {
-            continue;
+        if (gateway.state == State::kSilent) {
+            silent.push_back(&gateway);
         }
-        const auto take = [&waiting, &gateway, start](const std::optional<Message>& answer) {
-            --waiting;
+    }
+    return silent;
+}
+
+// Asks gateways one after the other, without waiting for the answers of those before.
+class GatewayRound {
+  public:
+    GatewayRound(MuxClient::Client& client, std::chrono::milliseconds timeout) : client_(client), timeout_(timeout) {}
+
+    void Ask(const std::vector<GatewayHealth*>& gateways, const std::function<void()>& whileWaiting) {
+        const std::chrono::milliseconds gap = GapBetween(gateways.size());
+        auto due = Clock::now();
+        std::size_t next = 0;
+        while (next < gateways.size() || waiting_ > 0) {
+            if (next < gateways.size() && Clock::now() >= due) {
+                Send(*gateways.at(next++));
+                due += gap;
+            }
+            whileWaiting();
+            client_.Wait(next < gateways.size() ? std::min(gap, WaitIndicator::kPeriod) : WaitIndicator::kPeriod);
+        }
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    static std::chrono::milliseconds GapBetween(std::size_t gateways) {
+        return std::min(kGap, kLongestSending / static_cast<std::int64_t>(std::max<std::size_t>(gateways, 1)));
+    }
+
+    void Send(GatewayHealth& gateway) {
+        const auto take = [this, &gateway, start = Clock::now()](const std::optional<Message>& answer) {
+            --waiting_;
             if (answer) {
                 gateway.elapsed = TimeSince(start);
                 Judge(*answer, gateway);
             }
         };
-        client.Send(MuxClient::Request::Status({gateway.id, kNoLock}), take, timeout);
+        client_.Send(MuxClient::Request::Status({gateway.id, kNoLock}), take, timeout_);
         ++gateway.requests;
-        ++waiting;
+        ++waiting_;
     }
-    while (waiting > 0) {
-        whileWaiting();
-        client.Wait(WaitIndicator::kPeriod);
-    }
+
+    MuxClient::Client& client_;
+    std::chrono::milliseconds timeout_;
+    std::size_t waiting_ = 0;
+};
+
+}  // namespace
+
+void AskSilentGateways(MuxClient::Client& client, std::vector<GatewayHealth>& gateways,
+                       std::chrono::milliseconds timeout, const std::function<void()>& whileWaiting) {
+    GatewayRound(client, timeout).Ask(SilentOnes(gateways), whileWaiting);
 }
 
 }  // namespace Muxctl

@@ -35,9 +35,9 @@ struct GatewayHealth {
     int requests = 0;
 };
 
-// Sends every gateway of the list that is silent one request, all at the same time, and waits for the answers, each for
-// the time-out. Calls `whileWaiting` often. The IDs must differ: of two requests at once a gateway answers only one.
-// Throws as MuxClient::Client does.
+// Sends every gateway of the list that is silent one request, with 100 ms between two, or less so that the last is sent
+// within 2 s, and waits for the answers, each for the time-out. Calls `whileWaiting` often. The IDs must differ: of two
+// requests at once a gateway answers only one. Throws as MuxClient::Client does.
 void AskSilentGateways(MuxClient::Client& client, std::vector<GatewayHealth>& gateways,
                        std::chrono::milliseconds timeout, const std::function<void()>& whileWaiting);
 

@@ -27,10 +27,6 @@ using MuxClient::Client;
 // A request may go unanswered when the Mux's own question falls into the same 300 ms. Twice in a row it does not.
 constexpr int kRounds = 2;
 
-std::string PlaceOf(const Options& options) {
-    return options.mux.host + ":" + std::to_string(options.mux.port);
-}
-
 // A gateway that no site has.
 constexpr std::int32_t kNoGateway = std::numeric_limits<std::int32_t>::min();
 
@@ -44,15 +40,11 @@ int ComplainOfProxy(const MuxClient::Refusal& refusal, const Options& options, c
     const bool isNotAllowed = refusal.Is(MuxClient::ProxyError::kNotAllowed);
     const std::string hint =
         isNotAllowed ? "; without --gateway this requires the right \"status\" for all gateways and locks" : "";
-    console.Complain("the proxy at " + PlaceOf(options) + " answers: " + refusal.message + hint);
+    console.Complain("the proxy at " + PeerName(options) + " answers: " + refusal.message + hint);
     return isNotAllowed ? kNackStatus : kNoAnswerStatus;
 }
 
-int CheckMux(const Options& options, const Console& console) {
-    if (!options.foreignPort.empty()) {
-        console.Complain(options.foreignPort);
-        return kNoAnswerStatus;
-    }
+int AskMux(const Options& options, const Console& console) {
     Conversation conversation(options, console);
     const Conversation::Outcome outcome = conversation.Ask(QuestionToTheMux(options));
     if (!outcome.answer) {
@@ -62,8 +54,21 @@ int CheckMux(const Options& options, const Console& console) {
         return ComplainOfProxy(*outcome.answer->refusal, options, console);
     }
     console.PrintLine(options.json ? JsonLine(*outcome.answer)
-                                   : PlaceOf(options) + " answers (" + SecondsText(outcome.elapsed) + ")");
+                                   : PeerName(options) + " answers (" + SecondsText(outcome.elapsed) + ")");
     return kAckStatus;
+}
+
+int CheckMux(const Options& options, const Console& console) {
+    if (!options.foreignPort.empty()) {
+        console.Complain(options.foreignPort);
+        return kNoAnswerStatus;
+    }
+    try {
+        return AskMux(options, console);
+    } catch (const SilentPeer& peer) {
+        console.Complain(peer.Reason() + kPortHint);
+        return kNoAnswerStatus;
+    }
 }
 
 bool HaveSameId(const GatewayHealth& left, const GatewayHealth& right) {
@@ -109,10 +114,10 @@ HealthReport CheckGateways(std::vector<GatewayHealth> gateways, const Options& o
     const auto draw = [&] { indicator.Draw(TimeSince(start)); };
     for (int round = 0; round < kRounds; ++round) {
         AskSilentGateways(client, gateways, options.timeout, draw);
-    }
-    if (AreAllSilent(gateways) &&
-        !client.Ask(QuestionToTheMux(options), options.timeout, WaitIndicator::kPeriod, draw)) {
-        return Critical("the Mux at " + PlaceOf(options) + " does not answer", gateways);
+        const bool doubtsMux = round == 0 && AreAllSilent(gateways);
+        if (doubtsMux && !client.Ask(QuestionToTheMux(options), options.timeout, WaitIndicator::kPeriod, draw)) {
+            return Critical("the Mux at " + PeerName(options) + " does not answer", gateways);
+        }
     }
     return SumUp(std::move(gateways));
 }

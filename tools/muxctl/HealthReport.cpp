@@ -6,6 +6,7 @@
 #include <sstream>
 #include <utility>
 
+#include "tools/muxctl/Characters.h"
 #include "tools/muxctl/JsonLines.h"
 #include "tools/muxctl/Seconds.h"
 
@@ -91,11 +92,11 @@ void WriteTable(const std::vector<GatewayHealth>& gateways, std::ostream& output
     std::size_t nameWidth = 0;
     for (const GatewayHealth& gateway : gateways) {
         idWidth = std::max(idWidth, std::to_string(gateway.id).size());
-        nameWidth = std::max(nameWidth, gateway.name.size());
+        nameWidth = std::max(nameWidth, CharacterCount(gateway.name));
     }
     for (const GatewayHealth& gateway : gateways) {
-        output << "\ngateway " << std::left << std::setw(static_cast<int>(idWidth)) << gateway.id << "  "
-               << std::setw(static_cast<int>(nameWidth)) << WithoutBars(gateway.name) << (nameWidth == 0 ? "" : "  ")
+        output << "\ngateway " << Padded(std::to_string(gateway.id), idWidth) << "  "
+               << Padded(WithoutBars(gateway.name), nameWidth) << (nameWidth == 0 ? "" : "  ")
                << WithoutBars(DetailsOf(gateway));
     }
 }

@@ -35,6 +35,18 @@ void TakeRemoval(const std::string& key, Steps& steps) {
     }
 }
 
+std::string ReadJournal(const std::string& path) {
+    std::string text;
+    const Diagnostics::TextReading reading = ReadInputFile(path, text);
+    if (reading == Diagnostics::TextReading::kFailed && errno == ENOENT) {
+        throw UsageError("--resume: there is no unfinished load, as " + path + " does not exist");
+    }
+    if (reading != Diagnostics::TextReading::kWhole) {
+        throw UsageError(path + " " + InputFaultText(reading));
+    }
+    return text;
+}
+
 // The steps that have succeeded and still count.
 Steps StepsIn(std::istream& journal) {
     Steps steps;
@@ -61,7 +73,7 @@ void LoadJournal::Start(const std::string& target) {
 }
 
 void LoadJournal::Resume(const std::string& target, LoadPlan& plan) {
-    std::istringstream journal(ReadWholeFile(path_));
+    std::istringstream journal(ReadJournal(path_));
     std::string found;
     std::getline(journal, found);
     if (found != target) {
@@ -97,7 +109,8 @@ void LoadJournal::Remove() {
 void LoadJournal::Open(int flags) {
     descriptor_ = open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | flags, kJournalMode);
     if (descriptor_ < 0) {
-        throw UsageError("cannot write " + path_ + ": " + std::generic_category().message(errno));
+        throw UsageError("cannot write " + path_ + ": " + std::generic_category().message(errno) +
+                         "; what is loaded is noted beside the file, so copy it to a folder that you may write to");
     }
 }
 

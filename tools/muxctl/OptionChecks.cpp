@@ -46,7 +46,7 @@ std::string CheckInteger(const std::string& text, std::int64_t lowest, std::int6
     return number && *number >= lowest && *number <= highest
                ? ""
                : "must be a decimal integer from " + std::to_string(lowest) + " to " + std::to_string(highest) +
-                     " (no leading zeros), not " + text;
+                     " (no leading zeros), not " + (text.empty() ? "empty" : text);
 }
 
 std::string CheckPort(const std::string& text) {

@@ -24,6 +24,7 @@ struct CheckConfigOptions {
 struct Options {
     MuxClient::MuxAddress mux;
     std::chrono::milliseconds timeout = MuxClient::kDefaultTimeout;
+    bool hasDefaultTimeout = false;
     bool json = false;
     // Of --config or --site, when one is given; its port is in `mux` unless the command line has another.
     std::optional<Site> site;
@@ -42,8 +43,9 @@ struct Options {
     bool sendsUnsafe = false;
     CheckConfigOptions checkConfig;
 
-    // Of commands that can do without a gateway.
+    // Of commands that can do without them; the locks are IDs or names, of several gateways if there is none here.
     std::optional<std::int32_t> gateway;
+    std::vector<std::string> locks;
     // Of health: every gateway of the site.
     bool checksAll = false;
     // Of batch: also after a NACK or a missing answer.

@@ -23,8 +23,12 @@ bool IsMuxAnswering(const Options& options) {
 
 }  // namespace
 
+std::string PeerName(const Options& options) {
+    return options.mux.host + ":" + std::to_string(options.mux.port);
+}
+
 std::string SilenceHint(const Options& options) {
-    const std::string warning = "; the request may still have been executed";
+    const std::string warning = kExecutionHint;
     const std::string peer = options.mux.tls ? "the proxy" : "the Mux";
     return IsMuxAnswering(options) ? ", though " + peer + " itself answers" + warning : warning + kPortHint;
 }

@@ -1,6 +1,5 @@
 // The commands that send one thing.
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <stdexcept>
@@ -14,6 +13,7 @@
 #include "tools/muxctl/Conversation.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/InputFile.h"
+#include "tools/muxctl/RequestSeries.h"
 #include "tools/muxctl/RequestStep.h"
 #include "tools/muxctl/UsageError.h"
 
@@ -65,21 +65,7 @@ void SendOnly(const Request& request, const Options& options) {
 }  // namespace
 
 int RunRequest(const RequestKind& kind, const Options& options, const Console& console) {
-    const std::vector<RequestStep> steps = StepsFor(kind, options.request);
-    Conversation conversation(options, console);
-    int worst = kAckStatus;
-    std::size_t done = 0;
-    try {
-        while (done < steps.size()) {
-            const RequestStep& step = steps.at(done++);
-            const std::string subject = steps.size() > 1 ? step.Title() + ": " : "";
-            worst = std::max(worst, conversation.AskAndPrint(step.Build(), step.Title(), subject));
-        }
-    } catch (const MuxClient::ConnectionError&) {
-        conversation.ComplainOfStop(steps.at(done - 1).Title(), steps.size() - done, steps.size());
-        throw;
-    }
-    return worst;
+    return SendSeries(StepsFor(kind, options.request), AfterFailure::kGoOn, options, console);
 }
 
 int RunSend(const Options& options, const Console& console) {

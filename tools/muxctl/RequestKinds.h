@@ -10,9 +10,9 @@ namespace Muxctl {
 
 // The request options of the command line; each kind of request takes only some of them.
 struct RequestOptions {
+    // All that the request is for, and the one of them that it is built for.
+    std::vector<MuxClient::LockAddress> locks;
     MuxClient::LockAddress lock;
-    // All locks of a list, of which `lock` is the first; empty without a list.
-    std::vector<std::int32_t> locks;
     std::uint32_t duration = 5;
     bool answersEvent = false;
     MuxClient::Card card;

@@ -8,12 +8,9 @@ std::string RequestStep::Title() const {
 }
 
 std::vector<RequestStep> StepsFor(const RequestKind& kind, const RequestOptions& options) {
-    std::vector<RequestStep> steps = {{&kind, options}};
-    if (!options.locks.empty()) {
-        steps.resize(options.locks.size(), steps.front());
-    }
-    for (std::size_t index = 0; index < options.locks.size(); ++index) {
-        steps.at(index).options.lock.lock = options.locks.at(index);
+    std::vector<RequestStep> steps(options.locks.size(), {&kind, options, ""});
+    for (std::size_t index = 0; index < steps.size(); ++index) {
+        steps.at(index).options.lock = options.locks.at(index);
     }
     return steps;
 }

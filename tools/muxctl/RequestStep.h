@@ -12,6 +12,8 @@ namespace Muxctl {
 struct RequestStep {
     const RequestKind* kind = nullptr;
     RequestOptions options;
+    // In a batch file, as in "doors.txt:3"; otherwise empty.
+    std::string place = {};
 
     // With a new identifier and the present time.
     MuxClient::Request Build() const { return kind->build(options); }

@@ -3,7 +3,7 @@
 namespace Muxctl {
 
 std::string SecondsText(std::chrono::milliseconds duration) {
-    const auto tenths = duration.count() / 100;
+    const auto tenths = (duration.count() + 50) / 100;
     return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
 }
 

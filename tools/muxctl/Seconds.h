@@ -5,7 +5,7 @@
 
 namespace Muxctl {
 
-// As in "0.6 s", rounded down.
+// As in "0.6 s", rounded to the nearest.
 std::string SecondsText(std::chrono::milliseconds duration);
 
 // How long ago this was.

@@ -4,7 +4,10 @@
 
 #include <ctime>
 #include <filesystem>
+#include <limits>
+#include <sstream>
 #include <tuple>
+#include <utility>
 
 #include "tools/client/Client.h"
 #include "tools/muxctl/EnvironmentFile.h"
@@ -29,14 +32,45 @@ std::optional<EnabledAt> EnablingOf(const std::string& site, const SitePlaces& p
     return EnabledAt(link.st_mtim.tv_sec, link.st_mtim.tv_nsec, site);
 }
 
+const std::uint16_t kStandardPort = MuxClient::MuxAddress().port;
+
+struct NumberAtBeginning {
+    std::int32_t value;
+    // Whether nothing follows it.
+    bool isAll;
+};
+
+// An option without a value counts as left out.
+NumberAtBeginning ReadAsTheMux(const std::string& value) {
+    if (value.empty()) {
+        return {kStandardPort, false};
+    }
+    NumberAtBeginning number = {0, false};
+    std::istringstream stream(value);
+    stream >> number.value;
+    number.isAll = (stream >> std::ws).eof();
+    return number;
+}
+
+bool IsPort(std::int32_t number) {
+    return number > 0 && number <= std::numeric_limits<std::uint16_t>::max();
+}
+
 }  // namespace
 
 SitePort PortFrom(const std::string& value) {
     const std::string fault = CheckPort(value);
-    if (!fault.empty()) {
-        return {std::nullopt, fault + "; the Mux may exit after every start"};
+    if (fault.empty()) {
+        return {static_cast<std::uint16_t>(std::stoi(value)), {}};
     }
-    return {static_cast<std::uint16_t>(std::stoi(value)), ""};
+    const NumberAtBeginning number = ReadAsTheMux(value);
+    const std::string effect =
+        IsPort(number.value) ? "listen on port " + std::to_string(number.value) : "exit after every start";
+    const std::string text = fault + ", with which the Mux would " + effect;
+    if (IsPort(number.value) && number.isAll) {
+        return {static_cast<std::uint16_t>(number.value), {{Finding::Level::kWarning, kPortName, text}}};
+    }
+    return {std::nullopt, {{Finding::Level::kError, kPortName, text + "; the Mux is not started"}}};
 }
 
 SitePort PortOf(const std::string& site, const SitePlaces& places) {
@@ -47,9 +81,10 @@ SitePort PortOf(const std::string& site, const SitePlaces& places) {
             }
         }
     } catch (const UsageError& error) {
-        return {std::nullopt, std::string("cannot be determined: ") + error.what()};
+        return {std::nullopt,
+                {{Finding::Level::kWarning, kPortName, std::string("cannot be determined: ") + error.what()}}};
     }
-    return {MuxClient::MuxAddress().port, ""};
+    return {kStandardPort, {}};
 }
 
 std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t port, const SitePlaces& places) {
@@ -71,24 +106,43 @@ std::string ForeignPortText(const std::string& site, std::uint16_t port, const S
                  : "";
 }
 
-PortComparison::PortComparison(const std::vector<std::string>& sites, const SitePlaces& places) {
+Finding PortRefusal(std::uint16_t port, const std::string& before) {
+    return {Finding::Level::kError, kPortName,
+            "is " + std::to_string(port) + ", as for the site " + before +
+                ", which was enabled before; clients of one could open doors of the other; the Mux is not started"};
+}
+
+PortComparison::PortComparison(const std::vector<std::string>& sites, SitePlaces places) : places_(std::move(places)) {
     for (const std::string& site : sites) {
-        ports_[site] = PortOf(site, places);
+        ports_[site] = PortOf(site, places_);
     }
 }
 
 void PortComparison::AddFindings(const std::string& site, ConfigurationReport& report) const {
     const SitePort& own = ports_.at(site);
-    if (!own.port) {
-        report.findings.push_back({Finding::Level::kWarning, kPortName, own.fault});
+    Findings findings = own.findings;
+    if (own.port) {
+        AddConflicts(site, *own.port, findings);
+    }
+    report.isUsable = report.isUsable && !HasError(findings);
+    report.findings.insert(report.findings.end(), findings.begin(), findings.end());
+}
+
+void PortComparison::AddConflicts(const std::string& site, std::uint16_t port, Findings& findings) const {
+    if (const std::optional<std::string> before = SiteBefore(site, port, places_)) {
+        findings.push_back(PortRefusal(port, *before));
         return;
     }
-    for (const auto& [other, port] : ports_) {
-        if (other != site && port.port == own.port) {
-            report.findings.push_back({Finding::Level::kError, kPortName,
-                                       "is " + std::to_string(*own.port) + ", as for the site " + other +
-                                           "; only the one that was enabled first is started"});
-            report.isUsable = false;
+    for (const auto& [other, otherPort] : ports_) {
+        if (other == site || otherPort.port != port) {
+            continue;
+        }
+        const std::string conflict = "is " + std::to_string(port) + ", as for the site " + other;
+        if (SiteBefore(other, port, places_)) {
+            findings.push_back({Finding::Level::kWarning, kPortName, conflict + ", which is not started"});
+        } else {
+            findings.push_back(
+                {Finding::Level::kError, kPortName, conflict + "; only the one that is enabled first is started"});
         }
     }
 }

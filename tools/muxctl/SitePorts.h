@@ -25,13 +25,14 @@ struct SitePlaces {
 };
 
 struct SitePort {
-    // Nothing if it cannot be determined.
+    // Nothing if the unit does not start the Mux with it, or it cannot be determined.
     std::optional<std::uint16_t> port;
-    // Why not, to follow "MUX_PORT": "cannot be read: Permission denied".
-    std::string fault;
+    // What is wrong with it.
+    Findings findings;
 };
 
-// The port from the value of MUX_PORT.
+// The port from the value of MUX_PORT, of which the Mux reads the number at its beginning. One that is written oddly is
+// a warning; one with which the Mux exits, or listens on another port than somebody meant, is an error.
 SitePort PortFrom(const std::string& value);
 
 // The port from a site's environment files; the Mux's default if they set none.
@@ -45,15 +46,22 @@ std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t por
 // Empty if the port is its own.
 std::string ForeignPortText(const std::string& site, std::uint16_t port, const SitePlaces& places);
 
+// The error of a site whose port another keeps.
+Finding PortRefusal(std::uint16_t port, const std::string& before);
+
 // The ports of these sites, looked at together. Adds to the report of a site what is wrong with its port: that it is
-// none, cannot be determined or is that of another site.
+// none, cannot be determined or is that of another site. The site that keeps a port gets a warning only; while none of
+// several is enabled, each gets an error.
 class PortComparison {
   public:
-    PortComparison(const std::vector<std::string>& sites, const SitePlaces& places);
+    PortComparison(const std::vector<std::string>& sites, SitePlaces places);
 
     void AddFindings(const std::string& site, ConfigurationReport& report) const;
 
   private:
+    void AddConflicts(const std::string& site, std::uint16_t port, Findings& findings) const;
+
+    SitePlaces places_;
     std::map<std::string, SitePort> ports_;
 };
 

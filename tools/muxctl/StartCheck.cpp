@@ -1,12 +1,16 @@
 #include "tools/muxctl/StartCheck.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace Muxctl {
 namespace {
 
-void AddRefusal(const std::string& where, const std::string& text, ConfigurationReport& report) {
-    report.findings.push_back({Finding::Level::kError, where, text + "; the Mux is not started"});
+// In place of what the check has said.
+void RefuseWithoutGateway(Findings& findings) {
+    const auto isSaid = [](const Finding& finding) { return finding.text.rfind(kNoGateway, 0) == 0; };
+    findings.erase(std::remove_if(findings.begin(), findings.end(), isSaid), findings.end());
+    findings.push_back({Finding::Level::kError, "", kNoGateway + std::string("; the Mux is not started")});
 }
 
 }  // namespace
@@ -16,19 +20,14 @@ bool MayStart(const std::string& path, const std::optional<std::string>& port, c
     const std::string site = std::filesystem::path(path).stem().string();
     const SitePort own = port ? PortFrom(*port) : PortOf(site, places);
     const std::optional<std::string> before = own.port ? SiteBefore(site, *own.port, places) : std::nullopt;
-    if (!own.port) {
-        report.findings.push_back({Finding::Level::kWarning, kPortName, own.fault});
-    }
+    report.findings.insert(report.findings.end(), own.findings.begin(), own.findings.end());
     if (before) {
-        AddRefusal(kPortName,
-                   "is " + std::to_string(*own.port) + ", as for the site " + *before +
-                       ", which was enabled before; clients of one could open doors of the other",
-                   report);
+        report.findings.push_back(PortRefusal(*own.port, *before));
     }
     if (report.createdCount == 0) {
-        AddRefusal("", "gives no gateway", report);
+        RefuseWithoutGateway(report.findings);
     }
-    return !before && report.createdCount != 0;
+    return !before && !HasError(own.findings) && report.createdCount != 0;
 }
 
 }  // namespace Muxctl

@@ -14,14 +14,21 @@ using Views = std::vector<std::string_view>;
 
 // Requests of the protocol that can never succeed, and have no command for that reason.
 struct UselessCommand {
+    // Of the command that it would belong to.
+    const char* parent;
     const char* name;
     const char* reason;
 };
 
+constexpr const char* kNoReading =
+    "the Mux refuses to read a whitelist, because no gateway can do it; keep the file that you load";
+
 constexpr std::array kUselessCommands = {
-    UselessCommand{"access-allowed", "the Mux refuses this request, because no gateway can do it"},
-    UselessCommand{"configure", "the Mux ignores configuration messages; start it with --configFile"},
-    UselessCommand{"get", "the Mux refuses to read a whitelist, because no gateway can do it"},
+    UselessCommand{"muxctl", "access-allowed", "the Mux refuses this request, because no gateway can do it"},
+    UselessCommand{"muxctl", "configure", "the Mux ignores configuration messages; start it with --configFile"},
+    UselessCommand{"whitelist", "get", kNoReading},
+    UselessCommand{"whitelist", "list", kNoReading},
+    UselessCommand{"whitelist", "show", kNoReading},
 };
 
 // "--" in front of a long option, "-" in front of a short one.
@@ -96,8 +103,9 @@ std::string OptionWithOneDash(const CLI::App& command, const std::vector<std::st
 }
 
 std::string UnknownCommand(const CLI::App& app, const std::string& word) {
-    const auto useless = std::find_if(kUselessCommands.begin(), kUselessCommands.end(),
-                                      [&](const UselessCommand& command) { return word == command.name; });
+    const auto useless = std::find_if(
+        kUselessCommands.begin(), kUselessCommands.end(),
+        [&](const UselessCommand& command) { return word == command.name && app.get_name() == command.parent; });
     if (useless != kUselessCommands.end()) {
         return Quoted(word) + " is not supported: " + useless->reason;
     }

@@ -13,10 +13,12 @@
 #include "tools/muxctl/Counted.h"
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/InputFile.h"
+#include "tools/muxctl/Interruption.h"
 #include "tools/muxctl/JsonLines.h"
 #include "tools/muxctl/LoadJournal.h"
 #include "tools/muxctl/LoadPlan.h"
 #include "tools/muxctl/LoadReport.h"
+#include "tools/muxctl/PeerHint.h"
 #include "tools/muxctl/Seconds.h"
 #include "tools/muxctl/UsageError.h"
 #include "tools/muxctl/WaitIndicator.h"
@@ -28,7 +30,7 @@ namespace {
 constexpr const char* kJournalSuffix = ".journal";
 
 CardFile ReadCards(const Options& options, bool requiresAddress) {
-    const CardDefaults defaults = {options.gateway, options.request.locks, options.request.card, requiresAddress};
+    const CardDefaults defaults = {options.gateway, options.locks, options.request.card, requiresAddress, options.site};
     return ReadCardFile(InputName(options.file), ReadWholeFile(options.file), defaults);
 }
 
@@ -45,20 +47,18 @@ void LeaveRest(LoadPlan& plan, const std::string& reason) {
     }
 }
 
-std::string TargetOf(const Options& options) {
-    return options.mux.host + ":" + std::to_string(options.mux.port);
-}
-
 // What ends a load early, such as a lost connection or a journal on a full disk, leaves the rest to do for that reason.
-void SendPlan(MuxClient::Client& client, LoadPlan& plan, LoadJournal& journal, const Options& options,
-              const Console& console) {
+void SendPlan(MuxClient::Client& client, LoadPlan& plan, LoadJournal& journal, const Interruption& interruption,
+              const Options& options, const Console& console) {
     WaitIndicator indicator(console.error, console.hasIndicator);
     WhitelistLoader loader(client, plan, journal, options.timeout);
     const std::size_t before = loader.DoneCount();
     const auto start = std::chrono::steady_clock::now();
     try {
-        loader.Run(
-            [&] { indicator.DrawProgress(loader.DoneCount() - before, plan.size() - before, TimeSince(start)); });
+        loader.Run([&] {
+            indicator.DrawProgress(loader.DoneCount() - before, plan.size() - before, TimeSince(start));
+            interruption.ThrowIfAsked();
+        });
     } catch (const std::exception& error) {
         LeaveRest(plan, error.what());
     }
@@ -108,8 +108,10 @@ void PrintCheck(const CardFile& cards, const Options& options, const Console& co
     }
     const std::string verdict = cards.faults.empty() ? console.style.Paint(Colour::kGreen, "valid")
                                                      : console.style.Paint(Colour::kRed, "invalid");
-    console.PrintLine(Printable(InputName(options.file)) + ": " + verdict + ", " + Counted(CardCount(cards), "card") +
-                      ", " + Counted(cards.lists.size(), "lock"));
+    const std::string sums = cards.hasReadCards
+                                 ? Counted(CardCount(cards), "card") + ", " + Counted(cards.lists.size(), "lock")
+                                 : "the cards were not checked";
+    console.PrintLine(Printable(InputName(options.file)) + ": " + verdict + ", " + sums);
 }
 
 int RefuseCards(const CardFile& cards, const Console& console) {
@@ -134,21 +136,24 @@ int RunWhitelistLoad(const Options& options, const Console& console) {
     LoadPlan plan = PlanLoad(cards, options.clears);
     LoadJournal journal(isStream ? "" : options.file + kJournalSuffix);
     if (options.resumes) {
-        journal.Resume(TargetOf(options), plan);
+        journal.Resume(PeerName(options), plan);
     }
     const auto earlier = static_cast<std::size_t>(std::count_if(plan.begin(), plan.end(), IsLoadedCard));
     MuxClient::Client client(options.mux, options.timeout);
     if (!options.resumes) {
-        journal.Start(TargetOf(options));
+        journal.Start(PeerName(options));
     }
-    SendPlan(client, plan, journal, options, console);
+    Interruption interruption;
+    SendPlan(client, plan, journal, interruption, options, console);
     PrintLoad(plan, earlier, options, console);
     const int status = StatusOf(plan);
     if (status == kAckStatus) {
         journal.Remove();
     } else if (!isStream) {
-        console.Complain("run it again with --resume to send the rest");
+        console.Complain(status == kNackStatus ? "when that is corrected, run it again with --resume"
+                                               : "run it again with --resume to send the rest");
     }
+    interruption.EndIfAsked();
     return status;
 }
 

@@ -1,7 +1,8 @@
 """Nothing is lost: the proxy, and then the Mux, killed again and again under load.
 
-MUX_KILLS is how often the proxy is, 6 by default; the Mux a quarter of that, but at least 3 times. Every opening has a lock of its own, so that what the simulator saw, what the audit
-holds and what the client was told can be compared one by one.
+MUX_KILLS is how often the proxy is, 6 by default; the Mux a quarter of that, but at least 3 times. Every opening has a
+lock of its own, so that what the simulator saw, what the audit holds and what the client was told can be compared one by
+one.
 """
 import collections
 import json

@@ -64,9 +64,9 @@ class TlsClient:
     def receive(self):
         while True:
             try:
-                text = self.buffer.decode()
+                text = self.buffer.decode(errors="surrogateescape")
                 message, end = json.JSONDecoder().raw_decode(text)
-                self.buffer = text[end:].encode()
+                self.buffer = text[end:].encode(errors="surrogateescape")
                 return message
             except ValueError:
                 pass
@@ -87,8 +87,11 @@ class TlsClient:
                 return message
 
     def is_closed(self):
+        """Waits until it is; false when it still is open then."""
         try:
             return self.socket.recv(1) == b""
+        except TimeoutError:
+            return False
         except OSError:
             return True
 
@@ -179,10 +182,11 @@ class Site(Installation):
         self.simulator = self.start(PROGRAMS / "gateway-simulator", "--gateways", str(self.mux_file))
         self.simulator.wait_for("Listening on", self.gateways)
 
-    def start_mux(self):
+    def start_mux(self, awaits_gateways=True):
         self.mux = self.start(PROGRAMS / "dw-hal-mux-brenk", "--port", f"--port={self.mux_port}", "--configFile",
                               str(self.mux_file), "--logFile", str(self.folder / "mux.log"), "--debug")
-        self.mux.wait_for("Received new sequence number.", 2 * self.gateways)
+        if awaits_gateways:
+            self.mux.wait_for("Received new sequence number.", 2 * self.gateways)
 
     def start_proxy(self, **changes):
         self.write_configuration(**changes)
@@ -203,6 +207,12 @@ class Site(Installation):
         if name is not None:
             context.load_cert_chain(self.authority / "clients" / f"{name}.crt", self.authority / "clients" / f"{name}.key")
         return context
+
+    def plain(self):
+        """A connection without TLS."""
+        plain = socket.create_connection(("127.0.0.1", self.proxy_port), 10)
+        self.addCleanup(plain.close)
+        return plain
 
     def client(self, name="reception", **arguments):
         client = TlsClient(self, name, **arguments)

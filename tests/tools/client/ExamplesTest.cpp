@@ -37,6 +37,20 @@ TEST(OpenDoorExample, OpensALockAndPrintsACard) {
     EXPECT_THAT(example.Output(), HasSubstr("\nCard 04A1 at lock 5\n"));
 }
 
+TEST(OpenDoorExample, SaysByItsStatusThatNoCardCame) {
+    MuxSystem system;
+    const Ending ending = Testing::RunToEnd({OPEN_DOOR, kHost, std::to_string(system.Port()), "1", "5", "1"});
+    EXPECT_EQ(ending.status, 3) << ending.error;
+}
+
+TEST(OpenDoorExample, KnowsThatTheLockWasOpenedWhenTheMuxEnds) {
+    MuxSystem system;
+    Process example({OPEN_DOOR, kHost, std::to_string(system.Port()), "1", "5"});
+    EXPECT_TRUE(example.WaitForOutput(R"("Success":true)")) << example.ErrorOutput();
+    system.Mux().Signal(SIGQUIT);
+    EXPECT_EQ(example.WaitForExit(), 3) << example.ErrorOutput();
+}
+
 TEST(OpenDoorExample, SaysThatItIsRefused) {
     MuxSystem system;
     const Ending ending = Testing::RunToEnd({OPEN_DOOR, kHost, std::to_string(system.Port()), "9", "5"});

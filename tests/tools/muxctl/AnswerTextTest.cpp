@@ -21,17 +21,17 @@ std::string Nack(const std::string& data) {
 
 TEST(AnswerTextTest, OfAnAckIsOneLine) {
     const auto ack = ParseMessage(R"({"MessageID":"a","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})");
-    EXPECT_EQ(AnswerText(ack, "open, gateway 1, lock 5", 650ms, kPlain), "ACK   open, gateway 1, lock 5 (0.6 s)");
-    EXPECT_EQ(AnswerText(ack, "open", 650ms, kColoured), "\033[1;32mACK\033[0m   open (0.6 s)");
+    EXPECT_EQ(AnswerText(ack, "open, gateway 1, lock 5", 650ms, kPlain), "ACK   open, gateway 1, lock 5 (0.7 s)");
+    EXPECT_EQ(AnswerText(ack, "open", 650ms, kColoured), "\033[1;32mACK\033[0m   open (0.7 s)");
 }
 
 TEST(AnswerTextTest, OfANackSaysWhy) {
-    EXPECT_EQ(Nack(R"({"ErrorCode":0,"Message":"Error in request"})"), "NACK  open: Error in request (0.6 s)");
+    EXPECT_EQ(Nack(R"({"ErrorCode":0,"Message":"Error in request"})"), "NACK  open: Error in request (0.7 s)");
     EXPECT_EQ(Nack(R"({"ErrorCode":8,"Message":"No route for the requested device. "})"),
-              "NACK  open: No route for the requested device. [error 8] (0.6 s)");
-    EXPECT_EQ(Nack(R"({"ErrorCode":5,"Message":""})"), "NACK  open: no reason given [error 5] (0.6 s)");
-    EXPECT_EQ(Nack(R"({"ErrorCode":0,"Message":"\u001b[2J"})"), "NACK  open: ?[2J (0.6 s)");
-    EXPECT_EQ(Nack("null"), "NACK  open (0.6 s)");
+              "NACK  open: No route for the requested device. [error 8] (0.7 s)");
+    EXPECT_EQ(Nack(R"({"ErrorCode":5,"Message":""})"), "NACK  open: no reason given [error 5] (0.7 s)");
+    EXPECT_EQ(Nack(R"({"ErrorCode":0,"Message":"\u001b[2J"})"), "NACK  open: ?[2J (0.7 s)");
+    EXPECT_EQ(Nack("null"), "NACK  open (0.7 s)");
 }
 
 TEST(AnswerTextTest, OfAStatusExplainsItsValues) {

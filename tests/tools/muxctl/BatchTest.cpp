@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@
 namespace Muxctl {
 namespace {
 
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
@@ -72,6 +76,32 @@ TEST(LockListTest, NamesTheLastRequestBeforeALostConnection) {
     EXPECT_EQ(program.WaitForExit(), 2);
     EXPECT_THAT(program.ErrorOutput(),
                 StartsWith("muxctl: stopped after open, gateway 1, lock 6; not sent: 1 of 3 requests\n"));
+}
+
+// The lines of locks 5, 6 and 7, of which 5 is answered and the Mux ends at 6.
+std::vector<std::string> LinesOfEnd(const std::function<void(FakeMux& mux)>& end, const std::string& timeout = "60") {
+    FakeMux mux;
+    RunningProgram program(
+        MuxctlCommand(ToPort({"open", "--json", "--gateway", "1", "--lock", "5,6,7"}, mux.Port(), timeout)));
+    mux.Accept();
+    mux.Answer(mux.ReceiveText(), 0, kDone);
+    mux.ReceiveText();
+    end(mux);
+    EXPECT_EQ(program.WaitForExit(), 2);
+    return program.Lines();
+}
+
+TEST(LockListTest, SaysInJsonWhyARequestHasNoAnswer) {
+    EXPECT_THAT(LinesOfEnd([](FakeMux& mux) { mux.HangUp(); }),
+                ElementsAre(HasSubstr(R"("Lock":5,"State":"done","Answer":{)"),
+                            EndsWith(R"("Lock":6,"State":"unanswered","Reason":"connection lost"})"),
+                            EndsWith(R"("Lock":7,"State":"not sent","Reason":"connection lost"})")));
+    EXPECT_THAT(LinesOfEnd([](FakeMux& mux) { mux.Send("HTTP/1.1 400 Bad Request\r\n\r\n"); }),
+                Contains(EndsWith(R"("Lock":6,"State":"unanswered","Reason":"not a Mux"})")));
+    EXPECT_THAT(LinesOfEnd([](FakeMux& mux) { mux.Answer(mux.ReceiveText(), 0, kDone); }, "1"),
+                ElementsAre(HasSubstr(R"("Lock":5,"State":"done")"),
+                            EndsWith(R"("Lock":6,"State":"unanswered","Reason":"time-out"})"),
+                            HasSubstr(R"("Lock":7,"State":"done")")));
 }
 
 TEST(LockListTest, RefusesWhatIsNoList) {
@@ -136,8 +166,41 @@ TEST_F(BatchTest, StopsAtTheFirstNack) {
     mux_.Accept();
     mux_.Answer(mux_.ReceiveText(), 1, kRefused);
     EXPECT_EQ(program.WaitForExit(), 1);
-    EXPECT_EQ(program.Lines().size(), 1U);
+    EXPECT_EQ(mux_.ReceiveText(), "(nothing)");
     EXPECT_EQ(program.ErrorOutput(), "muxctl: stopped after " + File() + ":3; not sent: 3 of 4 requests\n");
+}
+
+// The line of a request in JSON; `end` follows its state.
+std::string JsonOf(const std::string& request, int lock, const std::string& place, const std::string& end) {
+    return R"({"Request":")" + request + R"(","Gateway":1,"Lock":)" + std::to_string(lock) +
+           (place.empty() ? "" : R"(,"Place":")" + place + "\"") + R"(,"State":)" + end + "}";
+}
+
+TEST_F(BatchTest, SaysInJsonWhatCameOfEachRequest) {
+    RunningProgram program(MuxctlCommand(Command("open -g 1 -l 5,6\nclose -g 1 -l 7\nclose -g 1 -l 8\n")));
+    mux_.Accept();
+    const std::string opened = mux_.ReceiveText();
+    mux_.Answer(opened, 0, kDone);
+    const std::string refused = mux_.ReceiveText();
+    mux_.Answer(refused, 1, kRefused);
+    EXPECT_EQ(program.WaitForExit(), 1);
+    const auto answer = [](const std::string& request, const std::string& code, const std::string& data) {
+        return R"(,"Answer":{"Timestamp":1700000000,"MessageID":")" + IdIn(request) + R"(","MessageCode":)" + code +
+               R"(,"Data":)" + data + "}";
+    };
+    EXPECT_THAT(program.Lines(),
+                ElementsAre(JsonOf("open", 5, File() + ":1", R"("done")" + answer(opened, "0", kDone)),
+                            JsonOf("open", 6, File() + ":1", R"("refused")" + answer(refused, "1", kRefused)),
+                            JsonOf("close", 7, File() + ":2", R"("not sent","Reason":"stopped")"),
+                            JsonOf("close", 8, File() + ":3", R"("not sent","Reason":"stopped")")));
+}
+
+TEST_F(BatchTest, SaysInJsonThatThereIsNoConnection) {
+    const Testing::ReservedPort nobody;
+    const Ending ending =
+        RunMuxctl(ToPort({"batch", "--json", folder_.Write("doors.txt", "open -g 1 -l 5")}, nobody.Number()));
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_EQ(ending.output, JsonOf("open", 5, File() + ":1", R"("not sent","Reason":"no connection")") + "\n");
 }
 
 TEST_F(BatchTest, GoesOnWhenToldSo) {
@@ -188,7 +251,7 @@ TEST_F(BatchTest, NamesEveryWrongLineAndSendsNothing) {
 TEST_F(BatchTest, KnowsTheNamesOfTheSite) {
     const std::string site = folder_.Write("hall.json", R"({"Gateways":[
         {"ID":1,"Description":"Hall","Devices":[{"Name":"Front door","ID":5}]}]})");
-    std::vector<std::string> command = Command("open 'Front door'\nclose --gateway Hall --lock 6\n");
+    std::vector<std::string> command = Command("open --lock 'Front door'\nclose --gateway Hall --lock 6\n");
     command.insert(command.end(), {"--config", site});
     RunningProgram program(MuxctlCommand(command));
     mux_.Accept();

@@ -16,8 +16,16 @@ using Faults = std::vector<std::string>;
 
 const CardDefaults kNothingRequired = {std::nullopt, {}, {}, false};
 
-CardDefaults ForLocks(std::int32_t gateway, const std::vector<std::int32_t>& locks) {
+CardDefaults ForLocks(std::int32_t gateway, const std::vector<std::string>& locks) {
     return {gateway, locks, {}, true};
+}
+
+// Two gateways, of which each has a lock with the name "Side door", and one a lock with a number for its name.
+CardDefaults WithSite(const std::vector<std::string>& locks = {}) {
+    const Site site = {std::nullopt,
+                       {{1, "Hall", {{5, "Front door"}, {6, "Side door"}, {9, "7"}}}, {2, "Yard", {{8, "Side door"}}}},
+                       std::nullopt};
+    return {std::nullopt, locks, {}, true, site};
 }
 
 CardFile Read(const std::string& text, const CardDefaults& defaults = {}) {
@@ -50,13 +58,24 @@ TEST(CardCsvTest, HasAColumnForEachOption) {
 }
 
 TEST(CardCsvTest, TakesWhatItLeavesOutFromTheOptions) {
-    CardDefaults defaults = ForLocks(1, {5, 6});
+    CardDefaults defaults = ForLocks(1, {"5", "6"});
     defaults.card.isUid = true;
     defaults.card.options = 1;
     const CardFile file = Read("card,uid\n04A1,\n04A2,no\n", defaults);
     EXPECT_THAT(file.faults, IsEmpty());
     EXPECT_THAT(CardsIn(file),
                 ElementsAre("1/5 04A1 uid 0 1 ", "1/5 04A2 data 0 1 ", "1/6 04A1 uid 0 1 ", "1/6 04A2 data 0 1 "));
+}
+
+// The Mux sends a UID with setup number 0 whatever it is told.
+TEST(CardCsvTest, HasNoSetupNumberForAUid) {
+    CardDefaults defaults = ForLocks(1, {"5"});
+    defaults.card.setupNumber = 3;
+    EXPECT_THAT(CardsIn(Read("card,uid\n01,yes\n02,no\n", defaults)),
+                ElementsAre("1/5 01 uid 0 0 ", "1/5 02 data 3 0 "));
+    EXPECT_THAT(CardsIn(Read("card,uid,setup\n01,yes,0\n", defaults)), ElementsAre("1/5 01 uid 0 0 "));
+    EXPECT_THAT(Read("setup,card,uid\n2,01,yes\n", defaults).faults,
+                ElementsAre("cards:2:1: setup must be 0 for a UID, not 2"));
 }
 
 TEST(CardCsvTest, MayComeFromASpreadsheet) {
@@ -70,7 +89,7 @@ TEST(CardCsvTest, FaultsHaveLineAndColumn) {
     EXPECT_THAT(Read(header + "1,5,04A,yes,0,x\n" + "1, 05,04,maybe,256,x\n" + "1,5,\n" + "1,5,,yes,,\n").faults,
                 ElementsAre("cards:2:5: card must be pairs of hexadecimal digits, not 04A",
                             "cards:3:4: lock must be a decimal integer from -2147483648 to 2147483647 (no leading "
-                            "zeros), not 05",
+                            "zeros), not 05; a name requires --site or --config",
                             "cards:3:10: uid must be yes or no, not maybe",
                             "cards:3:16: setup must be a decimal integer from 0 to 255 (no leading zeros), not 256",
                             "cards:4:1: has 3 fields, and the header 6", "cards:5:5: card must not be empty"));
@@ -78,6 +97,42 @@ TEST(CardCsvTest, FaultsHaveLineAndColumn) {
                 ElementsAre("cards:2:1: has 3 fields, and the header 2"));
     EXPECT_THAT(Read("name,card\n\xC3\x84\xC3\x96,x", kNothingRequired).faults,
                 ElementsAre(HasSubstr("cards:2:4: card must be ")));
+}
+
+TEST(CardCsvTest, HasIdsOrNames) {
+    const CardFile file = Read(
+        "lock,card,gateway\n"
+        "Front door,01,Hall\n"
+        "Side door,02,2\n"
+        "7,03,Hall\n",
+        WithSite());
+    EXPECT_THAT(file.faults, IsEmpty());
+    EXPECT_THAT(CardsIn(file), ElementsAre("1/5 01 data 0 0 ", "2/8 02 data 0 0 ", "1/7 03 data 0 0 "));
+}
+
+TEST(CardCsvTest, TakesTheGatewayFromTheNameOfALock) {
+    EXPECT_THAT(CardsIn(Read("lock,card\nFront door,01\n", WithSite())), ElementsAre("1/5 01 data 0 0 "));
+    EXPECT_THAT(Read("lock,card\nSide door,01\n6,02\n", WithSite()).faults,
+                ElementsAre("cards:2:1: several locks are named \"Side door\": gateway 1, lock 6; gateway 2, lock 8",
+                            "cards:3:1: lock 6 is an ID, which requires --gateway"));
+}
+
+TEST(CardCsvTest, LooksUpTheNamesOfTheOptions) {
+    EXPECT_THAT(CardsIn(Read("card,gateway\n01,Hall\n02,Yard\n", WithSite({"Side door"}))),
+                ElementsAre("1/6 01 data 0 0 ", "2/8 02 data 0 0 "));
+    EXPECT_THAT(CardsIn(Read("card\n01\n", WithSite({"Front door"}))), ElementsAre("1/5 01 data 0 0 "));
+    EXPECT_THAT(Read("card\n01\n02\n", WithSite({"Front dor"})).faults,
+                ElementsAre("cards: no lock is named \"Front dor\"; did you mean \"Front door\"?"));
+    EXPECT_THAT(Read("card,gateway\n01,Yard\n", WithSite({"Front door"})).faults,
+                ElementsAre("cards:2:4: no lock is named \"Front door\""));
+}
+
+TEST(CardCsvTest, FaultsOfNamesHaveLineAndColumn) {
+    EXPECT_THAT(Read("gateway,lock,card\nHal,Front door,0\n1,front door,01\n2,Front door,01\n", WithSite()).faults,
+                ElementsAre("cards:2:1: no gateway is named \"Hal\"; did you mean \"Hall\"?",
+                            "cards:2:16: card must be pairs of hexadecimal digits, not 0",
+                            "cards:3:3: no lock is named \"front door\"; did you mean \"Front door\"?",
+                            "cards:4:3: no lock is named \"Front door\""));
 }
 
 TEST(CardCsvTest, RefusesAHeaderThatIsNotClear) {
@@ -93,7 +148,7 @@ TEST(CardCsvTest, RefusesAHeaderThatIsNotClear) {
                 ElementsAre("cards: the header must have a column \"card\"" + columns));
     EXPECT_THAT(Read("card\n04\n").faults, ElementsAre("cards: has no column \"gateway\", so --gateway is required",
                                                        "cards: has no column \"lock\", so --lock is required"));
-    EXPECT_THAT(Read("gateway,lock,card\n1,5,04\n", ForLocks(1, {5})).faults,
+    EXPECT_THAT(Read("gateway,lock,card\n1,5,04\n", ForLocks(1, {"5"})).faults,
                 ElementsAre("cards: has a column \"gateway\", so --gateway must be left out",
                             "cards: has a column \"lock\", so --lock must be left out"));
 }
@@ -151,8 +206,13 @@ TEST(CardJsonTest, NamesThePlaceOfEachFault) {
                     "cards: Locks[1] must have a member \"ID\"", "cards: Locks[2] must be an object"));
     EXPECT_THAT(Read("{\"Locks\":\n [,]}", kGatewayOnly).faults,
                 ElementsAre(HasSubstr("cards: is not JSON: line 2, ")));
+    for (const MuxClient::Card& card :
+         {MuxClient::Card{"", true, 0, 0}, MuxClient::Card{"", false, 1, 0}, MuxClient::Card{"", false, 0, 1}}) {
+        EXPECT_THAT(Read("{}", {1, {}, card, true}).faults,
+                    ElementsAre("--uid, --setup and --options: cards has these of each card itself"));
+    }
     EXPECT_THAT(Read("{}").faults, ElementsAre("--gateway is required: cards does not name it"));
-    EXPECT_THAT(Read("{}", ForLocks(1, {5})).faults, ElementsAre("--lock: cards names its locks itself"));
+    EXPECT_THAT(Read("{}", ForLocks(1, {"5"})).faults, ElementsAre("--lock: cards names its locks itself"));
 }
 
 }  // namespace

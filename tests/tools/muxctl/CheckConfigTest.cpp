@@ -10,6 +10,7 @@
 
 #include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/system/support/MuxProcess.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
@@ -18,15 +19,18 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
 const std::string kGood = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":2101}]})";
-const std::string kWithWarning = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"","Port":2101}]})";
+const std::string kWithWarning = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"","Port":2101},)"
+                                 R"({"ID":2,"IpAddress":"a","Port":1}]})";
+const std::string kWithoutGateway = R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"","Port":2101}]})";
 const std::string kEndsTheMux = R"({"Enabled":true,"Gateways":[{"ID":1.5,"IpAddress":"a","Port":1}]})";
 
-constexpr const char* kRefusesAll = "; the Mux refuses every request, and no door works\n";
+constexpr const char* kRefusesAll = "; the Mux would refuse every request, and no door works\n";
 
 class CheckConfigTest : public testing::Test {
   protected:
@@ -58,7 +62,14 @@ TEST_F(CheckConfigTest, EndsWithOneAfterWarnings) {
     EXPECT_EQ(ending.output, file_ +
                                  ": warning: Gateways[0].IpAddress is empty; the Mux leaves this gateway out, and its "
                                  "doors do not work\n" +
-                                 file_ + ": usable, with 1 warning: 0 of 1 gateway, 0 locks\n");
+                                 file_ + ": usable, with 1 warning: 1 of 2 gateways, 0 locks\n");
+}
+
+TEST_F(CheckConfigTest, EndsWithTwoWithoutAnyGateway) {
+    const Ending ending = Check(kWithoutGateway);
+    EXPECT_EQ(ending.status, 2);
+    EXPECT_THAT(ending.output, EndsWith(file_ + ": error: the document gives no gateway, and no door works\n" + file_ +
+                                        ": unusable\n"));
 }
 
 TEST_F(CheckConfigTest, EndsWithTwoWhereTheMuxWouldEnd) {
@@ -129,17 +140,29 @@ TEST_F(CheckConfigTest, EndsForTheUnitWithZeroIfThereIsAGateway) {
     const Ending fine = RunMuxctl({"check-config", "--start", good}, unit);
     EXPECT_EQ(fine.status, 0);
     EXPECT_EQ(fine.output, "");
-    const std::string odd = folder_.Write("odd.json", kWithWarning);
+    const std::string odd = folder_.Write("odd.json", kWithoutGateway);
     const Ending refused = RunMuxctl({"check-config", "--start", odd}, unit);
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.output,
-                AllOf(StartsWith(odd + ": warning: Gateways[0].IpAddress is empty; "),
-                      EndsWith(odd + ": error: the document gives no gateway; the Mux is not started\n")));
+    EXPECT_THAT(refused.output, AllOf(StartsWith(odd + ": warning: Gateways[0].IpAddress is empty; "),
+                                      EndsWith("its doors do not work\n" + odd +
+                                               ": error: the document gives no gateway; the Mux is not started\n")));
+}
+
+// As for a unit with a wrong name.
+TEST_F(CheckConfigTest, SaysOfAMissingFileForTheUnitNothingElse) {
+    ProcessSetup unit;
+    unit.variables = {{"MUX_PORT", "x"}};
+    const std::string missing = folder_.Path() / "none.json";
+    const Ending refused = RunMuxctl({"check-config", "--start", missing}, unit);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.output, missing +
+                                  ": error: the document cannot be read: No such file or directory; the Mux is "
+                                  "not started\n");
 }
 
 // systemd passes the identity of the stream that is connected to the journal.
 TEST_F(CheckConfigTest, GivesTheJournalPriorities) {
-    const std::string odd = folder_.Write("odd.json", kWithWarning);
+    const std::string odd = folder_.Write("odd.json", kWithoutGateway);
     const auto run = [&](const std::string& stream) {
         return RunToEnd({"bash", "-c",
                          "cd " + folder_.Path().string() + " && >out && JOURNAL_STREAM=" + stream +
@@ -168,10 +191,44 @@ TEST_F(CheckConfigTest, KnowsWhichPortsEndTheMux) {
         EXPECT_EQ(Check(start + port + "}]}").status, 2);
         EXPECT_EQ(MuxWith(file_)->WaitForEnd(), "status 1") << port;
     }
-    EXPECT_EQ(Check(start + "0}]}").status, 1);
+    EXPECT_EQ(Check(start + "0}]}").status, 2);
     EXPECT_TRUE(MuxWith(file_)->WaitFor("Cannot create gateway with ID 1."));
-    EXPECT_EQ(Check(R"({"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":70000}]})").status, 1);
+    EXPECT_EQ(Check(R"({"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":70000}]})").status, 2);
     EXPECT_TRUE(MuxWith(file_)->WaitFor("Mux is not enabled."));
+}
+
+// What it says of the unit's port, and what the Mux does with it.
+class UnitPortTest : public CheckConfigTest {
+  protected:
+    std::string FindingOf(const std::string& port) {
+        ProcessSetup unit;
+        unit.variables = {{"MUX_PORT", port}};
+        return RunMuxctl({"check-config", "--start", good_}, unit).output;
+    }
+
+    static std::unique_ptr<SystemTest::MuxProcess> MuxOn(const std::string& port) {
+        return std::make_unique<SystemTest::MuxProcess>(std::vector<std::string>{"--port", "--port=" + port});
+    }
+
+    std::string good_ = folder_.Write("good.json", kGood);
+};
+
+TEST_F(UnitPortTest, EndsTheMux) {
+    for (const char* const port : {"abc", "0", "70000", "-1", "99999999999"}) {
+        EXPECT_THAT(FindingOf(port), HasSubstr("would exit after every start")) << port;
+        EXPECT_EQ(MuxOn(port)->WaitForEnd(), "status 0") << port;
+    }
+}
+
+TEST_F(UnitPortTest, IsAnotherThanItLooks) {
+    const Testing::ReservedPort free;
+    const std::string number = std::to_string(free.Number());
+    for (const std::string& port : {number + "x", "0" + number, "+" + number}) {
+        EXPECT_THAT(FindingOf(port), HasSubstr("would listen on port " + number)) << port;
+        const auto mux = MuxOn(port);
+        EXPECT_TRUE(Testing::WaitUntil([&] { return !mux->ListeningPorts().empty(); }, SystemTest::kDeadline)) << port;
+        EXPECT_THAT(mux->ListeningPorts(), ElementsAre(free.Number())) << port;
+    }
 }
 
 }  // namespace

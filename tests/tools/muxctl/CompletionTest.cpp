@@ -93,6 +93,7 @@ TEST(CompletionTest, OffersTheNamesOfSitesGatewaysAndLocks) {
     EXPECT_THAT(Offers({"-c", file, "status", "\"Front d"}), UnorderedElementsAre("Front door"));
     EXPECT_THAT(Offers({"whitelist", "clear", "-c", file, "Back\\ d"}), UnorderedElementsAre("Back door"));
     EXPECT_THAT(Offers({"open", "-c", file, "--gateway", "M"}), UnorderedElementsAre("Main hall"));
+    EXPECT_THAT(Offers({"open", "-c", file, "--lock", "F"}), UnorderedElementsAre("Front door", "Fence"));
     EXPECT_THAT(Offers({"open", "F"}), UnorderedElementsAre());
 }
 

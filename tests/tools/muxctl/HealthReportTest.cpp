@@ -41,6 +41,17 @@ TEST(HealthReportTest, IsAWarningWhenOneOfSeveralIsNot) {
     EXPECT_EQ(SumUp({kHall, kUnknown}).level, Level::kWarning);
 }
 
+TEST(HealthReportTest, AlignsNamesByTheirCharacters) {
+    GatewayHealth hall = Gateway(1, "K\u00FCche", HealthState::kWell, "answers");
+    hall.elapsed = 1195ms;
+    EXPECT_NE(TextOf(SumUp({hall, kCellar}))
+                  .find("gateway1=1.195s gateway20=U\n"
+                        "gateway 1   K\u00FCche   answers (1.2 s)\n"
+                        "gateway 20  Cellar  no answer"),
+              std::string::npos)
+        << TextOf(SumUp({hall, kCellar}));
+}
+
 TEST(HealthReportTest, IsAWarningWhenAGatewayAnswersOtherwise) {
     EXPECT_EQ(TextOf(SumUp({kOdd})),
               "WARNING - gateway 3: answers with error 12: Odd/ | gateway3=0.612s\n"

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/MuxSystem.h"
 #include "tests/system/support/SideBySide.h"
+#include "tests/tools/muxctl/FakeMux.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
 namespace Muxctl {
@@ -145,6 +147,27 @@ TEST_F(SiteHealthTest, AsksEveryGatewayOnce) {
     EXPECT_THAT(ending.output, HasSubstr("\ngateway 1  Hall    answers ("));
     EXPECT_THAT(ending.output, HasSubstr("\ngateway 2  Cellar  answers ("));
     EXPECT_EQ(system_.Gateway(1).ReceivedFrames().size(), before + 1);
+}
+
+// Two hundred one after the other, and not each a tenth of a second later.
+TEST_F(SiteHealthTest, AsksManyGatewaysWithinTwoSeconds) {
+    constexpr int kGateways = 200;
+    std::string list;
+    for (int id = 1; id <= kGateways; ++id) {
+        list += (list.empty() ? "" : ",") + std::string("{\"ID\":") + std::to_string(id) + "}";
+    }
+    folder_.Write("hall.json", "{\"Gateways\":[" + list + "]}");
+    FakeMux mux;
+    const auto start = std::chrono::steady_clock::now();
+    RunningProgram program(MuxctlCommand({"health", "--all", "--config", file_, "--port", std::to_string(mux.Port())}));
+    mux.Accept();
+    for (int count = 0; count < kGateways; ++count) {
+        mux.Answer(mux.ReceiveText(), 1, R"({"ErrorCode":8,"Message":"No route."})");
+    }
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_GT(elapsed, std::chrono::milliseconds(1900));
+    EXPECT_LT(elapsed, std::chrono::seconds(15));
 }
 
 TEST_F(SiteHealthTest, WarnsOfOneOfSeveral) {

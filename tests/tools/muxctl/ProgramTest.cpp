@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <future>
 #include <string>
 #include <utility>
@@ -121,6 +122,38 @@ TEST(MuxctlTest, EndsWithTwoWithoutAnAnswer) {
         EXPECT_EQ(ending.error,
                   "muxctl: no answer from 127.0.0.1:" + std::to_string(silent.Port()) + " within 0.2 s" + more + "\n");
     }
+}
+
+// Without an explicit time-out it does not wait for all of the fifteen seconds.
+TEST(MuxctlTest, GivesUpSoonWhenEvenTheMuxItselfDoesNotAnswer) {
+    const std::string silence =
+        "no answer from 127.0.0.1:[0-9]+ within [0-9.]+ s, not even to a request that a Mux refuses by itself";
+    struct SilentRow {
+        Words arguments;
+        std::string error;
+        std::string output;
+    };
+    const std::vector<SilentRow> commands = {
+        {{"open", "--json", "--gateway", "0", "--lock", "5,6"},
+         "muxctl: stopped after open, gateway 0, lock 5; not sent: 1 of 2 requests\nmuxctl: " + silence +
+             "; the request may still have been executed; is this the Mux's port.\n",
+         R"({"Request":"open","Gateway":0,"Lock":5,"State":"unanswered","Reason":"time-out"})"
+         "\n"
+         R"({"Request":"open","Gateway":0,"Lock":6,"State":"not sent","Reason":"stopped"})"
+         "\n"},
+        {{"health"}, "muxctl: " + silence + "; is this the Mux's port.\n", ""}};
+    SystemTest::ForEachSideBySide(commands, [](const SilentRow& row) {
+        FakeMux silent;
+        const auto start = std::chrono::steady_clock::now();
+        RunningProgram program(MuxctlCommand(row.arguments + silent.PortArguments()));
+        silent.Accept();
+        silent.ReceiveText();
+        EXPECT_THAT(silent.ReceiveText(), HasSubstr(R"("MessageCode":20,)"));
+        EXPECT_EQ(program.WaitForExit(), 2);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(12));
+        EXPECT_THAT(program.ErrorOutput(), MatchesRegex(row.error));
+        EXPECT_EQ(program.Output(), row.output);
+    });
 }
 
 TEST(MuxctlTest, EndsWithTwoWhenTheMuxGoesAwayOrIsNone) {

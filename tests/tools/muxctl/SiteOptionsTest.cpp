@@ -12,6 +12,7 @@
 namespace Muxctl {
 namespace {
 
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -19,8 +20,32 @@ using Words = std::vector<std::string>;
 
 constexpr const char* kOpenFive = R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})";
 
+// What --lock and --gateway open in the site of the test: "1/5" for lock 5 of gateway 1.
+std::string AddressIn(const std::string& request) {
+    const auto numberBehind = [&](const std::string& key) {
+        const std::size_t start = request.find(key) + key.size();
+        return request.substr(start, request.find_first_of(",}", start) - start);
+    };
+    return numberBehind("\"gatewayID\":") + "/" + numberBehind("\"lockID\":");
+}
+
 class SiteOptionsTest : public testing::Test {
   protected:
+    // The locks that a command opens, one after the other.
+    Words Opened(const Words& arguments) const {
+        FakeMux mux;
+        RunningProgram program(
+            MuxctlCommand(arguments + Words{"--config", file_, "--timeout", "60"} + mux.PortArguments()));
+        mux.Accept();
+        Words opened;
+        for (std::string request = mux.ReceiveText(); request != "(nothing)"; request = mux.ReceiveText()) {
+            opened.push_back(AddressIn(request));
+            mux.Answer(request, 0, "{}");
+        }
+        EXPECT_EQ(program.WaitForExit(), 0) << program.ErrorOutput();
+        return opened;
+    }
+
     std::string RequestOf(const Words& arguments) const {
         const Exchange exchange = Exchanged(arguments + Words{"--config", file_});
         EXPECT_EQ(exchange.ending.status, 0) << exchange.ending.error;
@@ -29,8 +54,10 @@ class SiteOptionsTest : public testing::Test {
 
     Testing::TemporaryFolder folder_;
     std::string file_ = folder_.Write("hall.json", R"({"Enabled":true,"Gateways":[
-        {"ID":1,"Description":"Hall","IpAddress":"a","Port":1,"Devices":[{"Name":"Front door","ID":5},{"ID":6}]},
-        {"ID":2,"Description":"Yard","IpAddress":"b","Port":1,"Devices":[{"Name":"Gate","ID":7}]}]})");
+        {"ID":1,"Description":"Hall","IpAddress":"a","Port":1,"Devices":[{"Name":"Front door","ID":5},{"ID":6},
+         {"Name":"Side","ID":8}]},
+        {"ID":2,"Description":"Yard","IpAddress":"b","Port":1,"Devices":[{"Name":"Gate","ID":7},{"Name":"Side","ID":9},
+         {"Name":"6","ID":10},{"Name":"Left, right","ID":11}]}]})");
 };
 
 TEST_F(SiteOptionsTest, OpenALockByItsName) {
@@ -57,6 +84,36 @@ TEST_F(SiteOptionsTest, RefuseANameThatIsNotInTheSite) {
     EXPECT_EQ(RunMuxctl({"open", "Gate", "--lock", "7", "--config", file_}).status, 64);
 }
 
+TEST_F(SiteOptionsTest, OpenALockOrAListByNamesInPlaceOfIds) {
+    EXPECT_THAT(Opened({"open", "--lock", "Front door"}), ElementsAre("1/5"));
+    EXPECT_THAT(Opened({"open", "--lock", "Gate,Front door"}), ElementsAre("2/7", "1/5"));
+    EXPECT_THAT(Opened({"open", "--gateway", "Hall", "--lock", "Front door,6"}), ElementsAre("1/5", "1/6"));
+    EXPECT_THAT(Opened({"whitelist", "clear", "--gateway", "2", "--lock", "Side"}), ElementsAre("2/9"));
+}
+
+// A number is an ID behind --lock, and a name without.
+TEST_F(SiteOptionsTest, TellApartIdsAndNamesOfDigits) {
+    EXPECT_THAT(Opened({"open", "--gateway", "Yard", "--lock", "6"}), ElementsAre("2/6"));
+    EXPECT_THAT(Opened({"open", "6"}), ElementsAre("2/10"));
+    EXPECT_THAT(Opened({"open", "Left, right"}), ElementsAre("2/11"));
+}
+
+TEST_F(SiteOptionsTest, RefuseAListInWhichOneIsNotClear) {
+    const std::vector<std::pair<Words, std::string>> rows = {
+        {{"Front door,Gat"}, "no lock is named \"Gat\"; did you mean \"Gate\"?\n"},
+        {{"gate"}, "no lock is named \"gate\"; did you mean \"Gate\"?\n"},
+        {{"Gate", "--gateway", "1"}, "no lock is named \"Gate\"\n"},
+        {{"Gate,Side"}, "several locks are named \"Side\": gateway 1, lock 8; gateway 2, lock 9\n"},
+        {{"Front door,6"}, "--lock: 6 is an ID, which requires --gateway\n"},
+        {{"Gate,"}, "the name of a lock must not be empty\n"},
+    };
+    for (const auto& [list, error] : rows) {
+        const Ending ending = RunMuxctl(Words{"open", "--config", file_, "--lock"} + list);
+        EXPECT_EQ(ending.status, 64);
+        EXPECT_EQ(ending.error, "muxctl: " + error);
+    }
+}
+
 TEST_F(SiteOptionsTest, TakeThePortOfTheSiteUnlessTheyAreGivenOne) {
     FakeMux mux;
     folder_.Write("hall.env", "MUX_PORT=" + std::to_string(mux.Port()) + "\n");
@@ -71,7 +128,9 @@ TEST_F(SiteOptionsTest, TakeThePortOfTheSiteUnlessTheyAreGivenOne) {
 TEST_F(SiteOptionsTest, ListTheLocks) {
     const Ending text = RunMuxctl({"locks", "--config", file_});
     EXPECT_EQ(text.status, 0);
-    EXPECT_EQ(text.output, "gateway 1  Hall\n  lock 5  Front door\n  lock 6\ngateway 2  Yard\n  lock 7  Gate\n");
+    EXPECT_EQ(text.output,
+              "gateway 1  Hall\n  lock 5  Front door\n  lock 6\n  lock 8  Side\n"
+              "gateway 2  Yard\n  lock 7  Gate\n  lock 9  Side\n  lock 10  6\n  lock 11  Left, right\n");
     EXPECT_THAT(RunMuxctl({"locks", "--json", "--config", file_}).output,
                 StartsWith(R"({"gatewayID":1,"gatewayName":"Hall","lockID":5,"lockName":"Front door"})"
                            "\n"));

@@ -4,12 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/tools/muxctl/SiteFolder.h"
 
 namespace Muxctl {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 
 TEST(SitePortsTest, AreThoseOfTheEnvironmentFiles) {
@@ -26,7 +30,8 @@ TEST(SitePortsTest, SayWhatIsWrong) {
     const SiteFolder sites;
     sites.Add("hall", "MUX_PORT=70000\n");
     EXPECT_EQ(PortOf("hall", sites.Places()).port, std::nullopt);
-    EXPECT_THAT(PortOf("hall", sites.Places()).fault, HasSubstr("not 70000"));
+    ASSERT_EQ(PortOf("hall", sites.Places()).findings.size(), 1U);
+    EXPECT_THAT(PortOf("hall", sites.Places()).findings.front().text, HasSubstr("not 70000"));
 }
 
 TEST(SitePortsTest, BelongToTheSiteThatWasEnabledFirst) {
@@ -52,23 +57,80 @@ TEST(SitePortsTest, BelongToTheSiteThatWasEnabledFirst) {
     EXPECT_EQ(SiteBefore("annex", 5555, sites.Places()), std::nullopt);
 }
 
-TEST(SitePortsTest, MustNotBeThoseOfAnotherSite) {
-    const SiteFolder sites;
-    sites.Add("annex");
-    sites.Add("apart", "MUX_PORT=6000");
-    sites.Add("hall");
-    const PortComparison ports({"annex", "apart", "hall"}, sites.Places());
-    ConfigurationReport apart = {true, 1, 1, {}};
-    ports.AddFindings("apart", apart);
-    EXPECT_TRUE(apart.isUsable);
-    EXPECT_TRUE(apart.findings.empty());
-    ConfigurationReport hall = {true, 1, 1, {}};
-    ports.AddFindings("hall", hall);
-    EXPECT_FALSE(hall.isUsable);
-    ASSERT_EQ(hall.findings.size(), 1U);
-    EXPECT_EQ(hall.findings.front().where, "MUX_PORT");
-    EXPECT_EQ(hall.findings.front().text,
-              "is 5555, as for the site annex; only the one that was enabled first is started");
+// What the Mux does with each value of its option is tried in CheckConfigTest.
+TEST(SitePortsTest, SayWhatTheMuxWouldDo) {
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"abc", "not abc, with which the Mux would exit after every start; the Mux is not started"},
+        {"0", "not 0, with which the Mux would exit after every start; the Mux is not started"},
+        {"70000", "not 70000, with which the Mux would exit after every start; the Mux is not started"},
+        {"99999999999", "not 99999999999, with which the Mux would exit after every start; the Mux is not started"},
+        {"-1", "not -1, with which the Mux would exit after every start; the Mux is not started"},
+        {"", "not empty, with which the Mux would listen on port 5555; the Mux is not started"},
+        {"6000x", "not 6000x, with which the Mux would listen on port 6000; the Mux is not started"},
+        {"06000", "not 06000, with which the Mux would listen on port 6000"},
+    };
+    for (const auto& [value, text] : rows) {
+        const SitePort port = PortFrom(value);
+        ASSERT_EQ(port.findings.size(), 1U) << value;
+        EXPECT_THAT(port.findings.front().text, EndsWith(text));
+    }
+    EXPECT_EQ(PortFrom("6000x").port, std::nullopt);
+    EXPECT_EQ(PortFrom("06000").port, 6000);
+}
+
+// Of three sites, of which two have one port.
+class PortComparisonTest : public testing::Test {
+  protected:
+    PortComparisonTest() {
+        sites_.Add("annex");
+        sites_.Add("apart", "MUX_PORT=6000");
+        sites_.Add("hall");
+    }
+
+    ConfigurationReport ReportOn(const std::string& site) const {
+        ConfigurationReport report = {true, 1, 1, {}};
+        PortComparison({"annex", "apart", "hall"}, sites_.Places()).AddFindings(site, report);
+        return report;
+    }
+
+    void ExpectFinding(const std::string& site, Finding::Level level, const std::string& text) const {
+        const ConfigurationReport report = ReportOn(site);
+        EXPECT_EQ(report.isUsable, level == Finding::Level::kWarning) << site;
+        ASSERT_EQ(report.findings.size(), 1U) << site;
+        EXPECT_EQ(report.findings.front().where, "MUX_PORT");
+        EXPECT_EQ(report.findings.front().level, level);
+        EXPECT_EQ(report.findings.front().text, text);
+    }
+
+    SiteFolder sites_;
+};
+
+TEST_F(PortComparisonTest, HasNothingAgainstAPortOfItsOwn) {
+    EXPECT_TRUE(ReportOn("apart").isUsable);
+    EXPECT_TRUE(ReportOn("apart").findings.empty());
+}
+
+TEST_F(PortComparisonTest, RefusesBothWhileNoneIsEnabled) {
+    ExpectFinding("hall", Finding::Level::kError,
+                  "is 5555, as for the site annex; only the one that is enabled first is started");
+    ExpectFinding("annex", Finding::Level::kError,
+                  "is 5555, as for the site hall; only the one that is enabled first is started");
+}
+
+TEST_F(PortComparisonTest, WarnsTheSiteThatWasEnabledFirst) {
+    sites_.Enable("hall", 10);
+    const std::string refusal = PortRefusal(5555, "hall").text;
+    ExpectFinding("hall", Finding::Level::kWarning, "is 5555, as for the site annex, which is not started");
+    ExpectFinding("annex", Finding::Level::kError, refusal);
+    sites_.Enable("annex", 20);
+    ExpectFinding("hall", Finding::Level::kWarning, "is 5555, as for the site annex, which is not started");
+    ExpectFinding("annex", Finding::Level::kError, refusal);
+}
+
+TEST_F(PortComparisonTest, RefusesAPortThatIsNone) {
+    sites_.SetDefaults("MUX_PORT=x");
+    EXPECT_FALSE(ReportOn("annex").isUsable);
+    EXPECT_TRUE(ReportOn("apart").isUsable);
 }
 
 }  // namespace

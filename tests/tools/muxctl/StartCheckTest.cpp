@@ -62,9 +62,19 @@ TEST(StartCheckTest, RefusesThePortOfAnotherSite) {
     EXPECT_TRUE(StartWith(kTwoGateways + "1}]}", sites, "6000").mayStart) << "the unit's port counts";
 }
 
-TEST(StartCheckTest, WarnsOfAPortThatIsNone) {
+TEST(StartCheckTest, RefusesAPortThatIsNone) {
     const SiteFolder sites;
-    const Start start = StartWith(kTwoGateways + "1}]}", sites, "x");
+    for (const char* const port : {"x", "0", "70000", "", "6000x"}) {
+        const Start start = StartWith(kTwoGateways + "1}]}", sites, port);
+        EXPECT_FALSE(start.mayStart) << port;
+        ASSERT_EQ(start.findings.size(), 1U) << port;
+        EXPECT_EQ(start.findings.front().level, Finding::Level::kError) << port;
+    }
+}
+
+TEST(StartCheckTest, WarnsOfAPortThatIsWrittenOddly) {
+    const SiteFolder sites;
+    const Start start = StartWith(kTwoGateways + "1}]}", sites, "06000");
     EXPECT_TRUE(start.mayStart);
     ASSERT_EQ(start.findings.size(), 1U);
     EXPECT_EQ(start.findings.front().level, Finding::Level::kWarning);

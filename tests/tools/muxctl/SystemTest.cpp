@@ -87,6 +87,15 @@ TEST(MuxctlSystemTest, EndsWithTwoWhenTheGatewayIsSilent) {
     EXPECT_THAT(ending.error, HasSubstr(" within 3.0 s, though the Mux itself answers; the request may"));
 }
 
+// The answer comes long after the Mux itself was asked.
+TEST(MuxctlSystemTest, HasPatienceWithASlowGateway) {
+    MuxSystem system;
+    SystemTest::RunCommands(system.Gateway(), "fault delay 7000");
+    const Ending ending = RunMuxctl(WithPort(ForLock({"open"}), system.Port()));
+    EXPECT_EQ(ending.status, 0) << ending.error;
+    EXPECT_TRUE(IsOpen(system));
+}
+
 TEST(MuxctlSystemTest, SeesWhetherTheMuxIsThere) {
     MuxSystem system;
     EXPECT_EQ(RunWith(system, {"health"}).status, 0);

@@ -55,7 +55,12 @@ TEST(UsageTest, NamesWhatIsMissing) {
         {{"--json"}, "muxctl requires a command: status, open, "},
         {{"locks"}, "locks requires --site or --config\n"},
         {{"open", "Front door"}, "\"Front door\" is the name of a lock, which requires --site or --config\n"},
+        {{"open", "-l", "5"}, "--lock: 5 is an ID, which requires --gateway\n"},
         {{"open", "-g", "Hall", "-l", "5"}, "--gateway: must be a decimal integer"},
+        {{"open", "-g", "1", "-l", "Hall"},
+         "--lock: must be a decimal integer from -2147483648 to 2147483647 (no leading zeros), not Hall; a name "
+         "requires --site or --config\n"},
+        {{"whitelist", "check", "/dev/null", "-l", "Hall"}, "--lock: must be a decimal integer"},
     };
     SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {
         const Ending ending = RunMuxctl(row.arguments);
@@ -69,6 +74,7 @@ TEST(UsageTest, SaysWhyThereIsNoSuchCommand) {
         {{"access-allowed", "--gateway", "1", "--lock", "5"}, "\"access-allowed\" is not supported: the Mux refuses"},
         {{"configure", "mux.json"}, "\"configure\" is not supported: the Mux ignores"},
         {{"whitelist", "get", "--gateway", "1", "--lock", "5"}, "\"get\" is not supported: the Mux refuses"},
+        {{"whitelist", "list"}, "\"list\" is not supported: the Mux refuses to read a whitelist"},
         {{"help", "configure"}, "\"configure\" is not supported: the Mux ignores"},
     };
     SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {

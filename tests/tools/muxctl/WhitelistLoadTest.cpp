@@ -110,7 +110,7 @@ TEST_F(WhitelistLoadTest, ReportsWhatTheGatewayRefuses) {
                                  ":3: add, gateway 1, lock 5, card 04A2 (Bob): Whitelist full. [error 3]\n"
                                  "gateway 1, lock 5: not sent: Whitelist full. [error 3] (1 request)\n" +
                                  file + ": 1 card added, 1 refused, 1 not sent\n");
-    EXPECT_EQ(ending.error, "muxctl: run it again with --resume to send the rest\n");
+    EXPECT_EQ(ending.error, "muxctl: when that is corrected, run it again with --resume\n");
     EXPECT_THAT(CardsOf(system, 5), ElementsAre("A104"));
 }
 
@@ -239,6 +239,40 @@ TEST_F(WhitelistLoadTest, KeepsItsJournalWhenTheMuxGoesAway) {
     EXPECT_THAT(Journal(), EndsWith("\nenable 1 5\n"));
 }
 
+TEST_F(WhitelistLoadTest, ReportsOnALoadThatIsInterrupted) {
+    FakeMux mux;
+    const std::string file = FileOf(kThreeCards);
+    RunningProgram program(MuxctlCommand(Load(file, mux.Port())));
+    mux.Accept();
+    mux.Answer(mux.ReceiveText(), 0, kOkData);
+    mux.ReceiveText();
+    program.Signal(SIGINT);
+    EXPECT_EQ(program.WaitForEnd(), "signal 2");
+    EXPECT_EQ(program.Output(),
+              "gateway 1, lock 5: not sent: interrupted (3 requests)\n" + file + ": 0 cards added, 3 not sent\n");
+    EXPECT_EQ(program.ErrorOutput(), "muxctl: run it again with --resume to send the rest\n");
+    EXPECT_THAT(Journal(), EndsWith("\nenable 1 5\n"));
+}
+
+TEST_F(WhitelistLoadTest, SaysWhyThereIsNothingToResume) {
+    const Testing::ReservedPort nobody;
+    const std::string file = FileOf(kThreeCards);
+    EXPECT_EQ(RunMuxctl(Load(file, nobody.Number(), {"--resume"})).error,
+              "muxctl: --resume: there is no unfinished load, as " + file + ".journal does not exist\n");
+}
+
+TEST_F(WhitelistLoadTest, SaysWhatToDoAboutAFolderThatCannotBeWritten) {
+    FakeMux mux;
+    const std::string file = FileOf(kThreeCards);
+    // Nobody can write what is a folder.
+    std::filesystem::create_directory(file + ".journal");
+    const Ending ending = RunMuxctl(Load(file, mux.Port()));
+    EXPECT_EQ(ending.status, 64);
+    EXPECT_EQ(ending.error, "muxctl: cannot write " + file +
+                                ".journal: Is a directory; what is loaded is noted beside the file, so copy it to a "
+                                "folder that you may write to\n");
+}
+
 TEST_F(WhitelistLoadTest, ReportsOnALoadThatCannotGoOn) {
     FakeMux mux;
     const std::string file = FileOf(kThreeCards);
@@ -291,6 +325,9 @@ TEST_F(WhitelistLoadTest, ChecksAFileWithoutAMux) {
     const Ending wrong = RunMuxctl({"whitelist", "check", file});
     EXPECT_EQ(wrong.status, 2);
     EXPECT_EQ(wrong.output, file + ":3:6: uid must be yes or no, not maybe\n" + file + ": invalid, 1 card, 1 lock\n");
+    FileOf("card,crad\n04A1,1\n");
+    EXPECT_THAT(RunMuxctl({"whitelist", "check", file}).output,
+                EndsWith(file + ": invalid, the cards were not checked\n"));
     FileOf(kThreeCards);
     EXPECT_EQ(RunMuxctl({"whitelist", "check", file}).output, file + ": valid, 3 cards, 1 lock\n");
     EXPECT_EQ(RunMuxctl({"whitelist", "check", file, "--json"}).output,

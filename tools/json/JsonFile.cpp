@@ -1,12 +1,12 @@
-#include "tools/gateway-simulator/JsonFile.h"
+#include "tools/json/JsonFile.h"
 
 #include <algorithm>
 
 #include "json/FaultText.h"
 #include "json/Reading.h"
-#include "tools/gateway-simulator/CommandError.h"
+#include "tools/json/InputError.h"
 
-namespace Simulator {
+namespace Tools {
 namespace {
 
 std::string Join(std::initializer_list<const char*> names) {
@@ -100,15 +100,15 @@ std::string JsonNode::Text() const {
 }
 
 void JsonNode::Refuse(const std::string& fault) const {
-    throw CommandError(file_ + ": " + (place_.empty() ? "the document" : place_) + " " + fault);
+    throw InputError(file_ + ": " + (place_.empty() ? "the document" : place_) + " " + fault);
 }
 
 void ReadJson(const std::string& file, const std::string& text, const std::function<void(const JsonNode& root)>& read) {
     rapidjson::Document document;
     if (!Json::Parse(text, document)) {
-        throw CommandError(file + ": " + Json::FaultText(text));
+        throw InputError(file + ": " + Json::FaultText(text));
     }
     read(JsonNode(file, document));
 }
 
-}  // namespace Simulator
+}  // namespace Tools

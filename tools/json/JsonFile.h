@@ -9,12 +9,12 @@
 
 #include "json/RapidJson.h"
 
-namespace Simulator {
+namespace Tools {
 
 // A value of a JSON file with its place, for errors such as "site.json: Gateways[0].Port must be a number from 0 to
 // 65535".
 //
-// Refers to the document, which must outlive it. Every mismatch throws CommandError.
+// Refers to the document, which must outlive it. Every mismatch throws InputError.
 class JsonNode {
   public:
     JsonNode(const std::string& file, const rapidjson::Value& value, std::string place = "")
@@ -39,7 +39,7 @@ class JsonNode {
     bool Boolean() const;
     std::string Text() const;
 
-    // Throws a CommandError with this fault of the value, such as "must be a number".
+    // Throws a InputError with this fault of the value, such as "must be a number".
     [[noreturn]] void Refuse(const std::string& fault) const;
 
   private:
@@ -48,8 +48,8 @@ class JsonNode {
     std::string place_;
 };
 
-// Parses a text and passes its value to `read`, which must not keep any of it. Throws CommandError, such as "site.json:
+// Parses a text and passes its value to `read`, which must not keep any of it. Throws InputError, such as "site.json:
 // is not JSON: line 3, column 14: ...", and what `read` throws.
 void ReadJson(const std::string& file, const std::string& text, const std::function<void(const JsonNode& root)>& read);
 
-}  // namespace Simulator
+}  // namespace Tools
