@@ -23,6 +23,7 @@ class Filters(Site):
         self.assertEqual(result(self.client().ask(OPEN)), 0)
         self.client().ask(STATUS, gateway=99, lock=6)
         self.client("guest").ask(STATUS, lock=6)
+        self.wait_for_rows(3)
         every = [("reception", 5, "ack"), ("reception", 6, "nack"), ("guest", 6, "not-allowed")]
         opened, unknown, refused = every
         times = [row["time"][:19] for row in self.audit("--utc", "--kind", "request")]
@@ -39,6 +40,7 @@ class Filters(Site):
     def test_csv_has_the_rows_of_json(self):
         self.assertEqual(result(self.client().ask(OPEN)), 0)
         self.client("guest").ask(OPEN)
+        self.wait_for_rows(2)
         done = subprocess.run([PROGRAMS / "mux-proxy", "audit", "--config", self.folder / "proxy.json", "--csv"],
                               check=True, stdout=subprocess.PIPE, text=True)
         rows = list(csv.DictReader(io.StringIO(done.stdout)))
@@ -54,7 +56,7 @@ class Keeping(Site):
         self.write_configuration(Audit={**self.configuration()["Audit"], "WholeCards": True})
         self.reload()
         client.ask(ADD, cardData=card, isUIDCard=True)
-        self.assertEqual([row["card"] for row in self.audit("--kind", "request")], ["*E5F6", card])
+        self.assertEqual([row["card"] for row in self.wait_for_rows(2, "--kind", "request")], ["*E5F6", card])
 
     def test_a_file_that_is_too_large_loses_its_oldest_rows(self):
         file = self.folder / "audit.db"

@@ -225,6 +225,11 @@ class Site(Installation):
                                *arguments], check=True, stdout=subprocess.PIPE, text=True)
         return [json.loads(line) for line in done.stdout.splitlines()]
 
+    def wait_for_rows(self, count, *arguments):
+        """Rows may come after the answers."""
+        wait_until(lambda: len([row for row in self.audit(*arguments) if row["result"]]) >= count, f"{count} rows")
+        return self.audit(*arguments)
+
     def opened(self, lock=5):
         """How often the simulator opened the lock."""
         return self.simulator.count(f"OPEN_LOCK lock {lock}")

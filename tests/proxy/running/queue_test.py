@@ -37,7 +37,7 @@ class Queue(Site):
         self.start_mux()
         self.assertEqual(result(client.receive()), 0)
         connected = [row for row in self.audit("--kind", "mux") if row["operation"] == "connected"][-1]
-        opening = self.audit("--kind", "request")[-1]
+        opening = self.wait_for_rows(1, "--kind", "request")[-1]
         answered = time_of(opening) + datetime.timedelta(milliseconds=opening["milliseconds"])
         self.assertGreaterEqual(answered, time_of(connected) + datetime.timedelta(seconds=1))
 
@@ -51,7 +51,7 @@ class Queue(Site):
         leaver.close()
         self.assertEqual(result(self.client().ask(OPEN, lock=7)), 0)
         self.assertEqual(self.opened(6), 0)
-        self.assertEqual([row["lock"] for row in self.audit("--result", "dropped")], [6])
+        self.assertEqual([row["lock"] for row in self.wait_for_rows(1, "--result", "dropped")], [6])
 
     def test_at_most_four_requests_are_without_an_answer(self):
         self.simulator.command("fault silence always lock 5")
