@@ -29,8 +29,8 @@ class Certificates {
     // connection is verified. It keeps what it was made with. Throws std::bad_alloc.
     TlsPointer NewConnection() const;
 
-    // Whether a client that is connected may stay: it would be let in now, but for a revocation list that has ended since
-    // it was read. That turns away new clients; to close all others too would serve nobody.
+    // Whether a client that is connected may stay: it would be let in now, but for a revocation list that has ended
+    // since it was read. That turns away new clients; to close all others too would serve nobody.
     bool Accepts(SSL& connection) const;
 
   private:
