@@ -21,8 +21,8 @@ constexpr std::int64_t kPagesAtATime = 500;
 // Free pages that stay in the file, so that new rows need not enlarge it again.
 constexpr std::int64_t kSparePages = 256;
 constexpr mode_t kFileMode = 0640;
-// Of rows about anything but doors, how many of the newest stay beside those about doors. Fewer in a small file, so that
-// the largest rows take no more than a quarter of it.
+// Of rows about anything but doors, how many of the newest stay beside those about doors. Fewer in a small file, so
+// that the largest rows take no more than a quarter of it.
 constexpr std::int64_t kMostOthersKept = 100000;
 constexpr std::int64_t kBytesPerOtherKept = 2000;
 // How far the times of rows may be ahead of the clock.

@@ -24,6 +24,7 @@ class AuditPrinter {
     virtual void Print(const std::vector<AuditEntry>& entries) = 0;
 };
 
+// The output outlives the printer. Any thread.
 std::unique_ptr<AuditPrinter> MakeAuditPrinter(AuditFormat format, bool isUtc, std::ostream& output);
 
 }  // namespace MuxProxy

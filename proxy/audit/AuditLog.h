@@ -79,7 +79,7 @@ class AuditLog {
     void Finish(RequestNumber number, std::string result, std::int32_t errorCode, std::chrono::milliseconds elapsed,
                 std::string remark = {});
 
-    // Shortens cards from now on, or no longer; keeps rows as long as this says. The file stays the same.
+    // Shortens cards from now on, or no longer; keeps rows as long as this says. The path of the file does not change.
     void SetRetention(const AuditSettings& settings);
 
     // Whether the last commit succeeded. Any thread.

@@ -9,6 +9,8 @@
 
 namespace MuxProxy {
 
+// The sections of the configuration file. Values.
+
 struct ListenSettings {
     std::vector<std::string> addresses = {"0.0.0.0", "::"};
     std::uint16_t port = 5556;

@@ -22,7 +22,8 @@ class TlsStream {
     Result Shake();
     // Puts up to `size` bytes into `buffer` and says how many in `count`, 0 unless the result is kDone.
     Result Read(char* buffer, std::size_t size, std::size_t& count);
-    // Writes some of the bytes, at least one if the result is kDone.
+    // Writes some of the bytes, at least one if the result is kDone. After kWantsRead or kWantsWrite the next call must
+    // begin with the same bytes; others may follow them.
     Result Write(std::string_view bytes, std::size_t& count);
     // Tells the peer that nothing more comes, if that is possible now.
     void SayGoodbye();

@@ -2,9 +2,8 @@
 
 #include <bitset>
 #include <cstdint>
-#include <initializer_list>
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "proxy/requests/RequestKinds.h"
