@@ -21,6 +21,19 @@ constexpr std::int64_t kPagesAtATime = 500;
 // Free pages that stay in the file, so that new rows need not enlarge it again.
 constexpr std::int64_t kSparePages = 256;
 constexpr mode_t kFileMode = 0640;
+// Of rows about anything but doors, how many of the newest stay beside those about doors. Fewer in a small file, so that
+// the largest rows take no more than a quarter of it.
+constexpr std::int64_t kMostOthersKept = 100000;
+constexpr std::int64_t kBytesPerOtherKept = 2000;
+// How far the times of rows may be ahead of the clock.
+constexpr std::chrono::hours kDayAhead{24};
+
+// What cannot have moved a lock or changed a whitelist. Anyone with a certificate can cause any number of such rows.
+const std::string kOthers =
+    "(kind <> 'request' OR operation IN ('', 'status', 'access-denied', 'event-access-denied')"
+    " OR errorCode IN (-1, -2, -3, -5, -6) OR result = 'dropped')";
+
+const std::string kDoubts = std::string("operation = '") + kDoubtOperation + "'";
 
 // The partial index finds what an earlier process left under way without reading the whole file.
 const char* const kTables =
@@ -41,6 +54,14 @@ const char* const kTables =
     ") STRICT;"
     "CREATE INDEX auditTime ON audit (time);"
     "CREATE INDEX auditUnderWay ON audit (id) WHERE kind = 'request' AND result = '';";
+
+// Rows are in the order of their coming. Times jump when the clock is set: rows that a wrong clock dated back stay
+// until their turn comes, and one that was dated ahead keeps none behind it from going.
+const char* const kRemoveOlder =
+    "WITH first AS (SELECT id, time FROM audit ORDER BY id LIMIT ?3),"
+    " young AS (SELECT coalesce(min(id), 9223372036854775807) AS id FROM first WHERE time BETWEEN ?1 AND ?2)"
+    "DELETE FROM audit WHERE id <="
+    " (SELECT max(id) FROM first WHERE time < ?1 AND id < (SELECT id FROM young))";
 
 // A row that is there already gets what may have changed in it: the end of a request, or after an error all of a row
 // that reached the file although SQLite could not say so.
@@ -64,6 +85,8 @@ void ChooseLog(const Database& database, const std::string& path) {
 void CreateTables(const Database& database) {
     Transaction transaction(database);
     database.Execute(kTables);
+    database.Execute("CREATE INDEX auditOthers ON audit (id) WHERE " + kOthers);
+    database.Execute("CREATE INDEX auditDoubts ON audit (time) WHERE " + kDoubts);
     database.Execute("PRAGMA application_id = " + std::to_string(kAuditApplication));
     database.Execute("PRAGMA user_version = " + std::to_string(kAuditVersion));
     transaction.Commit();
@@ -117,8 +140,10 @@ AuditFile::AuditFile(const std::string& path)
       pageSize_(database_.Number("PRAGMA page_size")),
       write_(database_.Prepare(kWrite)),
       older_(database_.Prepare("SELECT 1 FROM audit WHERE time < ? LIMIT 1")),
-      removeOlder_(database_.Prepare(
-          "DELETE FROM audit WHERE id IN (SELECT id FROM audit WHERE time < ? ORDER BY time LIMIT ?)")),
+      removeOlder_(database_.Prepare(kRemoveOlder)),
+      tooManyOthers_(database_.Prepare("SELECT id FROM audit WHERE " + kOthers + " ORDER BY id LIMIT 1 OFFSET ?")),
+      removeOthers_(database_.Prepare("DELETE FROM audit WHERE id IN (SELECT id FROM audit WHERE " + kOthers +
+                                      " ORDER BY id LIMIT ?)")),
       removeFirst_(database_.Prepare("DELETE FROM audit WHERE id IN (SELECT id FROM audit ORDER BY id LIMIT ?)")) {}
 
 void AuditFile::EndUnderWay() {
@@ -152,25 +177,40 @@ std::int64_t AuditFile::LastId() const {
     return database_.Number("SELECT max(id) FROM audit");
 }
 
+std::optional<SystemTime> AuditFile::LastTime() const {
+    const std::optional<std::int64_t> time =
+        database_.Prepare("SELECT time FROM audit ORDER BY id DESC LIMIT 1").FirstNumber();
+    return time ? std::make_optional(SystemTime(std::chrono::milliseconds(*time))) : std::nullopt;
+}
+
+bool AuditFile::HasDoubtSince(SystemTime time) const {
+    Statement statement = database_.Prepare("SELECT 1 FROM audit WHERE " + kDoubts + " AND time >= ? LIMIT 1");
+    return statement.Bind(AuditTime(time)).FirstNumber().has_value();
+}
+
 bool AuditFile::Trim(const AuditBounds& bounds) {
     const std::int64_t most = bounds.bytes / pageSize_;
     const std::int64_t spare = std::min(kSparePages, most / 8);
-    return RemoveOlder(AuditTime(bounds.oldest)) || RemoveBeyond(most - spare) || ReturnPages(spare);
+    return (bounds.oldest && RemoveOlder(*bounds.oldest, bounds.now)) || RemoveBeyond(most - spare) ||
+           ReturnPages(spare);
 }
 
-bool AuditFile::RemoveOlder(std::int64_t time) {
+bool AuditFile::RemoveOlder(SystemTime oldest, SystemTime now) {
+    const std::int64_t time = AuditTime(oldest);
     if (!older_.Bind(time).FirstNumber()) {
         return false;
     }
-    removeOlder_.Bind(time, kRowsAtATime).Run();
-    return true;
+    removeOlder_.Bind(time, AuditTime(now + kDayAhead), kRowsAtATime).Run();
+    return database_.ChangedRows() > 0;
 }
 
 bool AuditFile::RemoveBeyond(std::int64_t pages) {
     if (database_.Number("PRAGMA page_count") - FreePages() <= pages) {
         return false;
     }
-    removeFirst_.Bind(kRowsAtATime).Run();
+    const std::int64_t kept = std::min(kMostOthersKept, pages * pageSize_ / kBytesPerOtherKept);
+    const bool areTooMany = tooManyOthers_.Bind(kept).FirstNumber().has_value();
+    (areTooMany ? removeOthers_ : removeFirst_).Bind(kRowsAtATime).Run();
     return database_.ChangedRows() > 0;
 }
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,9 +26,13 @@ struct AuditRecord {
 
 using AuditRecords = std::vector<std::shared_ptr<AuditRecord>>;
 
+using SystemTime = std::chrono::system_clock::time_point;
+
 // What may stay in the file.
 struct AuditBounds {
-    std::chrono::system_clock::time_point oldest;
+    SystemTime now;
+    // Nothing while the clock is in doubt: no row is too old then.
+    std::optional<SystemTime> oldest;
     std::int64_t bytes;
 };
 
@@ -64,6 +69,12 @@ class AuditFile {
     // The last place that is taken.
     std::int64_t LastId() const;
 
+    // The time of the row there; nothing in an empty file.
+    std::optional<SystemTime> LastTime() const;
+
+    // Whether there is a row about doubts in the clock from this time on.
+    bool HasDoubtSince(SystemTime time) const;
+
     // Removes some of the rows that are too many, and returns free pages to the file system. True when there is more to
     // do. The file becomes smaller with the next checkpoint.
     bool Trim(const AuditBounds& bounds);
@@ -76,7 +87,7 @@ class AuditFile {
   private:
     void CheckPlace() const;
     // True when they changed something.
-    bool RemoveOlder(std::int64_t time);
+    bool RemoveOlder(SystemTime oldest, SystemTime now);
     bool RemoveBeyond(std::int64_t pages);
     bool ReturnPages(std::int64_t spare);
     std::int64_t FreePages() const;
@@ -89,6 +100,8 @@ class AuditFile {
     Statement write_;
     Statement older_;
     Statement removeOlder_;
+    Statement tooManyOthers_;
+    Statement removeOthers_;
     Statement removeFirst_;
 };
 

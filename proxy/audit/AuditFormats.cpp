@@ -11,10 +11,6 @@
 namespace MuxProxy {
 namespace {
 
-std::string NumberText(const std::optional<std::int32_t>& number) {
-    return number ? std::to_string(*number) : "";
-}
-
 // Columns for people, aligned. Widths grow with what was printed, so that the output needs to be read but once.
 class TablePrinter : public AuditPrinter {
   public:

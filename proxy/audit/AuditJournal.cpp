@@ -3,10 +3,13 @@
 #include <sys/uio.h>
 #include <syslog.h>
 
-#include <optional>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
 #include <utility>
 
 #include "proxy/audit/AuditSchema.h"
+#include "proxy/audit/AuditText.h"
 #include "proxy/audit/SilentThread.h"
 
 // Without it the fields would name the line of this file instead of the program's message.
@@ -21,14 +24,10 @@ std::string Part(const char* name, const std::string& value) {
     return value.empty() ? "" : std::string(" ") + name + value;
 }
 
-std::string TextOf(const std::optional<std::int32_t>& number) {
-    return number ? std::to_string(*number) : "";
-}
-
 // "request open gateway 1 lock 5 by reception from 192.168.1.7: ack".
 std::string JournalMessage(const AuditRow& row) {
-    return row.kind + Part("", row.operation) + Part("gateway ", TextOf(row.gateway)) +
-           Part("lock ", TextOf(row.lock)) + Part("card ", row.card) + Part("by ", row.client) +
+    return row.kind + Part("", row.operation) + Part("gateway ", NumberText(row.gateway)) +
+           Part("lock ", NumberText(row.lock)) + Part("card ", row.card) + Part("by ", row.client) +
            Part("from ", row.address) + (row.result.empty() ? "" : ": " + row.result) +
            (row.remark.empty() ? "" : " (" + row.remark + ")");
 }
@@ -61,8 +60,8 @@ std::vector<std::string> JournalFields(const AuditRow& row) {
         {"CLIENT", row.client},
         {"ADDRESS", row.address},
         {"OPERATION", row.operation},
-        {"GATEWAY", TextOf(row.gateway)},
-        {"LOCK", TextOf(row.lock)},
+        {"GATEWAY", NumberText(row.gateway)},
+        {"LOCK", NumberText(row.lock)},
         {"CARD", row.card},
         {"RESULT", row.result},
         {"ERROR_CODE", isRequest || row.errorCode != 0 ? std::to_string(row.errorCode) : ""},
@@ -77,39 +76,53 @@ std::vector<std::string> JournalFields(const AuditRow& row) {
     return fields;
 }
 
-AuditJournal::AuditJournal() : thread_(StartSilentThread([this] { Run(); })) {}
+// Outlives its owner when the journal takes nothing.
+struct AuditJournal::Queue {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<AuditRow> rows;
+    bool isStopping = false;
+    bool hasEnded = false;
+
+    void Run() {
+        std::unique_lock lock(mutex);
+        while (true) {
+            changed.wait(lock, [this] { return isStopping || !rows.empty(); });
+            if (rows.empty()) {
+                hasEnded = true;
+                changed.notify_all();
+                return;
+            }
+            const AuditRow row = std::move(rows.front());
+            rows.pop_front();
+            lock.unlock();
+            SendToJournal(row);
+            lock.lock();
+        }
+    }
+};
+
+AuditJournal::AuditJournal()
+    : queue_(std::make_shared<Queue>()), thread_(StartSilentThread([queue = queue_] { queue->Run(); })) {}
 
 AuditJournal::~AuditJournal() {
-    {
-        const std::lock_guard lock(mutex_);
-        isStopping_ = true;
+    std::unique_lock lock(queue_->mutex);
+    queue_->isStopping = true;
+    queue_->changed.notify_all();
+    const bool hasEnded = queue_->changed.wait_for(lock, kLongestEnd, [this] { return queue_->hasEnded; });
+    lock.unlock();
+    if (hasEnded) {
+        thread_.join();
+    } else {
+        thread_.detach();
     }
-    wake_.notify_one();
-    thread_.join();
 }
 
 void AuditJournal::Add(const AuditRow& row) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (rows_.size() < kMostWaiting) {
-            rows_.push_back(row);
-        }
-    }
-    wake_.notify_one();
-}
-
-void AuditJournal::Run() {
-    std::unique_lock lock(mutex_);
-    while (true) {
-        wake_.wait(lock, [this] { return isStopping_ || !rows_.empty(); });
-        if (rows_.empty()) {
-            return;
-        }
-        const AuditRow row = std::move(rows_.front());
-        rows_.pop_front();
-        lock.unlock();
-        SendToJournal(row);
-        lock.lock();
+    const std::lock_guard lock(queue_->mutex);
+    if (queue_->rows.size() < kMostWaiting) {
+        queue_->rows.push_back(row);
+        queue_->changed.notify_all();
     }
 }
 

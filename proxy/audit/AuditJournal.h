@@ -1,10 +1,8 @@
 #pragma once
 
-#include <condition_variable>
+#include <chrono>
 #include <cstddef>
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,9 +21,11 @@ class AuditJournal {
   public:
     // Further rows are left out.
     static constexpr std::size_t kMostWaiting = 1000;
+    // A journal that takes nothing must not hold up the end either.
+    static constexpr std::chrono::seconds kLongestEnd{1};
 
     AuditJournal();
-    // Returns when all rows were passed on.
+    // Returns when all rows were passed on, or after kLongestEnd.
     ~AuditJournal();
     AuditJournal(const AuditJournal&) = delete;
     AuditJournal& operator=(const AuditJournal&) = delete;
@@ -33,12 +33,9 @@ class AuditJournal {
     void Add(const AuditRow& row);
 
   private:
-    void Run();
+    struct Queue;
 
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    std::deque<AuditRow> rows_;
-    bool isStopping_ = false;
+    const std::shared_ptr<Queue> queue_;
     std::thread thread_;
 };
 

@@ -14,6 +14,7 @@
 #include "proxy/audit/AuditJournal.h"
 #include "proxy/audit/AuditSchema.h"
 #include "proxy/audit/AuditText.h"
+#include "proxy/audit/ClockWatch.h"
 #include "proxy/audit/SilentThread.h"
 
 namespace MuxProxy {
@@ -28,9 +29,9 @@ constexpr std::int64_t kMebibyte = 1048576;
 // How often rows that became too old are looked for while there is nothing else to do.
 constexpr std::chrono::minutes kBetweenTrims{1};
 
-AuditBounds BoundsOf(const AuditSettings& settings) {
-    return {std::chrono::system_clock::now() - std::min(settings.days, kMostDays) * kDay,
-            settings.mebibytes * kMebibyte};
+AuditBounds BoundsOf(const AuditSettings& settings, const ClockWatch& clock) {
+    const SystemTime oldest = clock.Now() - std::min(settings.days, kMostDays) * kDay;
+    return {clock.Now(), clock.IsInDoubt() ? std::nullopt : std::make_optional(oldest), settings.mebibytes * kMebibyte};
 }
 
 AuditRow OwnRow(const char* operation, std::string remark) {
@@ -47,8 +48,13 @@ AuditRow OwnRow(const char* operation, std::string remark) {
 class AuditLog::Writer {
   public:
     Writer(const AuditSettings& settings, const AuditLimits& limits)
-        : path_(settings.file), limits_(limits), settings_(settings), backlog_(limits.mostWaiting) {
+        : path_(settings.file),
+          limits_(limits),
+          settings_(settings),
+          backlog_(limits.mostWaiting),
+          clock_(limits.clock, limits.clockDoubt) {
         OpenFile();
+        CompareClock();
         file_->EndUnderWay();
         thread_ = StartSilentThread([this] { Run(); });
     }
@@ -118,6 +124,7 @@ class AuditLog::Writer {
         bool isStopping = false;
         while (!isStopping) {
             isStopping = TakeOrders();
+            NoteDoubt(clock_.Look());
             WriteIfDue(isStopping);
             Answer();
             PassOn();
@@ -188,6 +195,25 @@ class AuditLog::Writer {
         }
     }
 
+    // The clock may have been set before this process, or while none was running.
+    void CompareClock() {
+        const std::optional<SystemTime> newest = file_->LastTime();
+        if (newest) {
+            NoteDoubt(clock_.Compare(*newest));
+        }
+        if (file_->HasDoubtSince(clock_.Now() - clock_.DoubtTime())) {
+            clock_.Doubt();
+        }
+    }
+
+    void NoteDoubt(const std::optional<std::string>& reason) {
+        if (reason) {
+            AuditRow row = OwnRow(kDoubtOperation, *reason + ": no row is removed for its age for a while");
+            row.time = clock_.Now();
+            PassOnLater(backlog_.Add(0, std::move(row)));
+        }
+    }
+
     // After an error the file is opened anew: nothing is known of the state of the connection.
     template <typename Work>
     bool TryTo(const Work& work) {
@@ -249,7 +275,7 @@ class AuditLog::Writer {
         AuditBounds bounds;
         {
             const std::lock_guard lock(mutex_);
-            bounds = BoundsOf(settings_);
+            bounds = BoundsOf(settings_, clock_);
         }
         bool hasMore = false;
         isWritable_ = TryTo([&] {
@@ -278,6 +304,7 @@ class AuditLog::Writer {
     std::unique_ptr<AuditFile> file_;
     FileLock::Identity identity_{};
     AuditBacklog backlog_;
+    ClockWatch clock_;
     std::vector<Written> answers_;
     std::vector<Written> refusedAnswers_;
     std::vector<std::shared_ptr<const AuditRecord>> completed_;

@@ -23,7 +23,7 @@ struct AuditRow {
     // Name and address of the client; empty for an event and the Mux.
     std::string client;
     std::string address;
-    // "open", "whitelist-add", "card", "pin", "revoked": what the kind knows.
+    // "open", "whitelist-add", "card", "pin", "connected": what the kind knows.
     std::string operation;
     // Every number is a valid ID, so rows of other kinds have none.
     std::optional<std::int32_t> gateway;
@@ -44,6 +44,9 @@ struct AuditLimits {
     std::size_t mostWaiting = 10000;
     // How often a file that cannot be written is tried again.
     std::chrono::milliseconds betweenTrials{1000};
+    // How long no row is removed for its age after the clock was set.
+    std::chrono::seconds clockDoubt = std::chrono::hours(24 * 7);
+    std::function<std::chrono::system_clock::time_point()> clock = &std::chrono::system_clock::now;
 };
 
 // Writes the audit: a SQLite file (WAL, synchronous=FULL) and the same as structured fields in the journal. A thread of

@@ -16,6 +16,8 @@ constexpr std::int64_t kAuditVersion = 1;
 constexpr const char* kPinOperation = "pin";
 // Operation of the row that says why the file could not be written.
 constexpr const char* kFailedOperation = "audit-failed";
+// Operation of the row that says why the clock is in doubt.
+constexpr const char* kDoubtOperation = "clock-doubted";
 // Result of a request whose end nobody saw.
 constexpr const char* kUnknownResult = "unknown";
 

@@ -23,6 +23,10 @@ std::string ShortCard(const std::string& digits) {
 
 }  // namespace
 
+std::string NumberText(const std::optional<std::int32_t>& number) {
+    return number ? std::to_string(*number) : "";
+}
+
 std::string OneLine(const std::string& text) {
     std::string line = Json::InUtf8(text);
     std::replace_if(line.begin(), line.end(), IsControlCharacter, '?');

@@ -50,7 +50,12 @@ std::optional<system_clock::time_point> TimeOf(std::tm calendar, bool isUtc) {
 
 // The first moment of a day so many days after that of `time`.
 std::tm DayOf(system_clock::time_point time, int days, bool isUtc) {
-    std::tm calendar = CalendarOf(time + std::chrono::hours(24) * days, isUtc);
+    std::tm calendar = CalendarOf(time, isUtc);
+    calendar.tm_mday += days;
+    // At noon, since a day may have 23 or 25 hours.
+    calendar.tm_hour = 12;
+    calendar.tm_isdst = -1;
+    isUtc ? timegm(&calendar) : mktime(&calendar);
     calendar.tm_hour = 0;
     calendar.tm_min = 0;
     calendar.tm_sec = 0;

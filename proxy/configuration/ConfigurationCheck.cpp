@@ -1,6 +1,8 @@
 // What --check finds beyond the file itself.
 
+#include <algorithm>
 #include <boost/asio/ip/address.hpp>
+#include <cstdlib>
 #include <map>
 #include <set>
 
@@ -15,7 +17,12 @@ using rapidjson::Value;
 using LocksByGateway = std::map<std::int32_t, std::set<std::int32_t>>;
 using Findings = std::vector<Finding>;
 
-constexpr int kFewDays = 30;
+constexpr std::chrono::hours kDay{24};
+constexpr std::chrono::hours kShortTime = 30 * kDay;
+
+constexpr const char* kUncheckedEvents = ": locks whose low 16 bits are the same are not found";
+constexpr const char* kListAdvice =
+    ", and nobody is let in by one that has ended: \"mux-proxy-certificates DIR renew\" makes a new one";
 
 Finding ErrorFinding(std::string text) {
     return {true, 0, 0, std::move(text)};
@@ -42,13 +49,14 @@ void CheckCertificates(const CertificateSettings& settings, Findings& findings) 
         findings.push_back(ErrorFinding(error.what()));
         return;
     }
-    for (const std::string& file : {settings.certificate, settings.authority}) {
-        const std::optional<int> days = DaysLeft(file);
-        if (days && *days < kFewDays) {
-            findings.push_back(
-                WarningFinding("the certificate " + file + " ends in " + std::to_string(*days) + " days"));
-        }
-    }
+    const Findings expiring = CheckExpiry(settings);
+    findings.insert(findings.end(), expiring.begin(), expiring.end());
+}
+
+// "ends in 12 days", "ended 3 days ago".
+std::string EndText(std::chrono::seconds left) {
+    const auto days = std::to_string(std::abs(left / kDay));
+    return left.count() < 0 ? "ended " + days + " days ago" : "ends in " + days + " days";
 }
 
 std::optional<std::int32_t> IdIn(const Value& object) {
@@ -67,10 +75,10 @@ void AddLocksOfTheMux(const std::string& file, LocksByGateway& locks, Findings& 
     rapidjson::Document root;
     try {
         if (!Json::Parse(ReadConfigurationFile(file), root)) {
-            findings.push_back(WarningFinding("the Mux's configuration " + file + " is not JSON"));
+            findings.push_back(WarningFinding("the Mux's configuration " + file + " is not JSON" + kUncheckedEvents));
         }
     } catch (const ConfigurationError& error) {
-        findings.push_back(WarningFinding(std::string("the Mux's configuration ") + error.what()));
+        findings.push_back(WarningFinding(std::string("the Mux's configuration ") + error.what() + kUncheckedEvents));
     }
     for (const Value& gateway : ArrayIn(root, "Gateways").GetArray()) {
         for (const Value& device : ArrayIn(gateway, "Devices").GetArray()) {
@@ -96,6 +104,19 @@ void AddLocksOfRules(const std::vector<Rule>& rules, LocksByGateway& locks) {
     }
 }
 
+bool NamesEach(const NumberSet& numbers) {
+    const std::vector<NumberSet::Range>& ranges = numbers.Ranges();
+    return std::all_of(ranges.begin(), ranges.end(),
+                       [](const NumberSet::Range& range) { return range.first == range.last; });
+}
+
+bool HasEventsOfUnnamedLocks(const std::vector<Rule>& rules) {
+    return std::any_of(rules.begin(), rules.end(), [](const Rule& rule) {
+        return rule.rights.test(static_cast<std::size_t>(Right::kEvents)) &&
+               !(NamesEach(rule.gateways) && NamesEach(rule.locks));
+    });
+}
+
 void CheckEvents(const LocksByGateway& locks, Findings& findings) {
     for (const auto& [gateway, numbers] : locks) {
         std::map<std::uint16_t, std::int32_t> byBits;
@@ -112,6 +133,23 @@ void CheckEvents(const LocksByGateway& locks, Findings& findings) {
 
 }  // namespace
 
+std::vector<Finding> CheckExpiry(const CertificateSettings& settings) {
+    Findings findings;
+    for (const std::string& file : {settings.certificate, settings.authority}) {
+        const std::optional<std::chrono::seconds> left = TimeLeftOfCertificates(file);
+        if (left && *left < kShortTime) {
+            findings.push_back(WarningFinding("the certificate " + file + ' ' + EndText(*left)));
+        }
+    }
+    const std::string& list = settings.revocationList;
+    const std::optional<std::chrono::seconds> left = list.empty() ? std::nullopt : TimeLeftOfRevocationList(list);
+    if (left && *left < kShortTime) {
+        const bool isOver = left->count() < 0;
+        findings.push_back({isOver, 0, 0, "the revocation list " + list + ' ' + EndText(*left) + kListAdvice});
+    }
+    return findings;
+}
+
 std::vector<Finding> CheckConfiguration(const std::string& file) {
     const ReadResult read = ReadConfiguration(ReadConfigurationFile(file));
     Findings findings = read.findings;
@@ -124,6 +162,8 @@ std::vector<Finding> CheckConfiguration(const std::string& file) {
     LocksByGateway locks;
     if (!configuration.mux.configuration.empty()) {
         AddLocksOfTheMux(configuration.mux.configuration, locks, findings);
+    } else if (HasEventsOfUnnamedLocks(configuration.rules)) {
+        findings.push_back(WarningFinding(std::string("Mux/Configuration is missing") + kUncheckedEvents));
     }
     AddLocksOfRules(configuration.rules, locks);
     CheckEvents(locks, findings);

@@ -43,8 +43,8 @@ ObjectMembers Members(ObjectReader& reader, Configuration& into) {
         reader.Object("Limits", {reader.Count("Connections", into.limits.connections),
                                  reader.Count("ConnectionsPerClient", into.limits.connectionsPerClient),
                                  reader.Count("ConnectionsPerAddress", into.limits.connectionsPerAddress),
-                                 reader.Seconds("HandshakeSeconds", into.limits.handshake),
-                                 reader.Seconds("IdleSeconds", into.limits.idle)}),
+                                 reader.Seconds("HandshakeSeconds", 1, into.limits.handshake),
+                                 reader.Seconds("IdleSeconds", 0, into.limits.idle)}),
         ObjectReader::Required(reader.Object(
             "Audit",
             {ObjectReader::Required(reader.Text("File", into.audit.file)), reader.Count("Days", into.audit.days),
@@ -82,6 +82,7 @@ ReadResult ReadConfiguration(const std::string& text) {
 }
 
 std::string ReadConfigurationFile(const std::string& file) {
+    errno = 0;
     std::ifstream stream(file, std::ios::binary);
     std::string text(std::istreambuf_iterator<char>(stream), {});
     if (!stream.is_open() || stream.bad() || text.empty()) {
@@ -92,7 +93,6 @@ std::string ReadConfigurationFile(const std::string& file) {
 }
 
 Configuration LoadConfiguration(const std::string& file) {
-    errno = 0;
     const ReadResult result = ReadConfiguration(ReadConfigurationFile(file));
     if (result.IsUsable()) {
         return result.configuration;

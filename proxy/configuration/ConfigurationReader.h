@@ -42,6 +42,10 @@ std::string ReadConfigurationFile(const std::string& file);
 // Any thread. Throws ConfigurationError.
 Configuration LoadConfiguration(const std::string& file);
 
+// What has ended or ends within 30 days: the proxy's certificate, the authority and the revocation list. Only a list
+// that has ended is an error. Reads the files, so it is not for the network loop; any other thread.
+std::vector<Finding> CheckExpiry(const CertificateSettings& settings);
+
 // Also what the files it names hold: certificates and key, their days left, the Mux's configuration, and locks of one
 // gateway that events cannot tell apart. Any thread.
 std::vector<Finding> CheckConfiguration(const std::string& file);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "json/Reading.h"
@@ -42,6 +43,7 @@ void ObjectReader::Read(const Value& value, const std::string& pointer, const Ob
         Complain(pointer, "must be an object");
         return;
     }
+    std::set<std::string> names;
     for (const auto& content : value.GetObject()) {
         const std::string name = Json::StringOf(content.name);
         const std::string at = std::string(pointer).append("/").append(name);
@@ -49,6 +51,8 @@ void ObjectReader::Read(const Value& value, const std::string& pointer, const Ob
             std::find_if(members.begin(), members.end(), [&](const ObjectMember& known) { return known.name == name; });
         if (member == members.end()) {
             Complain(at, "is unknown");
+        } else if (!names.insert(name).second) {
+            Complain(at, "occurs more than once");
         } else {
             member->read(content.value, at);
         }
@@ -111,10 +115,11 @@ ObjectMember ObjectReader::Count(const char* name, std::uint32_t& target) {
             }};
 }
 
-ObjectMember ObjectReader::Seconds(const char* name, std::chrono::seconds& target) {
-    return {name, [this, &target](const Value& value, const std::string& pointer) {
+ObjectMember ObjectReader::Seconds(const char* name, std::uint32_t lowest, std::chrono::seconds& target) {
+    return {name, [this, lowest, &target](const Value& value, const std::string& pointer) {
                 std::uint32_t seconds = 0;
-                target = Integer(value, pointer, 0, kMostSeconds, seconds) ? std::chrono::seconds(seconds) : target;
+                target =
+                    Integer(value, pointer, lowest, kMostSeconds, seconds) ? std::chrono::seconds(seconds) : target;
             }};
 }
 

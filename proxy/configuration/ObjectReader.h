@@ -37,7 +37,7 @@ class ObjectReader {
     ObjectMember Texts(const char* name, std::vector<std::string>& target);
     ObjectMember Port(const char* name, std::uint16_t& target);
     ObjectMember Count(const char* name, std::uint32_t& target);
-    ObjectMember Seconds(const char* name, std::chrono::seconds& target);
+    ObjectMember Seconds(const char* name, std::uint32_t lowest, std::chrono::seconds& target);
     ObjectMember Flag(const char* name, bool& target);
     // "all", or an array of integers and of ranges such as "3-5".
     ObjectMember Numbers(const char* name, NumberSet& target);

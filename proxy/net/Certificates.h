@@ -2,6 +2,7 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,14 +21,16 @@ using TlsPointer = std::unique_ptr<SSL, TlsRelease>;
 // revoked, and for use by a client. Immutable; changed files make a new object. For the network loop.
 class Certificates {
   public:
-    // Reads the files. Throws std::runtime_error with a sentence for people when one cannot be used.
+    // Reads the files; never asks for a password. Throws std::runtime_error with a sentence for people when one cannot
+    // be used: also a revocation list that is over or not signed by the authority, since nobody would be let in.
     explicit Certificates(const CertificateSettings& settings);
 
     // The state of a new connection: TLS 1.2 or 1.3, a client's certificate required, no resumption, so that each
     // connection is verified. It keeps what it was made with. Throws std::bad_alloc.
     TlsPointer NewConnection() const;
 
-    // Whether a client that connected with these would be let in now.
+    // Whether a client that is connected may stay: it would be let in now, but for a revocation list that has ended
+    // since it was read. That turns away new clients; to close all others too would serve nobody.
     bool Accepts(SSL& connection) const;
 
   private:
@@ -38,8 +41,9 @@ class Certificates {
 // bytes.
 std::string PeerName(SSL& connection);
 
-// How many whole days the first certificate of the file is still valid, negative if it has ended; nothing if the file
-// has none. Any thread.
-std::optional<int> DaysLeft(const std::string& file);
+// How long all certificates of the file are still valid, or all revocation lists; negative if one has ended, nothing if
+// the file has none. Any thread.
+std::optional<std::chrono::seconds> TimeLeftOfCertificates(const std::string& file);
+std::optional<std::chrono::seconds> TimeLeftOfRevocationList(const std::string& file);
 
 }  // namespace MuxProxy

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/docs/support/DocumentFile.h"
 #include "tests/docs/support/JsonSchema.h"
 
 namespace {
@@ -225,6 +226,13 @@ TEST(SimulatorSchema, RefusesWhatTheSimulatorRefuses) {
           lock(R"("BatteryStatus":0,"BatteryLevel":0)"), lock(R"("BatteryStatus":3,"BatteryLevel":3)")}) {
         EXPECT_EQ(schema.ViolationIn(right), "") << right;
     }
+}
+
+TEST(ProxySchema, TakesTheExampleOfThePackage) {
+    const std::string example = Documents::ReadDocument("../packaging/proxy/examples/proxy.json");
+    const JsonSchema schema("proxy");
+    EXPECT_EQ(schema.ViolationIn(example), "");
+    EXPECT_NE(schema.ViolationIn(example.substr(0, example.rfind('}')) + R"(,"Unheard":1})"), "");
 }
 
 }  // namespace

@@ -190,5 +190,17 @@ TEST_F(AuditFailureTest, AHangingJournalDelaysNoRow) {
     EXPECT_TRUE(Testing::WaitUntil([&journal] { return journal.Calls().size() == 3; }));
 }
 
+TEST_F(AuditFailureTest, AHangingJournalDoesNotHoldUpTheEnd) {
+    RecordedJournal journal(RecordedJournal::State::kHanging);
+    const AuditFolder other;
+    auto otherLog = std::make_unique<AuditLog>(other.Settings());
+    ASSERT_TRUE(AddAndWait(*otherLog, 0, RowOf("proxy")));
+    std::future<void> end = std::async(std::launch::async, [&otherLog] { otherLog.reset(); });
+    EXPECT_EQ(end.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    // What the log left behind ends before the recording does.
+    journal.Continue();
+    EXPECT_TRUE(Testing::WaitUntil([&journal] { return journal.Calls().size() == 1; }));
+}
+
 }  // namespace
 }  // namespace MuxProxy

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 
 #include "tests/proxy/AuditKit.h"
@@ -232,6 +233,86 @@ TEST_F(AuditLogTest, RemovesWhatIsTooOldAndGivesItsSpaceBack) {
     log.SetRetention(settings);
     EXPECT_TRUE(Testing::WaitUntil([this] { return FileSize() <= 2 * kMebibyteOfFile; }, std::chrono::seconds(60)));
     EXPECT_THAT(folder.Rows(), ElementsAre("proxy,,,,,,,,0,0,"));
+}
+
+TEST_F(AuditLogTest, ARowThatAWrongClockDatedKeepsItsTurn) {
+    AuditSettings settings = folder.Settings();
+    AuditLog log(settings);
+    const auto now = std::chrono::system_clock::now();
+    const std::chrono::hours day(24);
+    for (const auto& [kind, time] : {std::pair("old", now - 2 * day),
+                                     {"ahead", now + 1000 * day},
+                                     {"old", now - 2 * day},
+                                     {"young", now},
+                                     {"back", now - 9000 * day}}) {
+        ASSERT_TRUE(AddAndWait(log, 0, RowOf(kind, time)));
+    }
+    settings.days = 1;
+    log.SetRetention(settings);
+    EXPECT_TRUE(Testing::WaitUntil([this] { return folder.Rows().size() == 2; }));
+    ASSERT_TRUE(AddAndWait(log, 0, RowOf("next")));
+    ASSERT_TRUE(AddAndWait(log, 0, RowOf("last")));
+    EXPECT_THAT(folder.Rows(),
+                ElementsAre("back,,,,,,,,0,0,", "young,,,,,,,,0,0,", "next,,,,,,,,0,0,", "last,,,,,,,,0,0,"));
+}
+
+TEST_F(AuditLogTest, AClockThatWasSetRemovesNothing) {
+    std::atomic<std::chrono::seconds> ahead{std::chrono::seconds(0)};
+    AuditLimits limits;
+    limits.clock = [&ahead] { return std::chrono::system_clock::now() + ahead.load(); };
+    const auto addTwo = [&] {
+        AuditLog log(folder.Settings(), limits);
+        // The second comes when the first was written and what is too old was removed.
+        for (int i = 0; i < 2; ++i) {
+            ASSERT_TRUE(AddAndWait(log, 0, RowOf("row", limits.clock())));
+        }
+    };
+    {
+        AuditLog log(folder.Settings(), limits);
+        ASSERT_TRUE(AddAndWait(log, 0, RowOf("before", limits.clock())));
+        ahead = std::chrono::hours(24 * 1000);
+        ASSERT_TRUE(AddAndWait(log, 0, RowOf("after", limits.clock())));
+    }
+    addTwo();
+    EXPECT_THAT(folder.Rows(), ElementsAre(HasSubstr("before"), HasSubstr("after"),
+                                           HasSubstr("clock-doubted,,,,,0,0,the clock moved by 86"), HasSubstr("row"),
+                                           HasSubstr("row")));
+    limits.clockDoubt = std::chrono::seconds(0);
+    addTwo();
+    EXPECT_THAT(folder.Rows(), Not(testing::Contains(HasSubstr("before"))));
+}
+
+TEST_F(AuditLogTest, AClockThatWasSetWhileNoProxyRanRemovesNothing) {
+    const auto longAgo = std::chrono::system_clock::now() - std::chrono::hours(24 * 1000);
+    AuditLimits limits;
+    limits.clock = [&longAgo] { return longAgo; };
+    ASSERT_TRUE(AddAndWait(*std::make_unique<AuditLog>(folder.Settings(), limits), 0, RowOf("before", longAgo)));
+    AuditLog log(folder.Settings());
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(AddAndWait(log, 0, RowOf("row")));
+    }
+    EXPECT_THAT(folder.Rows(), ElementsAre(HasSubstr("before"), HasSubstr("seconds ahead of the newest row"),
+                                           HasSubstr("row"), HasSubstr("row")));
+}
+
+TEST_F(AuditLogTest, RowsAboutDoorsStayLongest) {
+    AuditSettings settings = folder.Settings();
+    settings.mebibytes = 2;
+    AuditLog log(settings);
+    AuditRow row = OpeningBy("reception");
+    row.result = "ack";
+    ASSERT_TRUE(AddAndWait(log, 0, row));
+    row.operation = "status";
+    row.remark = std::string(300, 'r');
+    for (int number = 1; number <= 20000; ++number) {
+        row.lock = number;
+        number % 1000 == 0 ? static_cast<void>(AddAndWait(log, 0, row)) : log.Add(0, row);
+    }
+    EXPECT_TRUE(Testing::WaitUntil([this] { return FileSize() <= 2 * kMebibyteOfFile; }, std::chrono::seconds(60)));
+    const std::vector<std::string> rows = folder.Rows();
+    EXPECT_THAT(rows.front(), HasSubstr("open,1,5"));
+    EXPECT_THAT(rows.back(), HasSubstr("status,1,20000"));
+    EXPECT_GT(rows.size(), 900U);
 }
 
 TEST_F(AuditLogTest, RemovesTheOldestRowsWhenTheFileIsTooLarge) {

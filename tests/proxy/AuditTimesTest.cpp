@@ -42,6 +42,17 @@ TEST_F(AuditTimesTest, ReadsTimesInLocalTime) {
     EXPECT_EQ(Read("yesterday"), "2026-11-18T23:00:00.000Z");
 }
 
+TEST_F(AuditTimesTest, TheDayBeforeIsYesterdayAlsoWhenTheClockChanges) {
+    const auto at = [](const char* text) { return *ParseAuditTime(text, system_clock::now(), false); };
+    for (const auto& [time, yesterday] : {std::pair("2026-03-30 00:30", "2026-03-29"),
+                                          {"2026-10-25 23:30", "2026-10-24"},
+                                          {"2026-03-01 12:00", "2026-02-28"},
+                                          {"2026-01-01 12:00", "2025-12-31"}}) {
+        EXPECT_EQ(ReadableTime(*ParseAuditTime("yesterday", at(time), false), false),
+                  std::string(yesterday) + " 00:00:00");
+    }
+}
+
 TEST_F(AuditTimesTest, ReadsTimesInUtc) {
     EXPECT_EQ(Read("2026-11-20 14:30", kInUtc), "2026-11-20T14:30:00.000Z");
     EXPECT_EQ(Read("14:30:05", kInUtc), "2026-11-20T14:30:05.000Z");

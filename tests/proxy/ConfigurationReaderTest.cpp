@@ -55,7 +55,8 @@ TEST(ReadConfiguration, TakesEveryMember) {
 TEST(ReadConfiguration, NamesThePlaceOfEachFinding) {
     EXPECT_THAT(FindingsIn(R"({
   "Listen": {"Port": 0},
-  "Certificates": {"Certificate": "a", "Key": "", "Authority": "c"},
+  "Certificates": {"Certificate": "a", "Key": "", "Authority": "c", "Authority": "d"},
+  "Limits": {"HandshakeSeconds": 0},
   "Audit": {"File": "e", "Dayz": 6},
   "Rules": [
     {"Clients": [1], "Rights": ["fly"], "Gateways": [1, "5-3"]}
@@ -63,12 +64,14 @@ TEST(ReadConfiguration, NamesThePlaceOfEachFinding) {
 })"),
                 ElementsAre("f:2:14: error: Listen/Port must be an integer from 1 to 65535",
                             "f:3:40: error: Certificates/Key must be a text that is not empty",
-                            "f:4:26: error: Audit/Dayz is unknown",
-                            "f:6:18: error: Rules/0/Clients/0 must be a text that is not empty",
-                            "f:6:33: error: Rules/0/Rights/0 is no right; there are open, close, open-close, status, "
+                            "f:3:51: error: Certificates/Authority occurs more than once",
+                            "f:4:14: error: Limits/HandshakeSeconds must be an integer from 1 to 86400",
+                            "f:5:26: error: Audit/Dayz is unknown",
+                            "f:7:18: error: Rules/0/Clients/0 must be a text that is not empty",
+                            "f:7:33: error: Rules/0/Rights/0 is no right; there are open, close, open-close, status, "
                             "access-denied, whitelist, events",
-                            "f:6:57: error: Rules/0/Gateways/1 must be an integer, or a range such as \"3-5\"",
-                            "f:6:5: error: Rules/0 lacks \"Locks\""));
+                            "f:7:57: error: Rules/0/Gateways/1 must be an integer, or a range such as \"3-5\"",
+                            "f:7:5: error: Rules/0 lacks \"Locks\""));
 }
 
 TEST(ReadConfiguration, NamesWhatIsMissing) {

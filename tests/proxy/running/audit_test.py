@@ -7,10 +7,6 @@ from proxy_site import ADD, DENIED, NOT_AUDITED, OPEN, PROGRAMS, STATUS, Program
 
 
 class Audit(Site):
-    def wait_for_rows(self, count, *arguments):
-        wait_until(lambda: len([row for row in self.audit(*arguments) if row["result"]]) >= count, f"{count} rows")
-        return self.audit(*arguments)
-
     def test_each_request_has_a_row_with_its_result(self):
         reception, guest = self.client(), self.client("guest")
         reception.ask(OPEN)

@@ -1,13 +1,14 @@
 """Who gets in: certificates, revocation, reading anew, other people's TLS clients."""
 import pathlib
+import signal
 import socket
 import ssl
 import subprocess
 import tempfile
 import unittest
 
-from proxy_site import (NOT_ALLOWED, OPEN, PROGRAMS, STATUS, PlayError, Site, certificates, free_port, packet, result,
-                        wait_until)
+from proxy_site import (CERTIFICATES, ENDED, NOT_ALLOWED, OPEN, PROGRAMS, STATUS, Installation, PlayError, Site,
+                        certificates, free_port, new_revocation_list, openssl, packet, result, wait_until)
 
 
 class Certificates(Site):
@@ -65,16 +66,58 @@ class Certificates(Site):
         self.assert_turned_away(self.context("thief"), "certificate revoked")
 
     def test_a_client_that_loses_rights_stays_without_them(self):
-        guest = self.client("guest")
+        reception, guest = self.client(), self.client("guest")
         self.assertEqual(result(guest.ask(STATUS)), 0)
-        self.write_configuration(Rules=self.rules[:1])
+        self.write_configuration(Rules=[self.rules[0], {**self.rules[1], "Rights": ["status"]}])
         self.reload()
+        self.simulator.command("card 5 04A1B2C3")
+        reception.receive()
+        message_id = guest.request(STATUS)
+        self.assertEqual(guest.receive()["MessageID"], message_id)
+        self.write_configuration(Rules=self.rules[:1])
+        self.reload(2)
         self.assertEqual(result(guest.ask(STATUS)), NOT_ALLOWED)
+
+    def test_a_new_certificate_is_for_new_connections(self):
+        before = self.client()
+        certificates(self.authority, "server", "localhost")
+        self.reload()
+        after = self.client()
+        self.assertNotEqual(before.socket.getpeercert(True), after.socket.getpeercert(True))
+        self.assertEqual([result(client.ask(STATUS)) for client in (before, after)], [0, 0])
+
+    def test_a_revocation_list_that_is_over_is_not_used(self):
+        reception, file = self.client(), self.authority / "revoked.crl"
+        new_revocation_list(self.authority, file, *ENDED)
+        self.proxy.process.send_signal(signal.SIGHUP)
+        self.proxy.wait_for("is over: make a new one")
+        self.assertEqual([result(client.ask(STATUS)) for client in (reception, self.client())], [0, 0])
+        self.proxy.stop(signal.SIGTERM, 0)
+        refused = self.start(PROGRAMS / "mux-proxy", "--config", self.folder / "proxy.json")
+        self.assertEqual(refused.process.wait(10), 1)
+        certificates(self.authority, "renew")
+        self.start_proxy()
+        self.assertEqual(result(self.client().ask(STATUS)), 0)
+
+    def test_a_certificate_without_one_usable_name_does_not_get_in(self):
+        key, request, signed = (self.folder / name for name in ("odd.key", "odd.csr", "odd.crt"))
+        openssl("genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256", "-out", key)
+        for subject in ("/O=reception", "/CN=reception/CN=guest", "/CN=" + 33 * "\u00fc", "/CN=recep\ntion"):
+            with self.subTest(subject):
+                openssl("req", "-new", "-utf8", "-key", key, "-subj", subject, "-out", request)
+                openssl("x509", "-req", "-in", request, "-CA", self.authority / "authority.crt", "-CAkey",
+                        self.authority / "authority.key", "-CAcreateserial", "-extfile",
+                        self.authority / "openssl.cnf", "-extensions", "client", "-out", signed)
+                context = self.context(None)
+                context.load_cert_chain(signed, key)
+                with self.assertRaises((OSError, PlayError)):
+                    self.client(context=context).ask(STATUS)
+        self.assertEqual({row["client"] for row in self.audit("--kind", "connection")}, {""})
 
     def test_a_file_that_cannot_be_used_changes_nothing(self):
         reception = self.client()
         (self.folder / "proxy.json").write_text("{")
-        self.proxy.process.send_signal(1)
+        self.proxy.process.send_signal(signal.SIGHUP)
         self.proxy.wait_for("The configuration is not read anew")
         self.assertEqual(result(reception.ask(OPEN)), 0)
 
@@ -112,6 +155,27 @@ checkHost = localhost
         done = subprocess.run([PROGRAMS / "muxctl", "--port", str(port), "open", "--gateway", "1", "--lock", "5"],
                               stdout=subprocess.PIPE, text=True)
         self.assertEqual(done.returncode, 0, done.stdout)
+
+
+class Authority(Installation):
+    clients = ("reception", "guest", "thief")
+
+    def test_lists_what_it_signed(self):
+        certificates(self.authority, "revoke", "thief")
+        request = self.folder / "former.csr"
+        openssl("req", "-new", "-key", self.authority / "clients/guest.key", "-subj", "/CN=former", "-out", request)
+        openssl("ca", "-config", self.authority / "openssl.cnf", "-batch", "-extensions", "client", "-startdate",
+                "20250101000000Z", "-enddate", "20250102000000Z", "-in", request, "-out", self.folder / "former.crt")
+        listed = subprocess.run([CERTIFICATES, self.authority, "list"], check=True, stdout=subprocess.PIPE, text=True)
+        states = {line.split()[2]: line.split()[0] for line in listed.stdout.splitlines()[1:]}
+        self.assertEqual(states, {"localhost": "valid", "reception": "valid", "guest": "valid", "thief": "revoked",
+                                  "former": "ended"})
+
+    def test_makes_no_second_certificate_of_one_name(self):
+        before = (self.authority / "clients/guest.crt").read_bytes()
+        with self.assertRaises(subprocess.CalledProcessError):
+            certificates(self.authority, "client", "guest")
+        self.assertEqual((self.authority / "clients/guest.crt").read_bytes(), before)
 
 
 if __name__ == "__main__":

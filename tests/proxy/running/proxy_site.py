@@ -30,12 +30,25 @@ def certificates(folder, *arguments):
     subprocess.run([CERTIFICATES, str(folder), *arguments], check=True, stdout=subprocess.DEVNULL)
 
 
+def openssl(*arguments):
+    subprocess.run(["openssl", *map(str, arguments)], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+# Times of a revocation list that is over.
+ENDED = ("-crl_lastupdate", "20250101000000Z", "-crl_nextupdate", "20250102000000Z")
+
+
+def new_revocation_list(folder, file, *times):
+    """By the authority in the folder, with what openssl takes for its times."""
+    openssl("ca", "-config", folder / "openssl.cnf", "-gencrl", *times, "-out", file)
+
+
 class TlsClient:
     """A client that speaks the client protocol inside TLS."""
 
-    def __init__(self, site, name, deadline=20.0, context=None):
+    def __init__(self, site, name, deadline=20.0, context=None, host="127.0.0.1", source=None):
         self.buffer = b""
-        plain = socket.create_connection(("127.0.0.1", site.proxy_port), deadline)
+        plain = socket.create_connection((host, site.proxy_port), deadline, source and (source, 0))
         self.socket = (context or site.context(name)).wrap_socket(plain, server_hostname="localhost")
 
     def send(self, text):
@@ -87,12 +100,16 @@ class TlsClient:
 
 
 def result(message):
-    """0 for an ACK, the error code of a NACK."""
+    """0 for an ACK, the error code of a NACK. Either must have the members that answer.schema.json requires."""
+    members = ["Timestamp", "MessageID", "MessageCode", "Data"]
+    if list(message) != members or (message["MessageCode"] != 0 and list(message["Data"]) != ["ErrorCode", "Message"]):
+        raise PlayError(f"{message} is not an answer")
     return 0 if message["MessageCode"] == 0 else message["Data"]["ErrorCode"]
 
 
-class Site(unittest.TestCase):
-    """Every test gets a site of its own. `reception` may do everything, `guest` only read the status of lock 5."""
+class Installation(unittest.TestCase):
+    """The files of a site: certificates for all tests of a class, a folder and a configuration for each. `reception`
+    may do everything, `guest` only read the status of lock 5."""
 
     rules = [
         {"Clients": ["reception"], "Rights": ["open", "close", "open-close", "status", "access-denied", "whitelist",
@@ -100,7 +117,6 @@ class Site(unittest.TestCase):
         {"Clients": ["guest"], "Rights": ["status", "events"], "Gateways": [1], "Locks": [5]},
     ]
     clients = ("reception", "guest")
-    gateways = 1
 
     @classmethod
     def setUpClass(cls):
@@ -115,12 +131,37 @@ class Site(unittest.TestCase):
         cls.shared.cleanup()
 
     def setUp(self):
-        self.programs = []
         folder = tempfile.TemporaryDirectory(prefix="mux-proxy-test-")
         self.addCleanup(folder.cleanup)
-        self.addCleanup(self.end_programs)
         self.folder = pathlib.Path(folder.name)
+        self.mux_file = self.folder / "mux.json"
         self.mux_port, self.proxy_port = free_port(), free_port()
+
+    def configuration(self):
+        return {
+            "Listen": {"Addresses": ["127.0.0.1"], "Port": self.proxy_port},
+            "Mux": {"Host": "127.0.0.1", "Port": self.mux_port, "Configuration": str(self.mux_file)},
+            "Certificates": {"Certificate": str(self.authority / "server.crt"), "Key": str(self.authority / "server.key"),
+                             "Authority": str(self.authority / "authority.crt"),
+                             "RevocationList": str(self.authority / "revoked.crl")},
+            "Audit": {"File": str(self.folder / "audit.db")},
+            "Rules": self.rules,
+        }
+
+    def write_configuration(self, **changes):
+        (self.folder / "proxy.json").write_text(json.dumps({**self.configuration(), **changes}))
+
+
+
+class Site(Installation):
+    """Every test gets a running site of its own."""
+
+    gateways = 1
+
+    def setUp(self):
+        super().setUp()
+        self.programs = []
+        self.addCleanup(self.end_programs)
         self.start_simulator()
         self.start_mux()
         self.start_proxy()
@@ -137,7 +178,6 @@ class Site(unittest.TestCase):
         gateways = [{"ID": number, "IpAddress": "127.0.0.1", "Port": free_port(),
                      "Devices": [{"Name": f"Door {lock}", "ID": lock} for lock in (5, 6, 7)]}
                     for number in range(1, self.gateways + 1)]
-        self.mux_file = self.folder / "mux.json"
         self.mux_file.write_text(json.dumps({"Enabled": True, "Gateways": gateways}))
         self.simulator = self.start(PROGRAMS / "gateway-simulator", "--gateways", str(self.mux_file))
         self.simulator.wait_for("Listening on", self.gateways)
@@ -148,24 +188,15 @@ class Site(unittest.TestCase):
         if awaits_gateways:
             self.mux.wait_for("Received new sequence number.", 2 * self.gateways)
 
-    def configuration(self):
-        return {
-            "Listen": {"Addresses": ["127.0.0.1"], "Port": self.proxy_port},
-            "Mux": {"Host": "127.0.0.1", "Port": self.mux_port, "Configuration": str(self.mux_file)},
-            "Certificates": {"Certificate": str(self.authority / "server.crt"), "Key": str(self.authority / "server.key"),
-                             "Authority": str(self.authority / "authority.crt"),
-                             "RevocationList": str(self.authority / "revoked.crl")},
-            "Audit": {"File": str(self.folder / "audit.db")},
-            "Rules": self.rules,
-        }
-
-    def write_configuration(self, **changes):
-        (self.folder / "proxy.json").write_text(json.dumps({**self.configuration(), **changes}))
-
-    def start_proxy(self):
-        self.write_configuration()
+    def start_proxy(self, **changes):
+        self.write_configuration(**changes)
         self.proxy = self.start(PROGRAMS / "mux-proxy", "--config", str(self.folder / "proxy.json"))
         self.proxy.wait_for("Connected to the Mux")
+
+    def restart_proxy(self, **changes):
+        """For what is not read anew."""
+        self.proxy.stop(signal.SIGTERM, 0)
+        self.start_proxy(**changes)
 
     def reload(self, times=1):
         self.proxy.process.send_signal(signal.SIGHUP)
@@ -193,6 +224,11 @@ class Site(unittest.TestCase):
         done = subprocess.run([PROGRAMS / "mux-proxy", "audit", "--config", str(self.folder / "proxy.json"), "--json",
                                *arguments], check=True, stdout=subprocess.PIPE, text=True)
         return [json.loads(line) for line in done.stdout.splitlines()]
+
+    def wait_for_rows(self, count, *arguments):
+        """Rows may come after the answers."""
+        wait_until(lambda: len([row for row in self.audit(*arguments) if row["result"]]) >= count, f"{count} rows")
+        return self.audit(*arguments)
 
     def opened(self, lock=5):
         """How often the simulator opened the lock."""

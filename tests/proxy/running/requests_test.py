@@ -69,6 +69,7 @@ class Requests(Site):
             client.request(OPEN)
         # One goes at once, the next after 2 s and 4 s, the last would go after 6 s.
         self.assertEqual(sorted(result(client.receive()) for client in clients), [NO_ANSWER] * 3 + [NOT_SENT])
+        self.assertEqual(self.opened(), 3)
 
     def test_events_reach_those_who_may_see_the_lock(self):
         reception, guest = self.client(), self.client("guest")

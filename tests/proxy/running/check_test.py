@@ -1,0 +1,140 @@
+"""What --check finds, and that the program reads just the files that its schema allows."""
+import json
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from proxy_site import ENDED, PROGRAMS, ROOT, Installation, certificates, new_revocation_list, openssl
+
+
+class Check(Installation):
+    def setUp(self):
+        super().setUp()
+        self.mux_file.write_text('{"Gateways": [{"ID": 1, "Devices": [{"ID": 5}, {"ID": 6}]}]}')
+        self.certificate_files = self.configuration()["Certificates"]
+
+    def check(self, **changes):
+        self.write_configuration(**changes)
+        done = subprocess.run([PROGRAMS / "mux-proxy", "--check", "--config", self.folder / "proxy.json"],
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True)
+        return done.returncode, done.stdout
+
+    def assert_finds(self, status, text, **changes):
+        with self.subTest(text):
+            returned, found = self.check(**changes)
+            self.assertIn(text, found)
+            self.assertEqual(returned, status, found)
+
+    def assert_finds_in_certificates(self, status, text, **files):
+        self.assert_finds(status, text, Certificates={**self.certificate_files, **{name: str(file) for name, file in
+                                                                                   files.items()}})
+
+    def test_finds_nothing_where_nothing_is_wrong(self):
+        self.assert_finds(0, "no findings")
+
+    def test_names_line_and_column(self):
+        (self.folder / "proxy.json").write_text('{\n  "Listen": {\n    "Port": 0}}')
+        done = subprocess.run([PROGRAMS / "mux-proxy", "--check", "--config", self.folder / "proxy.json"],
+                              stdout=subprocess.PIPE, text=True)
+        self.assertIn("proxy.json:3:5: error: Listen/Port must be", done.stdout)
+        self.assertEqual(done.returncode, 1)
+
+    def test_looks_into_keys_and_certificates(self):
+        other, locked, short = (self.folder / name for name in ("other.key", "locked.key", "short.crt"))
+        openssl("genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256", "-out", other)
+        openssl("pkey", "-in", self.authority / "server.key", "-aes256", "-passout", "pass:secret", "-out", locked)
+        openssl("req", "-x509", "-key", other, "-subj", "/CN=short", "-days", "10", "-out", short)
+        self.assert_finds_in_certificates(1, "missing.key cannot be used: No such file", Key="missing.key")
+        self.assert_finds_in_certificates(1, "mux.json cannot be used: there is none in it", Key=self.mux_file)
+        self.assert_finds_in_certificates(1, "other.key cannot be used: key values mismatch", Key=other)
+        self.assert_finds_in_certificates(1, "locked.key cannot be used: it has a password", Key=locked)
+        self.assert_finds_in_certificates(0, "warning: the certificate " + str(short), Certificate=short, Key=other)
+
+    def test_looks_into_the_revocation_list(self):
+        authority = self.authority
+        ended, short, foreign = (self.folder / name for name in ("ended.crl", "short.crl", "foreign.crl"))
+        new_revocation_list(authority, ended, *ENDED)
+        new_revocation_list(authority, short, "-crldays", "10")
+        with tempfile.TemporaryDirectory() as folder:
+            certificates(folder, "server", "localhost")
+            shutil.copy(pathlib.Path(folder) / "revoked.crl", foreign)
+        self.assert_finds_in_certificates(1, 'ended.crl is over: make a new one with "mux-proxy-certificates DIR renew"',
+                                          RevocationList=ended)
+        self.assert_finds_in_certificates(0, "warning: the revocation list " + str(short), RevocationList=short)
+        self.assert_finds_in_certificates(1, "foreign.crl is not signed by the authority", RevocationList=foreign)
+
+    def test_refuses_locks_that_events_cannot_tell_apart(self):
+        twins = "events cannot tell lock 5 from lock 65541"
+        self.assert_finds(1, twins, Rules=[{**self.rules[1], "Locks": [5, 65541]}])
+        self.mux_file.write_text('{"Gateways": [{"ID": 1, "Devices": [{"ID": 65541}, {"ID": 5}]}]}')
+        self.assert_finds(1, twins)
+        for mux in ({}, {"Configuration": "missing.json"}):
+            self.assert_finds(0, "whose low 16 bits are the same are not found", Mux=mux)
+
+
+class Schema(Installation):
+    """Every bound, type, name and choice of the schema, by files that are valid but for one value."""
+
+    schema = json.loads((ROOT / "docs" / "schema" / "proxy.schema.json").read_text())
+
+    def is_read(self, configuration):
+        file = self.folder / "proxy.json"
+        file.write_text(json.dumps(configuration))
+        done = subprocess.run([PROGRAMS / "mux-proxy", "rights", "--config", file, "--client", "nobody"],
+                              capture_output=True)
+        return done.returncode == 0
+
+    def resolved(self, rule):
+        name = rule.get("$ref", "").rpartition("/")[2]
+        return self.schema["definitions"][name] if name else rule
+
+    def edges(self, rule):
+        """Values with whether the rule allows them."""
+        if rule.get("type") == "integer":
+            yield from ((rule["minimum"], True), (rule["maximum"], True), (rule["minimum"] - 1, False),
+                        (rule["maximum"] + 1, False), ("1", False))
+        elif rule.get("type") == "array":
+            yield from (([value], isAllowed) for value, isAllowed in self.edges(self.resolved(rule["items"])))
+            yield {}, False
+        elif "anyOf" in rule:
+            for each in map(self.resolved, rule["anyOf"]):
+                yield from (edge for edge in self.edges(each) if edge[1])
+            yield "none", False
+        elif "enum" in rule:
+            yield from ((value, True) for value in rule["enum"])
+            yield "unheard", False
+        elif rule.get("type") == "string":
+            texts = (("text", True), ("", False), (1, False)) if "minLength" in rule else (("3-5", True), ("-7--6", True))
+            yield from texts
+        elif rule.get("type") == "boolean":
+            yield from ((True, True), (1, False))
+
+    def spoiled(self, rule, value):
+        """Copies of the value with one edge each, and whether the rule allows it."""
+        rule = self.resolved(rule)
+        if rule.get("type") == "object":
+            yield {**value, "Unheard": 1}, False
+            for gone in rule.get("required", ()):
+                yield {name: value[name] for name in value if name != gone}, False
+            for name, member in rule["properties"].items():
+                for inner, isAllowed in self.spoiled(member, value.get(name, {})):
+                    yield {**value, name: inner}, isAllowed
+        elif self.resolved(rule.get("items", {})).get("type") == "object":
+            yield from (([inner], isAllowed) for inner, isAllowed in self.spoiled(rule["items"], value[0]))
+        else:
+            yield from self.edges(rule)
+
+    def test_the_program_reads_what_its_schema_allows(self):
+        whole = self.configuration()
+        whole["Limits"] = {"Connections": 1}
+        cases = list(self.spoiled(self.schema, whole))
+        self.assertGreater(len(cases), 90)
+        for configuration, isAllowed in cases:
+            with self.subTest(configuration=configuration):
+                self.assertEqual(self.is_read(configuration), isAllowed)
+
+
+if __name__ == "__main__":
+    unittest.main()
