@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "proxy/audit/SilentThread.h"
+#include "proxy/configuration/ConfigurationReader.h"
 
 namespace MuxProxy {
 namespace {
@@ -29,6 +30,7 @@ constexpr const char* kOtherReasons = "other reasons";
 
 // Certificates end while their clients are connected.
 constexpr std::chrono::minutes kBetweenChecksOfClients{10};
+constexpr std::chrono::hours kBetweenWarnings{24};
 
 // For answers that are still on their way when the proxy ends.
 constexpr std::chrono::seconds kLongestEnd{2};
@@ -52,9 +54,9 @@ std::string NetworkOf(const std::string& address) {
     return error ? address : asio::ip::make_network_v6(read, 64).canonical().to_string();
 }
 
-// For the journal, which knows the severity by the number in front.
+// For the journal, which knows the severity by the number in front. Any thread.
 void Say(const char* severity, const std::string& text) {
-    std::cerr << severity << text << std::endl;
+    std::cerr << severity + text + '\n';
 }
 
 }  // namespace
@@ -62,6 +64,7 @@ void Say(const char* severity, const std::string& text) {
 Server::Server(Configuration configuration, ReadAgain readAgain)
     : configuration_(std::move(configuration)),
       readAgain_(std::move(readAgain)),
+      certificateSettings_(configuration_.certificates),
       certificates_(std::make_shared<const Certificates>(configuration_.certificates)),
       audit_(configuration_.audit),
       dispatcher_(*this, audit_, RightsOf(configuration_)),
@@ -69,6 +72,7 @@ Server::Server(Configuration configuration, ReadAgain readAgain)
       signals_(loop_, SIGTERM, SIGINT, SIGHUP),
       timer_(loop_),
       checkTimer_(loop_),
+      expiryTimer_(loop_),
       turns_(loop_) {
     Listen();
 }
@@ -109,6 +113,7 @@ void Server::Run() {
     }
     WaitForSignal();
     PlanCheckOfClients();
+    WarnOfExpiry();
     mux_.Start();
     audit_.Add(0, ProxyRow("started"));
     sd_notify(0, "READY=1");
@@ -321,16 +326,34 @@ void Server::WaitForSignal() {
     });
 }
 
-// Files are read on a thread of their own, one reading at a time.
 void Server::Reload() {
     if (std::exchange(isReading_, true)) {
         isToReadAgain_ = true;
         return;
     }
+    ReadAside([this] { asio::post(loop_, [this, reading = ReadAnew()] { Apply(reading); }); });
+}
+
+void Server::ReadAside(std::function<void()> work) {
+    works_.push_back(std::move(work));
+    if (works_.size() == 1) {
+        StartReader();
+    }
+}
+
+void Server::StartReader() {
     if (reader_.joinable()) {
         reader_.join();
     }
-    reader_ = StartSilentThread([this] { asio::post(loop_, [this, reading = ReadAnew()] { Apply(reading); }); });
+    reader_ = StartSilentThread([this, work = works_.front()] {
+        work();
+        asio::post(loop_, [this] {
+            works_.pop_front();
+            if (!works_.empty() && !isEnding_) {
+                StartReader();
+            }
+        });
+    });
 }
 
 Server::Reading Server::ReadAnew() const {
@@ -349,6 +372,7 @@ void Server::Apply(const Reading& reading) {
     isReading_ = false;
     if (reading.fault.empty()) {
         certificates_ = reading.certificates;
+        certificateSettings_ = reading.configuration.certificates;
         dispatcher_.SetRights(RightsOf(reading.configuration));
         audit_.SetRetention(reading.configuration.audit);
         CheckClients();
@@ -376,6 +400,20 @@ void Server::PlanCheckOfClients() {
         if (!error && !isEnding_) {
             CheckClients();
             PlanCheckOfClients();
+        }
+    });
+}
+
+void Server::WarnOfExpiry() {
+    ReadAside([settings = certificateSettings_] {
+        for (const Finding& finding : CheckExpiry(settings)) {
+            Say(finding.isError ? "<3>" : "<4>", finding.text);
+        }
+    });
+    expiryTimer_.expires_after(kBetweenWarnings);
+    expiryTimer_.async_wait([this](const Error& error) {
+        if (!error && !isEnding_) {
+            WarnOfExpiry();
         }
     });
 }

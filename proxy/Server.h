@@ -4,6 +4,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <deque>
 #include <functional>
 #include <list>
 #include <map>
@@ -78,10 +79,15 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void Take(Tcp::socket socket);
     void WaitForSignal();
     void Reload();
+    // Does what may wait for the disk on a thread of its own, one after the other.
+    void ReadAside(std::function<void()> work);
+    void StartReader();
     Reading ReadAnew() const;
     void Apply(const Reading& reading);
     void CheckClients();
     void PlanCheckOfClients();
+    // Warns of certificates and a list that end soon, and again every day.
+    void WarnOfExpiry();
     void MakeRoomForHandshake();
     void Stop();
     void Plan();
@@ -92,6 +98,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     const Configuration configuration_;
     const ReadAgain readAgain_;
     boost::asio::io_context loop_{1};
+    CertificateSettings certificateSettings_;
     CertificatesPointer certificates_;
     AuditLog audit_;
     Dispatcher dispatcher_;
@@ -99,6 +106,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     boost::asio::signal_set signals_;
     boost::asio::steady_timer timer_;
     boost::asio::steady_timer checkTimer_;
+    boost::asio::steady_timer expiryTimer_;
     SessionTurns turns_;
     std::list<Listener> listeners_;
     // All connections; those whose handshake is not done, oldest first; and of those that were let in their numbers.
@@ -113,6 +121,8 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     // By reason.
     std::map<std::string, TurnedAway> turnedAway_;
     std::thread reader_;
+    // What the reader does, and what waits for it.
+    std::deque<std::function<void()>> works_;
     bool isReading_ = false;
     bool isToReadAgain_ = false;
     bool isEnding_ = false;

@@ -6,7 +6,6 @@
 #include "json/Reading.h"
 #include "json/Tree.h"
 #include "tools/client/Errors.h"
-#include "tools/client/Message.h"
 
 namespace MuxProxy {
 namespace {

@@ -5,17 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "tools/client/Message.h"
+
 namespace MuxProxy {
 
-// Why the proxy itself refuses a request: the "ErrorCode" of its NACK. No gateway has such a code.
-enum class Refusal : std::int32_t {
-    kNotAllowed = -1,
-    kNotValid = -2,
-    kNotSent = -3,
-    kNoAnswer = -4,  // it may have been done
-    kMuxAway = -5,
-    kNotAudited = -6,
-};
+// Why the proxy itself refuses a request: the "ErrorCode" of its NACK.
+using Refusal = MuxClient::ProxyError;
 
 // The NACK to the request with this identifier. `detail` goes on behind the refusal's own text, may be empty. Any
 // thread.

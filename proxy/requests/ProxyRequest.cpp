@@ -10,9 +10,6 @@
 namespace MuxProxy {
 namespace {
 
-using MuxClient::MessageCode;
-using MuxClient::Occasion;
-using MuxClient::Request;
 using rapidjson::Value;
 
 // Why a text is refused that the check of requests lets pass: the Mux would answer it with "Error in request".
@@ -117,10 +114,6 @@ void CheckLength(const ProxyRequest& request) {
     }
 }
 
-Occasion OccasionOf(MessageCode code) {
-    return code >= MessageCode::kEventLockOpen ? Occasion::kEvent : Occasion::kCommand;
-}
-
 }  // namespace
 
 std::variant<ProxyRequest, InvalidRequest> ReadRequest(std::string_view text) {
@@ -146,35 +139,7 @@ std::variant<ProxyRequest, InvalidRequest> ReadRequest(std::string_view text) {
 }
 
 MuxClient::Request WriteRequest(const ProxyRequest& request) {
-    const Occasion occasion = OccasionOf(request.kind->code);
-    switch (request.kind->code) {
-        case MessageCode::kLockOpen:
-        case MessageCode::kEventLockOpen:
-            return Request::Open(request.lock, occasion);
-        case MessageCode::kLockClose:
-        case MessageCode::kEventLockClose:
-            return Request::Close(request.lock, occasion);
-        case MessageCode::kLockOpenClose:
-        case MessageCode::kEventLockOpenClose:
-            return Request::OpenAndClose(request.lock, request.duration, occasion);
-        case MessageCode::kAccessDenied:
-        case MessageCode::kEventAccessDenied:
-            return Request::DenyAccess(request.lock, occasion);
-        case MessageCode::kLockGetStatus:
-            return Request::Status(request.lock);
-        case MessageCode::kWhitelistAdd:
-            return Request::AddToWhitelist(request.lock, request.card);
-        case MessageCode::kWhitelistRemove:
-            return Request::RemoveFromWhitelist(request.lock, request.card);
-        case MessageCode::kWhitelistClear:
-            return Request::ClearWhitelist(request.lock);
-        case MessageCode::kWhitelistEnable:
-            return Request::EnableWhitelist(request.lock);
-        case MessageCode::kWhitelistDisable:
-            return Request::DisableWhitelist(request.lock);
-        default:
-            throw std::logic_error("a kind of request without a text");
-    }
+    return request.kind->write(request);
 }
 
 }  // namespace MuxProxy

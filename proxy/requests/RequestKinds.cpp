@@ -4,10 +4,14 @@
 #include <array>
 #include <iterator>
 
+#include "proxy/requests/ProxyRequest.h"
+
 namespace MuxProxy {
 namespace {
 
 using Code = MuxClient::MessageCode;
+using MuxClient::Occasion;
+using MuxClient::Request;
 
 constexpr std::array<std::string_view, kRightCount> kRightNames = {"open",          "close",     "open-close", "status",
                                                                    "access-denied", "whitelist", "events"};
@@ -16,21 +20,61 @@ constexpr bool kChanges = true;
 constexpr bool kDuration = true;
 constexpr bool kCard = true;
 
+template <Occasion occasion>
+Request Open(const ProxyRequest& request) {
+    return Request::Open(request.lock, occasion);
+}
+
+template <Occasion occasion>
+Request Close(const ProxyRequest& request) {
+    return Request::Close(request.lock, occasion);
+}
+
+template <Occasion occasion>
+Request OpenAndClose(const ProxyRequest& request) {
+    return Request::OpenAndClose(request.lock, request.duration, occasion);
+}
+
+template <Occasion occasion>
+Request DenyAccess(const ProxyRequest& request) {
+    return Request::DenyAccess(request.lock, occasion);
+}
+
+template <Request (*make)(const MuxClient::LockAddress&)>
+Request OfLock(const ProxyRequest& request) {
+    return make(request.lock);
+}
+
+template <Request (*make)(const MuxClient::LockAddress&, const MuxClient::Card&)>
+Request OfCard(const ProxyRequest& request) {
+    return make(request.lock, request.card);
+}
+
+constexpr Occasion kCommand = Occasion::kCommand;
+constexpr Occasion kEvent = Occasion::kEvent;
+
 constexpr RequestKind kKinds[] = {
-    {Code::kLockOpen, "open", Right::kOpen, kChanges, !kDuration, !kCard},
-    {Code::kLockClose, "close", Right::kClose, kChanges, !kDuration, !kCard},
-    {Code::kLockGetStatus, "status", Right::kStatus, !kChanges, !kDuration, !kCard},
-    {Code::kLockOpenClose, "open-close", Right::kOpenClose, kChanges, kDuration, !kCard},
-    {Code::kAccessDenied, "access-denied", Right::kAccessDenied, !kChanges, !kDuration, !kCard},
-    {Code::kWhitelistAdd, "whitelist-add", Right::kWhitelist, kChanges, !kDuration, kCard},
-    {Code::kWhitelistClear, "whitelist-clear", Right::kWhitelist, kChanges, !kDuration, !kCard},
-    {Code::kWhitelistEnable, "whitelist-enable", Right::kWhitelist, kChanges, !kDuration, !kCard},
-    {Code::kWhitelistDisable, "whitelist-disable", Right::kWhitelist, kChanges, !kDuration, !kCard},
-    {Code::kWhitelistRemove, "whitelist-remove", Right::kWhitelist, kChanges, !kDuration, kCard},
-    {Code::kEventLockOpen, "event-open", Right::kOpen, kChanges, !kDuration, !kCard},
-    {Code::kEventLockClose, "event-close", Right::kClose, kChanges, !kDuration, !kCard},
-    {Code::kEventLockOpenClose, "event-open-close", Right::kOpenClose, kChanges, kDuration, !kCard},
-    {Code::kEventAccessDenied, "event-access-denied", Right::kAccessDenied, !kChanges, !kDuration, !kCard},
+    {Code::kLockOpen, "open", Right::kOpen, kChanges, !kDuration, !kCard, Open<kCommand>},
+    {Code::kLockClose, "close", Right::kClose, kChanges, !kDuration, !kCard, Close<kCommand>},
+    {Code::kLockGetStatus, "status", Right::kStatus, !kChanges, !kDuration, !kCard, OfLock<Request::Status>},
+    {Code::kLockOpenClose, "open-close", Right::kOpenClose, kChanges, kDuration, !kCard, OpenAndClose<kCommand>},
+    {Code::kAccessDenied, "access-denied", Right::kAccessDenied, !kChanges, !kDuration, !kCard, DenyAccess<kCommand>},
+    {Code::kWhitelistAdd, "whitelist-add", Right::kWhitelist, kChanges, !kDuration, kCard,
+     OfCard<Request::AddToWhitelist>},
+    {Code::kWhitelistClear, "whitelist-clear", Right::kWhitelist, kChanges, !kDuration, !kCard,
+     OfLock<Request::ClearWhitelist>},
+    {Code::kWhitelistEnable, "whitelist-enable", Right::kWhitelist, kChanges, !kDuration, !kCard,
+     OfLock<Request::EnableWhitelist>},
+    {Code::kWhitelistDisable, "whitelist-disable", Right::kWhitelist, kChanges, !kDuration, !kCard,
+     OfLock<Request::DisableWhitelist>},
+    {Code::kWhitelistRemove, "whitelist-remove", Right::kWhitelist, kChanges, !kDuration, kCard,
+     OfCard<Request::RemoveFromWhitelist>},
+    {Code::kEventLockOpen, "event-open", Right::kOpen, kChanges, !kDuration, !kCard, Open<kEvent>},
+    {Code::kEventLockClose, "event-close", Right::kClose, kChanges, !kDuration, !kCard, Close<kEvent>},
+    {Code::kEventLockOpenClose, "event-open-close", Right::kOpenClose, kChanges, kDuration, !kCard,
+     OpenAndClose<kEvent>},
+    {Code::kEventAccessDenied, "event-access-denied", Right::kAccessDenied, !kChanges, !kDuration, !kCard,
+     DenyAccess<kEvent>},
 };
 
 }  // namespace

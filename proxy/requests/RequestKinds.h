@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "tools/client/MessageCode.h"
+#include "tools/client/Request.h"
 
 namespace MuxProxy {
 
@@ -15,6 +16,8 @@ constexpr std::size_t kRightCount = 7;
 // The name of a right in the configuration file and in texts: "open-close". Any thread.
 std::string_view RightName(Right right);
 
+struct ProxyRequest;
+
 // A request that a client may send: one row per code. All rows exist for the life of the program.
 struct RequestKind {
     MuxClient::MessageCode code;
@@ -25,6 +28,8 @@ struct RequestKind {
     bool changes;
     bool hasDuration;
     bool hasCard;
+    // Writes one for the Mux, with a MessageID that was never used before. Any thread.
+    MuxClient::Request (*write)(const ProxyRequest& request);
 };
 
 // Null for a code that no gateway executes. Any thread.

@@ -99,6 +99,11 @@ class Certificates(Site):
         self.start_proxy()
         self.assertEqual(result(self.client().ask(STATUS)), 0)
 
+    def test_the_journal_says_that_the_list_ends_soon(self):
+        new_revocation_list(self.authority, self.authority / "revoked.crl", "-crldays", "10")
+        self.restart_proxy()
+        self.proxy.wait_for("revoked.crl ends in")
+
     def test_a_certificate_without_one_usable_name_does_not_get_in(self):
         key, request, signed = (self.folder / name for name in ("odd.key", "odd.csr", "odd.crt"))
         openssl("genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256", "-out", key)
