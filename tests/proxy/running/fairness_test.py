@@ -4,7 +4,7 @@ import ssl
 import time
 import unittest
 
-from proxy_site import OPEN, STATUS, PlayError, Site, certificates, result
+from proxy_site import OPEN, STATUS, PlayError, Site, certificates, result, wait_until
 
 
 class Fairness(Site):
@@ -51,7 +51,7 @@ class Fairness(Site):
         with self.assertRaises((ssl.SSLError, PlayError)):
             if half.read(1000) == b"":
                 raise PlayError("closed")
-        self.assertIn("turned-away", [row["operation"] for row in self.audit("--kind", "connection")])
+        wait_until(lambda: "turned-away" in [row["operation"] for row in self.audit("--kind", "connection")], "its row")
 
     def test_it_ends_at_once_without_clients(self):
         begin = time.monotonic()
