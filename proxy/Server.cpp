@@ -11,7 +11,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "proxy/audit/SilentThread.h"
 #include "proxy/configuration/ConfigurationReader.h"
 
 namespace MuxProxy {
@@ -22,11 +21,6 @@ using Error = boost::system::error_code;
 
 // How long to wait when there are no descriptors for another connection.
 constexpr std::chrono::milliseconds kPauseOfAccepting{200};
-
-// Strangers must not push the rows of others out of the audit. Reasons beyond these share one.
-constexpr std::chrono::seconds kBetweenRowsOfStrangers{60};
-constexpr std::size_t kMostReasons = 50;
-constexpr const char* kOtherReasons = "other reasons";
 
 // Certificates end while their clients are connected.
 constexpr std::chrono::minutes kBetweenChecksOfClients{10};
@@ -67,21 +61,19 @@ Server::Server(Configuration configuration, ReadAgain readAgain)
       certificateSettings_(configuration_.certificates),
       certificates_(std::make_shared<const Certificates>(configuration_.certificates)),
       audit_(configuration_.audit),
+      rows_(audit_),
       dispatcher_(*this, audit_, RightsOf(configuration_)),
       mux_(loop_, configuration_.mux, *this),
       signals_(loop_, SIGTERM, SIGINT, SIGHUP),
       timer_(loop_),
       checkTimer_(loop_),
       expiryTimer_(loop_),
-      turns_(loop_) {
+      turns_(loop_),
+      aside_(loop_) {
     Listen();
 }
 
-Server::~Server() {
-    if (reader_.joinable()) {
-        reader_.join();
-    }
-}
+Server::~Server() = default;
 
 void Server::Listen() {
     for (const std::string& address : configuration_.listen.addresses) {
@@ -147,7 +139,7 @@ void Server::Take(Tcp::socket socket) {
     const std::string network = NetworkOf(session->Address());
     const auto ofNetwork = byNetwork_.find(network);
     if (ofNetwork != byNetwork_.end() && ofNetwork->second >= limits.connectionsPerAddress) {
-        NoteTurnedAway(*session, "too many connections of this address");
+        rows_.TurnedAway(*session, "too many connections of this address");
         return;
     }
     ++byNetwork_[network];
@@ -189,7 +181,7 @@ void Server::SessionOpened(ClientSession& session) {
     const ConnectionNumber number = dispatcher_.Connected({session.Name(), session.Address()});
     numbers_.emplace(&session, number);
     clients_.emplace(number, &session);
-    NoteClient(session, "connected", "");
+    rows_.Client(session, *account, "connected", "");
 }
 
 bool Server::SessionReceived(ClientSession& session, const std::string& text) {
@@ -204,12 +196,13 @@ void Server::SessionEnded(ClientSession& session, const std::string& reason) {
         clients_.erase(number->second);
         dispatcher_.Disconnected(number->second);
         numbers_.erase(number);
-        --accounts_.at(session.Name())->connections;
-        NoteClient(session, "left", reason);
+        ClientAccount& account = *accounts_.at(session.Name());
+        --account.connections;
+        rows_.Client(session, account, "left", reason);
         Plan();
     } else {
         handshakes_.remove(&session);
-        NoteTurnedAway(session, reason);
+        rows_.TurnedAway(session, reason);
     }
     const auto ofNetwork = byNetwork_.find(NetworkOf(session.Address()));
     if (--ofNetwork->second == 0) {
@@ -219,39 +212,6 @@ void Server::SessionEnded(ClientSession& session, const std::string& reason) {
     if (isEnding_ && sessions_.empty()) {
         timer_.cancel();
     }
-}
-
-void Server::NoteConnection(const ClientSession& session, const char* operation, const std::string& remark) {
-    AuditRow row;
-    row.kind = "connection";
-    row.operation = operation;
-    row.client = session.Name();
-    row.address = session.Address();
-    row.remark = remark;
-    audit_.Add(0, std::move(row));
-}
-
-void Server::NoteClient(const ClientSession& session, const char* operation, const std::string& reason) {
-    ClientAccount& account = *accounts_.at(session.Name());
-    if (!account.MayHaveRow()) {
-        return;
-    }
-    const std::size_t others = account.TakeWithoutRow();
-    const std::string remark = others > 0 ? std::to_string(others) + " rows before this one were left out" : "";
-    NoteConnection(session, operation, reason + (reason.empty() || remark.empty() ? "" : "; ") + remark);
-}
-
-void Server::NoteTurnedAway(const ClientSession& session, const std::string& reason) {
-    const bool isKnown = turnedAway_.count(reason) != 0 || turnedAway_.size() < kMostReasons;
-    TurnedAway& turnedAway = turnedAway_[isKnown ? reason : kOtherReasons];
-    ++turnedAway.count;
-    if (turnedAway.noted && Now() < *turnedAway.noted + kBetweenRowsOfStrangers) {
-        return;
-    }
-    const std::string others =
-        turnedAway.count > 1 ? " (" + std::to_string(turnedAway.count) + " since the last such row)" : "";
-    NoteConnection(session, "turned-away", reason + others);
-    turnedAway = {0, Now()};
 }
 
 void Server::MuxLinkOpened() {
@@ -331,29 +291,7 @@ void Server::Reload() {
         isToReadAgain_ = true;
         return;
     }
-    ReadAside([this] { asio::post(loop_, [this, reading = ReadAnew()] { Apply(reading); }); });
-}
-
-void Server::ReadAside(std::function<void()> work) {
-    works_.push_back(std::move(work));
-    if (works_.size() == 1) {
-        StartReader();
-    }
-}
-
-void Server::StartReader() {
-    if (reader_.joinable()) {
-        reader_.join();
-    }
-    reader_ = StartSilentThread([this, work = works_.front()] {
-        work();
-        asio::post(loop_, [this] {
-            works_.pop_front();
-            if (!works_.empty() && !isEnding_) {
-                StartReader();
-            }
-        });
-    });
+    aside_.Do([this] { asio::post(loop_, [this, reading = ReadAnew()] { Apply(reading); }); });
 }
 
 Server::Reading Server::ReadAnew() const {
@@ -405,7 +343,7 @@ void Server::PlanCheckOfClients() {
 }
 
 void Server::WarnOfExpiry() {
-    ReadAside([settings = certificateSettings_] {
+    aside_.Do([settings = certificateSettings_] {
         for (const Finding& finding : CheckExpiry(settings)) {
             Say(finding.isError ? "<3>" : "<4>", finding.text);
         }

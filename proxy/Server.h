@@ -4,19 +4,18 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <deque>
 #include <functional>
 #include <list>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
-#include <thread>
 
 #include "proxy/audit/AuditLog.h"
 #include "proxy/configuration/Configuration.h"
 #include "proxy/dispatch/Dispatcher.h"
+#include "proxy/net/Aside.h"
 #include "proxy/net/ClientSession.h"
+#include "proxy/net/ConnectionRows.h"
 #include "proxy/net/MuxLink.h"
 
 namespace MuxProxy {
@@ -56,12 +55,6 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
         std::string fault;
     };
 
-    // Connections that were turned away for one reason.
-    struct TurnedAway {
-        std::size_t count = 0;
-        std::optional<Time> noted;
-    };
-
     void SessionOpened(ClientSession& session) override;
     bool SessionReceived(ClientSession& session, const std::string& text) override;
     void SessionEnded(ClientSession& session, const std::string& reason) override;
@@ -79,9 +72,6 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void Take(Tcp::socket socket);
     void WaitForSignal();
     void Reload();
-    // Does what may wait for the disk on a thread of its own, one after the other.
-    void ReadAside(std::function<void()> work);
-    void StartReader();
     Reading ReadAnew() const;
     void Apply(const Reading& reading);
     void CheckClients();
@@ -91,9 +81,6 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void MakeRoomForHandshake();
     void Stop();
     void Plan();
-    void NoteConnection(const ClientSession& session, const char* operation, const std::string& remark);
-    void NoteClient(const ClientSession& session, const char* operation, const std::string& reason);
-    void NoteTurnedAway(const ClientSession& session, const std::string& reason);
 
     const Configuration configuration_;
     const ReadAgain readAgain_;
@@ -101,6 +88,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     CertificateSettings certificateSettings_;
     CertificatesPointer certificates_;
     AuditLog audit_;
+    ConnectionRows rows_;
     Dispatcher dispatcher_;
     MuxLink mux_;
     boost::asio::signal_set signals_;
@@ -108,6 +96,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     boost::asio::steady_timer checkTimer_;
     boost::asio::steady_timer expiryTimer_;
     SessionTurns turns_;
+    Aside aside_;
     std::list<Listener> listeners_;
     // All connections; those whose handshake is not done, oldest first; and of those that were let in their numbers.
     std::map<ClientSession*, SessionPointer> sessions_;
@@ -118,11 +107,6 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     std::map<std::string, std::shared_ptr<ClientAccount>> accounts_;
     // By network: an address of IPv4, the first half of one of IPv6.
     std::map<std::string, std::size_t> byNetwork_;
-    // By reason.
-    std::map<std::string, TurnedAway> turnedAway_;
-    std::thread reader_;
-    // What the reader does, and what waits for it.
-    std::deque<std::function<void()>> works_;
     bool isReading_ = false;
     bool isToReadAgain_ = false;
     bool isEnding_ = false;

@@ -1,0 +1,38 @@
+#include "proxy/net/Aside.h"
+
+#include <boost/asio/post.hpp>
+#include <utility>
+
+#include "proxy/audit/SilentThread.h"
+
+namespace MuxProxy {
+
+Aside::~Aside() {
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+void Aside::Do(std::function<void()> work) {
+    works_.push_back(std::move(work));
+    if (works_.size() == 1) {
+        Start();
+    }
+}
+
+void Aside::Start() {
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+    thread_ = StartSilentThread([this, work = works_.front()] {
+        work();
+        boost::asio::post(loop_, [this] {
+            works_.pop_front();
+            if (!works_.empty()) {
+                Start();
+            }
+        });
+    });
+}
+
+}  // namespace MuxProxy

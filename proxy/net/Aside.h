@@ -1,0 +1,34 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <deque>
+#include <functional>
+#include <thread>
+
+namespace MuxProxy {
+
+// Does what may wait for the disk on a thread of its own, one after the other, so that the network loop does not. For
+// the network loop.
+class Aside {
+  public:
+    // The loop outlives it.
+    explicit Aside(boost::asio::io_context& loop) : loop_(loop) {}
+    // Waits for what is under way; what was to follow is left out. The loop runs no more.
+    ~Aside();
+    Aside(const Aside&) = delete;
+    Aside& operator=(const Aside&) = delete;
+
+    // `work` runs on that thread; it must not throw, and what it captures must outlive this object. It hands its result
+    // over by posting to the loop. Throws std::system_error if no thread can be started.
+    void Do(std::function<void()> work);
+
+  private:
+    void Start();
+
+    boost::asio::io_context& loop_;
+    // What is under way, and what waits for it.
+    std::deque<std::function<void()>> works_;
+    std::thread thread_;
+};
+
+}  // namespace MuxProxy
