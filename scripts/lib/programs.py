@@ -7,7 +7,7 @@ import subprocess
 import threading
 import time
 
-DEADLINE = 10.0
+DEADLINE = 30.0
 
 
 class PlayError(Exception):
