@@ -22,7 +22,8 @@ struct AuditCommand {
 // Path of the audit's file, once the command line is parsed; throws std::runtime_error.
 using AuditFileFinder = std::function<std::string()>;
 
-// Adds the command "audit" to the command line, whose options say which configuration is meant.
-AuditCommand AddAuditCommand(CLI::App& app, const AuditFileFinder& fileOf);
+// Adds the command "audit" to the command line, whose options say which configuration is meant. The command line parses
+// into the result, which outlives that.
+[[nodiscard]] AuditCommand AddAuditCommand(CLI::App& app, const AuditFileFinder& fileOf);
 
 }  // namespace MuxProxy

@@ -193,7 +193,7 @@ TEST_F(AuditReaderTest, SelectsRows) {
 
 std::string ReasonNotToPrint(const std::vector<std::string>& words) {
     CLI::App app;
-    AddAuditCommand(app, [] { return std::string(); });
+    const AuditCommand command = AddAuditCommand(app, [] { return std::string(); });
     std::vector<const char*> arguments = {"mux-proxy", "audit"};
     for (const std::string& word : words) {
         arguments.push_back(word.c_str());
