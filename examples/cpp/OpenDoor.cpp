@@ -47,7 +47,8 @@ int WaitForCard(MuxClient::Client& client, std::chrono::seconds time) {
         // Other events are PINs.
         if (message.code != MuxClient::MessageCode::kInfo) {
             const MuxClient::CardEvent event = message.event.value_or(MuxClient::CardEvent());
-            std::cout << "Card " << event.data << " at lock " << event.lock << std::endl;
+            std::cout << "Card " << event.data << " at gateway " << event.gateway << ", lock " << event.lock
+                      << std::endl;
             came = true;
         }
     });

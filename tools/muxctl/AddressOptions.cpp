@@ -31,6 +31,14 @@ Site ReadUsableSite(const SiteSource& source) {
     }
 }
 
+SiteSource SiteWithName(const std::string& name) {
+    try {
+        return SiteNamed(name);
+    } catch (const UsageError& error) {
+        throw SiteError(error.what());
+    }
+}
+
 constexpr Source kGatewayOption = "--gateway: ";
 constexpr Source kLockOption = "--lock: ";
 
@@ -61,15 +69,16 @@ void MuxOptions::Take() {
     TakeSite();
     TakeTls();
     TakeHostAndPort();
-    const bool isAddressOfSite = site_->count() > 0 && host_->count() == 0 && port_->count() == 0 && !options_.mux.tls;
+    const std::string site = site_->count() > 0 ? siteName_ : SiteOfConfiguration(configuration_);
+    const bool isAddressOfSite = !site.empty() && host_->count() == 0 && port_->count() == 0 && !options_.mux.tls;
     if (isAddressOfSite) {
-        options_.foreignPort = ForeignPortText(siteName_, options_.mux.port, SitePlaces());
+        options_.foreignPort = ForeignPortText(site, options_.mux.port, SitePlaces());
     }
 }
 
 void MuxOptions::TakeSite() {
     if (site_->count() > 0) {
-        options_.site = ReadUsableSite(SiteNamed(siteName_));
+        options_.site = ReadUsableSite(SiteWithName(siteName_));
     } else if (file_->count() > 0) {
         options_.site = ReadUsableSite(SiteOfFile(configuration_));
     }

@@ -83,7 +83,8 @@ std::string Figure(const GatewayHealth& gateway) {
 std::string DetailsOf(const GatewayHealth& gateway) {
     const std::string several =
         gateway.requests > 1 ? " to request " + std::to_string(gateway.requests) : std::string();
-    return gateway.state == State::kSilent ? gateway.text + " to " + std::to_string(gateway.requests) + " requests"
+    return gateway.state == State::kSilent ? gateway.text + " to " + std::to_string(gateway.requests) +
+                                                 (gateway.requests == 1 ? " request" : " requests")
                                            : gateway.text + several + " (" + SecondsText(gateway.elapsed) + ")";
 }
 

@@ -144,6 +144,13 @@ SiteSource SiteNamed(const std::string& name, const std::string& folder, const s
     return {base + ".json", {defaults, base + ".env"}};
 }
 
+std::string SiteOfConfiguration(const std::string& configuration, const std::string& folder) {
+    std::error_code error;
+    const fs::path path = fs::weakly_canonical(configuration, error);
+    const bool isSite = !configuration.empty() && path.parent_path() == folder && path.extension() == ".json";
+    return isSite ? path.stem().string() : "";
+}
+
 SiteSource SiteOfFile(const std::string& configuration) {
     const fs::path path = configuration;
     SiteSource source = {configuration, {}};

@@ -66,6 +66,9 @@ std::vector<std::string> NamesOfSites(const std::string& folder);
 SiteSource SiteNamed(const std::string& name, const std::string& folder = kSitesFolder,
                      const std::string& defaults = kSitesDefaults);
 
+// The name of the site whose configuration this file is; empty for a file elsewhere than in the folder of the sites.
+std::string SiteOfConfiguration(const std::string& configuration, const std::string& folder = kSitesFolder);
+
 // A configuration file with the environment file beside it; in the folder of the sites also with the options of all.
 SiteSource SiteOfFile(const std::string& configuration);
 

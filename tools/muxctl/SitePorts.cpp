@@ -19,18 +19,38 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// When a site was enabled, with its name for two that were enabled at the same time.
-using EnabledAt = std::tuple<std::time_t, long, std::string>;
+// When a link was made, with its site for two that were made at the same time.
+using MadeAt = std::tuple<std::time_t, long, std::string>;
 
-// Nothing for a site that is not enabled. The link's own time counts, not that of the unit it points to.
-std::optional<EnabledAt> EnablingOf(const std::string& site, const SitePlaces& places) {
+// Nothing without a link. Its own time counts, not that of what it points to.
+std::optional<MadeAt> TimeOfLink(const std::string& path, const std::string& site) {
     struct stat link = {};
-    const std::string path = places.enabled + "/dw-hal-mux-brenk@" + site + ".service";
     if (lstat(path.c_str(), &link) != 0) {
         return std::nullopt;
     }
-    return EnabledAt(link.st_mtim.tv_sec, link.st_mtim.tv_nsec, site);
+    return MadeAt(link.st_mtim.tv_sec, link.st_mtim.tv_nsec, site);
 }
+
+// What systemd knows of a site.
+struct UnitTimes {
+    UnitTimes(const std::string& site, const SitePlaces& places)
+        : enabled(TimeOfLink(places.enabled + "/dw-hal-mux-brenk@" + site + ".service", site)),
+          started(TimeOfLink(places.running + "/invocation:dw-hal-mux-brenk@" + site + ".service", site)) {}
+
+    // Whether it keeps a port that both have.
+    bool IsBefore(const UnitTimes& other) const {
+        if (enabled && other.enabled) {
+            return *enabled < *other.enabled;
+        }
+        if (started) {
+            return !other.started || *started < *other.started;
+        }
+        return enabled && !other.started;
+    }
+
+    std::optional<MadeAt> enabled;
+    std::optional<MadeAt> started;
+};
 
 const std::uint16_t kStandardPort = MuxClient::MuxAddress().port;
 
@@ -88,11 +108,9 @@ SitePort PortOf(const std::string& site, const SitePlaces& places) {
 }
 
 std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t port, const SitePlaces& places) {
-    const std::optional<EnabledAt> enabledAt = EnablingOf(site, places);
+    const UnitTimes times(site, places);
     for (const std::string& other : NamesOfSites(places.folder)) {
-        const std::optional<EnabledAt> otherAt = EnablingOf(other, places);
-        const bool isBefore = otherAt && (!enabledAt || *otherAt < *enabledAt);
-        if (other != site && isBefore && PortOf(other, places).port == port) {
+        if (other != site && UnitTimes(other, places).IsBefore(times) && PortOf(other, places).port == port) {
             return other;
         }
     }
@@ -101,15 +119,14 @@ std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t por
 
 std::string ForeignPortText(const std::string& site, std::uint16_t port, const SitePlaces& places) {
     const std::optional<std::string> owner = SiteBefore(site, port, places);
-    return owner ? "port " + std::to_string(port) + " belongs to the site " + *owner + ", which was enabled before " +
-                       site
+    return owner ? "port " + std::to_string(port) + " belongs to the site " + *owner + ", which comes before " + site
                  : "";
 }
 
 Finding PortRefusal(std::uint16_t port, const std::string& before) {
     return {Finding::Level::kError, kPortName,
             "is " + std::to_string(port) + ", as for the site " + before +
-                ", which was enabled before; clients of one could open doors of the other; the Mux is not started"};
+                ", which comes before; clients of one could open doors of the other; the Mux is not started"};
 }
 
 PortComparison::PortComparison(const std::vector<std::string>& sites, SitePlaces places) : places_(std::move(places)) {

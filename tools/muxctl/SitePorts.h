@@ -22,6 +22,8 @@ struct SitePlaces {
     std::string defaults = kSitesDefaults;
     // With a link for each site that is started with the host.
     std::string enabled = "/etc/systemd/system/multi-user.target.wants";
+    // With a link for each unit that runs, made when it was started (systemd 240 and newer).
+    std::string running = "/run/systemd/units";
 };
 
 struct SitePort {
@@ -38,11 +40,12 @@ SitePort PortFrom(const std::string& value);
 // The port from a site's environment files; the Mux's default if they set none.
 SitePort PortOf(const std::string& site, const SitePlaces& places);
 
-// A site other than `site` on this port that is enabled, and was so before `site` if that is enabled too: the one that
-// keeps the port. Nothing if there is none.
+// A site other than `site` on this port that keeps it: of two enabled ones the one that was enabled first; else one
+// that runs, and did so before `site`; else one that is enabled while `site` neither is nor runs. Nothing if there is
+// none.
 std::optional<std::string> SiteBefore(const std::string& site, std::uint16_t port, const SitePlaces& places);
 
-// Why a site cannot be reached on this port: "port 5555 belongs to the site hall, which was enabled before annex".
+// Why a site cannot be reached on this port: "port 5555 belongs to the site hall, which comes before annex".
 // Empty if the port is its own.
 std::string ForeignPortText(const std::string& site, std::uint16_t port, const SitePlaces& places);
 

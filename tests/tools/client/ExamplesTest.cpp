@@ -34,7 +34,7 @@ TEST(OpenDoorExample, OpensALockAndPrintsACard) {
         << example.ErrorOutput();
     EXPECT_TRUE(system.Gateway().RaiseCard(5, {0x04, 0xA1}));
     EXPECT_EQ(example.WaitForExit(), 0) << example.ErrorOutput();
-    EXPECT_THAT(example.Output(), HasSubstr("\nCard 04A1 at lock 5\n"));
+    EXPECT_THAT(example.Output(), HasSubstr("\nCard 04A1 at gateway 1, lock 5\n"));
 }
 
 TEST(OpenDoorExample, SaysByItsStatusThatNoCardCame) {

@@ -15,7 +15,10 @@ namespace Muxctl {
 // The files of a host's sites, in a folder of the test.
 class SiteFolder {
   public:
-    SiteFolder() { std::filesystem::create_directory(places_.enabled); }
+    SiteFolder() {
+        std::filesystem::create_directory(places_.enabled);
+        std::filesystem::create_directory(places_.running);
+    }
 
     const SitePlaces& Places() const { return places_; }
 
@@ -31,16 +34,25 @@ class SiteFolder {
 
     // Enables a site, so many seconds after the first moment.
     void Enable(const std::string& site, std::time_t second) const {
-        const std::filesystem::path link =
-            std::filesystem::path(places_.enabled) / ("dw-hal-mux-brenk@" + site + ".service");
-        std::filesystem::create_symlink("../dw-hal-mux-brenk@.service", link);
+        Link(places_.enabled, "dw-hal-mux-brenk@" + site + ".service", second);
+    }
+
+    // Starts a site, likewise.
+    void Start(const std::string& site, std::time_t second) const {
+        Link(places_.running, "invocation:dw-hal-mux-brenk@" + site + ".service", second);
+    }
+
+  private:
+    static void Link(const std::filesystem::path& folder, const std::string& name, std::time_t second) {
+        const std::filesystem::path link = folder / name;
+        std::filesystem::create_symlink("anything", link);
         const std::array<timespec, 2> times = {timespec{second, 0}, timespec{second, 0}};
         utimensat(AT_FDCWD, link.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
     }
 
-  private:
     Testing::TemporaryFolder folder_;
-    SitePlaces places_ = {folder_.Path(), folder_.Path() / "defaults", folder_.Path() / "enabled"};
+    SitePlaces places_ = {folder_.Path(), folder_.Path() / "defaults", folder_.Path() / "enabled",
+                          folder_.Path() / "running"};
 };
 
 }  // namespace Muxctl

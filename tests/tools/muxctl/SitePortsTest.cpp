@@ -48,13 +48,41 @@ TEST(SitePortsTest, BelongToTheSiteThatWasEnabledFirst) {
     EXPECT_EQ(SiteBefore("hall", 5555, sites.Places()), std::nullopt);
     EXPECT_EQ(SiteBefore("annex", 5555, sites.Places()), "hall");
     EXPECT_EQ(ForeignPortText("annex", 5555, sites.Places()),
-              "port 5555 belongs to the site hall, which was enabled before annex");
+              "port 5555 belongs to the site hall, which comes before annex");
     EXPECT_EQ(ForeignPortText("hall", 5555, sites.Places()), "");
     EXPECT_EQ(SiteBefore("other", 5555, sites.Places()), "annex") << "not enabled itself";
     EXPECT_EQ(SiteBefore("hall", 6000, sites.Places()), "apart");
     std::filesystem::remove(std::filesystem::path(sites.Places().folder) / "hall.json");
     EXPECT_EQ(SiteBefore("yard", 5555, sites.Places()), "annex") << "enabled at the same time";
     EXPECT_EQ(SiteBefore("annex", 5555, sites.Places()), std::nullopt);
+}
+
+TEST(SitePortsTest, BelongToTheSiteThatRunsWhereOneIsNotEnabled) {
+    const SiteFolder sites;
+    sites.Add("annex");
+    sites.Add("hall");
+    sites.Start("hall", 10);
+    EXPECT_EQ(SiteBefore("annex", 5555, sites.Places()), "hall");
+    sites.Start("annex", 20);
+    EXPECT_EQ(SiteBefore("annex", 5555, sites.Places()), "hall");
+    EXPECT_EQ(SiteBefore("hall", 5555, sites.Places()), std::nullopt);
+    sites.Enable("annex", 5);
+    EXPECT_EQ(SiteBefore("annex", 5555, sites.Places()), "hall");
+    EXPECT_EQ(SiteBefore("hall", 5555, sites.Places()), std::nullopt);
+    sites.Enable("hall", 30);
+    EXPECT_EQ(SiteBefore("hall", 5555, sites.Places()), "annex") << "both are enabled";
+}
+
+TEST(SitePortsTest, AreLookedAtForAFileOfASiteToo) {
+    const SiteFolder sites;
+    sites.Add("hall");
+    const std::string folder = sites.Places().folder;
+    EXPECT_EQ(SiteOfConfiguration(folder + "/hall.json", folder), "hall");
+    EXPECT_EQ(
+        SiteOfConfiguration(folder + "/../" + std::filesystem::path(folder).filename().string() + "/hall.json", folder),
+        "hall");
+    EXPECT_EQ(SiteOfConfiguration("hall.json", folder), "");
+    EXPECT_EQ(SiteOfConfiguration(folder + "/hall.env", folder), "");
 }
 
 // What the Mux does with each value of its option is tried in CheckConfigTest.

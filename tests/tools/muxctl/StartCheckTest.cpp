@@ -57,7 +57,7 @@ TEST(StartCheckTest, RefusesThePortOfAnotherSite) {
     ASSERT_EQ(start.findings.size(), 1U);
     EXPECT_EQ(start.findings.front().where, "MUX_PORT");
     EXPECT_EQ(start.findings.front().text,
-              "is 5555, as for the site hall, which was enabled before; clients of one could open doors of the other; "
+              "is 5555, as for the site hall, which comes before; clients of one could open doors of the other; "
               "the Mux is not started");
     EXPECT_TRUE(StartWith(kTwoGateways + "1}]}", sites, "6000").mayStart) << "the unit's port counts";
 }
