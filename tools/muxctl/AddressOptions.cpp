@@ -182,10 +182,26 @@ void LockOptions::TakeFrom(const CLI::App& command) {
     options_.request.locks = hasName ? std::vector{FindLock(*options_.site, name_, gateway)} : LocksOfList(gateway);
 }
 
+// A name with a comma is no list.
+void LockOptions::RefuseNameAsList() const {
+    for (const SiteGateway& gateway : options_.site.value_or(Site()).gateways) {
+        for (const SiteLock& lock : gateway.locks) {
+            if (lock.name == list_ && PartsOf(list_).size() > 1) {
+                throw UsageError("--lock takes a list; give the name \"" + list_ + "\" without it");
+            }
+        }
+    }
+}
+
 std::vector<MuxClient::LockAddress> LockOptions::LocksOfList(std::optional<std::int32_t> gateway) const {
     std::vector<MuxClient::LockAddress> locks;
-    for (const std::string& lock : PartsOf(list_)) {
-        locks.push_back(LockNamed(options_.site, kLockOption, lock, gateway));
+    try {
+        for (const std::string& lock : PartsOf(list_)) {
+            locks.push_back(LockNamed(options_.site, kLockOption, lock, gateway));
+        }
+    } catch (const UsageError&) {
+        RefuseNameAsList();
+        throw;
     }
     return locks;
 }

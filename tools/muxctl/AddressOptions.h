@@ -85,6 +85,7 @@ class LockOptions {
 
   private:
     void TakeFrom(const CLI::App& command);
+    void RefuseNameAsList() const;
     std::vector<MuxClient::LockAddress> LocksOfList(std::optional<std::int32_t> gateway) const;
 
     Options& options_;

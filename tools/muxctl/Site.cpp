@@ -118,6 +118,18 @@ const Found& OnlyOne(const std::vector<Found>& found, const std::string& kind, c
     return found.front();
 }
 
+// Refuses a lock that only other gateways have.
+void RefuseLockOfOthers(const Site& site, const std::string& name, std::int32_t gateway) {
+    for (const SiteGateway& other : site.gateways) {
+        for (const SiteLock& lock : other.locks) {
+            if (lock.name == name) {
+                throw UsageError("gateway " + std::to_string(gateway) + " has no lock \"" + name + "\", but gateway " +
+                                 std::to_string(other.id) + " has");
+            }
+        }
+    }
+}
+
 }  // namespace
 
 Names NamesOfSites(const std::string& folder) {
@@ -202,6 +214,9 @@ MuxClient::LockAddress FindLock(const Site& site, const std::string& name, std::
                     {{one.id, lock.id}, "gateway " + std::to_string(one.id) + ", lock " + std::to_string(lock.id)});
             }
         }
+    }
+    if (found.empty() && gateway) {
+        RefuseLockOfOthers(site, name, *gateway);
     }
     return OnlyOne(found, "lock", name, names).address;
 }

@@ -124,7 +124,7 @@ TEST(CardCsvTest, LooksUpTheNamesOfTheOptions) {
     EXPECT_THAT(Read("card\n01\n02\n", WithSite({"Front dor"})).faults,
                 ElementsAre("cards: no lock is named \"Front dor\"; did you mean \"Front door\"?"));
     EXPECT_THAT(Read("card,gateway\n01,Yard\n", WithSite({"Front door"})).faults,
-                ElementsAre("cards:2:4: no lock is named \"Front door\""));
+                ElementsAre("cards:2:4: gateway 2 has no lock \"Front door\", but gateway 1 has"));
 }
 
 TEST(CardCsvTest, FaultsOfNamesHaveLineAndColumn) {
@@ -132,7 +132,7 @@ TEST(CardCsvTest, FaultsOfNamesHaveLineAndColumn) {
                 ElementsAre("cards:2:1: no gateway is named \"Hal\"; did you mean \"Hall\"?",
                             "cards:2:16: card must be pairs of hexadecimal digits, not 0",
                             "cards:3:3: no lock is named \"front door\"; did you mean \"Front door\"?",
-                            "cards:4:3: no lock is named \"Front door\""));
+                            "cards:4:3: gateway 2 has no lock \"Front door\", but gateway 1 has"));
 }
 
 TEST(CardCsvTest, RefusesAHeaderThatIsNotClear) {

@@ -270,6 +270,12 @@ TEST(ConfigurationCheckTest, TakesAddressesAndNames) {
     }
 }
 
+TEST(ConfigurationCheckTest, CannotUseAFileWhoseGatewaysAreAllLeftOut) {
+    const ConfigurationReport report = CheckConfiguration(WithGateway(R"("ID":1,"IpAddress":"a","Port":"2101")"));
+    EXPECT_EQ(report.gatewayCount, 1U);
+    EXPECT_FALSE(report.isUsable);
+}
+
 // Why it is none is said in the JSON library's words.
 TEST(ConfigurationCheckTest, SaysWhereATextIsNoJson) {
     const std::vector<std::pair<std::string, const char*>> positionsInTexts = {

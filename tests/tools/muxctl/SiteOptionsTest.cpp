@@ -70,7 +70,7 @@ TEST_F(SiteOptionsTest, OpenALockByItsName) {
 TEST_F(SiteOptionsTest, RefuseANameThatIsNotInTheSite) {
     const std::vector<std::pair<Words, std::string>> rows = {
         {{"open", "Front dor"}, "no lock is named \"Front dor\"; did you mean \"Front door\"?\n"},
-        {{"open", "Gate", "--gateway", "Hall"}, "no lock is named \"Gate\"\n"},
+        {{"open", "Gate", "--gateway", "Hall"}, "gateway 1 has no lock \"Gate\", but gateway 2 has\n"},
         {{"open", ""}, "the name of a lock must not be empty\n"},
         {{"open", "--gateway", "", "--lock", "5"}, "the name of a gateway must not be empty\n"},
         {{"health", "--gateway", ""}, "the name of a gateway must not be empty\n"},
@@ -102,7 +102,8 @@ TEST_F(SiteOptionsTest, RefuseAListInWhichOneIsNotClear) {
     const std::vector<std::pair<Words, std::string>> rows = {
         {{"Front door,Gat"}, "no lock is named \"Gat\"; did you mean \"Gate\"?\n"},
         {{"gate"}, "no lock is named \"gate\"; did you mean \"Gate\"?\n"},
-        {{"Gate", "--gateway", "1"}, "no lock is named \"Gate\"\n"},
+        {{"Gate", "--gateway", "1"}, "gateway 1 has no lock \"Gate\", but gateway 2 has\n"},
+        {{"Left, right"}, "--lock takes a list; give the name \"Left, right\" without it\n"},
         {{"Gate,Side"}, "several locks are named \"Side\": gateway 1, lock 8; gateway 2, lock 9\n"},
         {{"Front door,6"}, "--lock: 6 is an ID, which requires --gateway\n"},
         {{"Gate,"}, "the name of a lock must not be empty\n"},

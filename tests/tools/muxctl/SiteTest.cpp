@@ -114,7 +114,8 @@ TEST_F(SiteTest, DoesNotChooseBetweenLocksOfOneName) {
         [&] { FindLock(site, "Side door"); },
         ThrowsMessage<UsageError>("several locks are named \"Side door\": gateway 1, lock 70000; gateway -2, lock 8"));
     EXPECT_EQ(FindLock(site, "Side door", -2).lock, 8);
-    EXPECT_THAT([&] { FindLock(site, "Front door", -2); }, ThrowsMessage<UsageError>(HasSubstr("no lock is named")));
+    EXPECT_THAT([&] { FindLock(site, "Front door", -2); },
+                ThrowsMessage<UsageError>("gateway -2 has no lock \"Front door\", but gateway 1 has"));
 }
 
 // As a script gives it whose variable is not set; lock 9 has no name.
