@@ -22,6 +22,8 @@ import proxy_neighbours  # noqa: E402
 
 SECONDS = float(os.environ.get("MUX_SOAK_SECONDS", "8"))
 ASKERS = 3
+# Well above the 21 s by which the proxy has answered.
+ANSWER_DEADLINE = 45.0
 REPORTS = ("Sanitizer", "runtime error:")
 EVENT_PREFIX = "lockEventMessage-"
 
@@ -38,7 +40,7 @@ class Asker(threading.Thread):
 
     def __init__(self, site, name):
         super().__init__(daemon=True)
-        self.name, self.client = name, site.client(name)
+        self.name, self.client = name, site.client(name, deadline=ANSWER_DEADLINE)
         self.is_ending = False
         self.asked, self.findings = 0, []
 
