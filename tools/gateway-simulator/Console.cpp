@@ -49,7 +49,8 @@ Action ParseCommand(std::string_view line, const std::vector<std::string_view>& 
     if (arguments.IsEmpty()) {
         return Silent([](GatewaySimulator&) {});
     }
-    const ConsoleCommand& command = FindCommand(arguments.Word("COMMAND"), others);
+    const std::string word = arguments.Word("COMMAND");
+    const ConsoleCommand& command = FindCommand(word, others);
     try {
         Action action = command.parse(arguments);
         arguments.End();
