@@ -28,14 +28,15 @@ const std::vector<ConsoleCommand>& Commands() {
     return commands;
 }
 
-const ConsoleCommand& FindCommand(const std::string& name, std::vector<std::string_view> others) {
+const ConsoleCommand& FindCommand(const std::string& name, const std::vector<std::string_view>& others) {
+    std::vector<std::string_view> known = others;
     for (const ConsoleCommand& command : Commands()) {
         if (command.name == name) {
             return command;
         }
-        others.emplace_back(command.name);
+        known.emplace_back(command.name);
     }
-    throw UnknownWord("command", name, others);
+    throw UnknownWord("command", name, known);
 }
 
 std::string Join(const std::string& name, const std::string& usage) {
