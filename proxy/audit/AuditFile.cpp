@@ -18,6 +18,7 @@ constexpr int kMostLogPages = 1000;
 // Of removed rows and freed pages at a time, so that a request never waits long behind them.
 constexpr std::int64_t kRowsAtATime = 500;
 constexpr std::int64_t kPagesAtATime = 500;
+constexpr std::int64_t kRowsCountedAtATime = 5000;
 // Free pages that stay in the file, so that new rows need not enlarge it again.
 constexpr std::int64_t kSparePages = 256;
 constexpr mode_t kFileMode = 0640;
@@ -25,13 +26,14 @@ constexpr mode_t kFileMode = 0640;
 // that the largest rows take no more than a quarter of it.
 constexpr std::int64_t kMostOthersKept = 100000;
 constexpr std::int64_t kBytesPerOtherKept = 2000;
-// How far the times of rows may be ahead of the clock.
-constexpr std::chrono::hours kDayAhead{24};
 
 // What cannot have moved a lock or changed a whitelist. Anyone with a certificate can cause any number of such rows.
 const std::string kOthers =
     "(kind <> 'request' OR operation IN ('', 'status', 'access-denied', 'event-access-denied')"
-    " OR errorCode IN (-1, -2, -3, -5, -6) OR result = 'dropped')";
+    " OR errorCode IN (-1, -2, -3, -5, -6, -7, -8) OR result = 'dropped')";
+const std::string kOthersIndex = "CREATE INDEX auditOthers ON audit (id) WHERE " + kOthers;
+
+const char* const kUnderWay = " WHERE kind = 'request' AND result = ''";
 
 const std::string kDoubts = std::string("operation = '") + kDoubtOperation + "'";
 
@@ -70,6 +72,11 @@ const char* const kWrite =
     " result = excluded.result, errorCode = excluded.errorCode, milliseconds = excluded.milliseconds,"
     " remark = excluded.remark";
 
+std::optional<SystemTime> TimeIn(Statement& statement) {
+    const std::optional<std::int64_t> time = statement.FirstNumber();
+    return time ? std::make_optional(SystemTime(std::chrono::milliseconds(*time))) : std::nullopt;
+}
+
 bool IsEmpty(const Database& database) {
     return database.Number("SELECT count(*) FROM sqlite_schema") == 0;
 }
@@ -85,10 +92,23 @@ void ChooseLog(const Database& database, const std::string& path) {
 void CreateTables(const Database& database) {
     Transaction transaction(database);
     database.Execute(kTables);
-    database.Execute("CREATE INDEX auditOthers ON audit (id) WHERE " + kOthers);
+    database.Execute(kOthersIndex);
     database.Execute("CREATE INDEX auditDoubts ON audit (time) WHERE " + kDoubts);
     database.Execute("PRAGMA application_id = " + std::to_string(kAuditApplication));
     database.Execute("PRAGMA user_version = " + std::to_string(kAuditVersion));
+    transaction.Commit();
+}
+
+// The index of an older version has another condition. SQLite would not use it and read the whole file for each row.
+void UpdateOthersIndex(const Database& database) {
+    Statement index = database.Prepare("SELECT sql FROM sqlite_schema WHERE name = 'auditOthers'");
+    if (index.Step() && index.Text(0) == kOthersIndex) {
+        return;
+    }
+    index.Reset();
+    Transaction transaction(database);
+    database.Execute("DROP INDEX IF EXISTS auditOthers");
+    database.Execute(kOthersIndex);
     transaction.Commit();
 }
 
@@ -108,6 +128,8 @@ Database OpenForWriting(const std::string& path) {
     if (isNew) {
         CreateTables(database);
     }
+    UpdateOthersIndex(database);
+    database.Execute(std::string("CREATE INDEX IF NOT EXISTS auditBatteries ON audit (id) WHERE ") + kIsAboutBatteries);
     return database;
 }
 
@@ -146,9 +168,34 @@ AuditFile::AuditFile(const std::string& path)
                                       " ORDER BY id LIMIT ?)")),
       removeFirst_(database_.Prepare("DELETE FROM audit WHERE id IN (SELECT id FROM audit ORDER BY id LIMIT ?)")) {}
 
-void AuditFile::EndUnderWay() {
-    database_.Execute(std::string("UPDATE audit SET result = '") + kUnknownResult +
-                      "' WHERE kind = 'request' AND result = ''");
+Outbox& AuditFile::OpenOutbox() {
+    if (outbox_ == nullptr) {
+        outbox_ = std::make_unique<Outbox>(database_);
+    }
+    return *outbox_;
+}
+
+void AuditFile::Apply(const OutboxChanges& changes) {
+    if (outbox_ != nullptr) {
+        outbox_->Apply(changes);
+    }
+}
+
+std::vector<AuditRow> AuditFile::UnderWay() const {
+    std::vector<AuditRow> rows;
+    Statement statement = database_.Prepare(std::string("SELECT ") + kAuditColumns + " FROM audit" + kUnderWay);
+    while (statement.Step()) {
+        rows.push_back(AuditRowOf(statement));
+        rows.back().result = kUnknownResult;
+    }
+    return rows;
+}
+
+void AuditFile::EndUnderWay(const OutboxChanges& changes) {
+    Transaction transaction(database_);
+    database_.Execute(std::string("UPDATE audit SET result = '") + kUnknownResult + "'" + kUnderWay);
+    Apply(changes);
+    transaction.Commit();
 }
 
 // SQLite would go on writing into a file that nobody finds any more. The write-ahead log keeps the old name: what is in
@@ -160,7 +207,7 @@ void AuditFile::CheckPlace() const {
     }
 }
 
-void AuditFile::Write(const AuditRecords& records) {
+void AuditFile::Write(const AuditRecords& records, const OutboxChanges& changes) {
     CheckPlace();
     Transaction transaction(database_);
     for (const auto& record : records) {
@@ -170,6 +217,7 @@ void AuditFile::Write(const AuditRecords& records) {
                     row.remark);
         write_.Run();
     }
+    Apply(changes);
     transaction.Commit();
 }
 
@@ -178,9 +226,13 @@ std::int64_t AuditFile::LastId() const {
 }
 
 std::optional<SystemTime> AuditFile::LastTime() const {
-    const std::optional<std::int64_t> time =
-        database_.Prepare("SELECT time FROM audit ORDER BY id DESC LIMIT 1").FirstNumber();
-    return time ? std::make_optional(SystemTime(std::chrono::milliseconds(*time))) : std::nullopt;
+    Statement statement = database_.Prepare("SELECT time FROM audit ORDER BY id DESC LIMIT 1");
+    return TimeIn(statement);
+}
+
+std::optional<SystemTime> AuditFile::NewestTime(SystemTime last) const {
+    Statement statement = database_.Prepare("SELECT time FROM audit WHERE time <= ? ORDER BY time DESC LIMIT 1");
+    return TimeIn(statement.Bind(AuditTime(last)));
 }
 
 bool AuditFile::HasDoubtSince(SystemTime time) const {
@@ -188,10 +240,13 @@ bool AuditFile::HasDoubtSince(SystemTime time) const {
     return statement.Bind(AuditTime(time)).FirstNumber().has_value();
 }
 
+// A broker that is away for days must not cost rows about doors: what waits for it has bounds of its own, and the file
+// may be so much larger.
 bool AuditFile::Trim(const AuditBounds& bounds) {
     const std::int64_t most = bounds.bytes / pageSize_;
     const std::int64_t spare = std::min(kSparePages, most / 8);
-    return (bounds.oldest && RemoveOlder(*bounds.oldest, bounds.now)) || RemoveBeyond(most - spare) ||
+    const std::int64_t ofMessages = outbox_ != nullptr ? outbox_->Bytes() / pageSize_ : 0;
+    return (bounds.oldest && RemoveOlder(*bounds.oldest, bounds.now)) || RemoveBeyond(most - spare, ofMessages) ||
            ReturnPages(spare);
 }
 
@@ -201,17 +256,17 @@ bool AuditFile::RemoveOlder(SystemTime oldest, SystemTime now) {
         return false;
     }
     removeOlder_.Bind(time, AuditTime(now + kDayAhead), kRowsAtATime).Run();
-    return database_.ChangedRows() > 0;
+    return RemovedRows() > 0;
 }
 
-bool AuditFile::RemoveBeyond(std::int64_t pages) {
-    if (database_.Number("PRAGMA page_count") - FreePages() <= pages) {
+bool AuditFile::RemoveBeyond(std::int64_t pages, std::int64_t pagesOfMessages) {
+    if (database_.Number("PRAGMA page_count") - FreePages() <= pages + pagesOfMessages) {
         return false;
     }
     const std::int64_t kept = std::min(kMostOthersKept, pages * pageSize_ / kBytesPerOtherKept);
     const bool areTooMany = tooManyOthers_.Bind(kept).FirstNumber().has_value();
     (areTooMany ? removeOthers_ : removeFirst_).Bind(kRowsAtATime).Run();
-    return database_.ChangedRows() > 0;
+    return RemovedRows() > 0;
 }
 
 bool AuditFile::ReturnPages(std::int64_t spare) {
@@ -223,14 +278,38 @@ bool AuditFile::ReturnPages(std::int64_t spare) {
     return FreePages() < free;
 }
 
+std::int64_t AuditFile::RemovedRows() {
+    const std::int64_t removed = database_.ChangedRows();
+    if (rowCount_) {
+        countedRows_ -= removed;
+        rowCount_ = countedRows_;
+    }
+    return removed;
+}
+
+bool AuditFile::CountRows() {
+    if (!countBehind_) {
+        countBehind_ =
+            database_.Prepare("SELECT count(*), max(id) FROM (SELECT id FROM audit WHERE id > ? ORDER BY id LIMIT ?)");
+    }
+    countBehind_->Bind(countedUpTo_, kRowsCountedAtATime).Step();
+    const std::int64_t counted = countBehind_->Number(0).value_or(0);
+    countedUpTo_ = countBehind_->Number(1).value_or(countedUpTo_);
+    countBehind_->Reset();
+    countedRows_ += counted;
+    const bool hasMore = counted == kRowsCountedAtATime;
+    if (!hasMore) {
+        rowCount_ = countedRows_;
+    }
+    return hasMore;
+}
+
 std::int64_t AuditFile::FreePages() const {
     return database_.Number("PRAGMA freelist_count");
 }
 
-void AuditFile::Checkpoint(bool always) const {
-    if (always || database_.LogPages() >= kMostLogPages) {
-        database_.Checkpoint();
-    }
+bool AuditFile::Checkpoint(bool always) const {
+    return !(always || database_.LogPages() >= kMostLogPages) || database_.Checkpoint();
 }
 
 }  // namespace MuxProxy

@@ -15,6 +15,8 @@
 #include "proxy/audit/AuditSchema.h"
 #include "proxy/audit/AuditText.h"
 #include "proxy/audit/ClockWatch.h"
+#include "proxy/audit/OutboxQueue.h"
+#include "proxy/audit/Retention.h"
 #include "proxy/audit/SilentThread.h"
 
 namespace MuxProxy {
@@ -22,17 +24,10 @@ namespace {
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
-constexpr std::chrono::hours kDay{24};
-// More cannot be subtracted from a time.
-constexpr std::uint32_t kMostDays = 36500;
-constexpr std::int64_t kMebibyte = 1048576;
 // How often rows that became too old are looked for while there is nothing else to do.
 constexpr std::chrono::minutes kBetweenTrims{1};
-
-AuditBounds BoundsOf(const AuditSettings& settings, const ClockWatch& clock) {
-    const SystemTime oldest = clock.Now() - std::min(settings.days, kMostDays) * kDay;
-    return {clock.Now(), clock.IsInDoubt() ? std::nullopt : std::make_optional(oldest), settings.mebibytes * kMebibyte};
-}
+// How long readers keep a checkpoint from its end, at least.
+constexpr std::chrono::seconds kBetweenCheckpoints{1};
 
 AuditRow OwnRow(const char* operation, std::string remark) {
     AuditRow row;
@@ -47,15 +42,19 @@ AuditRow OwnRow(const char* operation, std::string remark) {
 // The functions of its owner leave orders; its thread does everything else.
 class AuditLog::Writer {
   public:
-    Writer(const AuditSettings& settings, const AuditLimits& limits)
+    Writer(const AuditSettings& settings, const AuditLimits& limits, const AuditHooks& hooks)
         : path_(settings.file),
           limits_(limits),
+          hooks_(hooks),
+          outbox_(hooks.makeMessage ? std::make_unique<OutboxQueue>(hooks, limits.mostPosts) : nullptr),
           settings_(settings),
           backlog_(limits.mostWaiting),
           clock_(limits.clock, limits.clockDoubt) {
         OpenFile();
+        newestAtStart_ = file_->NewestTime(clock_.Now() + kDayAhead);
         CompareClock();
-        file_->EndUnderWay();
+        EndUnderWay();
+        hasMoreToTrim_ = hooks.countsRows;
         thread_ = StartSilentThread([this] { Run(); });
     }
 
@@ -77,7 +76,7 @@ class AuditLog::Writer {
             orders_.push_back(
                 {Order::Kind::kAdd, number, Storable(std::move(row), settings_.wholeCards), std::move(written)});
         } else {
-            Refuse(number, std::move(written));
+            Refuse(number, std::move(row), std::move(written));
         }
         wake_.notify_one();
     }
@@ -93,10 +92,40 @@ class AuditLog::Writer {
     void SetRetention(const AuditSettings& settings) {
         const std::lock_guard lock(mutex_);
         settings_ = settings;
-        hasNewSettings_ = true;
+        hasNews_ = true;
         wake_.notify_one();
     }
 
+    void Post(OutboxMessage message) {
+        if (outbox_ != nullptr && outbox_->Post(std::move(message))) {
+            Wake();
+        }
+    }
+
+    void ReadMessages(std::int64_t after, std::size_t count, OutboxQueue::Reader reader) {
+        if (outbox_ != nullptr && outbox_->Read(after, count, std::move(reader))) {
+            Wake();
+        }
+    }
+
+    void RemoveMessages(std::int64_t upTo) {
+        if (outbox_ != nullptr && outbox_->Remove(upTo)) {
+            Wake();
+        }
+    }
+
+    void CountDroppedMessage() { outbox_ != nullptr ? outbox_->CountDropped() : static_cast<void>(0); }
+
+    std::uint64_t WaitingMessages() const { return outbox_ != nullptr ? outbox_->WaitingCount() : 0; }
+    std::uint64_t DroppedMessages() const { return outbox_ != nullptr ? outbox_->DroppedCount() : 0; }
+
+    std::optional<std::uint64_t> RowCount() const {
+        const std::int64_t count = rowCount_;
+        return count >= 0 ? std::make_optional(static_cast<std::uint64_t>(count)) : std::nullopt;
+    }
+    std::uint64_t FileBytes() const { return fileBytes_; }
+
+    std::optional<SystemTime> NewestTimeAtStart() const { return newestAtStart_; }
     bool IsWritable() const { return isWritable_; }
     std::uint64_t DroppedCount() const { return droppedCount_; }
 
@@ -109,11 +138,21 @@ class AuditLog::Writer {
         Written written;
     };
 
+    void Wake() {
+        const std::lock_guard lock(mutex_);
+        hasNews_ = true;
+        wake_.notify_one();
+    }
+
     // The writer has not come to what was handed over long ago: the disk hangs.
-    void Refuse(RequestNumber number, Written written) {
+    void Refuse(RequestNumber number, AuditRow row, Written written) {
         ++droppedCount_;
         if (number != 0) {
             refused_.insert(number);
+            row.result = kUnknownResult;
+        }
+        if (outbox_ != nullptr) {
+            outbox_->Lose(row);
         }
         if (written) {
             orders_.push_back({Order::Kind::kRefuse, 0, {}, std::move(written)});
@@ -125,9 +164,11 @@ class AuditLog::Writer {
         while (!isStopping) {
             isStopping = TakeOrders();
             NoteDoubt(clock_.Look());
+            NoteDroppedMessages(isStopping);
             WriteIfDue(isStopping);
             Answer();
             PassOn();
+            PassMessagesOn();
             hasMoreToTrim_ = isWritable_ && !isStopping && Trim();
         }
         file_.reset();
@@ -137,8 +178,11 @@ class AuditLog::Writer {
     bool TakeOrders() {
         std::vector<Order> orders;
         std::unique_lock lock(mutex_);
-        wake_.wait_until(lock, NextTime(), [this] { return isStopping_ || hasNewSettings_ || !orders_.empty(); });
-        hasNewSettings_ = false;
+        wake_.wait_until(lock, NextTime(), [this] { return isStopping_ || hasNews_ || !orders_.empty(); });
+        hasNews_ = false;
+        if (outbox_ != nullptr) {
+            outbox_->TakeRequests();
+        }
         orders.swap(orders_);
         const bool isStopping = isStopping_;
         lock.unlock();
@@ -150,7 +194,11 @@ class AuditLog::Writer {
 
     SteadyTime NextTime() const {
         const SteadyTime now = std::chrono::steady_clock::now();
-        return hasMoreToTrim_ ? now : isWritable_ ? now + kBetweenTrims : nextTrial_;
+        if (!isWritable_) {
+            return nextTrial_;
+        }
+        const SteadyTime next = hasMoreToTrim_ ? now : now + (owesCheckpoint_ ? kBetweenCheckpoints : kBetweenTrims);
+        return outbox_ != nullptr ? std::min(next, outbox_->NextTime()) : next;
     }
 
     void Take(Order& order) {
@@ -182,14 +230,18 @@ class AuditLog::Writer {
     }
 
     void PassOnLater(std::shared_ptr<const AuditRecord> record) {
-        if (record) {
-            completed_.push_back(std::move(record));
+        if (record == nullptr) {
+            return;
         }
+        if (outbox_ != nullptr) {
+            record->isDropped ? outbox_->Lose(record->row) : outbox_->Complete(record->row);
+        }
+        completed_.push_back(std::move(record));
     }
 
     void WriteIfDue(bool isLast) {
         if (isWritable_) {
-            isWritable_ = backlog_.Waiting().empty() || TryTo([this] { Write(); });
+            isWritable_ = !HasChanges(isLast) || TryTo([this] { Write(backlog_.Waiting()); });
         } else if (isLast || std::chrono::steady_clock::now() >= nextTrial_) {
             isWritable_ = TryTo([this] { Resume(); });
         }
@@ -230,9 +282,17 @@ class AuditLog::Writer {
         }
     }
 
-    void Write() {
-        file_->Write(backlog_.Waiting());
+    bool HasChanges(bool isLast) const {
+        return !backlog_.Waiting().empty() ||
+               (outbox_ != nullptr && (outbox_->IsDue() || (isLast && outbox_->HasRemoval())));
+    }
+
+    void Write(const AuditRecords& records) {
+        file_->Write(records, outbox_ != nullptr ? outbox_->Changes() : OutboxChanges{});
         backlog_.Written();
+        if (outbox_ != nullptr) {
+            outbox_->Written(file_->OpenOutbox());
+        }
     }
 
     void Resume() {
@@ -243,8 +303,7 @@ class AuditLog::Writer {
         record->row = OwnRow("audit-resumed", std::to_string(dropped - toldDropped_) + " rows dropped");
         AuditRecords records = backlog_.Waiting();
         records.push_back(record);
-        file_->Write(records);
-        backlog_.Written();
+        Write(records);
         toldDropped_ = dropped;
         completed_.push_back(record);
     }
@@ -252,8 +311,25 @@ class AuditLog::Writer {
     void OpenFile() {
         file_ = std::make_unique<AuditFile>(path_);
         const FileLock::Identity identity = file_->Identity();
-        backlog_.ContinueBehind(file_->LastId(), identity != identity_);
+        const bool isOtherFile = identity != identity_;
+        backlog_.ContinueBehind(file_->LastId(), isOtherFile);
+        if (outbox_ != nullptr) {
+            outbox_->Open(file_->OpenOutbox(), isOtherFile);
+        }
         identity_ = identity;
+    }
+
+    // The row of a request that nobody saw the end of is complete with that.
+    void EndUnderWay() {
+        if (outbox_ == nullptr) {
+            file_->EndUnderWay();
+            return;
+        }
+        for (const AuditRow& row : file_->UnderWay()) {
+            outbox_->Complete(row);
+        }
+        file_->EndUnderWay(outbox_->Changes());
+        outbox_->Written(file_->OpenOutbox());
     }
 
     void Answer() {
@@ -268,6 +344,24 @@ class AuditLog::Writer {
     void PassOn() {
         for (const auto& record : std::exchange(completed_, {})) {
             journal_.Add(record->row);
+            if (hooks_.rowCompleted) {
+                hooks_.rowCompleted(record->row);
+            }
+        }
+    }
+
+    void PassMessagesOn() {
+        if (outbox_ != nullptr && isWritable_) {
+            outbox_->Announce();
+            isWritable_ = TryTo([this] { outbox_->AnswerReads(file_->OpenOutbox()); });
+        }
+    }
+
+    void NoteDroppedMessages(bool isLast) {
+        const bool isReportable = outbox_ != nullptr && (isLast || !hasMoreToTrim_);
+        const std::optional<std::string> report = isReportable ? outbox_->DropReport(isLast) : std::nullopt;
+        if (report) {
+            PassOnLater(backlog_.Add(0, OwnRow("messages-dropped", *report)));
         }
     }
 
@@ -279,14 +373,30 @@ class AuditLog::Writer {
         }
         bool hasMore = false;
         isWritable_ = TryTo([&] {
-            hasMore = file_->Trim(bounds);
-            file_->Checkpoint(hasMoreToTrim_ && !hasMore);
+            hasMore = TrimMessages() || (hooks_.countsRows && CountRows()) || file_->Trim(bounds);
+            owesCheckpoint_ = !file_->Checkpoint(owesCheckpoint_ || (hasMoreToTrim_ && !hasMore));
         });
+        return hasMore;
+    }
+
+    bool TrimMessages() {
+        return outbox_ != nullptr && outbox_->Trim(file_->OpenOutbox(), OldestKept(hooks_.messageTime, clock_));
+    }
+
+    // In steps, as the rest: the whole of a large file takes seconds.
+    bool CountRows() {
+        const bool hasMore = file_->CountRows();
+        rowCount_ = file_->RowCount().value_or(rowCount_);
+        fileBytes_ = static_cast<std::uint64_t>(file_->Bytes());
         return hasMore;
     }
 
     const std::string path_;
     const AuditLimits limits_;
+    const AuditHooks hooks_;
+    const std::unique_ptr<OutboxQueue> outbox_;
+    // Not changed after the constructor.
+    std::optional<SystemTime> newestAtStart_;
 
     std::mutex mutex_;
     std::condition_variable wake_;
@@ -294,11 +404,14 @@ class AuditLog::Writer {
     std::vector<Order> orders_;
     std::unordered_set<RequestNumber> refused_;
     AuditSettings settings_;
-    bool hasNewSettings_ = false;
+    bool hasNews_ = false;
     bool isStopping_ = false;
 
     std::atomic<bool> isWritable_{true};
     std::atomic<std::uint64_t> droppedCount_{0};
+    // Below 0 before it is known.
+    std::atomic<std::int64_t> rowCount_{-1};
+    std::atomic<std::uint64_t> fileBytes_{0};
 
     // These belong to the thread.
     std::unique_ptr<AuditFile> file_;
@@ -311,12 +424,13 @@ class AuditLog::Writer {
     SteadyTime nextTrial_{};
     std::uint64_t toldDropped_ = 0;
     bool hasMoreToTrim_ = false;
+    bool owesCheckpoint_ = false;
     AuditJournal journal_;
     std::thread thread_;
 };
 
-AuditLog::AuditLog(const AuditSettings& settings, const AuditLimits& limits)
-    : writer_(std::make_unique<Writer>(settings, limits)) {}
+AuditLog::AuditLog(const AuditSettings& settings, const AuditLimits& limits, const AuditHooks& hooks)
+    : writer_(std::make_unique<Writer>(settings, limits, hooks)) {}
 
 AuditLog::~AuditLog() = default;
 
@@ -336,6 +450,42 @@ void AuditLog::Finish(RequestNumber number, std::string result, std::int32_t err
 
 void AuditLog::SetRetention(const AuditSettings& settings) {
     writer_->SetRetention(settings);
+}
+
+void AuditLog::Post(OutboxMessage message) {
+    writer_->Post(std::move(message));
+}
+
+void AuditLog::ReadMessages(std::int64_t after, std::size_t count, std::function<void(OutboxMessages)> reader) {
+    writer_->ReadMessages(after, count, std::move(reader));
+}
+
+void AuditLog::RemoveMessages(std::int64_t upTo) {
+    writer_->RemoveMessages(upTo);
+}
+
+void AuditLog::CountDroppedMessage() {
+    writer_->CountDroppedMessage();
+}
+
+std::uint64_t AuditLog::WaitingMessages() const {
+    return writer_->WaitingMessages();
+}
+
+std::uint64_t AuditLog::DroppedMessages() const {
+    return writer_->DroppedMessages();
+}
+
+std::optional<std::uint64_t> AuditLog::RowCount() const {
+    return writer_->RowCount();
+}
+
+std::uint64_t AuditLog::FileBytes() const {
+    return writer_->FileBytes();
+}
+
+std::optional<std::chrono::system_clock::time_point> AuditLog::NewestTimeAtStart() const {
+    return writer_->NewestTimeAtStart();
 }
 
 bool AuditLog::IsWritable() const {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "proxy/audit/OutboxMessage.h"
 #include "proxy/configuration/Configuration.h"
 
 namespace MuxProxy {
@@ -47,6 +48,27 @@ struct AuditLimits {
     // How long no row is removed for its age after the clock was set.
     std::chrono::seconds clockDoubt = std::chrono::hours(24 * 7);
     std::function<std::chrono::system_clock::time_point()> clock = &std::chrono::system_clock::now;
+    // Messages of Post() that may wait for the disk. Further ones are dropped and counted.
+    std::size_t mostPosts = 10000;
+};
+
+// What others get from the audit. Unless it says otherwise, all are called on the audit's own thread until the end of
+// the log's destructor, hold up its rows, and must not throw.
+struct AuditHooks {
+    // The message for the broker that comes with a row, if any. Called once for each row that is complete, with the row
+    // as it is written, but not for "audit-resumed". The message is in the file if and only if the completed row is.
+    // Also called, by any thread, for a row for which there is no room, whose message is then counted as dropped.
+    // Without this function there is no outbox.
+    std::function<std::optional<OutboxMessage>(const AuditRow&)> makeMessage = {};
+    // Messages were added to the outbox and can be read.
+    std::function<void()> messagesAdded = {};
+    // How long messages may wait for the broker, and how many, before the oldest are dropped.
+    std::chrono::hours messageTime = std::chrono::hours(24 * 7);
+    std::size_t mostMessages = 100000;
+    // Each row that is complete, as the journal gets it: also when the disk is full.
+    std::function<void(const AuditRow&)> rowCompleted = {};
+    // Whether RowCount() and FileBytes() are kept up to date.
+    bool countsRows = false;
 };
 
 // Writes the audit: a SQLite file (WAL, synchronous=FULL) and the same as structured fields in the journal. A thread of
@@ -54,6 +76,9 @@ struct AuditLimits {
 //
 // While the file cannot be written, rows wait in memory, and are written when it can be again. A row ("proxy",
 // "audit-failed") has the reason, and another one ("audit-resumed") counts the rows for which there was no room.
+//
+// With a function that makes messages, the same file has an outbox: messages that wait for the broker. Those of rows
+// are written in the same commit. While the file cannot be written they wait with their rows.
 //
 // The functions may be called by one thread, the network loop.
 class AuditLog {
@@ -65,7 +90,7 @@ class AuditLog {
     // Opens the file, creates it when it is missing, and ends what an earlier process left under way: rows of requests
     // without a result get "unknown". Throws std::runtime_error with a sentence for people when it cannot be opened, is
     // another program's or is in use by another process.
-    explicit AuditLog(const AuditSettings& settings, const AuditLimits& limits = {});
+    explicit AuditLog(const AuditSettings& settings, const AuditLimits& limits = {}, const AuditHooks& hooks = {});
     // Writes what was handed over, then closes the file.
     ~AuditLog();
     AuditLog(const AuditLog&) = delete;
@@ -81,6 +106,35 @@ class AuditLog {
 
     // Shortens cards from now on, or no longer; keeps rows as long as this says. The path of the file does not change.
     void SetRetention(const AuditSettings& settings);
+
+    // A message that comes with no row; its number and ID are not used. Written with the next commit, which is not
+    // waited for. Nothing without an outbox, as the next two.
+    void Post(OutboxMessage message);
+
+    // Reads the oldest messages with numbers above `after`, at most `count`: of what was handed over before this call,
+    // and is not removed. `reader` is called on the audit's own thread: at once if there are none, but while the file
+    // cannot be read it waits until it can, and it is not called after the end. Must not throw.
+    void ReadMessages(std::int64_t after, std::size_t count, std::function<void(OutboxMessages)> reader);
+
+    // The broker has the messages up to this number. They are gone from the file with the next commit, at the latest
+    // after a second; after a crash they may be read once more.
+    void RemoveMessages(std::int64_t upTo);
+
+    // A message that is removed without having reached the broker. Any thread.
+    void CountDroppedMessage();
+
+    // How many messages wait for the broker or the disk, and how many were dropped since the start. Any thread.
+    std::uint64_t WaitingMessages() const;
+    std::uint64_t DroppedMessages() const;
+
+    // Rows in the file, and its size with what is free in it. Nothing and 0 until they are known, which takes a while
+    // in a large file. Any thread.
+    std::optional<std::uint64_t> RowCount() const;
+    std::uint64_t FileBytes() const;
+
+    // The latest time of a row that an earlier process wrote. Times more than a day ahead of the clock do not count, so
+    // that a clock that was once far ahead has no effect for ever. Any thread.
+    std::optional<std::chrono::system_clock::time_point> NewestTimeAtStart() const;
 
     // Whether the last commit succeeded. Any thread.
     bool IsWritable() const;

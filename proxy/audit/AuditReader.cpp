@@ -23,9 +23,6 @@ const char* const kFilter =
     " AND (?4 IS NULL OR gateway = ?4) AND (?5 IS NULL OR lock = ?5) AND (?6 IS NULL OR client = ?6)"
     " AND (?7 IS NULL OR kind = ?7) AND (?8 IS NULL OR result = ?8) ";
 
-const char* const kColumns =
-    "SELECT id, time, kind, client, address, operation, gateway, lock, card, result, errorCode, milliseconds, remark";
-
 // The order of the rows is that of their times, and of their coming within one time.
 struct Place {
     std::int64_t time = std::numeric_limits<std::int64_t>::min();
@@ -73,27 +70,8 @@ Place PlaceOfLast(const Database& database, const AuditQuery& query) {
     return {statement.Number(0).value_or(0), statement.Number(1).value_or(0)};
 }
 
-std::optional<std::int32_t> Number32(const std::optional<std::int64_t>& number) {
-    return number ? std::make_optional(static_cast<std::int32_t>(*number)) : std::nullopt;
-}
-
 AuditEntry EntryOf(const Statement& statement) {
-    AuditEntry entry;
-    entry.id = statement.Number(0).value_or(0);
-    AuditRow& row = entry.row;
-    row.time = std::chrono::system_clock::time_point(std::chrono::milliseconds(statement.Number(1).value_or(0)));
-    row.kind = statement.Text(2);
-    row.client = statement.Text(3);
-    row.address = statement.Text(4);
-    row.operation = statement.Text(5);
-    row.gateway = Number32(statement.Number(6));
-    row.lock = Number32(statement.Number(7));
-    row.card = statement.Text(8);
-    row.result = statement.Text(9);
-    row.errorCode = Number32(statement.Number(10)).value_or(0);
-    row.elapsed = std::chrono::milliseconds(statement.Number(11).value_or(0));
-    row.remark = statement.Text(12);
-    return entry;
+    return {statement.Number(0).value_or(0), AuditRowOf(statement, 1)};
 }
 
 // Reads the next rows, and lets go of the file before they are printed.
@@ -115,7 +93,8 @@ std::vector<AuditEntry> NextEntries(Statement& statement, const AuditQuery& quer
 int RunAudit(const AuditQuery& query, std::ostream& output) {
     const std::unique_ptr<Database> database = OpenForReading(query.file);
     Place place = query.limit != 0 ? PlaceOfLast(*database, query) : FirstPlace(query);
-    Statement statement = database->Prepare(std::string(kColumns) + kFilter + "ORDER BY time, id LIMIT ?9");
+    Statement statement =
+        database->Prepare(std::string("SELECT id, ") + kAuditColumns + kFilter + "ORDER BY time, id LIMIT ?9");
     const std::unique_ptr<AuditPrinter> printer = MakeAuditPrinter(query.format, query.isUtc, output);
     std::vector<AuditEntry> entries;
     do {
@@ -126,6 +105,21 @@ int RunAudit(const AuditQuery& query, std::ostream& output) {
         throw std::runtime_error("the output cannot be written");
     }
     return 0;
+}
+
+std::vector<AuditRow> ReadBatteryEvents(const std::string& file) {
+    std::error_code error;
+    if (std::filesystem::file_size(file, error) == 0 || error) {
+        return {};
+    }
+    const std::unique_ptr<Database> database = OpenForReading(file);
+    Statement statement = database->Prepare(std::string("SELECT ") + kAuditColumns + " FROM audit WHERE " +
+                                            kIsAboutBatteries + " ORDER BY id");
+    std::vector<AuditRow> rows;
+    while (statement.Step()) {
+        rows.push_back(AuditRowOf(statement));
+    }
+    return rows;
 }
 
 }  // namespace MuxProxy

@@ -5,6 +5,9 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
+
+#include "proxy/audit/AuditLog.h"
 
 namespace MuxProxy {
 
@@ -33,5 +36,8 @@ struct AuditQuery {
 // time, so that nothing is held up when the output is slow. Throws std::runtime_error with a sentence for people when
 // the file cannot be read or the output cannot be written.
 int RunAudit(const AuditQuery& query, std::ostream& output);
+
+// The rows of events about batteries, oldest first; none if there is no such file. Throws as above.
+std::vector<AuditRow> ReadBatteryEvents(const std::string& file);
 
 }  // namespace MuxProxy

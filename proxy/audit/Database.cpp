@@ -122,6 +122,10 @@ void Statement::BindOne(int index, const std::string& value) {
     Check(sqlite3_bind_text64(statement_.get(), index, value.data(), value.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
 }
 
+void Statement::BindOne(int index, const Blob& value) {
+    Check(sqlite3_bind_blob64(statement_.get(), index, value.bytes.data(), value.bytes.size(), SQLITE_TRANSIENT));
+}
+
 void Database::Close::operator()(sqlite3* database) const {
     sqlite3_close_v2(database);
 }
@@ -158,19 +162,22 @@ bool Database::IsInTransaction() const {
     return sqlite3_get_autocommit(database_.get()) == 0;
 }
 
-void Database::Checkpoint() const {
-    Checkpoint(SQLITE_CHECKPOINT_PASSIVE);
+bool Database::Checkpoint() const {
+    return Checkpoint(SQLITE_CHECKPOINT_PASSIVE);
 }
 
 void Database::EmptyLog() const {
     Checkpoint(SQLITE_CHECKPOINT_TRUNCATE);
 }
 
-void Database::Checkpoint(int mode) const {
-    const int code = sqlite3_wal_checkpoint_v2(database_.get(), "main", mode, nullptr, nullptr);
+bool Database::Checkpoint(int mode) const {
+    int pages = 0;
+    int moved = 0;
+    const int code = sqlite3_wal_checkpoint_v2(database_.get(), "main", mode, &pages, &moved);
     if (code != SQLITE_OK && code != SQLITE_BUSY) {
         Fail(database_.get(), PathOf(database_.get()));
     }
+    return code == SQLITE_OK && moved == pages;
 }
 
 // After some errors SQLite has rolled back already.

@@ -17,6 +17,11 @@ class AuditFileError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Bytes of any value, as a parameter. No copy.
+struct Blob {
+    const std::string& bytes;
+};
+
 // A prepared statement. Every function throws AuditFileError when SQLite fails. One thread; not longer than its
 // database.
 class Statement {
@@ -39,7 +44,7 @@ class Statement {
     // The first column of the first row, or nothing; leaves no transaction open.
     std::optional<std::int64_t> FirstNumber();
 
-    // Columns of the current row, from 0 on. Null is empty.
+    // Columns of the current row, from 0 on. Null is empty. The text of a blob has its bytes.
     std::optional<std::int64_t> Number(int column) const;
     std::string Text(int column) const;
 
@@ -52,6 +57,7 @@ class Statement {
 
     void BindOne(int index, std::int64_t value);
     void BindOne(int index, const std::string& value);
+    void BindOne(int index, const Blob& value);
     // Nothing is null.
     template <typename Value>
     void BindOne(int index, const std::optional<Value>& value) {
@@ -85,8 +91,9 @@ class Database {
     // Whether the path names this file no more.
     bool HasMoved() const;
     bool IsInTransaction() const;
-    // Moves what it can from the write-ahead log to the file, without waiting for anyone.
-    void Checkpoint() const;
+    // Moves what it can from the write-ahead log to the file, without waiting for anyone. False when something stays
+    // behind, because a reader still needs the file as it is.
+    bool Checkpoint() const;
     // Moves everything and empties the write-ahead log; waits for readers a while.
     void EmptyLog() const;
     // Pages in the write-ahead log after the last commit.
@@ -97,7 +104,7 @@ class Database {
         void operator()(sqlite3* database) const;
     };
 
-    void Checkpoint(int mode) const;
+    bool Checkpoint(int mode) const;
 
     std::unique_ptr<int> logPages_ = std::make_unique<int>(0);
     std::unique_ptr<sqlite3, Close> database_;

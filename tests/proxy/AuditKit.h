@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -12,6 +13,8 @@
 #include "tests/support/TemporaryFolder.h"
 
 namespace MuxProxy {
+
+constexpr std::uintmax_t kMebibyteOfFile = 1048576;
 
 // A row with nothing but these.
 inline AuditRow RowOf(const std::string& kind,

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdio>
 
+#include "proxy/audit/Database.h"
 #include "tests/proxy/AuditKit.h"
 #include "tests/proxy/HostCalls.h"
 #include "tests/support/Process.h"
@@ -20,8 +21,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-
-constexpr std::uintmax_t kMebibyteOfFile = 1048576;
 
 struct AuditLogTest : testing::Test {
     // Rows of this time, as a flood of requests would bring them; returns when they are on disk.
@@ -295,6 +294,19 @@ TEST_F(AuditLogTest, AClockThatWasSetWhileNoProxyRanRemovesNothing) {
                                            HasSubstr("row"), HasSubstr("row")));
 }
 
+TEST_F(AuditLogTest, KnowsTheNewestTimeThatAnEarlierProcessWrote) {
+    const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    EXPECT_FALSE(AuditLog(folder.Settings()).NewestTimeAtStart());
+    {
+        AuditLog log(folder.Settings());
+        for (const int hours : {-1, 23, -2, 25}) {
+            ASSERT_TRUE(AddAndWait(log, 0, RowOf("row", now + std::chrono::hours(hours))));
+        }
+        EXPECT_FALSE(log.NewestTimeAtStart());
+    }
+    EXPECT_TRUE(AuditLog(folder.Settings()).NewestTimeAtStart() == now + std::chrono::hours(23));
+}
+
 TEST_F(AuditLogTest, RowsAboutDoorsStayLongest) {
     AuditSettings settings = folder.Settings();
     settings.mebibytes = 2;
@@ -302,10 +314,12 @@ TEST_F(AuditLogTest, RowsAboutDoorsStayLongest) {
     AuditRow row = OpeningBy("reception");
     row.result = "ack";
     ASSERT_TRUE(AddAndWait(log, 0, row));
-    row.operation = "status";
     row.remark = std::string(300, 'r');
     for (int number = 1; number <= 20000; ++number) {
         row.lock = number;
+        // Not fresh, not signed, or only asked.
+        row.operation = number % 3 == 2 ? "status" : "open";
+        row.errorCode = number % 3 == 2 ? 0 : number % 3 - 8;
         number % 1000 == 0 ? static_cast<void>(AddAndWait(log, 0, row)) : log.Add(0, row);
     }
     EXPECT_TRUE(Testing::WaitUntil([this] { return FileSize() <= 2 * kMebibyteOfFile; }, std::chrono::seconds(60)));
@@ -313,6 +327,21 @@ TEST_F(AuditLogTest, RowsAboutDoorsStayLongest) {
     EXPECT_THAT(rows.front(), HasSubstr("open,1,5"));
     EXPECT_THAT(rows.back(), HasSubstr("status,1,20000"));
     EXPECT_GT(rows.size(), 900U);
+}
+
+TEST_F(AuditLogTest, UpdatesTheIndexOfAnOlderVersion) {
+    const auto index = [](const Database& database) {
+        Statement statement = database.Prepare("SELECT sql FROM sqlite_schema WHERE name = 'auditOthers'");
+        return statement.Step() ? statement.Text(0) : "";
+    };
+    ASSERT_TRUE(AddAndWait(*std::make_unique<AuditLog>(folder.Settings()), 0, RowOf("row")));
+    const Database database(folder.File(), Database::Access::kReadWrite);
+    const std::string wanted = index(database);
+    EXPECT_THAT(wanted, HasSubstr("-8"));
+    database.Execute("DROP INDEX auditOthers");
+    database.Execute("CREATE INDEX auditOthers ON audit (id) WHERE kind <> 'request'");
+    ASSERT_TRUE(AddAndWait(*std::make_unique<AuditLog>(folder.Settings()), 0, RowOf("row")));
+    EXPECT_EQ(index(database), wanted);
 }
 
 TEST_F(AuditLogTest, RemovesTheOldestRowsWhenTheFileIsTooLarge) {
@@ -328,6 +357,25 @@ TEST_F(AuditLogTest, RemovesTheOldestRowsWhenTheFileIsTooLarge) {
         std::chrono::seconds(60)))
         << FileSize();
     EXPECT_THAT(folder.Rows().back(), HasSubstr("open,1,20000"));
+}
+
+TEST_F(AuditLogTest, MakesTheFileSmallerWhenItsReadersHaveGone) {
+    AuditSettings settings = folder.Settings();
+    AuditLog log(settings);
+    Flood(log, 20000, std::chrono::system_clock::now());
+    ASSERT_TRUE(Testing::WaitUntil([this] { return FileSize() > 4 * kMebibyteOfFile; }));
+    {
+        const Database reader(folder.File(), Database::Access::kReadOnly);
+        reader.Execute("BEGIN");
+        ASSERT_EQ(reader.Number("SELECT count(*) FROM audit"), 20000);
+        settings.mebibytes = 2;
+        log.SetRetention(settings);
+        const Database other(folder.File(), Database::Access::kReadOnly);
+        ASSERT_TRUE(
+            Testing::WaitUntil([&] { return other.Number("PRAGMA page_count") <= 512; }, std::chrono::seconds(60)));
+    }
+    EXPECT_TRUE(Testing::WaitUntil([this] { return FileSize() <= 2 * kMebibyteOfFile; }, std::chrono::seconds(30)))
+        << FileSize();
 }
 
 }  // namespace
