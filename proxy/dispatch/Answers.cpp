@@ -19,13 +19,15 @@ struct RefusalText {
 };
 
 // By the refusal's number, from -1 downwards.
-constexpr std::array<RefusalText, 6> kRefusals = {{
+constexpr std::array<RefusalText, 8> kRefusals = {{
     {"not-allowed", "Not allowed"},
     {"not-valid", "Not a valid request"},
     {"not-sent", "Not sent"},
     {"no-answer", "No answer in time, it may have been done"},
     {"mux-away", "Not sent, the Mux cannot be reached"},
     {"not-audited", "Not sent, the audit cannot be written"},
+    {"not-fresh", "Not a fresh command"},
+    {"not-signed", "Not signed as this site requires"},
 }};
 
 const RefusalText& TextOf(Refusal refusal) {
@@ -69,6 +71,7 @@ std::string NackText(const std::string& clientId, Refusal refusal, std::string_v
 MuxText ReadMuxText(const std::string& text) {
     const MuxClient::Message message = MuxClient::ParseMessage(text);
     MuxText read;
+    read.status = message.status;
     read.id = message.id;
     read.isEvent = message.IsEvent();
     read.isAck = message.IsAck();

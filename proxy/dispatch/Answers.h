@@ -31,6 +31,8 @@ struct MuxText {
     std::int32_t gateway = 0;
     std::uint16_t lockBits = 0;
     std::string card;
+    // Of the ACK to a status request.
+    std::optional<MuxClient::LockStatus> status;
 };
 
 // Throws MuxClient::ProtocolError if the text is none of a Mux. Any thread.

@@ -93,8 +93,7 @@ void Dispatcher::SetRights(std::shared_ptr<const Rights> rights) {
     rights_ = std::move(rights);
     std::vector<RequestNumber> refused;
     for (const auto& [number, request] : requests_) {
-        const bool isAllowed = rights_->Allows(request.client, request.content.kind->right, request.content.lock);
-        if (request.state != State::kSent && !isAllowed) {
+        if (request.state != State::kSent && !MayDo(request.client, request.content)) {
             refused.push_back(number);
         }
     }
@@ -102,6 +101,10 @@ void Dispatcher::SetRights(std::shared_ptr<const Rights> rights) {
         Withdraw(number);
         End(number, Refusal::kNotAllowed, "");
     }
+}
+
+bool Dispatcher::MayDo(const std::string& client, const ProxyRequest& request) const {
+    return client.empty() || rights_->Allows(client, request.kind->right, request.lock);
 }
 
 ConnectionNumber Dispatcher::Connected(ClientIdentity client) {
@@ -142,7 +145,7 @@ bool Dispatcher::Received(ConnectionNumber connection, std::string_view text) {
     }
     auto& request = std::get<ProxyRequest>(read);
     AuditRow row = RequestRow(client, request);
-    if (!rights_->Allows(client.name, request.kind->right, request.lock)) {
+    if (!MayDo(client.name, request)) {
         return Refuse(connection, std::move(row), request.clientId, Refusal::kNotAllowed, "");
     }
     if (isEnding_ || !HasRoom(client.name, request)) {
@@ -279,6 +282,21 @@ std::optional<Time> Dispatcher::NextTime() const {
     return next;
 }
 
+bool Dispatcher::IsFree(std::int32_t gateway) const {
+    const auto queue = queues_.find(gateway);
+    return IsMuxReady() && (queue == queues_.end() || queue->second.Length() == 0);
+}
+
+std::map<std::int32_t, std::size_t> Dispatcher::QueueLengths() const {
+    std::map<std::int32_t, std::size_t> lengths;
+    for (const auto& [gateway, queue] : queues_) {
+        if (queue.Length() != 0) {
+            lengths.emplace(gateway, queue.Length());
+        }
+    }
+    return lengths;
+}
+
 void Dispatcher::Send(RequestNumber number) {
     Request& request = requests_.at(number);
     const MuxClient::Request written = WriteRequest(request.content);
@@ -354,6 +372,9 @@ void Dispatcher::TakeAnswer(const MuxText& read, const std::string& text) {
     const Request& request = requests_.at(number);
     const std::int32_t gateway = request.content.lock.gateway;
     const std::string answer = Readdressed(text, request.content.clientId);
+    if (read.status) {
+        ports_.StatusCame(request.content.lock, *read.status);
+    }
     queues_.at(gateway).Answered(number);
     Complete(number, answer, read.isAck ? "ack" : "nack", read.errorCode, "");
     AdvanceQueue(gateway);
@@ -379,7 +400,7 @@ void Dispatcher::TakeLateAnswer(const MuxText& read) {
 void Dispatcher::TakeEvent(const MuxText& read, const std::string& text) {
     audit_.Add(0, EventRow(read));
     for (const auto& [number, client] : connections_) {
-        if (rights_->SeesEvent(client.name, read.gateway, read.lockBits)) {
+        if (client.wantsEvents && rights_->SeesEvent(client.name, read.gateway, read.lockBits)) {
             ports_.SendToClient(number, text);
         }
     }

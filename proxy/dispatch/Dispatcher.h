@@ -21,9 +21,11 @@ using ConnectionNumber = std::uint64_t;
 
 // Who is connected. A value.
 struct ClientIdentity {
-    // The common name of its certificate.
+    // The common name of its certificate, or who asks by the broker; empty for the proxy itself, which may do
+    // everything.
     std::string name;
     std::string address;
+    bool wantsEvents = true;
 };
 
 // What the dispatcher needs of the world around it. Called by the thread that calls the dispatcher; none of these calls
@@ -38,6 +40,8 @@ class DispatcherPorts {
     virtual void SendToMux(const std::string& text) = 0;
     // Where the audit's thread hands its news over to the network loop, which then calls Dispatcher::Audited().
     virtual void PostAudited(RequestNumber request, bool isWritten) = 0;
+    // Somebody asked for the status of a lock, and this is it.
+    virtual void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) = 0;
 };
 
 // From a client's text to its one answer: checks rights, audits, queues, sends under an identifier of the proxy's own
@@ -75,6 +79,12 @@ class Dispatcher {
     void Advance();
     // When Advance() is due again, unless something happens before.
     std::optional<Time> NextTime() const;
+
+    bool IsMuxReady() const;
+    // Whether a request to this gateway would go at once.
+    bool IsFree(std::int32_t gateway) const;
+    // How many requests wait for each gateway or for its answer; those to which none does are left out.
+    std::map<std::int32_t, std::size_t> QueueLengths() const;
 
   private:
     enum class State : std::uint8_t { kAuditing, kQueued, kSent };
@@ -119,7 +129,7 @@ class Dispatcher {
     void TakeAnswer(const MuxText& read, const std::string& text);
     void TakeLateAnswer(const MuxText& read);
     void TakeEvent(const MuxText& read, const std::string& text);
-    bool IsMuxReady() const;
+    bool MayDo(const std::string& client, const ProxyRequest& request) const;
 
     DispatcherPorts& ports_;
     AuditLog& audit_;

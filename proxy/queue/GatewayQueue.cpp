@@ -128,6 +128,14 @@ void GatewayQueue::LoseSent(std::vector<QueueWork::Ended>& ended) {
     unansweredInARow_ = 0;
 }
 
+std::size_t GatewayQueue::Length() const {
+    std::size_t length = open_.size();
+    for (const Turn& turn : turns_) {
+        length += turn.requests.size();
+    }
+    return length;
+}
+
 std::optional<Time> GatewayQueue::NextTime(bool isMuxThere) const {
     std::optional<Time> next;
     const auto consider = [&next](Time time) { next = next ? std::min(*next, time) : time; };

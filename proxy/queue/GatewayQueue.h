@@ -86,6 +86,8 @@ class GatewayQueue {
     std::optional<Time> NextTime(bool isMuxThere) const;
 
     bool IsSilent() const { return unansweredInARow_ >= kSilentAfter; }
+    // Requests that wait for their turn or their answer.
+    std::size_t Length() const;
     // No request is waiting or open, and it remembers nothing.
     bool IsIdle() const { return open_.empty() && turns_.empty() && unansweredInARow_ == 0; }
 

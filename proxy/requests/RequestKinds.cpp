@@ -89,4 +89,10 @@ const RequestKind* FindRequestKind(std::int32_t code) {
     return kind != std::end(kKinds) ? kind : nullptr;
 }
 
+const RequestKind* FindRequestKind(std::string_view name) {
+    const auto hasName = [name](const RequestKind& kind) { return kind.name == name; };
+    const auto* const kind = std::find_if(std::begin(kKinds), std::end(kKinds), hasName);
+    return kind != std::end(kKinds) ? kind : nullptr;
+}
+
 }  // namespace MuxProxy

@@ -34,5 +34,7 @@ struct RequestKind {
 
 // Null for a code that no gateway executes. Any thread.
 const RequestKind* FindRequestKind(std::int32_t code);
+// Null for another name than one of a row. Any thread.
+const RequestKind* FindRequestKind(std::string_view name);
 
 }  // namespace MuxProxy

@@ -30,6 +30,10 @@ class Ports : public DispatcherPorts {
         audited_.emplace_back(request, isWritten);
     }
 
+    void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) override {
+        statuses.emplace_back(lock.lock, status.batteryStatus);
+    }
+
     std::pair<RequestNumber, bool> WaitAudited() {
         Testing::WaitUntil([this] { return HasAudited(); });
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -41,6 +45,7 @@ class Ports : public DispatcherPorts {
     Time now{seconds(1000)};
     std::vector<std::pair<ConnectionNumber, std::string>> answers;
     std::vector<MuxClient::Request> toMux;
+    std::vector<std::pair<std::int32_t, std::int32_t>> statuses;
 
   private:
     bool HasAudited() {
@@ -227,10 +232,27 @@ TEST_F(DispatcherTest, WhatWaitsLosesItsRightsToo) {
 
 TEST_F(DispatcherTest, EventsGoToThoseWhoMaySeeThem) {
     dispatcher.Connected({"stranger", "192.0.2.3"});
+    dispatcher.Connected({"reception", "mqtt", false});
     const std::string event =
         R"({"Timestamp":1,"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,"timestamp":"1:2:3 4-5-2026","RFIDData":"04A1"}})";
     dispatcher.MuxSent(event);
     EXPECT_THAT(ports.answers, ElementsAre(std::pair(reception, event)));
+}
+
+TEST_F(DispatcherTest, TheProxyItselfMayAskAndItsQuestionsStayWhenRightsChange) {
+    EXPECT_TRUE(dispatcher.IsFree(9));
+    const ConnectionNumber itself = dispatcher.Connected({"", "status-round", false});
+    dispatcher.Received(itself, Text(12, "first", 9));
+    dispatcher.Received(itself, Text(12, "second", 9));
+    EXPECT_FALSE(dispatcher.IsFree(9));
+    EXPECT_THAT(dispatcher.QueueLengths(), ElementsAre(std::pair(9, 2)));
+    dispatcher.SetRights(std::make_shared<const Rights>(std::vector<Rule>{}));
+    dispatcher.MuxSent(
+        R"({"Timestamp":1,"MessageID":")" + ports.toMux.at(0).id +
+        R"(","MessageCode":0,"Data":{"BatteryStatus":3,"QoS":2,"MechanicalActive":false,"BatteryWarningLevel":true,"BatteryAlarmLevel":false,"ScandinavianFireMode":false,"ReaderConnected":true}})");
+    EXPECT_THAT(Answers(), ElementsAre("first:0"));
+    EXPECT_THAT(ports.statuses, ElementsAre(std::pair(5, 3)));
+    EXPECT_EQ(ports.toMux.size(), 2U);
 }
 
 }  // namespace
