@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,52 @@ struct AuditSettings {
     bool wholeCards = false;
 };
 
+// Messages that let Home Assistant find the locks.
+struct DiscoverySettings {
+    std::string prefix = "homeassistant";
+    // Whose rights its commands have: the last level of their topics.
+    std::string client = "home-assistant";
+};
+
+// The broker, and what it gets and may ask for. Files are in PEM.
+struct MqttSettings {
+    std::string host;
+    // 0 stands for the usual one, which the reader of the file puts in.
+    std::uint16_t port = 0;
+    // Signs the broker's certificate; without it the connection is not encrypted.
+    std::string authority;
+    // Both or none; the proxy's own.
+    std::string certificate;
+    std::string key;
+    std::string user;
+    // Its first line is the password.
+    std::string passwordFile;
+    // The site's level of the topics, below the prefix.
+    std::string site;
+    std::string prefix = "dw-hal-mux";
+    // Whether messages have the whole data of a card, as far as the audit does.
+    bool wholeCards = false;
+    // How long messages wait for the broker, and how many, before the oldest are dropped.
+    std::uint32_t waitingDays = 7;
+    std::uint32_t waitingCount = 100000;
+    // A JWK Set of public keys; with it, only commands signed by one of them are accepted.
+    std::string commandKeys;
+    std::optional<DiscoverySettings> discovery;
+
+    bool IsEncrypted() const { return !authority.empty(); }
+};
+
+// Where metrics are read by HTTP.
+struct MetricsSettings {
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 9556;
+};
+
+// How often each lock is asked for its status.
+struct StatusRoundSettings {
+    std::chrono::hours interval{6};
+};
+
 // The configuration file of the proxy. A value.
 struct Configuration {
     ListenSettings listen;
@@ -59,6 +106,13 @@ struct Configuration {
     LimitSettings limits;
     AuditSettings audit;
     std::vector<Rule> rules;
+    // Each is off without its section.
+    std::optional<MqttSettings> mqtt;
+    std::optional<MetricsSettings> metrics;
+    std::optional<StatusRoundSettings> statusRound;
+
+    // Whether it has sections of services, with libraries that a plain site does not load.
+    bool NeedsServices() const { return mqtt || metrics; }
 };
 
 }  // namespace MuxProxy

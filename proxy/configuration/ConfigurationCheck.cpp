@@ -6,14 +6,13 @@
 #include <map>
 #include <set>
 
-#include "json/Reading.h"
 #include "proxy/configuration/ConfigurationReader.h"
+#include "proxy/configuration/MuxLocks.h"
 #include "proxy/net/Certificates.h"
 
 namespace MuxProxy {
 namespace {
 
-using rapidjson::Value;
 using LocksByGateway = std::map<std::int32_t, std::set<std::int32_t>>;
 using Findings = std::vector<Finding>;
 
@@ -32,13 +31,20 @@ Finding WarningFinding(std::string text) {
     return {false, 0, 0, std::move(text)};
 }
 
-void CheckAddresses(const ListenSettings& listen, Findings& findings) {
-    for (const std::string& address : listen.addresses) {
-        boost::system::error_code error;
-        boost::asio::ip::make_address(address, error);
-        if (error) {
-            findings.push_back(ErrorFinding("Listen/Addresses: " + address + " is no IP address"));
-        }
+void CheckAddress(const char* member, const std::string& address, Findings& findings) {
+    boost::system::error_code error;
+    boost::asio::ip::make_address(address, error);
+    if (error) {
+        findings.push_back(ErrorFinding(member + (": " + address) + " is no IP address"));
+    }
+}
+
+void CheckAddresses(const Configuration& configuration, Findings& findings) {
+    for (const std::string& address : configuration.listen.addresses) {
+        CheckAddress("Listen/Addresses", address, findings);
+    }
+    if (configuration.metrics) {
+        CheckAddress("Metrics/Address", configuration.metrics->address, findings);
     }
 }
 
@@ -59,35 +65,13 @@ std::string EndText(std::chrono::seconds left) {
     return left.count() < 0 ? "ended " + days + " days ago" : "ends in " + days + " days";
 }
 
-std::optional<std::int32_t> IdIn(const Value& object) {
-    const Value* const id = object.IsObject() ? Json::FindMember(object, "ID") : nullptr;
-    return id != nullptr && id->IsInt() ? std::make_optional(id->GetInt()) : std::nullopt;
-}
-
-// The array with this name; an empty one if there is none.
-const Value& ArrayIn(const Value& object, const char* name) {
-    static const Value none(rapidjson::kArrayType);
-    const Value* const array = object.IsObject() ? Json::FindMember(object, name) : nullptr;
-    return array != nullptr && array->IsArray() ? *array : none;
-}
-
 void AddLocksOfTheMux(const std::string& file, LocksByGateway& locks, Findings& findings) {
-    rapidjson::Document root;
     try {
-        if (!Json::Parse(ReadConfigurationFile(file), root)) {
-            findings.push_back(WarningFinding("the Mux's configuration " + file + " is not JSON" + kUncheckedEvents));
+        for (const MuxLock& lock : ReadMuxLocks(file)) {
+            locks[lock.address.gateway].insert(lock.address.lock);
         }
     } catch (const ConfigurationError& error) {
         findings.push_back(WarningFinding(std::string("the Mux's configuration ") + error.what() + kUncheckedEvents));
-    }
-    for (const Value& gateway : ArrayIn(root, "Gateways").GetArray()) {
-        for (const Value& device : ArrayIn(gateway, "Devices").GetArray()) {
-            const std::optional<std::int32_t> gatewayId = IdIn(gateway);
-            const std::optional<std::int32_t> lockId = IdIn(device);
-            if (gatewayId && lockId) {
-                locks[*gatewayId].insert(*lockId);
-            }
-        }
     }
 }
 
@@ -150,15 +134,20 @@ std::vector<Finding> CheckExpiry(const CertificateSettings& settings) {
     return findings;
 }
 
-std::vector<Finding> CheckConfiguration(const std::string& file) {
+std::vector<Finding> CheckConfiguration(const std::string& file,
+                                        std::vector<Finding> (*checkServices)(const Configuration&)) {
     const ReadResult read = ReadConfiguration(ReadConfigurationFile(file));
     Findings findings = read.findings;
     if (!read.IsUsable()) {
         return findings;
     }
     const Configuration& configuration = read.configuration;
-    CheckAddresses(configuration.listen, findings);
+    CheckAddresses(configuration, findings);
     CheckCertificates(configuration.certificates, findings);
+    if (checkServices != nullptr) {
+        const Findings ofServices = checkServices(configuration);
+        findings.insert(findings.end(), ofServices.begin(), ofServices.end());
+    }
     LocksByGateway locks;
     if (!configuration.mux.configuration.empty()) {
         AddLocksOfTheMux(configuration.mux.configuration, locks, findings);

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 
 #include "json/FaultText.h"
@@ -15,6 +16,16 @@ namespace MuxProxy {
 namespace {
 
 using rapidjson::Value;
+
+constexpr std::size_t kMostSiteLength = 64;
+constexpr std::size_t kMostPrefixLength = 255;
+constexpr std::size_t kMostClientLength = 64;
+constexpr std::uint16_t kPlainMqttPort = 1883;
+constexpr std::uint16_t kEncryptedMqttPort = 8883;
+
+constexpr const char* kSiteRule = "1 to 64 letters, digits, \"-\" or \"_\"";
+constexpr const char* kPrefixRule = "levels of letters, digits, \"-\" or \"_\" with \"/\" between them";
+constexpr const char* kClientRule = "1 to 64 bytes without \"+\", \"#\" and \"/\"";
 
 ObjectMembers RuleMembers(ObjectReader& reader, Rule& rule) {
     return {ObjectReader::Required(reader.Texts("Clients", rule.clients)),
@@ -27,6 +38,64 @@ ObjectMember Rules(ObjectReader& reader, std::vector<Rule>& rules) {
     return reader.Array("Rules", [&](const Value& value, const std::string& pointer) {
         reader.Read(value, pointer, RuleMembers(reader, rules.emplace_back()));
     });
+}
+
+// What may be a level of a topic that the proxy publishes: nothing that brokers and their access lists treat specially.
+bool IsLevel(std::string_view text) {
+    constexpr const char* kCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    return !text.empty() && text.find_first_not_of(kCharacters) == std::string_view::npos;
+}
+
+bool IsSite(std::string_view text) {
+    return text.size() <= kMostSiteLength && IsLevel(text);
+}
+
+bool IsPrefix(std::string_view text) {
+    if (text.size() > kMostPrefixLength) {
+        return false;
+    }
+    for (std::size_t slash = text.find('/'); slash != std::string_view::npos; slash = text.find('/')) {
+        if (!IsLevel(text.substr(0, slash))) {
+            return false;
+        }
+        text.remove_prefix(slash + 1);
+    }
+    return IsLevel(text);
+}
+
+bool IsClientLevel(std::string_view text) {
+    constexpr std::string_view kOthers("+#/\0", 4);
+    return !text.empty() && text.size() <= kMostClientLength && text.find_first_of(kOthers) == std::string_view::npos;
+}
+
+ObjectMembers DiscoveryMembers(ObjectReader& reader, DiscoverySettings& into) {
+    return {reader.Text("Prefix", into.prefix, &IsPrefix, kPrefixRule),
+            reader.Text("Client", into.client, &IsClientLevel, kClientRule)};
+}
+
+ObjectMembers MqttMembers(ObjectReader& reader, MqttSettings& into) {
+    return {ObjectReader::Required(reader.Text("Host", into.host)),
+            reader.Port("Port", into.port),
+            reader.Text("Authority", into.authority),
+            reader.Text("Certificate", into.certificate),
+            reader.Text("Key", into.key),
+            reader.Text("User", into.user),
+            reader.Text("PasswordFile", into.passwordFile),
+            ObjectReader::Required(reader.Text("Site", into.site, &IsSite, kSiteRule)),
+            reader.Text("Prefix", into.prefix, &IsPrefix, kPrefixRule),
+            reader.Flag("WholeCards", into.wholeCards),
+            reader.Count("WaitingDays", into.waitingDays),
+            reader.Count("WaitingCount", into.waitingCount),
+            reader.Text("CommandKeys", into.commandKeys),
+            reader.Optional("Discovery", into.discovery, &DiscoveryMembers)};
+}
+
+ObjectMembers MetricsMembers(ObjectReader& reader, MetricsSettings& into) {
+    return {reader.Text("Address", into.address), reader.Port("Port", into.port)};
+}
+
+ObjectMembers StatusRoundMembers(ObjectReader& reader, StatusRoundSettings& into) {
+    return {reader.Hours("Hours", into.interval)};
 }
 
 ObjectMembers Members(ObjectReader& reader, Configuration& into) {
@@ -50,7 +119,29 @@ ObjectMembers Members(ObjectReader& reader, Configuration& into) {
             {ObjectReader::Required(reader.Text("File", into.audit.file)), reader.Count("Days", into.audit.days),
              reader.Count("MiB", into.audit.mebibytes), reader.Flag("WholeCards", into.audit.wholeCards)})),
         ObjectReader::Required(Rules(reader, into.rules)),
+        reader.Optional("Mqtt", into.mqtt, &MqttMembers),
+        reader.Optional("Metrics", into.metrics, &MetricsMembers),
+        reader.Optional("StatusRound", into.statusRound, &StatusRoundMembers),
     };
+}
+
+// Members that mean nothing without others.
+void CompareMqttMembers(const MqttSettings& mqtt, const AuditSettings& audit, ObjectReader& reader) {
+    const struct {
+        const char* name;
+        bool isThere;
+        const char* other;
+        bool hasOther;
+    } needs[] = {{"/Mqtt/Certificate", !mqtt.certificate.empty(), "Key", !mqtt.key.empty()},
+                 {"/Mqtt/Certificate", !mqtt.certificate.empty(), "Authority", mqtt.IsEncrypted()},
+                 {"/Mqtt/Key", !mqtt.key.empty(), "Certificate", !mqtt.certificate.empty()},
+                 {"/Mqtt/PasswordFile", !mqtt.passwordFile.empty(), "User", !mqtt.user.empty()},
+                 {"/Mqtt/WholeCards", mqtt.wholeCards, "Audit/WholeCards", audit.wholeCards}};
+    for (const auto& need : needs) {
+        if (need.isThere && !need.hasOther) {
+            reader.Complain(need.name, std::string("requires ") + need.other);
+        }
+    }
 }
 
 }  // namespace
@@ -78,6 +169,12 @@ ReadResult ReadConfiguration(const std::string& text) {
     }
     ObjectReader reader(text, result.findings);
     reader.Read(root, "", Members(reader, result.configuration));
+    std::optional<MqttSettings>& mqtt = result.configuration.mqtt;
+    if (mqtt) {
+        CompareMqttMembers(*mqtt, result.configuration.audit, reader);
+        const std::uint16_t usualPort = mqtt->IsEncrypted() ? kEncryptedMqttPort : kPlainMqttPort;
+        mqtt->port = mqtt->port != 0 ? mqtt->port : usualPort;
+    }
     return result;
 }
 

@@ -47,7 +47,9 @@ Configuration LoadConfiguration(const std::string& file);
 std::vector<Finding> CheckExpiry(const CertificateSettings& settings);
 
 // Also what the files it names hold: certificates and key, their days left, the Mux's configuration, and locks of one
-// gateway that events cannot tell apart. Any thread.
-std::vector<Finding> CheckConfiguration(const std::string& file);
+// gateway that events cannot tell apart. `checkServices` finds what is wrong for services; null for a program without
+// them. Any thread.
+std::vector<Finding> CheckConfiguration(const std::string& file,
+                                        std::vector<Finding> (*checkServices)(const Configuration&));
 
 }  // namespace MuxProxy

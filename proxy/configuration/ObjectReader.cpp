@@ -14,6 +14,7 @@ namespace {
 using rapidjson::Value;
 
 constexpr std::uint32_t kMostSeconds = 86400;
+constexpr std::uint32_t kMostHours = 720;
 constexpr std::uint32_t kMostCount = 1000000;
 
 // "3-5", also "-7--5".
@@ -92,6 +93,17 @@ ObjectMember ObjectReader::Text(const char* name, std::string& target) {
             [this, &target](const Value& value, const std::string& pointer) { TakeText(value, pointer, target); }};
 }
 
+ObjectMember ObjectReader::Text(const char* name, std::string& target, bool (*isFit)(std::string_view),
+                                const char* what) {
+    return {name, [this, &target, isFit, what](const Value& value, const std::string& pointer) {
+                if (value.IsString() && isFit(Json::StringOf(value))) {
+                    target = Json::StringOf(value);
+                } else {
+                    Complain(pointer, std::string("must be ") + what);
+                }
+            }};
+}
+
 ObjectMember ObjectReader::Texts(const char* name, std::vector<std::string>& target) {
     return {name, [this, &target](const Value& value, const std::string& pointer) {
                 target.clear();
@@ -120,6 +132,13 @@ ObjectMember ObjectReader::Seconds(const char* name, std::uint32_t lowest, std::
                 std::uint32_t seconds = 0;
                 target =
                     Integer(value, pointer, lowest, kMostSeconds, seconds) ? std::chrono::seconds(seconds) : target;
+            }};
+}
+
+ObjectMember ObjectReader::Hours(const char* name, std::chrono::hours& target) {
+    return {name, [this, &target](const Value& value, const std::string& pointer) {
+                std::uint32_t hours = 0;
+                target = Integer(value, pointer, 1, kMostHours, hours) ? std::chrono::hours(hours) : target;
             }};
 }
 

@@ -3,7 +3,9 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "json/RapidJson.h"
@@ -32,18 +34,31 @@ class ObjectReader {
 
     // Members of these types. An object's own members are read when it is there.
     ObjectMember Object(const char* name, ObjectMembers members);
+    // An object whose absence means something. `members` makes its members from this reader and the new object.
+    template <typename Section, typename Members>
+    ObjectMember Optional(const char* name, std::optional<Section>& target, Members members) {
+        return {name, [this, &target, members](const rapidjson::Value& value, const std::string& pointer) {
+                    Read(value, pointer, members(*this, target.emplace()));
+                }};
+    }
     ObjectMember Array(const char* name, std::function<void(const rapidjson::Value&, const std::string&)> readElement);
     ObjectMember Text(const char* name, std::string& target);
+    // A text that `isFit`; otherwise it "must be" what is said here.
+    ObjectMember Text(const char* name, std::string& target, bool (*isFit)(std::string_view), const char* what);
     ObjectMember Texts(const char* name, std::vector<std::string>& target);
     ObjectMember Port(const char* name, std::uint16_t& target);
     ObjectMember Count(const char* name, std::uint32_t& target);
     ObjectMember Seconds(const char* name, std::uint32_t lowest, std::chrono::seconds& target);
+    ObjectMember Hours(const char* name, std::chrono::hours& target);
     ObjectMember Flag(const char* name, bool& target);
     // "all", or an array of integers and of ranges such as "3-5".
     ObjectMember Numbers(const char* name, NumberSet& target);
     ObjectMember Rights(const char* name, RightSet& target);
 
     static ObjectMember Required(ObjectMember member);
+
+    // Writes down that something is wrong with the value of this pointer, such as that others are missing.
+    void Complain(const std::string& pointer, const std::string& text);
 
   private:
     bool Integer(const rapidjson::Value& value, const std::string& pointer, std::uint32_t lowest, std::uint32_t highest,
@@ -52,7 +67,6 @@ class ObjectReader {
     void TakeRight(const rapidjson::Value& value, const std::string& pointer, RightSet& target);
     void ReadElements(const rapidjson::Value& value, const std::string& pointer,
                       const std::function<void(const rapidjson::Value&, const std::string&)>& readElement);
-    void Complain(const std::string& pointer, const std::string& text);
 
     const JsonPositions positions_;
     std::vector<Finding>& findings_;

@@ -84,5 +84,81 @@ TEST(ReadConfiguration, SaysWhereATextIsNoJson) {
     EXPECT_THAT(FindingsIn("{\n  \"Rules\" []}"), ElementsAre(testing::HasSubstr("line 2, column 11")));
 }
 
+// The members that a configuration must have, with other sections.
+std::string FileWith(const std::string& sections) {
+    return R"({"Certificates": {"Certificate": "a", "Key": "b", "Authority": "c"}, "Audit": {"File": "e"}, "Rules": [],)"
+           "\n" +
+           sections + "}";
+}
+
+TEST(ReadConfiguration, TakesEveryMemberOfMqtt) {
+    const ReadResult result = ReadConfiguration(R"({
+  "Certificates": {"Certificate": "a", "Key": "b", "Authority": "c"},
+  "Audit": {"File": "e", "WholeCards": true},
+  "Rules": [],
+  "Mqtt": {"Host": "broker", "Port": 8884, "Authority": "f", "Certificate": "g", "Key": "h", "User": "i",
+           "PasswordFile": "j", "Site": "hall-1_B", "Prefix": "a/b-c/d_e", "WholeCards": true, "WaitingDays": 3,
+           "WaitingCount": 4, "CommandKeys": "k", "Discovery": {"Prefix": "home", "Client": "assistant"}},
+  "Metrics": {"Address": "::1", "Port": 9000},
+  "StatusRound": {"Hours": 12}
+})");
+    EXPECT_THAT(result.findings, IsEmpty());
+    const MqttSettings mqtt = result.configuration.mqtt.value();
+    EXPECT_THAT((std::vector{mqtt.host, mqtt.authority, mqtt.certificate, mqtt.key, mqtt.user, mqtt.passwordFile,
+                             mqtt.site, mqtt.prefix, mqtt.commandKeys}),
+                ElementsAre("broker", "f", "g", "h", "i", "j", "hall-1_B", "a/b-c/d_e", "k"));
+    EXPECT_EQ(mqtt.port, 8884);
+    EXPECT_TRUE(mqtt.wholeCards);
+    EXPECT_EQ(mqtt.waitingDays, 3U);
+    EXPECT_EQ(mqtt.waitingCount, 4U);
+    EXPECT_EQ(mqtt.discovery.value().prefix + mqtt.discovery->client, "homeassistant");
+    EXPECT_EQ(result.configuration.metrics.value().address, "::1");
+    EXPECT_EQ(result.configuration.metrics->port, 9000);
+    EXPECT_EQ(result.configuration.statusRound.value().interval, std::chrono::hours(12));
+}
+
+TEST(ReadConfiguration, SectionsThatAreMissingAreOff) {
+    const Configuration read = ReadConfiguration(kWhole).configuration;
+    EXPECT_FALSE(read.mqtt || read.metrics || read.statusRound);
+    const ReadResult mqttAlone = ReadConfiguration(FileWith(R"("Mqtt": {"Host": "broker", "Site": "hall"})"));
+    EXPECT_THAT(mqttAlone.findings, IsEmpty());
+    EXPECT_FALSE(mqttAlone.configuration.mqtt.value().discovery);
+}
+
+TEST(ReadConfiguration, ThePortOfTheBrokerFollowsFromItsEncryption) {
+    const auto portOf = [](const std::string& more) {
+        return ReadConfiguration(FileWith(R"("Mqtt": {"Host": "broker", "Site": "hall")" + more + "}"))
+            .configuration.mqtt.value()
+            .port;
+    };
+    EXPECT_EQ(portOf(""), 1883);
+    EXPECT_EQ(portOf(R"(, "Authority": "a")"), 8883);
+    EXPECT_EQ(portOf(R"(, "Authority": "a", "Port": 1883)"), 1883);
+}
+
+TEST(ReadConfiguration, NamesWhatDoesNotFitInATopic) {
+    EXPECT_THAT(
+        FindingsIn(FileWith(R"("Mqtt": {"Host": "h", "Site": "a/b",
+"Prefix": "a//b",
+"Discovery": {"Prefix": "/a", "Client": "a+b"}})")),
+        ElementsAre(
+            "f:2:23: error: Mqtt/Site must be 1 to 64 letters, digits, \"-\" or \"_\"",
+            "f:3:1: error: Mqtt/Prefix must be levels of letters, digits, \"-\" or \"_\" with \"/\" between them",
+            "f:4:15: error: Mqtt/Discovery/Prefix must be levels of letters, digits, \"-\" or \"_\" with \"/\" "
+            "between them",
+            "f:4:31: error: Mqtt/Discovery/Client must be 1 to 64 bytes without \"+\", \"#\" and \"/\""));
+}
+
+TEST(ReadConfiguration, NamesWhatAMemberOfMqttRequires) {
+    EXPECT_THAT(FindingsIn(FileWith(R"("Mqtt": {"Host": "h", "Site": "s", "Certificate": "c", "PasswordFile": "p",
+"WholeCards": true})")),
+                ElementsAre("f:2:36: error: Mqtt/Certificate requires Key",
+                            "f:2:36: error: Mqtt/Certificate requires Authority",
+                            "f:2:56: error: Mqtt/PasswordFile requires User",
+                            "f:3:1: error: Mqtt/WholeCards requires Audit/WholeCards"));
+    EXPECT_THAT(FindingsIn(FileWith(R"("Mqtt": {"Host": "h", "Site": "s", "Key": "k"})")),
+                ElementsAre("f:2:36: error: Mqtt/Key requires Certificate"));
+}
+
 }  // namespace
 }  // namespace MuxProxy
