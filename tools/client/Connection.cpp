@@ -140,7 +140,11 @@ void Client::Connection::StartSending() {
     stream_.Write(asio::buffer(outbox_.front()), [this](const asio::error_code& error, std::size_t) { OnSent(error); });
 }
 
+// A server that has gone may have said why: it is read first, and then its end.
 void Client::Connection::OnSent(const asio::error_code& error) {
+    if (error == asio::error::broken_pipe || error == asio::error::connection_reset) {
+        return;
+    }
     if (error) {
         Fail(error);
         return;

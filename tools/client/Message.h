@@ -18,6 +18,9 @@ enum class ProxyError : std::int32_t {
     // Not sent either.
     kMuxAway = -5,
     kNotAudited = -6,
+    // Of commands over MQTT: too old, or without a time; without a valid signature.
+    kNotFresh = -7,
+    kNotSigned = -8,
 };
 
 // Why a request was refused.

@@ -17,6 +17,7 @@
 #include "tools/muxctl/ExitStatus.h"
 #include "tools/muxctl/IntegerOption.h"
 #include "tools/muxctl/OptionChecks.h"
+#include "tools/muxctl/SignOptions.h"
 #include "tools/muxctl/UsageError.h"
 #include "tools/muxctl/UsageFault.h"
 
@@ -206,6 +207,16 @@ class Parser {
         health_ = &health;
         AddBatchOptions(AddCommand("batch", "Send the requests of a file, one after the other", RunBatch), options_);
         AddCheckConfig();
+        AddSigning();
+    }
+
+    void AddSigning() {
+        CLI::App& sign = AddCommand("sign", "Print a signed command, to be published over MQTT", RunSign);
+        AddSignOptions(sign, options_, lock_);
+        CLI::App& newKey =
+            AddCommand("new-key", "Make a key for sign; print the public key for the site's set", RunNewKey);
+        AddNewKeyOptions(newKey, options_);
+        takesForeignPort_.insert(takesForeignPort_.end(), {&sign, &newKey});
     }
 
     void AddInformation() {

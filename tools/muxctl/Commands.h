@@ -44,6 +44,14 @@ int RunWatch(const Options& options, const Console& console);
 // Lists the gateways and locks of the site. Throws UsageError without one. Connects to nothing.
 int RunLocks(const Options& options, const Console& console);
 
+// Prints a signed command for one lock, to be published over MQTT. Throws UsageError for options that the operation
+// does not take, and for a key that cannot be used. Connects to nothing.
+int RunSign(const Options& options, const Console& console);
+
+// Writes a new private key into a file that must not exist, and prints the public one. Throws UsageError if the file
+// cannot be written.
+int RunNewKey(const Options& options, const Console& console);
+
 // Checks configuration files and prints the findings, including that one cannot be read. Connects to nothing and
 // changes nothing. Throws UsageError if a folder has no site.
 int RunCheckConfig(const Options& options, const Console& console);

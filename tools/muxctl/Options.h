@@ -20,6 +20,17 @@ struct CheckConfigOptions {
     bool checksStart = false;
 };
 
+// Of sign and new-key.
+struct SignOptions {
+    std::string operation;
+    std::string audience;
+    // The file of the private key, and its identifier, which may be empty.
+    std::string key;
+    std::string kid;
+    std::uint32_t validSeconds = 30;
+    bool hasDuration = false;
+};
+
 // The options of the command line; each command uses what concerns it.
 struct Options {
     MuxClient::MuxAddress mux;
@@ -42,6 +53,7 @@ struct Options {
     // Whether a text is sent that would end the Mux or never be answered.
     bool sendsUnsafe = false;
     CheckConfigOptions checkConfig;
+    SignOptions sign;
 
     // Of commands that can do without them; the locks are IDs or names, of several gateways if there is none here.
     std::optional<std::int32_t> gateway;

@@ -43,6 +43,7 @@ from .messages import (
     Reconnected,
 )
 from .requests import Card, Operation, Request
+from .signing import sign_command
 from .timeouts import Timeouts
 
 # A program that wants to see reconnections configures the logger "dwmux".
@@ -75,4 +76,5 @@ __all__ = [
     "Refused",
     "Request",
     "Timeouts",
+    "sign_command",
 ]
