@@ -1,13 +1,22 @@
 #include "proxy/Commands.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
+
+#include "mux/Version.h"
 
 #include "proxy/Server.h"
 #include "proxy/configuration/ConfigurationReader.h"
 
 namespace MuxProxy {
 namespace {
+
+constexpr const char* kServicesProgram = "libexec/dw-hal-mux-proxy/mux-proxy";
 
 std::string NumbersText(const NumberSet& numbers) {
     std::string text;
@@ -34,9 +43,39 @@ std::string RightsText(const RightSet& rights) {
     return text;
 }
 
+// Beside this program where it is built, and where packages install it.
+std::string ServicesProgram() {
+    const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const std::filesystem::path built = folder / kServicesProgram;
+    return std::filesystem::exists(built) ? built : folder.parent_path() / kServicesProgram;
+}
+
+// Without a command it runs.
+int ParseAndRun(int argumentCount, char** arguments, const ServiceKit* kit) {
+    CLI::App app("Protected entrance of the Mux: TLS, rights, one answer for each request, and an audit.\n",
+                 "mux-proxy");
+    app.set_version_flag("--version", std::string("mux-proxy ") + Mux::kVersion, "Print version and exit");
+    Commands commands(app, arguments, kit);
+    try {
+        app.parse(argumentCount, arguments);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kUsageStatus;
+    }
+    return commands.Run();
+}
+
 }  // namespace
 
-Commands::Commands(CLI::App& app) {
+int RunProgram(int argumentCount, char** arguments, const ServiceKit* kit) {
+    try {
+        return ParseAndRun(argumentCount, arguments, kit);
+    } catch (const std::exception& error) {
+        std::cerr << "mux-proxy: " << error.what() << '\n';
+        return kFailureStatus;
+    }
+}
+
+Commands::Commands(CLI::App& app, char** arguments, const ServiceKit* kit) : arguments_(arguments), kit_(kit) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     app.add_option("--config", file_, "Configuration file")->required()->type_name("FILE");
@@ -53,17 +92,30 @@ int Commands::Run() {
     if (audit_.app->parsed()) {
         return audit_.run(std::cout);
     }
+    TakeServices();
     return onlyChecks_ ? Check() : Serve();
 }
 
+// What is wrong with the file is for this program to say. The process stays the same.
+void Commands::TakeServices() const {
+    if (kit_ != nullptr || !ReadConfiguration(ReadConfigurationFile(file_)).configuration.NeedsServices()) {
+        return;
+    }
+    const std::string program = ServicesProgram();
+    execv(program.c_str(), arguments_);
+    throw std::runtime_error("cannot run " + program +
+                             ", which Mqtt and Metrics need: " + std::generic_category().message(errno));
+}
+
 int Commands::Serve() {
-    Server server(LoadConfiguration(file_), [this] { return LoadConfiguration(file_); });
+    Server server(
+        LoadConfiguration(file_), [this] { return LoadConfiguration(file_); }, kit_);
     server.Run();
     return 0;
 }
 
 int Commands::Check() {
-    const std::vector<Finding> findings = CheckConfiguration(file_);
+    const std::vector<Finding> findings = CheckConfiguration(file_, kit_ == nullptr ? nullptr : kit_->check);
     for (const Finding& finding : findings) {
         std::cout << FindingText(file_, finding) << '\n';
     }

@@ -5,17 +5,22 @@
 #include <string>
 
 #include "proxy/audit/AuditCommand.h"
+#include "proxy/services/Service.h"
 
 namespace MuxProxy {
 
 constexpr int kFailureStatus = 1;
 constexpr int kUsageStatus = 64;
 
+// The program with these arguments, and its exit status; complains on the standard error output. `kit` is null for the
+// program without services. For the main thread.
+int RunProgram(int argumentCount, char** arguments, const ServiceKit* kit);
+
 // The program's commands and options. For one thread.
 class Commands {
   public:
-    // Adds them to `app`, which outlives this object.
-    explicit Commands(CLI::App& app);
+    // Adds them to `app`, which outlives this object. `arguments` are those of the process.
+    Commands(CLI::App& app, char** arguments, const ServiceKit* kit);
     Commands(const Commands&) = delete;
     Commands& operator=(const Commands&) = delete;
 
@@ -24,10 +29,14 @@ class Commands {
     int Run();
 
   private:
+    // Becomes the program with services if the file needs them and this one has none.
+    void TakeServices() const;
     int Serve();
     int Check();
     int PrintRights();
 
+    char** const arguments_;
+    const ServiceKit* const kit_;
     std::string file_;
     std::string client_;
     bool onlyChecks_ = false;

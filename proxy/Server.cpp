@@ -55,12 +55,13 @@ void Say(const char* severity, const std::string& text) {
 
 }  // namespace
 
-Server::Server(Configuration configuration, ReadAgain readAgain)
+Server::Server(Configuration configuration, ReadAgain readAgain, const ServiceKit* kit)
     : configuration_(std::move(configuration)),
       readAgain_(std::move(readAgain)),
       certificateSettings_(configuration_.certificates),
       certificates_(std::make_shared<const Certificates>(configuration_.certificates)),
-      audit_(configuration_.audit),
+      services_(loop_, configuration_, kit),
+      audit_(configuration_.audit, {}, services_.Hooks()),
       rows_(audit_),
       dispatcher_(*this, audit_, RightsOf(configuration_)),
       mux_(loop_, configuration_.mux, *this),
@@ -106,6 +107,8 @@ void Server::Run() {
     WaitForSignal();
     PlanCheckOfClients();
     WarnOfExpiry();
+    services_.Start(
+        dispatcher_, audit_, [this] { return clients_.size(); }, [this] { Plan(); });
     mux_.Start();
     audit_.Add(0, ProxyRow("started"));
     sd_notify(0, "READY=1");
@@ -239,11 +242,17 @@ void Server::SendToClient(ConnectionNumber connection, const std::string& text) 
     const auto found = clients_.find(connection);
     if (found != clients_.end()) {
         found->second->Send(text);
+    } else {
+        services_.TakeAnswer(connection, text);
     }
 }
 
 void Server::SendToMux(const std::string& text) {
     mux_.Send(text);
+}
+
+void Server::StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) {
+    services_.StatusCame(lock, status);
 }
 
 void Server::PostAudited(RequestNumber request, bool isWritten) {
@@ -299,6 +308,7 @@ Server::Reading Server::ReadAnew() const {
     try {
         reading.configuration = readAgain_();
         reading.certificates = std::make_shared<const Certificates>(reading.configuration.certificates);
+        reading.ofServices = services_.ReadAnew(reading.configuration);
     } catch (const std::exception& error) {
         reading.fault = error.what();
     }
@@ -313,6 +323,10 @@ void Server::Apply(const Reading& reading) {
         certificateSettings_ = reading.configuration.certificates;
         dispatcher_.SetRights(RightsOf(reading.configuration));
         audit_.SetRetention(reading.configuration.audit);
+        for (const auto& apply : reading.ofServices) {
+            apply();
+        }
+        aside_.Do([this, settings = certificateSettings_] { services_.MeasureExpiry(settings); });
         CheckClients();
         Plan();
         Say("<6>", "The configuration was read anew");
@@ -343,7 +357,8 @@ void Server::PlanCheckOfClients() {
 }
 
 void Server::WarnOfExpiry() {
-    aside_.Do([settings = certificateSettings_] {
+    aside_.Do([this, settings = certificateSettings_] {
+        services_.MeasureExpiry(settings);
         for (const Finding& finding : CheckExpiry(settings)) {
             Say(finding.isError ? "<3>" : "<4>", finding.text);
         }
@@ -365,6 +380,7 @@ void Server::Stop() {
         listener.acceptor.close(ignored);
         listener.timer.cancel();
     }
+    services_.Stop();
     mux_.Close();
     dispatcher_.EndAll();
     for (const auto& [session, owned] : sessions_) {

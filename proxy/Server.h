@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "proxy/audit/AuditLog.h"
 #include "proxy/configuration/Configuration.h"
@@ -17,6 +18,7 @@
 #include "proxy/net/ClientSession.h"
 #include "proxy/net/ConnectionRows.h"
 #include "proxy/net/MuxLink.h"
+#include "proxy/services/Services.h"
 
 namespace MuxProxy {
 
@@ -29,7 +31,8 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
 
     // Reads certificates, opens the audit and the port. Throws std::runtime_error with a sentence for people when one
     // of them cannot be used.
-    Server(Configuration configuration, ReadAgain readAgain);
+    // `kit` is null for a program without services.
+    Server(Configuration configuration, ReadAgain readAgain, const ServiceKit* kit);
     ~Server() override;
 
     // Until SIGTERM or SIGINT. SIGHUP reads certificates, key, revocation list and rights anew.
@@ -51,6 +54,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     struct Reading {
         Configuration configuration;
         CertificatesPointer certificates;
+        std::vector<std::function<void()>> ofServices;
         // Why nothing changes; empty if all can be used.
         std::string fault;
     };
@@ -66,6 +70,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void SendToClient(ConnectionNumber connection, const std::string& text) override;
     void SendToMux(const std::string& text) override;
     void PostAudited(RequestNumber request, bool isWritten) override;
+    void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) override;
 
     void Listen();
     void Accept(Listener& listener);
@@ -87,6 +92,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     boost::asio::io_context loop_{1};
     CertificateSettings certificateSettings_;
     CertificatesPointer certificates_;
+    Services services_;
     AuditLog audit_;
     ConnectionRows rows_;
     Dispatcher dispatcher_;

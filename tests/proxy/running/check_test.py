@@ -1,6 +1,7 @@
 """What --check finds, and that the program reads just the files that its schema allows."""
 import json
 import pathlib
+import re
 import shutil
 import subprocess
 import tempfile
@@ -65,6 +66,39 @@ class Check(Installation):
         self.assert_finds_in_certificates(0, "warning: the revocation list " + str(short), RevocationList=short)
         self.assert_finds_in_certificates(1, "foreign.crl is not signed by the authority", RevocationList=foreign)
 
+    def test_looks_into_the_files_of_mqtt(self):
+        password, keys = self.folder / "password", self.folder / "keys.json"
+        password.write_text("secret\n")
+        public = subprocess.check_output([PROGRAMS / "muxctl", "new-key", self.folder / "key.json", "--kid", "desk"],
+                                         text=True)
+        keys.write_text(f'{{"keys": [{public}]}}')
+        broker = {"Host": "127.0.0.1", "Site": "hall"}
+        encrypted = {**broker, "Host": "broker", "Authority": self.certificate_files["Authority"]}
+        client = {"Certificate": self.certificate_files["Certificate"], "Key": self.certificate_files["Key"]}
+        whole = {**encrypted, **client, "User": "hall", "PasswordFile": str(password), "CommandKeys": str(keys)}
+        for usable in (broker, encrypted, whole):
+            self.assert_finds(0, "no findings", Mqtt=usable)
+        self.assert_finds(0, "warning: Mqtt: the connection to broker is not encrypted",
+                          Mqtt={**broker, "Host": "broker"})
+        self.assert_finds(1, "missing.crt: cannot be read: No such file",
+                          Mqtt={**encrypted, "Authority": "missing.crt"})
+        self.assert_finds(1, "password has no certificate", Mqtt={**encrypted, "Authority": str(password)})
+        self.assert_finds(1, "missing.key cannot be used: No such file", Mqtt={**whole, "Key": "missing.key"})
+        self.assert_finds(1, 'mux.json: the document must have a member "keys"', Mqtt={**whole, "CommandKeys": str(self.mux_file)})
+        password.write_text("\nsecret\n")
+        self.assert_finds(1, "the first line, which is the password, is empty", Mqtt=whole)
+        self.assert_finds(1, "Metrics/Address: localhost is no IP address", Metrics={"Address": "localhost"})
+
+    def test_says_that_its_program_for_services_is_missing(self):
+        alone = self.folder / "mux-proxy"
+        shutil.copy(PROGRAMS / "mux-proxy", alone)
+        for services, status, text in (({}, 0, "no findings"), ({"Metrics": {}}, 1, "which Mqtt and Metrics need")):
+            self.write_configuration(**services)
+            done = subprocess.run([alone, "--check", "--config", self.folder / "proxy.json"], capture_output=True,
+                                  text=True)
+            self.assertIn(text, done.stdout + done.stderr)
+            self.assertEqual(done.returncode, status)
+
     def test_refuses_locks_that_events_cannot_tell_apart(self):
         twins = "events cannot tell lock 5 from lock 65541"
         self.assert_finds(1, twins, Rules=[{**self.rules[1], "Locks": [5, 65541]}])
@@ -90,6 +124,11 @@ class Schema(Installation):
         name = rule.get("$ref", "").rpartition("/")[2]
         return self.schema["definitions"][name] if name else rule
 
+    @staticmethod
+    def fits(rule, text):
+        return (rule.get("minLength", 0) <= len(text) <= rule.get("maxLength", len(text))
+                and re.search(rule.get("pattern", ""), text) is not None)
+
     def edges(self, rule):
         """Values with whether the rule allows them."""
         if rule.get("type") == "integer":
@@ -106,8 +145,9 @@ class Schema(Installation):
             yield from ((value, True) for value in rule["enum"])
             yield "unheard", False
         elif rule.get("type") == "string":
-            texts = (("text", True), ("", False), (1, False)) if "minLength" in rule else (("3-5", True), ("-7--6", True))
-            yield from texts
+            texts = ("text", "", "3-5", "-7--6", "a/b", "a//b", "a+b", "a" * 64, "a" * 65, "a" * 255, "a" * 256)
+            yield from ((text, self.fits(rule, text)) for text in texts)
+            yield 1, False
         elif rule.get("type") == "boolean":
             yield from ((True, True), (1, False))
 
@@ -116,7 +156,8 @@ class Schema(Installation):
         rule = self.resolved(rule)
         if rule.get("type") == "object":
             yield {**value, "Unheard": 1}, False
-            for gone in rule.get("required", ()):
+            dependent = {other for others in rule.get("dependencies", {}).values() for other in others}
+            for gone in {*rule.get("required", ()), *dependent}:
                 yield {name: value[name] for name in value if name != gone}, False
             for name, member in rule["properties"].items():
                 for inner, isAllowed in self.spoiled(member, value.get(name, {})):
@@ -129,8 +170,11 @@ class Schema(Installation):
     def test_the_program_reads_what_its_schema_allows(self):
         whole = self.configuration()
         whole["Limits"] = {"Connections": 1}
+        whole["Audit"]["WholeCards"] = True
+        whole["Mqtt"] = {"Host": "broker", "Site": "hall", "Authority": "a", "Certificate": "b", "Key": "c",
+                         "User": "d", "PasswordFile": "e"}
         cases = list(self.spoiled(self.schema, whole))
-        self.assertGreater(len(cases), 90)
+        self.assertGreater(len(cases), 200)
         for configuration, isAllowed in cases:
             with self.subTest(configuration=configuration):
                 self.assertEqual(self.is_read(configuration), isAllowed)

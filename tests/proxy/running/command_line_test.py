@@ -36,10 +36,12 @@ class CommandLine(unittest.TestCase):
         for option in options_of().union(*map(options_of, COMMANDS)):
             self.assertRegex(manual, rf"Fl {option[1:]}\b", option)
 
-    def test_reads_the_example_of_its_package(self):
-        example = ROOT / "packaging" / "proxy" / "examples" / "proxy.json"
-        rights = output(PROGRAMS / "mux-proxy", "rights", "--config", example, "--client", "reception")
-        self.assertRegex(rights, "^gateways all, locks all: open, .*events\n$")
+    def test_reads_the_examples_of_its_package(self):
+        for file, client, rights in (("proxy.json", "reception", "open, .*events"),
+                                     ("proxy-mqtt.json", "centre", "open, close, open-close, status")):
+            example = ROOT / "packaging" / "proxy" / "examples" / file
+            found = output(PROGRAMS / "mux-proxy", "rights", "--config", example, "--client", client)
+            self.assertRegex(found, f"^gateways all, locks all: {rights}\n$")
 
 
 if __name__ == "__main__":

@@ -157,6 +157,8 @@ class Site(Installation):
     """Every test gets a running site of its own."""
 
     gateways = 1
+    # What the simulator's locks have beside their number.
+    settings = {}
 
     def setUp(self):
         super().setUp()
@@ -176,7 +178,8 @@ class Site(Installation):
 
     def start_simulator(self):
         gateways = [{"ID": number, "IpAddress": "127.0.0.1", "Port": free_port(),
-                     "Devices": [{"Name": f"Door {lock}", "ID": lock} for lock in (5, 6, 7)]}
+                     "Devices": [{"Name": f"Door {lock}", "ID": lock, **self.settings.get(lock, {})}
+                                 for lock in (5, 6, 7)]}
                     for number in range(1, self.gateways + 1)]
         self.mux_file.write_text(json.dumps({"Enabled": True, "Gateways": gateways}))
         self.simulator = self.start(PROGRAMS / "gateway-simulator", "--gateways", str(self.mux_file))
