@@ -7,6 +7,7 @@ mux_install_compressed(man/mux-proxy.8 ${CMAKE_INSTALL_MANDIR}/man8 mux-proxy.8 
 mux_install_compressed(man/mux-proxy-certificates.1 ${CMAKE_INSTALL_MANDIR}/man1 mux-proxy-certificates.1 proxy)
 install(FILES completion/mux-proxy DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT proxy)
 install(FILES systemd/dw-hal-mux-proxy@.service DESTINATION lib/systemd/system COMPONENT proxy)
+install(DIRECTORY prometheus DESTINATION ${proxy_documents}/examples COMPONENT proxy)
 install(DIRECTORY proxy/examples DESTINATION ${proxy_documents} COMPONENT proxy)
 install(DIRECTORY DESTINATION /etc/dw-hal-mux-proxy COMPONENT proxy)
 

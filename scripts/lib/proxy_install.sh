@@ -84,6 +84,30 @@ revoke_a_certificate() {
         || fail "a revocation restarted the proxy"
 }
 
+# has_metric LINE: whether the site's metrics have it.
+has_metric() {
+    in_network python3 -c 'import sys, urllib.request
+lines = urllib.request.urlopen("http://127.0.0.1:9556/metrics", timeout=10).read().decode().splitlines()
+sys.exit(sys.argv[1] not in lines)' "$1"
+}
+
+# A real broker of this machine, in the container's network.
+tell_a_broker() {
+    nsenter --target "$container_init" --net mosquitto -p 1883 >"$folder/broker.log" 2>&1 &
+    broker=$!
+    in_container sh -ec "cd /etc/dw-hal-mux-proxy
+        sed -i '1s/{/{\"Metrics\": {}, \"StatusRound\": {}, \"Mqtt\": {\"Host\": \"127.0.0.1\", \"Site\": \"hall\"},/' hall.json
+        systemctl restart dw-hal-mux-proxy@hall" || fail "a site with services does not start"
+    wait_until "the connection to the broker" has_metric "mux_proxy_broker_connected 1"
+    wait_until "an answer beside the services" opens_through "$hall_entrance" hall guard
+    wait_until "the status of a lock" has_metric 'mux_proxy_requests_total{gateway="1",operation="status",result="ack"} 1'
+    in_network timeout 20 mosquitto_sub -t 'dw-hal-mux/hall/gateway/1/lock/+/state' -C 1 >"$folder/state" \
+        || fail "the broker has no state of a lock"
+    kill -KILL "$broker"
+    broker=
+    wait_until "the loss of the broker" has_metric "mux_proxy_broker_connected 0"
+}
+
 # connects_as USER PORT
 connects_as() {
     in_container runuser -u "$1" -- python3 -c "import socket; socket.create_connection(('127.0.0.1', $2), timeout=10)" \
