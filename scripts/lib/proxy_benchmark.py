@@ -20,6 +20,7 @@ import tempfile
 import time
 
 import proxy_neighbours
+from brokers import Broker
 from programs import Client, Program, free_port
 
 ROUNDS = 4
@@ -29,6 +30,7 @@ IDLE_SECONDS = 20
 REQUESTS_BESIDE_NEIGHBOURS = 400
 MOST_BESIDE_NEIGHBOURS = 50.0
 UNKNOWN_GATEWAY = 99
+SITE = "site"
 
 # Figure, unit, the most it may be.
 TARGETS = [
@@ -37,6 +39,8 @@ TARGETS = [
     ("memory without clients", "KiB", 12 * 1024),
     ("memory per client of 500", "KiB", 40),
     ("idle CPU with 50 clients", "%", 0.1),
+    ("memory with broker and metrics", "KiB", 16 * 1024),
+    ("idle CPU with broker and metrics", "%", 0.2),
 ] + [(f"longest wait beside clients {kind}", "ms", MOST_BESIDE_NEIGHBOURS) for kind in proxy_neighbours.KINDS]
 
 
@@ -65,7 +69,7 @@ class Bench:
     def start_all(self):
         self.certificates = self.folder / "ca"
         script = pathlib.Path(__file__).resolve().parents[2] / "proxy/certificates/mux-proxy-certificates"
-        for arguments in (["server", "localhost"], ["client", "bench"]):
+        for arguments in (["server", "localhost"], ["client", "bench"], ["client", SITE]):
             subprocess.run([str(script), str(self.certificates), *arguments], check=True, stdout=subprocess.DEVNULL)
         configuration = self.folder / "mux.json"
         configuration.write_text('{"Enabled": true, "Gateways": []}')
@@ -78,7 +82,13 @@ class Bench:
 
     def start_proxy(self):
         file = self.folder / "proxy.json"
-        file.write_text(json.dumps({
+        file.write_text(json.dumps(self.configuration()))
+        self.proxy = self.start(str(self.build / "mux-proxy"), "--config", str(file))
+        self.proxy.wait_for("Connected to the Mux")
+        time.sleep(1.1)  # until it sends
+
+    def configuration(self):
+        return {
             "Listen": {"Addresses": ["127.0.0.1"], "Port": self.proxy_port}, "Mux": {"Port": self.mux_port},
             "Certificates": {"Certificate": str(self.certificates / "server.crt"),
                              "Key": str(self.certificates / "server.key"),
@@ -86,10 +96,7 @@ class Bench:
                              "RevocationList": str(self.certificates / "revoked.crl")},
             "Limits": {"Connections": 2000, "ConnectionsPerClient": 2000, "ConnectionsPerAddress": 2000},
             "Audit": {"File": str(self.folder / "audit.db")},
-            "Rules": [{"Clients": ["bench"], "Rights": ["open", "status"], "Gateways": "all", "Locks": "all"}]}))
-        self.proxy = self.start(str(self.build / "mux-proxy"), "--config", str(file))
-        self.proxy.wait_for("Connected to the Mux")
-        time.sleep(1.1)  # until it sends
+            "Rules": [{"Clients": ["bench"], "Rights": ["open", "status"], "Gateways": "all", "Locks": "all"}]}
 
     def start_tunnel(self):
         settings = self.folder / "stunnel.conf"
@@ -146,12 +153,32 @@ verifyChain = yes
                 times.append((time.perf_counter() - begin) * 1000)
         return statistics.median(times)
 
-    def cpu_seconds(self):
-        fields = pathlib.Path(f"/proc/{self.proxy.process.pid}/stat").read_text().rsplit(")", 1)[1].split()
+    def measure_services(self):
+        """A second proxy, with everything beside the entrance."""
+        broker = Broker(self.folder, self.certificates)
+        self.programs.append(broker)
+        own = self.certificates / "clients" / SITE
+        file = self.folder / "services.json"
+        file.write_text(json.dumps({
+            **self.configuration(), "Listen": {"Addresses": ["127.0.0.1"], "Port": free_port()},
+            "Audit": {"File": str(self.folder / "services.db")}, "Metrics": {"Port": free_port()},
+            "StatusRound": {},
+            "Mqtt": {"Host": "localhost", "Port": broker.port, "Authority": str(self.certificates / "authority.crt"),
+                     "Certificate": f"{own}.crt", "Key": f"{own}.key", "Site": SITE}}))
+        proxy = self.start(str(self.build / "mux-proxy"), "--config", str(file))
+        proxy.wait_for("Connected to the broker")
+        cpu = self.cpu_seconds(proxy)
+        time.sleep(IDLE_SECONDS)
+        self.figures["memory with broker and metrics"] = self.resident(proxy)
+        self.figures["idle CPU with broker and metrics"] = (self.cpu_seconds(proxy) - cpu) / IDLE_SECONDS * 100
+        proxy.kill()
+
+    def cpu_seconds(self, program=None):
+        fields = pathlib.Path(f"/proc/{(program or self.proxy).process.pid}/stat").read_text().rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
-    def resident(self):
-        rollup = pathlib.Path(f"/proc/{self.proxy.process.pid}/smaps_rollup").read_text()
+    def resident(self, program=None):
+        rollup = pathlib.Path(f"/proc/{(program or self.proxy).process.pid}/smaps_rollup").read_text()
         return int(next(line for line in rollup.splitlines() if line.startswith("Rss:")).split()[1])
 
     def measure_handshakes(self):
@@ -204,6 +231,7 @@ verifyChain = yes
     def run(self):
         self.start_all()
         self.measure_memory()
+        self.measure_services()
         self.measure_handshakes()
         self.measure_latencies()
         self.measure_neighbours()
