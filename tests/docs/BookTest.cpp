@@ -25,6 +25,8 @@ const std::map<std::string, std::set<std::string>> kKinds = {
      {"json configuration", "json odd-configuration", "text odd-configuration", "text log",
       "json fatal-configuration"}},
     {"architecture.md", {"mermaid "}},
+    {"fleet.md",
+     {"mermaid ", "json command", "json signed-command", "json reply", "json event", "json result", "json state"}},
 };
 
 // A name is needed where several examples may be of one kind.

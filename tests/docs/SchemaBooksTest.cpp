@@ -37,6 +37,14 @@ const std::vector<SchemaRow> kRows = {
     // One file for both the Mux and the simulator.
     {"configuration.md", "configuration", JsonSchema::Simulator, Verdict::kFits, {}},
     {"simulator.md", "simulator", JsonSchema::Simulator, Verdict::kFits, {}},
+    {"fleet.md", "command", JsonSchema::MqttCommand, Verdict::kFits, {}},
+    {"fleet.md", "signed-command", JsonSchema::MqttCommand, Verdict::kFits, {}},
+    {"fleet.md", "signed-command", JsonSchema::MqttSignedCommand, Verdict::kFits, {}},
+    {"fleet.md", "command", JsonSchema::MqttSignedCommand, Verdict::kIsRefused, {}},
+    {"fleet.md", "reply", JsonSchema::MqttReply, Verdict::kFits, {}},
+    {"fleet.md", "event", JsonSchema::MqttEvent, Verdict::kFits, {}},
+    {"fleet.md", "result", JsonSchema::MqttResult, Verdict::kFits, {}},
+    {"fleet.md", "state", JsonSchema::MqttState, Verdict::kFits, {}},
     {"simulator.md", "bad-simulator", JsonSchema::Simulator, Verdict::kIsRefused, {}},
 };
 

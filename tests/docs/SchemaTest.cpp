@@ -228,11 +228,62 @@ TEST(SimulatorSchema, RefusesWhatTheSimulatorRefuses) {
     }
 }
 
-TEST(ProxySchema, TakesTheExampleOfThePackage) {
-    const std::string example = Documents::ReadDocument("../packaging/proxy/examples/proxy.json");
+TEST(MqttCommandSchema, RefusesWhatTheProxyRefuses) {
+    const auto command = [](const std::string& members) {
+        return R"({"iat":1795185612.5,"operation":)" + members + "}";
+    };
+    const JsonSchema& schema = JsonSchema::MqttCommand();
+    for (const std::string& wrong :
+         {std::string(R"({"operation":"open"})"), std::string(R"({"operation":"open","iat":"1795185612"})"),
+          std::string(R"({"operation":"open","iat":1795185612500})"), std::string(R"({"iat":1795185612})"),
+          command(R"("explode")"), command(R"("open-close")"), command(R"("open-close","duration":0)"),
+          command(R"("open-close","duration":256)"), command(R"("whitelist-add")"),
+          command(R"("whitelist-add","card":"04A")"), command(R"("whitelist-add","card":"04G1")"),
+          command(R"("whitelist-add","uid":true,"card":"0102030405060708090A0B")"),
+          command(R"("whitelist-remove","card":"04","setup":256)"), command(R"("open","gateway":2147483648)"),
+          command(R"("whitelist-remove","card":"04","options":2)"), command(R"("open","x":1)")}) {
+        EXPECT_NE(schema.ViolationIn(wrong), "") << wrong;
+    }
+    for (const std::string& right :
+         {command(R"("status")"), command(R"("event-open-close","duration":255)"),
+          command(R"("whitelist-add","uid":true,"card":"0102030405060708090a","setup":0,"options":1)"),
+          command(R"("whitelist-add","uid":false,"card":"0102030405060708090A0B")")}) {
+        EXPECT_EQ(schema.ViolationIn(right), "") << right;
+    }
+}
+
+TEST(MqttSignedCommandSchema, RequiresEveryClaimOfASignature) {
+    const std::string claims = R"({"operation":"open","iat":1,"aud":"hall","gateway":1,"lock":5,"exp":31,"jti":"a"})";
+    const JsonSchema& schema = JsonSchema::MqttSignedCommand();
+    ASSERT_EQ(schema.ViolationIn(claims), "");
+    for (const std::string claim : {R"("aud":"hall",)", R"("gateway":1,)", R"("lock":5,)", R"("exp":31,)"}) {
+        std::string without = claims;
+        EXPECT_NE(schema.ViolationIn(without.erase(without.find(claim), claim.size())), "") << claim;
+    }
+    EXPECT_NE(schema.ViolationIn(claims.substr(0, claims.rfind(',')) + "}"), "") << "without jti";
+    EXPECT_NE(schema.ViolationIn(claims.substr(0, claims.rfind(':')) + R"(:""})"), "") << "empty jti";
+}
+
+// What an answer tells by its result, its code tells too.
+TEST(MqttSchemas, KeepWhatBelongsTogether) {
+    const std::string answer = R"({"time":1,"gateway":1,"lock":5,"result":)";
+    EXPECT_EQ(JsonSchema::MqttReply().ViolationIn(answer + R"("not-fresh","errorCode":-7})"), "");
+    for (const std::string wrong : {R"("ack","errorCode":1})", R"("not-fresh","errorCode":7})",
+                                    R"("nack","errorCode":-7})", R"("nack","errorCode":0,"status":{}})"}) {
+        EXPECT_NE(JsonSchema::MqttReply().ViolationIn(answer + wrong), "") << wrong;
+    }
+    const std::string event = R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"event_type":"pin")";
+    EXPECT_EQ(JsonSchema::MqttEvent().ViolationIn(event + "}"), "");
+    EXPECT_NE(JsonSchema::MqttEvent().ViolationIn(event + R"(,"card":"*1234"})"), "");
+}
+
+TEST(ProxySchema, TakesTheExamplesOfThePackage) {
     const JsonSchema schema("proxy");
-    EXPECT_EQ(schema.ViolationIn(example), "");
-    EXPECT_NE(schema.ViolationIn(example.substr(0, example.rfind('}')) + R"(,"Unheard":1})"), "");
+    for (const std::string file : {"proxy.json", "proxy-mqtt.json"}) {
+        const std::string example = Documents::ReadDocument("../packaging/proxy/examples/" + file);
+        EXPECT_EQ(schema.ViolationIn(example), "") << file;
+        EXPECT_NE(schema.ViolationIn(example.substr(0, example.rfind('}')) + R"(,"Unheard":1})"), "") << file;
+    }
 }
 
 }  // namespace

@@ -65,6 +65,26 @@ const std::vector<RightExample> kExamples = {
      R"({"Timestamp":1,"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,)"
      R"("timestamp":"1:2:3 4-5-2023","RFIDData":"0A"}})",
      {}},
+    {JsonSchema::MqttEvent,
+     R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"event_type":"card","card":"*B2C3"})",
+     {"/card"}},
+    {JsonSchema::MqttResult,
+     R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"client":"","operation":"whitelist-add",)"
+     R"("result":"not-sent","errorCode":-3,"milliseconds":1,"card":"04A1B2C3","remark":"a"})",
+     {"/card", "/remark"}},
+    {JsonSchema::MqttReply,
+     R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"operation":"open","gateway":1,"lock":5,)"
+     R"("result":"nack","errorCode":12,"text":"a"})",
+     {"/id", "/operation", "/text"}},
+    {JsonSchema::MqttReply,
+     R"({"time":1,"gateway":1,"lock":5,"result":"ack","errorCode":0,"status":{"battery":"full",)"
+     R"("capacity_at_least":95,"battery_warning":false,"battery_alarm":false,"mechanical_active":false,)"
+     R"("fire_mode":false,"reader_connected":true}})",
+     {"/status"}},
+    {JsonSchema::MqttState,
+     R"({"time":1,"battery":"full","capacity_at_least":95,"battery_warning":false,"battery_alarm":false,)"
+     R"("mechanical_active":false,"fire_mode":false,"reader_connected":true})",
+     {}},
 };
 
 // One value of each type.

@@ -101,4 +101,34 @@ const JsonSchema& JsonSchema::Simulator() {
     return schema;
 }
 
+const JsonSchema& JsonSchema::MqttCommand() {
+    static const JsonSchema schema("mqtt-command");
+    return schema;
+}
+
+const JsonSchema& JsonSchema::MqttSignedCommand() {
+    static const JsonSchema schema("mqtt-signed-command");
+    return schema;
+}
+
+const JsonSchema& JsonSchema::MqttReply() {
+    static const JsonSchema schema("mqtt-reply");
+    return schema;
+}
+
+const JsonSchema& JsonSchema::MqttEvent() {
+    static const JsonSchema schema("mqtt-event");
+    return schema;
+}
+
+const JsonSchema& JsonSchema::MqttResult() {
+    static const JsonSchema schema("mqtt-result");
+    return schema;
+}
+
+const JsonSchema& JsonSchema::MqttState() {
+    static const JsonSchema schema("mqtt-state");
+    return schema;
+}
+
 }  // namespace Documents

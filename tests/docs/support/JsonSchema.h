@@ -24,6 +24,12 @@ class JsonSchema {
     static const JsonSchema& Answer();
     static const JsonSchema& Event();
     static const JsonSchema& Simulator();
+    static const JsonSchema& MqttCommand();
+    static const JsonSchema& MqttSignedCommand();
+    static const JsonSchema& MqttReply();
+    static const JsonSchema& MqttEvent();
+    static const JsonSchema& MqttResult();
+    static const JsonSchema& MqttState();
 
   private:
     class Rules;
