@@ -83,12 +83,16 @@ class BrokerClient:
                         str(authority / "authority.crt"), "--cert", f"{own}.crt", "--key", f"{own}.key"]
         self.messages = []
         wanted = [option for topic in topics for option in ("-t", topic)]
-        self.command = ["mosquitto_sub", *self.options, "-i", f"{name}-reader", "-c", "-x", "3600", "-q", "1", *wanted,
-                        "-F", "%t\t%r\t%D\t%p"]
+        # Told what it does, it says when it is subscribed: what others publish before does not come.
+        self.command = ["stdbuf", "-oL", "mosquitto_sub", "-d", *self.options, "-i", f"{name}-reader", "-c", "-x",
+                        "3600", "-q", "1", *wanted, "-F", "%t\t%r\t%D\t%p"]
         self.is_wanted = True
+        self.is_subscribed = threading.Event()
         self.start()
         self.reader = threading.Thread(target=self._read, daemon=True)
         self.reader.start()
+        if topics:
+            wait_until(self.is_subscribed.is_set, f"the subscription of {name}", 30.0)
 
     def start(self):
         self.subscriber = subprocess.Popen(self.command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
@@ -98,14 +102,20 @@ class BrokerClient:
         """It ends with its connection."""
         while True:
             for line in self.subscriber.stdout:
-                topic, retained, correlation, payload = line.rstrip("\n").split("\t", 3)
-                self.take(Message(topic, retained == "1", correlation, payload, time.time()))
+                self._take_line(line.rstrip("\n"))
             self.subscriber.stdout.close()
             self.subscriber.wait()
             time.sleep(0.1)
             if not self.is_wanted:
                 return
             self.start()
+
+    def _take_line(self, line):
+        if line.startswith("Subscribed"):
+            self.is_subscribed.set()
+        elif "\t" in line:
+            topic, retained, correlation, payload = line.split("\t", 3)
+            self.take(Message(topic, retained == "1", correlation, payload, time.time()))
 
     def take(self, message):
         self.messages.append(message)
