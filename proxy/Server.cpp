@@ -3,7 +3,6 @@
 #include <systemd/sd-daemon.h>
 
 #include <algorithm>
-#include <boost/asio/ip/network_v6.hpp>
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/post.hpp>
 #include <csignal>
@@ -12,6 +11,7 @@
 #include <utility>
 
 #include "proxy/configuration/ConfigurationReader.h"
+#include "proxy/net/Network.h"
 
 namespace MuxProxy {
 namespace {
@@ -39,13 +39,6 @@ AuditRow ProxyRow(const char* operation, std::string remark = {}) {
     row.operation = operation;
     row.remark = std::move(remark);
     return row;
-}
-
-// Who has an address of IPv6 has 2^64 of them.
-std::string NetworkOf(const std::string& address) {
-    Error error;
-    const asio::ip::address_v6 read = asio::ip::make_address_v6(address, error);
-    return error ? address : asio::ip::make_network_v6(read, 64).canonical().to_string();
 }
 
 // For the journal, which knows the severity by the number in front. Any thread.

@@ -98,6 +98,27 @@ struct StatusRoundSettings {
     std::chrono::hours interval{6};
 };
 
+// The page for browsers. What other sections decide is put in by the reader of the file, so that nothing is left to be
+// derived.
+struct WebSettings {
+    std::vector<std::string> addresses = {"0.0.0.0", "::"};
+    std::uint16_t port = 8443;
+    // In PEM; without members of their own those of the section "Certificates".
+    std::string certificate;
+    std::string key;
+    // Names and hashes of passwords; empty if only certificates log in.
+    std::string users;
+    // A session ends so long after its log-in, and so long after it was last used.
+    std::chrono::hours sessionHours{12};
+    std::chrono::minutes idleMinutes{60};
+    // Name of the site for people; may be empty.
+    std::string title;
+    // Who may read the audit.
+    std::vector<std::string> auditors;
+    // A SQLite database of the cards that were entered; without a member of its own beside the audit.
+    std::string cards;
+};
+
 // The configuration file of the proxy. A value.
 struct Configuration {
     ListenSettings listen;
@@ -110,9 +131,10 @@ struct Configuration {
     std::optional<MqttSettings> mqtt;
     std::optional<MetricsSettings> metrics;
     std::optional<StatusRoundSettings> statusRound;
+    std::optional<WebSettings> web;
 
     // Whether it has sections of services, with libraries that a plain site does not load.
-    bool NeedsServices() const { return mqtt || metrics; }
+    bool NeedsServices() const { return mqtt || metrics || web; }
 };
 
 }  // namespace MuxProxy
