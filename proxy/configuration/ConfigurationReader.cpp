@@ -20,12 +20,14 @@ using rapidjson::Value;
 constexpr std::size_t kMostSiteLength = 64;
 constexpr std::size_t kMostPrefixLength = 255;
 constexpr std::size_t kMostClientLength = 64;
+constexpr std::size_t kMostTitleLength = 64;
 constexpr std::uint16_t kPlainMqttPort = 1883;
 constexpr std::uint16_t kEncryptedMqttPort = 8883;
 
 constexpr const char* kSiteRule = "1 to 64 letters, digits, \"-\" or \"_\"";
 constexpr const char* kPrefixRule = "levels of letters, digits, \"-\" or \"_\" with \"/\" between them";
 constexpr const char* kClientRule = "1 to 64 bytes without \"+\", \"#\" and \"/\"";
+constexpr const char* kTitleRule = "a text of at most 64 bytes";
 
 ObjectMembers RuleMembers(ObjectReader& reader, Rule& rule) {
     return {ObjectReader::Required(reader.Texts("Clients", rule.clients)),
@@ -68,6 +70,10 @@ bool IsClientLevel(std::string_view text) {
     return !text.empty() && text.size() <= kMostClientLength && text.find_first_of(kOthers) == std::string_view::npos;
 }
 
+bool IsTitle(std::string_view text) {
+    return text.size() <= kMostTitleLength;
+}
+
 ObjectMembers DiscoveryMembers(ObjectReader& reader, DiscoverySettings& into) {
     return {reader.Text("Prefix", into.prefix, &IsPrefix, kPrefixRule),
             reader.Text("Client", into.client, &IsClientLevel, kClientRule)};
@@ -98,6 +104,19 @@ ObjectMembers StatusRoundMembers(ObjectReader& reader, StatusRoundSettings& into
     return {reader.Hours("Hours", into.interval)};
 }
 
+ObjectMembers WebMembers(ObjectReader& reader, WebSettings& into) {
+    return {reader.Texts("Addresses", into.addresses),
+            reader.Port("Port", into.port),
+            reader.Text("Certificate", into.certificate),
+            reader.Text("Key", into.key),
+            reader.Text("Users", into.users),
+            reader.Hours("SessionHours", into.sessionHours),
+            reader.Minutes("IdleMinutes", into.idleMinutes),
+            reader.Text("Title", into.title, &IsTitle, kTitleRule),
+            reader.Texts("Auditors", into.auditors),
+            reader.Text("Cards", into.cards)};
+}
+
 ObjectMembers Members(ObjectReader& reader, Configuration& into) {
     return {
         reader.Object("Listen",
@@ -122,7 +141,47 @@ ObjectMembers Members(ObjectReader& reader, Configuration& into) {
         reader.Optional("Mqtt", into.mqtt, &MqttMembers),
         reader.Optional("Metrics", into.metrics, &MetricsMembers),
         reader.Optional("StatusRound", into.statusRound, &StatusRoundMembers),
+        reader.Optional("Web", into.web, &WebMembers),
     };
+}
+
+// Whether one port cannot be listened on at both: the same address, or all of the other's family.
+bool Overlap(const std::string& one, const std::string& other) {
+    const bool isSixth = one.find(':') != std::string::npos;
+    const bool isOthersSixth = other.find(':') != std::string::npos;
+    const char* const all = isSixth ? "::" : "0.0.0.0";
+    return isSixth == isOthersSixth && (one == other || one == all || other == all);
+}
+
+bool HaveSamePlace(const ListenSettings& listen, const WebSettings& web) {
+    return listen.port == web.port &&
+           std::any_of(web.addresses.begin(), web.addresses.end(), [&](const std::string& address) {
+               return std::any_of(listen.addresses.begin(), listen.addresses.end(),
+                                  [&](const std::string& other) { return Overlap(address, other); });
+           });
+}
+
+void CompareWebMembers(const WebSettings& web, const ListenSettings& listen, ObjectReader& reader) {
+    if (web.certificate.empty() != web.key.empty()) {
+        const bool hasKey = web.certificate.empty();
+        reader.Complain(hasKey ? "/Web/Key" : "/Web/Certificate",
+                        std::string("requires ") + (hasKey ? "Certificate" : "Key"));
+    }
+    if (HaveSamePlace(listen, web)) {
+        reader.Complain("/Web/Port",
+                        "must differ from Listen/Port, " + std::to_string(listen.port) + ", at the same address");
+    }
+}
+
+// What the section leaves to others.
+void CompleteWeb(const Configuration& configuration, WebSettings& web) {
+    if (web.certificate.empty()) {
+        web.certificate = configuration.certificates.certificate;
+        web.key = configuration.certificates.key;
+    }
+    if (web.cards.empty()) {
+        web.cards = configuration.audit.file + ".cards";
+    }
 }
 
 // Members that mean nothing without others.
@@ -174,6 +233,10 @@ ReadResult ReadConfiguration(const std::string& text) {
         CompareMqttMembers(*mqtt, result.configuration.audit, reader);
         const std::uint16_t usualPort = mqtt->IsEncrypted() ? kEncryptedMqttPort : kPlainMqttPort;
         mqtt->port = mqtt->port != 0 ? mqtt->port : usualPort;
+    }
+    if (std::optional<WebSettings>& web = result.configuration.web) {
+        CompareWebMembers(*web, result.configuration.listen, reader);
+        CompleteWeb(result.configuration, *web);
     }
     return result;
 }

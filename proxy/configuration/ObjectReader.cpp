@@ -14,6 +14,7 @@ namespace {
 using rapidjson::Value;
 
 constexpr std::uint32_t kMostSeconds = 86400;
+constexpr std::uint32_t kMostMinutes = 1440;
 constexpr std::uint32_t kMostHours = 720;
 constexpr std::uint32_t kMostCount = 1000000;
 
@@ -132,6 +133,13 @@ ObjectMember ObjectReader::Seconds(const char* name, std::uint32_t lowest, std::
                 std::uint32_t seconds = 0;
                 target =
                     Integer(value, pointer, lowest, kMostSeconds, seconds) ? std::chrono::seconds(seconds) : target;
+            }};
+}
+
+ObjectMember ObjectReader::Minutes(const char* name, std::chrono::minutes& target) {
+    return {name, [this, &target](const Value& value, const std::string& pointer) {
+                std::uint32_t minutes = 0;
+                target = Integer(value, pointer, 1, kMostMinutes, minutes) ? std::chrono::minutes(minutes) : target;
             }};
 }
 

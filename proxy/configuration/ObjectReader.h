@@ -49,6 +49,7 @@ class ObjectReader {
     ObjectMember Port(const char* name, std::uint16_t& target);
     ObjectMember Count(const char* name, std::uint32_t& target);
     ObjectMember Seconds(const char* name, std::uint32_t lowest, std::chrono::seconds& target);
+    ObjectMember Minutes(const char* name, std::chrono::minutes& target);
     ObjectMember Hours(const char* name, std::chrono::hours& target);
     ObjectMember Flag(const char* name, bool& target);
     // "all", or an array of integers and of ranges such as "3-5".

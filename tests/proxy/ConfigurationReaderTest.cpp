@@ -160,5 +160,76 @@ TEST(ReadConfiguration, NamesWhatAMemberOfMqttRequires) {
                 ElementsAre("f:2:36: error: Mqtt/Key requires Certificate"));
 }
 
+TEST(ReadConfiguration, TakesEveryMemberOfWeb) {
+    const ReadResult result = ReadConfiguration(FileWith(R"("Web": {"Addresses": ["::1"], "Port": 444,
+"Certificate": "f", "Key": "g", "Users": "h", "SessionHours": 3, "IdleMinutes": 4, "Title": "Hall",
+"Auditors": ["anna", "otto"], "Cards": "i"})"));
+    EXPECT_THAT(result.findings, IsEmpty());
+    const WebSettings web = result.configuration.web.value();
+    EXPECT_THAT(web.addresses, ElementsAre("::1"));
+    EXPECT_EQ(web.port, 444);
+    EXPECT_EQ(web.certificate + web.key + web.users + web.cards, "fghi");
+    EXPECT_EQ(web.sessionHours, std::chrono::hours(3));
+    EXPECT_EQ(web.idleMinutes, std::chrono::minutes(4));
+    EXPECT_EQ(web.title, "Hall");
+    EXPECT_THAT(web.auditors, ElementsAre("anna", "otto"));
+}
+
+TEST(ReadConfiguration, AnEmptyWebTakesWhatOtherSectionsSay) {
+    const ReadResult result = ReadConfiguration(FileWith(R"("Web": {})"));
+    EXPECT_THAT(result.findings, IsEmpty());
+    const WebSettings web = result.configuration.web.value();
+    EXPECT_THAT(web.addresses, ElementsAre("0.0.0.0", "::"));
+    EXPECT_EQ(web.port, 8443);
+    EXPECT_EQ(web.certificate + web.key, "ab");
+    EXPECT_EQ(web.users + web.title, "");
+    EXPECT_EQ(web.cards, "e.cards");
+    EXPECT_EQ(web.sessionHours, std::chrono::hours(12));
+    EXPECT_EQ(web.idleMinutes, std::chrono::hours(1));
+    EXPECT_THAT(web.auditors, IsEmpty());
+}
+
+TEST(ReadConfiguration, SectionsOfServicesNeedTheirProgram) {
+    const auto needsServices = [](const std::string& sections) {
+        return ReadConfiguration(FileWith(sections)).configuration.NeedsServices();
+    };
+    EXPECT_FALSE(needsServices(R"("StatusRound": {})"));
+    EXPECT_TRUE(needsServices(R"("Web": {})"));
+    EXPECT_TRUE(needsServices(R"("Metrics": {})"));
+    EXPECT_TRUE(needsServices(R"("Mqtt": {"Host": "broker", "Site": "hall"})"));
+}
+
+TEST(ReadConfiguration, NamesWhatCannotBeInWeb) {
+    EXPECT_THAT(FindingsIn(FileWith(R"("Web": {"Certificate": "c",
+"SessionHours": 721,
+"IdleMinutes": 0,
+"Title": ")" + std::string(65, 't') +
+                                    R"("})")),
+                ElementsAre("f:3:1: error: Web/SessionHours must be an integer from 1 to 720",
+                            "f:4:1: error: Web/IdleMinutes must be an integer from 1 to 1440",
+                            "f:5:1: error: Web/Title must be a text of at most 64 bytes",
+                            "f:2:9: error: Web/Certificate requires Key"));
+    EXPECT_THAT(FindingsIn(FileWith(R"("Web": {"Key": "k"})")),
+                ElementsAre("f:2:9: error: Web/Key requires Certificate"));
+}
+
+// The entrance and the page at these addresses, one port.
+std::vector<std::string> FindingsOfOnePort(const std::string& listen, const std::string& web) {
+    return FindingsIn(FileWith(R"("Listen": {"Addresses": [")" + listen + R"("], "Port": 8443},
+"Web": {"Addresses": [")" + web +
+                               R"("]})"));
+}
+
+TEST(ReadConfiguration, OnePortIsNotForTheEntranceAndThePage) {
+    const auto both = ElementsAre("f:3:1: error: Web/Port must differ from Listen/Port, 8443, at the same address");
+    EXPECT_THAT(FindingsOfOnePort("192.0.2.7", "192.0.2.7"), both);
+    EXPECT_THAT(FindingsOfOnePort("0.0.0.0", "192.0.2.7"), both);
+    EXPECT_THAT(FindingsOfOnePort("192.0.2.7", "0.0.0.0"), both);
+    EXPECT_THAT(FindingsOfOnePort("::1", "::"), both);
+    EXPECT_THAT(FindingsOfOnePort("192.0.2.7", "192.0.2.8"), IsEmpty());
+    EXPECT_THAT(FindingsOfOnePort("::", "192.0.2.8"), IsEmpty());
+    EXPECT_THAT(FindingsIn(FileWith(R"("Web": {"Port": 5556})")), testing::SizeIs(1));
+}
+
 }  // namespace
 }  // namespace MuxProxy
