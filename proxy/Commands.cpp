@@ -82,6 +82,9 @@ Commands::Commands(CLI::App& app, char** arguments, const ServiceKit* kit) : arg
     app.add_flag("--check", onlyChecks_, "Say what is wrong with the file and what it names, and exit");
     rights_ = app.add_subcommand("rights", "Print what a client may do")->fallthrough();
     rights_->add_option("--client", client_, "Common name of the client's certificate")->required()->type_name("NAME");
+    user_ = app.add_subcommand("user", "Set the password of a user of the page, or remove the user")->fallthrough();
+    user_->add_option("name", userName_, "Name of the user, as in rules")->required()->type_name("NAME");
+    user_->add_flag("--remove", isUserToGo_, "Remove the user");
     audit_ = AddAuditCommand(app, [this] { return LoadConfiguration(file_).audit.file; });
 }
 
@@ -92,6 +95,9 @@ int Commands::Run() {
     if (audit_.app->parsed()) {
         return audit_.run(std::cout);
     }
+    if (user_->parsed()) {
+        return ChangeUser();
+    }
     TakeServices();
     return onlyChecks_ ? Check() : Serve();
 }
@@ -101,10 +107,14 @@ void Commands::TakeServices() const {
     if (kit_ != nullptr || !ReadConfiguration(ReadConfigurationFile(file_)).configuration.NeedsServices()) {
         return;
     }
+    BecomeServices();
+}
+
+void Commands::BecomeServices() const {
     const std::string program = ServicesProgram();
     execv(program.c_str(), arguments_);
     throw std::runtime_error("cannot run " + program +
-                             ", which Mqtt and Metrics need: " + std::generic_category().message(errno));
+                             ", which Mqtt, Metrics and Web need: " + std::generic_category().message(errno));
 }
 
 int Commands::Serve() {
@@ -137,6 +147,20 @@ int Commands::PrintRights() {
     if (rules.empty()) {
         std::cout << "no rule names " << client_ << ": it may do nothing\n";
     }
+    return 0;
+}
+
+int Commands::ChangeUser() {
+    const std::optional<WebSettings> web = LoadConfiguration(file_).web;
+    if (!web || web->users.empty()) {
+        throw std::runtime_error(file_ + ": Web/Users is missing, which names the file of users");
+    }
+    if (kit_ == nullptr) {
+        BecomeServices();
+    }
+    (isUserToGo_ ? kit_->removeUser : kit_->setUser)(web->users, userName_);
+    std::cout << web->users << (isUserToGo_ ? ": removed " : ": set the password of ") << userName_
+              << "; reload the proxy\n";
     return 0;
 }
 

@@ -31,9 +31,11 @@ class Commands {
   private:
     // Becomes the program with services if the file needs them and this one has none.
     void TakeServices() const;
+    void BecomeServices() const;
     int Serve();
     int Check();
     int PrintRights();
+    int ChangeUser();
 
     char** const arguments_;
     const ServiceKit* const kit_;
@@ -41,6 +43,9 @@ class Commands {
     std::string client_;
     bool onlyChecks_ = false;
     CLI::App* rights_ = nullptr;
+    CLI::App* user_ = nullptr;
+    std::string userName_;
+    bool isUserToGo_ = false;
     AuditCommand audit_;
 };
 

@@ -46,6 +46,11 @@ void CheckAddresses(const Configuration& configuration, Findings& findings) {
     if (configuration.metrics) {
         CheckAddress("Metrics/Address", configuration.metrics->address, findings);
     }
+    if (configuration.web) {
+        for (const std::string& address : configuration.web->addresses) {
+            CheckAddress("Web/Addresses", address, findings);
+        }
+    }
 }
 
 void CheckCertificates(const CertificateSettings& settings, Findings& findings) {

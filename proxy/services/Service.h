@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "proxy/audit/AuditLog.h"
@@ -51,6 +52,10 @@ struct ServiceKit {
     ServiceList (*make)(boost::asio::io_context& loop, const Configuration& configuration, const MuxLocks& locks);
     // What is wrong in the files that their sections name. Any thread.
     std::vector<Finding> (*check)(const Configuration& configuration);
+    // Change this user in the file of users; they throw std::runtime_error with a sentence for people. For the main
+    // thread of a command.
+    void (*setUser)(const std::string& file, const std::string& name);
+    void (*removeUser)(const std::string& file, const std::string& name);
 };
 
 }  // namespace MuxProxy

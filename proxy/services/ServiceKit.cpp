@@ -7,6 +7,8 @@
 #include "proxy/mqtt/MqttSite.h"
 #include "proxy/services/MetricsService.h"
 #include "proxy/services/MqttCheck.h"
+#include "proxy/web/UserCommand.h"
+#include "proxy/web/WebCheck.h"
 
 namespace MuxProxy {
 namespace {
@@ -79,11 +81,14 @@ ServiceList Make(boost::asio::io_context& loop, const Configuration& configurati
 }
 
 std::vector<Finding> Check(const Configuration& configuration) {
-    return configuration.mqtt ? CheckMqtt(*configuration.mqtt) : std::vector<Finding>();
+    std::vector<Finding> findings = configuration.mqtt ? CheckMqtt(*configuration.mqtt) : std::vector<Finding>();
+    const std::vector<Finding> ofWeb = CheckWeb(configuration);
+    findings.insert(findings.end(), ofWeb.begin(), ofWeb.end());
+    return findings;
 }
 
 }  // namespace
 
-const ServiceKit kServiceKit = {&Make, &Check};
+const ServiceKit kServiceKit = {&Make, &Check, &SetUser, &RemoveUser};
 
 }  // namespace MuxProxy

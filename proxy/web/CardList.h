@@ -29,7 +29,8 @@ struct CardEntry {
 
 // The cards that were entered by the page, in a SQLite file: locks cannot be asked for theirs. It does not know what
 // was entered otherwise. Every function throws AuditFileError when it fails; the file is as it was before then. No
-// other process may write to it. One thread at a time, not the network loop.
+// other process may write to it; once the file was moved, only a new object helps. One thread at a time, not the
+// network loop.
 class CardList {
   public:
     static constexpr std::int64_t kMost = 100000;
@@ -50,6 +51,9 @@ class CardList {
     std::optional<CardEntry> CardOf(std::int64_t entry);
 
   private:
+    void CheckPlace() const;
+
+    const std::string file_;
     // Closing any descriptor of the file ends SQLite's own locks, so this one outlives the connection.
     FileLock lock_;
     Database database_;

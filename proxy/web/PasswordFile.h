@@ -8,6 +8,7 @@
 
 namespace MuxProxy {
 
+constexpr std::size_t kLongestUserName = 64;
 // How long a password may be, in bytes, when it is set.
 constexpr std::size_t kShortestPassword = 8;
 constexpr std::size_t kLongestPassword = 1024;
@@ -20,6 +21,10 @@ bool IsUserName(std::string_view name);
 // 50 ms. Throws std::runtime_error with a sentence for people if the password is too short or too long, or memory is
 // missing. Any thread.
 std::string HashPassword(const std::string& password);
+
+// The text of a file of users, which may be empty. Not for the network loop. Throws std::runtime_error with a sentence
+// for people that begins with the path.
+std::string ReadPasswordText(const std::string& file);
 
 // The users of the page and the hashes of their passwords. Each line of the file is "NAME:HASH"; empty lines and lines
 // that begin with "#" count for nothing. Immutable; any thread.

@@ -6,8 +6,9 @@
 
 namespace MuxProxy {
 
-// What is wrong with the section "Web" and the files it names: addresses, certificate and key and their days left, the
-// users, and names without any rule. Nothing without the section. Any thread.
+// What is wrong with the files that the section "Web" names: certificate and key and their days left, as far as they
+// are not those of "Certificates", and the users, of whom some may have no rule. Nothing without the section. Any
+// thread.
 std::vector<Finding> CheckWeb(const Configuration& configuration);
 
 }  // namespace MuxProxy

@@ -97,6 +97,7 @@ class WebSessions {
     Time EndTimeOf(const Entry& entry) const;
     void MakeRoom(const std::string& name);
     void Remove(WebSessionNumber number);
+    void RemoveIf(const std::function<bool(const Entry&)>& isToGo);
 
     const std::chrono::seconds longest_;
     const std::chrono::seconds idle_;
