@@ -5,7 +5,7 @@ import unittest
 
 from proxy_site import PROGRAMS, ROOT
 
-COMMANDS = ("rights", "audit")
+COMMANDS = ("rights", "user", "audit")
 
 
 def output(*command):
