@@ -3,7 +3,6 @@
 #include <systemd/sd-daemon.h>
 
 #include <algorithm>
-#include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/post.hpp>
 #include <csignal>
 #include <iostream>
@@ -18,9 +17,6 @@ namespace {
 
 namespace asio = boost::asio;
 using Error = boost::system::error_code;
-
-// How long to wait when there are no descriptors for another connection.
-constexpr std::chrono::milliseconds kPauseOfAccepting{200};
 
 // Certificates end while their clients are connected.
 constexpr std::chrono::minutes kBetweenChecksOfClients{10};
@@ -63,40 +59,17 @@ Server::Server(Configuration configuration, ReadAgain readAgain, const ServiceKi
       checkTimer_(loop_),
       expiryTimer_(loop_),
       turns_(loop_),
-      aside_(loop_) {
-    Listen();
-}
+      aside_(loop_),
+      listeners_(loop_, configuration_.listen.addresses, configuration_.listen.port) {}
 
 Server::~Server() = default;
-
-void Server::Listen() {
-    for (const std::string& address : configuration_.listen.addresses) {
-        try {
-            const Tcp::endpoint endpoint(asio::ip::make_address(address), configuration_.listen.port);
-            Tcp::acceptor acceptor(loop_);
-            acceptor.open(endpoint.protocol());
-            if (endpoint.protocol() == Tcp::v6()) {
-                acceptor.set_option(asio::ip::v6_only(true));
-            }
-            acceptor.set_option(Tcp::acceptor::reuse_address(true));
-            acceptor.bind(endpoint);
-            acceptor.listen();
-            listeners_.push_back({std::move(acceptor), asio::steady_timer(loop_)});
-        } catch (const boost::system::system_error& error) {
-            throw std::runtime_error("cannot listen on " + address + " port " +
-                                     std::to_string(configuration_.listen.port) + ": " + error.code().message());
-        }
-    }
-}
 
 void Server::Run() {
     // A client that has gone is noticed by the error of the call.
     if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
         throw std::runtime_error("SIGPIPE cannot be ignored");
     }
-    for (Listener& listener : listeners_) {
-        Accept(listener);
-    }
+    listeners_.Start([this](Listeners::Socket socket) { Take(std::move(socket)); });
     WaitForSignal();
     PlanCheckOfClients();
     WarnOfExpiry();
@@ -109,26 +82,7 @@ void Server::Run() {
     audit_.Add(0, ProxyRow("stopped"));
 }
 
-void Server::Accept(Listener& listener) {
-    listener.acceptor.async_accept([this, &listener](const Error& error, Tcp::socket socket) {
-        if (isEnding_) {
-            return;
-        }
-        if (!error) {
-            Take(std::move(socket));
-            Accept(listener);
-            return;
-        }
-        listener.timer.expires_after(kPauseOfAccepting);
-        listener.timer.async_wait([this, &listener](const Error& aborted) {
-            if (!aborted && !isEnding_) {
-                Accept(listener);
-            }
-        });
-    });
-}
-
-void Server::Take(Tcp::socket socket) {
+void Server::Take(Listeners::Socket socket) {
     const LimitSettings& limits = configuration_.limits;
     const auto session = std::make_shared<ClientSession>(std::move(socket), certificates_, limits, turns_,
                                                          static_cast<SessionOwner&>(*this));
@@ -142,7 +96,7 @@ void Server::Take(Tcp::socket socket) {
     MakeRoomForHandshake();
     sessions_.emplace(session.get(), session);
     handshakes_.push_back(session.get());
-    session->Start();
+    session->Start(limits.handshake);
 }
 
 // As many as there may be clients: all may come at once when the proxy was started. Strangers who never end theirs make
@@ -368,11 +322,7 @@ void Server::WarnOfExpiry() {
 void Server::Stop() {
     sd_notify(0, "STOPPING=1");
     isEnding_ = true;
-    for (Listener& listener : listeners_) {
-        Error ignored;
-        listener.acceptor.close(ignored);
-        listener.timer.cancel();
-    }
+    listeners_.Stop();
     services_.Stop();
     mux_.Close();
     dispatcher_.EndAll();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <functional>
@@ -17,6 +16,7 @@
 #include "proxy/net/Aside.h"
 #include "proxy/net/ClientSession.h"
 #include "proxy/net/ConnectionRows.h"
+#include "proxy/net/Listeners.h"
 #include "proxy/net/MuxLink.h"
 #include "proxy/services/Services.h"
 
@@ -39,14 +39,6 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void Run();
 
   private:
-    using Tcp = boost::asio::ip::tcp;
-
-    struct Listener {
-        Tcp::acceptor acceptor;
-        // Of its pause when there are no descriptors.
-        boost::asio::steady_timer timer;
-    };
-
     using SessionPointer = std::shared_ptr<ClientSession>;
     using CertificatesPointer = std::shared_ptr<const Certificates>;
 
@@ -72,9 +64,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void PostAudited(RequestNumber request, bool isWritten) override;
     void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) override;
 
-    void Listen();
-    void Accept(Listener& listener);
-    void Take(Tcp::socket socket);
+    void Take(Listeners::Socket socket);
     void WaitForSignal();
     void Reload();
     Reading ReadAnew() const;
@@ -103,7 +93,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     boost::asio::steady_timer expiryTimer_;
     SessionTurns turns_;
     Aside aside_;
-    std::list<Listener> listeners_;
+    Listeners listeners_;
     // All connections; those whose handshake is not done, oldest first; and of those that were let in their numbers.
     std::map<ClientSession*, SessionPointer> sessions_;
     std::list<ClientSession*> handshakes_;
