@@ -63,6 +63,11 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void SendToMux(const std::string& text) override;
     void PostAudited(RequestNumber request, bool isWritten) override;
     void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) override;
+    void EventCame(const AuditRow& event) override { services_.EventCame(event); }
+    void RequestTaken(const TakenRequest& request) override { services_.RequestTaken(request); }
+    void RequestEnded(const TakenRequest& request, const RequestEnding& ending) override {
+        services_.RequestEnded(request, ending);
+    }
 
     void Take(Listeners::Socket socket);
     void WaitForSignal();

@@ -178,7 +178,10 @@ bool Dispatcher::Accept(ConnectionNumber connection, ProxyRequest content, Audit
     Load& load = loads_[client];
     ++load.requests;
     load.bytes += SizeOf(content);
-    requests_.emplace(number, Request{std::move(content), connection, client, ports_.Now(), State::kAuditing, ""});
+    const Request& request =
+        requests_.emplace(number, Request{std::move(content), connection, client, ports_.Now(), State::kAuditing, ""})
+            .first->second;
+    ports_.RequestTaken({number, request.client, request.content});
     if (mustBeOnDisk) {
         auditing_.push_back(number);
         audit_.Add(number, std::move(row), [this, number](bool isWritten) { ports_.PostAudited(number, isWritten); });
@@ -297,6 +300,16 @@ std::map<std::int32_t, std::size_t> Dispatcher::QueueLengths() const {
     return lengths;
 }
 
+std::set<std::int32_t> Dispatcher::SilentGateways() const {
+    std::set<std::int32_t> silent;
+    for (const auto& [gateway, queue] : queues_) {
+        if (queue.IsSilent()) {
+            silent.insert(gateway);
+        }
+    }
+    return silent;
+}
+
 void Dispatcher::Send(RequestNumber number) {
     Request& request = requests_.at(number);
     const MuxClient::Request written = WriteRequest(request.content);
@@ -336,6 +349,7 @@ void Dispatcher::Complete(RequestNumber number, const std::string& answer, const
         ports_.SendToClient(request.connection, answer);
     }
     const auto elapsed = duration_cast<milliseconds>(ports_.Now() - request.received);
+    ports_.RequestEnded({number, request.client, request.content}, {result, errorCode, elapsed});
     audit_.Finish(number, result, errorCode, elapsed, remark);
 }
 
@@ -398,7 +412,9 @@ void Dispatcher::TakeLateAnswer(const MuxText& read) {
 }
 
 void Dispatcher::TakeEvent(const MuxText& read, const std::string& text) {
-    audit_.Add(0, EventRow(read));
+    AuditRow row = EventRow(read);
+    ports_.EventCame(row);
+    audit_.Add(0, std::move(row));
     for (const auto& [number, client] : connections_) {
         if (client.wantsEvents && rights_->SeesEvent(client.name, read.gateway, read.lockBits)) {
             ports_.SendToClient(number, text);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -28,6 +30,21 @@ struct ClientIdentity {
     bool wantsEvents = true;
 };
 
+// A request that was taken. No copy.
+struct TakenRequest {
+    RequestNumber number;
+    // The name of its client.
+    const std::string& client;
+    const ProxyRequest& content;
+};
+
+// How a request ended, as its row says. No copy.
+struct RequestEnding {
+    const std::string& result;
+    std::int32_t errorCode;
+    std::chrono::milliseconds elapsed;
+};
+
 // What the dispatcher needs of the world around it. Called by the thread that calls the dispatcher; none of these calls
 // it back.
 class DispatcherPorts {
@@ -42,6 +59,15 @@ class DispatcherPorts {
     virtual void PostAudited(RequestNumber request, bool isWritten) = 0;
     // Somebody asked for the status of a lock, and this is it.
     virtual void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) = 0;
+
+    // For those who follow what happens; most do not. An event comes as its row, with the whole card and without the
+    // digits of a PIN. Each request that is taken ends once.
+    virtual void EventCame(const AuditRow& event) { static_cast<void>(event); }
+    virtual void RequestTaken(const TakenRequest& request) { static_cast<void>(request); }
+    virtual void RequestEnded(const TakenRequest& request, const RequestEnding& ending) {
+        static_cast<void>(request);
+        static_cast<void>(ending);
+    }
 };
 
 // From a client's text to its one answer: checks rights, audits, queues, sends under an identifier of the proxy's own
@@ -85,6 +111,8 @@ class Dispatcher {
     bool IsFree(std::int32_t gateway) const;
     // How many requests wait for each gateway or for its answer; those to which none does are left out.
     std::map<std::int32_t, std::size_t> QueueLengths() const;
+    // Gateways that left several requests in a row unanswered, and get one a minute.
+    std::set<std::int32_t> SilentGateways() const;
 
   private:
     enum class State : std::uint8_t { kAuditing, kQueued, kSent };

@@ -4,12 +4,20 @@
 
 namespace MuxProxy {
 
-void Insiders::Ask(ClientIdentity client, std::string_view text, Answered answered) {
+ConnectionNumber Insiders::Ask(ClientIdentity client, std::string_view text, Answered answered) {
     client.wantsEvents = false;
     const ConnectionNumber connection = dispatcher_.Connected(std::move(client));
     asking_.emplace(connection, std::move(answered));
     dispatcher_.Received(connection, text);
     called_();
+    return connection;
+}
+
+void Insiders::Leave(ConnectionNumber connection) {
+    if (asking_.erase(connection) != 0) {
+        dispatcher_.Disconnected(connection);
+        called_();
+    }
 }
 
 // The dispatcher must not be called back from here.

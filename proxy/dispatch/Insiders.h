@@ -22,8 +22,11 @@ class Insiders {
         : loop_(loop), dispatcher_(dispatcher), called_(std::move(called)) {}
 
     // One request, as Dispatcher::Received() takes it. `answered` gets the text of its answer later, from the loop; not
-    // when the loop ends before.
-    void Ask(ClientIdentity client, std::string_view text, Answered answered);
+    // when the loop ends before. Returns the number for Leave().
+    ConnectionNumber Ask(ClientIdentity client, std::string_view text, Answered answered);
+
+    // Who asked has gone: what was not sent is dropped, and nobody gets the answer. Ignored once it was answered.
+    void Leave(ConnectionNumber connection);
 
     // Takes what the dispatcher sends, if the connection is one of these.
     void Take(ConnectionNumber connection, const std::string& text);

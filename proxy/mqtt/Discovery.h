@@ -7,7 +7,7 @@
 
 #include "proxy/configuration/Configuration.h"
 #include "proxy/configuration/MuxLocks.h"
-#include "proxy/mqtt/JsonObject.h"
+#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/RetainedMessages.h"
 #include "proxy/mqtt/Topics.h"
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "proxy/mqtt/JsonObject.h"
+#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/MessageMaker.h"
 
 namespace MuxProxy {

@@ -44,6 +44,14 @@ void AddStatus(JsonObject& object, const MuxClient::LockStatus& status) {
         .Flag("reader_connected", status.readerConnected);
 }
 
+MuxClient::LockAddress LockOfRow(const AuditRow& row, const MuxLocks& locks) {
+    MuxClient::LockAddress lock{*row.gateway, *row.lock};
+    if (row.kind == "event" && IsOfReader(row)) {
+        lock.lock = LockByLowBits(locks, lock.gateway, static_cast<std::uint16_t>(lock.lock)).value_or(lock.lock);
+    }
+    return lock;
+}
+
 MessageMaker::MessageMaker(Topics topics, MuxLocks locks, bool wholeCards)
     : topics_(std::move(topics)), locks_(std::move(locks)), wholeCards_(wholeCards) {}
 
@@ -58,7 +66,7 @@ std::optional<OutboxMessage> MessageMaker::EventOf(const AuditRow& row) const {
     JsonObject payload;
     payload.Number("time", MillisecondsOf(row.time)).Text("event_type", row.operation);
     AddCard(payload, row);
-    return OutboxMessage{0, "", row.time, topics_.Event(LockOf(row)), payload.Json(), ""};
+    return OutboxMessage{0, "", row.time, topics_.Event(LockOfRow(row, locks_)), payload.Json(), ""};
 }
 
 std::optional<OutboxMessage> MessageMaker::ResultOf(const AuditRow& row) const {
@@ -76,15 +84,7 @@ std::optional<OutboxMessage> MessageMaker::ResultOf(const AuditRow& row) const {
     if (!row.remark.empty()) {
         payload.Text("remark", row.remark);
     }
-    return OutboxMessage{0, "", row.time, topics_.Result(LockOf(row)), payload.Json(), ""};
-}
-
-MuxClient::LockAddress MessageMaker::LockOf(const AuditRow& row) const {
-    MuxClient::LockAddress lock{*row.gateway, *row.lock};
-    if (row.kind == "event" && IsOfReader(row)) {
-        lock.lock = LockByLowBits(locks_, lock.gateway, static_cast<std::uint16_t>(lock.lock)).value_or(lock.lock);
-    }
-    return lock;
+    return OutboxMessage{0, "", row.time, topics_.Result(LockOfRow(row, locks_)), payload.Json(), ""};
 }
 
 // The audit may keep more of a card than messages have.

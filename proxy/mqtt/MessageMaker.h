@@ -7,7 +7,7 @@
 #include "proxy/audit/AuditLog.h"
 #include "proxy/audit/OutboxMessage.h"
 #include "proxy/configuration/MuxLocks.h"
-#include "proxy/mqtt/JsonObject.h"
+#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/Topics.h"
 #include "tools/client/Message.h"
 
@@ -18,6 +18,10 @@ std::int64_t MillisecondsOf(std::chrono::system_clock::time_point time);
 
 // What a lock said of itself, member by member.
 void AddStatus(JsonObject& object, const MuxClient::LockStatus& status);
+
+// The lock that a row is about. An event of a reader has only the low 16 bits of its address, with which a lock of the
+// Mux's file is looked for.
+MuxClient::LockAddress LockOfRow(const AuditRow& row, const MuxLocks& locks);
 
 // Makes messages out of rows of the audit: each event, and how each request about a lock has ended. Any thread.
 class MessageMaker {
@@ -32,7 +36,6 @@ class MessageMaker {
   private:
     std::optional<OutboxMessage> EventOf(const AuditRow& row) const;
     std::optional<OutboxMessage> ResultOf(const AuditRow& row) const;
-    MuxClient::LockAddress LockOf(const AuditRow& row) const;
     void AddCard(JsonObject& object, const AuditRow& row) const;
 
     const Topics topics_;

@@ -3,7 +3,7 @@
 #include <iterator>
 #include <utility>
 
-#include "proxy/mqtt/JsonObject.h"
+#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/MessageMaker.h"
 
 namespace MuxProxy {

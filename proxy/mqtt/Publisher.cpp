@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "proxy/mqtt/JsonObject.h"
+#include "proxy/requests/JsonObject.h"
 
 namespace MuxProxy {
 

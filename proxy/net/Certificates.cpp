@@ -2,12 +2,14 @@
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
+#include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <stdexcept>
 #include <system_error>
@@ -157,7 +159,8 @@ bool IsPrintable(unsigned char byte) {
 
 }  // namespace
 
-Certificates::Certificates(const CertificateSettings& settings) : context_(SSL_CTX_new(TLS_server_method())) {
+Certificates::Certificates(const CertificateSettings& settings, Peers peers)
+    : context_(SSL_CTX_new(TLS_server_method())) {
     SSL_CTX* const context = context_.get();
     if (context == nullptr) {
         throw std::runtime_error("TLS cannot be used: " + FaultText());
@@ -178,7 +181,13 @@ Certificates::Certificates(const CertificateSettings& settings) : context_(SSL_C
     if (!settings.revocationList.empty()) {
         LoadRevocationList(context, settings.revocationList);
     }
-    SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    if (peers == Peers::kWithCertificate) {
+        SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    } else {
+        // Browsers offer their users the certificates of these authorities.
+        SSL_CTX_set_client_CA_list(context, SSL_load_client_CA_file(settings.authority.c_str()));
+        SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
+    }
     SSL_CTX_set_purpose(context, X509_PURPOSE_SSL_CLIENT);
 }
 
@@ -221,6 +230,16 @@ std::string PeerName(SSL& connection) {
     const std::string name(reinterpret_cast<const char*>(text), static_cast<std::size_t>(length));
     OPENSSL_free(text);
     return name.size() <= 64 && std::all_of(name.begin(), name.end(), IsPrintable) ? name : "";
+}
+
+std::string PeerFingerprint(SSL& connection) {
+    const CertificatePointer certificate(SSL_get1_peer_certificate(&connection));
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
+    unsigned length = 0;
+    if (certificate == nullptr || X509_digest(certificate.get(), EVP_sha256(), digest.data(), &length) != 1) {
+        return "";
+    }
+    return {reinterpret_cast<const char*>(digest.data()), length};
 }
 
 std::optional<Seconds> TimeLeftOfCertificates(const std::string& file) {

@@ -36,6 +36,13 @@ class Service {
     virtual void Start(const ServicePorts& ports) = 0;
     virtual void Stop() = 0;
     virtual void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) = 0;
+    // As those of DispatcherPorts; events about batteries too.
+    virtual void EventCame(const AuditRow& event) { static_cast<void>(event); }
+    virtual void RequestTaken(const TakenRequest& request) { static_cast<void>(request); }
+    virtual void RequestEnded(const TakenRequest& request, const RequestEnding& ending) {
+        static_cast<void>(request);
+        static_cast<void>(ending);
+    }
 
     // Reads what files the configuration names, and returns what then applies it on the loop. Throws
     // std::runtime_error with a sentence for people if one cannot be used. Any thread.

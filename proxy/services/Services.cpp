@@ -65,7 +65,26 @@ void Services::StatusCame(const MuxClient::LockAddress& lock, const MuxClient::L
         service->StatusCame(lock, status);
     }
     if (std::optional<AuditRow> event = batteries_.StatusCame(lock, status)) {
+        EventCame(*event);
         audit_->Add(0, std::move(*event));
+    }
+}
+
+void Services::EventCame(const AuditRow& event) {
+    for (const auto& service : services_) {
+        service->EventCame(event);
+    }
+}
+
+void Services::RequestTaken(const TakenRequest& request) {
+    for (const auto& service : services_) {
+        service->RequestTaken(request);
+    }
+}
+
+void Services::RequestEnded(const TakenRequest& request, const RequestEnding& ending) {
+    for (const auto& service : services_) {
+        service->RequestEnded(request, ending);
     }
 }
 

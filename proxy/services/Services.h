@@ -31,6 +31,9 @@ class Services {
     // Takes what the dispatcher sends to none of the clients outside.
     void TakeAnswer(ConnectionNumber connection, const std::string& text);
     void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status);
+    void EventCame(const AuditRow& event);
+    void RequestTaken(const TakenRequest& request);
+    void RequestEnded(const TakenRequest& request, const RequestEnding& ending);
     // As those of Service. Any thread.
     std::vector<std::function<void()>> ReadAnew(const Configuration& configuration) const;
     void MeasureExpiry(const CertificateSettings& settings) const;

@@ -1,4 +1,4 @@
-#include "proxy/mqtt/JsonObject.h"
+#include "proxy/requests/JsonObject.h"
 
 #include "json/RapidJson.h"
 #include "json/Utf8.h"
@@ -14,10 +14,10 @@ std::string Quoted(std::string_view text) {
     return {buffer.GetString(), buffer.GetSize()};
 }
 
-template <typename Element, typename Write>
-std::string ArrayOf(std::initializer_list<Element> elements, const Write& write) {
+template <typename Elements, typename Write>
+std::string ArrayOf(const Elements& elements, const Write& write) {
     std::string array;
-    for (const Element& element : elements) {
+    for (const auto& element : elements) {
         array += (array.empty() ? "" : ",") + write(element);
     }
     return '[' + array + ']';
@@ -53,6 +53,14 @@ JsonObject& JsonObject::Object(std::string_view name, const JsonObject& object) 
 
 JsonObject& JsonObject::Objects(std::string_view name, std::initializer_list<JsonObject> objects) {
     return Member(name, ArrayOf(objects, [](const JsonObject& object) { return object.Json(); }));
+}
+
+JsonObject& JsonObject::Values(std::string_view name, const std::vector<std::string>& jsons) {
+    return Member(name, JsonArray(jsons));
+}
+
+std::string JsonArray(const std::vector<std::string>& jsons) {
+    return ArrayOf(jsons, [](const std::string& json) { return json; });
 }
 
 std::string WithFirstText(std::string_view name, std::string_view text, std::string_view object) {

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace MuxProxy {
 
@@ -17,6 +18,11 @@ class JsonObject {
     JsonObject& Texts(std::string_view name, std::initializer_list<std::string_view> texts);
     JsonObject& Object(std::string_view name, const JsonObject& object);
     JsonObject& Objects(std::string_view name, std::initializer_list<JsonObject> objects);
+    // Values that are JSON already: one, null without a text, or several.
+    JsonObject& Value(std::string_view name, std::string_view json) {
+        return Member(name, json.empty() ? std::string_view("null") : json);
+    }
+    JsonObject& Values(std::string_view name, const std::vector<std::string>& jsons);
 
     std::string Json() const { return '{' + members_ + '}'; }
 
@@ -25,6 +31,9 @@ class JsonObject {
 
     std::string members_;
 };
+
+// "[1,2]" of texts that are JSON already. Any thread.
+std::string JsonArray(const std::vector<std::string>& jsons);
 
 // The object's text with this member in front of the others.
 std::string WithFirstText(std::string_view name, std::string_view text, std::string_view object);
