@@ -10,12 +10,6 @@
 
 namespace MuxProxy {
 
-// A row as it is in the file. A value.
-struct AuditEntry {
-    std::int64_t id = 0;
-    AuditRow row;
-};
-
 // Prints rows in one format. One thread; not longer than its output.
 class AuditPrinter {
   public:

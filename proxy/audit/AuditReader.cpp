@@ -23,12 +23,6 @@ const char* const kFilter =
     " AND (?4 IS NULL OR gateway = ?4) AND (?5 IS NULL OR lock = ?5) AND (?6 IS NULL OR client = ?6)"
     " AND (?7 IS NULL OR kind = ?7) AND (?8 IS NULL OR result = ?8) ";
 
-// The order of the rows is that of their times, and of their coming within one time.
-struct Place {
-    std::int64_t time = std::numeric_limits<std::int64_t>::min();
-    std::int64_t id = 0;
-};
-
 // Without a running proxy, the files beside this one are missing, and a reader who may not write cannot make them.
 std::unique_ptr<Database> OpenForReading(const std::string& path) {
     auto database = std::make_unique<Database>(path, Database::Access::kReadOnly);
@@ -45,25 +39,21 @@ std::unique_ptr<Database> OpenForReading(const std::string& path) {
     return database;
 }
 
-Place FirstPlace(const AuditQuery& query) {
-    Place place;
-    if (query.since) {
-        place.time = AuditTime(*query.since);
-    }
-    return place;
+AuditPlace FirstPlace(const AuditQuery& query) {
+    return {query.since ? AuditTime(*query.since) : std::numeric_limits<std::int64_t>::min(), 0};
 }
 
-Statement& BindFilter(Statement& statement, const AuditQuery& query, const Place& place, std::int64_t count) {
+Statement& BindFilter(Statement& statement, const AuditQuery& query, const AuditPlace& place, std::int64_t count) {
     return statement.Bind(place.time, place.id, query.until ? AuditTime(*query.until) : kAlways, query.gateway,
                           query.lock, query.client, query.kind, query.result, count);
 }
 
 // Behind which the last rows of the query begin.
-Place PlaceOfLast(const Database& database, const AuditQuery& query) {
+AuditPlace PlaceOfLast(const Database& database, const AuditQuery& query) {
     const auto skipped = static_cast<std::int64_t>(query.limit);
     Statement statement =
         database.Prepare(std::string("SELECT time, id") + kFilter + "ORDER BY time DESC, id DESC LIMIT 1 OFFSET ?9");
-    const Place first = FirstPlace(query);
+    const AuditPlace first = FirstPlace(query);
     if (!BindFilter(statement, query, first, skipped).Step()) {
         return first;
     }
@@ -75,7 +65,7 @@ AuditEntry EntryOf(const Statement& statement) {
 }
 
 // Reads the next rows, and lets go of the file before they are printed.
-std::vector<AuditEntry> NextEntries(Statement& statement, const AuditQuery& query, Place& place) {
+std::vector<AuditEntry> NextEntries(Statement& statement, const AuditQuery& query, AuditPlace& place) {
     std::vector<AuditEntry> entries;
     BindFilter(statement, query, place, std::int64_t{kRowsPerRead});
     while (statement.Step()) {
@@ -92,7 +82,7 @@ std::vector<AuditEntry> NextEntries(Statement& statement, const AuditQuery& quer
 
 int RunAudit(const AuditQuery& query, std::ostream& output) {
     const std::unique_ptr<Database> database = OpenForReading(query.file);
-    Place place = query.limit != 0 ? PlaceOfLast(*database, query) : FirstPlace(query);
+    AuditPlace place = query.limit != 0 ? PlaceOfLast(*database, query) : FirstPlace(query);
     Statement statement =
         database->Prepare(std::string("SELECT id, ") + kAuditColumns + kFilter + "ORDER BY time, id LIMIT ?9");
     const std::unique_ptr<AuditPrinter> printer = MakeAuditPrinter(query.format, query.isUtc, output);
@@ -105,6 +95,22 @@ int RunAudit(const AuditQuery& query, std::ostream& output) {
         throw std::runtime_error("the output cannot be written");
     }
     return 0;
+}
+
+std::vector<AuditEntry> ReadAuditPage(const AuditQuery& query, const std::optional<AuditPlace>& before) {
+    const std::unique_ptr<Database> database = OpenForReading(query.file);
+    Statement statement = database->Prepare(std::string("SELECT id, ") + kAuditColumns + kFilter +
+                                            " AND time <= ?10 AND (time < ?10 OR id < ?11)"
+                                            " ORDER BY time DESC, id DESC LIMIT ?9");
+    const AuditPlace first = FirstPlace(query);
+    const AuditPlace end = before.value_or(AuditPlace{kAlways, kAlways});
+    statement.Bind(first.time, first.id, query.until ? AuditTime(*query.until) : kAlways, query.gateway, query.lock,
+                   query.client, query.kind, query.result, static_cast<std::int64_t>(query.limit), end.time, end.id);
+    std::vector<AuditEntry> entries;
+    while (statement.Step()) {
+        entries.push_back(EntryOf(statement));
+    }
+    return entries;
 }
 
 std::vector<AuditRow> ReadBatteryEvents(const std::string& file) {

@@ -37,6 +37,23 @@ struct AuditQuery {
 // the file cannot be read or the output cannot be written.
 int RunAudit(const AuditQuery& query, std::ostream& output);
 
+// A row as it is in the file. A value.
+struct AuditEntry {
+    std::int64_t id = 0;
+    AuditRow row;
+};
+
+// Where a row is in the order of times, and of their coming within one time.
+struct AuditPlace {
+    // Milliseconds since 1970.
+    std::int64_t time;
+    std::int64_t id;
+};
+
+// The newest rows of the query, at most its limit, newest first; only those before a place, if there is one. Throws as
+// above.
+std::vector<AuditEntry> ReadAuditPage(const AuditQuery& query, const std::optional<AuditPlace>& before);
+
 // The rows of events about batteries, oldest first; none if there is no such file. Throws as above.
 std::vector<AuditRow> ReadBatteryEvents(const std::string& file);
 

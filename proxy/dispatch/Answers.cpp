@@ -45,6 +45,15 @@ const char* RefusalName(Refusal refusal) {
     return TextOf(refusal).name;
 }
 
+std::string ResultName(const MuxClient::Message& answer) {
+    if (answer.IsAck()) {
+        return "ack";
+    }
+    const std::int32_t code = answer.refusal ? answer.refusal->errorCode : 0;
+    const bool isOurs = code < 0 && code >= static_cast<std::int32_t>(Refusal::kNotSigned);
+    return isOurs ? RefusalName(static_cast<Refusal>(code)) : "nack";
+}
+
 std::string NackText(const std::string& clientId, Refusal refusal, std::string_view detail) {
     std::string message = TextOf(refusal).message;
     if (!detail.empty()) {

@@ -19,6 +19,9 @@ std::string NackText(const std::string& clientId, Refusal refusal, std::string_v
 // The result of a refusal in the audit: "not-allowed". Any thread.
 const char* RefusalName(Refusal refusal);
 
+// The result in the audit of a request with this answer: "ack", "nack", or the name of a refusal. Any thread.
+std::string ResultName(const MuxClient::Message& answer);
+
 // What a text of the Mux is. A value.
 struct MuxText {
     std::string id;

@@ -32,15 +32,6 @@ JsonObject PayloadFor(const CommandTopic& topic, const std::string& operation, c
     return payload;
 }
 
-std::string ResultName(const MuxClient::Message& answer) {
-    if (answer.IsAck()) {
-        return "ack";
-    }
-    const std::int32_t code = answer.refusal ? answer.refusal->errorCode : 0;
-    const bool isOurs = code < 0 && code >= static_cast<std::int32_t>(Refusal::kNotSigned);
-    return isOurs ? RefusalName(static_cast<Refusal>(code)) : "nack";
-}
-
 // By the dispatcher, without asking the gateway: it costs as much as from a client that is connected by itself.
 bool IsRefused(const MuxClient::Message& answer) {
     using Error = MuxClient::ProxyError;

@@ -18,16 +18,21 @@ class Aside {
     Aside(const Aside&) = delete;
     Aside& operator=(const Aside&) = delete;
 
-    // `work` runs on that thread; it must not throw, and what it captures must outlive this object. It hands its result
-    // over by posting to the loop. Throws std::system_error if no thread can be started.
-    void Do(std::function<void()> work);
+    // `work` runs on that thread; it must not throw, and what it captures must outlive this object. `done` is called from
+    // the loop afterwards, and never copied to that thread. Throws std::system_error if no thread can be started.
+    void Do(std::function<void()> work, std::function<void()> done = {});
 
   private:
+    struct Work {
+        std::function<void()> work;
+        std::function<void()> done;
+    };
+
     void Start();
 
     boost::asio::io_context& loop_;
     // What is under way, and what waits for it.
-    std::deque<std::function<void()>> works_;
+    std::deque<Work> works_;
     std::thread thread_;
 };
 

@@ -9,6 +9,7 @@
 #include "proxy/services/MqttCheck.h"
 #include "proxy/web/UserCommand.h"
 #include "proxy/web/WebCheck.h"
+#include "proxy/web/WebService.h"
 
 namespace MuxProxy {
 namespace {
@@ -23,10 +24,10 @@ std::set<std::string> ClientsIn(const Configuration& configuration) {
 
 class MqttService : public Service {
   public:
-    // `metrics` is null without its section.
+    // `connectionChanged` gets to know whether the broker is connected.
     MqttService(boost::asio::io_context& loop, const Configuration& configuration, const MuxLocks& locks,
-                Metrics* metrics)
-        : metrics_(metrics), settings_(*configuration.mqtt), site_(loop, settings_, locks) {
+                std::function<void(bool)> connectionChanged)
+        : connectionChanged_(std::move(connectionChanged)), settings_(*configuration.mqtt), site_(loop, settings_, locks) {
         site_.SetClients(ClientsIn(configuration));
     }
 
@@ -37,11 +38,7 @@ class MqttService : public Service {
                                                       Insiders::Answered answered) {
             insiders.Ask(std::move(client), text, std::move(answered));
         };
-        site_.Start(ports.audit, ask, [this](bool isConnected) {
-            if (metrics_ != nullptr) {
-                metrics_->SetBrokerConnected(isConnected);
-            }
-        });
+        site_.Start(ports.audit, ask, connectionChanged_);
     }
 
     void Stop() override { site_.Stop(); }
@@ -61,21 +58,30 @@ class MqttService : public Service {
     void MeasureExpiry(const CertificateSettings&) override {}
 
   private:
-    Metrics* const metrics_;
+    const std::function<void(bool)> connectionChanged_;
     const MqttSettings settings_;
     MqttSite site_;
 };
 
 ServiceList Make(boost::asio::io_context& loop, const Configuration& configuration, const MuxLocks& locks) {
     ServiceList services;
-    Metrics* metrics = nullptr;
+    std::vector<std::function<void(bool)>> ofBroker;
     if (configuration.metrics) {
         auto service = std::make_unique<MetricsService>(loop, configuration, locks);
-        metrics = &service->Values();
+        ofBroker.emplace_back([&values = service->Values()](bool isConnected) { values.SetBrokerConnected(isConnected); });
+        services.push_back(std::move(service));
+    }
+    if (configuration.web) {
+        auto service = std::make_unique<WebService>(loop, configuration, locks);
+        ofBroker.emplace_back([&page = *service](bool isConnected) { page.SetBrokerConnected(isConnected); });
         services.push_back(std::move(service));
     }
     if (configuration.mqtt) {
-        services.push_back(std::make_unique<MqttService>(loop, configuration, locks, metrics));
+        services.push_back(std::make_unique<MqttService>(loop, configuration, locks, [ofBroker](bool isConnected) {
+            for (const auto& tell : ofBroker) {
+                tell(isConnected);
+            }
+        }));
     }
     return services;
 }

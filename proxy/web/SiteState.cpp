@@ -142,6 +142,12 @@ bool SiteState::SeesDoor(const MuxClient::LockAddress& lock, const Viewer& viewe
                        [&](Right right) { return MayDo(right, lock, viewer); });
 }
 
+bool SiteState::SeesGateway(std::int32_t gateway, const Viewer& viewer) const {
+    return std::any_of(doors_.begin(), doors_.end(), [&](const Door& door) {
+        return door.lock.address.gateway == gateway && SeesDoor(door.lock.address, viewer);
+    });
+}
+
 bool SiteState::Sees(const PageRow& row, const Viewer& viewer) const {
     const MuxClient::LockAddress lock{*row.row.gateway, *row.row.lock};
     return row.row.kind == "event"

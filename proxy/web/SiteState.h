@@ -71,6 +71,8 @@ class SiteState {
 
     bool Sees(const PageRow& row, const Viewer& viewer) const;
     bool SeesDoor(const MuxClient::LockAddress& lock, const Viewer& viewer) const;
+    // Whether it is the gateway of a door that the viewer sees.
+    bool SeesGateway(std::int32_t gateway, const Viewer& viewer) const;
     bool MayDo(Right right, const MuxClient::LockAddress& lock, const Viewer& viewer) const;
 
   private:

@@ -44,6 +44,10 @@ HttpResponse ErrorReply(http::status status, std::string_view name) {
     return JsonReply(status, JsonObject().Text("error", name).Json());
 }
 
+HttpResponse NotValidReply(std::string_view reason) {
+    return JsonReply(http::status::bad_request, JsonObject().Text("error", "not-valid").Text("text", reason).Json());
+}
+
 HttpResponse DownloadReply(std::string text, std::string_view type, std::string_view fileName) {
     HttpResponse response = ReplyWith(std::move(text), type);
     response.set(http::field::content_disposition, "attachment; filename=\"" + std::string(fileName) + '"');

@@ -14,6 +14,8 @@ namespace MuxProxy {
 HttpResponse JsonReply(boost::beast::http::status status, std::string json);
 // {"error":"NAME"}.
 HttpResponse ErrorReply(boost::beast::http::status status, std::string_view name);
+// 400 {"error":"not-valid","text":"REASON"}, for people.
+HttpResponse NotValidReply(std::string_view reason);
 // Something that is downloaded as a file.
 HttpResponse DownloadReply(std::string text, std::string_view type, std::string_view fileName);
 // The header of a stream of events (Server-sent events, WHATWG HTML).

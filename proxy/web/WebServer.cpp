@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "proxy/net/Networks.h"
+#include "proxy/net/Network.h"
 
 namespace MuxProxy {
 namespace {

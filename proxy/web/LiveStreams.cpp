@@ -1,0 +1,214 @@
+#include "proxy/web/LiveStreams.h"
+
+#include <algorithm>
+
+#include "proxy/mqtt/MessageMaker.h"
+#include "proxy/requests/JsonObject.h"
+#include "proxy/web/WebReplies.h"
+
+namespace MuxProxy {
+namespace {
+
+using Error = boost::system::error_code;
+
+// A comment of the stream.
+constexpr const char* kSign = ":\n\n";
+
+MuxClient::LockAddress LockOf(const std::pair<std::int32_t, std::int32_t>& key) {
+    return {key.first, key.second};
+}
+
+}  // namespace
+
+LiveStreams::LiveStreams(boost::asio::io_context& loop, const SiteState& site, Ports ports)
+    : site_(site), ports_(std::move(ports)), collectTimer_(loop), signTimer_(loop) {}
+
+bool LiveStreams::Add(HttpSession& connection, const WebSession& session) {
+    const std::string& name = session.login.name;
+    const auto ofName = std::count_if(streams_.begin(), streams_.end(),
+                                      [&name](const auto& stream) { return stream.second.name == name; });
+    if (streams_.size() >= kMost || static_cast<std::size_t>(ofName) >= kMostOfName) {
+        return false;
+    }
+    connection.BeginStream(StreamReply());
+    Stream& stream = streams_[&connection];
+    stream = {&connection, session.number, name, false, 0, ""};
+    SendSite(stream, ports_.viewerOf(name));
+    SendHealth(stream);
+    if (streams_.size() == 1) {
+        SendSigns();
+    }
+    return true;
+}
+
+void LiveStreams::Remove(HttpSession& connection) {
+    streams_.erase(&connection);
+    if (streams_.empty()) {
+        signTimer_.cancel();
+    }
+}
+
+void LiveStreams::EndSession(WebSessionNumber session) {
+    for (const auto& [connection, stream] : streams_) {
+        if (stream.session == session) {
+            connection->CloseWhenSent("its session has ended");
+        }
+    }
+}
+
+void LiveStreams::Stop() {
+    isStopped_ = true;
+    collectTimer_.cancel();
+    signTimer_.cancel();
+}
+
+void LiveStreams::RowCame(const PageRow& row) {
+    if (!streams_.empty()) {
+        rows_.push_back(row);
+        Collect();
+    }
+}
+
+void LiveStreams::BusyChanged(const MuxClient::LockAddress& lock) {
+    if (!streams_.empty()) {
+        busy_.emplace(lock.gateway, lock.lock);
+        Collect();
+    }
+}
+
+void LiveStreams::BatteryChanged(const MuxClient::LockAddress& lock) {
+    if (!streams_.empty()) {
+        batteries_.emplace(lock.gateway, lock.lock);
+        Collect();
+    }
+}
+
+void LiveStreams::RightsChanged() {
+    for (auto& [connection, stream] : streams_) {
+        stream.needsSite = true;
+    }
+    Collect();
+}
+
+void LiveStreams::HealthCame(const SiteHealth& health) {
+    health_ = health;
+    for (auto& [connection, stream] : streams_) {
+        if (connection->WaitingBytes() <= kMostWaiting) {
+            SendHealth(stream);
+        }
+    }
+}
+
+void LiveStreams::Collect() {
+    if (isStopped_ || std::exchange(isCollecting_, true)) {
+        return;
+    }
+    collectTimer_.expires_after(kCollecting);
+    collectTimer_.async_wait([this](const Error& error) {
+        isCollecting_ = false;
+        if (!error && !isStopped_) {
+            Flush();
+        }
+    });
+}
+
+void LiveStreams::Flush() {
+    for (auto& [connection, stream] : streams_) {
+        FlushTo(stream);
+    }
+    rows_.clear();
+    busy_.clear();
+    batteries_.clear();
+    if (std::any_of(streams_.begin(), streams_.end(), [](const auto& stream) { return stream.second.needsSite; })) {
+        Collect();
+    }
+}
+
+void LiveStreams::FlushTo(Stream& stream) {
+    const Viewer viewer = ports_.viewerOf(stream.name);
+    if (stream.connection->WaitingBytes() > kMostWaiting) {
+        stream.needsSite = true;
+        stream.missed += CountFor(viewer);
+    } else if (stream.needsSite) {
+        SendSite(stream, viewer);
+    } else {
+        SendNews(stream, viewer);
+    }
+}
+
+std::size_t LiveStreams::CountFor(const Viewer& viewer) const {
+    return static_cast<std::size_t>(std::count_if(
+        rows_.begin(), rows_.end(), [&](const PageRow& row) { return site_.Sees(row, viewer); }));
+}
+
+std::vector<std::string> LiveStreams::RowsFor(const Viewer& viewer) const {
+    std::vector<std::string> texts;
+    for (const PageRow& row : rows_) {
+        if (site_.Sees(row, viewer)) {
+            texts.push_back(site_.RowText(row, viewer));
+        }
+    }
+    return texts;
+}
+
+void LiveStreams::SendNews(const Stream& stream, const Viewer& viewer) {
+    std::string text;
+    if (const std::vector<std::string> rows = RowsFor(viewer); !rows.empty()) {
+        text += StreamEvent("rows", JsonArray(rows));
+    }
+    for (const Key& key : busy_) {
+        if (site_.SeesDoor(LockOf(key), viewer)) {
+            text += StreamEvent("busy", site_.BusyText(LockOf(key), viewer));
+        }
+    }
+    for (const Key& key : batteries_) {
+        if (site_.SeesDoor(LockOf(key), viewer)) {
+            text += StreamEvent("battery", site_.BatteryText(LockOf(key)));
+        }
+    }
+    if (!text.empty()) {
+        stream.connection->Stream(text);
+    }
+}
+
+void LiveStreams::SendSite(Stream& stream, const Viewer& viewer) {
+    if (stream.missed > 0) {
+        stream.connection->Stream(
+            StreamEvent("missed", JsonObject().Number("count", static_cast<std::int64_t>(stream.missed)).Json()));
+    }
+    stream.connection->Stream(StreamEvent("site", site_.SiteText(viewer)));
+    stream.needsSite = false;
+    stream.missed = 0;
+}
+
+// Nothing if the page has it already.
+void LiveStreams::SendHealth(Stream& stream) {
+    const Viewer viewer = ports_.viewerOf(stream.name);
+    const auto now = std::chrono::system_clock::now();
+    std::string health =
+        health_.Text(now, [&](std::int32_t gateway) { return site_.SeesGateway(gateway, viewer); });
+    if (health != stream.health) {
+        const std::string timed =
+            "{\"time\":" + std::to_string(MillisecondsOf(now)) + ',' + std::string(health, 1);
+        stream.connection->Stream(StreamEvent("health", timed));
+        stream.health = std::move(health);
+    }
+}
+
+void LiveStreams::SendSigns() {
+    for (const auto& [connection, stream] : streams_) {
+        if (ports_.use(stream.session)) {
+            connection->Stream(kSign);
+        } else {
+            connection->CloseWhenSent("its session has ended");
+        }
+    }
+    signTimer_.expires_after(kBetweenSigns);
+    signTimer_.async_wait([this](const Error& error) {
+        if (!error && !isStopped_ && !streams_.empty()) {
+            SendSigns();
+        }
+    });
+}
+
+}  // namespace MuxProxy

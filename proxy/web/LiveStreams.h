@@ -1,0 +1,97 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "proxy/web/HttpSession.h"
+#include "proxy/web/SiteHealth.h"
+#include "proxy/web/SiteState.h"
+#include "proxy/web/WebSessions.h"
+
+namespace MuxProxy {
+
+// The streams of events to open pages. What comes is collected for a moment and sent to each page that may see it. A
+// page that is too slow is sent no rows meanwhile, but how many it missed, and then the state of the site anew. For the
+// network loop.
+class LiveStreams {
+  public:
+    static constexpr std::size_t kMost = 200;
+    static constexpr std::size_t kMostOfName = 60;
+    static constexpr std::chrono::milliseconds kCollecting{50};
+    static constexpr std::chrono::seconds kBetweenSigns{15};
+    // What waits for a page that counts as too slow.
+    static constexpr std::size_t kMostWaiting = 128U << 10U;
+
+    // What the streams ask about who looks.
+    struct Ports {
+        // Whether the session still lives; counts as its use.
+        std::function<bool(WebSessionNumber)> use;
+        std::function<Viewer(const std::string& name)> viewerOf;
+    };
+
+    // All outlive it.
+    LiveStreams(boost::asio::io_context& loop, const SiteState& site, Ports ports);
+
+    // Begins a stream with the state of the site. False if there are too many.
+    bool Add(HttpSession& connection, const WebSession& session);
+    void Remove(HttpSession& connection);
+    // The session has ended, and so do its streams.
+    void EndSession(WebSessionNumber session);
+    void Stop();
+
+    bool IsEmpty() const { return streams_.empty(); }
+
+    void RowCame(const PageRow& row);
+    void BusyChanged(const MuxClient::LockAddress& lock);
+    void BatteryChanged(const MuxClient::LockAddress& lock);
+    // What viewers may see has changed.
+    void RightsChanged();
+    void HealthCame(const SiteHealth& health);
+
+  private:
+    using Key = std::pair<std::int32_t, std::int32_t>;
+
+    struct Stream {
+        HttpSession* connection;
+        WebSessionNumber session;
+        std::string name;
+        // The state of the site is sent next, since rows were left out or rights have changed.
+        bool needsSite = false;
+        std::size_t missed = 0;
+        std::string health;
+    };
+
+    void Collect();
+    void Flush();
+    void FlushTo(Stream& stream);
+    void SendNews(const Stream& stream, const Viewer& viewer);
+    void SendSite(Stream& stream, const Viewer& viewer);
+    void SendHealth(Stream& stream);
+    std::vector<std::string> RowsFor(const Viewer& viewer) const;
+    std::size_t CountFor(const Viewer& viewer) const;
+    void SendSigns();
+
+    const SiteState& site_;
+    const Ports ports_;
+    boost::asio::steady_timer collectTimer_;
+    boost::asio::steady_timer signTimer_;
+    std::map<HttpSession*, Stream> streams_;
+    SiteHealth health_;
+    // Since the last time.
+    std::vector<PageRow> rows_;
+    std::set<Key> busy_;
+    std::set<Key> batteries_;
+    bool isCollecting_ = false;
+    bool isStopped_ = false;
+};
+
+}  // namespace MuxProxy
