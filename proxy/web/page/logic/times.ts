@@ -1,0 +1,64 @@
+// Times in the browser's zone and the page's language, with the date unless it is today.
+
+const lateAfter = 10_000;
+
+function dayOf(time: number): string {
+    const date = new Date(time);
+    return `${date.getFullYear()}-${date.getMonth() + 1}-${date.getDate()}`;
+}
+
+export class Clock {
+    private readonly time_: Intl.DateTimeFormat;
+    private readonly dateAndTime_: Intl.DateTimeFormat;
+    private readonly day_: Intl.DateTimeFormat;
+    private readonly minute_: Intl.DateTimeFormat;
+    private readonly number_: Intl.NumberFormat;
+
+    constructor(language: string) {
+        this.time_ = new Intl.DateTimeFormat(language, { timeStyle: "medium" });
+        this.dateAndTime_ = new Intl.DateTimeFormat(language, { dateStyle: "medium", timeStyle: "medium" });
+        this.day_ = new Intl.DateTimeFormat(language, { weekday: "long", day: "numeric", month: "long" });
+        this.minute_ = new Intl.DateTimeFormat(language, { hour: "2-digit", minute: "2-digit" });
+        this.number_ = new Intl.NumberFormat(language, { maximumFractionDigits: 1 });
+    }
+
+    text(time: number, now = Date.now()): string {
+        return (dayOf(time) === dayOf(now) ? this.time_ : this.dateAndTime_).format(time);
+    }
+
+    day(time: number): string {
+        return this.day_.format(time);
+    }
+
+    minute(time: number): string {
+        return this.minute_.format(time);
+    }
+
+    number(value: number): string {
+        return this.number_.format(value);
+    }
+
+    bytes(value: number): string {
+        const units = ["B", "KiB", "MiB", "GiB", "TiB"];
+        const power = Math.min(units.length - 1, Math.floor(Math.log2(Math.max(1, value)) / 10));
+        return `${this.number(value / 1024 ** power)} ${units[power]}`;
+    }
+}
+
+// The day changes what is shown with its date.
+export function isSameDay(one: number, other: number): boolean {
+    return dayOf(one) === dayOf(other);
+}
+
+// Seconds between what happened and its arrival, both on the server's clock; 0 unless it is worth telling.
+export function lateSeconds(time: number, arrival: number): number {
+    return arrival - time > lateAfter ? Math.round((arrival - time) / 1000) : 0;
+}
+
+// What <input type="datetime-local"> shows, in the browser's zone.
+export function localInput(time: number): string {
+    const date = new Date(time);
+    const two = (value: number): string => String(value).padStart(2, "0");
+    const day = `${date.getFullYear()}-${two(date.getMonth() + 1)}-${two(date.getDate())}`;
+    return `${day}T${two(date.getHours())}:${two(date.getMinutes())}`;
+}

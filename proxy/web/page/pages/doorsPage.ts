@@ -1,0 +1,111 @@
+import { matchesWords } from "../logic/filters";
+import { gatewayTitle } from "../logic/health";
+import { troublesOf } from "../logic/trouble";
+import type { Change } from "../model/changes";
+import { doorKey } from "../model/types";
+import type { Door } from "../model/types";
+import type { Context, Page } from "../view/context";
+import { field, h } from "../view/dom";
+import { DoorCard } from "../view/doorCard";
+import { doorName, placeText } from "../view/words";
+
+interface Group {
+    section: HTMLElement;
+    keys: string[];
+}
+
+// All doors by gateway, with a search for large sites.
+export class DoorsPage implements Page {
+    readonly element: HTMLElement;
+    readonly title: string;
+    private readonly search_ = h("input", { type: "search", autocomplete: "off", input: () => this.filter() });
+    private readonly onlyTrouble_ = h("input", { type: "checkbox", change: () => this.filter() });
+    private readonly count_ = h("p", { class: "count", role: "status" });
+    private readonly groups_ = h("div", { class: "groups" });
+    private readonly none_ = h("p", { class: "empty", hidden: true });
+    private cards_ = new Map<string, DoorCard>();
+    private sections_: Group[] = [];
+    private drawn_ = "";
+
+    constructor(private readonly context_: Context) {
+        const { texts } = context_;
+        this.title = texts.doors.title;
+        this.element = h(
+            "div", { class: "page doors-page" },
+            h("h1", { tabindex: -1 }, this.title),
+            h(
+                "div", { class: "filters", role: "search" }, field(texts.doors.filter, this.search_),
+                h("label", { class: "check" }, this.onlyTrouble_, texts.doors.onlyTrouble), this.count_,
+            ),
+            this.none_, this.groups_,
+        );
+        this.draw();
+    }
+
+    update(change: Change): void {
+        if (change.all) {
+            this.draw();
+            return;
+        }
+        change.doors.forEach((key) => this.updateCard(key));
+        if (change.connection) {
+            this.cards_.forEach((card) => card.showAge());
+        }
+        if (this.onlyTrouble_.checked && (change.health || change.doors.size > 0)) {
+            this.filter();
+        }
+    }
+
+    private updateCard(key: string): void {
+        const door = this.context_.site.doors.get(key);
+        if (door !== undefined) {
+            this.cards_.get(key)?.update(door);
+        }
+    }
+
+    // The cards stay as long as the same doors and rights are there.
+    private draw(): void {
+        const doors = [...this.context_.site.doors.values()];
+        const wanted = JSON.stringify(doors.map((door) => [doorKey(door), door.name, door.gatewayName, door.rights]));
+        if (wanted !== this.drawn_) {
+            this.drawn_ = wanted;
+            this.rebuild(doors);
+        } else {
+            this.cards_.forEach((_, key) => this.updateCard(key));
+        }
+        this.filter();
+    }
+
+    private rebuild(doors: Door[]): void {
+        this.cards_ = new Map(doors.map((door) => [doorKey(door), new DoorCard(door, this.context_)]));
+        const gateways = [...new Set(doors.map((door) => door.gateway))];
+        this.sections_ = gateways.map((gateway) => this.section(doors.filter((door) => door.gateway === gateway)));
+        this.groups_.replaceChildren(...this.sections_.map((group) => group.section));
+    }
+
+    private section(doors: Door[]): Group {
+        const { texts } = this.context_;
+        const keys = doors.map(doorKey);
+        const name = gatewayTitle(doors[0].gateway, doors[0].gatewayName, texts);
+        const number = doors[0].gatewayName !== "" && h("span", { class: "aside" }, ` ${texts.gateway(doors[0].gateway)}`);
+        const cards = keys.flatMap((key) => this.cards_.get(key)?.element ?? []);
+        return { section: h("section", {}, h("h2", {}, name, number), h("div", { class: "grid" }, ...cards)), keys };
+    }
+
+    private filter(): void {
+        const { site, texts } = this.context_;
+        const shown = new Set([...site.doors.values()].filter((door) => this.isWanted(door)).map(doorKey));
+        this.cards_.forEach((card, key) => (card.element.hidden = !shown.has(key)));
+        this.sections_.forEach((group) => (group.section.hidden = !group.keys.some((key) => shown.has(key))));
+        this.count_.textContent = texts.doors.count(shown.size, site.doors.size);
+        this.none_.hidden = shown.size > 0 || site.asOf === 0;
+        this.none_.textContent = site.doors.size === 0 ? texts.doors.noneAllowed : texts.doors.noneFound;
+    }
+
+    private isWanted(door: Door): boolean {
+        const text = `${doorName(door, this.context_)} ${door.gatewayName} ${placeText(door, this.context_)}`;
+        const isTrouble = !this.onlyTrouble_.checked
+            || troublesOf(door, this.context_.site.health, this.context_.texts).length > 0;
+        return isTrouble && matchesWords(this.search_.value.trim(), text);
+    }
+}

@@ -1,0 +1,233 @@
+import { viewBattery } from "../logic/battery";
+import { explainResult, stateOfResult } from "../logic/results";
+import { firstBusy } from "../model/site";
+import { doorKey, doorOperations } from "../model/types";
+import type { Door, DoorOperation, Row } from "../model/types";
+import type { Context } from "./context";
+import { h, newId, present } from "./dom";
+import type { Child } from "./dom";
+import { showGiveDialog } from "./giveDialog";
+import { mark, marked } from "./marks";
+import { doorName, operationText, resultElement, timeElement } from "./words";
+
+const defaultDuration = 5;
+const longestDuration = 255;
+// What was chosen stays while the page is open.
+const durations = new Map<string, number>();
+
+// One door with its facts, buttons and answer.
+export class DoorCard {
+    readonly element: HTMLElement;
+    private readonly name_: string;
+    private readonly buttons_ = new Map<DoorOperation, HTMLButtonElement>();
+    private readonly old_ = h("span", { class: "old", hidden: true });
+    private readonly busy_ = h("p", { class: "under-way", hidden: true });
+    private readonly refreshers_: ((door: Door) => void)[] = [];
+    private readonly answer_ = h("p", { class: "answer", hidden: true });
+    private duration_: HTMLInputElement | null = null;
+
+    constructor(private door_: Door, private readonly context_: Context) {
+        this.name_ = doorName(door_, context_);
+        const titleId = newId("door");
+        const where = door_.name !== "" && h("span", { class: "where" }, context_.texts.lock(door_.lock));
+        this.element = h(
+            "article", { "class": "door", "aria-labelledby": titleId, "data-door": doorKey(door_) },
+            h("header", {}, h("h3", { id: titleId }, this.name_), where, this.old_),
+            this.busy_, this.facts(), this.actions(), this.answer_,
+        );
+        this.update(door_);
+    }
+
+    update(door: Door): void {
+        this.door_ = door;
+        this.showBusy();
+        this.refreshers_.forEach((refresh) => refresh(door));
+        this.buttons_.forEach((button, operation) => this.showProgress(button, operation));
+        this.showAnswer();
+        this.showAge();
+    }
+
+    // Marks what it shows as old while the connection is lost.
+    showAge(): void {
+        const { site, texts, clock } = this.context_;
+        this.old_.hidden = site.connection.state !== "lost";
+        this.old_.textContent = this.old_.hidden ? "" : texts.health.asOf(clock.text(site.asOf));
+    }
+
+    private facts(): HTMLElement {
+        const { texts } = this.context_;
+        const list = h("dl", { class: "facts" });
+        this.addFact(list, texts.doors.lastResult, (door) => door.lastResult, (door) => this.resultOf(door.lastResult));
+        if (this.door_.rights.includes("events")) {
+            this.addFact(list, texts.doors.lastEvent, (door) => door.lastEvent, (door) => this.eventOf(door.lastEvent));
+        }
+        this.addFact(list, texts.battery.title, (door) => door.battery, (door) => this.batteryOf(door));
+        return list;
+    }
+
+    // `source` is what the fact is drawn from: it is drawn anew only when that changed, or a finger on its button would
+    // miss.
+    private addFact(list: HTMLElement, title: string, source: (door: Door) => unknown, draw: (door: Door) => Child[]): void {
+        const content = h("dd");
+        let drawn = "";
+        list.append(h("div", {}, h("dt", {}, title), content));
+        this.refreshers_.push((door) => {
+            const wanted = JSON.stringify(source(door));
+            if (wanted !== drawn) {
+                drawn = wanted;
+                content.replaceChildren(...present(draw(door)));
+            }
+        });
+    }
+
+    private batteryOf(door: Door): Child[] {
+        const battery = viewBattery(door.battery, this.context_.texts);
+        return [marked(battery.state, battery.text), door.battery !== null && this.at(door.battery.time)];
+    }
+
+    private at(time: number): HTMLElement {
+        return h("span", { class: "aside" }, timeElement(time, this.context_));
+    }
+
+    private resultOf(row: Row | null): Child[] {
+        if (row === null) {
+            return [this.context_.texts.none];
+        }
+        const operation = `${operationText(row.operation, this.context_)}: `;
+        const result = resultElement(row, this.context_);
+        result.lastElementChild?.prepend(operation);
+        return [result, this.at(row.time)];
+    }
+
+    private eventOf(row: Row | null): Child[] {
+        if (row === null) {
+            return [this.context_.texts.none];
+        }
+        const text = `${operationText(row.operation, this.context_)} ${row.card}`;
+        return [text, this.at(row.time), row.cardEvent === true && giveButton(row, this.context_)];
+    }
+
+    private showBusy(): void {
+        const busy = firstBusy(this.door_.busy);
+        const { texts, clock } = this.context_;
+        this.busy_.hidden = busy === undefined;
+        this.busy_.replaceChildren();
+        if (busy !== undefined) {
+            const operation = operationText(busy.operation, this.context_);
+            const more = this.door_.busy.length > 1 ? ` (${texts.moreRows(this.door_.busy.length - 1)})` : "";
+            this.busy_.append(marked("busy", texts.doors.busy(operation, clock.text(busy.since), busy.client) + more));
+        }
+    }
+
+    private actions(): HTMLElement | null {
+        const allowed = doorOperations.filter((operation) => this.door_.rights.includes(operation));
+        const label = this.context_.texts.doors.actions(this.name_);
+        return allowed.length === 0
+            ? null
+            : h("div", { "class": "actions", "role": "group", "aria-label": label }, ...allowed.map((one) => this.action(one)));
+    }
+
+    private action(operation: DoorOperation): HTMLElement {
+        const button = h(
+            "button", {
+                "type": "button", "class": operation === "open" ? "primary" : "", "data-operation": operation,
+                "click": () => void this.run(operation),
+            }, h("span", { class: "spinner" }), h("span", { class: "label" }),
+        );
+        this.buttons_.set(operation, button);
+        this.labelButton(operation);
+        return operation === "open-close" ? this.timed(button) : button;
+    }
+
+    private labelButton(operation: DoorOperation): void {
+        const { texts } = this.context_;
+        const button = this.buttons_.get(operation);
+        const label = operation === "open-close" ? texts.doors.openFor(this.duration()) : texts.buttons[operation];
+        button?.lastElementChild?.replaceChildren(label);
+        button?.setAttribute("aria-label", `${label}, ${this.name_}`);
+    }
+
+    private timed(button: HTMLElement): HTMLElement {
+        const { texts } = this.context_;
+        this.duration_ = h("input", {
+            "type": "number", "min": 1, "max": longestDuration, "value": this.duration(), "inputmode": "numeric",
+            "aria-label": `${texts.doors.duration}, ${this.name_}`, "input": () => this.keepDuration(),
+            "blur": () => this.setDuration(this.duration()),
+        });
+        return h(
+            "div", { class: "timed" }, button,
+            h("div", { class: "stepper" }, this.step("−", texts.doors.shorter, -1), this.duration_, this.step("+", texts.doors.longer, 1)),
+        );
+    }
+
+    private step(sign: string, label: string, by: number): HTMLElement {
+        return h("button", {
+            "type": "button", "class": "step", "aria-label": `${label}, ${this.name_}`,
+            "click": () => this.setDuration(this.duration() + by),
+        }, sign);
+    }
+
+    private duration(): number {
+        return durations.get(doorKey(this.door_)) ?? defaultDuration;
+    }
+
+    private setDuration(value: number): void {
+        if (this.duration_ !== null) {
+            this.duration_.value = String(Math.min(longestDuration, Math.max(1, value)));
+            this.keepDuration();
+        }
+    }
+
+    // What is not a number of seconds leaves the last one that was.
+    private keepDuration(): void {
+        const value = Number(this.duration_?.value);
+        if (Number.isInteger(value) && value >= 1 && value <= longestDuration) {
+            durations.set(doorKey(this.door_), value);
+        }
+        this.labelButton("open-close");
+    }
+
+    private showProgress(button: HTMLButtonElement, operation: DoorOperation): void {
+        const isBusy = this.context_.operator.isUnderWay(this.door_, operation);
+        // Not "disabled", which would take the keyboard's focus away.
+        button.setAttribute("aria-disabled", String(isBusy));
+        button.setAttribute("aria-busy", String(isBusy));
+    }
+
+    private async run(operation: DoorOperation): Promise<void> {
+        const { operator, texts, announce } = this.context_;
+        const title = operationText(operation, this.context_);
+        if (operator.isUnderWay(this.door_, operation)) {
+            return;
+        }
+        announce(`${this.name_}, ${texts.doors.sending(title)}`);
+        const outcome = await operator.run(this.door_, operation, this.duration());
+        if (outcome !== null) {
+            announce(`${this.name_}, ${title}: ${explainResult(operation, outcome, texts)}`);
+        }
+    }
+
+    private showAnswer(): void {
+        const { operator, texts } = this.context_;
+        const answer = operator.answerAt(this.door_);
+        this.answer_.hidden = answer === undefined;
+        this.answer_.replaceChildren();
+        if (answer !== undefined) {
+            const state = stateOfResult(answer.outcome.result);
+            const title = h("strong", {}, `${operationText(answer.operation, this.context_)}: `);
+            this.answer_.className = `answer is-${state}`;
+            this.answer_.append(
+                mark(state), h("span", {}, title, explainResult(answer.operation, answer.outcome, texts), this.at(answer.time)),
+            );
+        }
+    }
+}
+
+// Null if there is no door where the user may change cards.
+export function giveButton(row: Row, context: Context): HTMLElement | false {
+    const label = context.texts.cards.give;
+    return context.site.doorsWith("whitelist").length > 0 && h("button", {
+        "type": "button", "class": "small give", "aria-label": `${label}, ${row.card}`,
+        "click": () => showGiveDialog({ row }, context),
+    }, label);
+}

@@ -1,0 +1,67 @@
+import { deepEqual, equal, match, ok } from "node:assert/strict";
+import { test } from "node:test";
+import { chooseTexts, localeOf } from "../../../../proxy/web/page/logic/language";
+import { explainResult, stateOfResult } from "../../../../proxy/web/page/logic/results";
+import { pageResults, resultNames } from "../../../../proxy/web/page/model/types";
+import { de } from "../../../../proxy/web/page/texts/de";
+import { en } from "../../../../proxy/web/page/texts/en";
+
+// The paths of all members, also of those tables whose keys the compiler does not compare.
+function pathsOf(value: unknown, path = ""): string[] {
+    return typeof value === "object" && value !== null
+        ? Object.entries(value).flatMap(([key, member]) => pathsOf(member, `${path}.${key}`))
+        : [path];
+}
+
+function emptyOnes(value: unknown, path = ""): string[] {
+    return typeof value === "object" && value !== null
+        ? Object.entries(value).flatMap(([key, member]) => emptyOnes(member, `${path}.${key}`))
+        : value === "" ? [path] : [];
+}
+
+const outcome = (result: string, errorCode = 0) => ({ result, errorCode, milliseconds: 1 });
+
+test("texts: both languages have the same members, none of them empty", () => {
+    deepEqual(pathsOf(de).sort(), pathsOf(en).sort());
+    deepEqual([...emptyOnes(en), ...emptyOnes(de)], []);
+});
+
+test("texts: each result says what it means for the door, and which leave it open", () => {
+    const open = [...resultNames, ...pageResults].filter((result) => {
+        const text = explainResult("open", outcome(result), en);
+        ok(text.endsWith("."), text);
+        return text.includes("may have moved");
+    });
+    deepEqual(open, ["no-answer", "ambiguous", "unknown", "cut-off"]);
+});
+
+test("texts: an acknowledged opening is done, and does not claim an open door", () => {
+    match(explainResult("open", outcome("ack"), en), /^Done: .*nobody reports\.$/);
+    match(explainResult("open", outcome("ack"), de), /^Ausgeführt: .*meldet niemand\.$/);
+    equal(stateOfResult("ack"), "good");
+});
+
+test("texts: what moves no door may have been done, rather than have moved it", () => {
+    equal(explainResult("whitelist-add", outcome("no-answer"), en), "No answer. It may have been done.");
+    equal(explainResult("event-open", outcome("no-answer"), en), "No answer. The door may have moved.");
+});
+
+test("texts: a gateway's refusal is explained by its number, for opening and closing there is none", () => {
+    match(explainResult("whitelist-add", outcome("nack", 2), en), /in the lock's list already/);
+    match(explainResult("open-close", outcome("nack", 8), de), /keinen Weg zu diesem Schloss/);
+    match(explainResult("open", outcome("nack", 0), en), /no reason for opening and closing/);
+    match(explainResult("status", outcome("nack", 200), en), /error 200/);
+});
+
+test("texts: a result of a later proxy is shown by its name", () => {
+    equal(explainResult("open", outcome("brand-new"), en), "brand-new");
+    equal(stateOfResult("brand-new"), "unsure");
+});
+
+test("language: the one chosen on the page, then the browser's, then English", () => {
+    equal(chooseTexts("de", ["en-GB"]).language, "de");
+    equal(chooseTexts(null, ["fr-FR", "de-AT", "en"]).language, "de");
+    equal(chooseTexts("toString", ["fr"]).language, "en");
+    equal(localeOf(de, ["en-GB", "de-AT"]), "de-AT");
+    equal(localeOf(en, ["de-AT"]), "en");
+});
