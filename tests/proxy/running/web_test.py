@@ -289,13 +289,12 @@ class Doors(PageSite):
     def test_of_a_mux_that_ends_meanwhile_have_no_answer(self):
         anna = self.logged_in()
         stream = self.stream(anna)
-        self.mux.process.send_signal(signal.SIGSTOP)
-        self.addCleanup(lambda: self.mux.process.send_signal(signal.SIGCONT))
+        self.simulator.command("fault silence always lock 5")
         answers = []
         asking = threading.Thread(target=lambda: answers.append(anna.order()))
         asking.start()
+        self.simulator.wait_for("OPEN_LOCK lock 5")
         wait_until(lambda: [busy for busy in stream.of("busy") if busy["busy"]], "the order under way")
-        time.sleep(0.5)
         self.mux.kill()
         asking.join(30)
         self.assertEqual((answers[0][1]["result"], answers[0][1]["errorCode"]), ("no-answer", NO_ANSWER))

@@ -161,12 +161,12 @@ TEST_F(SiteStateTest, KnowsNoBatteryUntilItIsAsked) {
 }
 
 TEST_F(SiteStateTest, BeginsWithTheAuditsEnd) {
-    AuditRow request = Event("open", 5);
-    request.kind = "request";
-    request.result = "ack";
+    AuditRow opening = Event("open", 5);
+    opening.kind = "request";
+    opening.result = "ack";
     AuditRow connection;
     connection.kind = "connection";
-    site.TakeHistory({Event("card", 5, "*C3D4"), connection, request});
+    site.TakeHistory({Event("card", 5, "*C3D4"), connection, opening});
     const rapidjson::Document document = SiteOf(kAnna);
     EXPECT_STREQ(document["doors"][0]["lastEvent"]["card"].GetString(), "*C3D4");
     EXPECT_STREQ(document["doors"][0]["lastResult"]["result"].GetString(), "ack");
