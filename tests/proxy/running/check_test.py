@@ -89,10 +89,23 @@ class Check(Installation):
         self.assert_finds(1, "the first line, which is the password, is empty", Mqtt=whole)
         self.assert_finds(1, "Metrics/Address: localhost is no IP address", Metrics={"Address": "localhost"})
 
+    def test_looks_into_the_files_of_the_page(self):
+        users = self.folder / "users"
+        users.write_text("anna:secret\n")
+        users.chmod(0o640)
+        own = {"Certificate": self.certificate_files["Certificate"], "Key": self.certificate_files["Key"]}
+        for usable in ({}, own):
+            self.assert_finds(0, "no findings", Web=usable)
+        self.assert_finds(1, "Web: the key missing.key cannot be used: No such file", Web={**own, "Key": "missing.key"})
+        self.assert_finds(1, "error: Web: " + str(users) + ": line 1: must be NAME:", Web={"Users": str(users)})
+        self.assert_finds(1, "Web/Addresses: localhost is no IP address", Web={"Addresses": ["localhost"]})
+        self.assert_finds(1, "Web/Port must differ from Listen/Port", Web={"Port": self.proxy_port,
+                                                                          "Addresses": ["127.0.0.1"]})
+
     def test_says_that_its_program_for_services_is_missing(self):
         alone = self.folder / "mux-proxy"
         shutil.copy(PROGRAMS / "mux-proxy", alone)
-        for services, status, text in (({}, 0, "no findings"), ({"Metrics": {}}, 1, "which Mqtt and Metrics need")):
+        for services, status, text in (({}, 0, "no findings"), ({"Metrics": {}}, 1, "which Mqtt, Metrics and Web need")):
             self.write_configuration(**services)
             done = subprocess.run([alone, "--check", "--config", self.folder / "proxy.json"], capture_output=True,
                                   text=True)
@@ -173,6 +186,7 @@ class Schema(Installation):
         whole["Audit"]["WholeCards"] = True
         whole["Mqtt"] = {"Host": "broker", "Site": "hall", "Authority": "a", "Certificate": "b", "Key": "c",
                          "User": "d", "PasswordFile": "e"}
+        whole["Web"] = {"Certificate": "a", "Key": "b"}
         cases = list(self.spoiled(self.schema, whole))
         self.assertGreater(len(cases), 200)
         for configuration, isAllowed in cases:
