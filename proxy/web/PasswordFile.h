@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -17,9 +18,9 @@ constexpr std::size_t kLongestPassword = 1024;
 // lose. Any thread.
 bool IsUserName(std::string_view name);
 
-// A hash of the password with a salt of its own, as a line of the file has it: argon2id, 19 MiB, 2 passes. Takes about
-// 50 ms. Throws std::runtime_error with a sentence for people if the password is too short or too long, or memory is
-// missing. Any thread.
+// A hash of the password with a salt of its own, as a line of the file has it: argon2id, 19 MiB, 2 passes. Takes tens
+// of milliseconds. Throws std::runtime_error with a sentence for people if the password is too short or too long, or
+// memory is missing. Any thread.
 std::string HashPassword(const std::string& password);
 
 // The text of a file of users, which may be empty. Not for the network loop. Throws std::runtime_error with a sentence
@@ -38,8 +39,8 @@ class PasswordFile {
     // begins with its path.
     static PasswordFile Read(const std::string& file);
 
-    // Whether this is the user's password. Takes about 50 ms and 19 MiB, so it is not for the network loop; as long for
-    // a name that is not in the file, so that the time does not show which are. False if memory is missing.
+    // Whether this is the user's password. Takes tens of milliseconds and 19 MiB, so it is not for the network loop; as
+    // long for a name that is not in the file, so that the time does not show which are. False if memory is missing.
     bool Verify(const std::string& name, const std::string& password) const;
 
     // The user's hash, which changes with each setting of the password; empty for a name that is not in the file.

@@ -35,7 +35,9 @@ class SilentTerminal {
         }
         termios silent = before_;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+        if (tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) != 0) {
+            throw std::runtime_error("the terminal cannot hide a password");
+        }
     }
     ~SilentTerminal() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
     SilentTerminal(const SilentTerminal&) = delete;
@@ -110,13 +112,13 @@ class NewFile {
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    void TakeOwner(uid_t owner, gid_t group, mode_t mode) const {
-        if (fchown(descriptor_, owner, group) != 0 || fchmod(descriptor_, mode) != 0) {
-            Fail(target_, "cannot be given its owner and group");
-        }
-    }
+    // False if this user may not give it to them.
+    bool GiveTo(uid_t owner, gid_t group) const { return fchown(descriptor_, owner, group) == 0; }
 
     void Write(const std::string& text) const {
+        if (fchmod(descriptor_, kFileMode) != 0) {
+            Fail(target_, "cannot be written");
+        }
         for (std::size_t written = 0; written < text.size();) {
             const ssize_t count = write(descriptor_, text.data() + written, text.size() - written);
             if (count < 0) {
@@ -150,7 +152,7 @@ void SyncFolder(const std::string& folder) {
     close(descriptor);
 }
 
-// A new file is for the group of its folder, which is the proxy's. A link stays one.
+// A new file is for the group of its folder, which is the proxy's, as far as this user may give it. A link stays one.
 void WriteUsers(const std::string& path, const std::string& text) {
     const std::filesystem::path file = std::filesystem::weakly_canonical(std::filesystem::absolute(path));
     const std::string folder = file.parent_path();
@@ -161,7 +163,10 @@ void WriteUsers(const std::string& path, const std::string& text) {
         Fail(folder, "cannot be read");
     }
     const NewFile replacement(file);
-    replacement.TakeOwner(hasOld ? old.st_uid : geteuid(), hasOld ? old.st_gid : ofFolder.st_gid, kFileMode);
+    const bool isGiven = replacement.GiveTo(hasOld ? old.st_uid : geteuid(), hasOld ? old.st_gid : ofFolder.st_gid);
+    if (hasOld && !isGiven) {
+        Fail(file, "cannot keep its owner and group");
+    }
     replacement.Write(text);
     replacement.Replace();
     SyncFolder(folder);
