@@ -5,7 +5,7 @@
 readonly armhf_sysroot=$PWD/build/armhf-sysroot
 # With the libraries that these depend on, whose names differ between releases.
 readonly armhf_libraries=(libc6 libgcc-s1 libstdc++6 uuid-dev libncurses-dev libssl-dev libsqlite3-dev libsystemd-dev
-    libmosquitto-dev libcjose-dev prometheus-cpp-dev zlib1g-dev)
+    libmosquitto-dev libcjose-dev prometheus-cpp-dev libsodium-dev zlib1g-dev)
 
 # Unpacks a package and writes it down as dpkg would, for dpkg-shlibdeps to look up.
 unpack_for_armhf() {

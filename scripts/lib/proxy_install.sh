@@ -108,6 +108,40 @@ tell_a_broker() {
     wait_until "the loss of the broker" has_metric "mux_proxy_broker_connected 0"
 }
 
+# Logs in to the page of the site hall and opens a door there.
+opens_on_page() {
+    in_network python3 - "$tree/root/hall-certificates/authority.crt" <<'PYTHON'
+import http.client, json, ssl, sys
+context = ssl.create_default_context(cafile=sys.argv[1])
+context.check_hostname = False
+page = http.client.HTTPSConnection("127.0.0.1", 8443, timeout=30, context=context)
+headers = {"Host": "hall:8443", "Origin": "https://hall:8443", "Content-Type": "application/json"}
+
+def post(path, body):
+    page.request("POST", path, json.dumps(body), headers)
+    response = page.getresponse()
+    answer = json.loads(response.read())
+    headers["Cookie"] = (response.headers["Set-Cookie"] or headers.get("Cookie", "")).split(";")[0]
+    return answer
+
+headers["X-Token"] = post("/api/session", {"user": "guard", "password": "correct horse battery"})["token"]
+answer = post("/api/requests", {"operation": "open", "gateway": 1, "lock": 5})
+sys.exit(answer["result"] != "ack")
+PYTHON
+}
+
+show_the_page() {
+    in_container sh -ec "cd /etc/dw-hal-mux-proxy
+        sed -i '1s#{#{\"Web\": {\"Users\": \"/etc/dw-hal-mux-proxy/hall/users\"},#' hall.json
+        echo 'correct horse battery' | mux-proxy user guard --config hall.json
+        mux-proxy --check --config hall.json
+        systemctl restart dw-hal-mux-proxy@hall" >"$folder/page.log" 2>&1 \
+        || { cat "$folder/page.log" >&2 && fail "a site with a page does not start"; }
+    wait_until "a door opened on the page" opens_on_page
+    in_container mux-proxy audit --config /etc/dw-hal-mux-proxy/hall.json --client guard | grep --quiet ' web 127.0.0.1 ' \
+        || fail "the audit has no row of the page"
+}
+
 # connects_as USER PORT
 connects_as() {
     in_container runuser -u "$1" -- python3 -c "import socket; socket.create_connection(('127.0.0.1', $2), timeout=10)" \
