@@ -3,8 +3,8 @@
 #include <iterator>
 #include <utility>
 
-#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/MessageMaker.h"
+#include "proxy/requests/JsonObject.h"
 
 namespace MuxProxy {
 namespace {

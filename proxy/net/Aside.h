@@ -18,8 +18,8 @@ class Aside {
     Aside(const Aside&) = delete;
     Aside& operator=(const Aside&) = delete;
 
-    // `work` runs on that thread; it must not throw, and what it captures must outlive this object. `done` is called from
-    // the loop afterwards, and never copied to that thread. Throws std::system_error if no thread can be started.
+    // `work` runs on that thread; it must not throw, and what it captures must outlive this object. `done` is called
+    // from the loop afterwards, and never copied to that thread. Throws std::system_error if no thread can be started.
     void Do(std::function<void()> work, std::function<void()> done = {});
 
   private:

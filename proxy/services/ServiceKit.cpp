@@ -27,7 +27,9 @@ class MqttService : public Service {
     // `connectionChanged` gets to know whether the broker is connected.
     MqttService(boost::asio::io_context& loop, const Configuration& configuration, const MuxLocks& locks,
                 std::function<void(bool)> connectionChanged)
-        : connectionChanged_(std::move(connectionChanged)), settings_(*configuration.mqtt), site_(loop, settings_, locks) {
+        : connectionChanged_(std::move(connectionChanged)),
+          settings_(*configuration.mqtt),
+          site_(loop, settings_, locks) {
         site_.SetClients(ClientsIn(configuration));
     }
 
@@ -68,7 +70,8 @@ ServiceList Make(boost::asio::io_context& loop, const Configuration& configurati
     std::vector<std::function<void(bool)>> ofBroker;
     if (configuration.metrics) {
         auto service = std::make_unique<MetricsService>(loop, configuration, locks);
-        ofBroker.emplace_back([&values = service->Values()](bool isConnected) { values.SetBrokerConnected(isConnected); });
+        ofBroker.emplace_back(
+            [&values = service->Values()](bool isConnected) { values.SetBrokerConnected(isConnected); });
         services.push_back(std::move(service));
     }
     if (configuration.web) {

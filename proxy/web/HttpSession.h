@@ -44,8 +44,7 @@ class HttpSession : public TlsSession {
     static constexpr std::chrono::seconds kLongestIdle{60};
 
     // The owner and the turns outlive the loop's last run. Throws std::bad_alloc.
-    HttpSession(Socket socket, std::shared_ptr<const Certificates> certificates, SessionTurns& turns,
-                HttpOwner& owner);
+    HttpSession(Socket socket, std::shared_ptr<const Certificates> certificates, SessionTurns& turns, HttpOwner& owner);
     ~HttpSession() override;
 
     // The answer to the request that was received. Does nothing on a closed session.

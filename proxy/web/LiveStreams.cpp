@@ -137,8 +137,8 @@ void LiveStreams::FlushTo(Stream& stream) {
 }
 
 std::size_t LiveStreams::CountFor(const Viewer& viewer) const {
-    return static_cast<std::size_t>(std::count_if(
-        rows_.begin(), rows_.end(), [&](const PageRow& row) { return site_.Sees(row, viewer); }));
+    return static_cast<std::size_t>(
+        std::count_if(rows_.begin(), rows_.end(), [&](const PageRow& row) { return site_.Sees(row, viewer); }));
 }
 
 std::vector<std::string> LiveStreams::RowsFor(const Viewer& viewer) const {
@@ -185,11 +185,9 @@ void LiveStreams::SendSite(Stream& stream, const Viewer& viewer) {
 void LiveStreams::SendHealth(Stream& stream) {
     const Viewer viewer = ports_.viewerOf(stream.name);
     const auto now = std::chrono::system_clock::now();
-    std::string health =
-        health_.Text(now, [&](std::int32_t gateway) { return site_.SeesGateway(gateway, viewer); });
+    std::string health = health_.Text(now, [&](std::int32_t gateway) { return site_.SeesGateway(gateway, viewer); });
     if (health != stream.health) {
-        const std::string timed =
-            "{\"time\":" + std::to_string(MillisecondsOf(now)) + ',' + std::string(health, 1);
+        const std::string timed = "{\"time\":" + std::to_string(MillisecondsOf(now)) + ',' + std::string(health, 1);
         stream.connection->Stream(StreamEvent("health", timed));
         stream.health = std::move(health);
     }

@@ -30,8 +30,7 @@ std::string SiteHealth::Text(std::chrono::system_clock::time_point now,
     }
     JsonObject brokerText;
     if (broker) {
-        brokerText.Flag("connected", broker->isConnected)
-            .Number("waiting", static_cast<std::int64_t>(broker->waiting));
+        brokerText.Flag("connected", broker->isConnected).Number("waiting", static_cast<std::int64_t>(broker->waiting));
     }
     JsonObject certificates;
     for (const auto& [name, end] : ends) {

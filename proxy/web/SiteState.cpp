@@ -138,8 +138,7 @@ bool SiteState::MayDo(Right right, const MuxClient::LockAddress& lock, const Vie
 }
 
 bool SiteState::SeesDoor(const MuxClient::LockAddress& lock, const Viewer& viewer) const {
-    return std::any_of(kAllRights.begin(), kAllRights.end(),
-                       [&](Right right) { return MayDo(right, lock, viewer); });
+    return std::any_of(kAllRights.begin(), kAllRights.end(), [&](Right right) { return MayDo(right, lock, viewer); });
 }
 
 bool SiteState::SeesGateway(std::int32_t gateway, const Viewer& viewer) const {
@@ -156,7 +155,8 @@ bool SiteState::Sees(const PageRow& row, const Viewer& viewer) const {
 }
 
 std::string SiteState::CardOf(std::uint64_t row, const Viewer& viewer) const {
-    const auto found = std::find_if(rows_.begin(), rows_.end(), [row](const PageRow& kept) { return kept.number == row; });
+    const auto found =
+        std::find_if(rows_.begin(), rows_.end(), [row](const PageRow& kept) { return kept.number == row; });
     return found != rows_.end() && Sees(*found, viewer) ? found->wholeCard : "";
 }
 

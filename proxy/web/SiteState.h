@@ -35,8 +35,8 @@ struct PageRow {
     std::string wholeCard;
 };
 
-// What the proxy knows of the site's doors: for each its last event, last result, battery and what is under way; and the
-// last rows. What a viewer may not see is left out of the texts for it.
+// What the proxy knows of the site's doors: for each its last event, last result, battery and what is under way; and
+// the last rows. What a viewer may not see is left out of the texts for it.
 //
 // Doors are the locks of the Mux's file, and others once they are in an event or have answered. For the network loop.
 class SiteState {

@@ -100,13 +100,11 @@ void WebLogins::LogInByPassword(const WebExchangePointer& exchange, Credentials 
     }
     const auto isRight = std::make_shared<bool>(false);
     const std::string user = credentials.user;
-    computing_.Do(
-        [passwords = passwords_, given = std::move(credentials), isRight] {
-            *isRight = passwords->Verify(given.user, given.password);
-        },
-        [this, exchange, user, proof = passwords_->HashOf(user), isRight] {
-            TakeVerdict(exchange, user, proof, *isRight);
-        });
+    computing_.Do([passwords = passwords_, given = std::move(credentials),
+                   isRight] { *isRight = passwords->Verify(given.user, given.password); },
+                  [this, exchange, user, proof = passwords_->HashOf(user), isRight] {
+                      TakeVerdict(exchange, user, proof, *isRight);
+                  });
 }
 
 // The file may have been read anew meanwhile.

@@ -245,9 +245,8 @@ void WebOrders::ReadCards(const WebExchangePointer& exchange, std::function<void
 
 WebOrders::Entries WebOrders::VisibleOf(const Entries& entries, const Viewer& viewer) const {
     Entries visible;
-    std::copy_if(entries.begin(), entries.end(), std::back_inserter(visible), [&](const CardEntry& entry) {
-        return site_.MayDo(Right::kWhitelist, entry.lock, viewer);
-    });
+    std::copy_if(entries.begin(), entries.end(), std::back_inserter(visible),
+                 [&](const CardEntry& entry) { return site_.MayDo(Right::kWhitelist, entry.lock, viewer); });
     return visible;
 }
 

@@ -38,7 +38,8 @@ void WebServer::Stop() {
 }
 
 void WebServer::Take(Listeners::Socket socket) {
-    const auto session = std::make_shared<HttpSession>(std::move(socket), certificates_, turns_, static_cast<HttpOwner&>(*this));
+    const auto session =
+        std::make_shared<HttpSession>(std::move(socket), certificates_, turns_, static_cast<HttpOwner&>(*this));
     const std::string network = NetworkOf(session->Address());
     const auto ofNetwork = byNetwork_.find(network);
     if (ofNetwork != byNetwork_.end() && ofNetwork->second >= kMostOfNetwork) {

@@ -34,6 +34,14 @@ class Ports : public DispatcherPorts {
         statuses.emplace_back(lock.lock, status.batteryStatus);
     }
 
+    void EventCame(const AuditRow& event) override { news.push_back(event.operation + " " + event.card); }
+    void RequestTaken(const TakenRequest& request) override {
+        news.push_back("taken " + std::to_string(request.number) + " " + request.client);
+    }
+    void RequestEnded(const TakenRequest& request, const RequestEnding& ending) override {
+        news.push_back("ended " + std::to_string(request.number) + " " + request.client + " " + ending.result);
+    }
+
     std::pair<RequestNumber, bool> WaitAudited() {
         Testing::WaitUntil([this] { return HasAudited(); });
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -46,6 +54,7 @@ class Ports : public DispatcherPorts {
     std::vector<std::pair<ConnectionNumber, std::string>> answers;
     std::vector<MuxClient::Request> toMux;
     std::vector<std::pair<std::int32_t, std::int32_t>> statuses;
+    std::vector<std::string> news;
 
   private:
     bool HasAudited() {
@@ -237,6 +246,37 @@ TEST_F(DispatcherTest, EventsGoToThoseWhoMaySeeThem) {
         R"({"Timestamp":1,"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,"timestamp":"1:2:3 4-5-2026","RFIDData":"04A1"}})";
     dispatcher.MuxSent(event);
     EXPECT_THAT(ports.answers, ElementsAre(std::pair(reception, event)));
+}
+
+TEST_F(DispatcherTest, EachTakenRequestEndsOnceForThoseWhoFollow) {
+    dispatcher.Received(reception, "none");
+    Ask(12, "a");
+    dispatcher.MuxSent(Ack(ports.toMux.at(0).id));
+    Ask(12, "b");
+    dispatcher.MuxLost();
+    EXPECT_THAT(ports.news, ElementsAre("taken 1 reception", "ended 1 reception ack", "taken 2 reception",
+                                        "ended 2 reception no-answer"));
+}
+
+TEST_F(DispatcherTest, EventsComeWithTheirCardsButWithoutPins) {
+    const auto event = [](int code, const char* data) {
+        return R"({"Timestamp":1700000000,"MessageID":"lockEventMessage-1700000000","MessageCode":)" +
+               std::to_string(code) + R"(,"Data":{"gatewayID":1,"lockID":5,"timestamp":"22:13:20 14-11-2023",)" +
+               R"("RFIDData":")" + data + R"("}})";
+    };
+    dispatcher.MuxSent(event(51, "04A1B2C3D4"));
+    dispatcher.MuxSent(event(60, "31323334"));
+    EXPECT_THAT(ports.news, ElementsAre("card 04A1B2C3D4", "pin "));
+}
+
+TEST_F(DispatcherTest, NamesGatewaysThatDoNotAnswer) {
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_THAT(dispatcher.SilentGateways(), IsEmpty());
+        Ask(12, "a");
+        ports.now += seconds(15);
+        dispatcher.Advance();
+    }
+    EXPECT_THAT(dispatcher.SilentGateways(), ElementsAre(1));
 }
 
 TEST_F(DispatcherTest, TheProxyItselfMayAskAndItsQuestionsStayWhenRightsChange) {

@@ -23,8 +23,8 @@ TEST(ReadTargetTest, DecodesThePathButNoPlusInIt) {
 }
 
 TEST(ReadTargetTest, RefusesWhatCannotBeRead) {
-    for (const char* const target : {"", "page", "http://x/", "*", "/%", "/%4", "/%zz", "/%-1", "/%00", "/?a=%0",
-                                     "/?%g=1", "/%+1"}) {
+    for (const char* const target :
+         {"", "page", "http://x/", "*", "/%", "/%4", "/%zz", "/%-1", "/%00", "/?a=%0", "/?%g=1", "/%+1"}) {
         WebExchange exchange;
         EXPECT_FALSE(ReadTarget(target, exchange)) << target;
     }
