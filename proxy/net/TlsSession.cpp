@@ -125,9 +125,9 @@ void TlsSession::Append(std::string_view bytes) {
 
 void TlsSession::Write() {
     bool hasWritten = false;
-    while (isOpen_ && !pending_.empty()) {
+    while (isOpen_ && PendingBytes() > 0) {
         std::size_t count = 0;
-        const TlsStream::Result result = stream_.Write(pending_, count);
+        const TlsStream::Result result = stream_.Write(std::string_view(pending_).substr(sent_), count);
         if (result != TlsStream::Result::kDone) {
             if (hasWritten) {
                 Watch(writeTimer_, kLongestWait, kTakesNothing);
@@ -136,8 +136,7 @@ void TlsSession::Write() {
             return;
         }
         hasWritten = true;
-        pending_.erase(0, count);
-        NoLongerPending(count);
+        TakeOff(count);
     }
     isWriting_ = false;
     writeTimer_.expires_at(Timer::time_point::max());
@@ -149,9 +148,19 @@ void TlsSession::Write() {
     }
 }
 
+void TlsSession::TakeOff(std::size_t count) {
+    sent_ += count;
+    if (sent_ > pending_.size() / 2) {
+        pending_.erase(0, sent_);
+        sent_ = 0;
+    }
+    NoLongerPending(count);
+}
+
 void TlsSession::DropPending() {
-    NoLongerPending(pending_.size());
+    NoLongerPending(PendingBytes());
     pending_.clear();
+    sent_ = 0;
 }
 
 void TlsSession::CloseWhenSent(const std::string& reason) {

@@ -65,7 +65,7 @@ class TlsSession : public std::enable_shared_from_this<TlsSession> {
     std::size_t ReadBytes(char* buffer, std::size_t size);
     // Sends them behind what waits. Only on an open session.
     void Append(std::string_view bytes);
-    std::size_t PendingBytes() const { return pending_.size(); }
+    std::size_t PendingBytes() const { return pending_.size() - sent_; }
     // Closes the session unless the time is set anew before, or StopWatching().
     void WatchReading(std::chrono::milliseconds time, const char* reason) { Watch(readTimer_, time, reason); }
     void StopWatchingReading() { readTimer_.expires_at(Timer::time_point::max()); }
@@ -81,6 +81,7 @@ class TlsSession : public std::enable_shared_from_this<TlsSession> {
     void AskToShake();
     void Shake();
     void Write();
+    void TakeOff(std::size_t count);
     void DropPending();
     // Calls `next` when the socket is ready for what `result` wants; closes when it is over.
     void After(TlsStream::Result result, Step next);
@@ -94,7 +95,9 @@ class TlsSession : public std::enable_shared_from_this<TlsSession> {
     Timer readTimer_;
     Timer writeTimer_;
     const std::string address_;
+    // The first bytes are sent already: they leave it now and then, so that much costs no more than little.
     std::string pending_;
+    std::size_t sent_ = 0;
     // Why it closes when all is sent.
     std::optional<std::string> ending_;
     bool isWriting_ = false;

@@ -23,9 +23,9 @@ http::status StatusOf(const Error& error) {
                                               : http::status::bad_request;
 }
 
-std::string TextOf(const HttpResponse& response) {
+std::string HeaderText(const HttpResponse& response) {
     std::ostringstream text;
-    text << response;
+    text << response.base();
     return text.str();
 }
 
@@ -112,7 +112,8 @@ void HttpSession::Answer(HttpResponse response) {
     }
     const bool isLast = !response.keep_alive();
     response.prepare_payload();
-    Append(TextOf(response));
+    Append(HeaderText(response));
+    Append(response.body());
     if (isLast) {
         CloseWhenSent("");
         return;
@@ -128,7 +129,7 @@ void HttpSession::Answer(HttpResponse response) {
 void HttpSession::BeginStream(HttpResponse header) {
     if (IsOpen()) {
         state_ = State::kStreaming;
-        Append(TextOf(header));
+        Append(HeaderText(header));
     }
 }
 

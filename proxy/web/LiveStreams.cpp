@@ -32,9 +32,10 @@ bool LiveStreams::Add(HttpSession& connection, const WebSession& session) {
     }
     connection.BeginStream(StreamReply());
     Stream& stream = streams_[&connection];
-    stream = {&connection, session.number, name, false, 0, ""};
-    SendSite(stream, ports_.viewerOf(name));
-    SendHealth(stream);
+    stream.connection = &connection;
+    stream.session = session.number;
+    stream.name = name;
+    Collect();
     if (streams_.size() == 1) {
         SendSigns();
     }
@@ -93,7 +94,7 @@ void LiveStreams::RightsChanged() {
 void LiveStreams::HealthCame(const SiteHealth& health) {
     health_ = health;
     for (auto& [connection, stream] : streams_) {
-        if (connection->WaitingBytes() <= kMostWaiting) {
+        if (!stream.needsSite && connection->WaitingBytes() <= kMostWaiting) {
             SendHealth(stream);
         }
     }
@@ -113,8 +114,9 @@ void LiveStreams::Collect() {
 }
 
 void LiveStreams::Flush() {
+    std::size_t room = RoomForStates();
     for (auto& [connection, stream] : streams_) {
-        FlushTo(stream);
+        FlushTo(stream, room);
     }
     rows_.clear();
     busy_.clear();
@@ -124,13 +126,21 @@ void LiveStreams::Flush() {
     }
 }
 
-void LiveStreams::FlushTo(Stream& stream) {
+std::size_t LiveStreams::RoomForStates() const {
+    std::size_t waiting = 0;
+    for (const auto& [connection, stream] : streams_) {
+        waiting += connection->WaitingBytes();
+    }
+    return waiting < kMostWaitingTogether ? kStatesAtOnce : 0;
+}
+
+void LiveStreams::FlushTo(Stream& stream, std::size_t& room) {
     const Viewer viewer = ports_.viewerOf(stream.name);
     if (stream.connection->WaitingBytes() > kMostWaiting) {
         stream.needsSite = true;
         stream.missed += CountFor(viewer);
     } else if (stream.needsSite) {
-        SendSite(stream, viewer);
+        room -= room > 0 ? std::min(room, SendSite(stream, viewer)) : 0;
     } else {
         SendNews(stream, viewer);
     }
@@ -171,14 +181,17 @@ void LiveStreams::SendNews(const Stream& stream, const Viewer& viewer) {
     }
 }
 
-void LiveStreams::SendSite(Stream& stream, const Viewer& viewer) {
-    if (stream.missed > 0) {
+std::size_t LiveStreams::SendSite(Stream& stream, const Viewer& viewer) {
+    const std::size_t missed = std::exchange(stream.missed, 0);
+    if (missed > 0) {
         stream.connection->Stream(
-            StreamEvent("missed", JsonObject().Number("count", static_cast<std::int64_t>(stream.missed)).Json()));
+            StreamEvent("missed", JsonObject().Number("count", static_cast<std::int64_t>(missed)).Json()));
     }
-    stream.connection->Stream(StreamEvent("site", site_.SiteText(viewer)));
+    const std::string state = StreamEvent("site", site_.SiteText(viewer));
+    stream.connection->Stream(state);
     stream.needsSite = false;
-    stream.missed = 0;
+    SendHealth(stream);
+    return state.size();
 }
 
 // Nothing if the page has it already.

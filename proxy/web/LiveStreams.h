@@ -30,6 +30,10 @@ class LiveStreams {
     static constexpr std::chrono::seconds kBetweenSigns{15};
     // What waits for a page that counts as too slow.
     static constexpr std::size_t kMostWaiting = 128U << 10U;
+    // The state of a large site is long: how much of it goes out at once, so that the loop has time for others, and
+    // what may wait for all pages together.
+    static constexpr std::size_t kStatesAtOnce = 256U << 10U;
+    static constexpr std::size_t kMostWaitingTogether = 16U << 20U;
 
     // What the streams ask about who looks.
     struct Ports {
@@ -41,7 +45,7 @@ class LiveStreams {
     // All outlive it.
     LiveStreams(boost::asio::io_context& loop, const SiteState& site, Ports ports);
 
-    // Begins a stream with the state of the site. False if there are too many.
+    // Begins a stream, with the state of the site. False if there are too many.
     bool Add(HttpSession& connection, const WebSession& session);
     void Remove(HttpSession& connection);
     // The session has ended, and so do its streams.
@@ -61,20 +65,23 @@ class LiveStreams {
     using Key = std::pair<std::int32_t, std::int32_t>;
 
     struct Stream {
-        HttpSession* connection;
-        WebSessionNumber session;
+        HttpSession* connection = nullptr;
+        WebSessionNumber session = 0;
         std::string name;
-        // The state of the site is sent next, since rows were left out or rights have changed.
-        bool needsSite = false;
+        // The state of the site is sent next: at the beginning, since rows were left out, or since rights have changed.
+        bool needsSite = true;
         std::size_t missed = 0;
         std::string health;
     };
 
     void Collect();
     void Flush();
-    void FlushTo(Stream& stream);
+    // What this pass may send of states; less is left afterwards.
+    std::size_t RoomForStates() const;
+    void FlushTo(Stream& stream, std::size_t& room);
     void SendNews(const Stream& stream, const Viewer& viewer);
-    void SendSite(Stream& stream, const Viewer& viewer);
+    // Returns its length.
+    std::size_t SendSite(Stream& stream, const Viewer& viewer);
     void SendHealth(Stream& stream);
     std::vector<std::string> RowsFor(const Viewer& viewer) const;
     std::size_t CountFor(const Viewer& viewer) const;

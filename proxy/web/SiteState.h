@@ -48,6 +48,8 @@ class SiteState {
     SiteState(const MuxLocks& locks, std::shared_ptr<const Rights> rights);
 
     void SetRights(std::shared_ptr<const Rights> rights) { rights_ = std::move(rights); }
+    // Immutable.
+    std::shared_ptr<const Rights> TheRights() const { return rights_; }
 
     // What happened before the start, oldest first.
     void TakeHistory(const std::vector<AuditRow>& rows);

@@ -86,6 +86,15 @@ std::string CsvOf(const std::vector<CardEntry>& entries) {
     return text.str();
 }
 
+// Beside the loop.
+void TryToRead(const std::function<void()>& read) {
+    try {
+        read();
+    } catch (const std::exception& error) {
+        std::cerr << "<3>The list of cards cannot be read: " + std::string(error.what()) + '\n';
+    }
+}
+
 }  // namespace
 
 WebOrders::WebOrders(const std::string& cardFile, const SiteState& site, Aside& disk)
@@ -147,16 +156,17 @@ void WebOrders::FindCard(const WebExchangePointer& exchange, const CommandPayloa
 }
 
 void WebOrders::FindEntry(const WebExchangePointer& exchange, std::int64_t entry, ProxyRequest request) {
-    ReadCards(exchange, [this, exchange, entry, request = std::move(request)](const Entries& entries) mutable {
-        for (const CardEntry& found : entries) {
-            if (found.entry == entry) {
-                request.card = CardFrom(found.card);
-                Ask(exchange, request);
-                return;
-            }
-        }
-        exchange->Answer(NotValidReply("there is no such card in the list"));
-    });
+    const auto found = std::make_shared<std::optional<CardEntry>>();
+    disk_.Do([this, entry, found] { TryToRead([&] { *found = cards_.CardOf(entry); }); },
+             [this, exchange, found, request = std::move(request)]() mutable {
+                 const bool isVisible = *found && site_.MayDo(Right::kWhitelist, (*found)->lock, exchange->viewer);
+                 if (!isVisible) {
+                     exchange->Answer(NotValidReply("there is no such card in the list"));
+                     return;
+                 }
+                 request.card = CardFrom((*found)->card);
+                 Ask(exchange, request);
+             });
 }
 
 void WebOrders::Ask(const WebExchangePointer& exchange, const ProxyRequest& request) {
@@ -224,52 +234,46 @@ void WebOrders::Change(std::function<void(CardList&)> change) {
     });
 }
 
-void WebOrders::ReadCards(const WebExchangePointer& exchange, std::function<void(const Entries&)> take) {
-    const auto entries = std::make_shared<std::optional<Entries>>();
-    disk_.Do(
-        [this, entries] {
-            try {
-                *entries = cards_.List();
-            } catch (const std::exception& error) {
-                std::cerr << "<3>The list of cards cannot be read: " + std::string(error.what()) + '\n';
-            }
-        },
-        [this, exchange, entries, take = std::move(take)] {
-            if (!*entries) {
-                exchange->Answer(ErrorReply(http::status::service_unavailable, "not-readable"));
-            } else {
-                take(VisibleOf(**entries, exchange->viewer));
-            }
-        });
-}
-
-WebOrders::Entries WebOrders::VisibleOf(const Entries& entries, const Viewer& viewer) const {
-    Entries visible;
-    std::copy_if(entries.begin(), entries.end(), std::back_inserter(visible),
-                 [&](const CardEntry& entry) { return site_.MayDo(Right::kWhitelist, entry.lock, viewer); });
+std::optional<WebOrders::Entries> WebOrders::ReadCards(const Rights& rights, const std::string& viewer) {
+    std::optional<Entries> visible;
+    TryToRead([&] {
+        Entries entries = cards_.List();
+        const auto isHidden = [&](const CardEntry& entry) {
+            return !rights.Allows(viewer, Right::kWhitelist, entry.lock);
+        };
+        entries.erase(std::remove_if(entries.begin(), entries.end(), isHidden), entries.end());
+        visible = std::move(entries);
+    });
     return visible;
 }
 
-void WebOrders::ShowCards(const WebExchangePointer& exchange) {
+void WebOrders::AnswerWithCards(const WebExchangePointer& exchange, HttpResponse (*make)(const Entries&)) {
     if (!HasPace(exchange)) {
         return;
     }
-    ReadCards(exchange, [exchange](const Entries& entries) {
+    const auto response = std::make_shared<HttpResponse>(ErrorReply(http::status::service_unavailable, "not-readable"));
+    disk_.Do(
+        [this, response, make, rights = site_.TheRights(), viewer = exchange->viewer.name] {
+            if (const std::optional<Entries> entries = ReadCards(*rights, viewer)) {
+                *response = make(*entries);
+            }
+        },
+        [exchange, response] { exchange->Answer(std::move(*response)); });
+}
+
+void WebOrders::ShowCards(const WebExchangePointer& exchange) {
+    AnswerWithCards(exchange, [](const Entries& entries) {
         std::vector<std::string> texts;
-        texts.reserve(entries.size());
         for (const CardEntry& entry : entries) {
             texts.push_back(TextOf(entry));
         }
-        exchange->Answer(JsonReply(http::status::ok, JsonObject().Values("cards", texts).Json()));
+        return JsonReply(http::status::ok, JsonObject().Values("cards", texts).Json());
     });
 }
 
 void WebOrders::DownloadCards(const WebExchangePointer& exchange) {
-    if (!HasPace(exchange)) {
-        return;
-    }
-    ReadCards(exchange, [exchange](const Entries& entries) {
-        exchange->Answer(DownloadReply(CsvOf(entries), "text/csv; charset=utf-8", "cards.csv"));
+    AnswerWithCards(exchange, [](const Entries& entries) {
+        return DownloadReply(CsvOf(entries), "text/csv; charset=utf-8", "cards.csv");
     });
 }
 

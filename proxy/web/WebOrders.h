@@ -48,9 +48,10 @@ class WebOrders {
     void KeepCard(const WebExchange& exchange, const ProxyRequest& request);
     // False, and answered, if this user asks too often.
     bool HasPace(const WebExchangePointer& exchange);
-    // Calls `take` with the entries that the viewer may see, or answers that they cannot be read.
-    void ReadCards(const WebExchangePointer& exchange, std::function<void(const Entries&)> take);
-    Entries VisibleOf(const Entries& entries, const Viewer& viewer) const;
+    // Answers with what `make` returns for the entries that the viewer may see, or that they cannot be read. A long
+    // list is read, sorted out and written beside the loop.
+    void AnswerWithCards(const WebExchangePointer& exchange, HttpResponse (*make)(const Entries&));
+    std::optional<Entries> ReadCards(const Rights& rights, const std::string& viewer);
     // Does something with the list beside the loop.
     void Change(std::function<void(CardList&)> change);
 
