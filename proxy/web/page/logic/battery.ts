@@ -26,10 +26,10 @@ function partsOf(battery: Battery, texts: Texts): string[] {
     const capacity = battery.capacity_at_least;
     return [
         battery.battery_alarm ? texts.battery.alarm : battery.battery_warning ? texts.battery.warning : "",
-        names[battery.battery] ?? battery.battery,
-        battery.battery === "not-available" ? "" : capacity > 0 ? texts.battery.atLeast(capacity) : texts.battery.low,
         battery.fire_mode === true ? texts.battery.fireMode : "",
         battery.reader_connected === false ? texts.battery.noReader : "",
+        names[battery.battery] ?? battery.battery,
+        battery.battery === "not-available" ? "" : capacity > 0 ? texts.battery.atLeast(capacity) : texts.battery.low,
     ];
 }
 

@@ -1,4 +1,4 @@
-// Times in the browser's zone and the page's language, with the date unless it is today.
+// Times in the browser's zone and the page's language, with the date unless it is today, and the year unless it is this.
 
 const lateAfter = 10_000;
 
@@ -10,20 +10,29 @@ function dayOf(time: number): string {
 export class Clock {
     private readonly time_: Intl.DateTimeFormat;
     private readonly dateAndTime_: Intl.DateTimeFormat;
+    private readonly withYear_: Intl.DateTimeFormat;
     private readonly day_: Intl.DateTimeFormat;
     private readonly minute_: Intl.DateTimeFormat;
     private readonly number_: Intl.NumberFormat;
 
     constructor(language: string) {
         this.time_ = new Intl.DateTimeFormat(language, { timeStyle: "medium" });
-        this.dateAndTime_ = new Intl.DateTimeFormat(language, { dateStyle: "medium", timeStyle: "medium" });
+        const parts: Intl.DateTimeFormatOptions = {
+            day: "numeric", month: "short", hour: "numeric", minute: "2-digit", second: "2-digit",
+        };
+        this.dateAndTime_ = new Intl.DateTimeFormat(language, parts);
+        this.withYear_ = new Intl.DateTimeFormat(language, { ...parts, year: "numeric" });
         this.day_ = new Intl.DateTimeFormat(language, { weekday: "long", day: "numeric", month: "long" });
         this.minute_ = new Intl.DateTimeFormat(language, { hour: "2-digit", minute: "2-digit" });
         this.number_ = new Intl.NumberFormat(language, { maximumFractionDigits: 1 });
     }
 
     text(time: number, now = Date.now()): string {
-        return (dayOf(time) === dayOf(now) ? this.time_ : this.dateAndTime_).format(time);
+        if (isSameDay(time, now)) {
+            return this.time_.format(time);
+        }
+        const isThisYear = new Date(time).getFullYear() === new Date(now).getFullYear();
+        return (isThisYear ? this.dateAndTime_ : this.withYear_).format(time);
     }
 
     day(time: number): string {
@@ -53,12 +62,4 @@ export function isSameDay(one: number, other: number): boolean {
 // Seconds between what happened and its arrival, both on the server's clock; 0 unless it is worth telling.
 export function lateSeconds(time: number, arrival: number): number {
     return arrival - time > lateAfter ? Math.round((arrival - time) / 1000) : 0;
-}
-
-// What <input type="datetime-local"> shows, in the browser's zone.
-export function localInput(time: number): string {
-    const date = new Date(time);
-    const two = (value: number): string => String(value).padStart(2, "0");
-    const day = `${date.getFullYear()}-${two(date.getMonth() + 1)}-${two(date.getDate())}`;
-    return `${day}T${two(date.getHours())}:${two(date.getMinutes())}`;
 }

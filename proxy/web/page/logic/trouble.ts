@@ -7,6 +7,7 @@ import { worstOf } from "./state";
 
 // What a glance at a door has to tell, the worst first.
 export interface Trouble {
+    about: "gateway" | "battery" | "result";
     state: State;
     text: string;
 }
@@ -22,18 +23,18 @@ function resultTrouble(door: Door, texts: Texts): Trouble[] {
     const row = door.lastResult;
     const state = row !== null && concernsDoor(row) ? stateOfResult(row.result) : "good";
     return row !== null && (state === "bad" || state === "warn")
-        ? [{ state, text: shortResult(row.result, texts) }]
+        ? [{ about: "result", state, text: shortResult(row.result, texts) }]
         : [];
 }
 
 function batteryTrouble(door: Door, texts: Texts): Trouble[] {
     const view = viewBattery(door.battery, texts);
-    return view.state === "bad" || view.state === "warn" ? [{ state: view.state, text: view.text }] : [];
+    return view.state === "bad" || view.state === "warn" ? [{ about: "battery", state: view.state, text: view.text }] : [];
 }
 
 function gatewayTrouble(door: Door, health: Health | null, texts: Texts): Trouble[] {
     const isSilent = health?.gateways.some((gateway) => gateway.gateway === door.gateway && gateway.silent) ?? false;
-    return isSilent ? [{ state: "bad", text: texts.health.gatewaySilent }] : [];
+    return isSilent ? [{ about: "gateway", state: "bad", text: texts.health.gatewaySilent }] : [];
 }
 
 export function troublesOf(door: Door, health: Health | null, texts: Texts): Trouble[] {

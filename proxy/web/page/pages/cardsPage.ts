@@ -7,6 +7,7 @@ import type { Context, Page } from "../view/context";
 import { field, h } from "../view/dom";
 import { apiErrorText } from "../view/errors";
 import { showGiveDialog, showTakeDialog } from "../view/giveDialog";
+import { isInUse, onRelease } from "../view/hold";
 import { showImportDialog } from "../view/importDialog";
 import { lineItem } from "../view/lineItem";
 import { doorName, placeText, timeElement } from "../view/words";
@@ -31,6 +32,7 @@ export class CardsPage implements Page {
     private readonly lead_ = h("p", { class: "lead" });
     private entries_: CardEntry[] = [];
     private timer_ = 0;
+    private isOutdated_ = false;
 
     constructor(private readonly context_: Context) {
         const { texts } = context_;
@@ -42,14 +44,14 @@ export class CardsPage implements Page {
             h("section", {}, h("h2", {}, texts.cards.presented), this.presented_),
             h("section", {}, h("h2", {}, texts.cards.entered), this.tools(), this.none_, this.table()),
         );
+        onRelease(this.presented_, () => this.refreshPresented());
         this.drawPresented();
         void this.load();
     }
 
     update(change: Change): void {
-        if (change.all || change.lines.some(isPresented)) {
-            this.drawPresented();
-        }
+        this.isOutdated_ = this.isOutdated_ || change.all || change.lines.some(isPresented);
+        this.refreshPresented();
         const isChanged = change.lines.some((line) => line.type === "row" && line.row.operation.startsWith("whitelist-"));
         if (change.all || isChanged) {
             this.loadSoon();
@@ -84,6 +86,13 @@ export class CardsPage implements Page {
         );
     }
 
+    private refreshPresented(): void {
+        if (this.isOutdated_ && !isInUse(this.presented_)) {
+            this.isOutdated_ = false;
+            this.drawPresented();
+        }
+    }
+
     private drawPresented(): void {
         const { site, texts } = this.context_;
         const mayChange = site.asOf === 0 || site.doorsWith("whitelist").length > 0;
@@ -112,7 +121,7 @@ export class CardsPage implements Page {
         const { texts } = this.context_;
         const shown = this.entries_.filter((entry) => this.isWanted(entry));
         this.body_.replaceChildren(...shown.map((entry) => this.row(entry)));
-        this.count_.textContent = `${shown.length} / ${this.entries_.length}`;
+        this.count_.textContent = texts.cards.count(shown.length, this.entries_.length);
         this.none_.hidden = shown.length > 0;
         this.none_.textContent = this.entries_.length === 0 ? texts.cards.none : texts.cards.noneFound;
     }

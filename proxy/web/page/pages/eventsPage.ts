@@ -5,6 +5,7 @@ import { keptLines } from "../model/lines";
 import type { Line } from "../model/lines";
 import type { Context, Page } from "../view/context";
 import { field, h, select, setOptions } from "../view/dom";
+import { isInUse, onRelease } from "../view/hold";
 import { lineItem } from "../view/lineItem";
 import { doorOptions, rowText } from "../view/words";
 
@@ -20,7 +21,7 @@ export class EventsPage implements Page {
     private readonly list_: HTMLElement;
     private readonly none_ = h("p", { class: "empty" });
     private readonly pause_ = h("button", { type: "button", class: "pause", click: () => this.togglePause() });
-    private readonly paused_ = h("p", { class: "count", role: "status" });
+    private readonly paused_ = h("p", { class: "count" });
     private isPaused_ = false;
     private waiting_ = 0;
 
@@ -39,13 +40,14 @@ export class EventsPage implements Page {
         );
         setOptions(this.kind_, this.kindOptions());
         this.pause_.textContent = texts.events.pause;
+        onRelease(this.list_, () => this.release());
         this.refresh();
     }
 
     update(change: Change): void {
         if (change.all) {
             this.refresh();
-        } else if (this.isPaused_) {
+        } else if (this.isPaused_ || isInUse(this.list_)) {
             this.count(change.lines);
         } else {
             this.prepend(change.lines);
@@ -103,7 +105,8 @@ export class EventsPage implements Page {
 
     private count(lines: readonly Line[]): void {
         this.waiting_ += lines.filter((line) => this.isWanted(line)).length;
-        this.paused_.textContent = this.isPaused_ ? this.context_.texts.events.paused(this.waiting_) : "";
+        const isHeld = this.isPaused_ || this.waiting_ > 0;
+        this.paused_.textContent = isHeld ? this.context_.texts.events.paused(this.waiting_) : "";
     }
 
     private togglePause(): void {
@@ -111,5 +114,12 @@ export class EventsPage implements Page {
         this.isPaused_ = !this.isPaused_;
         this.pause_.textContent = this.isPaused_ ? events.resume : events.pause;
         this.redraw();
+        this.context_.announce(this.paused_.textContent ?? "");
+    }
+
+    private release(): void {
+        if (!this.isPaused_ && this.waiting_ > 0) {
+            this.redraw();
+        }
     }
 }

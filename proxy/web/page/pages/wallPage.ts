@@ -1,5 +1,7 @@
 import { viewBattery } from "../logic/battery";
 import { stateOfDoor, troublesOf } from "../logic/trouble";
+import type { Trouble } from "../logic/trouble";
+import { worstOf } from "../logic/state";
 import type { Change } from "../model/changes";
 import { doorKey } from "../model/types";
 import type { Door } from "../model/types";
@@ -12,8 +14,9 @@ import { doorName, operationText, resultElement, timeElement } from "../view/wor
 
 const shownLines = 12;
 
+const mostTiles = 36;
 // So many doors and more get smaller tiles.
-const sizes: [number, string][] = [[61, "tiny"], [25, "small"], [9, "medium"], [0, "large"]];
+const sizes: [number, string][] = [[25, "tiny"], [13, "small"], [7, "medium"], [0, "large"]];
 
 // For a screen on the wall: read from afar in two seconds, nothing to touch.
 export class WallPage implements Page {
@@ -23,6 +26,7 @@ export class WallPage implements Page {
     private readonly day_ = h("p", { class: "day" });
     private readonly summary_ = h("p", { class: "summary" });
     private readonly tiles_ = h("ul", { class: "tiles" });
+    private readonly rest_ = h("p", { class: "rest" });
     private readonly lines_: HTMLElement;
     private readonly items_ = new Map<string, HTMLElement>();
     private readonly timer_: number;
@@ -35,7 +39,7 @@ export class WallPage implements Page {
         this.element = h(
             "div", { class: "page wall-page" },
             h("div", { class: "head" }, h("h1", { tabindex: -1 }, this.title), this.summary_, h("div", { class: "now" }, this.clock_, this.day_)),
-            h("div", { class: "board" }, this.tiles_, h("section", { class: "side" }, h("h2", {}, texts.wall.lastEvents), this.lines_)),
+            h("div", { class: "board" }, h("div", {}, this.tiles_, this.rest_), h("section", { class: "side" }, h("h2", {}, texts.wall.lastEvents), this.lines_)),
             h("p", { class: "leave" }, h("a", { href: "#/doors" }, texts.wall.leave)),
         );
         this.timer_ = window.setInterval(() => this.tick(), 1000);
@@ -47,6 +51,8 @@ export class WallPage implements Page {
 
     update(change: Change): void {
         if (change.all || change.health) {
+            this.drawAll();
+        } else if (change.doors.size > 0 && this.chosenKeys().join() !== [...this.items_.keys()].join()) {
             this.drawAll();
         } else {
             change.doors.forEach((key) => this.drawOne(key));
@@ -70,14 +76,24 @@ export class WallPage implements Page {
         this.day_.textContent = this.context_.clock.day(now);
     }
 
-    private drawAll(): void {
-        const { site } = this.context_;
+    // The doors that have a tile. Where not all have room, those with trouble or something under way come first.
+    private chosenKeys(): string[] {
+        const { site, texts } = this.context_;
         const doors = [...site.doors.values()];
+        const needsLook = (door: Door): boolean => door.busy.length > 0 || troublesOf(door, site.health, texts).length > 0;
+        const sorted = doors.length > mostTiles ? [...doors.filter(needsLook), ...doors.filter((door) => !needsLook(door))] : doors;
+        return sorted.slice(0, mostTiles).map(doorKey);
+    }
+
+    private drawAll(): void {
+        const { site, texts } = this.context_;
+        const keys = this.chosenKeys();
         this.items_.clear();
-        doors.forEach((door) => this.items_.set(doorKey(door), h("li", { "data-door": doorKey(door) })));
-        this.tiles_.className = `tiles ${sizes.find(([least]) => doors.length >= least)?.[1] ?? ""}`;
+        keys.forEach((key) => this.items_.set(key, h("li", { "data-door": key })));
+        this.tiles_.className = `tiles ${sizes.find(([least]) => keys.length >= least)?.[1] ?? ""}`;
         this.tiles_.replaceChildren(...this.items_.values());
-        doors.forEach((door) => this.drawOne(doorKey(door)));
+        keys.forEach((key) => this.drawOne(key));
+        this.rest_.textContent = site.doors.size > keys.length ? texts.wall.rest(site.doors.size - keys.length) : "";
         this.summarize();
     }
 
@@ -93,8 +109,8 @@ export class WallPage implements Page {
         item.className = `tile is-${state}`;
         item.replaceChildren(
             h("h2", {}, mark(state), h("span", {}, doorName(door, this.context_))),
-            ...troubles.slice(0, 2).map((trouble) => h("p", { class: "trouble" }, marked(trouble.state, trouble.text))),
-            h("p", { class: "result" }, ...this.resultOf(door)), h("p", { class: "battery" }, this.batteryOf(door)),
+            ...troubles.filter((one) => one.about === "gateway").map((one) => h("p", { class: "trouble" }, marked(one.state, one.text))),
+            this.fact("result", troubles, ...this.resultOf(door)), this.fact("battery", troubles, this.batteryOf(door)),
         );
     }
 
@@ -111,9 +127,15 @@ export class WallPage implements Page {
         return [result, " ", timeElement(door.lastResult.time, this.context_)];
     }
 
-    private batteryOf(door: Door): string {
+    private fact(about: Trouble["about"], troubles: Trouble[], ...content: (Node | string)[]): HTMLElement {
+        const isTrouble = troubles.some((trouble) => trouble.about === about);
+        return h("p", { class: isTrouble ? `trouble ${about}` : about }, ...content);
+    }
+
+    private batteryOf(door: Door): HTMLElement {
         const { texts } = this.context_;
-        return `${texts.battery.title}: ${viewBattery(door.battery, texts).text}`;
+        const { state, text } = viewBattery(door.battery, texts);
+        return marked(state, `${texts.battery.title}: ${text}`);
     }
 
     private drawLines(): void {
@@ -127,8 +149,9 @@ export class WallPage implements Page {
             this.summary_.replaceChildren(marked("unsure", texts.notKnown));
             return;
         }
-        const count = [...site.doors.values()].filter((door) => troublesOf(door, site.health, texts).length > 0).length;
-        const text = count === 0 ? texts.wall.allWell : texts.wall.troubles(count);
-        this.summary_.replaceChildren(marked(count === 0 ? "good" : "bad", text));
+        const troubled = [...site.doors.values()].map((door) => troublesOf(door, site.health, texts)).filter((found) => found.length > 0);
+        const state = worstOf(troubled.flat().map((trouble) => trouble.state));
+        const text = troubled.length === 0 ? texts.wall.allWell : texts.wall.troubles(troubled.length);
+        this.summary_.replaceChildren(marked(state, text));
     }
 }

@@ -48,7 +48,7 @@ export const de: Texts = {
         "messages-dropped": "Meldungen verworfen", "log-in": "Angemeldet", "log-out": "Abgemeldet",
     },
     kinds: {
-        event: "Ereignisse", request: "Aufträge", connection: "Verbindungen", mux: "Mux", proxy: "Proxy",
+        event: "Ereignis", request: "Auftrag", connection: "Verbindung", mux: "Mux", proxy: "Proxy",
     },
     errors: {
         "no-session": "Ihre Sitzung ist beendet. Melden Sie sich wieder an.",
@@ -212,6 +212,7 @@ export const de: Texts = {
         none: "Noch keine Karte eingetragen.",
         noneFound: "Keine Karte passt.",
         find: "Karte suchen",
+        count: (shown, all) => (shown === all ? `${all} Einträge` : `${shown} von ${all} Einträgen`),
         give: "Zutritt geben",
         giveTitle: (card) => `Karte ${card} Zutritt geben`,
         giveNew: "Einer Karte Zutritt geben",
@@ -287,6 +288,7 @@ export const de: Texts = {
         allWell: "Keine Störung",
         troubles: (count) => (count === 1 ? "1 Tür mit Störung" : `${count} Türen mit Störung`),
         lastEvents: "Letzte Ereignisse",
+        rest: (count) => (count === 1 ? "1 weitere Tür ist nicht gezeigt." : `${count} weitere Türen sind nicht gezeigt; solche mit Störung kommen zuerst.`),
         noResult: "noch kein Ergebnis",
         old: "Alles darunter ist veraltet.",
     },

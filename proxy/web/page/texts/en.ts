@@ -54,7 +54,7 @@ const operations: Record<string, string> = {
 };
 
 const kinds: Record<string, string> = {
-    event: "Events", request: "Requests", connection: "Connections", mux: "Mux", proxy: "Proxy",
+    event: "Event", request: "Request", connection: "Connection", mux: "Mux", proxy: "Proxy",
 };
 
 const errors: Record<string, string> = {
@@ -235,6 +235,7 @@ export const en = {
         none: "No card was entered yet.",
         noneFound: "No card matches.",
         find: "Find a card",
+        count: (shown: number, all: number) => (shown === all ? `${all} entries` : `${shown} of ${all} entries`),
         give: "Give access",
         giveTitle: (card: string) => `Give card ${card} access`,
         giveNew: "Give a card access",
@@ -304,6 +305,7 @@ export const en = {
         allWell: "No trouble",
         troubles: (count: number) => (count === 1 ? "1 door with trouble" : `${count} doors with trouble`),
         lastEvents: "Last events",
+        rest: (count: number) => (count === 1 ? "1 more door is not shown." : `${count} more doors are not shown; those with trouble come first.`),
         noResult: "no result yet",
         old: "Everything below is old.",
     },

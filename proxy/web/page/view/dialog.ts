@@ -6,13 +6,14 @@ export class Dialog {
     readonly body = h("div", { class: "body" });
     readonly buttons = h("div", { class: "buttons" });
     private readonly element_: HTMLDialogElement;
+    private readonly close_: HTMLButtonElement;
     private readonly status_ = h("p", { class: "status", role: "status" });
     private isOpen_ = true;
 
     constructor(title: string, context: Context) {
         const titleId = newId("dialog");
-        const cancel = h("button", { type: "button", click: () => this.close() }, context.texts.close);
-        this.buttons.append(cancel);
+        this.close_ = h("button", { type: "button", click: () => this.close() }, context.texts.close);
+        this.buttons.append(this.close_);
         this.element_ = h(
             "dialog", { "aria-labelledby": titleId, "close": () => this.remove() },
             h("h2", { id: titleId }, title), this.body, this.status_, this.buttons,
@@ -30,6 +31,11 @@ export class Dialog {
 
     close(): void {
         this.element_.close();
+    }
+
+    // When there is nothing left to do in it.
+    offerClosing(): void {
+        this.close_.focus();
     }
 
     tell(text: string): void {

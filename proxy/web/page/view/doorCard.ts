@@ -7,6 +7,7 @@ import type { Context } from "./context";
 import { h, newId, present } from "./dom";
 import type { Child } from "./dom";
 import { showGiveDialog } from "./giveDialog";
+import { isInUse, onRelease } from "./hold";
 import { mark, marked } from "./marks";
 import { doorName, operationText, resultElement, timeElement } from "./words";
 
@@ -71,13 +72,15 @@ export class DoorCard {
         const content = h("dd");
         let drawn = "";
         list.append(h("div", {}, h("dt", {}, title), content));
-        this.refreshers_.push((door) => {
+        const refresh = (door: Door): void => {
             const wanted = JSON.stringify(source(door));
-            if (wanted !== drawn) {
+            if (wanted !== drawn && !isInUse(content)) {
                 drawn = wanted;
                 content.replaceChildren(...present(draw(door)));
             }
-        });
+        };
+        onRelease(content, () => refresh(this.door_));
+        this.refreshers_.push(refresh);
     }
 
     private batteryOf(door: Door): Child[] {
@@ -217,7 +220,7 @@ export class DoorCard {
             const title = h("strong", {}, `${operationText(answer.operation, this.context_)}: `);
             this.answer_.className = `answer is-${state}`;
             this.answer_.append(
-                mark(state), h("span", {}, title, explainResult(answer.operation, answer.outcome, texts), this.at(answer.time)),
+                mark(state), h("span", {}, title, explainResult(answer.operation, answer.outcome, texts), " ", this.at(answer.time)),
             );
         }
     }

@@ -33,7 +33,7 @@ export class Frame {
     private readonly links_ = new Map<RouteName, HTMLElement>();
     private readonly health_: HealthStrip;
     private readonly banner_ = h("p", { class: "banner", role: "alert", hidden: true });
-    private readonly note_ = h("p", { class: "note", hidden: true });
+    private readonly note_ = h("div", { class: "note", role: "status", hidden: true });
 
     constructor(private readonly context_: Context, actions: FrameActions) {
         const { texts } = context_;
@@ -105,6 +105,5 @@ export class Frame {
         const close = h("button", { type: "button", class: "quiet", click: () => (this.note_.hidden = true) }, this.context_.texts.close);
         this.note_.replaceChildren(mark("warn"), h("span", {}, text), close);
         this.note_.hidden = false;
-        this.context_.announce(text);
     }
 }

@@ -42,6 +42,9 @@ async function sendToChosen(round: Round): Promise<void> {
     }
     choice.lock(false);
     go.setAttribute("aria-disabled", "false");
+    if (choice.chosen.length === 0) {
+        dialog.offerClosing();
+    }
 }
 
 // False if the request cannot be made at all.

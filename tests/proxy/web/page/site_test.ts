@@ -100,7 +100,7 @@ test("battery: what is not known is not guessed, and an alarm comes first", () =
     deepEqual(viewBattery(battery(), en), { state: "good", text: "full, at least 95 %" });
     deepEqual(viewBattery(battery({ battery: "medium", capacity_at_least: 0, battery_alarm: true, battery_warning: true }), en),
         { state: "bad", text: "battery alarm, medium, below 80 %" });
-    deepEqual(viewBattery(battery({ reader_connected: false }), en), { state: "warn", text: "full, at least 95 %, reader not connected" });
+    deepEqual(viewBattery(battery({ reader_connected: false }), en), { state: "warn", text: "reader not connected, full, at least 95 %" });
 });
 
 test("trouble: what concerns the door, not who asked", () => {
