@@ -111,6 +111,10 @@ void HttpSession::Answer(HttpResponse response) {
         return;
     }
     const bool isLast = !response.keep_alive();
+    if (response.body().size() > kLongBody && !owner_.HasRoom()) {
+        response = owner_.HttpFault(http::status::service_unavailable);
+        response.keep_alive(!isLast);
+    }
     response.prepare_payload();
     Append(HeaderText(response));
     Append(response.body());

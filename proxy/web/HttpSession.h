@@ -27,8 +27,11 @@ class HttpOwner {
     virtual void HttpOpened(HttpSession& session) = 0;
     // One whole request; Answer() or BeginStream() follows once, now or later.
     virtual void HttpReceived(HttpSession& session, HttpRequest request) = 0;
-    // Text that is not a request of HTTP, or is too long, in the place of HttpReceived(); the session is then closed.
+    // The answer in the place of another: to text that is not a request of HTTP or is too long, which closes the
+    // session, and when there is no room.
     virtual HttpResponse HttpFault(boost::beast::http::status status) = 0;
+    // Whether another long answer may wait for its browser.
+    virtual bool HasRoom() const = 0;
     // The last call.
     virtual void HttpEnded(HttpSession& session) = 0;
 };
@@ -39,6 +42,8 @@ class HttpSession : public TlsSession {
   public:
     static constexpr std::size_t kLongestHeader = 8192;
     static constexpr std::size_t kLongestBody = 4096;
+    // Bodies beyond this are long: they are sent while all together leave room.
+    static constexpr std::size_t kLongBody = 65536;
     // From the first byte of a request to its last, and from one to the next.
     static constexpr std::chrono::seconds kLongestRequest{10};
     static constexpr std::chrono::seconds kLongestIdle{60};
@@ -59,6 +64,8 @@ class HttpSession : public TlsSession {
     // What the browser did not take yet.
     std::size_t WaitingBytes() const { return PendingBytes(); }
 
+    // False once the browser has gone.
+    bool IsThere() const { return IsOpen(); }
     // Of the browser's certificate; empty without one.
     const std::string& Name() const { return name_; }
     const std::string& Fingerprint() const { return fingerprint_; }

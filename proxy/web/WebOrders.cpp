@@ -170,6 +170,9 @@ void WebOrders::FindEntry(const WebExchangePointer& exchange, std::int64_t entry
 }
 
 void WebOrders::Ask(const WebExchangePointer& exchange, const ProxyRequest& request) {
+    if (!exchange->connection->IsThere()) {
+        return;
+    }
     const auto asked = Clock::now();
     const ConnectionNumber number = insiders_->Ask(
         {exchange->viewer.name, WebAddress(*exchange), false}, WriteRequest(request).text,

@@ -78,6 +78,14 @@ HttpResponse WebServer::HttpFault(http::status status) {
     return handler_.FaultResponse(status);
 }
 
+bool WebServer::HasRoom() const {
+    std::size_t waiting = 0;
+    for (const auto& [session, owned] : sessions_) {
+        waiting += session->WaitingBytes();
+    }
+    return waiting < kMostWaiting;
+}
+
 void WebServer::HttpEnded(HttpSession& session) {
     handler_.SessionGone(session);
     handshakes_.remove(&session);

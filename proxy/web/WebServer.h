@@ -31,6 +31,8 @@ class WebServer : private HttpOwner {
     // By network: an address of IPv4, the first half of one of IPv6. Fifty pages of one office fit.
     static constexpr std::size_t kMostOfNetwork = 200;
     static constexpr std::chrono::seconds kHandshake{10};
+    // What may wait for all browsers together before another long answer.
+    static constexpr std::size_t kMostWaiting = 24U << 20U;
 
     // Reads the certificates and opens the port. Throws std::runtime_error with a sentence for people if one of them
     // cannot be used. All outlive it.
@@ -53,6 +55,7 @@ class WebServer : private HttpOwner {
     void HttpOpened(HttpSession& session) override;
     void HttpReceived(HttpSession& session, HttpRequest request) override;
     HttpResponse HttpFault(boost::beast::http::status status) override;
+    bool HasRoom() const override;
     void HttpEnded(HttpSession& session) override;
 
     void Take(Listeners::Socket socket);

@@ -152,13 +152,12 @@ void WebService::SetBrokerConnected(bool isConnected) {
     health_.broker->isConnected = isConnected;
 }
 
-// Ports, certificates' files and times are those of the start.
+// Ports and times are those of the start.
 std::function<void()> WebService::ReadAnew(const Configuration& configuration) {
-    Configuration ofStart = configuration;
-    ofStart.web = settings_;
-    const WebSettings changed = configuration.web.value_or(settings_);
+    Configuration current = configuration;
+    current.web = configuration.web.value_or(settings_);
     return [this, rights = RightsOf(configuration), passwords = PasswordsOf(settings_),
-            certificates = WebServer::ReadCertificates(ofStart), auditors = AuditorsOf(changed)] {
+            certificates = WebServer::ReadCertificates(current), auditors = AuditorsOf(*current.web)] {
         site_.SetRights(rights);
         auditors_ = auditors;
         logins_.SetPasswords(passwords);

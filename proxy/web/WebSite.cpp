@@ -76,7 +76,9 @@ WebSite::WebSite(std::vector<Route> routes, std::function<void(WebExchange&)> fi
     : routes_(std::move(routes)), findSession_(std::move(findSession)), gone_(std::move(gone)) {}
 
 HttpResponse WebSite::FaultResponse(http::status status) {
-    return ErrorReply(status, status == http::status::bad_request ? "not-valid" : "too-long");
+    return ErrorReply(status, status == http::status::bad_request           ? "not-valid"
+                              : status == http::status::service_unavailable ? "too-many"
+                                                                            : "too-long");
 }
 
 // Whatever a request does, it does to its browser alone.
