@@ -18,7 +18,11 @@ import { Frame } from "./view/frame";
 import type { RouteName } from "./view/frame";
 
 const pages: Record<RouteName, new (context: Context) => Page> = {
-    doors: DoorsPage, events: EventsPage, cards: CardsPage, audit: AuditPage, wall: WallPage,
+    doors: DoorsPage,
+    events: EventsPage,
+    cards: CardsPage,
+    audit: AuditPage,
+    wall: WallPage,
 };
 const retryDelay = 2000;
 
@@ -51,6 +55,7 @@ export class App {
 
     constructor(private readonly root_: HTMLElement) {
         [this.live_, this.operator_] = this.connect();
+        this.api_.renew = () => this.renew();
         this.api_.onLoggedOut = () => void this.enter(this.texts_.errors["no-session"]);
         root_.after(this.announcer_);
         addEventListener("hashchange", () => this.showPage(true));
@@ -69,8 +74,19 @@ export class App {
             this.begin(await this.api_.session());
         } catch (fault) {
             await this.offerLogIn(fault as ApiError, reason);
+        } finally {
+            this.isEntering_ = false;
         }
-        this.isEntering_ = false;
+    }
+
+    // Goes on with the session that the browser has now, which another tab may have begun. Rejects if it is another
+    // user's: the page then begins anew for that one.
+    private async renew(): Promise<void> {
+        const session = await this.api_.session();
+        if (lookOf(session) !== lookOf(this.session_)) {
+            this.begin(session);
+            throw new ApiError(409, "not-allowed");
+        }
     }
 
     // Tried until the proxy has heard it.
@@ -104,13 +120,23 @@ export class App {
             this.site_.takeConnection({ state: "lost", since: Date.now() });
         }
         if (this.frame_ === null) {
-            this.root_.replaceChildren(h("main", { class: "log-in" }, h("h1", {}, this.texts_.pageName), h("p", { role: "status" }, this.texts_.logIn.proxyAway)));
+            this.root_.replaceChildren(
+                h(
+                    "main",
+                    { class: "log-in" },
+                    h("h1", {}, this.texts_.pageName),
+                    h("p", { role: "status" }, this.texts_.logIn.proxyAway),
+                ),
+            );
         }
         setTimeout(() => void this.enter(), retryDelay);
     }
 
     private begin(session: Session): void {
         const isSame = this.frame_ !== null && lookOf(this.session_) === lookOf(session);
+        if (!isSame) {
+            this.end();
+        }
         this.session_ = session;
         this.hasLoggedOut_ = false;
         this.live_.start();
@@ -121,6 +147,7 @@ export class App {
 
     // Nothing of the user stays on the screen or in memory.
     private end(): void {
+        this.live_.stop();
         this.page_?.leave?.();
         document.querySelectorAll("dialog").forEach((dialog) => dialog.close());
         [this.session_, this.frame_, this.page_] = [null, null, null];
@@ -131,7 +158,11 @@ export class App {
 
     private connect(): [Live, Operator] {
         this.site_.changes.onChange = (change) => this.update(change);
-        const live = new Live(this.site_, () => void this.enter(this.texts_.errors["no-session"]));
+        const live = new Live(
+            this.site_,
+            () => this.renew(),
+            () => void this.enter(this.texts_.errors["no-session"]),
+        );
         return [live, new Operator(this.api_, this.site_)];
     }
 
@@ -149,7 +180,11 @@ export class App {
 
     private context(session: Session): Context {
         return {
-            site: this.site_, api: this.api_, operator: this.operator_, session, texts: this.texts_,
+            site: this.site_,
+            api: this.api_,
+            operator: this.operator_,
+            session,
+            texts: this.texts_,
             clock: new Clock(localeOf(this.texts_, navigator.languages)),
             announce: (text) => (this.announcer_.textContent = text),
         };

@@ -38,5 +38,10 @@ export function viewBattery(battery: Battery | null, texts: Texts): BatteryView 
     if (battery === null) {
         return { state: "unsure", text: texts.notKnown };
     }
-    return { state: stateOf(battery), text: partsOf(battery, texts).filter((part) => part !== "").join(", ") };
+    return {
+        state: stateOf(battery),
+        text: partsOf(battery, texts)
+            .filter((part) => part !== "")
+            .join(", "),
+    };
 }

@@ -14,7 +14,10 @@ export type CardFault = "columns" | "gateway" | "lock" | "card" | "label";
 
 // The file as a whole cannot be used.
 export class CardFileFault extends Error {
-    constructor(readonly reason: "no-columns" | "quotes" | "empty", readonly line: number) {
+    constructor(
+        readonly reason: "no-columns" | "quotes" | "empty",
+        readonly line: number,
+    ) {
         super(reason);
     }
 }

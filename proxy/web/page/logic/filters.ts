@@ -8,7 +8,9 @@ function plain(text: string): string {
 // Whether all words of the filter are in the text, in any order.
 export function matchesWords(filter: string, text: string): boolean {
     const searched = plain(text);
-    return plain(filter).split(/\s+/).every((word) => searched.includes(word));
+    return plain(filter)
+        .split(/\s+/)
+        .every((word) => searched.includes(word));
 }
 
 export interface RowFilter {

@@ -25,9 +25,12 @@ function gatewaysItem(health: Health, texts: Texts): HealthItem {
     const silent = health.gateways.filter((gateway) => gateway.silent);
     const waiting = health.gateways.reduce((sum, gateway) => sum + gateway.queue, 0);
     const busy = health.gateways.some((gateway) => gateway.queue >= longQueue);
-    const text = silent.length > 0
-        ? texts.health.silent(silent.map((gateway) => gatewayTitle(gateway.gateway, gateway.name, texts)).join(", "))
-        : texts.health.gatewaysAnswer(health.gateways.length);
+    const text =
+        silent.length > 0
+            ? texts.health.silent(
+                  silent.map((gateway) => gatewayTitle(gateway.gateway, gateway.name, texts)).join(", "),
+              )
+            : texts.health.gatewaysAnswer(health.gateways.length);
     return {
         key: "gateways",
         state: silent.length > 0 ? "bad" : busy ? "warn" : "good",

@@ -4,21 +4,21 @@ import type { Outcome, PageResult, ResultName } from "../model/types";
 import type { State } from "./state";
 
 const states: Record<ResultName | PageResult, State> = {
-    "ack": "good",
-    "nack": "bad",
+    ack: "good",
+    nack: "bad",
     "not-allowed": "bad",
     "not-valid": "bad",
     "not-sent": "bad",
     "no-answer": "warn",
     "mux-away": "bad",
     "not-audited": "bad",
-    "ambiguous": "warn",
-    "dropped": "bad",
-    "unknown": "warn",
+    ambiguous: "warn",
+    dropped: "bad",
+    unknown: "warn",
     "not-fresh": "bad",
     "not-signed": "bad",
     "cut-off": "warn",
-    "refused": "bad",
+    refused: "bad",
     "logged-out": "bad",
     "too-many": "bad",
 };
@@ -59,7 +59,11 @@ function acknowledged(operation: string, texts: Texts): string {
 }
 
 // One or two sentences: what the result means for the door.
-export function explainResult(operation: string, outcome: Omit<Outcome, "result"> & { result: string }, texts: Texts): string {
+export function explainResult(
+    operation: string,
+    outcome: Omit<Outcome, "result"> & { result: string },
+    texts: Texts,
+): string {
     if (outcome.result === "ack") {
         return acknowledged(operation, texts);
     }
@@ -70,7 +74,9 @@ export function explainResult(operation: string, outcome: Omit<Outcome, "result"
         return shortResult(outcome.result, texts);
     }
     const consequence = isOpenEnded(outcome.result)
-        ? moving.has(operation) ? texts.mayHaveMoved : texts.mayHaveBeenDone
+        ? moving.has(operation)
+            ? texts.mayHaveMoved
+            : texts.mayHaveBeenDone
         : texts.notDone;
     return `${texts.results[outcome.result].long} ${consequence}`;
 }

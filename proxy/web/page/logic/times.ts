@@ -1,4 +1,5 @@
-// Times in the browser's zone and the page's language, with the date unless it is today, and the year unless it is this.
+// Times in the browser's zone and the page's language, with the date unless it is today, and with the year unless it is
+// this one.
 
 const lateAfter = 10_000;
 
@@ -18,7 +19,11 @@ export class Clock {
     constructor(language: string) {
         this.time_ = new Intl.DateTimeFormat(language, { timeStyle: "medium" });
         const parts: Intl.DateTimeFormatOptions = {
-            day: "numeric", month: "short", hour: "numeric", minute: "2-digit", second: "2-digit",
+            day: "numeric",
+            month: "short",
+            hour: "numeric",
+            minute: "2-digit",
+            second: "2-digit",
         };
         this.dateAndTime_ = new Intl.DateTimeFormat(language, parts);
         this.withYear_ = new Intl.DateTimeFormat(language, { ...parts, year: "numeric" });

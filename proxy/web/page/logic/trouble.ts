@@ -29,7 +29,9 @@ function resultTrouble(door: Door, texts: Texts): Trouble[] {
 
 function batteryTrouble(door: Door, texts: Texts): Trouble[] {
     const view = viewBattery(door.battery, texts);
-    return view.state === "bad" || view.state === "warn" ? [{ about: "battery", state: view.state, text: view.text }] : [];
+    return view.state === "bad" || view.state === "warn"
+        ? [{ about: "battery", state: view.state, text: view.text }]
+        : [];
 }
 
 function gatewayTrouble(door: Door, health: Health | null, texts: Texts): Trouble[] {
@@ -38,7 +40,11 @@ function gatewayTrouble(door: Door, health: Health | null, texts: Texts): Troubl
 }
 
 export function troublesOf(door: Door, health: Health | null, texts: Texts): Trouble[] {
-    const found = [...gatewayTrouble(door, health, texts), ...batteryTrouble(door, texts), ...resultTrouble(door, texts)];
+    const found = [
+        ...gatewayTrouble(door, health, texts),
+        ...batteryTrouble(door, texts),
+        ...resultTrouble(door, texts),
+    ];
     return [...found.filter((one) => one.state === "bad"), ...found.filter((one) => one.state !== "bad")];
 }
 

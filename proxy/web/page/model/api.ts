@@ -1,6 +1,4 @@
-import type {
-    AuditAnswer, CardEntry, DoorRequest, LogInOffer, Outcome, Session,
-} from "./types";
+import type { AuditAnswer, CardEntry, DoorRequest, LogInOffer, Outcome, Session } from "./types";
 
 // The server answers a request within 21 s.
 const requestTimeout = 30_000;
@@ -8,7 +6,11 @@ const otherTimeout = 15_000;
 
 // An answer other than 200. `status` is 0 if there was none.
 export class ApiError extends Error {
-    constructor(readonly status: number, readonly reason: string, readonly body: Record<string, unknown> = {}) {
+    constructor(
+        readonly status: number,
+        readonly reason: string,
+        readonly body: Record<string, unknown> = {},
+    ) {
         super(reason);
     }
 }
@@ -47,7 +49,12 @@ async function call(method: string, path: string, timeout: number, headers: Reco
 // Why a request has no answer. A refusal tells that nothing was done; a connection that broke does not.
 function outcomeOf(fault: ApiError): Outcome {
     const names: Record<number, Outcome["result"]> = {
-        0: "cut-off", 401: "logged-out", 429: "too-many", 502: "cut-off", 503: "too-many", 504: "cut-off",
+        0: "cut-off",
+        401: "logged-out",
+        429: "too-many",
+        502: "cut-off",
+        503: "too-many",
+        504: "cut-off",
     };
     return { result: names[fault.status] ?? "refused", errorCode: 0, milliseconds: 0 };
 }
@@ -57,6 +64,8 @@ export class Api {
     private token_ = "";
     // Called when the server no longer knows the session.
     onLoggedOut: () => void = () => undefined;
+    // Asks for the session's token anew; rejects if the session is another user's.
+    renew: () => Promise<void> = () => Promise.resolve();
 
     async session(): Promise<Session> {
         return this.keep(await call("GET", "/api/session", otherTimeout, {}));
@@ -107,14 +116,25 @@ export class Api {
     }
 
     private async guarded(method: string, path: string, timeout: number, body?: unknown) {
+        const send = () => call(method, path, timeout, method === "GET" ? {} : { "X-Token": this.token_ }, body);
         try {
-            return await call(method, path, timeout, method === "GET" ? {} : { "X-Token": this.token_ }, body);
+            return await send().catch((fault) => this.afterRenewal(fault, send));
         } catch (fault) {
             if (fault instanceof ApiError && fault.status === 401) {
                 this.onLoggedOut();
             }
             throw fault;
         }
+    }
+
+    // Another tab may have begun a new session, whose token is another one. A forged request was not looked at, so that
+    // it may be sent again.
+    private async afterRenewal<T>(fault: unknown, send: () => Promise<T>): Promise<T> {
+        if (!(fault instanceof ApiError) || fault.reason !== "forged") {
+            throw fault;
+        }
+        await this.renew();
+        return send();
     }
 }
 

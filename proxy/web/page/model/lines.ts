@@ -38,7 +38,11 @@ export class Lines {
         const added = rows
             .filter((row) => row.n > this.newest_)
             .map((row): Line => ({
-                type: "row", id: `${this.start_}:${row.n}`, row, late: lateOf(row), isOfThisRun: true,
+                type: "row",
+                id: `${this.start_}:${row.n}`,
+                row,
+                late: lateOf(row),
+                isOfThisRun: true,
             }));
         this.newest_ = rows.reduce((newest, row) => Math.max(newest, row.n), this.newest_);
         return this.keep(added);

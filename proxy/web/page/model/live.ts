@@ -1,11 +1,10 @@
 import { Delays } from "../logic/delays";
 import { EventCutter } from "../logic/eventStream";
+import { ApiError } from "./api";
 import type { Site } from "./site";
 
 // The server writes at least a comment every 15 s.
 const silenceLimit = 35_000;
-
-class NotLoggedIn extends Error {}
 
 // Keeps the live stream open while it is started, and hands its messages to the site. The stream is read by hand rather
 // than by EventSource, which cannot see the server's comments: a connection that died silently would look alive for
@@ -20,8 +19,13 @@ export class Live {
     private readonly delays_ = new Delays();
     private readonly handlers_: Record<string, (data: never) => void>;
 
+    // `renew` asks for the session before each connection but the first, and rejects if there is none to go on with.
     // `onLoggedOut` is called, and the stream stopped, when the server no longer knows the session.
-    constructor(private readonly site_: Site, private readonly onLoggedOut_: () => void) {
+    constructor(
+        private readonly site_: Site,
+        private readonly renew_: () => Promise<void>,
+        private readonly onLoggedOut_: () => void,
+    ) {
         this.handlers_ = {
             site: (data) => site_.takeSite(data),
             rows: (data) => site_.takeRows(data),
@@ -48,8 +52,11 @@ export class Live {
     }
 
     private async run(turn: number): Promise<void> {
-        while (turn === this.turn_) {
-            const isLoggedOut = await this.readOnce().then(() => false, (fault) => fault instanceof NotLoggedIn);
+        for (let isFirst = true; turn === this.turn_; isFirst = false) {
+            const isLoggedOut = await this.connect(isFirst).then(
+                () => false,
+                (fault) => fault instanceof ApiError && fault.status === 401,
+            );
             if (turn !== this.turn_) {
                 return;
             }
@@ -61,6 +68,13 @@ export class Live {
             this.lost();
             await this.pause(this.delays_.next(Math.random()));
         }
+    }
+
+    private async connect(isFirst: boolean): Promise<void> {
+        if (!isFirst) {
+            await this.renew_();
+        }
+        await this.readOnce();
     }
 
     private lost(): void {
@@ -89,7 +103,9 @@ export class Live {
         const watchdog = setInterval(() => Date.now() - alive > silenceLimit && abort.abort(), 1000);
         try {
             const answer = await fetch("/api/live", {
-                headers: { Accept: "text/event-stream" }, cache: "no-store", signal: abort.signal,
+                headers: { Accept: "text/event-stream" },
+                cache: "no-store",
+                signal: abort.signal,
             });
             await this.readAll(answer, () => (alive = this.heard_ = Date.now()));
         } finally {
@@ -99,7 +115,7 @@ export class Live {
 
     private async readAll(answer: Response, onHeard: () => void): Promise<void> {
         if (answer.status === 401) {
-            throw new NotLoggedIn();
+            throw new ApiError(401, "no-session");
         }
         if (!answer.ok || answer.body === null) {
             return;

@@ -19,7 +19,10 @@ export class Operator {
     private readonly underWay_ = new Set<string>();
     private readonly answers_ = new Map<string, DoorAnswer>();
 
-    constructor(private readonly api_: Api, private readonly site_: Site) {}
+    constructor(
+        private readonly api_: Api,
+        private readonly site_: Site,
+    ) {}
 
     isUnderWay(door: DoorAddress, operation: DoorOperation): boolean {
         return this.underWay_.has(`${doorKey(door)} ${operation}`);

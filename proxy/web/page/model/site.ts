@@ -10,8 +10,8 @@ export interface Connection {
     since: number;
 }
 
-// What the page knows of the site: the server's last word, with what came since. Messages change it, and `changes` tells
-// the views what.
+// What the page knows of the site: the server's last word, with what came since. Messages change it, and `changes`
+// tells the views what.
 export class Site {
     readonly changes = new Changes();
     readonly lines = new Lines();
@@ -77,12 +77,6 @@ export class Site {
         this.heard(health.time);
         this.health = health;
         this.changes.markHealth();
-    }
-
-    // Nothing of an earlier user's stays.
-    forget(): void {
-        this.doors.clear();
-        this.health = null;
     }
 
     // Network delays only ever make the server's time look older, so the smallest difference is the best.

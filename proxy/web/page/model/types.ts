@@ -4,13 +4,24 @@ export type Right = "open" | "close" | "open-close" | "status" | "access-denied"
 
 // What has a button at a door.
 export const doorOperations = ["open", "close", "open-close", "access-denied", "status"] as const;
-export type DoorOperation = typeof doorOperations[number];
+export type DoorOperation = (typeof doorOperations)[number];
 
 export const resultNames = [
-    "ack", "nack", "not-allowed", "not-valid", "not-sent", "no-answer", "mux-away", "not-audited", "ambiguous",
-    "dropped", "unknown", "not-fresh", "not-signed",
+    "ack",
+    "nack",
+    "not-allowed",
+    "not-valid",
+    "not-sent",
+    "no-answer",
+    "mux-away",
+    "not-audited",
+    "ambiguous",
+    "dropped",
+    "unknown",
+    "not-fresh",
+    "not-signed",
 ] as const;
-export type ResultName = typeof resultNames[number];
+export type ResultName = (typeof resultNames)[number];
 
 export interface DoorAddress {
     gateway: number;
@@ -133,9 +144,11 @@ export interface AuditAnswer {
 // The card of a whitelist request: of an event, of the list, or its data in hexadecimal.
 export type CardSource = { event: number } | { entry: number } | { card: string };
 
-export type DoorRequest = DoorAddress & { operation: string; duration?: number; label?: string } & Partial<
-    { event: number; entry: number; card: string }
->;
+export type DoorRequest = DoorAddress & { operation: string; duration?: number; label?: string } & Partial<{
+        event: number;
+        entry: number;
+        card: string;
+    }>;
 
 // What became of a request: the server's word, or why there is none.
 export interface Outcome {
@@ -146,7 +159,7 @@ export interface Outcome {
 
 // Outcomes that only the page knows: the connection broke, or the server refused to look at the request.
 export const pageResults = ["cut-off", "refused", "logged-out", "too-many"] as const;
-export type PageResult = typeof pageResults[number];
+export type PageResult = (typeof pageResults)[number];
 
 export function doorKey(door: { gateway: number | null; lock: number | null }): string {
     return `${door.gateway}/${door.lock}`;

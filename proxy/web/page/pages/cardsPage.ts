@@ -37,9 +37,11 @@ export class CardsPage implements Page {
     constructor(private readonly context_: Context) {
         const { texts } = context_;
         this.title = texts.cards.title;
-        this.presented_ = h("ol", { "class": "lines", "aria-label": texts.cards.presented });
+        this.presented_ = h("ol", { class: "lines", "aria-label": texts.cards.presented });
         this.element = h(
-            "div", { class: "page cards-page" }, h("h1", { tabindex: -1 }, this.title),
+            "div",
+            { class: "page cards-page" },
+            h("h1", { tabindex: -1 }, this.title),
             this.lead_,
             h("section", {}, h("h2", {}, texts.cards.presented), this.presented_),
             h("section", {}, h("h2", {}, texts.cards.entered), this.tools(), this.none_, this.table()),
@@ -52,7 +54,9 @@ export class CardsPage implements Page {
     update(change: Change): void {
         this.isOutdated_ = this.isOutdated_ || change.all || change.lines.some(isPresented);
         this.refreshPresented();
-        const isChanged = change.lines.some((line) => line.type === "row" && line.row.operation.startsWith("whitelist-"));
+        const isChanged = change.lines.some(
+            (line) => line.type === "row" && line.row.operation.startsWith("whitelist-"),
+        );
         if (change.all || isChanged) {
             this.loadSoon();
         }
@@ -65,8 +69,14 @@ export class CardsPage implements Page {
     private tools(): HTMLElement {
         const { texts } = this.context_;
         return h(
-            "div", { class: "filters", role: "search" }, field(texts.cards.find, this.search_),
-            h("button", { type: "button", click: () => showGiveDialog({ row: null }, this.context_) }, texts.cards.newCard),
+            "div",
+            { class: "filters", role: "search" },
+            field(texts.cards.find, this.search_),
+            h(
+                "button",
+                { type: "button", click: () => showGiveDialog({ row: null }, this.context_) },
+                texts.cards.newCard,
+            ),
             h("a", { class: "button", href: "/api/cards.csv", download: "cards.csv" }, texts.cards.exportFile),
             h("button", { type: "button", click: () => showImportDialog(this.context_) }, texts.cards.importFile),
             this.count_,
@@ -77,9 +87,11 @@ export class CardsPage implements Page {
         const { cards } = this.context_.texts;
         const columns = [cards.name, cards.card, cards.door, cards.client, cards.time];
         return h(
-            "div", { "class": "scroller", "tabindex": 0, "role": "region", "aria-label": cards.entered },
+            "div",
+            { class: "scroller", tabindex: 0, role: "region", "aria-label": cards.entered },
             h(
-                "table", { class: "data" },
+                "table",
+                { class: "data" },
                 h("thead", {}, h("tr", {}, ...columns.map((text) => h("th", { scope: "col" }, text)), h("td"))),
                 this.body_,
             ),
@@ -99,7 +111,9 @@ export class CardsPage implements Page {
         this.lead_.textContent = mayChange ? texts.cards.what : texts.cards.noDoors;
         const lines = site.lines.all.filter(isPresented).slice(-shownPresented).reverse();
         const none = h("li", { class: "empty" }, texts.cards.nonePresented);
-        this.presented_.replaceChildren(...(lines.length > 0 ? lines.map((line) => lineItem(line, this.context_)) : [none]));
+        this.presented_.replaceChildren(
+            ...(lines.length > 0 ? lines.map((line) => lineItem(line, this.context_)) : [none]),
+        );
     }
 
     private loadSoon(): void {
@@ -133,15 +147,27 @@ export class CardsPage implements Page {
 
     private row(entry: CardEntry): HTMLElement {
         const { cards } = this.context_.texts;
-        const cell = (title: string, ...content: (Node | string)[]): HTMLElement => h("td", { "data-title": title }, ...content);
-        const take = h("button", {
-            "type": "button", "class": "small", "aria-label": `${cards.take}, ${entry.label} ${entry.card}`,
-            "click": () => showTakeDialog(entry, this.entries_, this.context_, () => this.loadSoon()),
-        }, cards.take);
+        const cell = (title: string, ...content: (Node | string)[]): HTMLElement =>
+            h("td", { "data-title": title }, ...content);
+        const take = h(
+            "button",
+            {
+                type: "button",
+                class: "small",
+                "aria-label": `${cards.take}, ${entry.label} ${entry.card}`,
+                click: () => showTakeDialog(entry, this.entries_, this.context_, () => this.loadSoon()),
+            },
+            cards.take,
+        );
         return h(
-            "tr", { "data-entry": entry.entry }, cell(cards.name, entry.label || "–"), cell(cards.card, entry.card),
-            cell(cards.door, doorName(entry, this.context_)), cell(cards.client, entry.client),
-            cell(cards.time, timeElement(entry.time, this.context_)), h("td", { class: "act" }, take),
+            "tr",
+            { "data-entry": entry.entry },
+            cell(cards.name, entry.label || "–"),
+            cell(cards.card, entry.card),
+            cell(cards.door, doorName(entry, this.context_)),
+            cell(cards.client, entry.client),
+            cell(cards.time, timeElement(entry.time, this.context_)),
+            h("td", { class: "act" }, take),
         );
     }
 }

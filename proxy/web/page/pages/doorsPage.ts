@@ -7,10 +7,14 @@ import type { Door } from "../model/types";
 import type { Context, Page } from "../view/context";
 import { field, h } from "../view/dom";
 import { DoorCard } from "../view/doorCard";
+import { marked } from "../view/marks";
 import { doorName, placeText } from "../view/words";
 
 interface Group {
     section: HTMLElement;
+    // Shown while the gateway answers nothing.
+    silent: HTMLElement;
+    gateway: number;
     keys: string[];
 }
 
@@ -31,13 +35,18 @@ export class DoorsPage implements Page {
         const { texts } = context_;
         this.title = texts.doors.title;
         this.element = h(
-            "div", { class: "page doors-page" },
+            "div",
+            { class: "page doors-page" },
             h("h1", { tabindex: -1 }, this.title),
             h(
-                "div", { class: "filters", role: "search" }, field(texts.doors.filter, this.search_),
-                h("label", { class: "check" }, this.onlyTrouble_, texts.doors.onlyTrouble), this.count_,
+                "div",
+                { class: "filters", role: "search" },
+                field(texts.doors.filter, this.search_),
+                h("label", { class: "check" }, this.onlyTrouble_, texts.doors.onlyTrouble),
+                this.count_,
             ),
-            this.none_, this.groups_,
+            this.none_,
+            this.groups_,
         );
         this.draw();
     }
@@ -48,6 +57,9 @@ export class DoorsPage implements Page {
             return;
         }
         change.doors.forEach((key) => this.updateCard(key));
+        if (change.health) {
+            this.showSilence();
+        }
         if (change.connection) {
             this.cards_.forEach((card) => card.showAge());
         }
@@ -73,7 +85,14 @@ export class DoorsPage implements Page {
         } else {
             this.cards_.forEach((_, key) => this.updateCard(key));
         }
+        this.showSilence();
         this.filter();
+    }
+
+    private showSilence(): void {
+        const silent = this.context_.site.health?.gateways.filter((gateway) => gateway.silent) ?? [];
+        const numbers = new Set(silent.map((gateway) => gateway.gateway));
+        this.sections_.forEach((group) => (group.silent.hidden = !numbers.has(group.gateway)));
     }
 
     private rebuild(doors: Door[]): void {
@@ -87,9 +106,12 @@ export class DoorsPage implements Page {
         const { texts } = this.context_;
         const keys = doors.map(doorKey);
         const name = gatewayTitle(doors[0].gateway, doors[0].gatewayName, texts);
-        const number = doors[0].gatewayName !== "" && h("span", { class: "aside" }, ` ${texts.gateway(doors[0].gateway)}`);
+        const number =
+            doors[0].gatewayName !== "" && h("span", { class: "aside" }, ` ${texts.gateway(doors[0].gateway)}`);
         const cards = keys.flatMap((key) => this.cards_.get(key)?.element ?? []);
-        return { section: h("section", {}, h("h2", {}, name, number), h("div", { class: "grid" }, ...cards)), keys };
+        const silent = h("span", { class: "silent", hidden: true }, marked("bad", texts.health.gatewaySilent));
+        const section = h("section", {}, h("h2", {}, name, number, silent), h("div", { class: "grid" }, ...cards));
+        return { section, silent, gateway: doors[0].gateway, keys };
     }
 
     private filter(): void {
@@ -104,8 +126,8 @@ export class DoorsPage implements Page {
 
     private isWanted(door: Door): boolean {
         const text = `${doorName(door, this.context_)} ${door.gatewayName} ${placeText(door, this.context_)}`;
-        const isTrouble = !this.onlyTrouble_.checked
-            || troublesOf(door, this.context_.site.health, this.context_.texts).length > 0;
+        const isTrouble =
+            !this.onlyTrouble_.checked || troublesOf(door, this.context_.site.health, this.context_.texts).length > 0;
         return isTrouble && matchesWords(this.search_.value.trim(), text);
     }
 }

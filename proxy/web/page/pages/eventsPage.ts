@@ -29,14 +29,23 @@ export class EventsPage implements Page {
         const { texts } = context_;
         this.title = texts.events.title;
         // Not a live region: at a busy site nobody could listen to it.
-        this.list_ = h("ol", { "class": "lines", "aria-label": texts.events.list });
+        this.list_ = h("ol", { class: "lines", "aria-label": texts.events.list });
         this.element = h(
-            "div", { class: "page events-page" }, h("h1", { tabindex: -1 }, this.title),
+            "div",
+            { class: "page events-page" },
+            h("h1", { tabindex: -1 }, this.title),
             h(
-                "div", { class: "filters", role: "search" }, field(texts.events.filter, this.text_),
-                field(texts.events.door, this.place_), field(texts.events.kind, this.kind_), this.pause_, this.paused_,
+                "div",
+                { class: "filters", role: "search" },
+                field(texts.events.filter, this.text_),
+                field(texts.events.door, this.place_),
+                field(texts.events.kind, this.kind_),
+                this.pause_,
+                this.paused_,
             ),
-            this.none_, this.list_, h("p", { class: "hint" }, texts.events.kept),
+            this.none_,
+            this.list_,
+            h("p", { class: "hint" }, texts.events.kept),
         );
         setOptions(this.kind_, this.kindOptions());
         this.pause_.textContent = texts.events.pause;
@@ -57,7 +66,9 @@ export class EventsPage implements Page {
     private kindOptions(): [string, string][] {
         const { texts } = this.context_;
         return [
-            ["", texts.events.allKinds], ["event", texts.kinds.event], ["request", texts.kinds.request],
+            ["", texts.events.allKinds],
+            ["event", texts.kinds.event],
+            ["request", texts.kinds.request],
             ...eventKinds.map((kind): [string, string] => [kind, texts.operations[kind]]),
         ];
     }
@@ -68,7 +79,10 @@ export class EventsPage implements Page {
         const gateways = new Map(doors.map((door) => [door.gateway, door.gatewayName]));
         return [
             ["", texts.events.allDoors],
-            ...[...gateways].map(([number, name]): [string, string] => [`${number}/`, gatewayTitle(number, name, texts)]),
+            ...[...gateways].map(([number, name]): [string, string] => [
+                `${number}/`,
+                gatewayTitle(number, name, texts),
+            ]),
             ...doorOptions(doors, this.context_),
         ];
     }

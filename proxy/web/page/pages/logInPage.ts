@@ -15,22 +15,48 @@ export interface LogInActions {
 export class LogInPage {
     readonly element: HTMLElement;
     private readonly user_ = h("input", {
-        type: "text", name: "user", autocomplete: "username", autocapitalize: "none", spellcheck: "false", required: true,
+        type: "text",
+        name: "user",
+        autocomplete: "username",
+        autocapitalize: "none",
+        spellcheck: "false",
+        required: true,
     });
-    private readonly password_ = h("input", { type: "password", name: "password", autocomplete: "current-password", required: true });
+    private readonly password_ = h("input", {
+        type: "password",
+        name: "password",
+        autocomplete: "current-password",
+        required: true,
+    });
     private readonly error_ = h("p", { class: "error", role: "alert" });
     private isBusy_ = false;
 
     // `message` tells why the form is shown, may be empty.
     constructor(
-        private readonly api_: Api, private readonly texts_: Texts, offer: LogInOffer, message: string, private readonly actions_: LogInActions,
+        private readonly api_: Api,
+        private readonly texts_: Texts,
+        offer: LogInOffer,
+        message: string,
+        private readonly actions_: LogInActions,
     ) {
         const main = h(
-            "main", { id: "main", tabindex: -1, class: "log-in" },
-            h("img", { src: "/icon.svg", alt: "", width: 56, height: 56 }), h("h1", {}, offer.title || texts_.pageName),
-            message !== "" && h("p", { class: "message" }, message), ...this.ways(offer), this.error_,
+            "main",
+            { id: "main", tabindex: -1, class: "log-in" },
+            h("img", { src: "/icon.svg", alt: "", width: 56, height: 56 }),
+            h("h1", {}, offer.title || texts_.pageName),
+            message !== "" && h("p", { class: "message" }, message),
+            ...this.ways(offer),
+            this.error_,
         );
-        const head = h("header", { class: "top" }, h("div", { class: "tools" }, languageButton(texts_, () => actions_.switchLanguage())));
+        const head = h(
+            "header",
+            { class: "top" },
+            h(
+                "div",
+                { class: "tools" },
+                languageButton(texts_, () => actions_.switchLanguage()),
+            ),
+        );
         this.element = h("div", { class: "frame" }, skipLink(texts_, main), head, main);
     }
 
@@ -40,7 +66,11 @@ export class LogInPage {
 
     private ways(offer: LogInOffer): HTMLElement[] {
         const { logIn } = this.texts_;
-        const certificate = h("button", { type: "button", class: "wide", click: () => void this.logIn({}) }, logIn.certificate);
+        const certificate = h(
+            "button",
+            { type: "button", class: "wide", click: () => void this.logIn({}) },
+            logIn.certificate,
+        );
         return [
             ...(offer.passwords ? [this.form()] : []),
             ...(offer.passwords && offer.certificate ? [h("p", { class: "or" }, logIn.or)] : []),
@@ -56,7 +86,10 @@ export class LogInPage {
             void this.logIn({ user: this.user_.value.trim(), password: this.password_.value });
         };
         return h(
-            "form", { submit: onSubmit }, field(logIn.user, this.user_), field(logIn.password, this.password_),
+            "form",
+            { submit: onSubmit },
+            field(logIn.user, this.user_),
+            field(logIn.password, this.password_),
             h("button", { type: "submit", class: "primary wide" }, logIn.submit),
         );
     }

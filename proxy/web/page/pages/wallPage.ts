@@ -16,7 +16,12 @@ const shownLines = 12;
 
 const mostTiles = 36;
 // So many doors and more get smaller tiles.
-const sizes: [number, string][] = [[25, "tiny"], [13, "small"], [7, "medium"], [0, "large"]];
+const sizes: [number, string][] = [
+    [25, "tiny"],
+    [13, "small"],
+    [7, "medium"],
+    [0, "large"],
+];
 
 // For a screen on the wall: read from afar in two seconds, nothing to touch.
 export class WallPage implements Page {
@@ -35,11 +40,23 @@ export class WallPage implements Page {
     constructor(private readonly context_: Context) {
         const { texts, session } = context_;
         this.title = session.title || texts.wall.title;
-        this.lines_ = h("ol", { "class": "lines", "aria-label": texts.wall.lastEvents });
+        this.lines_ = h("ol", { class: "lines", "aria-label": texts.wall.lastEvents });
         this.element = h(
-            "div", { class: "page wall-page" },
-            h("div", { class: "head" }, h("h1", { tabindex: -1 }, this.title), this.summary_, h("div", { class: "now" }, this.clock_, this.day_)),
-            h("div", { class: "board" }, h("div", {}, this.tiles_, this.rest_), h("section", { class: "side" }, h("h2", {}, texts.wall.lastEvents), this.lines_)),
+            "div",
+            { class: "page wall-page" },
+            h(
+                "div",
+                { class: "head" },
+                h("h1", { tabindex: -1 }, this.title),
+                this.summary_,
+                h("div", { class: "now" }, this.clock_, this.day_),
+            ),
+            h(
+                "div",
+                { class: "board" },
+                h("div", {}, this.tiles_, this.rest_),
+                h("section", { class: "side" }, h("h2", {}, texts.wall.lastEvents), this.lines_),
+            ),
             h("p", { class: "leave" }, h("a", { href: "#/doors" }, texts.wall.leave)),
         );
         this.timer_ = window.setInterval(() => this.tick(), 1000);
@@ -80,8 +97,12 @@ export class WallPage implements Page {
     private chosenKeys(): string[] {
         const { site, texts } = this.context_;
         const doors = [...site.doors.values()];
-        const needsLook = (door: Door): boolean => door.busy.length > 0 || troublesOf(door, site.health, texts).length > 0;
-        const sorted = doors.length > mostTiles ? [...doors.filter(needsLook), ...doors.filter((door) => !needsLook(door))] : doors;
+        const needsLook = (door: Door): boolean =>
+            door.busy.length > 0 || troublesOf(door, site.health, texts).length > 0;
+        const sorted =
+            doors.length > mostTiles
+                ? [...doors.filter(needsLook), ...doors.filter((door) => !needsLook(door))]
+                : doors;
         return sorted.slice(0, mostTiles).map(doorKey);
     }
 
@@ -109,8 +130,11 @@ export class WallPage implements Page {
         item.className = `tile is-${state}`;
         item.replaceChildren(
             h("h2", {}, mark(state), h("span", {}, doorName(door, this.context_))),
-            ...troubles.filter((one) => one.about === "gateway").map((one) => h("p", { class: "trouble" }, marked(one.state, one.text))),
-            this.fact("result", troubles, ...this.resultOf(door)), this.fact("battery", troubles, this.batteryOf(door)),
+            ...troubles
+                .filter((one) => one.about === "gateway")
+                .map((one) => h("p", { class: "trouble" }, marked(one.state, one.text))),
+            this.fact("result", troubles, ...this.resultOf(door)),
+            this.fact("battery", troubles, this.batteryOf(door)),
         );
     }
 
@@ -149,7 +173,9 @@ export class WallPage implements Page {
             this.summary_.replaceChildren(marked("unsure", texts.notKnown));
             return;
         }
-        const troubled = [...site.doors.values()].map((door) => troublesOf(door, site.health, texts)).filter((found) => found.length > 0);
+        const troubled = [...site.doors.values()]
+            .map((door) => troublesOf(door, site.health, texts))
+            .filter((found) => found.length > 0);
         const state = worstOf(troubled.flat().map((trouble) => trouble.state));
         const text = troubled.length === 0 ? texts.wall.allWell : texts.wall.troubles(troubled.length);
         this.summary_.replaceChildren(marked(state, text));

@@ -5,31 +5,39 @@ import type { State } from "../logic/state";
 import type { CardFault } from "../logic/cardFile";
 
 const results: Record<ResultName | PageResult, { short: string; long: string }> = {
-    "ack": { short: "done", long: "Done." },
-    "nack": { short: "refused", long: "Refused by the gateway." },
+    ack: { short: "done", long: "Done." },
+    nack: { short: "refused", long: "Refused by the gateway." },
     "not-allowed": { short: "not allowed", long: "Your rights do not allow this." },
     "not-valid": { short: "not valid", long: "The request was not valid." },
     "not-sent": { short: "not sent", long: "Not sent: too many requests wait, or the gateway does not answer." },
     "no-answer": { short: "no answer", long: "No answer." },
     "mux-away": { short: "Mux away", long: "Not sent: the Mux cannot be reached." },
     "not-audited": { short: "not audited", long: "Not sent: the audit cannot be written." },
-    "ambiguous": { short: "ambiguous", long: "A late answer came that may belong to another request." },
-    "dropped": { short: "dropped", long: "Dropped before it was sent." },
-    "unknown": { short: "not known", long: "The proxy ended before the answer came." },
+    ambiguous: { short: "ambiguous", long: "A late answer came that may belong to another request." },
+    dropped: { short: "dropped", long: "Dropped before it was sent." },
+    unknown: { short: "not known", long: "The proxy ended before the answer came." },
     "not-fresh": { short: "too old", long: "The command was too old." },
     "not-signed": { short: "not signed", long: "The command was not signed as this site requires." },
     "cut-off": { short: "connection lost", long: "The connection to the proxy broke before the answer came." },
-    "refused": { short: "refused", long: "Refused by the proxy." },
+    refused: { short: "refused", long: "Refused by the proxy." },
     "logged-out": { short: "logged out", long: "Your session has ended." },
     "too-many": { short: "too many", long: "The proxy has too much to do now. Try again in a moment." },
 };
 
 const buttons: Record<DoorOperation, string> = {
-    "open": "Open", "close": "Close", "open-close": "Open for", "access-denied": "Deny", "status": "Status",
+    open: "Open",
+    close: "Close",
+    "open-close": "Open for",
+    "access-denied": "Deny",
+    status: "Status",
 };
 
 const states: Record<State, string> = {
-    good: "well", warn: "attention", bad: "trouble", unsure: "not known", busy: "under way",
+    good: "well",
+    warn: "attention",
+    bad: "trouble",
+    unsure: "not known",
+    busy: "under way",
 };
 
 const cardFaults: Record<CardFault, string> = {
@@ -41,20 +49,47 @@ const cardFaults: Record<CardFault, string> = {
 };
 
 const operations: Record<string, string> = {
-    "open": "Open", "close": "Close", "open-close": "Open and close", "status": "Status", "access-denied": "Deny",
-    "event-open": "Open, to a card", "event-close": "Close, to a card", "event-open-close": "Open and close, to a card",
-    "event-access-denied": "Deny, to a card", "whitelist-add": "Give a card access",
-    "whitelist-remove": "Take a card's access", "whitelist-clear": "Remove all cards",
-    "whitelist-enable": "Switch cards on", "whitelist-disable": "Switch cards off",
-    "card": "Card presented", "pin": "PIN entered", "allowed": "Let in by the lock", "battery-low": "Battery low",
-    "battery-good": "Battery good again", "connected": "Connected", "left": "Left", "turned-away": "Turned away",
-    "lost": "Lost", "started": "Started", "stopped": "Stopped", "reloaded": "Reloaded",
-    "reload-failed": "Reload failed", "audit-failed": "Audit failed", "audit-resumed": "Audit resumed",
-    "clock-doubted": "Clock doubted", "messages-dropped": "Messages dropped", "log-in": "Logged in", "log-out": "Logged out",
+    open: "Open",
+    close: "Close",
+    "open-close": "Open and close",
+    status: "Status",
+    "access-denied": "Deny",
+    "event-open": "Open, to a card",
+    "event-close": "Close, to a card",
+    "event-open-close": "Open and close, to a card",
+    "event-access-denied": "Deny, to a card",
+    "whitelist-add": "Give a card access",
+    "whitelist-remove": "Take a card's access",
+    "whitelist-clear": "Remove all cards",
+    "whitelist-enable": "Switch cards on",
+    "whitelist-disable": "Switch cards off",
+    card: "Card presented",
+    pin: "PIN entered",
+    allowed: "Let in by the lock",
+    "battery-low": "Battery low",
+    "battery-good": "Battery good again",
+    connected: "Connected",
+    left: "Left",
+    "turned-away": "Turned away",
+    lost: "Lost",
+    started: "Started",
+    stopped: "Stopped",
+    reloaded: "Reloaded",
+    "reload-failed": "Reload failed",
+    "audit-failed": "Audit failed",
+    "audit-resumed": "Audit resumed",
+    "clock-doubted": "Clock doubted",
+    "messages-dropped": "Messages dropped",
+    "log-in": "Logged in",
+    "log-out": "Logged out",
 };
 
 const kinds: Record<string, string> = {
-    event: "Event", request: "Request", connection: "Connection", mux: "Mux", proxy: "Proxy",
+    event: "Event",
+    request: "Request",
+    connection: "Connection",
+    mux: "Mux",
+    proxy: "Proxy",
 };
 
 const errors: Record<string, string> = {
@@ -62,7 +97,7 @@ const errors: Record<string, string> = {
     "wrong-password": "User or password is wrong.",
     "no-certificate": "This browser did not show a client certificate.",
     "too-many": "The proxy has too much to do now. Try again in a moment.",
-    "forged": "The proxy does not trust this request. Load the page again.",
+    forged: "The proxy does not trust this request. Load the page again.",
     "not-allowed": "You are not allowed to see this.",
     "not-valid": "The proxy does not understand this request.",
     "not-readable": "The file cannot be read now. Try again later.",
@@ -92,8 +127,8 @@ export const en = {
     cancel: "Cancel",
     close: "Close",
     search: "Search",
-    seconds: (text: string) => `${text} s`,
-    late: (seconds: number) => `late: ${seconds} s`,
+    seconds: (text: string) => `${text}\u00a0s`,
+    late: (seconds: number) => `late: ${seconds}\u00a0s`,
     by: (client: string) => `by ${client}`,
     moreRows: (count: number) => `${count} more`,
 
@@ -120,19 +155,22 @@ export const en = {
         } as Record<string, string>,
     },
     acks: {
-        "open": "Done: the gateway has carried out the opening. Whether the door is open, nobody reports.",
-        "close": "Done: the gateway has carried out the closing. Whether the door is closed, nobody reports.",
+        open: "Done: the gateway has carried out the opening. Whether the door is open, nobody reports.",
+        close: "Done: the gateway has carried out the closing. Whether the door is closed, nobody reports.",
         "open-close": "Done: the gateway has carried out the timed opening. Whether the door is open, nobody reports.",
         "access-denied": "Done: the lock has signalled that access is denied.",
-        "status": "Done: the lock has reported its status.",
+        status: "Done: the lock has reported its status.",
         "whitelist-add": "Done: the card is in the lock's list.",
         "whitelist-remove": "Done: the card is no longer in the lock's list.",
-        "other": "Done: the gateway has carried it out.",
+        other: "Done: the gateway has carried it out.",
     },
     battery: {
         title: "Battery",
         names: {
-            "full": "full", "medium": "medium", "resistance-too-high": "resistance too high", "not-available": "not known",
+            full: "full",
+            medium: "medium",
+            "resistance-too-high": "resistance too high",
+            "not-available": "not known",
         } as Record<string, string>,
         atLeast: (percent: number) => `at least ${percent} %`,
         low: "below 80 %",
@@ -165,7 +203,9 @@ export const en = {
         messagesWaiting: (count: number) => (count === 1 ? "1 message waits" : `${count} messages wait`),
         certificates: (days: number) => (days < 0 ? "A certificate has expired" : `Certificates: ${days} days`),
         certificateNames: {
-            "server": "Server's certificate", "authority": "Authority", "revocation-list": "Revocation list",
+            server: "Server's certificate",
+            authority: "Authority",
+            "revocation-list": "Revocation list",
         } as Record<string, string>,
         days: (days: number) => (days < 0 ? "expired" : days === 1 ? "1 day left" : `${days} days left`),
         auditFails: "Audit cannot be written",
@@ -221,7 +261,10 @@ export const en = {
         none: "Nothing yet. Events appear here as they happen.",
         noneFound: "Nothing matches.",
         kept: "The newest 500 lines are kept.",
-        missed: (count: number) => (count === 1 ? "1 event was not shown: this page was too slow." : `${count} events were not shown: this page was too slow.`),
+        missed: (count: number) =>
+            count === 1
+                ? "1 event was not shown: this page was too slow."
+                : `${count} events were not shown: this page was too slow.`,
         gap: "The connection was lost here: events may be missing.",
         restarted: "The proxy was restarted here: events may be missing.",
         list: "Live events, newest first",
@@ -241,7 +284,8 @@ export const en = {
         giveNew: "Give a card access",
         takeTitle: (card: string) => `Take access from card ${card}`,
         take: "Take away",
-        takeHint: "Other doors in the list with the same name and last digits are shown too. Mark all from which to take it.",
+        takeHint:
+            "Other doors in the list with the same name and last digits are shown too. Mark all from which to take it.",
         name: "Name",
         nameHint: "Who has the card, for this list. At most 64 characters.",
         digits: "Card's data",
@@ -250,7 +294,7 @@ export const en = {
         doors: "Doors",
         chooseDoor: "Choose at least one door.",
         presentedHere: "presented here",
-        newCard: "Enter a card",
+        newCard: "New card",
         card: "Card",
         door: "Door",
         client: "Entered by",
@@ -271,8 +315,8 @@ export const en = {
         line: (number: number) => `Line ${number}`,
         fileFaults: {
             "no-columns": "The first line must name the columns gateway, lock and card.",
-            "empty": "The file is empty.",
-            "quotes": "A quoted field does not end properly.",
+            empty: "The file is empty.",
+            quotes: "A quoted field does not end properly.",
         },
         tooLarge: "The file is larger than 4 MiB.",
         faults: cardFaults,
@@ -293,8 +337,15 @@ export const en = {
         csvHint: "Oldest first, at most 50,000 rows.",
         rows: (count: number) => (count === 1 ? "1 row" : `${count} rows`),
         columns: {
-            time: "Time", kind: "Kind", client: "Client", operation: "Operation", door: "Door", card: "Card",
-            result: "Result", milliseconds: "ms", remark: "Remark",
+            time: "Time",
+            kind: "Kind",
+            client: "Client",
+            operation: "Operation",
+            door: "Door",
+            card: "Card",
+            result: "Result",
+            milliseconds: "ms",
+            remark: "Remark",
         },
         notAuditor: "Only auditors may read the audit.",
         loading: "Reading …",
@@ -305,7 +356,10 @@ export const en = {
         allWell: "No trouble",
         troubles: (count: number) => (count === 1 ? "1 door with trouble" : `${count} doors with trouble`),
         lastEvents: "Last events",
-        rest: (count: number) => (count === 1 ? "1 more door is not shown." : `${count} more doors are not shown; those with trouble come first.`),
+        rest: (count: number) =>
+            count === 1
+                ? "1 more door is not shown."
+                : `${count} more doors are not shown; those with trouble come first.`,
         noResult: "no result yet",
         old: "Everything below is old.",
     },

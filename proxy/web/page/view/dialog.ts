@@ -15,8 +15,12 @@ export class Dialog {
         this.close_ = h("button", { type: "button", click: () => this.close() }, context.texts.close);
         this.buttons.append(this.close_);
         this.element_ = h(
-            "dialog", { "aria-labelledby": titleId, "close": () => this.remove() },
-            h("h2", { id: titleId }, title), this.body, this.status_, this.buttons,
+            "dialog",
+            { "aria-labelledby": titleId, close: () => this.remove() },
+            h("h2", { id: titleId }, title),
+            this.body,
+            this.status_,
+            this.buttons,
         );
     }
 

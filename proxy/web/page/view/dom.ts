@@ -16,7 +16,9 @@ function setAttribute(element: Element, name: string, value: Attribute): void {
 
 // An element with attributes and children; an attribute that is a function listens to the event of its name.
 export function h<K extends keyof HTMLElementTagNameMap>(
-    tag: K, attributes: Record<string, Attribute> = {}, ...children: Child[]
+    tag: K,
+    attributes: Record<string, Attribute> = {},
+    ...children: Child[]
 ): HTMLElementTagNameMap[K] {
     const element = document.createElement(tag);
     Object.entries(attributes).forEach(([name, value]) => setAttribute(element, name, value));
@@ -57,7 +59,10 @@ export function field(label: string, control: HTMLElement, hint?: string): HTMLE
         control.setAttribute("aria-describedby", hintId);
     }
     return h(
-        "div", { class: "field" }, h("label", { for: control.id }, label), control,
+        "div",
+        { class: "field" },
+        h("label", { for: control.id }, label),
+        control,
         hint !== undefined && h("p", { class: "hint", id: hintId }, hint),
     );
 }

@@ -27,14 +27,21 @@ export class DoorCard {
     private readonly answer_ = h("p", { class: "answer", hidden: true });
     private duration_: HTMLInputElement | null = null;
 
-    constructor(private door_: Door, private readonly context_: Context) {
+    constructor(
+        private door_: Door,
+        private readonly context_: Context,
+    ) {
         this.name_ = doorName(door_, context_);
         const titleId = newId("door");
         const where = door_.name !== "" && h("span", { class: "where" }, context_.texts.lock(door_.lock));
         this.element = h(
-            "article", { "class": "door", "aria-labelledby": titleId, "data-door": doorKey(door_) },
+            "article",
+            { class: "door", "aria-labelledby": titleId, "data-door": doorKey(door_) },
             h("header", {}, h("h3", { id: titleId }, this.name_), where, this.old_),
-            this.busy_, this.facts(), this.actions(), this.answer_,
+            this.busy_,
+            this.facts(),
+            this.actions(),
+            this.answer_,
         );
         this.update(door_);
     }
@@ -58,17 +65,37 @@ export class DoorCard {
     private facts(): HTMLElement {
         const { texts } = this.context_;
         const list = h("dl", { class: "facts" });
-        this.addFact(list, texts.doors.lastResult, (door) => door.lastResult, (door) => this.resultOf(door.lastResult));
+        this.addFact(
+            list,
+            texts.doors.lastResult,
+            (door) => door.lastResult,
+            (door) => this.resultOf(door.lastResult),
+        );
         if (this.door_.rights.includes("events")) {
-            this.addFact(list, texts.doors.lastEvent, (door) => door.lastEvent, (door) => this.eventOf(door.lastEvent));
+            this.addFact(
+                list,
+                texts.doors.lastEvent,
+                (door) => door.lastEvent,
+                (door) => this.eventOf(door.lastEvent),
+            );
         }
-        this.addFact(list, texts.battery.title, (door) => door.battery, (door) => this.batteryOf(door));
+        this.addFact(
+            list,
+            texts.battery.title,
+            (door) => door.battery,
+            (door) => this.batteryOf(door),
+        );
         return list;
     }
 
     // `source` is what the fact is drawn from: it is drawn anew only when that changed, or a finger on its button would
     // miss.
-    private addFact(list: HTMLElement, title: string, source: (door: Door) => unknown, draw: (door: Door) => Child[]): void {
+    private addFact(
+        list: HTMLElement,
+        title: string,
+        source: (door: Door) => unknown,
+        draw: (door: Door) => Child[],
+    ): void {
         const content = h("dd");
         let drawn = "";
         list.append(h("div", {}, h("dt", {}, title), content));
@@ -127,15 +154,24 @@ export class DoorCard {
         const label = this.context_.texts.doors.actions(this.name_);
         return allowed.length === 0
             ? null
-            : h("div", { "class": "actions", "role": "group", "aria-label": label }, ...allowed.map((one) => this.action(one)));
+            : h(
+                  "div",
+                  { class: "actions", role: "group", "aria-label": label },
+                  ...allowed.map((one) => this.action(one)),
+              );
     }
 
     private action(operation: DoorOperation): HTMLElement {
         const button = h(
-            "button", {
-                "type": "button", "class": operation === "open" ? "primary" : "", "data-operation": operation,
-                "click": () => void this.run(operation),
-            }, h("span", { class: "spinner" }), h("span", { class: "label" }),
+            "button",
+            {
+                type: "button",
+                class: operation === "open" ? "primary" : "",
+                "data-operation": operation,
+                click: () => void this.run(operation),
+            },
+            h("span", { class: "spinner" }),
+            h("span", { class: "label" }),
         );
         this.buttons_.set(operation, button);
         this.labelButton(operation);
@@ -153,21 +189,40 @@ export class DoorCard {
     private timed(button: HTMLElement): HTMLElement {
         const { texts } = this.context_;
         this.duration_ = h("input", {
-            "type": "number", "min": 1, "max": longestDuration, "value": this.duration(), "inputmode": "numeric",
-            "aria-label": `${texts.doors.duration}, ${this.name_}`, "input": () => this.keepDuration(),
-            "blur": () => this.setDuration(this.duration()),
+            type: "number",
+            min: 1,
+            max: longestDuration,
+            value: this.duration(),
+            inputmode: "numeric",
+            "aria-label": `${texts.doors.duration}, ${this.name_}`,
+            input: () => this.keepDuration(),
+            blur: () => this.setDuration(this.duration()),
         });
         return h(
-            "div", { class: "timed" }, button,
-            h("div", { class: "stepper" }, this.step("−", texts.doors.shorter, -1), this.duration_, this.step("+", texts.doors.longer, 1)),
+            "div",
+            { class: "timed" },
+            button,
+            h(
+                "div",
+                { class: "stepper" },
+                this.step("−", texts.doors.shorter, -1),
+                this.duration_,
+                this.step("+", texts.doors.longer, 1),
+            ),
         );
     }
 
     private step(sign: string, label: string, by: number): HTMLElement {
-        return h("button", {
-            "type": "button", "class": "step", "aria-label": `${label}, ${this.name_}`,
-            "click": () => this.setDuration(this.duration() + by),
-        }, sign);
+        return h(
+            "button",
+            {
+                type: "button",
+                class: "step",
+                "aria-label": `${label}, ${this.name_}`,
+                click: () => this.setDuration(this.duration() + by),
+            },
+            sign,
+        );
     }
 
     private duration(): number {
@@ -184,8 +239,8 @@ export class DoorCard {
     // What is not a number of seconds leaves the last one that was.
     private keepDuration(): void {
         const value = Number(this.duration_?.value);
-        if (Number.isInteger(value) && value >= 1 && value <= longestDuration) {
-            durations.set(doorKey(this.door_), value);
+        if (Number.isInteger(value) && value >= 1) {
+            durations.set(doorKey(this.door_), Math.min(longestDuration, value));
         }
         this.labelButton("open-close");
     }
@@ -220,7 +275,8 @@ export class DoorCard {
             const title = h("strong", {}, `${operationText(answer.operation, this.context_)}: `);
             this.answer_.className = `answer is-${state}`;
             this.answer_.append(
-                mark(state), h("span", {}, title, explainResult(answer.operation, answer.outcome, texts), " ", this.at(answer.time)),
+                mark(state),
+                h("span", {}, title, explainResult(answer.operation, answer.outcome, texts), " ", this.at(answer.time)),
             );
         }
     }
@@ -229,8 +285,17 @@ export class DoorCard {
 // Null if there is no door where the user may change cards.
 export function giveButton(row: Row, context: Context): HTMLElement | false {
     const label = context.texts.cards.give;
-    return context.site.doorsWith("whitelist").length > 0 && h("button", {
-        "type": "button", "class": "small give", "aria-label": `${label}, ${row.card}`,
-        "click": () => showGiveDialog({ row }, context),
-    }, label);
+    return (
+        context.site.doorsWith("whitelist").length > 0 &&
+        h(
+            "button",
+            {
+                type: "button",
+                class: "small give",
+                "aria-label": `${label}, ${row.card}`,
+                click: () => showGiveDialog({ row }, context),
+            },
+            label,
+        )
+    );
 }

@@ -16,7 +16,10 @@ export class DoorChoice {
 
     // `note` tells what is special about a door, or nothing.
     constructor(
-        private readonly doors_: Door[], chosen: ReadonlySet<string>, note: (door: Door) => string, private readonly context_: Context,
+        private readonly doors_: Door[],
+        chosen: ReadonlySet<string>,
+        note: (door: Door) => string,
+        private readonly context_: Context,
     ) {
         const rows = doors_.map((door) => this.row(door, chosen.has(doorKey(door)), note(door)));
         const list = h("ul", { class: "choice" }, ...rows);
@@ -44,21 +47,30 @@ export class DoorChoice {
     }
 
     private row(door: Door, isChosen: boolean, note: string): HTMLElement {
-        const box = h("input", { "type": "checkbox", "data-door": doorKey(door), "checked": isChosen });
+        const box = h("input", { type: "checkbox", "data-door": doorKey(door), checked: isChosen });
         const result = h("span", { class: "result" });
         this.boxes_.set(doorKey(door), box);
         this.results_.set(doorKey(door), result);
-        const text = h("span", {}, fullDoorName(door, this.context_), note !== "" && h("span", { class: "aside" }, ` ${note}`));
+        const text = h(
+            "span",
+            {},
+            fullDoorName(door, this.context_),
+            note !== "" && h("span", { class: "aside" }, ` ${note}`),
+        );
         return h("li", {}, h("label", {}, box, text), result);
     }
 
     private search(rows: HTMLElement[]): HTMLElement {
-        const input = h("input", { type: "search", input: () => {
-            rows.forEach((row, index) => {
-                const isChosen = this.boxes_.get(doorKey(this.doors_[index]))?.checked === true;
-                row.hidden = !isChosen && !matchesWords(input.value.trim(), fullDoorName(this.doors_[index], this.context_));
-            });
-        } });
+        const input = h("input", {
+            type: "search",
+            input: () => {
+                rows.forEach((row, index) => {
+                    const isChosen = this.boxes_.get(doorKey(this.doors_[index]))?.checked === true;
+                    row.hidden =
+                        !isChosen && !matchesWords(input.value.trim(), fullDoorName(this.doors_[index], this.context_));
+                });
+            },
+        });
         return field(this.context_.texts.doors.filter, input);
     }
 }

@@ -6,5 +6,5 @@ export function apiErrorText(fault: ApiError, texts: Texts): string {
     const seconds = Number(fault.body.seconds);
     return fault.reason === "locked-out" && seconds > 0
         ? texts.logIn.lockedOut(seconds)
-        : texts.errors[fault.reason] ?? texts.otherError(fault.reason);
+        : (texts.errors[fault.reason] ?? texts.otherError(fault.reason));
 }

@@ -23,7 +23,11 @@ export function skipLink(texts: Texts, main: HTMLElement): HTMLElement {
 }
 
 export function languageButton(texts: Texts, onClick: () => void): HTMLElement {
-    return h("button", { type: "button", class: "quiet", lang: texts.otherLanguageCode, click: onClick }, texts.otherLanguage);
+    return h(
+        "button",
+        { type: "button", class: "quiet", lang: texts.otherLanguageCode, click: onClick },
+        texts.otherLanguage,
+    );
 }
 
 // What stands around every page of a logged-in user: name of the site, pages, health, and whether it is up to date.
@@ -35,13 +39,21 @@ export class Frame {
     private readonly banner_ = h("p", { class: "banner", role: "alert", hidden: true });
     private readonly note_ = h("div", { class: "note", role: "status", hidden: true });
 
-    constructor(private readonly context_: Context, actions: FrameActions) {
+    constructor(
+        private readonly context_: Context,
+        actions: FrameActions,
+    ) {
         const { texts } = context_;
         this.health_ = new HealthStrip(context_);
         this.element = h(
-            "div", { class: "frame" }, skipLink(texts, this.main),
+            "div",
+            { class: "frame" },
+            skipLink(texts, this.main),
             h("header", { class: "top" }, this.brand(), this.navigation(), this.tools(actions)),
-            this.banner_, this.health_.element, this.note_, this.main,
+            this.banner_,
+            this.health_.element,
+            this.note_,
+            this.main,
         );
         this.showConnection();
     }
@@ -49,7 +61,9 @@ export class Frame {
     // Which page it is; the wall has no links and buttons around it.
     showRoute(route: RouteName): void {
         this.element.classList.toggle("on-wall", route === "wall");
-        this.links_.forEach((link, name) => (name === route ? link.setAttribute("aria-current", "page") : link.removeAttribute("aria-current")));
+        this.links_.forEach((link, name) =>
+            name === route ? link.setAttribute("aria-current", "page") : link.removeAttribute("aria-current"),
+        );
     }
 
     update(change: Change): void {
@@ -66,13 +80,28 @@ export class Frame {
 
     private brand(): HTMLElement {
         const { texts, session } = this.context_;
-        return h("p", { class: "brand" }, h("img", { src: "/icon.svg", alt: "", width: 28, height: 28 }), session.title || texts.pageName);
+        return h(
+            "p",
+            { class: "brand" },
+            h("img", { src: "/icon.svg", alt: "", width: 28, height: 28 }),
+            session.title || texts.pageName,
+        );
     }
 
     private navigation(): HTMLElement {
         const { texts, session } = this.context_;
-        const routes: RouteName[] = ["doors", "events", "cards", ...(session.auditor ? ["audit" as const] : []), "wall"];
-        return h("nav", { "aria-label": texts.navigation }, h("ul", {}, ...routes.map((route) => h("li", {}, this.link(route)))));
+        const routes: RouteName[] = [
+            "doors",
+            "events",
+            "cards",
+            ...(session.auditor ? ["audit" as const] : []),
+            "wall",
+        ];
+        return h(
+            "nav",
+            { "aria-label": texts.navigation },
+            h("ul", {}, ...routes.map((route) => h("li", {}, this.link(route)))),
+        );
     }
 
     private link(route: RouteName): HTMLElement {
@@ -83,9 +112,17 @@ export class Frame {
 
     private tools(actions: FrameActions): HTMLElement {
         const { texts, session } = this.context_;
-        const user: Child = h("span", { class: "user" }, h("span", { class: "hidden" }, texts.logIn.as("")), session.user);
+        const user: Child = h(
+            "span",
+            { class: "user" },
+            h("span", { class: "hidden" }, texts.logIn.as("")),
+            session.user,
+        );
         return h(
-            "div", { class: "tools" }, user, languageButton(texts, () => actions.switchLanguage()),
+            "div",
+            { class: "tools" },
+            user,
+            languageButton(texts, () => actions.switchLanguage()),
             h("button", { type: "button", class: "quiet", click: () => actions.logOut() }, texts.logIn.logOut),
         );
     }
@@ -97,12 +134,18 @@ export class Frame {
         if (this.banner_.hidden === isLost) {
             this.banner_.hidden = !isLost;
             const since = h("strong", {}, texts.health.lost(clock.text(site.connection.since)));
-            this.banner_.replaceChildren(...(isLost ? [mark("bad"), h("span", {}, since, ". ", texts.health.trying)] : []));
+            this.banner_.replaceChildren(
+                ...(isLost ? [mark("bad"), h("span", {}, since, ". ", texts.health.trying)] : []),
+            );
         }
     }
 
     private showNote(text: string): void {
-        const close = h("button", { type: "button", class: "quiet", click: () => (this.note_.hidden = true) }, this.context_.texts.close);
+        const close = h(
+            "button",
+            { type: "button", class: "quiet", click: () => (this.note_.hidden = true) },
+            this.context_.texts.close,
+        );
         this.note_.replaceChildren(mark("warn"), h("span", {}, text), close);
         this.note_.hidden = false;
     }

@@ -81,7 +81,9 @@ export function showGiveDialog(card: { row: Row | null }, context: Context): voi
     const doors = context.site.doorsWith("whitelist");
     const presentedAt = row !== null ? doorKey(row) : "";
     const note = (door: Door): string => (doorKey(door) === presentedAt ? texts.cards.presentedHere : "");
-    const sorted = [...doors].sort((one, other) => Number(doorKey(other) === presentedAt) - Number(doorKey(one) === presentedAt));
+    const sorted = [...doors].sort(
+        (one, other) => Number(doorKey(other) === presentedAt) - Number(doorKey(one) === presentedAt),
+    );
     const choice = new DoorChoice(sorted, new Set([presentedAt]), note, context);
     const digits = h("input", { type: "text", autocomplete: "off", spellcheck: "false", autocapitalize: "characters" });
     const name = h("input", { type: "text", maxlength: longestLabel, autocomplete: "off" });
@@ -122,7 +124,8 @@ export function showTakeDialog(entry: CardEntry, all: CardEntry[], context: Cont
     const round: Round = { operation: "whitelist-remove", dialog, choice, go, context, source };
     go.addEventListener("click", () => void sendToChosen(round).then(onDone));
     dialog.body.append(
-        ...(entry.label !== "" ? [h("p", {}, entry.label)] : []), choice.element,
+        ...(entry.label !== "" ? [h("p", {}, entry.label)] : []),
+        choice.element,
         ...(doors.length > 1 ? [h("p", { class: "hint" }, texts.cards.takeHint)] : []),
     );
     dialog.show();

@@ -19,8 +19,13 @@ export class HealthStrip {
     constructor(private readonly context_: Context) {
         const { health } = context_.texts;
         const more = h("span", { class: "more" }, health.details);
-        const opened = h("details", {}, h("summary", {}, h("span", { class: "hidden" }, `${health.title}: `), more), this.details_);
-        this.element = h("section", { "class": "health", "aria-label": health.title }, this.items_, opened);
+        const opened = h(
+            "details",
+            {},
+            h("summary", {}, h("span", { class: "hidden" }, `${health.title}: `), more),
+            this.details_,
+        );
+        this.element = h("section", { class: "health", "aria-label": health.title }, this.items_, opened);
         this.update();
     }
 
@@ -54,7 +59,7 @@ export class HealthStrip {
     }
 
     private item(item: HealthItem): HTMLElement {
-        return h("li", { "class": `is-${item.state}`, "data-health": item.key }, marked(item.state, item.text));
+        return h("li", { class: `is-${item.state}`, "data-health": item.key }, marked(item.state, item.text));
     }
 
     private details(): HealthItem[] {
@@ -83,7 +88,11 @@ export class HealthStrip {
             const word = gateway.silent ? texts.health.silentMeaning : texts.health.answers;
             const queue = gateway.queue > 0 ? texts.health.waiting(gateway.queue) : texts.health.nothingWaits;
             const title = gatewayTitle(gateway.gateway, gateway.name, texts);
-            return { key: `gateway-${gateway.gateway}`, state: stateOfGateway(gateway), text: `${title}: ${word}, ${queue}` };
+            return {
+                key: `gateway-${gateway.gateway}`,
+                state: stateOfGateway(gateway),
+                text: `${title}: ${word}, ${queue}`,
+            };
         });
     }
 
@@ -91,7 +100,8 @@ export class HealthStrip {
         const { texts } = this.context_;
         const known = Object.entries(health.certificates).filter((pair): pair is [string, number] => pair[1] !== null);
         return known.map(([name, days]) => ({
-            key: `certificate-${name}`, state: stateOfDays(days),
+            key: `certificate-${name}`,
+            state: stateOfDays(days),
             text: `${texts.health.certificateNames[name] ?? name}: ${texts.health.days(days)}`,
         }));
     }
@@ -99,8 +109,16 @@ export class HealthStrip {
     private audit(health: Health): HealthItem {
         const { texts, clock } = this.context_;
         const { writable, rows, bytes, limit } = health.audit;
-        const size = texts.health.auditSize(rows !== null ? clock.number(rows) : "?", clock.bytes(bytes), clock.bytes(limit));
+        const size = texts.health.auditSize(
+            rows !== null ? clock.number(rows) : "?",
+            clock.bytes(bytes),
+            clock.bytes(limit),
+        );
         const state: State = writable ? "good" : "bad";
-        return { key: "audit-size", state, text: `${texts.health.audit}: ${writable ? size : texts.health.auditFails}` };
+        return {
+            key: "audit-size",
+            state,
+            text: `${texts.health.audit}: ${writable ? size : texts.health.auditFails}`,
+        };
     }
 }

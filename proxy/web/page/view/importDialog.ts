@@ -34,10 +34,18 @@ class Import {
     constructor(private readonly context_: Context) {
         const { cards } = context_.texts;
         this.dialog_ = new Dialog(cards.importTitle, context_);
-        this.progress_ = h("progress", { "hidden": true, "value": 0, "aria-label": cards.importTitle });
-        this.list_ = h("ol", { "class": "import", "aria-label": cards.importTitle, "tabindex": 0, "hidden": true });
-        this.go_ = h("button", { type: "button", class: "primary", hidden: true, click: () => this.toggle() }, cards.start);
-        const file: HTMLInputElement = h("input", { type: "file", accept: ".csv,text/csv", change: () => void this.read(file.files?.[0]) });
+        this.progress_ = h("progress", { hidden: true, value: 0, "aria-label": cards.importTitle });
+        this.list_ = h("ol", { class: "import", "aria-label": cards.importTitle, tabindex: 0, hidden: true });
+        this.go_ = h(
+            "button",
+            { type: "button", class: "primary", hidden: true, click: () => this.toggle() },
+            cards.start,
+        );
+        const file: HTMLInputElement = h("input", {
+            type: "file",
+            accept: ".csv,text/csv",
+            change: () => void this.read(file.files?.[0]),
+        });
         this.dialog_.body.append(field(cards.file, file, cards.importHint), this.summary_, this.progress_, this.list_);
         this.dialog_.buttons.prepend(this.go_);
         this.dialog_.show();
@@ -61,7 +69,9 @@ class Import {
             return "";
         } catch (fault) {
             const { cards } = this.context_.texts;
-            return fault instanceof CardFileFault ? `${cards.line(fault.line)}: ${cards.fileFaults[fault.reason]}` : String(fault);
+            return fault instanceof CardFileFault
+                ? `${cards.line(fault.line)}: ${cards.fileFaults[fault.reason]}`
+                : String(fault);
         }
     }
 
@@ -74,7 +84,8 @@ class Import {
         const count = this.usable().length;
         this.items_.clear();
         this.list_.replaceChildren(...this.lines_.map((line) => this.item(line)));
-        this.summary_.textContent = this.lines_.length > 0 ? cards.importSummary(count, this.lines_.length - count) : "";
+        this.summary_.textContent =
+            this.lines_.length > 0 ? cards.importSummary(count, this.lines_.length - count) : "";
         this.list_.hidden = this.lines_.length === 0;
         this.go_.hidden = count === 0;
         this.go_.textContent = cards.start;
@@ -89,7 +100,9 @@ class Import {
         }
         this.items_.set(line, result);
         const place = Number.isNaN(line.gateway + line.lock) ? "" : doorName(line, this.context_);
-        const text = [line.label, line.card !== "" ? `*${line.card.slice(-4)}` : "", place].filter((part) => part !== "").join(", ");
+        const text = [line.label, line.card !== "" ? `*${line.card.slice(-4)}` : "", place]
+            .filter((part) => part !== "")
+            .join(", ");
         return h("li", {}, h("span", {}, h("span", { class: "aside" }, `${cards.line(line.line)} `), text), result);
     }
 
@@ -133,7 +146,13 @@ class Import {
     }
 
     private async patiently(line: CardLine): Promise<Outcome> {
-        const request = { operation: "whitelist-add", gateway: line.gateway, lock: line.lock, card: line.card, label: line.label };
+        const request = {
+            operation: "whitelist-add",
+            gateway: line.gateway,
+            lock: line.lock,
+            card: line.card,
+            label: line.label,
+        };
         let outcome = await this.context_.api.request(request);
         for (let tries = 1; tries < triesOfOne && outcome.result === "too-many"; tries += 1) {
             await new Promise((resolve) => setTimeout(resolve, patience));

@@ -19,17 +19,27 @@ function whatOf(row: Row, context: Context): HTMLElement {
 function placeOf(row: Row, context: Context): HTMLElement {
     const name = doorName(row, context);
     const place = placeText(row, context);
-    return h("span", { class: "place", title: place }, name, name !== place && h("span", { class: "aside" }, ` ${place}`));
+    return h(
+        "span",
+        { class: "place", title: place },
+        name,
+        name !== place && h("span", { class: "aside" }, ` ${place}`),
+    );
 }
 
 function rowItem(line: RowLine, context: Context, hasButtons: boolean): HTMLElement {
     const { row } = line;
     const isRequest = row.kind === "request";
     return h(
-        "li", { "class": `line of-${row.kind} is-${isRequest ? stateOfResult(row.result) : "event"}`, "data-n": row.n },
-        timeElement(row.time, context), placeOf(row, context), whatOf(row, context),
+        "li",
+        { class: `line of-${row.kind} is-${isRequest ? stateOfResult(row.result) : "event"}`, "data-n": row.n },
+        timeElement(row.time, context),
+        placeOf(row, context),
+        whatOf(row, context),
         h(
-            "span", { class: "end" }, isRequest && resultElement(row, context),
+            "span",
+            { class: "end" },
+            isRequest && resultElement(row, context),
             line.late > 0 && h("span", { class: "late" }, mark("warn"), context.texts.late(line.late)),
             hasButtons && row.cardEvent === true && line.isOfThisRun && giveButton(row, context),
         ),

@@ -10,16 +10,23 @@ const shapes: Record<State, { outline: string; sign: string; filled: boolean }> 
     bad: { outline: "M5.1 1h5.8L15 5.1v5.8L10.9 15H5.1L1 10.9V5.1z", sign: "M5.5 5.5l5 5M10.5 5.5l-5 5", filled: true },
     unsure: {
         outline: "M8 1.5a6.5 6.5 0 1 0 0 13 6.5 6.5 0 0 0 0-13z",
-        sign: "M6.2 6.2a1.8 1.8 0 1 1 2.6 1.6c-.6.3-.8.7-.8 1.3M8 11.2v.3", filled: false,
+        sign: "M6.2 6.2a1.8 1.8 0 1 1 2.6 1.6c-.6.3-.8.7-.8 1.3M8 11.2v.3",
+        filled: false,
     },
-    busy: { outline: "M8 1.5a6.5 6.5 0 1 0 0 13 6.5 6.5 0 0 0 0-13z", sign: "M4.9 8h.2M7.9 8h.2M10.9 8h.2", filled: false },
+    busy: {
+        outline: "M8 1.5a6.5 6.5 0 1 0 0 13 6.5 6.5 0 0 0 0-13z",
+        sign: "M4.9 8h.2M7.9 8h.2M10.9 8h.2",
+        filled: false,
+    },
 };
 
 export function mark(state: State): SVGElement {
     const shape = shapes[state];
     return svg(
-        "svg", { "class": `mark ${state}${shape.filled ? "" : " hollow"}`, "viewBox": "0 0 16 16", "aria-hidden": "true" },
-        svg("path", { class: "outline", d: shape.outline }), svg("path", { class: "sign", d: shape.sign }),
+        "svg",
+        { class: `mark ${state}${shape.filled ? "" : " hollow"}`, viewBox: "0 0 16 16", "aria-hidden": "true" },
+        svg("path", { class: "outline", d: shape.outline }),
+        svg("path", { class: "sign", d: shape.sign }),
     );
 }
 
@@ -38,5 +45,9 @@ const pictures: Record<string, string> = {
 };
 
 export function picture(name: string): SVGElement {
-    return svg("svg", { "class": "picture", "viewBox": "0 0 24 24", "aria-hidden": "true" }, svg("path", { d: pictures[name] }));
+    return svg(
+        "svg",
+        { class: "picture", viewBox: "0 0 24 24", "aria-hidden": "true" },
+        svg("path", { d: pictures[name] }),
+    );
 }

@@ -43,12 +43,16 @@ export function timeElement(time: number, context: Context): HTMLElement {
 
 function detailsOf(row: Pick<Row, "result" | "milliseconds" | "client">, context: Context): string {
     const { texts, clock } = context;
-    const seconds = row.result !== "" && row.milliseconds >= 0 ? texts.seconds(clock.number(row.milliseconds / 1000)) : "";
+    const seconds =
+        row.result !== "" && row.milliseconds >= 0 ? texts.seconds(clock.number(row.milliseconds / 1000)) : "";
     return [seconds, row.client ? texts.by(row.client) : ""].filter((part) => part !== "").join(", ");
 }
 
 // Mark and words for what became of a request: "done (0.8 s, by anna)".
-export function resultElement(row: Pick<Row, "result" | "errorCode" | "milliseconds" | "client">, context: Context): HTMLElement {
+export function resultElement(
+    row: Pick<Row, "result" | "errorCode" | "milliseconds" | "client">,
+    context: Context,
+): HTMLElement {
     const code = row.result === "nack" && row.errorCode !== 0 ? ` ${row.errorCode}` : "";
     const details = detailsOf(row, context);
     const text: Child[] = [

@@ -6,15 +6,26 @@ import { CsvFault, parseCsv } from "../../../../proxy/web/page/logic/csv";
 const fieldsOf = (text: string): string[][] => parseCsv(text).map((record) => record.fields);
 
 test("CSV: quoted fields have commas, doubled quotes and line breaks", () => {
-    deepEqual(fieldsOf('a,"b,c","say ""hi""","two\r\nlines"\r\nd,,'), [["a", "b,c", 'say "hi"', "two\r\nlines"], ["d", "", ""]]);
+    deepEqual(fieldsOf('a,"b,c","say ""hi""","two\r\nlines"\r\nd,,'), [
+        ["a", "b,c", 'say "hi"', "two\r\nlines"],
+        ["d", "", ""],
+    ]);
 });
 
 test("CSV: any line ending, a byte order mark and no line ending at the end are read", () => {
-    deepEqual(fieldsOf("\uFEFFa,b\nc,d\re,f\r\ng,h"), [["a", "b"], ["c", "d"], ["e", "f"], ["g", "h"]]);
+    deepEqual(fieldsOf("\uFEFFa,b\nc,d\re,f\r\ng,h"), [
+        ["a", "b"],
+        ["c", "d"],
+        ["e", "f"],
+        ["g", "h"],
+    ]);
 });
 
 test("CSV: empty lines are left out, and lines are counted as an editor counts them", () => {
-    deepEqual(parseCsv('a\n\n"x\ny",z\nb').map((record) => record.line), [1, 3, 5]);
+    deepEqual(
+        parseCsv('a\n\n"x\ny",z\nb').map((record) => record.line),
+        [1, 3, 5],
+    );
 });
 
 test("CSV: a quote that does not end, or goes on behind its end, is a fault with its line", () => {

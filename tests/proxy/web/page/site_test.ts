@@ -1,37 +1,65 @@
-import { deepEqual, equal, ok } from "node:assert/strict";
+import { deepEqual, equal, match, ok } from "node:assert/strict";
 import { test } from "node:test";
 import { viewBattery } from "../../../../proxy/web/page/logic/battery";
 import { Delays } from "../../../../proxy/web/page/logic/delays";
 import { EventCutter } from "../../../../proxy/web/page/logic/eventStream";
 import { matchesRow, matchesWords } from "../../../../proxy/web/page/logic/filters";
 import { healthItems } from "../../../../proxy/web/page/logic/health";
-import { lateSeconds } from "../../../../proxy/web/page/logic/times";
+import { Clock, lateSeconds } from "../../../../proxy/web/page/logic/times";
 import { stateOfDoor, troublesOf } from "../../../../proxy/web/page/logic/trouble";
 import { keptLines, Lines } from "../../../../proxy/web/page/model/lines";
 import type { Battery, Door, Health, Row } from "../../../../proxy/web/page/model/types";
 import { en } from "../../../../proxy/web/page/texts/en";
 
 const row = (n: number, more: Partial<Row> = {}): Row => ({
-    n, time: 1000, kind: "event", operation: "card", gateway: 1, lock: 5, card: "*1234", result: "", errorCode: 0,
-    milliseconds: 0, client: null, ...more,
-});
-
-const battery = (more: Partial<Battery> = {}): Battery => ({
-    time: 0, battery: "full", capacity_at_least: 95, battery_warning: false, battery_alarm: false, ...more,
-});
-
-const door = (more: Partial<Door> = {}): Door => ({
-    gateway: 1, gatewayName: "Cellar", lock: 5, name: "Front door", rights: ["open"], lastEvent: null, lastResult: null,
-    battery: null, busy: [], ...more,
-});
-
-const health = (more: Partial<Health> = {}): Health => ({
-    time: 0, mux: true, gateways: [{ gateway: 1, name: "Cellar", queue: 0, silent: false }], broker: null,
-    certificates: { server: 200, authority: null }, audit: { writable: true, rows: 1, bytes: 1, limit: 2, free: 2 ** 40 },
+    n,
+    time: 1000,
+    kind: "event",
+    operation: "card",
+    gateway: 1,
+    lock: 5,
+    card: "*1234",
+    result: "",
+    errorCode: 0,
+    milliseconds: 0,
+    client: null,
     ...more,
 });
 
-const idsOf = (lines: Lines): string[] => lines.all.map((line) => (line.type === "row" ? String(line.row.n) : line.type));
+const battery = (more: Partial<Battery> = {}): Battery => ({
+    time: 0,
+    battery: "full",
+    capacity_at_least: 95,
+    battery_warning: false,
+    battery_alarm: false,
+    ...more,
+});
+
+const door = (more: Partial<Door> = {}): Door => ({
+    gateway: 1,
+    gatewayName: "Cellar",
+    lock: 5,
+    name: "Front door",
+    rights: ["open"],
+    lastEvent: null,
+    lastResult: null,
+    battery: null,
+    busy: [],
+    ...more,
+});
+
+const health = (more: Partial<Health> = {}): Health => ({
+    time: 0,
+    mux: true,
+    gateways: [{ gateway: 1, name: "Cellar", queue: 0, silent: false }],
+    broker: null,
+    certificates: { server: 200, authority: null },
+    audit: { writable: true, rows: 1, bytes: 1, limit: 2, free: 2 ** 40 },
+    ...more,
+});
+
+const idsOf = (lines: Lines): string[] =>
+    lines.all.map((line) => (line.type === "row" ? String(line.row.n) : line.type));
 const notLate = (): number => 0;
 
 test("filters: all words in any order, without case and accents", () => {
@@ -43,13 +71,22 @@ test("filters: all words in any order, without case and accents", () => {
 test("filters: rows by door, by gateway, by kind and by what people read in them", () => {
     const matches = (filter: { place?: string; kind?: string; text?: string }): boolean =>
         matchesRow({ place: "", kind: "", text: "", ...filter }, row(1), (one) => `Front door ${one.card}`);
-    deepEqual([{ place: "1/5" }, { place: "1/" }, { kind: "event" }, { kind: "card" }, { text: "1234 front" }].map(matches), Array(5).fill(true));
-    deepEqual([{ place: "1/6" }, { place: "11/" }, { kind: "request" }, { kind: "pin" }, { text: "back" }].map(matches), Array(5).fill(false));
+    deepEqual(
+        [{ place: "1/5" }, { place: "1/" }, { kind: "event" }, { kind: "card" }, { text: "1234 front" }].map(matches),
+        Array(5).fill(true),
+    );
+    deepEqual(
+        [{ place: "1/6" }, { place: "11/" }, { kind: "request" }, { kind: "pin" }, { text: "back" }].map(matches),
+        Array(5).fill(false),
+    );
 });
 
 test("delays: from 1 s growing to 10 s, never outside, and again from 1 s after success", () => {
     const delays = new Delays();
-    deepEqual([0, 0, 0, 0, 0, 0, 0, 0].map((random) => delays.next(random)), [1000, 1500, 2250, 3375, 5063, 7594, 10000, 10000]);
+    deepEqual(
+        [0, 0, 0, 0, 0, 0, 0, 0].map((random) => delays.next(random)),
+        [1000, 1500, 2250, 3375, 5063, 7594, 10000, 10000],
+    );
     equal(delays.next(0.5), 9000);
     delays.reset();
     equal(delays.next(0.999), 1000);
@@ -61,7 +98,9 @@ test("stream: events cut anywhere arrive whole, comments are left out", () => {
     for (let cut = 1; cut < text.length; cut += 1) {
         const cutter = new EventCutter();
         const seen: string[] = [];
-        [text.slice(0, cut), text.slice(cut)].forEach((piece) => cutter.add(piece, (name, data) => seen.push(`${name} ${data}`)));
+        [text.slice(0, cut), text.slice(cut)].forEach((piece) =>
+            cutter.add(piece, (name, data) => seen.push(`${name} ${data}`)),
+        );
         deepEqual(seen, expected);
     }
 });
@@ -69,6 +108,20 @@ test("stream: events cut anywhere arrive whole, comments are left out", () => {
 test("late: more than 10 s between event and arrival", () => {
     equal(lateSeconds(1000, 11_000), 0);
     equal(lateSeconds(1000, 12_400), 11);
+});
+
+test("times: with the date unless it is today, with the year unless it is this one", () => {
+    const clock = new Clock("en-GB");
+    const now = new Date(2026, 2, 5, 23, 0, 0).getTime();
+    equal(clock.text(new Date(2026, 2, 5, 13, 4, 5).getTime(), now), "13:04:05");
+    match(clock.text(new Date(2026, 2, 4, 13, 4, 5).getTime(), now), /^4 Mar,? 13:04:05$/);
+    match(clock.text(new Date(2025, 2, 5, 13, 4, 5).getTime(), now), /^5 Mar 2025,? 13:04:05$/);
+});
+
+test("sizes: in units of 1024, in the language's numbers", () => {
+    equal(new Clock("de").bytes(1536), "1,5 KiB");
+    equal(new Clock("en").bytes(0), "0 B");
+    equal(new Clock("en").bytes(3 * 1024 ** 3), "3 GiB");
 });
 
 test("lines: each row once, the newest 500, with a note where rows may be missing", () => {
@@ -82,7 +135,10 @@ test("lines: each row once, the newest 500, with a note where rows may be missin
     lines.note("missed", 0, 3);
     lines.join("a", [row(13)], 0);
     deepEqual(idsOf(lines).slice(-3), ["9", "missed", "13"]);
-    lines.add(Array.from({ length: 600 }, (_, index) => row(14 + index)), notLate);
+    lines.add(
+        Array.from({ length: 600 }, (_, index) => row(14 + index)),
+        notLate,
+    );
     deepEqual([lines.all.length, idsOf(lines)[0]], [keptLines, "114"]);
 });
 
@@ -91,16 +147,30 @@ test("lines: numbers begin anew when the proxy was restarted, and old ones give 
     lines.join("a", [row(7)], 0);
     lines.join("b", [row(1)], 0);
     deepEqual(idsOf(lines), ["7", "restarted", "1"]);
-    deepEqual(lines.all.map((line) => line.type === "row" && line.isOfThisRun), [false, false, true]);
+    deepEqual(
+        lines.all.map((line) => line.type === "row" && line.isOfThisRun),
+        [false, false, true],
+    );
 });
 
 test("battery: what is not known is not guessed, and an alarm comes first", () => {
     deepEqual(viewBattery(null, en), { state: "unsure", text: "not known" });
-    deepEqual(viewBattery(battery({ battery: "not-available", capacity_at_least: 0 }), en), { state: "unsure", text: "not known" });
+    deepEqual(viewBattery(battery({ battery: "not-available", capacity_at_least: 0 }), en), {
+        state: "unsure",
+        text: "not known",
+    });
     deepEqual(viewBattery(battery(), en), { state: "good", text: "full, at least 95 %" });
-    deepEqual(viewBattery(battery({ battery: "medium", capacity_at_least: 0, battery_alarm: true, battery_warning: true }), en),
-        { state: "bad", text: "battery alarm, medium, below 80 %" });
-    deepEqual(viewBattery(battery({ reader_connected: false }), en), { state: "warn", text: "reader not connected, full, at least 95 %" });
+    deepEqual(
+        viewBattery(
+            battery({ battery: "medium", capacity_at_least: 0, battery_alarm: true, battery_warning: true }),
+            en,
+        ),
+        { state: "bad", text: "battery alarm, medium, below 80 %" },
+    );
+    deepEqual(viewBattery(battery({ reader_connected: false }), en), {
+        state: "warn",
+        text: "reader not connected, full, at least 95 %",
+    });
 });
 
 test("trouble: what concerns the door, not who asked", () => {
@@ -110,8 +180,11 @@ test("trouble: what concerns the door, not who asked", () => {
     deepEqual(textsOf(door({ lastResult: result("not-allowed") })), []);
     deepEqual(textsOf(door({ lastResult: result("nack", "whitelist-add") })), []);
     const silent = health({ gateways: [{ gateway: 1, name: "", queue: 0, silent: true }] });
-    deepEqual(textsOf(door({ battery: battery({ battery_warning: true }), lastResult: result("nack") }), silent),
-        ["gateway silent", "refused", "battery warning, full, at least 95 %"]);
+    deepEqual(textsOf(door({ battery: battery({ battery_warning: true }), lastResult: result("nack") }), silent), [
+        "gateway silent",
+        "refused",
+        "battery warning, full, at least 95 %",
+    ]);
     equal(stateOfDoor(door(), []), "unsure");
     equal(stateOfDoor(door({ lastResult: result("ack") }), []), "good");
 });
@@ -119,13 +192,21 @@ test("trouble: what concerns the door, not who asked", () => {
 test("health: each fault is told in words and as a state", () => {
     const bytes = (value: number): string => `${value} B`;
     const faultsOf = (more: Partial<Health>): string[] =>
-        healthItems(health(more), bytes, en).filter((item) => item.state !== "good").map((item) => `${item.state}: ${item.text}`);
+        healthItems(health(more), bytes, en)
+            .filter((item) => item.state !== "good")
+            .map((item) => `${item.state}: ${item.text}`);
     deepEqual(faultsOf({}), []);
     deepEqual(faultsOf({ mux: false }), ["bad: Mux not reachable"]);
-    deepEqual(faultsOf({ gateways: [{ gateway: 2, name: "", queue: 3, silent: true }] }), ["bad: Silent: Gateway 2, 3 requests wait"]);
+    deepEqual(faultsOf({ gateways: [{ gateway: 2, name: "", queue: 3, silent: true }] }), [
+        "bad: Silent: Gateway 2, 3 requests wait",
+    ]);
     deepEqual(faultsOf({ broker: { connected: false, waiting: 1 } }), ["bad: Broker not reachable, 1 message waits"]);
-    deepEqual(faultsOf({ certificates: { "server": 200, "revocation-list": 29 } }), ["warn: Certificates: 29 days"]);
+    deepEqual(faultsOf({ certificates: { server: 200, "revocation-list": 29 } }), ["warn: Certificates: 29 days"]);
     deepEqual(faultsOf({ certificates: { server: -1, authority: 29 } }), ["bad: A certificate has expired"]);
-    deepEqual(faultsOf({ audit: { writable: true, rows: 1, bytes: 1, limit: 2, free: 1000 } }), ["warn: Disk: 1000 B free"]);
-    deepEqual(faultsOf({ audit: { writable: false, rows: 1, bytes: 1, limit: 2, free: 1000 } }), ["bad: Audit cannot be written"]);
+    deepEqual(faultsOf({ audit: { writable: true, rows: 1, bytes: 1, limit: 2, free: 1000 } }), [
+        "warn: Disk: 1000 B free",
+    ]);
+    deepEqual(faultsOf({ audit: { writable: false, rows: 1, bytes: 1, limit: 2, free: 1000 } }), [
+        "bad: Audit cannot be written",
+    ]);
 });

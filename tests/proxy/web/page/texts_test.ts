@@ -16,7 +16,9 @@ function pathsOf(value: unknown, path = ""): string[] {
 function emptyOnes(value: unknown, path = ""): string[] {
     return typeof value === "object" && value !== null
         ? Object.entries(value).flatMap(([key, member]) => emptyOnes(member, `${path}.${key}`))
-        : value === "" ? [path] : [];
+        : value === ""
+          ? [path]
+          : [];
 }
 
 const outcome = (result: string, errorCode = 0) => ({ result, errorCode, milliseconds: 1 });
