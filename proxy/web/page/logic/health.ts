@@ -64,6 +64,9 @@ function auditItem(audit: Health["audit"], bytes: (value: number) => string, tex
     if (!audit.writable) {
         return { key: "audit", state: "bad", text: texts.health.auditFails };
     }
+    if (audit.free === null) {
+        return { key: "audit", state: "unsure", text: texts.health.disk(texts.notKnown) };
+    }
     const state = audit.free < leastFree ? "warn" : "good";
     return { key: "audit", state, text: texts.health.disk(bytes(audit.free)) };
 }

@@ -21,6 +21,7 @@ const states: Record<ResultName | PageResult, State> = {
     refused: "bad",
     "logged-out": "bad",
     "too-many": "bad",
+    failed: "warn",
 };
 
 const moving = new Set(["open", "close", "open-close", "event-open", "event-close", "event-open-close"]);
@@ -45,7 +46,10 @@ export function shortResult(result: string, texts: Texts): string {
     return isKnown(result) ? texts.results[result].short : result === "" ? texts.underWay : result;
 }
 
-function refusalReason(operation: string, errorCode: number, texts: Texts): string {
+function refusalReason(operation: string, errorCode: number, said: string, texts: Texts): string {
+    if (errorCode === 0 && said !== "") {
+        return texts.said(said);
+    }
     if (errorCode === 0) {
         return unnumbered.has(operation) ? texts.gatewayReasons.unnumbered : texts.gatewayReasons.request;
     }
@@ -68,7 +72,7 @@ export function explainResult(
         return acknowledged(operation, texts);
     }
     if (outcome.result === "nack") {
-        return texts.refusedByGateway(refusalReason(operation, outcome.errorCode, texts));
+        return texts.refusedByGateway(refusalReason(operation, outcome.errorCode, outcome.text ?? "", texts));
     }
     if (!isKnown(outcome.result)) {
         return shortResult(outcome.result, texts);
@@ -78,5 +82,6 @@ export function explainResult(
             ? texts.mayHaveMoved
             : texts.mayHaveBeenDone
         : texts.notDone;
-    return `${texts.results[outcome.result].long} ${consequence}`;
+    const said = outcome.text ? `${texts.said(outcome.text)} ` : "";
+    return `${texts.results[outcome.result].long} ${said}${consequence}`;
 }

@@ -47,16 +47,18 @@ async function call(method: string, path: string, timeout: number, headers: Reco
 }
 
 // Why a request has no answer. A refusal tells that nothing was done; a connection that broke does not.
-function outcomeOf(fault: ApiError): Outcome {
-    const names: Record<number, Outcome["result"]> = {
-        0: "cut-off",
-        401: "logged-out",
-        429: "too-many",
-        502: "cut-off",
-        503: "too-many",
-        504: "cut-off",
+export function outcomeOf(fault: ApiError): Outcome {
+    const names: Record<string, Outcome["result"]> = {
+        "cut-off": "cut-off",
+        "no-session": "logged-out",
+        "too-many": "too-many",
+        "not-allowed": "not-allowed",
+        "not-valid": "not-valid",
+        "not-readable": "refused",
     };
-    return { result: names[fault.status] ?? "refused", errorCode: 0, milliseconds: 0 };
+    const result = names[fault.reason] ?? (fault.status >= 500 ? "failed" : "refused");
+    const text = typeof fault.body.text === "string" ? fault.body.text : "";
+    return { result, errorCode: 0, milliseconds: 0, text };
 }
 
 // The server's doors to the page. Each call throws ApiError unless it says otherwise.

@@ -22,6 +22,10 @@ export interface NoteLine {
 
 export type Line = RowLine | NoteLine;
 
+function rowTime(line: Line): number {
+    return line.type === "row" ? line.row.time : 0;
+}
+
 // The newest lines, oldest first, at most `keptLines`; each is kept once.
 export class Lines {
     private lines_: Line[] = [];
@@ -55,17 +59,30 @@ export class Lines {
 
     // The rows of a whole picture of the site. A note tells when what came before does not join them.
     join(start: string, rows: Row[], time: number): Line[] {
-        const notes = this.start_ === "" ? [] : this.joint(start, rows, time);
+        if (this.start_ !== "" && this.start_ !== start) {
+            return this.joinRun(start, rows, time);
+        }
+        const notes = this.start_ === "" ? [] : this.joint(rows, time);
         this.start_ = start;
         return [...notes, ...this.add(rows, () => 0)];
     }
 
-    private joint(start: string, rows: Row[], time: number): Line[] {
-        if (start !== this.start_) {
-            this.newest_ = 0;
-            this.lines_ = this.lines_.map((line) => (line.type === "row" ? { ...line, isOfThisRun: false } : line));
-            return this.note("restarted", time);
-        }
+    // A new run numbers its rows anew, and begins with those of the audit: those that are here already are left out.
+    private joinRun(start: string, rows: Row[], time: number): Line[] {
+        const newest = this.lines_.reduce((latest, line) => Math.max(latest, rowTime(line)), 0);
+        this.lines_ = this.lines_.map((line) => (line.type === "row" ? { ...line, isOfThisRun: false } : line));
+        this.start_ = start;
+        this.newest_ = 0;
+        return [
+            ...this.note("restarted", time),
+            ...this.add(
+                rows.filter((row) => row.time > newest),
+                () => 0,
+            ),
+        ];
+    }
+
+    private joint(rows: Row[], time: number): Line[] {
         const isTold = this.lines_[this.lines_.length - 1]?.type === "missed";
         const joins = isTold || this.newest_ === 0 || rows.length === 0 || rows[0].n <= this.newest_ + 1;
         return joins ? [] : this.note("gap", time);

@@ -105,7 +105,7 @@ export interface Health {
     broker: { connected: boolean; waiting: number } | null;
     // Days until they expire; null if there is none.
     certificates: Record<string, number | null>;
-    audit: { writable: boolean; rows: number | null; bytes: number; limit: number; free: number };
+    audit: { writable: boolean; rows: number | null; bytes: number; limit: number; free: number | null };
 }
 
 export interface Session {
@@ -155,10 +155,12 @@ export interface Outcome {
     result: ResultName | PageResult;
     errorCode: number;
     milliseconds: number;
+    // What the server or gateway adds, in its own words.
+    text?: string;
 }
 
-// Outcomes that only the page knows: the connection broke, or the server refused to look at the request.
-export const pageResults = ["cut-off", "refused", "logged-out", "too-many"] as const;
+// Outcomes that only the page knows: the connection broke, the server refused to look at the request, or failed at it.
+export const pageResults = ["cut-off", "refused", "logged-out", "too-many", "failed"] as const;
 export type PageResult = (typeof pageResults)[number];
 
 export function doorKey(door: { gateway: number | null; lock: number | null }): string {

@@ -39,6 +39,7 @@ export const de: Texts = {
         },
         "cut-off": { short: "Verbindung verloren", long: "Die Verbindung zum Proxy brach ab, bevor die Antwort kam." },
         refused: { short: "abgelehnt", long: "Vom Proxy abgelehnt." },
+        failed: { short: "fehlgeschlagen", long: "Der Proxy ist daran gescheitert." },
         "logged-out": { short: "abgemeldet", long: "Ihre Sitzung ist beendet." },
         "too-many": {
             short: "zu viele",
@@ -122,6 +123,7 @@ export const de: Texts = {
     mayHaveMoved: "Die Tür kann sich bewegt haben.",
     mayHaveBeenDone: "Es kann ausgeführt worden sein.",
     notDone: "Nichts wurde ausgeführt.",
+    said: (text) => `„${text.trim()}“.`,
     refusedByGateway: (reason) => `Abgelehnt: ${reason} Nichts wurde ausgeführt.`,
     gatewayReasons: {
         unnumbered: "Das Gateway oder der Mux hat es abgewiesen; beim Öffnen und Schließen ohne Angabe des Grundes.",
@@ -196,7 +198,7 @@ export const de: Texts = {
         },
         days: (days) => (days < 0 ? "abgelaufen" : days === 1 ? "noch 1 Tag" : `noch ${days} Tage`),
         auditFails: "Protokoll nicht schreibbar",
-        disk: (free) => `Platte: ${free} frei`,
+        disk: (free) => `Platte frei: ${free}`,
         auditSize: (rows, bytes, limit) => `${rows} Zeilen, ${bytes} von ${limit}`,
         audit: "Protokoll",
         details: "Einzelheiten",

@@ -20,6 +20,7 @@ const results: Record<ResultName | PageResult, { short: string; long: string }> 
     "not-signed": { short: "not signed", long: "The command was not signed as this site requires." },
     "cut-off": { short: "connection lost", long: "The connection to the proxy broke before the answer came." },
     refused: { short: "refused", long: "Refused by the proxy." },
+    failed: { short: "failed", long: "The proxy failed at it." },
     "logged-out": { short: "logged out", long: "Your session has ended." },
     "too-many": { short: "too many", long: "The proxy has too much to do now. Try again in a moment." },
 };
@@ -135,6 +136,7 @@ export const en = {
     mayHaveMoved: "The door may have moved.",
     mayHaveBeenDone: "It may have been done.",
     notDone: "Nothing was done.",
+    said: (text: string) => `“${text.trim()}”.`,
     refusedByGateway: (reason: string) => `Refused: ${reason} Nothing was done.`,
     gatewayReasons: {
         unnumbered: "the gateway or the Mux turned it down; it gives no reason for opening and closing.",
@@ -209,7 +211,7 @@ export const en = {
         } as Record<string, string>,
         days: (days: number) => (days < 0 ? "expired" : days === 1 ? "1 day left" : `${days} days left`),
         auditFails: "Audit cannot be written",
-        disk: (free: string) => `Disk: ${free} free`,
+        disk: (free: string) => `Free disk: ${free}`,
         auditSize: (rows: string, bytes: string, limit: string) => `${rows} rows, ${bytes} of ${limit}`,
         audit: "Audit",
         details: "Details",

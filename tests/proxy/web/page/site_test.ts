@@ -142,11 +142,11 @@ test("lines: each row once, the newest 500, with a note where rows may be missin
     deepEqual([lines.all.length, idsOf(lines)[0]], [keptLines, "114"]);
 });
 
-test("lines: numbers begin anew when the proxy was restarted, and old ones give no access any more", () => {
+test("lines: a restarted proxy numbers anew, tells again what is here already, and gives no access to old cards", () => {
     const lines = new Lines();
-    lines.join("a", [row(7)], 0);
-    lines.join("b", [row(1)], 0);
-    deepEqual(idsOf(lines), ["7", "restarted", "1"]);
+    lines.join("a", [row(7, { time: 5 })], 0);
+    lines.join("b", [row(1, { time: 4 }), row(2, { time: 5 }), row(3, { time: 6 })], 0);
+    deepEqual(idsOf(lines), ["7", "restarted", "3"]);
     deepEqual(
         lines.all.map((line) => line.type === "row" && line.isOfThisRun),
         [false, false, true],
@@ -204,7 +204,7 @@ test("health: each fault is told in words and as a state", () => {
     deepEqual(faultsOf({ certificates: { server: 200, "revocation-list": 29 } }), ["warn: Certificates: 29 days"]);
     deepEqual(faultsOf({ certificates: { server: -1, authority: 29 } }), ["bad: A certificate has expired"]);
     deepEqual(faultsOf({ audit: { writable: true, rows: 1, bytes: 1, limit: 2, free: 1000 } }), [
-        "warn: Disk: 1000 B free",
+        "warn: Free disk: 1000 B",
     ]);
     deepEqual(faultsOf({ audit: { writable: false, rows: 1, bytes: 1, limit: 2, free: 1000 } }), [
         "bad: Audit cannot be written",

@@ -1,5 +1,6 @@
 import { deepEqual, equal, match, ok } from "node:assert/strict";
 import { test } from "node:test";
+import { ApiError, outcomeOf } from "../../../../proxy/web/page/model/api";
 import { chooseTexts, localeOf } from "../../../../proxy/web/page/logic/language";
 import { explainResult, stateOfResult } from "../../../../proxy/web/page/logic/results";
 import { pageResults, resultNames } from "../../../../proxy/web/page/model/types";
@@ -34,7 +35,7 @@ test("texts: each result says what it means for the door, and which leave it ope
         ok(text.endsWith("."), text);
         return text.includes("may have moved");
     });
-    deepEqual(open, ["no-answer", "ambiguous", "unknown", "cut-off"]);
+    deepEqual(open, ["no-answer", "ambiguous", "unknown", "cut-off", "failed"]);
 });
 
 test("texts: an acknowledged opening is done, and does not claim an open door", () => {
@@ -53,6 +54,29 @@ test("texts: a gateway's refusal is explained by its number, for opening and clo
     match(explainResult("open-close", outcome("nack", 8), de), /keinen Weg zu diesem Schloss/);
     match(explainResult("open", outcome("nack", 0), en), /no reason for opening and closing/);
     match(explainResult("status", outcome("nack", 200), en), /error 200/);
+});
+
+test("texts: what the server adds in its own words is quoted", () => {
+    const said = (result: string, text: string): string => explainResult("open", { ...outcome(result), text }, en);
+    equal(
+        said("nack", "No route for device address 6 on gateway 1"),
+        "Refused: “No route for device address 6 on gateway 1”. Nothing was done.",
+    );
+    equal(
+        said("not-valid", "a card is required"),
+        "The request was not valid. “a card is required”. Nothing was done.",
+    );
+});
+
+test("outcomes: what the server did not look at is not done, what it failed at may be", () => {
+    const resultOf = (status: number, reason: string): string => outcomeOf(new ApiError(status, reason)).result;
+    equal(resultOf(0, "cut-off"), "cut-off");
+    equal(resultOf(401, "no-session"), "logged-out");
+    equal(resultOf(403, "not-allowed"), "not-allowed");
+    equal(resultOf(403, "forged"), "refused");
+    equal(resultOf(429, "too-many"), "too-many");
+    equal(resultOf(503, "not-readable"), "refused");
+    equal(resultOf(500, "failed"), "failed");
 });
 
 test("texts: a result of a later proxy is shown by its name", () => {
