@@ -25,6 +25,8 @@ const states: Record<ResultName | PageResult, State> = {
 };
 
 const moving = new Set(["open", "close", "open-close", "event-open", "event-close", "event-open-close"]);
+// What the server adds to these tells more than their names.
+const inOwnWords = new Set(["not-valid", "refused"]);
 // Their refusals come without a number.
 const unnumbered = new Set(["open", "close", "event-open", "event-close"]);
 
@@ -82,6 +84,6 @@ export function explainResult(
             ? texts.mayHaveMoved
             : texts.mayHaveBeenDone
         : texts.notDone;
-    const said = outcome.text ? `${texts.said(outcome.text)} ` : "";
+    const said = outcome.text && inOwnWords.has(outcome.result) ? `${texts.said(outcome.text)} ` : "";
     return `${texts.results[outcome.result].long} ${said}${consequence}`;
 }

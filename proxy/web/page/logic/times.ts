@@ -15,6 +15,7 @@ export class Clock {
     private readonly day_: Intl.DateTimeFormat;
     private readonly minute_: Intl.DateTimeFormat;
     private readonly number_: Intl.NumberFormat;
+    private readonly short_: Intl.NumberFormat;
 
     constructor(language: string) {
         this.time_ = new Intl.DateTimeFormat(language, { timeStyle: "medium" });
@@ -29,6 +30,7 @@ export class Clock {
         this.withYear_ = new Intl.DateTimeFormat(language, { ...parts, year: "numeric" });
         this.day_ = new Intl.DateTimeFormat(language, { weekday: "long", day: "numeric", month: "long" });
         this.minute_ = new Intl.DateTimeFormat(language, { hour: "2-digit", minute: "2-digit" });
+        this.short_ = new Intl.NumberFormat(language, { maximumSignificantDigits: 2 });
         this.number_ = new Intl.NumberFormat(language, { maximumFractionDigits: 1 });
     }
 
@@ -50,6 +52,11 @@ export class Clock {
 
     number(value: number): string {
         return this.number_.format(value);
+    }
+
+    // Of a request: "0.04", "0.81", "15".
+    seconds(milliseconds: number): string {
+        return this.short_.format(milliseconds / 1000);
     }
 
     bytes(value: number): string {

@@ -85,8 +85,9 @@ export const de: Texts = {
         "audit-resumed": "Protokoll läuft wieder",
         "clock-doubted": "Uhr zweifelhaft",
         "messages-dropped": "Meldungen verworfen",
-        "log-in": "Angemeldet",
-        "log-out": "Abgemeldet",
+        "logged-in": "Angemeldet",
+        "logged-out": "Abgemeldet",
+        "log-in-refused": "Anmeldung abgewiesen",
     },
     kinds: {
         event: "Ereignis",

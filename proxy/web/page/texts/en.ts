@@ -81,8 +81,9 @@ const operations: Record<string, string> = {
     "audit-resumed": "Audit resumed",
     "clock-doubted": "Clock doubted",
     "messages-dropped": "Messages dropped",
-    "log-in": "Logged in",
-    "log-out": "Logged out",
+    "logged-in": "Logged in",
+    "logged-out": "Logged out",
+    "log-in-refused": "Log-in refused",
 };
 
 const kinds: Record<string, string> = {

@@ -43,8 +43,7 @@ export function timeElement(time: number, context: Context): HTMLElement {
 
 function detailsOf(row: Pick<Row, "result" | "milliseconds" | "client">, context: Context): string {
     const { texts, clock } = context;
-    const seconds =
-        row.result !== "" && row.milliseconds >= 0 ? texts.seconds(clock.number(row.milliseconds / 1000)) : "";
+    const seconds = row.result !== "" && row.milliseconds >= 0 ? texts.seconds(clock.seconds(row.milliseconds)) : "";
     return [seconds, row.client ? texts.by(row.client) : ""].filter((part) => part !== "").join(", ");
 }
 

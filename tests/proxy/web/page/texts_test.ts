@@ -62,6 +62,7 @@ test("texts: what the server adds in its own words is quoted", () => {
         said("nack", "No route for device address 6 on gateway 1"),
         "Refused: “No route for device address 6 on gateway 1”. Nothing was done.",
     );
+    equal(said("mux-away", "It cannot be reached"), "Not sent: the Mux cannot be reached. Nothing was done.");
     equal(
         said("not-valid", "a card is required"),
         "The request was not valid. “a card is required”. Nothing was done.",
