@@ -74,7 +74,7 @@ void Server::Run() {
     PlanCheckOfClients();
     WarnOfExpiry();
     services_.Start(
-        dispatcher_, audit_, [this] { return clients_.size(); }, [this] { Plan(); });
+        dispatcher_, audit_, [this] { return clients_.size(); }, [this] { Plan(); }, [this] { EndIfAllHaveGone(); });
     mux_.Start();
     audit_.Add(0, ProxyRow("started"));
     sd_notify(0, "READY=1");
@@ -159,9 +159,7 @@ void Server::SessionEnded(ClientSession& session, const std::string& reason) {
         byNetwork_.erase(ofNetwork);
     }
     sessions_.erase(&session);
-    if (isEnding_ && sessions_.empty()) {
-        timer_.cancel();
-    }
+    EndIfAllHaveGone();
 }
 
 void Server::MuxLinkOpened() {
@@ -331,7 +329,12 @@ void Server::Stop() {
     }
     timer_.expires_after(kLongestEnd);
     timer_.async_wait([this](const Error&) { loop_.stop(); });
-    if (sessions_.empty()) {
+    services_.End();
+    EndIfAllHaveGone();
+}
+
+void Server::EndIfAllHaveGone() {
+    if (isEnding_ && sessions_.empty() && services_.HasEnded()) {
         timer_.cancel();
     }
 }

@@ -80,6 +80,7 @@ class Server : private SessionOwner, private MuxLinkOwner, private DispatcherPor
     void WarnOfExpiry();
     void MakeRoomForHandshake();
     void Stop();
+    void EndIfAllHaveGone();
     void Plan();
 
     const Configuration configuration_;

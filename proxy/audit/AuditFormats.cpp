@@ -151,22 +151,11 @@ class CsvPrinter : public AuditPrinter {
   private:
     void PrintRow(const AuditEntry& entry) {
         const AuditRow& row = entry.row;
-        output_ << entry.id << ',' << ExactTime(row.time, isUtc_) << ',' << Field(row.kind) << ',' << Field(row.client)
-                << ',' << Field(row.address) << ',' << Field(row.operation) << ',' << NumberText(row.gateway) << ','
-                << NumberText(row.lock) << ',' << Field(row.card) << ',' << Field(row.result) << ',' << row.errorCode
-                << ',' << row.elapsed.count() << ',' << Field(row.remark) << "\r\n";
-    }
-
-    static std::string Field(const std::string& text) {
-        std::string line = OneLine(text);
-        if (line.find_first_of(",\"") == std::string::npos) {
-            return line;
-        }
-        std::string quoted = "\"";
-        for (const char character : line) {
-            quoted.append(character == '"' ? 2 : 1, character);
-        }
-        return quoted + '"';
+        output_ << entry.id << ',' << ExactTime(row.time, isUtc_) << ',' << CsvField(row.kind) << ','
+                << CsvField(row.client) << ',' << CsvField(row.address) << ',' << CsvField(row.operation) << ','
+                << NumberText(row.gateway) << ',' << NumberText(row.lock) << ',' << CsvField(row.card) << ','
+                << CsvField(row.result) << ',' << row.errorCode << ',' << row.elapsed.count() << ','
+                << CsvField(row.remark) << "\r\n";
     }
 
     std::ostream& output_;

@@ -46,4 +46,18 @@ AuditRow Storable(AuditRow row, bool wholeCards) {
     return row;
 }
 
+std::string CsvField(const std::string& text) {
+    const std::string line = OneLine(text);
+    const bool isFormula = line.find_first_of("=+-@") == 0;
+    const std::string field = isFormula ? "'" + line : line;
+    if (field.find_first_of(",\"") == std::string::npos) {
+        return field;
+    }
+    std::string quoted = "\"";
+    for (const char character : field) {
+        quoted.append(character == '"' ? 2 : 1, character);
+    }
+    return quoted + '"';
+}
+
 }  // namespace MuxProxy

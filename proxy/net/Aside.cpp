@@ -1,6 +1,7 @@
 #include "proxy/net/Aside.h"
 
 #include <boost/asio/post.hpp>
+#include <system_error>
 #include <utility>
 
 #include "proxy/audit/SilentThread.h"
@@ -24,19 +25,39 @@ void Aside::Start() {
     if (thread_.joinable()) {
         thread_.join();
     }
-    thread_ = StartSilentThread([this, work = works_.front().work] {
-        work();
-        boost::asio::post(loop_, [this] {
-            const std::function<void()> done = std::move(works_.front().done);
-            works_.pop_front();
-            if (!works_.empty()) {
-                Start();
-            }
-            if (done) {
-                done();
-            }
+    const auto end = [this] { boost::asio::post(loop_, [this] { Ended(); }); };
+    try {
+        thread_ = StartSilentThread([work = works_.front().work, end] {
+            work();
+            end();
         });
-    });
+    } catch (const std::system_error&) {
+        works_.front().work();
+        end();
+    }
+}
+
+void Aside::Ended() {
+    const std::function<void()> done = std::move(works_.front().done);
+    works_.pop_front();
+    if (!works_.empty()) {
+        Start();
+    }
+    if (done) {
+        done();
+    }
+}
+
+void Aside::Finish() {
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+    for (bool isFirst = true; !works_.empty(); isFirst = false) {
+        if (!isFirst) {
+            works_.front().work();
+        }
+        works_.pop_front();
+    }
 }
 
 }  // namespace MuxProxy

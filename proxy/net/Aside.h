@@ -13,14 +13,18 @@ class Aside {
   public:
     // The loop outlives it.
     explicit Aside(boost::asio::io_context& loop) : loop_(loop) {}
-    // Waits for what is under way; what was to follow is left out. The loop runs no more.
+    // Waits for what is under way; what was to follow is left out, but for what Finish() did. The loop runs no more.
     ~Aside();
     Aside(const Aside&) = delete;
     Aside& operator=(const Aside&) = delete;
 
     // `work` runs on that thread; it must not throw, and what it captures must outlive this object. `done` is called
-    // from the loop afterwards, and never copied to that thread. Throws std::system_error if no thread can be started.
+    // from the loop afterwards, and never copied to that thread. If no thread can be started, `work` is done at once,
+    // in the place of waiting for ever.
     void Do(std::function<void()> work, std::function<void()> done = {});
+
+    // Waits for what is under way and does what was to follow, without calling `done`. The loop runs no more.
+    void Finish();
 
   private:
     struct Work {
@@ -29,6 +33,7 @@ class Aside {
     };
 
     void Start();
+    void Ended();
 
     boost::asio::io_context& loop_;
     // What is under way, and what waits for it.

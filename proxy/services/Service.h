@@ -23,6 +23,8 @@ struct ServicePorts {
     Insiders& insiders;
     // Counts the connections of clients.
     std::function<std::size_t()> connections;
+    // To be called when HasEnded() has become true.
+    std::function<void()> ended;
 };
 
 // A part of the proxy that stands beside the entrance when the file has its section, and needs libraries that a plain
@@ -35,6 +37,9 @@ class Service {
     virtual void AddHooks(AuditHooks& hooks) = 0;
     virtual void Start(const ServicePorts& ports) = 0;
     virtual void Stop() = 0;
+    // Behind Stop(), when every request has its answer: takes leave of who waited for one.
+    virtual void End() {}
+    virtual bool HasEnded() const { return true; }
     virtual void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) = 0;
     // As those of DispatcherPorts; events about batteries too.
     virtual void EventCame(const AuditRow& event) { static_cast<void>(event); }

@@ -1,5 +1,6 @@
 #include "proxy/services/Services.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "proxy/audit/AuditReader.h"
@@ -34,14 +35,14 @@ AuditHooks Services::Hooks() {
 }
 
 void Services::Start(Dispatcher& dispatcher, AuditLog& audit, const std::function<std::size_t()>& connections,
-                     std::function<void()> called) {
+                     std::function<void()> called, const std::function<void()>& ended) {
     audit_ = &audit;
     insiders_.emplace(loop_, dispatcher, std::move(called));
     if (roundSettings_) {
         asker_.emplace(loop_, dispatcher, *insiders_, locks_, roundSettings_->interval);
     }
     for (const auto& service : services_) {
-        service->Start({dispatcher, audit, *insiders_, connections});
+        service->Start({dispatcher, audit, *insiders_, connections, ended});
     }
 }
 
@@ -52,6 +53,16 @@ void Services::Stop() {
     for (const auto& service : services_) {
         service->Stop();
     }
+}
+
+void Services::End() {
+    for (const auto& service : services_) {
+        service->End();
+    }
+}
+
+bool Services::HasEnded() const {
+    return std::all_of(services_.begin(), services_.end(), [](const auto& service) { return service->HasEnded(); });
 }
 
 void Services::TakeAnswer(ConnectionNumber connection, const std::string& text) {

@@ -23,10 +23,14 @@ class Services {
     // What the audit tells them, on its own thread; the audit ends before this object.
     AuditHooks Hooks();
 
-    // Begins. `connections` counts those of clients; `called` is called when the dispatcher was. All outlive it.
+    // Begins. `connections` counts those of clients; `called` is called when the dispatcher was, `ended` when
+    // HasEnded() has become true. All outlive it.
     void Start(Dispatcher& dispatcher, AuditLog& audit, const std::function<std::size_t()>& connections,
-               std::function<void()> called);
+               std::function<void()> called, const std::function<void()>& ended);
     void Stop();
+    // As those of Service.
+    void End();
+    bool HasEnded() const;
 
     // Takes what the dispatcher sends to none of the clients outside.
     void TakeAnswer(ConnectionNumber connection, const std::string& text);

@@ -33,7 +33,7 @@ struct CardEntry {
 // network loop.
 class CardList {
   public:
-    static constexpr std::int64_t kMost = 100000;
+    static constexpr std::int64_t kMost = 10000;
 
     // Begins the file if it is missing, for its owner and group.
     explicit CardList(const std::string& file);

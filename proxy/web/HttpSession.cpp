@@ -52,7 +52,7 @@ void HttpSession::BeginRequest() {
     parser_->body_limit(kLongestBody);
     parser_->eager(true);
     if (IsOpen()) {
-        WatchReading(kLongestIdle, "nothing came for too long");
+        WatchReading(isKnown_ ? kLongestIdle : kLongestIdleOfStrangers, "nothing came for too long");
     }
 }
 
@@ -116,10 +116,16 @@ void HttpSession::Answer(HttpResponse response) {
         response.keep_alive(!isLast);
     }
     response.prepare_payload();
+    state_ = State::kSending;
     Append(HeaderText(response));
     Append(response.body());
-    if (isLast) {
+    if (isLast || isFinishing_) {
         CloseWhenSent("");
+    }
+}
+
+void HttpSession::AllSent() {
+    if (state_ != State::kSending) {
         return;
     }
     BeginRequest();
@@ -130,6 +136,13 @@ void HttpSession::Answer(HttpResponse response) {
     });
 }
 
+void HttpSession::Finish() {
+    isFinishing_ = true;
+    if (state_ != State::kAnswering) {
+        CloseWhenSent("");
+    }
+}
+
 void HttpSession::BeginStream(HttpResponse header) {
     if (IsOpen()) {
         state_ = State::kStreaming;
@@ -138,7 +151,7 @@ void HttpSession::BeginStream(HttpResponse header) {
 }
 
 void HttpSession::Stream(std::string_view text) {
-    if (IsOpen()) {
+    if (IsOpen() && !text.empty()) {
         Append(text);
     }
 }

@@ -47,6 +47,8 @@ class HttpSession : public TlsSession {
     // From the first byte of a request to its last, and from one to the next.
     static constexpr std::chrono::seconds kLongestRequest{10};
     static constexpr std::chrono::seconds kLongestIdle{60};
+    // Of strangers, who have no session of the page.
+    static constexpr std::chrono::seconds kLongestIdleOfStrangers{10};
 
     // The owner and the turns outlive the loop's last run. Throws std::bad_alloc.
     HttpSession(Socket socket, std::shared_ptr<const Certificates> certificates, SessionTurns& turns, HttpOwner& owner);
@@ -54,6 +56,11 @@ class HttpSession : public TlsSession {
 
     // The answer to the request that was received. Does nothing on a closed session.
     void Answer(HttpResponse response);
+    // Closes the connection when its answer was sent, if there is one to come.
+    void Finish();
+    // Somebody who is logged in uses it.
+    void SetKnown() { isKnown_ = true; }
+    bool IsKnown() const { return isKnown_; }
     // Called once if the browser goes before the answer.
     void SetGone(std::function<void()> gone) { gone_ = std::move(gone); }
 
@@ -73,10 +80,12 @@ class HttpSession : public TlsSession {
   private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
 
-    enum class State { kReceiving, kAnswering, kStreaming };
+    // The next request is read when the answer to the last one was taken: nobody piles answers up.
+    enum class State { kReceiving, kAnswering, kSending, kStreaming };
 
     void Shaken() override;
     void Read() override;
+    void AllSent() override;
     void Ended(const std::string& reason) override;
 
     void ReadSome(unsigned steps);
@@ -92,6 +101,8 @@ class HttpSession : public TlsSession {
     std::string received_;
     std::optional<Parser> parser_;
     bool hasBegun_ = false;
+    bool isKnown_ = false;
+    bool isFinishing_ = false;
     std::function<void()> gone_;
 };
 

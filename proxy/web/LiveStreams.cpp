@@ -50,9 +50,12 @@ void LiveStreams::Remove(HttpSession& connection) {
 }
 
 void LiveStreams::EndSession(WebSessionNumber session) {
-    for (const auto& [connection, stream] : streams_) {
-        if (stream.session == session) {
-            connection->CloseWhenSent("its session has ended");
+    for (auto stream = streams_.begin(); stream != streams_.end();) {
+        if (stream->second.session == session) {
+            stream->first->Close("its session has ended");
+            stream = streams_.erase(stream);
+        } else {
+            ++stream;
         }
     }
 }
@@ -93,10 +96,17 @@ void LiveStreams::RightsChanged() {
 
 void LiveStreams::HealthCame(const SiteHealth& health) {
     health_ = health;
+    const auto now = std::chrono::system_clock::now();
+    std::map<std::string, std::string> texts;
     for (auto& [connection, stream] : streams_) {
-        if (!stream.needsSite && connection->WaitingBytes() <= kMostWaiting) {
-            SendHealth(stream);
+        if (stream.needsSite || connection->WaitingBytes() > kMostWaiting) {
+            continue;
         }
+        const auto [text, isNew] = texts.try_emplace(stream.name);
+        if (isNew) {
+            text->second = HealthFor(ports_.viewerOf(stream.name), now);
+        }
+        SendHealth(stream, text->second, now);
     }
 }
 
@@ -115,8 +125,9 @@ void LiveStreams::Collect() {
 
 void LiveStreams::Flush() {
     std::size_t room = RoomForStates();
+    NewsByName news;
     for (auto& [connection, stream] : streams_) {
-        FlushTo(stream, room);
+        FlushTo(stream, room, news);
     }
     rows_.clear();
     busy_.clear();
@@ -134,21 +145,31 @@ std::size_t LiveStreams::RoomForStates() const {
     return waiting < kMostWaitingTogether ? kStatesAtOnce : 0;
 }
 
-void LiveStreams::FlushTo(Stream& stream, std::size_t& room) {
+void LiveStreams::FlushTo(Stream& stream, std::size_t& room, NewsByName& news) {
     const Viewer viewer = ports_.viewerOf(stream.name);
     if (stream.connection->WaitingBytes() > kMostWaiting) {
         stream.needsSite = true;
-        stream.missed += CountFor(viewer);
+        Miss(stream, viewer);
+    } else if (stream.needsSite && room > 0) {
+        room -= std::min(room, SendSite(stream, viewer));
     } else if (stream.needsSite) {
-        room -= room > 0 ? std::min(room, SendSite(stream, viewer)) : 0;
+        Miss(stream, viewer);
     } else {
-        SendNews(stream, viewer);
+        const auto [found, isNew] = news.try_emplace(stream.name);
+        if (isNew) {
+            found->second = NewsFor(viewer);
+        }
+        stream.connection->Stream(found->second);
     }
 }
 
-std::size_t LiveStreams::CountFor(const Viewer& viewer) const {
-    return static_cast<std::size_t>(
+void LiveStreams::Miss(Stream& stream, const Viewer& viewer) const {
+    if (!stream.hasState || rows_.empty()) {
+        return;
+    }
+    stream.missed += static_cast<std::size_t>(
         std::count_if(rows_.begin(), rows_.end(), [&](const PageRow& row) { return site_.Sees(row, viewer); }));
+    stream.firstMissed = stream.firstMissed.value_or(rows_.front().number);
 }
 
 std::vector<std::string> LiveStreams::RowsFor(const Viewer& viewer) const {
@@ -161,7 +182,7 @@ std::vector<std::string> LiveStreams::RowsFor(const Viewer& viewer) const {
     return texts;
 }
 
-void LiveStreams::SendNews(const Stream& stream, const Viewer& viewer) {
+std::string LiveStreams::NewsFor(const Viewer& viewer) const {
     std::string text;
     if (const std::vector<std::string> rows = RowsFor(viewer); !rows.empty()) {
         text += StreamEvent("rows", JsonArray(rows));
@@ -172,47 +193,59 @@ void LiveStreams::SendNews(const Stream& stream, const Viewer& viewer) {
         }
     }
     for (const Key& key : batteries_) {
-        if (site_.SeesDoor(LockOf(key), viewer)) {
-            text += StreamEvent("battery", site_.BatteryText(LockOf(key)));
+        if (site_.MayDo(Right::kStatus, LockOf(key), viewer)) {
+            text += StreamEvent("battery", site_.BatteryText(LockOf(key), viewer));
         }
     }
-    if (!text.empty()) {
-        stream.connection->Stream(text);
-    }
+    return text;
 }
 
+// The state has the last of the rows that were left out.
 std::size_t LiveStreams::SendSite(Stream& stream, const Viewer& viewer) {
-    const std::size_t missed = std::exchange(stream.missed, 0);
-    if (missed > 0) {
-        stream.connection->Stream(
-            StreamEvent("missed", JsonObject().Number("count", static_cast<std::int64_t>(missed)).Json()));
+    const std::size_t shown = stream.firstMissed ? site_.CountFrom(*stream.firstMissed, viewer) : 0;
+    if (stream.missed > shown) {
+        const auto count = static_cast<std::int64_t>(stream.missed - shown);
+        stream.connection->Stream(StreamEvent("missed", JsonObject().Number("count", count).Json()));
     }
     const std::string state = StreamEvent("site", site_.SiteText(viewer));
     stream.connection->Stream(state);
     stream.needsSite = false;
-    SendHealth(stream);
+    stream.missed = 0;
+    stream.firstMissed.reset();
+    stream.hasState = true;
+    const auto now = std::chrono::system_clock::now();
+    SendHealth(stream, HealthFor(viewer, now), now);
     return state.size();
 }
 
-// Nothing if the page has it already.
-void LiveStreams::SendHealth(Stream& stream) {
-    const Viewer viewer = ports_.viewerOf(stream.name);
-    const auto now = std::chrono::system_clock::now();
-    std::string health = health_.Text(now, [&](std::int32_t gateway) { return site_.SeesGateway(gateway, viewer); });
-    if (health != stream.health) {
+// Nothing for those who see no door.
+std::string LiveStreams::HealthFor(const Viewer& viewer, std::chrono::system_clock::time_point now) const {
+    return !site_.SeesAnyDoor(viewer)
+               ? ""
+               : health_.Text(now, [&](std::int32_t gateway) { return site_.SeesGateway(gateway, viewer); });
+}
+
+void LiveStreams::SendHealth(Stream& stream, const std::string& health, std::chrono::system_clock::time_point now) {
+    if (!health.empty() && health != stream.health) {
         const std::string timed = "{\"time\":" + std::to_string(MillisecondsOf(now)) + ',' + std::string(health, 1);
         stream.connection->Stream(StreamEvent("health", timed));
-        stream.health = std::move(health);
+        stream.health = health;
     }
 }
 
+// A use may end sessions, and with them streams.
 void LiveStreams::SendSigns() {
+    std::set<WebSessionNumber> sessions;
     for (const auto& [connection, stream] : streams_) {
-        if (ports_.use(stream.session)) {
-            connection->Stream(kSign);
-        } else {
-            connection->CloseWhenSent("its session has ended");
+        sessions.insert(stream.session);
+    }
+    for (const WebSessionNumber session : sessions) {
+        if (!ports_.use(session)) {
+            EndSession(session);
         }
+    }
+    for (const auto& [connection, stream] : streams_) {
+        connection->Stream(kSign);
     }
     signTimer_.expires_after(kBetweenSigns);
     signTimer_.async_wait([this](const Error& error) {

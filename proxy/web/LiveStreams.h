@@ -4,9 +4,10 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -70,21 +71,30 @@ class LiveStreams {
         std::string name;
         // The state of the site is sent next: at the beginning, since rows were left out, or since rights have changed.
         bool needsSite = true;
+        // Rows that were left out, and the number of the first; nothing before the first state.
         std::size_t missed = 0;
+        std::optional<std::uint64_t> firstMissed;
+        bool hasState = false;
         std::string health;
     };
+
+    // Made once for all pages of one name.
+    using NewsByName = std::map<std::string, std::string>;
 
     void Collect();
     void Flush();
     // What this pass may send of states; less is left afterwards.
     std::size_t RoomForStates() const;
-    void FlushTo(Stream& stream, std::size_t& room);
-    void SendNews(const Stream& stream, const Viewer& viewer);
+    void FlushTo(Stream& stream, std::size_t& room, NewsByName& news);
+    void Miss(Stream& stream, const Viewer& viewer) const;
+    // What came, as the stream has it.
+    std::string NewsFor(const Viewer& viewer) const;
     // Returns its length.
     std::size_t SendSite(Stream& stream, const Viewer& viewer);
-    void SendHealth(Stream& stream);
+    // Nothing if the page has it already, or may not see any.
+    static void SendHealth(Stream& stream, const std::string& health, std::chrono::system_clock::time_point now);
+    std::string HealthFor(const Viewer& viewer, std::chrono::system_clock::time_point now) const;
     std::vector<std::string> RowsFor(const Viewer& viewer) const;
-    std::size_t CountFor(const Viewer& viewer) const;
     void SendSigns();
 
     const SiteState& site_;

@@ -50,8 +50,9 @@ SiteState::SiteState(const MuxLocks& locks, std::shared_ptr<const Rights> rights
 
 void SiteState::TakeHistory(const std::vector<AuditRow>& rows) {
     for (const AuditRow& row : rows) {
-        const bool isAboutDoor = row.gateway && row.lock && !row.result.empty();
-        if (row.kind == "event" || (row.kind == "request" && isAboutDoor)) {
+        const bool isEvent = row.kind == "event";
+        const bool isAnswered = row.kind == "request" && !row.result.empty() && !row.client.empty();
+        if (row.gateway && row.lock && (isEvent || isAnswered)) {
             AddRow(row, "");
         }
     }
@@ -79,15 +80,21 @@ SiteState::Door* SiteState::DoorOf(const MuxClient::LockAddress& lock) {
     return &doors_.back();
 }
 
-PageRow* SiteState::AddRow(AuditRow row, std::string wholeCard) {
+const PageRow* SiteState::AddRow(AuditRow row, const std::string& wholeCard) {
     const MuxClient::LockAddress lock = LockOf(row);
     const bool isEvent = row.kind == "event";
     row.lock = lock.lock;
-    rows_.push_back({++lastRow_, std::move(row), std::move(wholeCard)});
+    rows_.push_back({++lastRow_, std::move(row), !wholeCard.empty()});
     if (rows_.size() > kMostRows) {
         rows_.pop_front();
     }
-    PageRow& added = rows_.back();
+    const PageRow& added = rows_.back();
+    if (added.hasCard) {
+        cards_.push_back({added, wholeCard});
+    }
+    if (cards_.size() > kMostCards) {
+        cards_.pop_front();
+    }
     const bool isOfDoor = isEvent || added.row.result == "ack";
     Door* const door = isOfDoor || FindDoor(lock) != nullptr ? DoorOf(lock) : nullptr;
     if (door != nullptr) {
@@ -118,7 +125,7 @@ const PageRow* SiteState::RequestEnded(const TakenRequest& request, const Reques
     if (FindDoor(request.content.lock) != nullptr) {
         DoorOf(request.content.lock)->busy.erase(request.number);
     }
-    return AddRow(std::move(row), "");
+    return request.client.empty() ? nullptr : AddRow(std::move(row), "");
 }
 
 bool SiteState::StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) {
@@ -147,17 +154,40 @@ bool SiteState::SeesGateway(std::int32_t gateway, const Viewer& viewer) const {
     });
 }
 
+bool SiteState::SeesAnyDoor(const Viewer& viewer) const {
+    return std::any_of(doors_.begin(), doors_.end(),
+                       [&](const Door& door) { return SeesDoor(door.lock.address, viewer); });
+}
+
+bool SiteState::SeesRequest(const std::string& client, const std::string& operation, const MuxClient::LockAddress& lock,
+                            const Viewer& viewer) const {
+    const RequestKind* const kind = FindRequestKind(operation);
+    return SeesDoor(lock, viewer) &&
+           (client == viewer.name || viewer.isAuditor || (kind != nullptr && MayDo(kind->right, lock, viewer)));
+}
+
 bool SiteState::Sees(const PageRow& row, const Viewer& viewer) const {
     const MuxClient::LockAddress lock{*row.row.gateway, *row.row.lock};
     return row.row.kind == "event"
                ? rights_->SeesEvent(viewer.name, lock.gateway, static_cast<std::uint16_t>(lock.lock))
-               : SeesDoor(lock, viewer);
+               : SeesRequest(row.row.client, row.row.operation, lock, viewer);
+}
+
+std::size_t SiteState::CountFrom(std::uint64_t number, const Viewer& viewer) const {
+    return static_cast<std::size_t>(std::count_if(
+        rows_.begin(), rows_.end(), [&](const PageRow& row) { return row.number >= number && Sees(row, viewer); }));
+}
+
+bool SiteState::MayEnterCards(const Viewer& viewer) const {
+    const std::vector<const Rule*> rules = rights_->RulesOf(viewer.name);
+    return std::any_of(rules.begin(), rules.end(),
+                       [](const Rule* rule) { return rule->rights.test(static_cast<std::size_t>(Right::kWhitelist)); });
 }
 
 std::string SiteState::CardOf(std::uint64_t row, const Viewer& viewer) const {
     const auto found =
-        std::find_if(rows_.begin(), rows_.end(), [row](const PageRow& kept) { return kept.number == row; });
-    return found != rows_.end() && Sees(*found, viewer) ? found->wholeCard : "";
+        std::find_if(cards_.begin(), cards_.end(), [row](const Card& card) { return card.event.number == row; });
+    return found != cards_.end() && Sees(found->event, viewer) ? found->digits : "";
 }
 
 std::string SiteState::RowText(const PageRow& row, const Viewer& viewer) const {
@@ -174,7 +204,7 @@ std::string SiteState::RowText(const PageRow& row, const Viewer& viewer) const {
         .Number("errorCode", content.errorCode)
         .Number("milliseconds", content.elapsed.count());
     AddClient(object, content.client, viewer);
-    if (!row.wholeCard.empty()) {
+    if (row.hasCard && MayEnterCards(viewer)) {
         object.Flag("cardEvent", true);
     }
     return object.Json();
@@ -187,6 +217,9 @@ std::string SiteState::RowOrNull(const std::optional<PageRow>& row, const Viewer
 std::string SiteState::BusyArray(const Door& door, const Viewer& viewer) const {
     std::vector<std::string> texts;
     for (const auto& [number, busy] : door.busy) {
+        if (!SeesRequest(busy.client, busy.operation, door.lock.address, viewer)) {
+            continue;
+        }
         JsonObject object;
         object.Text("operation", busy.operation).Number("since", MillisecondsOf(busy.since));
         AddClient(object, busy.client, viewer);
@@ -204,12 +237,16 @@ std::string SiteState::BusyText(const MuxClient::LockAddress& lock, const Viewer
     return object.Json();
 }
 
-std::string SiteState::BatteryText(const MuxClient::LockAddress& lock) const {
+std::string SiteState::BatteryOf(const Door& door, const Viewer& viewer) const {
+    return MayDo(Right::kStatus, door.lock.address, viewer) ? door.battery : "";
+}
+
+std::string SiteState::BatteryText(const MuxClient::LockAddress& lock, const Viewer& viewer) const {
     const Door* const door = FindDoor(lock);
     JsonObject object;
     object.Number("gateway", lock.gateway)
         .Number("lock", lock.lock)
-        .Value("battery", door != nullptr ? door->battery : "");
+        .Value("battery", door != nullptr ? BatteryOf(*door, viewer) : "");
     return object.Json();
 }
 
@@ -229,7 +266,7 @@ std::string SiteState::DoorText(const Door& door, const Viewer& viewer) const {
         .Values("rights", rights)
         .Value("lastEvent", RowOrNull(door.lastEvent, viewer))
         .Value("lastResult", RowOrNull(door.lastResult, viewer))
-        .Value("battery", door.battery)
+        .Value("battery", BatteryOf(door, viewer))
         .Value("busy", BusyArray(door, viewer));
     return object.Json();
 }

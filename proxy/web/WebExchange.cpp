@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iostream>
 #include <system_error>
+
+#include "proxy/web/WebReplies.h"
 
 namespace MuxProxy {
 namespace {
@@ -42,6 +45,15 @@ std::string_view ViewOf(boost::beast::string_view text) {
 }
 
 }  // namespace
+
+void DoStep(const WebExchangePointer& exchange, const std::function<void()>& step) {
+    try {
+        step();
+    } catch (const std::exception& error) {
+        std::cerr << "<3>A request of the page failed: " + std::string(error.what()) + '\n';
+        exchange->Answer(ErrorReply(http::status::internal_server_error, "failed"));
+    }
+}
 
 bool ReadTarget(std::string_view target, WebExchange& exchange) {
     const std::optional<std::string> path = Decoded(TakeUntil(target, '?'), false);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -24,12 +25,20 @@ struct WebExchange {
     Viewer viewer;
 
     void Answer(HttpResponse response) const {
-        response.keep_alive(request.keep_alive());
+        const bool isHead = request.method() == boost::beast::http::verb::head;
+        response.keep_alive(request.keep_alive() && !isHead);
+        if (isHead) {
+            response.body().clear();
+        }
         connection->Answer(std::move(response));
     }
 };
 
 using WebExchangePointer = std::shared_ptr<WebExchange>;
+
+// Does a step of it; if that throws, a line says so and the browser gets 500. Whatever a request does, it does to its
+// browser alone.
+void DoStep(const WebExchangePointer& exchange, const std::function<void()>& step);
 
 // In the audit, the address of who uses the page: "web 192.0.2.1". Any thread.
 inline std::string WebAddress(const WebExchange& exchange) {

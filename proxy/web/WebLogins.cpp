@@ -22,10 +22,21 @@ const char* NameOf(WebLogin::By by) {
     return by == WebLogin::By::kPassword ? "password" : "certificate";
 }
 
+constexpr std::int64_t kLogInsAtOnce = 30;
+constexpr std::chrono::seconds kBetweenLogIns{3};
+
 // Nothing if it is not a string.
 std::optional<std::string> TextIn(const rapidjson::Value& object, const char* name) {
     const rapidjson::Value* const member = Json::FindMember(object, name);
     return member != nullptr && member->IsString() ? std::make_optional(Json::StringOf(*member)) : std::nullopt;
+}
+
+HttpResponse TooManyReply(const char* name, std::chrono::seconds wait) {
+    JsonObject text;
+    text.Text("error", name).Number("seconds", wait.count());
+    HttpResponse response = JsonReply(http::status::too_many_requests, text.Json());
+    response.set(http::field::retry_after, std::to_string(wait.count()));
+    return response;
 }
 
 }  // namespace
@@ -91,11 +102,7 @@ void WebLogins::LogInByPassword(const WebExchangePointer& exchange, Credentials 
         limits_.Begin(credentials.user, exchange->connection->Address(), Clock::now());
     if (refusal) {
         const char* const name = refusal->reason == LoginLimits::Reason::kLockedOut ? "locked-out" : "too-many";
-        JsonObject text;
-        text.Text("error", name).Number("seconds", refusal->wait.count());
-        HttpResponse response = JsonReply(http::status::too_many_requests, text.Json());
-        response.set(http::field::retry_after, std::to_string(refusal->wait.count()));
-        exchange->Answer(std::move(response));
+        exchange->Answer(TooManyReply(name, refusal->wait));
         return;
     }
     const auto isRight = std::make_shared<bool>(false);
@@ -116,11 +123,20 @@ void WebLogins::TakeVerdict(const WebExchangePointer& exchange, const std::strin
         Begin(exchange, {user, WebLogin::By::kPassword, proof});
         return;
     }
-    AddRow(*exchange, "log-in-refused", Excerpt(user), "wrong password");
+    AddRefusal(*exchange, Excerpt(user));
     exchange->Answer(ErrorReply(http::status::unauthorized, "wrong-password"));
 }
 
 void WebLogins::Begin(const WebExchangePointer& exchange, const WebLogin& login) {
+    if (!exchange->connection->IsThere()) {
+        return;
+    }
+    Allowance& pace = logIns_.try_emplace(login.name, kLogInsAtOnce, kBetweenLogIns).first->second;
+    if (const auto wait = pace.Wait(Clock::now()); wait.count() > 0) {
+        exchange->Answer(TooManyReply("too-many", std::chrono::ceil<std::chrono::seconds>(wait)));
+        return;
+    }
+    pace.Spend(1);
     const WebSessions::Created created = sessions_.Create(login, Clock::now());
     AddRow(*exchange, "logged-in", login.name, NameOf(login.by));
     HttpResponse response = JsonReply(http::status::ok, SessionText(created.session));
@@ -162,10 +178,6 @@ void WebLogins::LogOut(const WebExchangePointer& exchange) {
 
 void WebLogins::AddRow(const WebExchange& exchange, const char* operation, const std::string& client,
                        const std::string& remark) {
-    if (rows_.Wait(Clock::now()).count() > 0) {
-        return;
-    }
-    rows_.Spend(1);
     AuditRow row;
     row.kind = "connection";
     row.client = client;
@@ -173,6 +185,17 @@ void WebLogins::AddRow(const WebExchange& exchange, const char* operation, const
     row.operation = operation;
     row.remark = remark;
     audit_->Add(0, std::move(row));
+}
+
+void WebLogins::AddRefusal(const WebExchange& exchange, const std::string& client) {
+    if (refusals_.Wait(Clock::now()).count() > 0) {
+        ++refusalsWithoutRow_;
+        return;
+    }
+    refusals_.Spend(1);
+    const std::size_t before = std::exchange(refusalsWithoutRow_, 0);
+    const std::string others = before > 0 ? " (" + std::to_string(before) + " more since the last such row)" : "";
+    AddRow(exchange, "log-in-refused", client, "wrong password" + others);
 }
 
 void WebLogins::Plan() {

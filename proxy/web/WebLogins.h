@@ -2,7 +2,9 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -57,6 +59,8 @@ class WebLogins {
     std::string SessionText(const WebSession& session) const;
     void AddRow(const WebExchange& exchange, const char* operation, const std::string& client,
                 const std::string& remark);
+    // A row about a refusal, unless there are too many; these are counted in the next one.
+    void AddRefusal(const WebExchange& exchange, const std::string& client);
     // The timer of sessions that end by themselves.
     void Plan();
 
@@ -67,8 +71,10 @@ class WebLogins {
     WebSessions sessions_;
     boost::asio::steady_timer timer_;
     AuditLog* audit_ = nullptr;
-    // Rows about log-ins: strangers must not fill the audit.
-    Allowance rows_{60, std::chrono::seconds(3)};
+    // Each log-in has its row, so none is faster than rows may come. By name: of those who may log in.
+    std::map<std::string, Allowance> logIns_;
+    Allowance refusals_{60, std::chrono::seconds(3)};
+    std::size_t refusalsWithoutRow_ = 0;
     Aside computing_;
 };
 

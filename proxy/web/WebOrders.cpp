@@ -42,7 +42,9 @@ MuxClient::Card CardFrom(const std::string& digits) {
 
 std::string LabelIn(const CommandPayload& body) {
     const std::string label = OneLine(body.Text("label").value_or(""));
-    if (label.size() > 4 * kLongestLabel) {
+    const auto characters =
+        std::count_if(label.begin(), label.end(), [](unsigned char byte) { return (byte & 0xC0U) != 0x80U; });
+    if (static_cast<std::size_t>(characters) > kLongestLabel) {
         throw ClaimFault("label must be at most " + std::to_string(kLongestLabel) + " characters");
     }
     return label;
@@ -66,16 +68,6 @@ std::string TextOf(const CardEntry& entry) {
         .Json();
 }
 
-// RFC 4180. Spreadsheets take a text that begins so for a formula.
-std::string CsvField(const std::string& text) {
-    const bool isFormula = !text.empty() && std::string("=+-@").find(text.front()) != std::string::npos;
-    std::string quoted = isFormula ? "\"'" : "\"";
-    for (const char character : text) {
-        quoted.append(character == '"' ? 2 : 1, character);
-    }
-    return quoted + '"';
-}
-
 std::string CsvOf(const std::vector<CardEntry>& entries) {
     std::ostringstream text;
     text << "gateway,lock,card,label,client,time\r\n";
@@ -97,8 +89,12 @@ void TryToRead(const std::function<void()>& read) {
 
 }  // namespace
 
-WebOrders::WebOrders(const std::string& cardFile, const SiteState& site, Aside& disk)
-    : cards_(cardFile), site_(site), disk_(disk) {}
+WebOrders::WebOrders(boost::asio::io_context& loop, const std::string& cardFile, const SiteState& site)
+    : cards_(cardFile), site_(site), aside_(loop) {}
+
+WebOrders::~WebOrders() {
+    aside_.Finish();
+}
 
 bool WebOrders::HasPace(const WebExchangePointer& exchange) {
     ClientAccount& account = accounts_[exchange->viewer.name];
@@ -108,6 +104,11 @@ bool WebOrders::HasPace(const WebExchangePointer& exchange) {
     }
     account.Spend(exchange->request.body().size(), false);
     return true;
+}
+
+void WebOrders::Refuse(const WebExchangePointer& exchange, HttpResponse response) {
+    accounts_[exchange->viewer.name].Spend(0, true);
+    exchange->Answer(std::move(response));
 }
 
 void WebOrders::Order(const WebExchangePointer& exchange) {
@@ -132,13 +133,13 @@ void WebOrders::Order(const WebExchangePointer& exchange) {
         }
         Ask(exchange, request);
     } catch (const ClaimFault& fault) {
-        exchange->Answer(NotValidReply(fault.what()));
+        Refuse(exchange, NotValidReply(fault.what()));
     }
 }
 
 void WebOrders::FindCard(const WebExchangePointer& exchange, const CommandPayload& body, ProxyRequest request) {
     if (!site_.MayDo(Right::kWhitelist, request.lock, exchange->viewer)) {
-        exchange->Answer(ErrorReply(http::status::forbidden, "not-allowed"));
+        Refuse(exchange, ErrorReply(http::status::forbidden, "not-allowed"));
         return;
     }
     const auto event = body.Integer("event", 1, INT64_MAX);
@@ -157,16 +158,16 @@ void WebOrders::FindCard(const WebExchangePointer& exchange, const CommandPayloa
 
 void WebOrders::FindEntry(const WebExchangePointer& exchange, std::int64_t entry, ProxyRequest request) {
     const auto found = std::make_shared<std::optional<CardEntry>>();
-    disk_.Do([this, entry, found] { TryToRead([&] { *found = cards_.CardOf(entry); }); },
-             [this, exchange, found, request = std::move(request)]() mutable {
-                 const bool isVisible = *found && site_.MayDo(Right::kWhitelist, (*found)->lock, exchange->viewer);
-                 if (!isVisible) {
-                     exchange->Answer(NotValidReply("there is no such card in the list"));
-                     return;
-                 }
-                 request.card = CardFrom((*found)->card);
-                 Ask(exchange, request);
-             });
+    aside_.Do([this, entry, found] { TryToRead([&] { *found = cards_.CardOf(entry); }); },
+              [this, exchange, found, request = std::move(request)]() mutable {
+                  const bool isVisible = *found && site_.MayDo(Right::kWhitelist, (*found)->lock, exchange->viewer);
+                  if (!isVisible) {
+                      Refuse(exchange, NotValidReply("there is no such card in the list"));
+                      return;
+                  }
+                  request.card = CardFrom((*found)->card);
+                  Ask(exchange, request);
+              });
 }
 
 void WebOrders::Ask(const WebExchangePointer& exchange, const ProxyRequest& request) {
@@ -174,18 +175,19 @@ void WebOrders::Ask(const WebExchangePointer& exchange, const ProxyRequest& requ
         return;
     }
     const auto asked = Clock::now();
+    asking_ = LabelIn(CommandPayload(exchange->request.body()));
     const ConnectionNumber number = insiders_->Ask(
         {exchange->viewer.name, WebAddress(*exchange), false}, WriteRequest(request).text,
-        [this, exchange, request, asked](const std::string& text) { Answer(exchange, request, text, asked); });
+        [this, exchange, asked](const std::string& text) { DoStep(exchange, [&] { Answer(exchange, text, asked); }); });
+    asking_.reset();
     exchange->connection->SetGone([this, number] { insiders_->Leave(number); });
 }
 
-void WebOrders::Answer(const WebExchangePointer& exchange, const ProxyRequest& request, const std::string& text,
-                       Clock::time_point asked) {
+void WebOrders::Answer(const WebExchangePointer& exchange, const std::string& text, Clock::time_point asked) {
     const MuxClient::Message answer = MuxClient::ParseMessage(text);
     const std::string result = ResultName(answer);
-    if (answer.IsAck() && request.kind->code == MuxClient::MessageCode::kWhitelistAdd) {
-        KeepCard(*exchange, request);
+    if (result == RefusalName(Refusal::kNotAllowed) || result == RefusalName(Refusal::kNotValid)) {
+        accounts_[exchange->viewer.name].Spend(0, true);
     }
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - asked);
     JsonObject reply;
@@ -203,32 +205,43 @@ void WebOrders::Answer(const WebExchangePointer& exchange, const ProxyRequest& r
     exchange->Answer(JsonReply(http::status::ok, reply.Json()));
 }
 
-void WebOrders::KeepCard(const WebExchange& exchange, const ProxyRequest& request) {
-    CardEntry entry;
-    entry.lock = request.lock;
-    entry.card = request.card.data;
-    entry.label = LabelIn(CommandPayload(exchange.request.body()));
-    entry.client = exchange.viewer.name;
-    entry.time = std::chrono::system_clock::now();
-    Change([entry](CardList& cards) { cards.Add(entry); });
+// Called by Ask() too, in the middle of asking.
+void WebOrders::RequestTaken(const TakenRequest& request) {
+    if (asking_) {
+        labels_[request.number] = *std::exchange(asking_, std::nullopt);
+    }
 }
 
 void WebOrders::RequestEnded(const TakenRequest& request, const RequestEnding& ending) {
+    const auto label = labels_.extract(request.number);
     if (ending.result != "ack") {
         return;
     }
-    const MuxClient::MessageCode code = request.content.kind->code;
-    if (code == MuxClient::MessageCode::kWhitelistRemove) {
-        Change([lock = request.content.lock, card = request.content.card.data](CardList& cards) {
-            cards.Remove(lock, card);
-        });
-    } else if (code == MuxClient::MessageCode::kWhitelistClear) {
-        Change([lock = request.content.lock](CardList& cards) { cards.Clear(lock); });
+    CardEntry entry;
+    entry.lock = request.content.lock;
+    entry.card = request.content.card.data;
+    entry.client = request.client;
+    entry.time = std::chrono::system_clock::now();
+    switch (request.content.kind->code) {
+        case MuxClient::MessageCode::kWhitelistAdd:
+            if (!label.empty()) {
+                entry.label = label.mapped();
+                Change([entry](CardList& cards) { cards.Add(entry); });
+            }
+            break;
+        case MuxClient::MessageCode::kWhitelistRemove:
+            Change([entry](CardList& cards) { cards.Remove(entry.lock, entry.card); });
+            break;
+        case MuxClient::MessageCode::kWhitelistClear:
+            Change([entry](CardList& cards) { cards.Clear(entry.lock); });
+            break;
+        default:
+            break;
     }
 }
 
 void WebOrders::Change(std::function<void(CardList&)> change) {
-    disk_.Do([this, change = std::move(change)] {
+    aside_.Do([this, change = std::move(change)] {
         try {
             change(cards_);
         } catch (const std::exception& error) {
@@ -237,31 +250,29 @@ void WebOrders::Change(std::function<void(CardList&)> change) {
     });
 }
 
-std::optional<WebOrders::Entries> WebOrders::ReadCards(const Rights& rights, const std::string& viewer) {
-    std::optional<Entries> visible;
-    TryToRead([&] {
-        Entries entries = cards_.List();
-        const auto isHidden = [&](const CardEntry& entry) {
-            return !rights.Allows(viewer, Right::kWhitelist, entry.lock);
-        };
-        entries.erase(std::remove_if(entries.begin(), entries.end(), isHidden), entries.end());
-        visible = std::move(entries);
-    });
-    return visible;
+WebOrders::Entries WebOrders::ReadCards(const Rights& rights, const std::string& viewer) {
+    Entries entries = cards_.List();
+    const auto isHidden = [&](const CardEntry& entry) { return !rights.Allows(viewer, Right::kWhitelist, entry.lock); };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isHidden), entries.end());
+    return entries;
 }
 
 void WebOrders::AnswerWithCards(const WebExchangePointer& exchange, HttpResponse (*make)(const Entries&)) {
     if (!HasPace(exchange)) {
         return;
     }
+    if (reading_ >= kMostReading) {
+        exchange->Answer(ErrorReply(http::status::service_unavailable, "too-many"));
+        return;
+    }
+    ++reading_;
     const auto response = std::make_shared<HttpResponse>(ErrorReply(http::status::service_unavailable, "not-readable"));
-    disk_.Do(
-        [this, response, make, rights = site_.TheRights(), viewer = exchange->viewer.name] {
-            if (const std::optional<Entries> entries = ReadCards(*rights, viewer)) {
-                *response = make(*entries);
-            }
-        },
-        [exchange, response] { exchange->Answer(std::move(*response)); });
+    aside_.Do([this, response, make, rights = site_.TheRights(),
+               viewer = exchange->viewer.name] { TryToRead([&] { *response = make(ReadCards(*rights, viewer)); }); },
+              [this, exchange, response] {
+                  --reading_;
+                  exchange->Answer(std::move(*response));
+              });
 }
 
 void WebOrders::ShowCards(const WebExchangePointer& exchange) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <boost/asio/io_context.hpp>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -21,8 +23,15 @@ namespace MuxProxy {
 // that they entered. For the network loop; the list is read and written on a thread beside it.
 class WebOrders {
   public:
-    // Opens the list. Throws AuditFileError. All outlive it.
-    WebOrders(const std::string& cardFile, const SiteState& site, Aside& disk);
+    // Lists that may be read at once; further ones are refused.
+    static constexpr std::size_t kMostReading = 4;
+
+    // Opens the list. Throws AuditFileError. Loop and site outlive it.
+    WebOrders(boost::asio::io_context& loop, const std::string& cardFile, const SiteState& site);
+    // Does what is to be changed in the list.
+    ~WebOrders();
+    WebOrders(const WebOrders&) = delete;
+    WebOrders& operator=(const WebOrders&) = delete;
 
     // The requests outlive it.
     void Start(Insiders& insiders) { insiders_ = &insiders; }
@@ -33,7 +42,8 @@ class WebOrders {
     void ShowCards(const WebExchangePointer& exchange);
     void DownloadCards(const WebExchangePointer& exchange);
 
-    // Anybody's request has ended: cards that are removed leave the list.
+    // Of everybody: cards that locks have confirmed enter the list if the page asked for it, and leave it whoever did.
+    void RequestTaken(const TakenRequest& request);
     void RequestEnded(const TakenRequest& request, const RequestEnding& ending);
 
   private:
@@ -43,24 +53,30 @@ class WebOrders {
     void FindCard(const WebExchangePointer& exchange, const CommandPayload& body, ProxyRequest request);
     void FindEntry(const WebExchangePointer& exchange, std::int64_t entry, ProxyRequest request);
     void Ask(const WebExchangePointer& exchange, const ProxyRequest& request);
-    void Answer(const WebExchangePointer& exchange, const ProxyRequest& request, const std::string& text,
+    void Answer(const WebExchangePointer& exchange, const std::string& text,
                 std::chrono::steady_clock::time_point asked);
-    void KeepCard(const WebExchange& exchange, const ProxyRequest& request);
+    // Answers that it is refused, which costs as much as from a client that is connected by itself.
+    void Refuse(const WebExchangePointer& exchange, HttpResponse response);
     // False, and answered, if this user asks too often.
     bool HasPace(const WebExchangePointer& exchange);
     // Answers with what `make` returns for the entries that the viewer may see, or that they cannot be read. A long
     // list is read, sorted out and written beside the loop.
     void AnswerWithCards(const WebExchangePointer& exchange, HttpResponse (*make)(const Entries&));
-    std::optional<Entries> ReadCards(const Rights& rights, const std::string& viewer);
+    Entries ReadCards(const Rights& rights, const std::string& viewer);
     // Does something with the list beside the loop.
     void Change(std::function<void(CardList&)> change);
 
-    // On the thread of `disk_` alone.
+    // On the thread of `aside_` alone.
     CardList cards_;
     const SiteState& site_;
-    Aside& disk_;
     Insiders* insiders_ = nullptr;
     std::map<std::string, ClientAccount> accounts_;
+    // The label of the request that is just asked, and those of requests under way.
+    std::optional<std::string> asking_;
+    std::map<RequestNumber, std::string> labels_;
+    std::size_t reading_ = 0;
+    // Behind the list, so that it ends first.
+    Aside aside_;
 };
 
 }  // namespace MuxProxy

@@ -1,5 +1,6 @@
 #include "proxy/web/WebServer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "proxy/net/Network.h"
@@ -32,8 +33,12 @@ void WebServer::Start() {
 
 void WebServer::Stop() {
     listeners_.Stop();
+}
+
+void WebServer::End(std::function<void()> ended) {
+    ended_ = std::move(ended);
     for (const auto& [session, owned] : sessions_) {
-        session->CloseWhenSent("the proxy ends");
+        session->Finish();
     }
 }
 
@@ -41,31 +46,33 @@ void WebServer::Take(Listeners::Socket socket) {
     const auto session =
         std::make_shared<HttpSession>(std::move(socket), certificates_, turns_, static_cast<HttpOwner&>(*this));
     const std::string network = NetworkOf(session->Address());
-    const auto ofNetwork = byNetwork_.find(network);
-    if (ofNetwork != byNetwork_.end() && ofNetwork->second >= kMostOfNetwork) {
+    if (!MakeRoom(network)) {
         return;
     }
     ++byNetwork_[network];
-    MakeRoomForHandshake();
     sessions_.emplace(session.get(), session);
-    handshakes_.push_back(session.get());
+    byAge_.push_back(session.get());
     session->Start(kHandshake);
 }
 
-// Strangers who never end theirs make room for others.
-void WebServer::MakeRoomForHandshake() {
-    if (sessions_.size() >= kMostConnections && !handshakes_.empty()) {
-        handshakes_.front()->Close("others wanted its place before its handshake was done");
-        handshakes_.pop_front();
+bool WebServer::MakeRoom(const std::string& network) {
+    const auto ofNetwork = byNetwork_.find(network);
+    const bool isFullOfIt = ofNetwork != byNetwork_.end() && ofNetwork->second >= kMostOfNetwork;
+    if (!isFullOfIt && sessions_.size() < kMostConnections) {
+        return true;
     }
+    const auto oldest = std::find_if(byAge_.begin(), byAge_.end(), [&](const HttpSession* session) {
+        return session->IsThere() && !session->IsKnown() && (!isFullOfIt || NetworkOf(session->Address()) == network);
+    });
+    if (oldest == byAge_.end()) {
+        return false;
+    }
+    (*oldest)->Close("others wanted its place");
+    return true;
 }
 
 void WebServer::HttpOpened(HttpSession& session) {
-    handshakes_.remove(&session);
-    if (sessions_.size() > kMostConnections) {
-        session.Close("too many connections");
-    } else if (!session.Fingerprint().empty() && !session.IsMadeWith(certificates_) &&
-               !session.IsAcceptedBy(*certificates_)) {
+    if (!session.Fingerprint().empty() && !session.IsMadeWith(certificates_) && !session.IsAcceptedBy(*certificates_)) {
         session.Close("its certificate is not accepted any more");
     }
 }
@@ -88,16 +95,23 @@ bool WebServer::HasRoom() const {
 
 void WebServer::HttpEnded(HttpSession& session) {
     handler_.SessionGone(session);
-    handshakes_.remove(&session);
+    byAge_.remove(&session);
     const auto ofNetwork = byNetwork_.find(NetworkOf(session.Address()));
     if (--ofNetwork->second == 0) {
         byNetwork_.erase(ofNetwork);
     }
     sessions_.erase(&session);
+    if (ended_ && sessions_.empty()) {
+        ended_();
+    }
 }
 
 void WebServer::SetCertificates(std::shared_ptr<const Certificates> certificates) {
     certificates_ = std::move(certificates);
+    CheckCertificates();
+}
+
+void WebServer::CheckCertificates() {
     for (const auto& [session, owned] : sessions_) {
         if (!session->Fingerprint().empty()) {
             session->CheckAgain(certificates_);

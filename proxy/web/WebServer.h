@@ -2,6 +2,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <cstddef>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -28,7 +29,9 @@ class WebRequestHandler {
 class WebServer : private HttpOwner {
   public:
     static constexpr std::size_t kMostConnections = 400;
-    // By network: an address of IPv4, the first half of one of IPv6. Fifty pages of one office fit.
+    // Strangers, who are not logged in, make room for newcomers when there are so many in all or of a network: an
+    // address of IPv4, the first half of one of IPv6. Fifty pages of one
+    // office fit.
     static constexpr std::size_t kMostOfNetwork = 200;
     static constexpr std::chrono::seconds kHandshake{10};
     // What may wait for all browsers together before another long answer.
@@ -40,11 +43,16 @@ class WebServer : private HttpOwner {
     ~WebServer() override;
 
     void Start();
-    // Closes all connections.
+    // Takes no more connections.
     void Stop();
+    // Closes the connections, those that wait for an answer once they were sent it; then calls `ended`.
+    void End(std::function<void()> ended);
+    bool IsEmpty() const { return sessions_.empty(); }
 
     // For new connections; closes those whose certificates they do not accept.
     void SetCertificates(std::shared_ptr<const Certificates> certificates);
+    // The same with those of now: they may have ended.
+    void CheckCertificates();
 
     // Those of the configuration. Throws as above. Any thread.
     static std::shared_ptr<const Certificates> ReadCertificates(const Configuration& configuration);
@@ -59,16 +67,18 @@ class WebServer : private HttpOwner {
     void HttpEnded(HttpSession& session) override;
 
     void Take(Listeners::Socket socket);
-    void MakeRoomForHandshake();
+    // False if all places are taken by those who are logged in.
+    bool MakeRoom(const std::string& network);
 
     WebRequestHandler& handler_;
     std::shared_ptr<const Certificates> certificates_;
     SessionTurns turns_;
     Listeners listeners_;
     std::map<HttpSession*, SessionPointer> sessions_;
-    // Those whose handshake is not done, oldest first.
-    std::list<HttpSession*> handshakes_;
+    // By their coming: the oldest strangers make room.
+    std::list<HttpSession*> byAge_;
     std::map<std::string, std::size_t> byNetwork_;
+    std::function<void()> ended_;
 };
 
 }  // namespace MuxProxy

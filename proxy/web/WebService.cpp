@@ -14,6 +14,8 @@ namespace http = boost::beast::http;
 
 constexpr std::chrono::seconds kBetweenSamples{1};
 constexpr unsigned kSamplesBetweenDisks = 30;
+// Certificates end while their browsers are connected.
+constexpr unsigned kSamplesBetweenCertificates = 600;
 constexpr std::uint64_t kRowsOfHistory = 5000;
 
 std::shared_ptr<const Rights> RightsOf(const Configuration& configuration) {
@@ -73,9 +75,9 @@ WebService::WebService(boost::asio::io_context& loop, const Configuration& confi
           [this](const std::string& name) { return ViewerOf(name); }),
       health_(HealthOf(configuration, locks)),
       timer_(loop),
-      disk_(loop),
-      orders_(settings_.cards, site_, disk_),
+      orders_(loop, settings_.cards, site_),
       audit_(auditFile_, disk_),
+      disk_(loop),
       pages_(
           Routes(), [this](WebExchange& exchange) { logins_.FindSession(exchange); },
           [this](HttpSession& session) { streams_.Remove(session); }),
@@ -117,6 +119,10 @@ void WebService::Stop() {
     server_.Stop();
 }
 
+void WebService::End() {
+    server_.End(ports_->ended);
+}
+
 void WebService::StartStream(const WebExchangePointer& exchange) {
     if (!streams_.Add(*exchange->connection, *exchange->session)) {
         exchange->Answer(ErrorReply(http::status::service_unavailable, "too-many"));
@@ -137,6 +143,7 @@ void WebService::EventCame(const AuditRow& event) {
 
 void WebService::RequestTaken(const TakenRequest& request) {
     site_.RequestTaken(request);
+    orders_.RequestTaken(request);
     streams_.BusyChanged(request.content.lock);
 }
 
@@ -203,8 +210,11 @@ void WebService::Sample() {
         health_.ends = ends_;
     }
     streams_.HealthCame(health_);
-    if (samples_++ % kSamplesBetweenDisks == 0) {
+    if (samples_ % kSamplesBetweenDisks == 0) {
         MeasureDisk();
+    }
+    if (++samples_ % kSamplesBetweenCertificates == 0) {
+        server_.CheckCertificates();
     }
     timer_.expires_after(kBetweenSamples);
     timer_.async_wait([this](const boost::system::error_code& error) {

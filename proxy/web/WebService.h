@@ -34,6 +34,8 @@ class WebService : public Service {
     void AddHooks(AuditHooks& hooks) override { hooks.countsRows = true; }
     void Start(const ServicePorts& ports) override;
     void Stop() override;
+    void End() override;
+    bool HasEnded() const override { return server_.IsEmpty(); }
     void StatusCame(const MuxClient::LockAddress& lock, const MuxClient::LockStatus& status) override;
     void EventCame(const AuditRow& event) override;
     void RequestTaken(const TakenRequest& request) override;
@@ -57,9 +59,10 @@ class WebService : public Service {
     WebLogins logins_;
     SiteHealth health_;
     boost::asio::steady_timer timer_;
-    Aside disk_;
     WebOrders orders_;
     WebAudit audit_;
+    // Behind those whose files its thread reads, so that it ends first.
+    Aside disk_;
     WebSite pages_;
     WebServer server_;
     std::optional<ServicePorts> ports_;

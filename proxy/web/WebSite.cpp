@@ -1,7 +1,6 @@
 #include "proxy/web/WebSite.h"
 
 #include <algorithm>
-#include <iostream>
 #include <optional>
 #include <string>
 #include <utility>
@@ -62,8 +61,8 @@ std::optional<HttpResponse> Refuse(const WebExchange& exchange, WebSite::Needs n
 
 HttpResponse FileAnswer(const HttpRequest& request, const WebFile& file) {
     if (request[http::field::if_none_match] == boost::beast::string_view(file.etag.data(), file.etag.size())) {
-        HttpResponse response = EmptyReply(http::status::not_modified);
-        response.set(http::field::etag, std::string(file.etag));
+        HttpResponse response = FileReply("", file.type, file.etag);
+        response.result(http::status::not_modified);
         return response;
     }
     return FileReply(file.gzip, file.type, file.etag);
@@ -81,23 +80,17 @@ HttpResponse WebSite::FaultResponse(http::status status) {
                                                                             : "too-long");
 }
 
-// Whatever a request does, it does to its browser alone.
 void WebSite::HandleRequest(HttpSession& session, HttpRequest request) {
     const auto exchange = std::make_shared<WebExchange>();
     exchange->connection = std::static_pointer_cast<HttpSession>(session.shared_from_this());
     exchange->request = std::move(request);
-    try {
-        Dispatch(exchange);
-    } catch (const std::exception& error) {
-        std::cerr << "<3>A request of the page failed: " + std::string(error.what()) + '\n';
-        exchange->Answer(ErrorReply(http::status::internal_server_error, "failed"));
-    }
+    DoStep(exchange, [&] { Dispatch(exchange); });
 }
 
 void WebSite::Dispatch(const WebExchangePointer& exchange) const {
     const HttpRequest& request = exchange->request;
-    if (!ReadTarget(TextOf(request.target()), *exchange)) {
-        exchange->Answer(NotValidReply("the target must be a path"));
+    if (request.count(http::field::host) != 1 || !ReadTarget(TextOf(request.target()), *exchange)) {
+        exchange->Answer(NotValidReply("a host and a path are required"));
         return;
     }
     const WebFile* const file = FindWebFile(exchange->path);
@@ -120,6 +113,9 @@ void WebSite::Dispatch(const WebExchangePointer& exchange) const {
 
 void WebSite::HandleRoute(const WebExchangePointer& exchange, const Route& route) const {
     findSession_(*exchange);
+    if (exchange->session) {
+        exchange->connection->SetKnown();
+    }
     if (std::optional<HttpResponse> refusal = Refuse(*exchange, route.needs)) {
         exchange->Answer(std::move(*refusal));
     } else {

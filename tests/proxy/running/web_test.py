@@ -1,6 +1,7 @@
 """The page's server: what it serves, who may log in, what is refused."""
 import gzip
 import json
+import pathlib
 import signal
 import socket
 import ssl
@@ -126,6 +127,13 @@ class LogIn(PageSite):
         wait_until(lambda: stream.is_ended, "the end of the stream")
         self.assertEqual(browser.get("/api/cards")[2], {"error": "no-session"})
 
+    def test_has_its_row_whoever_else_logs_in(self):
+        reception = self.browser("reception")
+        answers = [reception.log_in()[0] for _ in range(40)]
+        self.assertEqual((answers[:30], set(answers[32:])), ([200] * 30, {429}))
+        self.logged_in("anna")
+        wait_until(lambda: [row for row in self.audit("--client", "anna") if row["operation"] == "logged-in"], "her row")
+
 
 class Refusals(PageSite):
     def test_without_a_session_nothing_is_shown_or_done(self):
@@ -230,6 +238,41 @@ class Refusals(PageSite):
             self.assertTrue(answer.startswith(b"HTTP/1.1 400 "), answer[:100])
         self.assertEqual(self.browser().get("/")[0], 200)
 
+    def test_answers_that_nobody_takes_take_no_memory(self):
+        raw = self.raw()
+        raw.settimeout(3)
+        with self.assertRaises(OSError):
+            for _ in range(60):
+                raw.sendall(b"GET /page.js HTTP/1.1\r\nHost: x\r\n\r\n" * 60)
+        status = pathlib.Path(f"/proc/{self.proxy.process.pid}/status").read_text(encoding="ascii")
+        peak = next(line for line in status.splitlines() if line.startswith("VmHWM")).split()[1]
+        self.assertLess(int(peak), 60 << 10)
+
+    def test_strangers_make_room_for_others(self):
+        plain = [socket.create_connection(("127.0.0.1", self.web_port), 20) for _ in range(210)]
+        for connection in plain:
+            self.addCleanup(connection.close)
+        self.assertEqual(self.logged_in().order()[1]["result"], "ack")
+
+    def test_refused_orders_are_few(self):
+        browser = self.browser("guest")
+        browser.log_in()
+        answers = [browser.order()[0] for _ in range(40)]
+        self.assertIn(429, answers)
+        self.assertLess(len(self.audit("--client", "guest", "--kind", "request")), 20)
+
+    def test_formulas_in_names_are_none_in_the_download(self):
+        self.browser().log_in('=HYPERLINK("http://x","y")', "wrong password")
+        wait_until(lambda: [row for row in self.audit() if row["operation"] == "log-in-refused"], "its row")
+        text = self.logged_in().get("/api/audit.csv")[2].decode()
+        self.assertIn('"\'=HYPERLINK(""http://x"",""y"")"', text)
+
+    def test_of_heads_and_of_requests_without_a_host(self):
+        for text, status in ((b"HEAD / HTTP/1.1\r\nHost: x\r\n\r\n", b"405"), (b"GET / HTTP/1.1\r\n\r\n", b"400")):
+            raw = self.raw()
+            raw.sendall(text)
+            self.assertEqual(raw.recv(4096).split(b" ")[1], status)
+
     def raw(self):
         plain = socket.create_connection(("127.0.0.1", self.web_port), 20)
         raw = self.context(None).wrap_socket(plain, server_hostname="localhost")
@@ -313,6 +356,17 @@ class Doors(PageSite):
         rows = self.wait_for_rows(1, "--kind", "request")
         self.assertEqual([row["result"] for row in rows], ["dropped"])
 
+    def test_asked_before_the_proxy_ends_have_their_answer(self):
+        self.simulator.command("fault silence always lock 5")
+        anna = self.logged_in()
+        answers = []
+        asking = threading.Thread(target=lambda: answers.append(anna.order()))
+        asking.start()
+        self.simulator.wait_for("OPEN_LOCK lock 5")
+        self.proxy.stop(signal.SIGTERM, 0)
+        asking.join(30)
+        self.assertEqual((answers[0][0], answers[0][1]["result"]), (200, "no-answer"))
+
     def test_change_with_the_rights(self):
         ben = self.logged_in("ben")
         stream = self.stream(ben)
@@ -346,7 +400,7 @@ class Cards(PageSite):
         self.assertEqual((card["card"], card["label"], card["client"], card["lock"]), ("*C3D4", "Anna's badge", "anna", 5))
         _, headers, text = anna.get("/api/cards.csv")
         self.assertEqual(text.decode().splitlines()[0], "gateway,lock,card,label,client,time")
-        self.assertTrue(text.decode().splitlines()[1].startswith('1,5,04A1B2C3D4,"Anna\'s badge","anna",'))
+        self.assertTrue(text.decode().splitlines()[1].startswith("1,5,04A1B2C3D4,Anna's badge,anna,"))
         self.assertEqual(headers["Content-Disposition"], 'attachment; filename="cards.csv"')
         self.assertEqual(self.logged_in("ben").get("/api/cards")[2], {"cards": []})
         self.assertEqual(anna.order("whitelist-remove", entry=card["entry"])[1]["result"], "ack")
@@ -358,6 +412,29 @@ class Cards(PageSite):
         wait_until(lambda: anna.get("/api/cards")[2]["cards"], "the card in the list")
         self.assertEqual(result(self.client().ask(22)), 0)
         wait_until(lambda: not anna.get("/api/cards")[2]["cards"], "an empty list")
+
+    def test_are_in_the_list_though_the_browser_has_gone(self):
+        self.simulator.command("fault delay 1500")
+        anna = self.logged_in()
+        anna.connection.request("POST", "/api/requests", json.dumps({
+            "operation": "whitelist-add", "gateway": 1, "lock": 5, "card": "04A1B2C3D4", "label": "Anna"}), {
+            "Host": anna.host, "Cookie": anna.cookie, "X-Token": anna.token, "Origin": f"https://{anna.host}",
+            "Content-Type": "application/json"})
+        self.simulator.wait_for("lock 5")
+        anna.connection.sock.close()
+        anna.connection.close()
+        rows = self.wait_for_rows(1, "--kind", "request")
+        self.assertEqual([row["result"] for row in rows], ["ack"])
+        other = self.logged_in()
+        wait_until(lambda: other.get("/api/cards")[2]["cards"], "the card in the list")
+        self.assertEqual(other.get("/api/cards")[2]["cards"][0]["label"], "Anna")
+
+    def test_of_the_last_moment_are_in_the_list(self):
+        anna = self.logged_in()
+        for number in range(10):
+            self.assertEqual(anna.order("whitelist-add", card=f"04A1B2C3{number:02}")[1]["result"], "ack")
+        self.restart_proxy()
+        self.assertEqual(len(self.logged_in().get("/api/cards")[2]["cards"]), 10)
 
     def test_that_are_refused_are_not_in_the_list(self):
         anna = self.logged_in()

@@ -173,25 +173,25 @@ TEST_F(CardListTest, SaysThatItWasMoved) {
     EXPECT_THAT(Texts(), IsEmpty());
 }
 
-TEST_F(CardListTest, TakesAHundredThousandCards) {
+TEST_F(CardListTest, TakesTenThousandCards) {
     list_.reset();
     {
         const Database database(file_, Database::Access::kReadWrite);
         database.Execute(
-            "WITH RECURSIVE numbers (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM numbers WHERE n < 99999)"
+            "WITH RECURSIVE numbers (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM numbers WHERE n < 9999)"
             "INSERT INTO cards (gateway, lock, card, label, client, time) SELECT 1, 6, n, '', '', 0 FROM numbers");
     }
     list_.emplace(file_);
-    EXPECT_GT(list_->Add(EntryOf(1, 5, "01")), 99999);
-    EXPECT_GT(list_->Add(EntryOf(1, 5, "01", "again")), 99999);
+    EXPECT_GT(list_->Add(EntryOf(1, 5, "01")), 9999);
+    EXPECT_GT(list_->Add(EntryOf(1, 5, "01", "again")), 9999);
     try {
         list_->Add(EntryOf(1, 5, "02"));
         ADD_FAILURE() << "no error";
     } catch (const AuditFileError& error) {
-        EXPECT_THAT(error.what(), HasSubstr(": is full: it has 100000 cards"));
+        EXPECT_THAT(error.what(), HasSubstr(": is full: it has 10000 cards"));
     }
     EXPECT_TRUE(list_->Remove({1, 5}, "01"));
-    EXPECT_GT(list_->Add(EntryOf(1, 5, "02")), 99999);
+    EXPECT_GT(list_->Add(EntryOf(1, 5, "02")), 9999);
 }
 
 }  // namespace

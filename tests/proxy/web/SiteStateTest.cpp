@@ -110,11 +110,56 @@ TEST_F(SiteStateTest, KnowsNothingOfPins) {
 
 TEST_F(SiteStateTest, ForgetsTheOldestRowsAndTheirCards) {
     const std::uint64_t first = site.EventCame(Event("card", 5, "04A1B2C3D4"))->number;
-    for (std::size_t i = 0; i < SiteState::kMostRows; ++i) {
+    for (std::size_t i = 0; i < SiteState::kMostCards; ++i) {
         site.EventCame(Event("card", 5, "0011223344"));
     }
     EXPECT_EQ(site.CardOf(first, kAnna), "");
     EXPECT_EQ(SiteOf(kAnna)["rows"].Size(), SiteState::kMostRows);
+}
+
+TEST_F(SiteStateTest, KeepsCardsHoweverManyOtherRowsCome) {
+    const std::uint64_t first = site.EventCame(Event("card", 5, "04A1B2C3D4"))->number;
+    for (std::size_t i = 0; i < 2 * SiteState::kMostRows; ++i) {
+        site.EventCame(Event("pin", 5, "31"));
+    }
+    EXPECT_EQ(site.CardOf(first, kAnna), "04A1B2C3D4");
+}
+
+TEST_F(SiteStateTest, OffersCardsToThoseWhoMayEnterThem) {
+    const RightSet events = RightSet().set(static_cast<std::size_t>(Right::kEvents));
+    site.SetRights(std::make_shared<const Rights>(std::vector<Rule>{{{"anna"}, events, Only(1), Only(5)}}));
+    const PageRow row = *site.EventCame(Event("card", 5, "04A1B2C3D4"));
+    EXPECT_THAT(site.RowText(row, kAnna), Not(HasSubstr("cardEvent")));
+}
+
+TEST_F(SiteStateTest, ShowsRequestsToThoseWhoMayMakeThem) {
+    request = OpenOf(70000);
+    const PageRow row = *End("reception", "ack");
+    EXPECT_FALSE(site.Sees(row, kBen));
+    EXPECT_TRUE(site.Sees(row, {"ben", true}));
+    EXPECT_TRUE(site.Sees(*End("ben", "not-sent"), kBen));
+    EXPECT_FALSE(site.Sees(row, kAuditor));
+}
+
+TEST_F(SiteStateTest, ShowsBatteriesToThoseWhoMayAskForThem) {
+    site.SetRights(std::make_shared<const Rights>(
+        std::vector<Rule>{{{"anna"}, RightSet().set(static_cast<std::size_t>(Right::kOpen)), Only(1), Only(5)}}));
+    site.StatusCame({1, 5}, {});
+    EXPECT_TRUE(SiteOf(kAnna)["doors"][0]["battery"].IsNull());
+    EXPECT_THAT(site.BatteryText({1, 5}, kAnna), HasSubstr(R"("battery":null)"));
+}
+
+TEST_F(SiteStateTest, LeavesTheProxysOwnQuestionsOut) {
+    EXPECT_EQ(End("", "ack"), nullptr);
+    EXPECT_TRUE(SiteOf(kAuditor)["doors"][0]["lastResult"].IsNull());
+}
+
+TEST_F(SiteStateTest, CountsTheRowsThatAViewerSees) {
+    site.EventCame(Event("card", 5, "04"));
+    const std::uint64_t second = site.EventCame(Event("card", 5, "05"))->number;
+    site.EventCame(Event("card", 70000 & 0xFFFF, "06"));
+    EXPECT_EQ(site.CountFrom(second, kAnna), 1U);
+    EXPECT_EQ(site.CountFrom(0, kBen), 0U);
 }
 
 TEST_F(SiteStateTest, NamesOtherClientsToAuditorsAlone) {
@@ -164,6 +209,7 @@ TEST_F(SiteStateTest, BeginsWithTheAuditsEnd) {
     AuditRow opening = Event("open", 5);
     opening.kind = "request";
     opening.result = "ack";
+    opening.client = "reception";
     AuditRow connection;
     connection.kind = "connection";
     site.TakeHistory({Event("card", 5, "*C3D4"), connection, opening});
