@@ -7,9 +7,9 @@
 
 #include "proxy/configuration/Configuration.h"
 #include "proxy/configuration/MuxLocks.h"
-#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/RetainedMessages.h"
 #include "proxy/mqtt/Topics.h"
+#include "proxy/requests/JsonObject.h"
 
 namespace MuxProxy {
 

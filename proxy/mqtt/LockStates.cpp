@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/MessageMaker.h"
+#include "proxy/requests/JsonObject.h"
 
 namespace MuxProxy {
 

@@ -7,8 +7,8 @@
 #include "proxy/audit/AuditLog.h"
 #include "proxy/audit/OutboxMessage.h"
 #include "proxy/configuration/MuxLocks.h"
-#include "proxy/requests/JsonObject.h"
 #include "proxy/mqtt/Topics.h"
+#include "proxy/requests/JsonObject.h"
 #include "tools/client/Message.h"
 
 namespace MuxProxy {
