@@ -49,7 +49,7 @@ AuditRow Storable(AuditRow row, bool wholeCards) {
 std::string CsvField(const std::string& text) {
     const std::string line = OneLine(text);
     const bool isFormula = line.find_first_of("=+-@") == 0;
-    const std::string field = isFormula ? "'" + line : line;
+    std::string field = isFormula ? "'" + line : line;
     if (field.find_first_of(",\"") == std::string::npos) {
         return field;
     }

@@ -120,7 +120,7 @@ std::vector<CardEntry> CardList::List() {
 std::optional<CardEntry> CardList::CardOf(std::int64_t entry) {
     CheckPlace();
     find_.Bind(entry);
-    const std::optional<CardEntry> found = find_.Step() ? std::make_optional(EntryOf(find_)) : std::nullopt;
+    std::optional<CardEntry> found = find_.Step() ? std::make_optional(EntryOf(find_)) : std::nullopt;
     find_.Reset();
     return found;
 }

@@ -143,7 +143,7 @@ void HttpSession::Finish() {
     }
 }
 
-void HttpSession::BeginStream(HttpResponse header) {
+void HttpSession::BeginStream(const HttpResponse& header) {
     if (IsOpen()) {
         state_ = State::kStreaming;
         Append(HeaderText(header));

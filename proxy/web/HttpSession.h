@@ -65,7 +65,7 @@ class HttpSession : public TlsSession {
     void SetGone(std::function<void()> gone) { gone_ = std::move(gone); }
 
     // Answers with this header and goes on with what Stream() is given, until the session is closed.
-    void BeginStream(HttpResponse header);
+    void BeginStream(const HttpResponse& header);
     // Does nothing on a closed session.
     void Stream(std::string_view text);
     // What the browser did not take yet.

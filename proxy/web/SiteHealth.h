@@ -12,22 +12,23 @@
 
 namespace MuxProxy {
 
+struct GatewayHealth {
+    std::string name;
+    std::size_t queue = 0;
+    bool isSilent = false;
+};
+
+struct BrokerHealth {
+    bool isConnected = false;
+    std::uint64_t waiting = 0;
+};
+
 // What the proxy knows of itself and of what it depends on. A value.
 struct SiteHealth {
-    struct Gateway {
-        std::string name;
-        std::size_t queue = 0;
-        bool isSilent = false;
-    };
-    struct Broker {
-        bool isConnected = false;
-        std::uint64_t waiting = 0;
-    };
-
     bool isMuxReady = false;
-    std::map<std::int32_t, Gateway> gateways;
+    std::map<std::int32_t, GatewayHealth> gateways;
     // Nothing for a site without one.
-    std::optional<Broker> broker;
+    std::optional<BrokerHealth> broker;
     // By name: "server", "authority", "revocation-list".
     std::map<std::string, std::chrono::system_clock::time_point> ends;
     bool isAuditWritable = true;

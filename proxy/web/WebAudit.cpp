@@ -109,6 +109,7 @@ std::string TextOf(const AuditEntry& entry) {
 
 std::string PageText(const std::vector<AuditEntry>& entries, std::uint64_t limit) {
     std::vector<std::string> texts;
+    texts.reserve(entries.size());
     for (const AuditEntry& entry : entries) {
         texts.push_back(TextOf(entry));
     }

@@ -35,7 +35,8 @@ void CheckUsers(const Configuration& configuration, Findings& findings) {
     }
     for (const std::string& name : PasswordFile::Read(file).Names()) {
         if (!HasRule(configuration, name)) {
-            findings.push_back({false, 0, 0, "Web: no rule names " + name + ", a user in " + file});
+            findings.push_back(
+                {false, 0, 0, std::string("Web: no rule names ").append(name).append(", a user in ").append(file)});
         }
     }
     struct stat status {};

@@ -41,7 +41,7 @@ MuxClient::Card CardFrom(const std::string& digits) {
 }
 
 std::string LabelIn(const CommandPayload& body) {
-    const std::string label = OneLine(body.Text("label").value_or(""));
+    std::string label = OneLine(body.Text("label").value_or(""));
     const auto characters =
         std::count_if(label.begin(), label.end(), [](unsigned char byte) { return (byte & 0xC0U) != 0x80U; });
     if (static_cast<std::size_t>(characters) > kLongestLabel) {

@@ -64,7 +64,7 @@ TEST(PasswordFile, NamesTheLineOfAFault) {
           HashWith("256", "2", "2"), HashWith("256", ""), HashWith("", "2"), HashWith("-256", "2"), HashWith("7", "2"),
           HashWith("256", "0"), kHash.substr(0, kHash.rfind('$')), kHash.substr(0, kHash.rfind('$') + 9),
           HashWith("99999999999", "1"), kHash + std::string(60, 'A'), kHash + "\r"}) {
-        EXPECT_EQ(FaultOf(before + "otto:" + hash + "\n"), kForm) << hash;
+        EXPECT_EQ(FaultOf(std::string(before).append("otto:").append(hash).append("\n")), kForm) << hash;
     }
     EXPECT_EQ(FaultOf(before + "otto\n"), kForm);
     EXPECT_EQ(FaultOf(before + "anna:" + kHash), "line 3: anna occurs more than once");
