@@ -1,5 +1,8 @@
 #pragma once
 
+// Before Beast: some versions of its headers use these types without it.
+#include <cstdint>
+
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
