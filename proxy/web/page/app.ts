@@ -149,6 +149,7 @@ export class App {
     private end(): void {
         this.live_.stop();
         this.page_?.leave?.();
+        this.announcer_.textContent = "";
         document.querySelectorAll("dialog").forEach((dialog) => dialog.close());
         [this.session_, this.frame_, this.page_] = [null, null, null];
         this.site_.changes.onChange = () => undefined;

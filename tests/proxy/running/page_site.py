@@ -84,10 +84,9 @@ class Chromium:
 
     def go(self, page):
         """By the page's own links, to its heading."""
-        if page == "doors" and self.driver.current_url.endswith("#/wall"):
-            self.press("Leave the wall page")
-        else:
-            self.element(f"nav a[href='#/{page}']").click()
+        if self.driver.current_url.endswith("#/wall"):
+            self.element(".leave a").click()
+        self.element(f"nav a[href='#/{page}']").click()
         self.wait(lambda: self.driver.find_elements(By.CSS_SELECTOR, f".{page}-page"), f"the page {page}")
 
     def elements(self, css, within=None):
@@ -98,10 +97,10 @@ class Chromium:
 
     def named(self, name, within=None):
         """Buttons and links that have this name for people, as the browser tells it to those who cannot see."""
-        hidden = f"contains(@aria-label, {quoted(name)})"
+        hidden = f"contains(normalize-space(@aria-label), {quoted(name)})"
         path = f".//*[self::button or self::a][{hidden} or contains(normalize-space(.), {quoted(name)})]"
         found = (within or self.driver).find_elements(By.XPATH, path)
-        return [one for one in found if one.is_displayed() and one.accessible_name == name]
+        return [one for one in found if one.is_displayed() and " ".join(one.accessible_name.split()) == name]
 
     def button(self, name, within=None):
         return self.wait(lambda: self.named(name, within), f'a button "{name}"')[0]
@@ -168,6 +167,5 @@ class Looking(PageSite):
         """Logged in, on the page of doors, with what is there now."""
         browser = self.chromium(**arguments)
         browser.log_in(user)
-        browser.see("Live" if browser.run("return innerWidth") >= 600 else "Door")
         browser.wait(browser.doors, "doors")
         return browser
