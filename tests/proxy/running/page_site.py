@@ -106,7 +106,10 @@ class Chromium:
         return self.wait(lambda: self.named(name, within), f'a button "{name}"')[0]
 
     def press(self, name, within=None):
-        self.button(name, within).click()
+        """On a phone, what lies under the bar of pages is scrolled to first."""
+        button = self.button(name, within)
+        self.run("arguments[0].scrollIntoView({block: 'center', behavior: 'instant'})", button)
+        button.click()
 
     def control(self, label, within=None):
         """What stands under the label."""

@@ -1,0 +1,147 @@
+"""The page under load: a slow network, many events, many pages; and how soon it is there.
+
+MUX_PAGE_SECONDS is how long the many events come, 10 by default.
+"""
+import os
+import re
+import threading
+import time
+import unittest
+
+from page_site import Looking
+from stand_in_mux import StandInMux
+
+SECONDS = float(os.environ.get("MUX_PAGE_SECONDS", 10))
+RATE = 500
+MISSED = re.compile(r"(\d+) events? w(?:as|ere) not shown")
+
+
+class Slow(Looking):
+    def choke(self, browser, latency, bytes_a_second):
+        browser.driver.set_network_conditions(offline=False, latency=latency, download_throughput=bytes_a_second,
+                                              upload_throughput=bytes_a_second)
+
+    def test_network_delays_but_loses_nothing(self):
+        browser = self.looking()
+        self.choke(browser, 600, 4000)
+        browser.press("Open, Door 5")
+        self.assertEqual(browser.button("Open, Door 5").get_attribute("aria-busy"), "true")
+        browser.see("Done: the gateway has carried out the opening.", browser.door)
+        browser.go("events")
+        for number in range(60):
+            self.simulator.command(f"card 5 0400{number:06X}")
+        browser.wait(lambda: self.shown(browser) == 60, "sixty cards, each shown or told to be missing")
+        self.assertEqual(self.opened(), 1)
+
+    def shown(self, browser):
+        lines = browser.lines()
+        return sum("Card presented" in line for line in lines) + sum(int(found[1]) for line in lines
+                                                                     if (found := MISSED.search(line)))
+
+    def test_network_that_is_gone_is_told(self):
+        browser = self.looking()
+        browser.driver.set_network_conditions(offline=True, latency=0, throughput=0)
+        browser.press("Open, Door 5")
+        browser.see("The connection to the proxy broke before the answer came.", browser.door)
+        self.assertEqual(self.opened(), 0)
+        browser.driver.delete_network_conditions()
+        browser.press("Open, Door 5")
+        browser.see("Done: the gateway has carried out the opening.", browser.door)
+        self.assertEqual(self.opened(), 1)
+
+
+class Many(Looking):
+    """With a stand-in for the Mux, which raises events at any rate."""
+
+    def start_simulator(self):
+        super().start_simulator()
+        self.simulator.kill()
+
+    def start_mux(self, awaits_gateways=True):
+        self.mux = StandInMux(self.mux_port)
+        self.addCleanup(self.mux.close)
+
+    def watch(self, browser):
+        """Notes the longest times without a frame, between turns of a timer of 20 ms, and of work at a stretch, in
+        milliseconds."""
+        browser.run("""
+            const watched = window.watched = {frame: 0, turn: 0, task: 0};
+            const watch = (name, again) => {
+                let last = performance.now();
+                const next = () => {
+                    watched[name] = Math.max(watched[name], performance.now() - last);
+                    last = performance.now();
+                    again(next);
+                };
+                again(next);
+            };
+            watch("frame", requestAnimationFrame);
+            watch("turn", next => setTimeout(next, 20));
+            new PerformanceObserver(list => list.getEntries().forEach(one => {
+                watched.task = Math.max(watched.task, one.duration); })).observe({entryTypes: ["longtask"]});""")
+
+    def test_events_do_not_freeze_the_page(self):
+        browser = self.looking()
+        self.watch(browser)
+        raising = threading.Thread(target=self.mux.raise_events, args=(RATE, SECONDS, [5]))
+        raising.start()
+        answered = self.open_again_and_again(browser, raising)
+        raising.join()
+        browser.go("events")
+        last = f"*{(self.mux.sent - 1) % 0x10000:04X}"
+        browser.wait(lambda: last in browser.lines()[0], f"the last card {last}")
+        watched = browser.run("return watched")
+        print(f"{self.mux.sent} events in {SECONDS:.0f} s; longest in ms: {watched}; {len(answered)} openings answered, "
+              f"the slowest shown after {max(answered) * 1000:.0f} ms")
+        self.assertGreater(self.mux.sent, 0.99 * RATE * SECONDS)
+        self.assertLess(max(watched["turn"], watched["task"]), 1000, watched)
+        self.assertLess(max(answered), 3)
+
+    def open_again_and_again(self, browser, raising):
+        """Seconds until each answer can be read, from page to page."""
+        answered = []
+        while raising.is_alive():
+            begun = time.monotonic()
+            browser.press("Open, Door 5")
+            browser.see("Done: the gateway has carried out the opening.", browser.door)
+            answered.append(time.monotonic() - begun)
+            browser.go("events")
+            browser.press("Pause")
+            browser.see("newer lines wait.")
+            browser.press("Continue")
+            browser.go("doors")
+        return answered
+
+
+class Cost(Looking):
+    def first_paint(self):
+        browser = self.chromium()
+        browser.control("Password")
+        entry = "return performance.getEntriesByName('first-contentful-paint')[0]?.startTime"
+        return browser.wait(lambda: browser.run(entry), "the first paint")
+
+    def test_of_the_first_paint(self):
+        paints = sorted(self.first_paint() for _ in range(3))
+        print(f"first contentful paint after {', '.join(f'{one:.0f}' for one in paints)} ms")
+        self.assertLess(paints[0], 2000)
+
+    def memory(self):
+        """Of the proxy, in KiB."""
+        text = open(f"/proc/{self.proxy.process.pid}/status", encoding="ascii").read()
+        return int(re.search(r"VmRSS:\s+(\d+)", text)[1])
+
+    def test_of_fifty_open_pages(self):
+        browsers = [self.logged_in() for _ in range(5)]
+        self.stream(browsers[0])
+        before = self.memory()
+        for number in range(50):
+            self.stream(browsers[number % 5])
+        after = self.memory()
+        print(f"50 open pages: {before} KiB before, {after} KiB after")
+        # The streams end with it, at once.
+        self.proxy.kill()
+        self.assertLess(after - before, 10 * 1024)
+
+
+if __name__ == "__main__":
+    unittest.main()
