@@ -16,27 +16,19 @@ RATE = 500
 MISSED = re.compile(r"(\d+) events? w(?:as|ere) not shown")
 
 
-class Slow(Looking):
-    def choke(self, browser, latency, bytes_a_second):
-        browser.driver.set_network_conditions(offline=False, latency=latency, download_throughput=bytes_a_second,
-                                              upload_throughput=bytes_a_second)
+def choke(browser):
+    """To 600 ms and 20 kB a second."""
+    browser.driver.set_network_conditions(offline=False, latency=600, throughput=20_000)
 
-    def test_network_delays_but_loses_nothing(self):
+
+class Slow(Looking):
+    def test_network_delays_what_is_done(self):
         browser = self.looking()
-        self.choke(browser, 600, 4000)
+        choke(browser)
         browser.press("Open, Door 5")
         self.assertEqual(browser.button("Open, Door 5").get_attribute("aria-busy"), "true")
         browser.see("Done: the gateway has carried out the opening.", browser.door)
-        browser.go("events")
-        for number in range(60):
-            self.simulator.command(f"card 5 0400{number:06X}")
-        browser.wait(lambda: self.shown(browser) == 60, "sixty cards, each shown or told to be missing")
         self.assertEqual(self.opened(), 1)
-
-    def shown(self, browser):
-        lines = browser.lines()
-        return sum("Card presented" in line for line in lines) + sum(int(found[1]) for line in lines
-                                                                     if (found := MISSED.search(line)))
 
     def test_network_that_is_gone_is_told(self):
         browser = self.looking()
@@ -60,6 +52,18 @@ class Many(Looking):
     def start_mux(self, awaits_gateways=True):
         self.mux = StandInMux(self.mux_port)
         self.addCleanup(self.mux.close)
+
+    def shown(self, browser):
+        lines = browser.lines()
+        return sum("Card presented" in line for line in lines) + sum(int(found[1]) for line in lines
+                                                                     if (found := MISSED.search(line)))
+
+    def test_events_reach_a_slow_page_or_it_tells_how_many_did_not(self):
+        browser = self.looking()
+        browser.go("events")
+        choke(browser)
+        self.mux.raise_events(100, 3, [5])
+        browser.wait(lambda: self.shown(browser) == self.mux.sent, f"{self.mux.sent} cards, shown or told to be missing")
 
     def watch(self, browser):
         """Notes the longest times without a frame, between turns of a timer of 20 ms, and of work at a stretch, in
@@ -89,12 +93,12 @@ class Many(Looking):
         raising.join()
         browser.go("events")
         last = f"*{(self.mux.sent - 1) % 0x10000:04X}"
-        browser.wait(lambda: last in browser.lines()[0], f"the last card {last}")
+        browser.see(last, lambda: browser.element("ol.lines > li"))
         watched = browser.run("return watched")
         print(f"{self.mux.sent} events in {SECONDS:.0f} s; longest in ms: {watched}; {len(answered)} openings answered, "
               f"the slowest shown after {max(answered) * 1000:.0f} ms")
         self.assertGreater(self.mux.sent, 0.99 * RATE * SECONDS)
-        self.assertLess(max(watched["turn"], watched["task"]), 1000, watched)
+        self.assertLess(max(watched.values()), 1000, watched)
         self.assertLess(max(answered), 3)
 
     def open_again_and_again(self, browser, raising):
@@ -105,10 +109,12 @@ class Many(Looking):
             browser.press("Open, Door 5")
             browser.see("Done: the gateway has carried out the opening.", browser.door)
             answered.append(time.monotonic() - begun)
+            # Found without reading the whole list, which would itself keep the page busy for seconds.
             browser.go("events")
-            browser.press("Pause")
-            browser.see("newer lines wait.")
-            browser.press("Continue")
+            pause = browser.element("button.pause")
+            pause.click()
+            browser.see("newer lines wait.", lambda: browser.element(".filters .count"))
+            pause.click()
             browser.go("doors")
         return answered
 
