@@ -142,8 +142,8 @@ class Chromium:
         return self.element("dialog[open]")
 
     def lines(self):
-        """Texts of the live events, newest first."""
-        return self.run("return [...document.querySelectorAll('ol.lines > li.line')].map(line => line.innerText)")
+        """Texts of the live events, newest first. Lines that are scrolled out of sight are not drawn, but are there."""
+        return self.run("return [...document.querySelectorAll('ol.lines > li.line')].map(line => line.textContent)")
 
     def log_in(self, user="anna", password=PASSWORD):
         self.fill("User", user)
