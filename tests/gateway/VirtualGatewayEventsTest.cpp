@@ -77,7 +77,7 @@ TEST_F(EventsTest, AnEventFromTheSocketReachesTheCallbackOnTheReadThreadWithItsD
     EXPECT_FALSE(event.underLock);
     EXPECT_EQ(event.thread, owner_.Responses().at(0).thread);
     EXPECT_NE(event.thread, std::this_thread::get_id());
-    EXPECT_TRUE(log_.WaitFor(plog::verbose, "Ended management."));
+    EXPECT_TRUE(WaitUntil([&] { return log_.Count(plog::verbose, "Ended management.") == 2; }));
     ExpectInOrder({{plog::verbose, "Payload is of type PinCode. Will be parsed for PIN."},
                    {plog::debug, "PIN received : 0102030F"},
                    {plog::verbose, "Clear memory for the parsed response message."}});
