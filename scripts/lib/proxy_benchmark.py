@@ -28,6 +28,8 @@ REQUESTS = 300
 HANDSHAKES = 300
 IDLE_SECONDS = 20
 REQUESTS_BESIDE_NEIGHBOURS = 400
+# By their names: what one name may have, all its connections share.
+CLIENTS = GOOD, BAD = ["bench", "neighbour"]
 MOST_BESIDE_NEIGHBOURS = 50.0
 UNKNOWN_GATEWAY = 99
 SITE = "site"
@@ -69,7 +71,7 @@ class Bench:
     def start_all(self):
         self.certificates = self.folder / "ca"
         script = pathlib.Path(__file__).resolve().parents[2] / "proxy/certificates/mux-proxy-certificates"
-        for arguments in (["server", "localhost"], ["client", "bench"], ["client", SITE]):
+        for arguments in (["server", "localhost"], *(["client", name] for name in (*CLIENTS, SITE))):
             subprocess.run([str(script), str(self.certificates), *arguments], check=True, stdout=subprocess.DEVNULL)
         configuration = self.folder / "mux.json"
         configuration.write_text('{"Enabled": true, "Gateways": []}')
@@ -78,7 +80,10 @@ class Bench:
         self.start_proxy()
         self.start_tunnel()
         self.context = ssl.create_default_context(cafile=self.certificates / "authority.crt")
-        self.context.load_cert_chain(self.certificates / "clients/bench.crt", self.certificates / "clients/bench.key")
+        self.context.load_cert_chain(*self.certificate(GOOD))
+
+    def certificate(self, name):
+        return [self.certificates / "clients" / f"{name}.{kind}" for kind in ("crt", "key")]
 
     def start_proxy(self):
         file = self.folder / "proxy.json"
@@ -96,7 +101,7 @@ class Bench:
                              "RevocationList": str(self.certificates / "revoked.crl")},
             "Limits": {"Connections": 2000, "ConnectionsPerClient": 2000, "ConnectionsPerAddress": 2000},
             "Audit": {"File": str(self.folder / "audit.db")},
-            "Rules": [{"Clients": ["bench"], "Rights": ["open", "status"], "Gateways": "all", "Locks": "all"}]}
+            "Rules": [{"Clients": CLIENTS, "Rights": ["open", "status"], "Gateways": "all", "Locks": "all"}]}
 
     def start_tunnel(self):
         settings = self.folder / "stunnel.conf"
@@ -157,14 +162,14 @@ verifyChain = yes
         """A second proxy, with everything beside the entrance."""
         broker = Broker(self.folder, self.certificates)
         self.programs.append(broker)
-        own = self.certificates / "clients" / SITE
+        certificate, key = map(str, self.certificate(SITE))
         file = self.folder / "services.json"
         file.write_text(json.dumps({
             **self.configuration(), "Listen": {"Addresses": ["127.0.0.1"], "Port": free_port()},
             "Audit": {"File": str(self.folder / "services.db")}, "Metrics": {"Port": free_port()},
             "StatusRound": {},
             "Mqtt": {"Host": "localhost", "Port": broker.port, "Authority": str(self.certificates / "authority.crt"),
-                     "Certificate": f"{own}.crt", "Key": f"{own}.key", "Site": SITE}}))
+                     "Certificate": certificate, "Key": key, "Site": SITE}}))
         proxy = self.start(str(self.build / "mux-proxy"), "--config", str(file))
         proxy.wait_for("Connected to the broker")
         cpu = self.cpu_seconds(proxy)
@@ -217,7 +222,7 @@ verifyChain = yes
         """Through the proxy and straight to the Mux in turns: both share the machine with the neighbours."""
         own, direct = TlsClient(self.proxy_port, self.context), Client(self.mux_port)
         script = pathlib.Path(proxy_neighbours.__file__)
-        certificates = [self.certificates / name for name in ("authority.crt", "clients/bench.crt", "clients/bench.key")]
+        certificates = [self.certificates / "authority.crt", *self.certificate(BAD)]
         for kind in proxy_neighbours.KINDS:
             bad = self.start(sys.executable, "-B", str(script), kind, str(self.proxy_port), *map(str, certificates))
             bad.wait_for("ready", deadline=60)
