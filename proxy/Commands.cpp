@@ -1,5 +1,6 @@
 #include "proxy/Commands.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -120,6 +121,8 @@ void Commands::BecomeServices() const {
 int Commands::Serve() {
     Server server(
         LoadConfiguration(file_), [this] { return LoadConfiguration(file_); }, kit_);
+    // What reading the files and certificates took.
+    malloc_trim(0);
     server.Run();
     return 0;
 }
