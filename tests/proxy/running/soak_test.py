@@ -1,10 +1,11 @@
 """Everything at once: clients that ask, that may do little, that come and go, that behave badly in every known way;
 events; a Mux that is killed; certificates and rights read anew; the audit read beside it. Each request gets its one
-answer and its row.
+answer and its row. The same with the page, where others look and operate doors.
 
 MUX_SOAK_SECONDS is how long, 8 by default.
 """
 import collections
+import http.client
 import json
 import os
 import random
@@ -16,6 +17,7 @@ import unittest
 
 from proxy_site import CLOSE, MUX_AWAY, NO_ANSWER, NOT_ALLOWED, NOT_SENT, NOT_VALID, OPEN, ROOT, STATUS, PlayError, Site
 from proxy_site import result
+from web_site import PASSWORD, Browser, PageSite
 
 sys.path.insert(0, str(ROOT / "scripts" / "lib"))
 import proxy_neighbours  # noqa: E402
@@ -92,6 +94,61 @@ class Passer(threading.Thread):
             time.sleep(random.uniform(0, 0.3))
 
 
+class Viewer(threading.Thread):
+    """A page that stays open, and operates doors one after the other."""
+
+    RESULTS = ("ack", "not-sent", "no-answer", "mux-away")
+
+    def __init__(self, site):
+        super().__init__(daemon=True)
+        self.name, self.browser = "anna", site.logged_in()
+        self.stream = site.stream(self.browser)
+        self.is_ending = False
+        self.asked, self.findings = 0, []
+
+    def run(self):
+        try:
+            while not self.is_ending:
+                self.operate()
+                time.sleep(random.uniform(0, 0.4))
+        except (OSError, http.client.HTTPException) as error:
+            self.findings.append(repr(error))
+        if self.stream.is_ended:
+            self.findings.append("its stream has ended")
+
+    def operate(self):
+        answer = self.browser.order(random.choice(("open", "close", "status")), lock=random.choice((5, 6, 7)),
+                                    gateway=random.choice((1, 2)))
+        self.asked += 1
+        if answer[0] != 200 or answer[1]["result"] not in self.RESULTS:
+            self.findings.append(f"the page got {answer}")
+
+
+class Visitor(threading.Thread):
+    """Comes, logs in or fails to, looks around, and leaves a stream that it never read."""
+
+    def __init__(self, site):
+        super().__init__(daemon=True)
+        self.site, self.is_ending = site, False
+
+    def run(self):
+        while not self.is_ending:
+            browser = Browser(self.site)
+            try:
+                self.visit(browser)
+            except (OSError, http.client.HTTPException):
+                pass  # visitors may meet the limits
+            browser.close()
+            time.sleep(random.uniform(0, 0.3))
+
+    def visit(self, browser):
+        browser.log_in(*random.choice((("anna", PASSWORD), ("ben", PASSWORD), ("mallory", "wrong"))))
+        for path in ("/", "/api/cards", "/api/audit.csv", "/../users", "/api/live"):
+            browser.connection.request("GET", path, headers={"Host": browser.host, "Cookie": browser.cookie or ""})
+            if path != "/api/live":
+                browser.connection.getresponse().read()
+
+
 class Soak(Site):
     gateways = 3
     askers = tuple(f"asker-{number}" for number in range(ASKERS))
@@ -140,8 +197,10 @@ class Soak(Site):
 
     def check_rows(self, askers):
         rows = collections.Counter(row["client"] for row in self.audit("--kind", "request"))
+        asked = collections.Counter()
         for asker in askers:
-            self.assertEqual(rows[asker.name], asker.asked, asker.name)
+            asked[asker.name] += asker.asked
+        self.assertEqual({name: rows[name] for name in asked}, asked)
 
     def check_reports(self):
         """Of a sanitizer, if one is built in."""
@@ -151,25 +210,42 @@ class Soak(Site):
             self.assertEqual(reports, [], "\n".join(lines[place] for report in reports[:1]
                                                     for place in range(report, min(report + 60, len(lines)))))
 
+    def workers(self):
+        """Those whose every request counts, and the others."""
+        return [Asker(self, name) for name in self.askers], [Passer(self) for _ in range(3)]
+
+    def end(self, threads):
+        for thread in threads:
+            thread.is_ending = True
+        for thread in threads:
+            thread.join(60)
+            self.assertFalse(thread.is_alive())
+
     def test_everything_at_once(self):
-        askers, passers = [Asker(self, name) for name in self.askers], [Passer(self) for _ in range(3)]
+        askers, others = self.workers()
         neighbours = self.start_neighbours()
-        for thread in askers + passers:
+        for thread in askers + others:
             thread.start()
         self.disturb()
         for neighbour in neighbours:
             neighbour.kill()
-        for thread in askers + passers:
-            thread.is_ending = True
-        for thread in askers + passers:
-            thread.join(60)
-            self.assertFalse(thread.is_alive())
+        self.end(askers + others)
         self.assertEqual([finding for asker in askers for finding in asker.findings], [])
         self.proxy.stop(signal.SIGTERM, 0)
         self.check_rows(askers)
         self.check_reports()
         self.mux.stop(signal.SIGQUIT, 0)
-        print("requests of the askers:", sum(asker.asked for asker in askers))
+        print("requests:", sum(asker.asked for asker in askers))
+
+
+class SoakOfPages(Soak, PageSite):
+    rules = Soak.rules + [
+        {"Clients": ["anna"], "Rights": ["open", "close", "status", "events"], "Gateways": [1, 2], "Locks": "all"},
+        {"Clients": ["ben"], "Rights": ["status", "events"], "Gateways": "all", "Locks": "all"}]
+
+    def workers(self):
+        askers, others = super().workers()
+        return askers + [Viewer(self) for _ in range(6)], others + [Visitor(self) for _ in range(2)]
 
 
 if __name__ == "__main__":
