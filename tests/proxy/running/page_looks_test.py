@@ -1,24 +1,23 @@
 """What the page looks like on every screen, in every language and scheme, and for those who cannot see or point.
 
-MUX_PAGE_PICTURES is a folder that gets a picture of each page; without it none are made. The rules of accessibility come
-from axe-core, which scripts/setup --with-checks installs into build/axe; their test is skipped without it.
+MUX_PAGE_PICTURES is a folder that gets pictures of the pages; without it none are made. scripts/demo --draw-page draws
+those of docs/page.md. The rules of accessibility come from axe-core, which scripts/setup --with-checks installs into
+build/axe; their test is skipped without it.
 """
 import os
 import pathlib
-import sys
 import unittest
 
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
-from page_site import PAGES, Looking
+from page_site import PAGES, Looking, run_tests
 from proxy_site import ROOT
 from web_site import PASSWORD
 
 AXE = ROOT / "build" / "axe" / "node_modules" / "axe-core" / "axe.min.js"
 TAGS = ["wcag2a", "wcag2aa", "wcag21a", "wcag21aa", "wcag22aa", "best-practice"]
 PICTURES = os.environ.get("MUX_PAGE_PICTURES")
-SKIPPED = 77
 
 HEADINGS = {"en": ("Doors", "Events", "Cards", "Audit", "Hall"),
             "de": ("Türen", "Ereignisse", "Karten", "Protokoll", "Hall")}
@@ -55,13 +54,15 @@ class Busy(Looking):
         stream.wait_for_rows(4, kind="event")
         stream.wait_for_rows(9, kind="request")
 
+    def go(self, browser, page):
+        """To the page, when it has what there is to show."""
+        browser.go(page)
+        browser.element({"doors": "article.door", "events": "ol.lines time", "cards": "tbody tr", "audit": "tbody tr",
+                         "wall": ".tile"}[page])
+
     def everywhere(self, browser):
-        """Each page, when it has what there is to show."""
         for page in PAGES:
-            browser.go(page)
-            shown = {"doors": "article.door", "events": "ol.lines time", "cards": "tbody tr", "audit": "tbody tr",
-                     "wall": ".tile"}[page]
-            browser.element(shown)
+            self.go(browser, page)
             yield page
 
 
@@ -218,30 +219,53 @@ class Accessibility(Busy):
             browser.wait(lambda: not browser.elements("dialog"), "the dialog closed")
 
 
+# Those of docs/page.md: name, page, width, height, pixels of the picture per pixel of the page, and scheme.
+DOCUMENTED = (
+    ("doors", "doors", 1280, 850, 1, "light"),
+    ("doors-phone", "doors", 375, 760, 1.5, "dark"),
+    ("events", "events", 1280, 660, 1, "light"),
+    ("cards", "cards", 1280, 720, 1, "light"),
+    ("audit", "audit", 1280, 760, 1, "light"),
+    ("wall", "wall", 1280, 720, 1, "dark"),
+)
+
+
+@unittest.skipUnless(PICTURES, "MUX_PAGE_PICTURES names no folder for them")
 class Pictures(Busy):
-    @unittest.skipUnless(PICTURES, "MUX_PAGE_PICTURES names no folder for them")
-    def test_show_each_page(self):
-        folder = pathlib.Path(PICTURES)
-        folder.mkdir(parents=True, exist_ok=True)
+    def setUp(self):
+        super().setUp()
+        self.folder = pathlib.Path(PICTURES)
+        self.folder.mkdir(parents=True, exist_ok=True)
+
+    def test_of_the_documents(self):
+        browser = self.looking()
+        browser.press("Open, Front door")
+        browser.see("Done: the gateway has carried out the opening.", lambda: browser.door("Front door"))
+        for name, page, width, height, scale, scheme in DOCUMENTED:
+            browser.resize(width, height, scale)
+            browser.scheme(scheme)
+            self.go(browser, page)
+            browser.run("document.activeElement.blur()")
+            browser.save(self.folder / f"page-{name}.webp")
+
+    def test_of_each_page(self):
         for device, width, height in (("desktop", 1280, 800), ("phone", 375, 760)):
             browser = self.chromium(width=width, height=height)
             browser.control("Password")
-            browser.save(folder / f"log-in-{device}.png")
+            browser.save(self.folder / f"log-in-{device}.png")
             browser.log_in()
             for page in self.everywhere(browser):
-                browser.save(folder / f"{page}-{device}.png")
+                browser.save(self.folder / f"{page}-{device}.png")
             browser.go("cards")
             browser.press("Give access, *C3D4")
             browser.dialog()
-            browser.save(folder / f"give-access-{device}.png")
+            browser.save(self.folder / f"give-access-{device}.png")
         browser = self.looking(width=1920, height=1080)
         browser.scheme("dark")
         browser.go("wall")
         browser.see("Front door")
-        browser.save(folder / "wall-dark.png")
+        browser.save(self.folder / "wall-dark.png")
 
 
 if __name__ == "__main__":
-    program = unittest.main(exit=False)
-    result = program.result
-    sys.exit(SKIPPED if result.wasSuccessful() and len(result.skipped) == result.testsRun else not result.wasSuccessful())
+    run_tests()

@@ -1,7 +1,10 @@
 """A site with the page on, and Chromium that looks at it: people's words for what is found, touched and read there."""
+import base64
 import os
 import pathlib
+import sys
 import tempfile
+import unittest
 
 from selenium import webdriver
 from selenium.common.exceptions import StaleElementReferenceException, TimeoutException
@@ -12,7 +15,10 @@ from selenium.webdriver.support.wait import WebDriverWait
 from web_site import PASSWORD, PageSite
 
 DEADLINE = 40.0
+CHROMIUM = "/usr/bin/chromium"
 DRIVER = "/usr/bin/chromedriver"
+# How a test ends that was skipped.
+SKIPPED = 77
 PAGES = ("doors", "events", "cards", "audit", "wall")
 
 # Chromium talks to this machine only, and to nobody on its own.
@@ -28,24 +34,26 @@ def quoted(text):
 
 
 class Chromium:
-    """Without a window, on a profile of its own. `width` and `height` are those of what the page gets."""
+    """Without a window, on a profile of its own. `width` and `height` are those of what the page gets, `home` the folder
+    of the user who starts it."""
 
-    def __init__(self, site, width=1280, height=900, language="en"):
+    def __init__(self, site, width=1280, height=900, language="en", binary=CHROMIUM, home=None):
         self.site = site
         self.profile = tempfile.TemporaryDirectory(prefix="mux-page-profile-", ignore_cleanup_errors=True)
         self.downloads = pathlib.Path(self.profile.name) / "downloads"
         self.downloads.mkdir()
-        self.driver = webdriver.Chrome(service=Service(DRIVER), options=self._options(language))
+        service = Service(DRIVER, env={**os.environ, "HOME": str(home)} if home else None)
+        self.driver = webdriver.Chrome(service=service, options=self._options(language, binary))
         self.resize(width, height)
         self.tell("Browser.setDownloadBehavior", behavior="allow", downloadPath=str(self.downloads))
 
-    def _options(self, language):
+    def _options(self, language, binary):
         options = webdriver.ChromeOptions()
-        options.binary_location = "/usr/bin/chromium"
+        options.binary_location = str(binary)
         # The authority of the site's certificates was made a moment ago, for this test.
         options.accept_insecure_certs = True
-        # Its sandbox does not run as root.
-        alone = ("--no-sandbox",) if os.getuid() == 0 else ()
+        # Its sandbox does not run as root, nor in a namespace of users.
+        alone = ("--no-sandbox",) if os.getuid() == 0 or binary != CHROMIUM else ()
         for switch in SWITCHES + alone + (f"--accept-lang={language}", f"--user-data-dir={self.profile.name}"):
             options.add_argument(switch)
         return options
@@ -60,8 +68,8 @@ class Chromium:
     def run(self, script, *arguments):
         return self.driver.execute_script(script, *arguments)
 
-    def resize(self, width, height):
-        self.tell("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
+    def resize(self, width, height, scale=1):
+        self.tell("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=scale,
                   mobile=width < 600)
 
     def scheme(self, name):
@@ -154,7 +162,9 @@ class Chromium:
         return bool(self.named("Log out"))
 
     def save(self, picture):
-        self.driver.save_screenshot(str(picture))
+        """As its name ends: ".png", or ".webp", which is a fourth of it."""
+        data = self.tell("Page.captureScreenshot", format=picture.suffix[1:], quality=80)["data"]
+        picture.write_bytes(base64.b64decode(data))
 
 
 class Looking(PageSite):
@@ -172,3 +182,10 @@ class Looking(PageSite):
         browser.log_in(user)
         browser.wait(browser.doors, "doors")
         return browser
+
+
+def run_tests():
+    """Those that the command line names."""
+    program = unittest.main(exit=False)
+    result = program.result
+    sys.exit(SKIPPED if result.wasSuccessful() and len(result.skipped) == result.testsRun else not result.wasSuccessful())

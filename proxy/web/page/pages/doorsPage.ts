@@ -10,6 +10,13 @@ import { DoorCard } from "../view/doorCard";
 import { marked } from "../view/marks";
 import { doorName, placeText } from "../view/words";
 
+// So many doors are drawn at once, which is more than a screen has. The others follow frame by frame, as many as fit into
+// so many milliseconds.
+const doorsAtOnce = 24;
+const sliceTime = 8;
+// So many doors and more are not laid out while they are out of sight.
+const manyDoors = 40;
+
 interface Group {
     section: HTMLElement;
     // Shown while the gateway answers nothing.
@@ -30,6 +37,9 @@ export class DoorsPage implements Page {
     private cards_ = new Map<string, DoorCard>();
     private sections_: Group[] = [];
     private drawn_ = "";
+    // Doors whose cards are to be drawn yet, and the frame in which that goes on.
+    private waiting_: string[] = [];
+    private frame_ = 0;
 
     constructor(private readonly context_: Context) {
         const { texts } = context_;
@@ -68,6 +78,10 @@ export class DoorsPage implements Page {
         }
     }
 
+    leave(): void {
+        cancelAnimationFrame(this.frame_);
+    }
+
     private updateCard(key: string): void {
         const door = this.context_.site.doors.get(key);
         if (door !== undefined) {
@@ -82,11 +96,25 @@ export class DoorsPage implements Page {
         if (wanted !== this.drawn_) {
             this.drawn_ = wanted;
             this.rebuild(doors);
-        } else {
-            this.cards_.forEach((_, key) => this.updateCard(key));
         }
         this.showSilence();
         this.filter();
+        this.waiting_ = [...this.cards_.keys()];
+        this.drawCards(doorsAtOnce);
+    }
+
+    // The next ones, `least` or more.
+    private drawCards(least: number): void {
+        const end = performance.now() + sliceTime;
+        for (let count = 0; this.waiting_.length > 0 && (count < least || performance.now() < end); count += 1) {
+            const key = this.waiting_.shift() as string;
+            this.updateCard(key);
+            this.cards_.get(key)?.fill();
+        }
+        cancelAnimationFrame(this.frame_);
+        if (this.waiting_.length > 0) {
+            this.frame_ = requestAnimationFrame(() => this.drawCards(1));
+        }
     }
 
     private showSilence(): void {
@@ -99,6 +127,7 @@ export class DoorsPage implements Page {
         this.cards_ = new Map(doors.map((door) => [doorKey(door), new DoorCard(door, this.context_)]));
         const gateways = [...new Set(doors.map((door) => door.gateway))];
         this.sections_ = gateways.map((gateway) => this.section(doors.filter((door) => door.gateway === gateway)));
+        this.groups_.classList.toggle("many", doors.length >= manyDoors);
         this.groups_.replaceChildren(...this.sections_.map((group) => group.section));
     }
 

@@ -1,6 +1,9 @@
 // Everything the page says, in German.
 
 import type { Texts } from "./en";
+import { pluralOf } from "./plurals";
+
+const plural = pluralOf("de");
 
 export const de: Texts = {
     language: "de",
@@ -162,16 +165,16 @@ export const de: Texts = {
             "resistance-too-high": "Widerstand zu hoch",
             "not-available": "nicht bekannt",
         },
-        atLeast: (percent) => `mindestens ${percent} %`,
-        low: "unter 80 %",
-        alarm: "Batteriealarm",
-        warning: "Batteriewarnung",
+        atLeast: (percent) => `mindestens ${percent}\u00a0%`,
+        low: "unter 80\u00a0%",
+        alarm: "Alarm",
+        warning: "Warnung",
         fireMode: "Brandfallbetrieb",
         noReader: "Leser nicht verbunden",
     },
     health: {
         title: "Zustand",
-        allWell: "Alles in Ordnung",
+        allWell: "System in Ordnung",
         live: "Live",
         starting: "Verbindet",
         lost: (time) => `Verbindung verloren seit ${time}`,
@@ -181,23 +184,24 @@ export const de: Texts = {
         asOf: (time) => `alt: Stand ${time}`,
         mux: "Mux verbunden",
         muxAway: "Mux nicht erreichbar",
-        gatewaysAnswer: (count) => (count === 1 ? "Gateway antwortet" : `${count} Gateways antworten`),
+        gatewaysAnswer: (count) => plural(count, "Gateway antwortet", `${count} Gateways antworten`),
         silent: (names) => `Stumm: ${names}`,
         gatewaySilent: "Gateway stumm",
         answers: "antwortet",
         silentMeaning: "stumm: bekommt einen Auftrag je Minute",
-        waiting: (count) => (count === 1 ? "1 Auftrag wartet" : `${count} Aufträge warten`),
+        waiting: (count) => plural(count, "1 Auftrag wartet", `${count} Aufträge warten`),
         nothingWaits: "kein Auftrag wartet",
         broker: "Broker verbunden",
         brokerAway: "Broker nicht erreichbar",
-        messagesWaiting: (count) => (count === 1 ? "1 Meldung wartet" : `${count} Meldungen warten`),
-        certificates: (days) => (days < 0 ? "Ein Zertifikat ist abgelaufen" : `Zertifikate: ${days} Tage`),
+        messagesWaiting: (count) => plural(count, "1 Meldung wartet", `${count} Meldungen warten`),
+        certificates: (days) =>
+            days < 0 ? "Ein Zertifikat ist abgelaufen" : `Zertifikate: ${days} ${plural(days, "Tag", "Tage")}`,
         certificateNames: {
             server: "Zertifikat des Servers",
             authority: "Zertifizierungsstelle",
             "revocation-list": "Sperrliste",
         },
-        days: (days) => (days < 0 ? "abgelaufen" : days === 1 ? "noch 1 Tag" : `noch ${days} Tage`),
+        days: (days) => (days < 0 ? "abgelaufen" : plural(days, "noch 1 Tag", `noch ${days} Tage`)),
         auditFails: "Protokoll nicht schreibbar",
         disk: (free) => `Platte frei: ${free}`,
         auditSize: (rows, bytes, limit) => `${rows} Zeilen, ${bytes} von ${limit}`,
@@ -213,7 +217,9 @@ export const de: Texts = {
         submit: "Anmelden",
         certificate: "Mit dem Zertifikat dieses Browsers anmelden",
         or: "oder",
-        noWay: "Die Anmeldung braucht ein Client-Zertifikat in diesem Browser. Erhalten Sie eines vom Betreiber der Anlage, installieren Sie es und laden Sie die Seite neu.",
+        noWay:
+            "Die Anmeldung braucht ein Client-Zertifikat in diesem Browser. " +
+            "Erhalten Sie eines vom Betreiber der Anlage, installieren Sie es und laden Sie die Seite neu.",
         lockedOut: (seconds) => `Zu viele Versuche. Nächster Versuch in ${seconds} s.`,
         proxyAway: "Der Proxy ist nicht erreichbar. Die Seite versucht es von selbst wieder.",
         logOut: "Abmelden",
@@ -224,7 +230,7 @@ export const de: Texts = {
         title: "Türen",
         filter: "Tür suchen",
         onlyTrouble: "Nur mit Störung",
-        count: (shown, all) => (shown === all ? `${all} Türen` : `${shown} von ${all} Türen`),
+        count: (shown, all) => `${shown === all ? all : `${shown} von ${all}`} ${plural(all, "Tür", "Türen")}`,
         noneAllowed: "Sie haben an keiner Tür Rechte.",
         noneFound: "Keine Tür passt.",
         lastEvent: "Letztes Ereignis",
@@ -248,35 +254,43 @@ export const de: Texts = {
         pause: "Anhalten",
         resume: "Weiter",
         paused: (count) =>
-            count === 1 ? "Angehalten. 1 neuere Zeile wartet." : `Angehalten. ${count} neuere Zeilen warten.`,
+            plural(count, "Angehalten. 1 neuere Zeile wartet.", `Angehalten. ${count} neuere Zeilen warten.`),
         none: "Noch nichts. Ereignisse erscheinen hier, sobald sie geschehen.",
         noneFound: "Nichts passt.",
         kept: "Die neuesten 500 Zeilen werden behalten.",
         missed: (count) =>
-            count === 1
-                ? "1 Ereignis wurde nicht gezeigt: Diese Seite war zu langsam."
-                : `${count} Ereignisse wurden nicht gezeigt: Diese Seite war zu langsam.`,
+            plural(
+                count,
+                "1 Ereignis wurde nicht gezeigt: Diese Seite war zu langsam.",
+                `${count} Ereignisse wurden nicht gezeigt: Diese Seite war zu langsam.`,
+            ),
         gap: "Hier war die Verbindung verloren: Ereignisse können fehlen.",
         restarted: "Hier wurde der Proxy neu gestartet: Ereignisse können fehlen.",
         list: "Ereignisse live, neueste zuerst",
     },
     cards: {
         title: "Karten",
-        what: "Schlösser können nicht nach ihren Karten gefragt werden. Diese Liste hat, was über den Proxy eingetragen wurde.",
+        what:
+            "Schlösser können nicht nach ihren Karten gefragt werden. " +
+            "Diese Liste hat, was über den Proxy eingetragen wurde.",
         presented: "Eben vorgehalten",
         nonePresented: "Halten Sie eine Karte an einen Leser: Sie erscheint hier und kann Zutritt bekommen.",
         entered: "Eingetragene Karten",
         none: "Noch keine Karte eingetragen.",
         noneFound: "Keine Karte passt.",
         find: "Karte suchen",
-        count: (shown, all) => (shown === all ? `${all} Einträge` : `${shown} von ${all} Einträgen`),
+        count: (shown, all) =>
+            shown === all
+                ? `${all} ${plural(all, "Eintrag", "Einträge")}`
+                : `${shown} von ${all} ${plural(all, "Eintrag", "Einträgen")}`,
         give: "Zutritt geben",
         giveTitle: (card) => `Karte ${card} Zutritt geben`,
         giveNew: "Einer Karte Zutritt geben",
         takeTitle: (card) => `Karte ${card} Zutritt nehmen`,
         take: "Zutritt nehmen",
         takeHint:
-            "Andere Türen der Liste mit gleichem Namen und gleichen letzten Ziffern stehen auch hier. Markieren Sie alle, für die der Zutritt endet.",
+            "Andere Türen der Liste mit gleichem Namen und gleichen letzten Ziffern stehen auch hier. " +
+            "Markieren Sie alle, für die der Zutritt endet.",
         name: "Name",
         nameHint: "Wer die Karte hat, für diese Liste. Höchstens 64 Zeichen.",
         digits: "Daten der Karte",
@@ -294,17 +308,21 @@ export const de: Texts = {
         importFile: "Importieren",
         importTitle: "Karten importieren",
         importHint:
-            "Eine Datei, wie der Export sie schreibt: mit Kommas getrennt, mit den Spalten gateway, lock, card und label.",
+            "Eine Datei, wie der Export sie schreibt: " +
+            "mit Kommas getrennt, mit den Spalten gateway, lock, card und label.",
         file: "Datei",
         importSummary: (cards, faults) =>
-            `${cards === 1 ? "1 Karte" : `${cards} Karten`} zu senden${faults > 0 ? `, ${faults} Zeilen nicht brauchbar` : ""}.`,
+            `${cards} ${plural(cards, "Karte", "Karten")} zu senden` +
+            `${faults > 0 ? `, ${faults} ${plural(faults, "Zeile", "Zeilen")} nicht brauchbar` : ""}.`,
         start: "Senden",
         stop: "Anhalten",
         retry: "Fehlgeschlagene noch einmal senden",
         progress: (done, all) => `${done} von ${all} gesendet`,
         stopped: "Angehalten. Zeilen ohne Ergebnis wurden nicht gesendet.",
         finished: (good, bad) =>
-            bad === 0 ? `Alle ${good} ausgeführt.` : `${good} ausgeführt, ${bad} nicht ausgeführt.`,
+            bad === 0
+                ? plural(good, "Ausgeführt.", `Alle ${good} ausgeführt.`)
+                 : `${good} ausgeführt, ${bad} nicht ausgeführt.`,
         line: (number) => `Zeile ${number}`,
         fileFaults: {
             "no-columns": "Die erste Zeile muss die Spalten gateway, lock und card nennen.",
@@ -334,7 +352,7 @@ export const de: Texts = {
         none: "Keine Zeile passt.",
         csv: "Als CSV herunterladen",
         csvHint: "Älteste zuerst, höchstens 50.000 Zeilen.",
-        rows: (count) => (count === 1 ? "1 Zeile" : `${count} Zeilen`),
+        rows: (count) => plural(count, "1 Zeile", `${count} Zeilen`),
         columns: {
             time: "Zeit",
             kind: "Art",
@@ -353,12 +371,14 @@ export const de: Texts = {
         title: "Wand",
         leave: "Wandseite verlassen",
         allWell: "Keine Störung",
-        troubles: (count) => (count === 1 ? "1 Tür mit Störung" : `${count} Türen mit Störung`),
+        troubles: (count) => plural(count, "1 Tür mit Störung", `${count} Türen mit Störung`),
         lastEvents: "Letzte Ereignisse",
         rest: (count) =>
-            count === 1
-                ? "1 weitere Tür ist nicht gezeigt."
-                : `${count} weitere Türen sind nicht gezeigt; solche mit Störung kommen zuerst.`,
+            plural(
+                count,
+                "1 weitere Tür ist nicht gezeigt.",
+                `${count} weitere Türen sind nicht gezeigt; solche mit Störung kommen zuerst.`,
+            ),
         noResult: "noch kein Ergebnis",
         old: "Alles darunter ist veraltet.",
     },

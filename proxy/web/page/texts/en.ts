@@ -3,6 +3,9 @@
 import type { DoorOperation, PageResult, ResultName } from "../model/types";
 import type { State } from "../logic/state";
 import type { CardFault } from "../logic/cardFile";
+import { pluralOf } from "./plurals";
+
+const plural = pluralOf("en");
 
 const results: Record<ResultName | PageResult, { short: string; long: string }> = {
     ack: { short: "done", long: "Done." },
@@ -175,16 +178,16 @@ export const en = {
             "resistance-too-high": "resistance too high",
             "not-available": "not known",
         } as Record<string, string>,
-        atLeast: (percent: number) => `at least ${percent} %`,
-        low: "below 80 %",
-        alarm: "battery alarm",
-        warning: "battery warning",
+        atLeast: (percent: number) => `at least ${percent}\u00a0%`,
+        low: "below 80\u00a0%",
+        alarm: "alarm",
+        warning: "warning",
         fireMode: "fire mode",
         noReader: "reader not connected",
     },
     health: {
         title: "Health",
-        allWell: "All is well",
+        allWell: "System is well",
         live: "Live",
         starting: "Connecting",
         lost: (time: string) => `Connection lost since ${time}`,
@@ -194,23 +197,24 @@ export const en = {
         asOf: (time: string) => `old: as of ${time}`,
         mux: "Mux connected",
         muxAway: "Mux not reachable",
-        gatewaysAnswer: (count: number) => (count === 1 ? "Gateway answers" : `${count} gateways answer`),
+        gatewaysAnswer: (count: number) => plural(count, "Gateway answers", `${count} gateways answer`),
         silent: (names: string) => `Silent: ${names}`,
         gatewaySilent: "gateway silent",
         answers: "answers",
         silentMeaning: "silent: it gets one request a minute",
-        waiting: (count: number) => (count === 1 ? "1 request waits" : `${count} requests wait`),
+        waiting: (count: number) => plural(count, "1 request waits", `${count} requests wait`),
         nothingWaits: "no request waits",
         broker: "Broker connected",
         brokerAway: "Broker not reachable",
-        messagesWaiting: (count: number) => (count === 1 ? "1 message waits" : `${count} messages wait`),
-        certificates: (days: number) => (days < 0 ? "A certificate has expired" : `Certificates: ${days} days`),
+        messagesWaiting: (count: number) => plural(count, "1 message waits", `${count} messages wait`),
+        certificates: (days: number) =>
+            days < 0 ? "A certificate has expired" : `Certificates: ${days} ${plural(days, "day", "days")}`,
         certificateNames: {
             server: "Server's certificate",
             authority: "Authority",
             "revocation-list": "Revocation list",
         } as Record<string, string>,
-        days: (days: number) => (days < 0 ? "expired" : days === 1 ? "1 day left" : `${days} days left`),
+        days: (days: number) => (days < 0 ? "expired" : plural(days, "1 day left", `${days} days left`)),
         auditFails: "Audit cannot be written",
         disk: (free: string) => `Free disk: ${free}`,
         auditSize: (rows: string, bytes: string, limit: string) => `${rows} rows, ${bytes} of ${limit}`,
@@ -226,7 +230,9 @@ export const en = {
         submit: "Log in",
         certificate: "Log in with this browser's certificate",
         or: "or",
-        noWay: "Log-in needs a client certificate in this browser. Ask who runs the site for one, install it and load the page again.",
+        noWay:
+            "Log-in needs a client certificate in this browser. " +
+            "Ask who runs the site for one, install it and load the page again.",
         lockedOut: (seconds: number) => `Too many tries. Try again in ${seconds} s.`,
         proxyAway: "The proxy cannot be reached. The page tries again by itself.",
         logOut: "Log out",
@@ -237,7 +243,8 @@ export const en = {
         title: "Doors",
         filter: "Find a door",
         onlyTrouble: "Only with trouble",
-        count: (shown: number, all: number) => (shown === all ? `${all} doors` : `${shown} of ${all} doors`),
+        count: (shown: number, all: number) =>
+            `${shown === all ? all : `${shown} of ${all}`} ${plural(all, "door", "doors")}`,
         noneAllowed: "You have no rights on any door.",
         noneFound: "No door matches.",
         lastEvent: "Last event",
@@ -260,14 +267,16 @@ export const en = {
         allKinds: "All kinds",
         pause: "Pause",
         resume: "Continue",
-        paused: (count: number) => (count === 1 ? "Paused. 1 newer line waits." : `Paused. ${count} newer lines wait.`),
+        paused: (count: number) => plural(count, "Paused. 1 newer line waits.", `Paused. ${count} newer lines wait.`),
         none: "Nothing yet. Events appear here as they happen.",
         noneFound: "Nothing matches.",
         kept: "The newest 500 lines are kept.",
         missed: (count: number) =>
-            count === 1
-                ? "1 event was not shown: this page was too slow."
-                : `${count} events were not shown: this page was too slow.`,
+            plural(
+                count,
+                "1 event was not shown: this page was too slow.",
+                `${count} events were not shown: this page was too slow.`,
+            ),
         gap: "The connection was lost here: events may be missing.",
         restarted: "The proxy was restarted here: events may be missing.",
         list: "Live events, newest first",
@@ -281,7 +290,8 @@ export const en = {
         none: "No card was entered yet.",
         noneFound: "No card matches.",
         find: "Find a card",
-        count: (shown: number, all: number) => (shown === all ? `${all} entries` : `${shown} of ${all} entries`),
+        count: (shown: number, all: number) =>
+            `${shown === all ? all : `${shown} of ${all}`} ${plural(all, "entry", "entries")}`,
         give: "Give access",
         giveTitle: (card: string) => `Give card ${card} access`,
         giveNew: "Give a card access",
@@ -308,13 +318,15 @@ export const en = {
         importHint: "A file as the export writes it: comma-separated, with columns gateway, lock, card and label.",
         file: "File",
         importSummary: (cards: number, faults: number) =>
-            `${cards === 1 ? "1 card" : `${cards} cards`} to send${faults > 0 ? `, ${faults} lines not usable` : ""}.`,
+            `${cards} ${plural(cards, "card", "cards")} to send` +
+            `${faults > 0 ? `, ${faults} ${plural(faults, "line", "lines")} not usable` : ""}.`,
         start: "Send",
         stop: "Stop",
         retry: "Try failed lines again",
         progress: (done: number, all: number) => `${done} of ${all} sent`,
         stopped: "Stopped. Lines without a result were not sent.",
-        finished: (good: number, bad: number) => (bad === 0 ? `All ${good} done.` : `${good} done, ${bad} not done.`),
+        finished: (good: number, bad: number) =>
+            bad === 0 ? plural(good, "Done.", `All ${good} done.`) : `${good} done, ${bad} not done.`,
         line: (number: number) => `Line ${number}`,
         fileFaults: {
             "no-columns": "The first line must name the columns gateway, lock and card.",
@@ -338,7 +350,7 @@ export const en = {
         none: "No row matches.",
         csv: "Download as CSV",
         csvHint: "Oldest first, at most 50,000 rows.",
-        rows: (count: number) => (count === 1 ? "1 row" : `${count} rows`),
+        rows: (count: number) => plural(count, "1 row", `${count} rows`),
         columns: {
             time: "Time",
             kind: "Kind",
@@ -357,12 +369,14 @@ export const en = {
         title: "Wall",
         leave: "Leave the wall page",
         allWell: "No trouble",
-        troubles: (count: number) => (count === 1 ? "1 door with trouble" : `${count} doors with trouble`),
+        troubles: (count: number) => plural(count, "1 door with trouble", `${count} doors with trouble`),
         lastEvents: "Last events",
         rest: (count: number) =>
-            count === 1
-                ? "1 more door is not shown."
-                : `${count} more doors are not shown; those with trouble come first.`,
+            plural(
+                count,
+                "1 more door is not shown.",
+                `${count} more doors are not shown; those with trouble come first.`,
+            ),
         noResult: "no result yet",
         old: "Everything below is old.",
     },

@@ -16,38 +16,46 @@ const longestDuration = 255;
 // What was chosen stays while the page is open.
 const durations = new Map<string, number>();
 
-// One door with its facts, buttons and answer.
+// One door with its facts, buttons and answer: an empty place for it until fill().
 export class DoorCard {
     readonly element: HTMLElement;
+    private isFilled_ = false;
     private readonly name_: string;
     private readonly buttons_ = new Map<DoorOperation, HTMLButtonElement>();
     private readonly old_ = h("span", { class: "old", hidden: true });
     private readonly busy_ = h("p", { class: "under-way", hidden: true });
     private readonly refreshers_: ((door: Door) => void)[] = [];
     private readonly answer_ = h("p", { class: "answer", hidden: true });
-    private duration_: HTMLInputElement | null = null;
+    private readonly seconds_ = h("button", { type: "button", class: "seconds", click: () => this.typeDuration() });
 
     constructor(
         private door_: Door,
         private readonly context_: Context,
     ) {
         this.name_ = doorName(door_, context_);
+        this.element = h("article", { class: "door", "data-door": doorKey(door_) });
+    }
+
+    // Only the first call does something.
+    fill(): void {
+        if (this.isFilled_) {
+            return;
+        }
+        this.isFilled_ = true;
         const titleId = newId("door");
-        const where = door_.name !== "" && h("span", { class: "where" }, context_.texts.lock(door_.lock));
-        this.element = h(
-            "article",
-            { class: "door", "aria-labelledby": titleId, "data-door": doorKey(door_) },
-            h("header", {}, h("h3", { id: titleId }, this.name_), where, this.old_),
-            this.busy_,
-            this.facts(),
-            this.actions(),
-            this.answer_,
-        );
-        this.update(door_);
+        const { name, lock } = this.door_;
+        const where = name !== "" && h("span", { class: "where" }, this.context_.texts.lock(lock));
+        const head = h("header", {}, h("h3", { id: titleId }, this.name_), where, this.old_);
+        this.element.setAttribute("aria-labelledby", titleId);
+        this.element.append(...present([head, this.busy_, this.facts(), this.actions(), this.answer_]));
+        this.update(this.door_);
     }
 
     update(door: Door): void {
         this.door_ = door;
+        if (!this.isFilled_) {
+            return;
+        }
         this.showBusy();
         this.refreshers_.forEach((refresh) => refresh(door));
         this.buttons_.forEach((button, operation) => this.showProgress(button, operation));
@@ -184,20 +192,12 @@ export class DoorCard {
         const label = operation === "open-close" ? texts.doors.openFor(this.duration()) : texts.buttons[operation];
         button?.lastElementChild?.replaceChildren(label);
         button?.setAttribute("aria-label", `${label}, ${this.name_}`);
+        this.seconds_.textContent = String(this.duration());
+        this.seconds_.setAttribute("aria-label", `${this.duration()}, ${texts.doors.duration}, ${this.name_}`);
     }
 
     private timed(button: HTMLElement): HTMLElement {
         const { texts } = this.context_;
-        this.duration_ = h("input", {
-            type: "number",
-            min: 1,
-            max: longestDuration,
-            value: this.duration(),
-            inputmode: "numeric",
-            "aria-label": `${texts.doors.duration}, ${this.name_}`,
-            input: () => this.keepDuration(),
-            blur: () => this.setDuration(this.duration()),
-        });
         return h(
             "div",
             { class: "timed" },
@@ -206,10 +206,36 @@ export class DoorCard {
                 "div",
                 { class: "stepper" },
                 this.step("−", texts.doors.shorter, -1),
-                this.duration_,
+                this.seconds_,
                 this.step("+", texts.doors.longer, 1),
             ),
         );
+    }
+
+    // There is a field only while seconds are typed: browsers look through all fields of a page for passwords to fill in,
+    // again and again, which takes most of a second where hundreds of doors have one.
+    private typeDuration(): void {
+        const input: HTMLInputElement = h("input", {
+            type: "number",
+            min: 1,
+            max: longestDuration,
+            value: this.duration(),
+            inputmode: "numeric",
+            "aria-label": `${this.context_.texts.doors.duration}, ${this.name_}`,
+            input: () => this.keepDuration(Number(input.value)),
+            keydown: (event: KeyboardEvent) => event.key === "Enter" && this.endTyping(event, input),
+            blur: () => input.replaceWith(this.seconds_),
+        });
+        this.seconds_.replaceWith(input);
+        input.focus();
+        input.select();
+    }
+
+    private endTyping(event: Event, input: HTMLElement): void {
+        // Or the same key presses the button that gets the focus.
+        event.preventDefault();
+        input.blur();
+        this.seconds_.focus();
     }
 
     private step(sign: string, label: string, by: number): HTMLElement {
@@ -219,7 +245,7 @@ export class DoorCard {
                 type: "button",
                 class: "step",
                 "aria-label": `${label}, ${this.name_}`,
-                click: () => this.setDuration(this.duration() + by),
+                click: () => this.keepDuration(this.duration() + by),
             },
             sign,
         );
@@ -229,18 +255,10 @@ export class DoorCard {
         return durations.get(doorKey(this.door_)) ?? defaultDuration;
     }
 
-    private setDuration(value: number): void {
-        if (this.duration_ !== null) {
-            this.duration_.value = String(Math.min(longestDuration, Math.max(1, value)));
-            this.keepDuration();
-        }
-    }
-
     // What is not a number of seconds leaves the last one that was.
-    private keepDuration(): void {
-        const value = Number(this.duration_?.value);
-        if (Number.isInteger(value) && value >= 1) {
-            durations.set(doorKey(this.door_), Math.min(longestDuration, value));
+    private keepDuration(seconds: number): void {
+        if (Number.isInteger(seconds) && seconds >= 1) {
+            durations.set(doorKey(this.door_), Math.min(longestDuration, seconds));
         }
         this.labelButton("open-close");
     }

@@ -142,7 +142,7 @@ test("lines: each row once, the newest 500, with a note where rows may be missin
     deepEqual([lines.all.length, idsOf(lines)[0]], [keptLines, "114"]);
 });
 
-test("lines: a restarted proxy numbers anew, tells again what is here already, and gives no access to old cards", () => {
+test("lines: a restarted proxy numbers anew, tells again what is here, and gives no access to old cards", () => {
     const lines = new Lines();
     lines.join("a", [row(7, { time: 5 })], 0);
     lines.join("b", [row(1, { time: 4 }), row(2, { time: 5 }), row(3, { time: 6 })], 0);
@@ -159,17 +159,17 @@ test("battery: what is not known is not guessed, and an alarm comes first", () =
         state: "unsure",
         text: "not known",
     });
-    deepEqual(viewBattery(battery(), en), { state: "good", text: "full, at least 95 %" });
+    deepEqual(viewBattery(battery(), en), { state: "good", text: "full, at least 95\u00a0%" });
     deepEqual(
         viewBattery(
             battery({ battery: "medium", capacity_at_least: 0, battery_alarm: true, battery_warning: true }),
             en,
         ),
-        { state: "bad", text: "battery alarm, medium, below 80 %" },
+        { state: "bad", text: "alarm, medium, below 80\u00a0%" },
     );
     deepEqual(viewBattery(battery({ reader_connected: false }), en), {
         state: "warn",
-        text: "reader not connected, full, at least 95 %",
+        text: "reader not connected, full, at least 95\u00a0%",
     });
 });
 
@@ -183,7 +183,7 @@ test("trouble: what concerns the door, not who asked", () => {
     deepEqual(textsOf(door({ battery: battery({ battery_warning: true }), lastResult: result("nack") }), silent), [
         "gateway silent",
         "refused",
-        "battery warning, full, at least 95 %",
+        "warning, full, at least 95\u00a0%",
     ]);
     equal(stateOfDoor(door(), []), "unsure");
     equal(stateOfDoor(door({ lastResult: result("ack") }), []), "good");

@@ -92,3 +92,12 @@ test("language: the one chosen on the page, then the browser's, then English", (
     equal(localeOf(de, ["en-GB", "de-AT"]), "de-AT");
     equal(localeOf(en, ["de-AT"]), "en");
 });
+
+test("texts: one thing is not counted as several", () => {
+    deepEqual([en.doors.count(1, 1), en.doors.count(1, 3)], ["1 door", "1 of 3 doors"]);
+    deepEqual([de.doors.count(1, 1), de.doors.count(0, 1)], ["1 Tür", "0 von 1 Tür"]);
+    deepEqual([en.cards.count(1, 1), en.cards.count(2, 2)], ["1 entry", "2 entries"]);
+    deepEqual([de.cards.count(2, 2), de.cards.count(1, 2)], ["2 Einträge", "1 von 2 Einträgen"]);
+    deepEqual([en.health.certificates(1), de.cards.finished(1, 0)], ["Certificates: 1 day", "Ausgeführt."]);
+    equal(en.cards.importSummary(1, 1), "1 card to send, 1 line not usable.");
+});
