@@ -86,6 +86,7 @@ TEST(GatewayConnection, OnWhichTheCounterWasNeverToldTakesRequests) {
     MuxSystem system(setup);
     ExchangeRunner runner(system);
     ASSERT_TRUE(system.Gateway().WaitForFrames(MuxSystem::kFramesAtStart, kDeadline));
+    ASSERT_TRUE(system.Mux().WaitFor(" Send result:", MuxSystem::kFramesAtStart));
     runner.NextFrame().sequenceCounter = 3;
     Exchange refused = kRequest;
     refused.answer.reset();
