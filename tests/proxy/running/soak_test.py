@@ -79,7 +79,7 @@ class Passer(threading.Thread):
 
     def __init__(self, site):
         super().__init__(daemon=True)
-        self.site, self.is_ending = site, False
+        self.site, self.is_ending, self.findings = site, False, []
 
     def run(self):
         while not self.is_ending:
@@ -94,62 +94,71 @@ class Passer(threading.Thread):
             time.sleep(random.uniform(0, 0.3))
 
 
-class Viewer(threading.Thread):
+class PageUser(threading.Thread):
+    """Somebody with a browser. Whatever goes wrong beyond what is expected is a finding."""
+
+    def __init__(self, site):
+        super().__init__(daemon=True)
+        self.site, self.is_ending, self.findings = site, False, []
+
+    def run(self):
+        try:
+            while not self.is_ending:
+                self.act()
+                time.sleep(random.uniform(0, 0.4))
+        except Exception as error:  # pylint: disable=broad-exception-caught
+            self.findings.append(repr(error))
+
+
+class Viewer(PageUser):
     """A page that stays open, and operates doors one after the other."""
 
     RESULTS = ("ack", "not-sent", "no-answer", "mux-away")
 
     def __init__(self, site):
-        super().__init__(daemon=True)
-        self.name, self.browser = "anna", site.logged_in()
+        super().__init__(site)
+        self.name, self.browser, self.asked = "anna", site.logged_in(), 0
+        self.browser.connection.sock.settimeout(ANSWER_DEADLINE)
         self.stream = site.stream(self.browser)
-        self.is_ending = False
-        self.asked, self.findings = 0, []
 
-    def run(self):
-        try:
-            while not self.is_ending:
-                self.operate()
-                time.sleep(random.uniform(0, 0.4))
-        except (OSError, http.client.HTTPException) as error:
-            self.findings.append(repr(error))
-        if self.stream.is_ended:
-            self.findings.append("its stream has ended")
-
-    def operate(self):
+    def act(self):
         answer = self.browser.order(random.choice(("open", "close", "status")), lock=random.choice((5, 6, 7)),
                                     gateway=random.choice((1, 2)))
         self.asked += 1
         if answer[0] != 200 or answer[1]["result"] not in self.RESULTS:
             self.findings.append(f"the page got {answer}")
+        if self.stream.is_ended:
+            self.findings.append("the stream of the page has ended")
 
 
-class Visitor(threading.Thread):
-    """Comes, logs in or fails to, looks around, and leaves a stream that it never read."""
+class Visitor(PageUser):
+    """Comes, looks around, and leaves a stream that it never read; logs in, or fails to, when it has no session."""
 
     def __init__(self, site):
-        super().__init__(daemon=True)
-        self.site, self.is_ending = site, False
+        super().__init__(site)
+        self.cookie = None
+        self.statuses = collections.Counter()
 
-    def run(self):
-        while not self.is_ending:
-            browser = Browser(self.site)
-            try:
-                self.visit(browser)
-            except (OSError, http.client.HTTPException):
-                pass  # visitors may meet the limits
-            browser.close()
-            time.sleep(random.uniform(0, 0.3))
+    def act(self):
+        browser = Browser(self.site)
+        browser.cookie = self.cookie
+        try:
+            self.visit(browser)
+        except (OSError, http.client.HTTPException):
+            self.statuses["cut off"] += 1  # visitors may meet the limits
+        browser.close()
+        self.cookie = browser.cookie if random.random() < 0.9 else None
 
     def visit(self, browser):
-        browser.log_in(*random.choice((("anna", PASSWORD), ("ben", PASSWORD), ("mallory", "wrong"))))
+        if browser.cookie is None:
+            self.statuses[browser.log_in(*random.choice((("ben", PASSWORD), ("mallory", "wrong"))))[0]] += 1
         for path in ("/", "/api/cards", "/api/audit.csv", "/../users", "/api/live"):
             browser.connection.request("GET", path, headers={"Host": browser.host, "Cookie": browser.cookie or ""})
             if path != "/api/live":
                 browser.connection.getresponse().read()
 
 
-class Soak(Site):
+class Crowded(Site):
     gateways = 3
     askers = tuple(f"asker-{number}" for number in range(ASKERS))
     clients = askers + ("crowd", "leaver")
@@ -221,7 +230,7 @@ class Soak(Site):
             thread.join(60)
             self.assertFalse(thread.is_alive())
 
-    def test_everything_at_once(self):
+    def everything_at_once(self):
         askers, others = self.workers()
         neighbours = self.start_neighbours()
         for thread in askers + others:
@@ -230,22 +239,41 @@ class Soak(Site):
         for neighbour in neighbours:
             neighbour.kill()
         self.end(askers + others)
-        self.assertEqual([finding for asker in askers for finding in asker.findings], [])
+        self.assertEqual([finding for thread in askers + others for finding in thread.findings], [])
         self.proxy.stop(signal.SIGTERM, 0)
         self.check_rows(askers)
         self.check_reports()
         self.mux.stop(signal.SIGQUIT, 0)
         print("requests:", sum(asker.asked for asker in askers))
+        return others
 
 
-class SoakOfPages(Soak, PageSite):
-    rules = Soak.rules + [
+class Soak(Crowded):
+    def test_everything_at_once(self):
+        self.everything_at_once()
+
+
+class SoakOfPages(Crowded, PageSite):
+    """The same with the page. A name has a number of sessions: the viewers' is theirs alone."""
+
+    rules = Crowded.rules + [
         {"Clients": ["anna"], "Rights": ["open", "close", "status", "events"], "Gateways": [1, 2], "Locks": "all"},
         {"Clients": ["ben"], "Rights": ["status", "events"], "Gateways": "all", "Locks": "all"}]
 
     def workers(self):
         askers, others = super().workers()
         return askers + [Viewer(self) for _ in range(6)], others + [Visitor(self) for _ in range(2)]
+
+    def web(self, **changes):
+        return super().web(Auditors=["anna", "ben"], **changes)
+
+    def test_everything_at_once(self):
+        statuses = collections.Counter()
+        for thread in self.everything_at_once():
+            statuses.update(getattr(thread, "statuses", {}))
+        self.assertGreater(statuses[200], 0, statuses)
+        self.assertGreater(statuses[401] + statuses[403] + statuses[429], 0, statuses)
+        print("log-ins of the visitors:", dict(statuses))
 
 
 if __name__ == "__main__":
