@@ -121,7 +121,7 @@ void Commands::BecomeServices() const {
 int Commands::Serve() {
     Server server(
         LoadConfiguration(file_), [this] { return LoadConfiguration(file_); }, kit_);
-    // What reading the files and certificates took.
+    // What was freed after the start goes back to the system.
     malloc_trim(0);
     server.Run();
     return 0;

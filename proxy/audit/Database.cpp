@@ -52,7 +52,8 @@ std::string UriOf(const std::string& path, Database::Access access) {
     return access == Database::Access::kUnchanging ? uri + "?immutable=1" : uri;
 }
 
-// Pages are allocated as they are used: SQLite would take twenty for each file in advance. Too late it changes nothing.
+// Pages are allocated as they are used: SQLite would take twenty for each file in advance. It can be told so only before
+// its first use in the process.
 void SetUpOnce() {
     [[maybe_unused]] static const int code = sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0);
 }
@@ -144,7 +145,7 @@ Database::Database(const std::string& path, Access access) {
         Fail(database, path);
     }
     sqlite3_busy_timeout(database, kBusyMilliseconds);
-    // Its few statements are prepared once: memory set aside for small pieces would lie unused.
+    // A pool that makes preparing statements faster; the audit prepares few.
     sqlite3_db_config(database, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 0, 0);
     // In place of SQLite's own checkpoints, which would make a commit longer.
     sqlite3_wal_hook(database, StorePages, logPages_.get());

@@ -241,6 +241,7 @@ export class App {
         } else {
             this.showLogIn("");
         }
+        this.root_.querySelector<HTMLElement>(".language")?.focus();
     }
 
     // Times of yesterday are shown with their date, as soon as nobody is in the middle of something.

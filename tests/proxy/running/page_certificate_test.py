@@ -13,7 +13,7 @@ import subprocess
 import tempfile
 
 from page_site import Looking, run_tests
-from proxy_site import openssl
+from proxy_site import openssl, wait_until
 
 TOOLS = ("certutil", "pk12util")
 POLICIES = "/etc/chromium"
@@ -89,6 +89,7 @@ class Certificate(Looking):
         browser.press("Log out")
         browser.press("Log in with this browser's certificate")
         browser.wait(browser.doors, "doors")
+        wait_until(lambda: len(self.log_ins()) >= 2, "the rows of both")
         self.assertEqual(self.log_ins(), ["certificate"] * 2)
 
 

@@ -124,7 +124,8 @@ class Hundreds(Many):
     """Of doors, all of which Anna may do everything at."""
 
     doors = 306
-    rules = Looking.rules + [{**Looking.rules[-2], "Gateways": "all", "Locks": "all"}]
+    rules = Looking.rules + [{**next(rule for rule in Looking.rules if rule["Clients"] == ["anna"]),
+                              "Gateways": "all", "Locks": "all"}]
 
     def start_simulator(self):
         super().start_simulator()

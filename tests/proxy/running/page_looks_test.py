@@ -76,6 +76,20 @@ class Screens(Busy):
             .filter(one => one.getBoundingClientRect().right > innerWidth + 1)
             .map(one => one.tagName + '.' + one.className).slice(0, 9)""")
 
+    def test_keep_buttons_where_they_are(self):
+        """Under a finger on its way, while something is under way at a door, and at its neighbours when it is answered."""
+        browser = self.looking()
+        before = self.buttons(browser)
+        self.simulator.command("fault delay 1500 1 lock 5")
+        browser.press("Open, Front door")
+        browser.see("Under way: Open, since ", lambda: browser.door("Front door"))
+        self.assertEqual(self.buttons(browser), before)
+        browser.see("Done: the gateway has carried out the opening.", lambda: browser.door("Front door"))
+        self.assertEqual(self.buttons(browser)[1:], before[1:])
+
+    def buttons(self, browser):
+        return [browser.button(f"Close, {name}").rect for name in self.names.values()]
+
     def test_are_never_too_narrow(self):
         for language in ("en", "de"):
             browser = self.looking_in(language)

@@ -80,19 +80,30 @@ class Doors(Looking):
 
     def test_take_typed_seconds(self):
         browser = self.looking()
-        browser.press("5, Seconds to stay open, Door 5")
+        browser.press("Change the seconds to stay open: 5, Door 5")
         field = browser.element("input[type=number]")
         self.assertEqual(field.accessible_name, "Seconds to stay open, Door 5")
         field.send_keys("300")
         browser.button("Open for 255 s, Door 5")
         field.send_keys(Keys.CONTROL + "a")
         field.send_keys("12" + Keys.ENTER)
-        browser.wait(lambda: browser.driver.switch_to.active_element.accessible_name.startswith("12, "), "the focus")
+        self.wait_for_seconds(browser, 12)
         self.assertEqual(browser.elements("input[type=number]"), [])
+        browser.driver.switch_to.active_element.send_keys(Keys.ARROW_UP)
+        self.wait_for_seconds(browser, 13)
+        browser.driver.switch_to.active_element.send_keys(Keys.ENTER)
+        browser.element("input[type=number]").send_keys("99" + Keys.ESCAPE)
+        self.wait_for_seconds(browser, 13)
+        browser.driver.switch_to.active_element.send_keys(Keys.ARROW_DOWN)
         browser.press("Open for 12 s, Door 5")
         browser.see("Done: the gateway has carried out the timed opening.", browser.door)
         request, = self.simulator.lines_with("OPEN_CLOSE_LOCK lock 5")
         self.assertTrue(request.endswith("payload 0C"), request)
+
+    def wait_for_seconds(self, browser, seconds):
+        """And that the button for them has the focus."""
+        name = f"Change the seconds to stay open: {seconds}, Door 5"
+        browser.wait(lambda: browser.driver.switch_to.active_element.accessible_name == name, name)
 
     def test_tell_their_battery(self):
         self.simulator.command("battery 5 1 1")

@@ -11,11 +11,9 @@ import { marked } from "../view/marks";
 import { doorName, placeText } from "../view/words";
 
 // So many doors are drawn at once, which is more than a screen has. The others follow frame by frame, as many as fit into
-// so many milliseconds.
-const doorsAtOnce = 24;
-const sliceTime = 8;
-// So many doors and more are not laid out while they are out of sight.
+// so many milliseconds, and are not laid out while they are out of sight.
 const manyDoors = 40;
+const sliceTime = 8;
 
 interface Group {
     section: HTMLElement;
@@ -99,8 +97,14 @@ export class DoorsPage implements Page {
         }
         this.showSilence();
         this.filter();
-        this.waiting_ = [...this.cards_.keys()];
-        this.drawCards(doorsAtOnce);
+        this.waiting_ = this.shownFirst();
+        this.drawCards(manyDoors);
+    }
+
+    private shownFirst(): string[] {
+        const isHidden = (key: string): boolean => this.cards_.get(key)?.element.hidden ?? true;
+        const keys = [...this.cards_.keys()];
+        return [...keys.filter((key) => !isHidden(key)), ...keys.filter(isHidden)];
     }
 
     // The next ones, `least` or more.
@@ -127,7 +131,7 @@ export class DoorsPage implements Page {
         this.cards_ = new Map(doors.map((door) => [doorKey(door), new DoorCard(door, this.context_)]));
         const gateways = [...new Set(doors.map((door) => door.gateway))];
         this.sections_ = gateways.map((gateway) => this.section(doors.filter((door) => door.gateway === gateway)));
-        this.groups_.classList.toggle("many", doors.length >= manyDoors);
+        this.groups_.classList.toggle("many", doors.length > manyDoors);
         this.groups_.replaceChildren(...this.sections_.map((group) => group.section));
     }
 

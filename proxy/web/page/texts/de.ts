@@ -236,7 +236,8 @@ export const de: Texts = {
         lastEvent: "Letztes Ereignis",
         lastResult: "Letztes Ergebnis",
         openFor: (seconds) => `${seconds} s öffnen`,
-        duration: "Sekunden, die offen bleibt",
+        duration: "Öffnungsdauer in Sekunden",
+        changeDuration: (seconds) => `Öffnungsdauer in Sekunden ändern: ${seconds}`,
         longer: "Länger",
         shorter: "Kürzer",
         busy: (operation, time, client) =>
@@ -322,7 +323,7 @@ export const de: Texts = {
         finished: (good, bad) =>
             bad === 0
                 ? plural(good, "Ausgeführt.", `Alle ${good} ausgeführt.`)
-                 : `${good} ausgeführt, ${bad} nicht ausgeführt.`,
+                : `${good} ausgeführt, ${bad} nicht ausgeführt.`,
         line: (number) => `Zeile ${number}`,
         fileFaults: {
             "no-columns": "Die erste Zeile muss die Spalten gateway, lock und card nennen.",

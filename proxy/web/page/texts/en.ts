@@ -251,6 +251,7 @@ export const en = {
         lastResult: "Last result",
         openFor: (seconds: number) => `Open for ${seconds} s`,
         duration: "Seconds to stay open",
+        changeDuration: (seconds: number) => `Change the seconds to stay open: ${seconds}`,
         longer: "Longer",
         shorter: "Shorter",
         busy: (operation: string, time: string, client: string | null) =>

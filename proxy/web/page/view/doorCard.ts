@@ -26,7 +26,12 @@ export class DoorCard {
     private readonly busy_ = h("p", { class: "under-way", hidden: true });
     private readonly refreshers_: ((door: Door) => void)[] = [];
     private readonly answer_ = h("p", { class: "answer", hidden: true });
-    private readonly seconds_ = h("button", { type: "button", class: "seconds", click: () => this.typeDuration() });
+    private readonly seconds_ = h("button", {
+        type: "button",
+        class: "seconds",
+        click: () => this.typeDuration(),
+        keydown: (event: KeyboardEvent) => this.stepByKey(event),
+    });
 
     constructor(
         private door_: Door,
@@ -47,7 +52,7 @@ export class DoorCard {
         const where = name !== "" && h("span", { class: "where" }, this.context_.texts.lock(lock));
         const head = h("header", {}, h("h3", { id: titleId }, this.name_), where, this.old_);
         this.element.setAttribute("aria-labelledby", titleId);
-        this.element.append(...present([head, this.busy_, this.facts(), this.actions(), this.answer_]));
+        this.element.append(...present([head, this.facts(), this.actions(), this.busy_, this.answer_]));
         this.update(this.door_);
     }
 
@@ -192,12 +197,17 @@ export class DoorCard {
         const label = operation === "open-close" ? texts.doors.openFor(this.duration()) : texts.buttons[operation];
         button?.lastElementChild?.replaceChildren(label);
         button?.setAttribute("aria-label", `${label}, ${this.name_}`);
+    }
+
+    private labelDuration(): void {
+        const label = this.context_.texts.doors.changeDuration(this.duration());
         this.seconds_.textContent = String(this.duration());
-        this.seconds_.setAttribute("aria-label", `${this.duration()}, ${texts.doors.duration}, ${this.name_}`);
+        this.seconds_.setAttribute("aria-label", `${label}, ${this.name_}`);
     }
 
     private timed(button: HTMLElement): HTMLElement {
         const { texts } = this.context_;
+        this.labelDuration();
         return h(
             "div",
             { class: "timed" },
@@ -215,6 +225,7 @@ export class DoorCard {
     // There is a field only while seconds are typed: browsers look through all fields of a page for passwords to fill in,
     // again and again, which takes most of a second where hundreds of doors have one.
     private typeDuration(): void {
+        const before = this.duration();
         const input: HTMLInputElement = h("input", {
             type: "number",
             min: 1,
@@ -223,15 +234,22 @@ export class DoorCard {
             inputmode: "numeric",
             "aria-label": `${this.context_.texts.doors.duration}, ${this.name_}`,
             input: () => this.keepDuration(Number(input.value)),
-            keydown: (event: KeyboardEvent) => event.key === "Enter" && this.endTyping(event, input),
-            blur: () => input.replaceWith(this.seconds_),
+            keydown: (event: KeyboardEvent) => this.endTyping(event, input, before),
+            // Not when the window loses the focus: it comes back to the field.
+            blur: () => document.hasFocus() && input.replaceWith(this.seconds_),
         });
         this.seconds_.replaceWith(input);
         input.focus();
         input.select();
     }
 
-    private endTyping(event: Event, input: HTMLElement): void {
+    private endTyping(event: KeyboardEvent, input: HTMLElement, before: number): void {
+        if (event.key !== "Enter" && event.key !== "Escape") {
+            return;
+        }
+        if (event.key === "Escape") {
+            this.keepDuration(before);
+        }
         // Or the same key presses the button that gets the focus.
         event.preventDefault();
         input.blur();
@@ -251,6 +269,14 @@ export class DoorCard {
         );
     }
 
+    private stepByKey(event: KeyboardEvent): void {
+        const by = { ArrowUp: 1, ArrowDown: -1 }[event.key];
+        if (by !== undefined) {
+            event.preventDefault();
+            this.keepDuration(this.duration() + by);
+        }
+    }
+
     private duration(): number {
         return durations.get(doorKey(this.door_)) ?? defaultDuration;
     }
@@ -261,6 +287,7 @@ export class DoorCard {
             durations.set(doorKey(this.door_), Math.min(longestDuration, seconds));
         }
         this.labelButton("open-close");
+        this.labelDuration();
     }
 
     private showProgress(button: HTMLButtonElement, operation: DoorOperation): void {

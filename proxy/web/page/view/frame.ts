@@ -25,7 +25,7 @@ export function skipLink(texts: Texts, main: HTMLElement): HTMLElement {
 export function languageButton(texts: Texts, onClick: () => void): HTMLElement {
     return h(
         "button",
-        { type: "button", class: "quiet", lang: texts.otherLanguageCode, click: onClick },
+        { type: "button", class: "quiet language", lang: texts.otherLanguageCode, click: onClick },
         texts.otherLanguage,
     );
 }
