@@ -50,9 +50,10 @@ export class DoorCard {
         const titleId = newId("door");
         const { name, lock } = this.door_;
         const where = name !== "" && h("span", { class: "where" }, this.context_.texts.lock(lock));
+        // Nothing that comes and goes stands above the buttons: they would move away from under a finger.
         const head = h("header", {}, h("h3", { id: titleId }, this.name_), where, this.old_);
         this.element.setAttribute("aria-labelledby", titleId);
-        this.element.append(...present([head, this.facts(), this.actions(), this.busy_, this.answer_]));
+        this.element.append(...present([head, this.actions(), this.busy_, this.answer_, this.facts()]));
         this.update(this.door_);
     }
 
