@@ -52,8 +52,8 @@ std::string UriOf(const std::string& path, Database::Access access) {
     return access == Database::Access::kUnchanging ? uri + "?immutable=1" : uri;
 }
 
-// Pages are allocated as they are used: SQLite would take twenty for each file in advance. It can be told so only before
-// its first use in the process.
+// Pages are allocated as they are used: SQLite would take twenty for each file in advance. It can be told so only
+// before its first use in the process.
 void SetUpOnce() {
     [[maybe_unused]] static const int code = sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0);
 }

@@ -8,10 +8,7 @@ import os
 import pathlib
 import unittest
 
-from selenium.webdriver.common.action_chains import ActionChains
-from selenium.webdriver.common.keys import Keys
-
-from page_site import PAGES, Looking, run_tests
+from page_site import PAGES, ActionChains, Keys, Looking, run_tests
 from proxy_site import ROOT
 from web_site import PASSWORD
 

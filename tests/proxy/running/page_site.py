@@ -6,19 +6,26 @@ import sys
 import tempfile
 import unittest
 
-from selenium import webdriver
-from selenium.common.exceptions import StaleElementReferenceException, TimeoutException
-from selenium.webdriver.chrome.service import Service
-from selenium.webdriver.common.by import By
-from selenium.webdriver.support.wait import WebDriverWait
+# How a test ends that was skipped.
+SKIPPED = 77
 
-from web_site import PASSWORD, PageSite
+try:
+    from selenium import webdriver
+    from selenium.common.exceptions import StaleElementReferenceException, TimeoutException
+    from selenium.webdriver.chrome.service import Service
+    from selenium.webdriver.common.action_chains import ActionChains  # noqa: F401
+    from selenium.webdriver.common.by import By
+    from selenium.webdriver.common.keys import Keys  # noqa: F401
+    from selenium.webdriver.support.wait import WebDriverWait
+except ModuleNotFoundError as missing:
+    print(f"SKIPPED: {missing}; scripts/setup --with-checks installs it")
+    sys.exit(SKIPPED)
+
+from web_site import PASSWORD, PageSite  # noqa: E402
 
 DEADLINE = 40.0
 CHROMIUM = "/usr/bin/chromium"
 DRIVER = "/usr/bin/chromedriver"
-# How a test ends that was skipped.
-SKIPPED = 77
 PAGES = ("doors", "events", "cards", "audit", "wall")
 
 # Chromium talks to this machine only, and to nobody on its own.

@@ -2,9 +2,7 @@
 import signal
 import unittest
 
-from selenium.webdriver.common.keys import Keys
-
-from page_site import Looking
+from page_site import Keys, Looking
 from proxy_site import wait_until
 
 EVERYTHING = ["open", "close", "open-close", "status", "access-denied", "whitelist", "events"]
