@@ -2,6 +2,7 @@
 import collections
 import json
 import pathlib
+import random
 import socket
 import subprocess
 import threading
@@ -26,10 +27,26 @@ def wait_until(condition, what, deadline=DEADLINE):
         time.sleep(0.02)
 
 
+# The kernel gives connections and those who ask for any port others, from 32768 on.
+PORTS = range(20000, 30000)
+claims = []
+
+
 def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    """A TCP port that nobody has, and that nobody else is given here until this process ends."""
+    for port in random.sample(PORTS, len(PORTS)):
+        claim = socket.socket(socket.AF_UNIX)
+        try:
+            # A name without a file: it is gone with this process.
+            claim.bind(f"\0mux-test-port-{port}")
+            with socket.socket() as probe:
+                probe.bind(("0.0.0.0", port))
+        except OSError:
+            claim.close()
+            continue
+        claims.append(claim)
+        return port
+    raise PlayError("no port is free")
 
 
 def packet(text):
@@ -63,8 +80,11 @@ class Program:
 
     def wait_for(self, text, times=1, deadline=DEADLINE):
         def there():
-            if self.process.poll() is not None and self.count(text) < times:
-                raise PlayError(f"{self.name} ended with status {self.process.returncode}: {list(self.lines)[-3:]}")
+            if self.process.poll() is not None:
+                # What it wrote last is still to be read.
+                self.reader.join(1)
+                if self.count(text) < times:
+                    raise PlayError(f"{self.name} ended with status {self.process.returncode}: {list(self.lines)[-3:]}")
             return self.count(text) >= times
 
         wait_until(there, f'"{text}" from {self.name}', deadline)

@@ -7,6 +7,8 @@
 #include <chrono>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -93,6 +95,20 @@ int CountOpen(const MuxProcess& mux, int begin, int end) {
         count += number >= begin && number < end ? 1 : 0;
     }
     return count;
+}
+
+// Whether the thread that wrote the line with `text` sleeps (proc_pid_stat(5)).
+bool Sleeps(const MuxProcess& mux, const std::string& text) {
+    const std::vector<std::string> lines = mux.Lines();
+    const auto line = std::find_if(lines.begin(), lines.end(),
+                                   [&](const std::string& one) { return one.find(text) != std::string::npos; });
+    if (line == lines.end()) {
+        return false;
+    }
+    const std::string thread = line->substr(line->find('[') + 1, line->find(']') - line->find('[') - 1);
+    std::ifstream stat("/proc/" + std::to_string(mux.Id()) + "/task/" + thread + "/stat");
+    const std::string state{std::istreambuf_iterator<char>(stat), {}};
+    return state.substr(state.rfind(')') + 1, 3) == " S ";
 }
 
 SystemSetup WithDescriptors(SystemSetup setup, const MuxProcess::Descriptors& descriptors) {
@@ -185,12 +201,14 @@ TEST(Descriptors, OfWhichFewerAreAllowedThanThereAreClientsHoldUpTheClientsAndNo
     while (clients.size() < 20) {
         clients.push_back(system.NewClient());
     }
-    ASSERT_TRUE(system.Mux().WaitFor(kAccepted, clients.size()));
+    ASSERT_TRUE(system.Mux().WaitFor(" accepted.", clients.size()));
+    // Behind that line it counts descriptors and sleeps in accept, which has taken the next number then.
+    ASSERT_TRUE(Testing::WaitUntil([&] { return Sleeps(system.Mux(), "Accept loop thread spawned."); }, kDeadline));
     const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(AllowDescriptors(system.Mux(), 10));
     ASSERT_TRUE(system.Mux().WaitFor(kLine, 3));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1900)) << "it spins";
-    // The number of the next one was taken before; the one behind it would make accept fail.
+    // The one behind it would make accept fail.
     EXPECT_EQ(system.NewClient().Receive(), "(closed)");
     TestClient waiting = system.NewClient();
     EXPECT_EQ(waiting.Receive(std::chrono::milliseconds(100)), "(nothing)");
