@@ -234,5 +234,9 @@ class Site(Installation):
         return self.audit(*arguments)
 
     def opened(self, lock=5):
-        """How often the simulator opened the lock."""
+        """How often the simulator opened the lock until now. What it writes is read in order, a little later."""
+        text = "Show this list"
+        before = self.simulator.count(text)
+        self.simulator.command("help")
+        self.simulator.wait_for(text, before + 1)
         return self.simulator.count(f"OPEN_LOCK lock {lock}")

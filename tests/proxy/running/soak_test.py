@@ -6,6 +6,7 @@ MUX_SOAK_SECONDS is how long, 8 by default.
 """
 import collections
 import http.client
+import itertools
 import json
 import os
 import random
@@ -28,6 +29,7 @@ ASKERS = 3
 ANSWER_DEADLINE = 45.0
 REPORTS = ("Sanitizer", "runtime error:")
 EVENT_PREFIX = "lockEventMessage-"
+BEN, MALLORY = ("ben", PASSWORD), ("mallory", "wrong")
 
 # What each kind of request may be answered with while gateways are silent and the Mux is killed.
 POSSIBLE = {
@@ -132,11 +134,12 @@ class Viewer(PageUser):
 
 
 class Visitor(PageUser):
-    """Comes, looks around, and leaves a stream that it never read; logs in, or fails to, when it has no session."""
+    """Comes, looks around, and leaves a stream that it never read; logs in, or fails to, when it has no session, as one
+    of `people` after the other."""
 
-    def __init__(self, site):
+    def __init__(self, site, *people):
         super().__init__(site)
-        self.cookie = None
+        self.people, self.cookie = itertools.cycle(people), None
         self.statuses = collections.Counter()
 
     def act(self):
@@ -151,7 +154,7 @@ class Visitor(PageUser):
 
     def visit(self, browser):
         if browser.cookie is None:
-            self.statuses[browser.log_in(*random.choice((("ben", PASSWORD), ("mallory", "wrong"))))[0]] += 1
+            self.statuses[browser.log_in(*next(self.people))[0]] += 1
         for path in ("/", "/api/cards", "/api/audit.csv", "/../users", "/api/live"):
             browser.connection.request("GET", path, headers={"Host": browser.host, "Cookie": browser.cookie or ""})
             if path != "/api/live":
@@ -262,7 +265,7 @@ class SoakOfPages(Crowded, PageSite):
 
     def workers(self):
         askers, others = super().workers()
-        return askers + [Viewer(self) for _ in range(6)], others + [Visitor(self) for _ in range(2)]
+        return askers + [Viewer(self) for _ in range(6)], others + [Visitor(self, BEN, MALLORY), Visitor(self, MALLORY, BEN)]
 
     def web(self, **changes):
         return super().web(Auditors=["anna", "ben"], **changes)
