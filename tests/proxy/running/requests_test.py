@@ -67,9 +67,12 @@ class Requests(Site):
         clients = [self.client() for _ in range(4)]
         for client in clients:
             client.request(OPEN)
-        # One goes at once, the next after 2 s and 4 s, the last would go after 6 s.
-        self.assertEqual(sorted(result(client.receive()) for client in clients), [NO_ANSWER] * 3 + [NOT_SENT])
-        self.assertEqual(self.opened(), 3)
+        # One goes at once, the next after 2 s and 4 s, on a busy machine later than the 5 s that the third may wait. The
+        # last would go after 6 s.
+        results = [result(client.receive()) for client in clients]
+        sent = self.opened()
+        self.assertIn(sent, (2, 3))
+        self.assertEqual(sorted(results), [NO_ANSWER] * sent + [NOT_SENT] * (4 - sent))
 
     def test_events_reach_those_who_may_see_the_lock(self):
         reception, guest = self.client(), self.client("guest")
