@@ -31,6 +31,7 @@ from log_lines import GAP
 TABLE = pathlib.Path(__file__).with_name("lines.tsv")
 SEVERITIES = {"fatal": "FATAL", "error": "ERROR", "warning": "WARN", "info": "INFO", "debug": "DEBUG", "verbose": "VERB"}
 SECONDS_PER_TEST = 120
+FURTHER_RUNS = 4
 SYSTEM_TESTS = "system_tests"
 
 
@@ -97,7 +98,7 @@ def bracketed(operation):
 
 
 class Runs:
-    """The tests that the table names, each run once, and what was logged meanwhile by test and origin."""
+    """The tests that the table names, and what was logged meanwhile by test and origin."""
 
     def __init__(self, programs, rows):
         self.programs = {pathlib.Path(program).name: pathlib.Path(program).resolve() for program in programs}
@@ -106,6 +107,11 @@ class Runs:
             tests = {(row.origin, row.test) for row in rows if row.origin != "never"}
             for (origin, test), lines in zip(tests, pool.map(self.run, tests)):
                 self.lines[origin, test] = lines
+
+    def run_again(self, origin_and_test):
+        before, lines = self.lines[origin_and_test], self.run(origin_and_test)
+        if not isinstance(before, str):
+            self.lines[origin_and_test] = lines if isinstance(lines, str) else before + lines
 
     def run(self, origin_and_test):
         origin, test = origin_and_test
@@ -133,6 +139,21 @@ class Lines(unittest.TestCase):
         for row in cls.rows:
             cls.rows_of[row.operation].append(row)
         cls.runs = Runs(sys.argv[1:], cls.rows)
+        # Some lines depend on how threads meet.
+        for _ in range(FURTHER_RUNS):
+            for key in {(row.origin, row.test) for row in cls.missing_rows()}:
+                cls.runs.run_again(key)
+
+    @classmethod
+    def missing_rows(cls):
+        """Those whose line none of the tests raised."""
+        raised = collections.defaultdict(list)
+        for (origin, _), lines in cls.runs.lines.items():
+            for line in lines:
+                if isinstance(line, log_lines.LogLine):
+                    raised[origin, line.operation].append(line)
+        return [row for row in cls.rows if row.origin != "never"
+                and not any(row.says(line) for line in raised[row.origin, row.operation])]
 
     def rows_for(self, line):
         return [row for row in self.rows_of[line.operation] if row.says(line)]
@@ -142,14 +163,7 @@ class Lines(unittest.TestCase):
         self.assertEqual(failures, [], "\n".join(failures))
 
     def test_that_stand_in_the_table_are_raised(self):
-        raised = collections.defaultdict(list)
-        for (origin, _), lines in self.runs.lines.items():
-            for line in lines:
-                if isinstance(line, log_lines.LogLine):
-                    raised[origin, line.operation].append(line)
-        # By whichever of the tests: some lines depend on how threads meet, and several tests bring them about.
-        missing = [row for row in self.rows if row.origin != "never"
-                   and not any(row.says(line) for line in raised[row.origin, row.operation])]
+        missing = self.missing_rows()
         self.assertEqual(missing, [], "\n".join(map(str, missing)))
 
     def test_that_the_process_writes_stand_in_the_table(self):

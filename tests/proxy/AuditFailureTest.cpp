@@ -39,13 +39,21 @@ class FullDisk {
 };
 
 struct AuditFailureTest : testing::Test {
+    explicit AuditFailureTest(std::chrono::milliseconds betweenTrials = std::chrono::milliseconds(100))
+        : limits{10, betweenTrials} {}
+
     void ExpectWritableAgain() {
         EXPECT_TRUE(Testing::WaitUntil([this] { return log.IsWritable(); }));
     }
 
-    const AuditLimits limits = {10, std::chrono::milliseconds(100)};
+    const AuditLimits limits;
     AuditFolder folder;
     AuditLog log{folder.Settings(), limits};
+};
+
+// No trial falls into the time without a disk: what it wrote may be there all the same.
+struct PatientAuditTest : AuditFailureTest {
+    PatientAuditTest() : AuditFailureTest(std::chrono::seconds(2)) {}
 };
 
 TEST_F(AuditFailureTest, AFullDiskIsReportedAndTheRowsComeWhenThereIsRoomAgain) {
@@ -79,7 +87,7 @@ TEST_F(AuditFailureTest, ARowThatDoesNotReachTheDiskIsNotReportedAsWritten) {
     EXPECT_THAT(folder.Rows(), SizeIs(4));
 }
 
-TEST_F(AuditFailureTest, DropsAndCountsWhatItHasNoRoomFor) {
+TEST_F(PatientAuditTest, DropsAndCountsWhatItHasNoRoomFor) {
     {
         const BrokenDisk broken(BrokenDisk::Fault::kError);
         EXPECT_FALSE(AddAndWait(log, 1, OpeningBy("kept")));
