@@ -41,7 +41,20 @@ void AuditBacklog::Wait(const std::shared_ptr<AuditRecord>& record) {
     }
 }
 
+AuditRecords AuditBacklog::Resuming(AuditRow row) {
+    if (!resumingId_) {
+        resumingId_ = NextId();
+    }
+    const auto record = std::make_shared<AuditRecord>();
+    record->row = std::move(row);
+    record->id = *resumingId_;
+    AuditRecords records = waiting_;
+    records.push_back(record);
+    return records;
+}
+
 void AuditBacklog::Written() {
+    resumingId_.reset();
     for (const auto& record : waiting_) {
         record->isWaiting = false;
     }
@@ -50,6 +63,9 @@ void AuditBacklog::Written() {
 
 void AuditBacklog::ContinueBehind(std::int64_t lastId, bool isOtherFile) {
     lastId_ = std::max(lastId_, lastId);
+    if (isOtherFile || lastId < resumingId_) {
+        resumingId_.reset();
+    }
     if (!isOtherFile) {
         return;
     }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 #include "proxy/audit/AuditFile.h"
@@ -27,20 +28,25 @@ class AuditBacklog {
     // In the order of their coming.
     const AuditRecords& Waiting() const { return waiting_; }
 
-    // All that waits is in the file now.
-    void Written();
+    // What waits and, behind it, a row that tells that the file can be written again. A commit that fails at its very
+    // end may be in the file all the same: then this row has the place that the last one got, and replaces it.
+    AuditRecords Resuming(AuditRow row);
 
-    // A place behind all that were given.
-    std::int64_t NextId() { return ++lastId_; }
+    // All of that is in the file now.
+    void Written();
 
     // The file has rows up to this place. In another file than before, every row gets a new place.
     void ContinueBehind(std::int64_t lastId, bool isOtherFile);
 
   private:
+    // A place behind all that were given.
+    std::int64_t NextId() { return ++lastId_; }
     void Wait(const std::shared_ptr<AuditRecord>& record);
 
     const std::size_t most_;
     std::int64_t lastId_ = 0;
+    // The place of the row of Resuming(), until it is written or known to be missing.
+    std::optional<std::int64_t> resumingId_;
     AuditRecords waiting_;
     std::unordered_map<RequestNumber, std::shared_ptr<AuditRecord>> underWay_;
 };

@@ -298,14 +298,11 @@ class AuditLog::Writer {
     void Resume() {
         OpenFile();
         const std::uint64_t dropped = droppedCount_;
-        const auto record = std::make_shared<AuditRecord>();
-        record->id = backlog_.NextId();
-        record->row = OwnRow("audit-resumed", std::to_string(dropped - toldDropped_) + " rows dropped");
-        AuditRecords records = backlog_.Waiting();
-        records.push_back(record);
+        const AuditRecords records =
+            backlog_.Resuming(OwnRow("audit-resumed", std::to_string(dropped - toldDropped_) + " rows dropped"));
         Write(records);
         toldDropped_ = dropped;
-        completed_.push_back(record);
+        completed_.push_back(records.back());
     }
 
     void OpenFile() {

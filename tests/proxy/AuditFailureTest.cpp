@@ -39,21 +39,19 @@ class FullDisk {
 };
 
 struct AuditFailureTest : testing::Test {
-    explicit AuditFailureTest(std::chrono::milliseconds betweenTrials = std::chrono::milliseconds(100))
-        : limits{10, betweenTrials} {}
-
     void ExpectWritableAgain() {
         EXPECT_TRUE(Testing::WaitUntil([this] { return log.IsWritable(); }));
     }
 
-    const AuditLimits limits;
+    // Several trials: what one writes may be in the file although it could not be brought to disk.
+    static void AwaitTrials() {
+        const int before = DiskSyncCount();
+        EXPECT_TRUE(Testing::WaitUntil([&] { return DiskSyncCount() >= before + 10; }));
+    }
+
+    const AuditLimits limits{10, std::chrono::milliseconds(100)};
     AuditFolder folder;
     AuditLog log{folder.Settings(), limits};
-};
-
-// No trial falls into the time without a disk: what it wrote may be there all the same.
-struct PatientAuditTest : AuditFailureTest {
-    PatientAuditTest() : AuditFailureTest(std::chrono::seconds(2)) {}
 };
 
 TEST_F(AuditFailureTest, AFullDiskIsReportedAndTheRowsComeWhenThereIsRoomAgain) {
@@ -87,7 +85,7 @@ TEST_F(AuditFailureTest, ARowThatDoesNotReachTheDiskIsNotReportedAsWritten) {
     EXPECT_THAT(folder.Rows(), SizeIs(4));
 }
 
-TEST_F(PatientAuditTest, DropsAndCountsWhatItHasNoRoomFor) {
+TEST_F(AuditFailureTest, DropsAndCountsWhatItHasNoRoomFor) {
     {
         const BrokenDisk broken(BrokenDisk::Fault::kError);
         EXPECT_FALSE(AddAndWait(log, 1, OpeningBy("kept")));
@@ -95,6 +93,7 @@ TEST_F(PatientAuditTest, DropsAndCountsWhatItHasNoRoomFor) {
             EXPECT_FALSE(AddAndWait(log, number, OpeningBy(number < 10 ? "kept" : "dropped")));
             log.Finish(number, "not-audited", -6, std::chrono::milliseconds(3));
         }
+        AwaitTrials();
     }
     ExpectWritableAgain();
     EXPECT_TRUE(AddAndWait(log, 31, OpeningBy("next")));

@@ -31,6 +31,7 @@ HostState& Host() {
 
 // 0, or -1 as the call would return.
 int SyncUnlessBroken(long call, int descriptor) {
+    ++syncCount;
     HostState& host = Host();
     std::unique_lock lock(host.mutex);
     host.changed.wait(lock, [&] { return host.diskFault != BrokenDisk::Fault::kHanging; });
@@ -39,7 +40,6 @@ int SyncUnlessBroken(long call, int descriptor) {
         return -1;
     }
     lock.unlock();
-    ++syncCount;
     return static_cast<int>(syscall(call, descriptor));
 }
 

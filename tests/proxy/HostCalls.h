@@ -8,7 +8,7 @@ namespace MuxProxy {
 // The host as the audit finds it. Calls of this test program that bring a file to disk, and those to the journal, come
 // here first. Any thread.
 
-// How often something was brought to disk since the start.
+// How often something was to be brought to disk since the start, also when that failed.
 int DiskSyncCount();
 
 // While it lives, the disk fails, or takes nothing at all. One at a time.
