@@ -20,18 +20,18 @@ using rapidjson::Pointer;
 using rapidjson::Value;
 
 struct RightExample {
-    const JsonSchema& (*schema)();
+    const char* schema;
     const char* json;
     // Members that may be left out, as JSON pointers.
     std::vector<std::string> optional;
 };
 
 const std::vector<RightExample> kExamples = {
-    {JsonSchema::Configuration,
+    {"configuration",
      R"({"Enabled":true,"Gateways":[{"ID":1,"Description":"Hall","IpAddress":"192.168.1.20","Port":2101,)"
      R"("Devices":[{"Name":"Door","ID":5}]}]})",
      {"/Gateways/0/Description", "/Gateways/0/Devices", "/Gateways/0/Devices/0/Name"}},
-    {JsonSchema::Simulator,
+    {"simulator",
      R"({"Enabled":true,"Gateways":[{"ID":1,"Description":"Hall","IpAddress":"127.0.0.1","Port":2101,"Counter":41,)"
      R"("WhitelistCapacity":3,"WhitelistFile":"a","Devices":[{"Name":"Door","ID":5,"Open":true,"BatteryStatus":1,)"
      R"("BatteryLevel":0,"MechanicalActive":true,"BatteryWarning":true,"BatteryAlarm":true}]}]})",
@@ -40,48 +40,46 @@ const std::vector<RightExample> kExamples = {
       "/Gateways/0/Devices/0/Open", "/Gateways/0/Devices/0/BatteryStatus", "/Gateways/0/Devices/0/BatteryLevel",
       "/Gateways/0/Devices/0/MechanicalActive", "/Gateways/0/Devices/0/BatteryWarning",
       "/Gateways/0/Devices/0/BatteryAlarm"}},
-    {JsonSchema::Request,
+    {"request",
      R"({"Timestamp":1,"MessageID":"a","MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})",
      {"/Timestamp"}},
-    {JsonSchema::Request,
+    {"request",
      R"({"Timestamp":1,"MessageID":"a","MessageCode":13,"Data":{"gatewayID":1,"lockID":5,"duration":7}})",
      {"/Timestamp"}},
-    {JsonSchema::Request,
+    {"request",
      R"({"Timestamp":1,"MessageID":"a","MessageCode":21,"Data":{"gatewayID":1,"lockID":5,"setupNumber":0,"options":1,)"
      R"("cardData":"04A1B2C3","isUIDCard":true}})",
      {"/Timestamp", "/Data/setupNumber", "/Data/options", "/Data/isUIDCard"}},
-    {JsonSchema::Answer, R"({"Timestamp":1,"MessageID":"a","MessageCode":0,"Data":{}})", {}},
-    {JsonSchema::Answer,
-     R"({"Timestamp":1,"MessageID":"a","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})",
-     {}},
-    {JsonSchema::Answer,
+    {"answer", R"({"Timestamp":1,"MessageID":"a","MessageCode":0,"Data":{}})", {}},
+    {"answer", R"({"Timestamp":1,"MessageID":"a","MessageCode":0,"Data":{"Success":true,"ErrorCode":0}})", {}},
+    {"answer",
      R"({"Timestamp":1,"MessageID":"a","MessageCode":0,"Data":{"BatteryStatus":3,"QoS":3,"MechanicalActive":true,)"
      R"("BatteryWarningLevel":false,"BatteryAlarmLevel":false,"ScandinavianFireMode":false,"ReaderConnected":true}})",
      {}},
-    {JsonSchema::Answer,
+    {"answer",
      R"({"Timestamp":1,"MessageID":"a","MessageCode":1,"Data":{"ErrorCode":0,"Message":"Error in request"}})",
      {}},
-    {JsonSchema::Event,
+    {"event",
      R"({"Timestamp":1,"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,)"
      R"("timestamp":"1:2:3 4-5-2023","RFIDData":"0A"}})",
      {}},
-    {JsonSchema::MqttEvent,
+    {"mqtt-event",
      R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"event_type":"card","card":"*B2C3"})",
      {"/card"}},
-    {JsonSchema::MqttResult,
+    {"mqtt-result",
      R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"client":"","operation":"whitelist-add",)"
      R"("result":"not-sent","errorCode":-3,"milliseconds":1,"card":"04A1B2C3","remark":"a"})",
      {"/card", "/remark"}},
-    {JsonSchema::MqttReply,
+    {"mqtt-reply",
      R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"operation":"open","gateway":1,"lock":5,)"
      R"("result":"nack","errorCode":12,"text":"a"})",
      {"/id", "/operation", "/text"}},
-    {JsonSchema::MqttReply,
+    {"mqtt-reply",
      R"({"time":1,"gateway":1,"lock":5,"result":"ack","errorCode":0,"status":{"battery":"full",)"
      R"("capacity_at_least":95,"battery_warning":false,"battery_alarm":false,"mechanical_active":false,)"
      R"("fire_mode":false,"reader_connected":true}})",
      {"/status"}},
-    {JsonSchema::MqttState,
+    {"mqtt-state",
      R"({"time":1,"battery":"full","capacity_at_least":95,"battery_warning":false,"battery_alarm":false,)"
      R"("mechanical_active":false,"fire_mode":false,"reader_connected":true})",
      {}},
@@ -125,9 +123,11 @@ bool AreOfOneType(const Value& one, const Value& other) {
 
 class Spoiler {
   public:
-    explicit Spoiler(const RightExample& example) : example_(example) { right_.Parse(example.json); }
+    explicit Spoiler(const RightExample& example) : example_(example), schema_(JsonSchema::Named(example.schema)) {
+        right_.Parse(example.json);
+    }
 
-    void ExpectTheExampleFits() const { EXPECT_EQ(example_.schema().ViolationIn(example_.json), "") << example_.json; }
+    void ExpectTheExampleFits() const { EXPECT_EQ(schema_.ViolationIn(example_.json), "") << example_.json; }
 
     void ExpectEveryMemberIsNeeded() const {
         for (const std::string& place : PlacesIn(right_)) {
@@ -136,7 +136,7 @@ class Spoiler {
                 Document spoiled = Copy();
                 Pointer(place.c_str()).Erase(spoiled);
                 const bool mayBeLeftOut = std::count(example_.optional.begin(), example_.optional.end(), place) != 0;
-                EXPECT_EQ(example_.schema().ViolationIn(TextOf(spoiled)).empty(), mayBeLeftOut) << TextOf(spoiled);
+                EXPECT_EQ(schema_.ViolationIn(TextOf(spoiled)).empty(), mayBeLeftOut) << TextOf(spoiled);
             }
         }
     }
@@ -175,34 +175,21 @@ class Spoiler {
     }
 
     void ExpectRefused(const Document& spoiled) const {
-        EXPECT_NE(example_.schema().ViolationIn(TextOf(spoiled)), "") << TextOf(spoiled);
+        EXPECT_NE(schema_.ViolationIn(TextOf(spoiled)), "") << TextOf(spoiled);
     }
 
     const RightExample& example_;
+    const JsonSchema& schema_;
     Document right_;
 };
 
-TEST(SpoiledExamples, AreRight) {
+TEST(SpoiledExamples, AreRefused) {
     for (const RightExample& example : kExamples) {
-        Spoiler(example).ExpectTheExampleFits();
-    }
-}
-
-TEST(SpoiledExamples, WithoutAMemberAreRefused) {
-    for (const RightExample& example : kExamples) {
-        Spoiler(example).ExpectEveryMemberIsNeeded();
-    }
-}
-
-TEST(SpoiledExamples, WithAValueOfAnotherTypeAreRefused) {
-    for (const RightExample& example : kExamples) {
-        Spoiler(example).ExpectEveryTypeIsFixed();
-    }
-}
-
-TEST(SpoiledExamples, WithAMemberThatIsUnknownAreRefused) {
-    for (const RightExample& example : kExamples) {
-        Spoiler(example).ExpectNoOtherMember();
+        const Spoiler spoiler(example);
+        spoiler.ExpectTheExampleFits();
+        spoiler.ExpectEveryMemberIsNeeded();
+        spoiler.ExpectEveryTypeIsFixed();
+        spoiler.ExpectNoOtherMember();
     }
 }
 

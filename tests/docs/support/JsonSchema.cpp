@@ -6,6 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
+#include <map>
 #include <mutex>
 #include <stdexcept>
 
@@ -76,59 +77,11 @@ std::string JsonSchema::ViolationIn(const std::string& text) const {
     return result.IsError() ? rapidjson::GetParseError_En(result.Code()) : "";
 }
 
-const JsonSchema& JsonSchema::Configuration() {
-    static const JsonSchema schema("configuration");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::Request() {
-    static const JsonSchema schema("request");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::Answer() {
-    static const JsonSchema schema("answer");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::Event() {
-    static const JsonSchema schema("event");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::Simulator() {
-    static const JsonSchema schema("simulator");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::MqttCommand() {
-    static const JsonSchema schema("mqtt-command");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::MqttSignedCommand() {
-    static const JsonSchema schema("mqtt-signed-command");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::MqttReply() {
-    static const JsonSchema schema("mqtt-reply");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::MqttEvent() {
-    static const JsonSchema schema("mqtt-event");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::MqttResult() {
-    static const JsonSchema schema("mqtt-result");
-    return schema;
-}
-
-const JsonSchema& JsonSchema::MqttState() {
-    static const JsonSchema schema("mqtt-state");
-    return schema;
+const JsonSchema& JsonSchema::Named(const std::string& name) {
+    static std::mutex inUse;
+    static std::map<std::string, JsonSchema> schemas;
+    const std::lock_guard<std::mutex> lock(inUse);
+    return schemas.try_emplace(name, name).first->second;
 }
 
 }  // namespace Documents

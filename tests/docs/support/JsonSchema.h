@@ -18,18 +18,8 @@ class JsonSchema {
     // Where the text breaks which rule; empty when it keeps all of them.
     std::string ViolationIn(const std::string& text) const;
 
-    // The schemas, each read once.
-    static const JsonSchema& Configuration();
-    static const JsonSchema& Request();
-    static const JsonSchema& Answer();
-    static const JsonSchema& Event();
-    static const JsonSchema& Simulator();
-    static const JsonSchema& MqttCommand();
-    static const JsonSchema& MqttSignedCommand();
-    static const JsonSchema& MqttReply();
-    static const JsonSchema& MqttEvent();
-    static const JsonSchema& MqttResult();
-    static const JsonSchema& MqttState();
+    // docs/schema/NAME.schema.json, read once.
+    static const JsonSchema& Named(const std::string& name);
 
   private:
     class Rules;
