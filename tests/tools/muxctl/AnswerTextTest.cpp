@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <string>
+#include <vector>
 
 namespace Muxctl {
 namespace {
@@ -98,20 +100,23 @@ TEST_F(EventTextTest, IsOneLineWithTheLocalTime) {
               "2023-11-15 03:43:20  card at reader  gateway 1  lock 5 (Front?door)  card 0A");
 }
 
-// The length of a PIN is half of the secret.
-TEST_F(EventTextTest, HidesAPinAndItsLength) {
-    const std::string start = "2023-11-15 03:43:20  PIN entered     gateway 1  lock 5  PIN ";
-    EXPECT_EQ(TextOf(Event(60, "31323930")), start + "****");
-    EXPECT_EQ(TextOf(Event(60, "3132")), start + "****");
-    EXPECT_EQ(TextOf(Event(60, "")), start + "(empty)");
-}
+struct PinRow {
+    const char* data;
+    std::string masked;
+    std::string shown;
+};
 
-TEST_F(EventTextTest, ShowsTheDigitsOfAPinWhenTheyAreWanted) {
+// The length of a PIN is half of the secret.
+TEST_F(EventTextTest, HidesAPinAndItsLengthUnlessItIsWanted) {
     const std::string start = "2023-11-15 03:43:20  PIN entered     gateway 1  lock 5  PIN ";
-    EXPECT_EQ(TextOf(Event(60, "31323930"), Pins::kShown), start + "1290");
-    EXPECT_EQ(TextOf(Event(60, "313A"), Pins::kShown), start + "313A (not digits)");
-    EXPECT_EQ(TextOf(Event(60, "41"), Pins::kShown), start + "41 (not digits)");
-    EXPECT_EQ(TextOf(Event(60, ""), Pins::kShown), start + "(empty)");
+    const std::vector<PinRow> rows = {
+        {"31323930", "****", "1290"},      {"3132", "****", "12"},     {"313A", "****", "313A (not digits)"},
+        {"41", "****", "41 (not digits)"}, {"", "(empty)", "(empty)"},
+    };
+    for (const PinRow& row : rows) {
+        EXPECT_EQ(TextOf(Event(60, row.data)), start + row.masked);
+        EXPECT_EQ(TextOf(Event(60, row.data), Pins::kShown), start + row.shown);
+    }
 }
 
 TEST_F(EventTextTest, OfJsonHidesThePinWhereverItIs) {

@@ -10,8 +10,7 @@
 #include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/MuxSystem.h"
-#include "tests/tools/muxctl/FakeMux.h"
-#include "tests/tools/muxctl/RunningProgram.h"
+#include "tests/tools/muxctl/Exchange.h"
 
 namespace Muxctl {
 namespace {
@@ -23,43 +22,16 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
-constexpr const char* kDone = R"({"Success":true,"ErrorCode":0})";
 constexpr const char* kRefused = R"({"ErrorCode":0,"Message":"No route"})";
 
-std::vector<std::string> ToPort(std::vector<std::string> words, std::uint16_t port, const std::string& timeout = "60") {
-    words.insert(words.end(), {"--port", std::to_string(port), "--timeout", timeout});
-    return words;
-}
-
-std::string LockIn(const std::string& request) {
-    const std::string mark = "\"lockID\":";
-    const std::size_t start = request.find(mark) + mark.size();
-    return request.substr(start, request.find_first_of(",}", start) - start);
-}
-
-TEST(LockListTest, SendsTheNextRequestWhenTheLastIsAnswered) {
-    FakeMux mux;
-    RunningProgram program(MuxctlCommand(ToPort({"open", "--gateway", "1", "--lock", "5,6,-7"}, mux.Port())));
-    mux.Accept();
-    for (const char* lock : {"5", "6", "-7"}) {
-        const std::string request = mux.ReceiveText();
-        EXPECT_EQ(LockIn(request), lock);
-        EXPECT_TRUE(mux.IsQuiet());
-        mux.Answer(request, 0, kDone);
-    }
-    EXPECT_EQ(program.WaitForExit(), 0);
-    EXPECT_THAT(program.Output(), MatchesRegex("ACK   open, gateway 1, lock 5 .*\n"
-                                               "ACK   open, gateway 1, lock 6 .*\n"
-                                               "ACK   open, gateway 1, lock -7 .*\n"));
-}
+const Words kThreeLocks = {"--gateway", "1", "--lock", "5,6,7"};
 
 TEST(LockListTest, GoesOnAfterANackAndASilenceAndEndsWithTheWorst) {
     FakeMux mux;
-    RunningProgram program(MuxctlCommand(ToPort({"status", "--gateway", "1", "--lock", "5,6,7"}, mux.Port(), "2")));
-    mux.Accept();
-    mux.Answer(mux.ReceiveText(), 1, kRefused);
+    ConnectedProgram program(mux, Words{"status", "--timeout", "2"} + kThreeLocks);
+    mux.AnswerNext(1, kRefused);
     mux.ReceiveText();
-    mux.Answer(mux.ReceiveText(), 0, "{}");
+    mux.AnswerNext(0, "{}");
     EXPECT_EQ(program.WaitForExit(), 2);
     EXPECT_THAT(program.Output(), MatchesRegex("NACK  status, gateway 1, lock 5: No route .*\n"
                                                "ACK   status, gateway 1, lock 7 .*\n"));
@@ -68,9 +40,8 @@ TEST(LockListTest, GoesOnAfterANackAndASilenceAndEndsWithTheWorst) {
 
 TEST(LockListTest, NamesTheLastRequestBeforeALostConnection) {
     FakeMux mux;
-    RunningProgram program(MuxctlCommand(ToPort({"open", "--gateway", "1", "--lock", "5,6,7"}, mux.Port())));
-    mux.Accept();
-    mux.Answer(mux.ReceiveText(), 0, kDone);
+    ConnectedProgram program(mux, Words{"open"} + kThreeLocks + kMuchTime);
+    mux.AnswerNext();
     mux.ReceiveText();
     mux.HangUp();
     EXPECT_EQ(program.WaitForExit(), 2);
@@ -79,12 +50,10 @@ TEST(LockListTest, NamesTheLastRequestBeforeALostConnection) {
 }
 
 // The lines of locks 5, 6 and 7, of which 5 is answered and the Mux ends at 6.
-std::vector<std::string> LinesOfEnd(const std::function<void(FakeMux& mux)>& end, const std::string& timeout = "60") {
+Words LinesOfEnd(const std::function<void(FakeMux& mux)>& end, const Words& time = kMuchTime) {
     FakeMux mux;
-    RunningProgram program(
-        MuxctlCommand(ToPort({"open", "--json", "--gateway", "1", "--lock", "5,6,7"}, mux.Port(), timeout)));
-    mux.Accept();
-    mux.Answer(mux.ReceiveText(), 0, kDone);
+    ConnectedProgram program(mux, Words{"open", "--json"} + kThreeLocks + time);
+    mux.AnswerNext();
     mux.ReceiveText();
     end(mux);
     EXPECT_EQ(program.WaitForExit(), 2);
@@ -98,24 +67,16 @@ TEST(LockListTest, SaysInJsonWhyARequestHasNoAnswer) {
                             EndsWith(R"("Lock":7,"State":"not sent","Reason":"connection lost"})")));
     EXPECT_THAT(LinesOfEnd([](FakeMux& mux) { mux.Send("HTTP/1.1 400 Bad Request\r\n\r\n"); }),
                 Contains(EndsWith(R"("Lock":6,"State":"unanswered","Reason":"not a Mux"})")));
-    EXPECT_THAT(LinesOfEnd([](FakeMux& mux) { mux.Answer(mux.ReceiveText(), 0, kDone); }, "1"),
+    EXPECT_THAT(LinesOfEnd([](FakeMux& mux) { mux.AnswerNext(); }, {"--timeout", "1"}),
                 ElementsAre(HasSubstr(R"("Lock":5,"State":"done")"),
                             EndsWith(R"("Lock":6,"State":"unanswered","Reason":"time-out"})"),
                             HasSubstr(R"("Lock":7,"State":"done")")));
 }
 
-TEST(LockListTest, RefusesWhatIsNoList) {
-    for (const char* list : {"5,", ",5", "5,,6", "5;6", "5,06", "5,2147483648", "5 6", ""}) {
-        const Ending ending = RunMuxctl({"open", "--gateway", "1", "--lock", list});
-        EXPECT_EQ(ending.status, 64) << list;
-        EXPECT_THAT(ending.error, HasSubstr("--lock")) << list;
-    }
-}
-
 // Each lock that a gateway was asked for three at once would go unanswered.
 TEST(LockListTest, OpensAllItsLocks) {
     SystemTest::MuxSystem system(SystemTest::WithGateways({{1, {5, 6, 7}}}));
-    const Ending ending = RunMuxctl(ToPort({"open", "--gateway", "1", "--lock", "5,6,7"}, system.Port()));
+    const Ending ending = RunMuxctl(Words{"open"} + kThreeLocks + ToPort(system.Port()) + kMuchTime);
     EXPECT_EQ(ending.status, 0) << ending.error;
     for (const std::uint32_t lock : {5U, 6U, 7U}) {
         const auto state = system.Gateway().FindLock(lock)->StateAt(Simulator::Lock::TimePoint::clock::now());
@@ -125,8 +86,8 @@ TEST(LockListTest, OpensAllItsLocks) {
 
 class BatchTest : public testing::Test {
   protected:
-    std::vector<std::string> Command(const std::string& text, const std::string& more = "--json") {
-        return ToPort({"batch", folder_.Write("doors.txt", text), more}, mux_.Port());
+    Words Batch(const std::string& text, const std::string& more = "--json") const {
+        return Words{"batch", folder_.Write("doors.txt", text), more} + kMuchTime;
     }
     std::string File() const { return (folder_.Path() / "doors.txt").string(); }
 
@@ -142,9 +103,8 @@ const char* const kDoors =
     "close --gateway 1 --lock 5";
 
 TEST_F(BatchTest, SendsALineWhenTheLastIsAnswered) {
-    RunningProgram program(MuxctlCommand(Command(kDoors)));
-    mux_.Accept();
-    const std::vector<std::string> requests = {
+    ConnectedProgram program(mux_, Batch(kDoors));
+    const Words requests = {
         R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})",
         R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":6}})",
         R"("MessageCode":21,"Data":{"gatewayID":2,"lockID":9,"setupNumber":0,"options":0,"cardData":"04A1",)"
@@ -155,16 +115,15 @@ TEST_F(BatchTest, SendsALineWhenTheLastIsAnswered) {
         const std::string request = mux_.ReceiveText();
         EXPECT_EQ(BehindTheIdIn(request), expected);
         EXPECT_TRUE(mux_.IsQuiet());
-        mux_.Answer(request, 0, kDone);
+        mux_.Answer(request, 0, kAckData);
     }
     EXPECT_EQ(program.WaitForExit(), 0);
     EXPECT_EQ(program.Lines().size(), requests.size());
 }
 
 TEST_F(BatchTest, StopsAtTheFirstNack) {
-    RunningProgram program(MuxctlCommand(Command(kDoors)));
-    mux_.Accept();
-    mux_.Answer(mux_.ReceiveText(), 1, kRefused);
+    ConnectedProgram program(mux_, Batch(kDoors));
+    mux_.AnswerNext(1, kRefused);
     EXPECT_EQ(program.WaitForExit(), 1);
     EXPECT_EQ(mux_.ReceiveText(), "(nothing)");
     EXPECT_EQ(program.ErrorOutput(), "muxctl: stopped after " + File() + ":3; not sent: 3 of 4 requests\n");
@@ -177,19 +136,16 @@ std::string JsonOf(const std::string& request, int lock, const std::string& plac
 }
 
 TEST_F(BatchTest, SaysInJsonWhatCameOfEachRequest) {
-    RunningProgram program(MuxctlCommand(Command("open -g 1 -l 5,6\nclose -g 1 -l 7\nclose -g 1 -l 8\n")));
-    mux_.Accept();
-    const std::string opened = mux_.ReceiveText();
-    mux_.Answer(opened, 0, kDone);
-    const std::string refused = mux_.ReceiveText();
-    mux_.Answer(refused, 1, kRefused);
+    ConnectedProgram program(mux_, Batch("open -g 1 -l 5,6\nclose -g 1 -l 7\nclose -g 1 -l 8\n"));
+    const std::string opened = mux_.AnswerNext();
+    const std::string refused = mux_.AnswerNext(1, kRefused);
     EXPECT_EQ(program.WaitForExit(), 1);
     const auto answer = [](const std::string& request, const std::string& code, const std::string& data) {
         return R"(,"Answer":{"Timestamp":1700000000,"MessageID":")" + IdIn(request) + R"(","MessageCode":)" + code +
                R"(,"Data":)" + data + "}";
     };
     EXPECT_THAT(program.Lines(),
-                ElementsAre(JsonOf("open", 5, File() + ":1", R"("done")" + answer(opened, "0", kDone)),
+                ElementsAre(JsonOf("open", 5, File() + ":1", R"("done")" + answer(opened, "0", kAckData)),
                             JsonOf("open", 6, File() + ":1", R"("refused")" + answer(refused, "1", kRefused)),
                             JsonOf("close", 7, File() + ":2", R"("not sent","Reason":"stopped")"),
                             JsonOf("close", 8, File() + ":3", R"("not sent","Reason":"stopped")")));
@@ -197,32 +153,19 @@ TEST_F(BatchTest, SaysInJsonWhatCameOfEachRequest) {
 
 TEST_F(BatchTest, SaysInJsonThatThereIsNoConnection) {
     const Testing::ReservedPort nobody;
-    const Ending ending =
-        RunMuxctl(ToPort({"batch", "--json", folder_.Write("doors.txt", "open -g 1 -l 5")}, nobody.Number()));
+    const Ending ending = RunMuxctl(Batch("open -g 1 -l 5") + ToPort(nobody.Number()));
     EXPECT_EQ(ending.status, 2);
     EXPECT_EQ(ending.output, JsonOf("open", 5, File() + ":1", R"("not sent","Reason":"no connection")") + "\n");
 }
 
 TEST_F(BatchTest, GoesOnWhenToldSo) {
-    RunningProgram program(MuxctlCommand(Command(kDoors, "--keep-going")));
-    mux_.Accept();
-    mux_.Answer(mux_.ReceiveText(), 1, kRefused);
+    ConnectedProgram program(mux_, Batch(kDoors, "--keep-going"));
+    mux_.AnswerNext(1, kRefused);
     for (int count = 0; count < 3; ++count) {
-        mux_.Answer(mux_.ReceiveText(), 0, kDone);
+        mux_.AnswerNext();
     }
     EXPECT_EQ(program.WaitForExit(), 1);
     EXPECT_EQ(program.ErrorOutput(), "");
-}
-
-TEST_F(BatchTest, SaysHowFarItCameWhenTheMuxGoesAway) {
-    RunningProgram program(MuxctlCommand(Command(kDoors)));
-    mux_.Accept();
-    mux_.Answer(mux_.ReceiveText(), 0, kDone);
-    mux_.ReceiveText();
-    mux_.HangUp();
-    EXPECT_EQ(program.WaitForExit(), 2);
-    EXPECT_THAT(program.ErrorOutput(), HasSubstr(File() + ":3; not sent: 2 of 4 requests\n"));
-    EXPECT_THAT(program.ErrorOutput(), HasSubstr("has closed the connection"));
 }
 
 TEST_F(BatchTest, NamesEveryWrongLineAndSendsNothing) {
@@ -236,8 +179,7 @@ TEST_F(BatchTest, NamesEveryWrongLineAndSendsNothing) {
         "open --gateway 1 --lock \"5\n"
         "open --help\n";
     const Testing::ReservedPort nobody;
-    const Ending ending =
-        RunMuxctl({"batch", folder_.Write("doors.txt", text), "--port", std::to_string(nobody.Number())});
+    const Ending ending = RunMuxctl(Batch(text) + ToPort(nobody.Number()));
     EXPECT_EQ(ending.status, 64);
     for (int line = 2; line <= 8; ++line) {
         EXPECT_THAT(ending.error, HasSubstr("muxctl: " + File() + ":" + std::to_string(line) + ": ")) << ending.error;
@@ -251,14 +193,10 @@ TEST_F(BatchTest, NamesEveryWrongLineAndSendsNothing) {
 TEST_F(BatchTest, KnowsTheNamesOfTheSite) {
     const std::string site = folder_.Write("hall.json", R"({"Gateways":[
         {"ID":1,"Description":"Hall","Devices":[{"Name":"Front door","ID":5}]}]})");
-    std::vector<std::string> command = Command("open --lock 'Front door'\nclose --gateway Hall --lock 6\n");
-    command.insert(command.end(), {"--config", site});
-    RunningProgram program(MuxctlCommand(command));
-    mux_.Accept();
+    ConnectedProgram program(
+        mux_, Batch("open --lock 'Front door'\nclose --gateway Hall --lock 6\n") + Words{"--config", site});
     for (const char* lock : {"5", "6"}) {
-        const std::string request = mux_.ReceiveText();
-        EXPECT_THAT(request, HasSubstr(R"("gatewayID":1,"lockID":)" + std::string(lock)));
-        mux_.Answer(request, 0, kDone);
+        EXPECT_THAT(mux_.AnswerNext(), HasSubstr(R"("gatewayID":1,"lockID":)" + std::string(lock)));
     }
     EXPECT_EQ(program.WaitForExit(), 0);
 }

@@ -32,6 +32,10 @@ CardFile Read(const std::string& text, const CardDefaults& defaults = {}) {
     return ReadCardFile("cards", text, defaults);
 }
 
+Faults FaultsIn(const std::string& text) {
+    return Read(text, kNothingRequired).faults;
+}
+
 // "1/5 04A1B2C3 uid 0 1 Ann"
 std::vector<std::string> CardsIn(const CardFile& file) {
     std::vector<std::string> cards;
@@ -93,10 +97,8 @@ TEST(CardCsvTest, FaultsHaveLineAndColumn) {
                             "cards:3:10: uid must be yes or no, not maybe",
                             "cards:3:16: setup must be a decimal integer from 0 to 255 (no leading zeros), not 256",
                             "cards:4:1: has 3 fields, and the header 6", "cards:5:5: card must not be empty"));
-    EXPECT_THAT(Read("card,name\n04,\xC3\x84\xC3\x96,x", kNothingRequired).faults,
-                ElementsAre("cards:2:1: has 3 fields, and the header 2"));
-    EXPECT_THAT(Read("name,card\n\xC3\x84\xC3\x96,x", kNothingRequired).faults,
-                ElementsAre(HasSubstr("cards:2:4: card must be ")));
+    EXPECT_THAT(FaultsIn("card,name\n04,\xC3\x84\xC3\x96,x"), ElementsAre("cards:2:1: has 3 fields, and the header 2"));
+    EXPECT_THAT(FaultsIn("name,card\n\xC3\x84\xC3\x96,x"), ElementsAre(HasSubstr("cards:2:4: card must be ")));
 }
 
 TEST(CardCsvTest, HasIdsOrNames) {
@@ -137,15 +139,10 @@ TEST(CardCsvTest, FaultsOfNamesHaveLineAndColumn) {
 
 TEST(CardCsvTest, RefusesAHeaderThatIsNotClear) {
     const std::string columns = "; allowed: gateway, lock, card, uid, setup, options, name";
-    EXPECT_THAT(Read("card,crad\n04,05\n", kNothingRequired).faults,
-                ElementsAre("cards:1:6: unknown column \"crad\"" + columns));
-    EXPECT_THAT(
-        Read("card,crad,dcar\n04,05,06\n", kNothingRequired).faults,
-        ElementsAre("cards:1:6: unknown column \"crad\"" + columns, "cards:1:11: unknown column \"dcar\"" + columns));
-    EXPECT_THAT(Read("card,Card\n04,05\n", kNothingRequired).faults,
-                ElementsAre("cards:1:6: duplicate column \"Card\"" + columns));
-    EXPECT_THAT(Read("", kNothingRequired).faults,
-                ElementsAre("cards: the header must have a column \"card\"" + columns));
+    EXPECT_THAT(FaultsIn("card,crad,dcar\n04,05,06\n"), ElementsAre("cards:1:6: unknown column \"crad\"" + columns,
+                                                                    "cards:1:11: unknown column \"dcar\"" + columns));
+    EXPECT_THAT(FaultsIn("card,Card\n04,05\n"), ElementsAre("cards:1:6: duplicate column \"Card\"" + columns));
+    EXPECT_THAT(FaultsIn(""), ElementsAre("cards: the header must have a column \"card\"" + columns));
     EXPECT_THAT(Read("card\n04\n").faults, ElementsAre("cards: has no column \"gateway\", so --gateway is required",
                                                        "cards: has no column \"lock\", so --lock is required"));
     EXPECT_THAT(Read("gateway,lock,card\n1,5,04\n", ForLocks(1, {"5"})).faults,
@@ -154,12 +151,11 @@ TEST(CardCsvTest, RefusesAHeaderThatIsNotClear) {
 }
 
 TEST(CardCsvTest, RefusesAQuoteWithoutAnEnd) {
-    EXPECT_THAT(Read("card,name\n04,\"Ann\n05,Bob\n", kNothingRequired).faults,
-                ElementsAre("cards: a quote has no end"));
+    EXPECT_THAT(FaultsIn("card,name\n04,\"Ann\n05,Bob\n"), ElementsAre("cards: a quote has no end"));
 }
 
 TEST(CardCsvTest, RefusesALongUid) {
-    EXPECT_THAT(Read("card,uid\n0102030405060708090A0B,yes\n0102030405060708090A0B,no\n", kNothingRequired).faults,
+    EXPECT_THAT(FaultsIn("card,uid\n0102030405060708090A0B,yes\n0102030405060708090A0B,no\n"),
                 ElementsAre("cards:2: a UID must be at most 10 bytes"));
 }
 
@@ -173,8 +169,7 @@ TEST(CardCsvTest, RefusesACardThatIsThereAlready) {
         "5,010A,no\n"
         "5,01,yes\n"
         "5,01000000000000000000,no\n";
-    EXPECT_THAT(Read(text, kNothingRequired).faults,
-                ElementsAre("cards:3: same card as cards:2", "cards:7: same card as cards:6"));
+    EXPECT_THAT(FaultsIn(text), ElementsAre("cards:3: same card as cards:2", "cards:7: same card as cards:6"));
 }
 
 const CardDefaults kGatewayOnly = {1, {}, {}, true};

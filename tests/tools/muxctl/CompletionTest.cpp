@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,7 +15,6 @@ namespace Muxctl {
 namespace {
 
 using testing::UnorderedElementsAre;
-using Words = std::vector<std::string>;
 
 const std::set<std::string> kCommon = {"--host", "--port", "--site",    "--config", "--tls", "--ca",
                                        "--cert", "--key",  "--timeout", "--json",   "--help"};
@@ -28,18 +26,13 @@ const std::string kScript = std::string("source ") + MUXCTL_COMPLETION +
 
 // What is offered for the last of these words, which may be empty.
 std::set<std::string> Offers(const Words& words, const std::string& sites = "/dev/null") {
-    Words command = {"bash", "-c", kScript, "bash", MUXCTL_PROGRAM};
-    command.insert(command.end(), words.begin(), words.end());
     ProcessSetup setup;
     setup.variables = {{"SITES", sites}};
-    const Ending ending = RunToEnd(command, setup);
-    EXPECT_EQ(ending.status, 0);
-    EXPECT_EQ(ending.error, "");
-    std::istringstream output(ending.output);
-    std::set<std::string> offers;
-    for (std::string line; std::getline(output, line);) {
-        offers.insert(line);
-    }
+    RunningProgram bash(Words{"bash", "-c", kScript, "bash", MUXCTL_PROGRAM} + words, setup);
+    EXPECT_EQ(bash.WaitForExit(), 0);
+    EXPECT_EQ(bash.ErrorOutput(), "");
+    const Words lines = bash.Lines();
+    std::set<std::string> offers(lines.begin(), lines.end());
     offers.erase("");
     return offers;
 }
@@ -53,9 +46,7 @@ TEST(CompletionTest, KnowsEveryCommandAndItsOptions) {
         firstWords.insert(command.front());
         std::set<std::string> options = OptionsOf(command);
         options.insert(kCommon.begin(), kCommon.end());
-        Words words = command;
-        words.emplace_back("--");
-        EXPECT_EQ(Offers(words), options) << testing::PrintToString(command);
+        EXPECT_EQ(Offers(command + Words{"--"}), options) << testing::PrintToString(command);
     }
     EXPECT_EQ(first, firstWords);
 }

@@ -1,17 +1,21 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "tests/tools/muxctl/FakeMux.h"
 #include "tests/tools/muxctl/RunningProgram.h"
 
 namespace Muxctl {
 
-inline std::vector<std::string> operator+(std::vector<std::string> left, const std::vector<std::string>& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
+// The program, connected to a Mux that the test plays.
+class ConnectedProgram : public RunningProgram {
+  public:
+    // Adds the Mux's port to the arguments, and waits for the connection.
+    ConnectedProgram(FakeMux& mux, const Words& arguments, const ProcessSetup& setup = {})
+        : RunningProgram(MuxctlCommand(arguments + ToPort(mux.Port())), setup) {
+        mux.Accept();
+    }
+};
 
 // What the program sent, and how it ended after the answer.
 struct Exchange {
@@ -19,19 +23,14 @@ struct Exchange {
     Ending ending;
 };
 
-// Runs the program against a Mux that answers its first request. The answer has much time, however busy the machine is.
-inline Exchange Exchanged(const std::vector<std::string>& arguments, int code = 0,
-                          const char* data = R"({"Success":true,"ErrorCode":0})", const ProcessSetup& setup = {}) {
+// Runs the program against a Mux that answers its first request.
+inline Exchange Exchanged(const Words& arguments, int code = 0, const char* data = kAckData,
+                          const ProcessSetup& setup = {}) {
     FakeMux mux;
-    const std::vector<std::string> much = {"--timeout", "60"};
-    RunningProgram program(MuxctlCommand(arguments + much + mux.PortArguments()), setup);
-    mux.Accept();
-    Exchange exchange;
-    exchange.request = mux.ReceiveText();
-    mux.Answer(exchange.request, code, data);
+    ConnectedProgram program(mux, arguments + kMuchTime, setup);
+    const std::string request = mux.AnswerNext(code, data);
     const int status = program.WaitForExit();
-    exchange.ending = {status, program.Output(), program.ErrorOutput()};
-    return exchange;
+    return {request, {status, program.Output(), program.ErrorOutput()}};
 }
 
 }  // namespace Muxctl

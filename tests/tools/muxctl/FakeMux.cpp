@@ -31,6 +31,21 @@ void FakeMux::Answer(const std::string& request, int code, const std::string& da
          R"(,"Data":)" + data + "}");
 }
 
+std::string FakeMux::AnswerNext(int code, const std::string& data) {
+    std::string request = ReceiveText();
+    Answer(request, code, data);
+    return request;
+}
+
+std::vector<std::string> FakeMux::AnswerAll() {
+    std::vector<std::string> requests;
+    for (std::string request = ReceiveText(); request != "(nothing)"; request = ReceiveText()) {
+        Answer(request, 0, kAckData);
+        requests.push_back(request);
+    }
+    return requests;
+}
+
 std::string IdIn(const std::string& request) {
     const std::size_t start = IdStart(request);
     const std::size_t end = request.find('"', start);

@@ -9,14 +9,14 @@
 
 namespace Muxctl {
 
+constexpr const char* kAckData = R"({"Success":true,"ErrorCode":0})";
+
 // The Mux's end of a client's connection, played by the test.
 //
 // For one thread.
 class FakeMux {
   public:
     std::uint16_t Port() const { return static_cast<std::uint16_t>(listener_.Port()); }
-    // "--port" and its number.
-    std::vector<std::string> PortArguments() const { return {"--port", std::to_string(Port())}; }
 
     // Takes the next client up.
     void Accept() { client_ = listener_.Accept(); }
@@ -25,6 +25,10 @@ class FakeMux {
     void Send(const std::string& text) { client_.Send({text.begin(), text.end()}); }
     // Sends an answer with the identifier of `request`.
     void Answer(const std::string& request, int code, const std::string& data);
+    // Receives a request, answers it and returns its text.
+    std::string AnswerNext(int code = 0, const std::string& data = kAckData);
+    // The same for all requests until the client goes.
+    std::vector<std::string> AnswerAll();
     // Whether nothing more comes from the client for a moment.
     bool IsQuiet() const { return client_.IsQuietFor(std::chrono::milliseconds(100)); }
     void HangUp() { client_.Close(); }

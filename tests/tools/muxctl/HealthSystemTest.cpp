@@ -6,14 +6,14 @@
 #include <chrono>
 #include <csignal>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/MuxSystem.h"
 #include "tests/system/support/SideBySide.h"
-#include "tests/tools/muxctl/FakeMux.h"
-#include "tests/tools/muxctl/RunningProgram.h"
+#include "tests/tools/muxctl/Exchange.h"
 
 namespace Muxctl {
 namespace {
@@ -22,95 +22,85 @@ using SystemTest::MuxSystem;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-// For answers that must come, however busy the machine is, and for those that never come.
-constexpr const char* kLong = "60";
-constexpr const char* kShort = "2";
-
-Ending HealthOf(const MuxSystem& system, const std::string& timeout, std::vector<std::string> more = {}) {
-    std::vector<std::string> arguments = {"health",    "--gateway", "1", "--port", std::to_string(system.Port()),
-                                          "--timeout", timeout};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return RunMuxctl(arguments);
+// Of gateway 1.
+Ending HealthOf(std::uint16_t port, const Words& more = kMuchTime) {
+    return RunMuxctl(Words{"health", "--gateway", "1"} + ToPort(port) + more);
 }
 
-struct FaultRow {
-    // Of the simulator.
-    std::string commands;
-    const char* timeout;
+// How `health` ends, and how its first line begins.
+struct Health {
     int status;
-    // How the first line begins.
     std::string text;
 };
 
-void ExpectHealth(const std::vector<FaultRow>& rows) {
-    SystemTest::ForEachSideBySide(rows, [](const FaultRow& row) {
-        MuxSystem system;
-        SystemTest::RunCommands(system.Gateway(), row.commands);
-        const Ending ending = HealthOf(system, row.timeout);
-        EXPECT_EQ(ending.status, row.status) << row.commands;
-        EXPECT_THAT(ending.output, StartsWith(row.text)) << row.commands;
-        EXPECT_EQ(ending.error, "") << row.commands;
-    });
+// Of a gateway for which these commands were given to its simulator.
+void ExpectHealth(const std::string& commands, const Words& time, const Health& health) {
+    MuxSystem system;
+    SystemTest::RunCommands(system.Gateway(), commands);
+    const Ending ending = HealthOf(system.Port(), time);
+    EXPECT_EQ(ending.status, health.status) << commands;
+    EXPECT_THAT(ending.output, StartsWith(health.text)) << commands;
+    EXPECT_EQ(ending.error, "") << commands;
 }
 
-const std::string kOk = "OK - gateway 1: answers | gateway1=";
-const std::string kNoAnswer = "CRITICAL - gateway 1: no answer | gateway1=U\n";
+const Health kOk = {0, "OK - gateway 1: answers | gateway1="};
+const Health kNoAnswer = {2, "CRITICAL - gateway 1: no answer | gateway1=U\n"};
 
 TEST(HealthSystemTest, IsOkWhateverDoesNotKeepTheAnswerAway) {
-    ExpectHealth({
-        {"faults", kLong, 0, kOk},
-        {"fault delay 1500 always", kLong, 0, kOk},
-        {"fault byte-by-byte 20 always", kLong, 0, kOk},
-        {"fault wrong-crc always", kLong, 0, kOk},
-        {"fault force-result 8 always", kLong, 0, kOk},
-        {"fault twice always", kLong, 0, kOk},
-        {"fault junk 00 always", kLong, 0, kOk},
-    });
+    const Words commands = {"faults",
+                            "fault delay 1500 always",
+                            "fault byte-by-byte 20 always",
+                            "fault wrong-crc always",
+                            "fault force-result 8 always",
+                            "fault twice always",
+                            "fault junk 00 always"};
+    SystemTest::ForEachSideBySide(commands, [](const auto& fault) { ExpectHealth(fault, kMuchTime, kOk); });
 }
 
 TEST(HealthSystemTest, AsksASecondTime) {
-    ExpectHealth({
-        {"fault silence", "8", 0, kOk},
-        {"fault close", "8", 0, kOk},
-        {"fault force-result 7", "8", 0, kOk},
-        {"fault unknown-reference", "8", 0, kOk},
-    });
+    const Words faults = {"fault silence", "fault close", "fault force-result 7", "fault unknown-reference"};
+    SystemTest::ForEachSideBySide(faults, [](const auto& fault) { ExpectHealth(fault, {"--timeout", "8"}, kOk); });
 }
 
 TEST(HealthSystemTest, IsCriticalWithoutAnAnswer) {
-    ExpectHealth({
-        {"fault silence always", kShort, 2, kNoAnswer},
-        {"fault delay 30000 always", kShort, 2, kNoAnswer},
-        {"fault close always", kShort, 2, kNoAnswer},
-        {"fault close-mid-frame always", kShort, 2, kNoAnswer},
-        {"fault glue always", kShort, 2, kNoAnswer},
-        {"fault wrong-length 10 always", kShort, 2, kNoAnswer},
-        {"fault wrong-length 200 always", kShort, 2, kNoAnswer},
-        {"fault unknown-reference always", kShort, 2, kNoAnswer},
-        {"fault force-result 7 always", kShort, 2, kNoAnswer},
-        {"fault answer-code 1 always", kShort, 2, kNoAnswer},
-        {"fault answer-code 2 always", kShort, 2, kNoAnswer},
+    const Words faults = {"fault silence always",
+                          "fault delay 30000 always",
+                          "fault close always",
+                          "fault close-mid-frame always",
+                          "fault glue always",
+                          "fault wrong-length 10 always",
+                          "fault wrong-length 200 always",
+                          "fault unknown-reference always",
+                          "fault force-result 7 always",
+                          "fault answer-code 1 always",
+                          "fault answer-code 2 always"};
+    SystemTest::ForEachSideBySide(faults, [](const auto& fault) {
+        ExpectHealth(fault, {"--timeout", "2"}, kNoAnswer);
     });
 }
 
 TEST(HealthSystemTest, IsAWarningWhenTheAnswerIsAnother) {
-    const std::string error = "WARNING - gateway 1: answers with error ";
-    ExpectHealth({
-        {"fault force-result 0 always", kLong, 1, "WARNING - gateway 1: answers as if a lock had address 256 | "},
-        {"fault force-result 1 always", kLong, 1, error + "1: Unhandled error code or unknown error. | "},
-        {"fault force-result 5 always", kLong, 1, error + "5: "},
-        {"fault force-result 12 always", kLong, 1, error + "12: System inconsistancy "},
+    const std::string error = "answers with error ";
+    const std::vector<std::pair<int, std::string>> textsOfResults = {
+        {0, "answers as if a lock had address 256 | "},
+        {1, error + "1: Unhandled error code or unknown error. | "},
+        {5, error + "5: "},
+        {12, error + "12: System inconsistancy "},
+    };
+    SystemTest::ForEachSideBySide(textsOfResults, [](const auto& row) {
+        ExpectHealth("fault force-result " + std::to_string(row.first) + " always", kMuchTime,
+                     {1, "WARNING - gateway 1: " + row.second});
     });
     MuxSystem system;
     EXPECT_TRUE(system.Gateway().AddLock(256));
-    EXPECT_EQ(HealthOf(system, kLong).status, 1);
+    EXPECT_EQ(HealthOf(system.Port()).status, 1);
 }
 
 TEST(HealthSystemTest, IsCriticalWhenTheMuxEnds) {
     MuxSystem system;
     SystemTest::RunCommands(system.Gateway(), "fault reset always");
     system.Gateway().Stop();
-    const Ending ending = HealthOf(system, kLong);
+    const Ending ending = HealthOf(system.Port());
     EXPECT_EQ(ending.status, 2);
     EXPECT_THAT(ending.output, StartsWith("CRITICAL - "));
     system.Mux().WaitForEnd();
@@ -118,7 +108,7 @@ TEST(HealthSystemTest, IsCriticalWhenTheMuxEnds) {
 
 TEST(HealthSystemTest, IsCriticalForAGatewayThatTheMuxDoesNotHave) {
     MuxSystem system;
-    const Ending ending = RunMuxctl({"health", "--gateway", "9", "--port", std::to_string(system.Port())});
+    const Ending ending = RunMuxctl(Words{"health", "--gateway", "9"} + ToPort(system.Port()));
     EXPECT_EQ(ending.status, 2);
     EXPECT_THAT(ending.output,
                 StartsWith("CRITICAL - gateway 9: not configured, left out at start, or disconnected | "));
@@ -126,10 +116,8 @@ TEST(HealthSystemTest, IsCriticalForAGatewayThatTheMuxDoesNotHave) {
 
 class SiteHealthTest : public testing::Test {
   protected:
-    Ending Health(std::vector<std::string> more, const std::string& timeout = kLong) const {
-        more.insert(more.begin(), {"health", "--config", file_, "--port", std::to_string(system_.Port())});
-        more.insert(more.end(), {"--timeout", timeout});
-        return RunMuxctl(more);
+    Ending HealthOfSite(const Words& more, const Words& time = kMuchTime) const {
+        return RunMuxctl(Words{"health", "--config", file_} + more + ToPort(system_.Port()) + time);
     }
 
     MuxSystem system_{SystemTest::WithGateways({{1, {5}}, {2, {6}}})};
@@ -141,7 +129,7 @@ class SiteHealthTest : public testing::Test {
 
 TEST_F(SiteHealthTest, AsksEveryGatewayOnce) {
     const std::size_t before = system_.Gateway(1).ReceivedFrames().size();
-    const Ending ending = Health({"--all"});
+    const Ending ending = HealthOfSite({"--all"});
     EXPECT_EQ(ending.status, 0);
     EXPECT_THAT(ending.output, StartsWith("OK - 2 of 2 gateways answer | gateway1="));
     EXPECT_THAT(ending.output, HasSubstr("\ngateway 1  Hall    answers ("));
@@ -159,10 +147,9 @@ TEST_F(SiteHealthTest, AsksManyGatewaysWithinTwoSeconds) {
     folder_.Write("hall.json", "{\"Gateways\":[" + list + "]}");
     FakeMux mux;
     const auto start = std::chrono::steady_clock::now();
-    RunningProgram program(MuxctlCommand({"health", "--all", "--config", file_, "--port", std::to_string(mux.Port())}));
-    mux.Accept();
+    ConnectedProgram program(mux, {"health", "--all", "--config", file_});
     for (int count = 0; count < kGateways; ++count) {
-        mux.Answer(mux.ReceiveText(), 1, R"({"ErrorCode":8,"Message":"No route."})");
+        mux.AnswerNext(1, R"({"ErrorCode":8,"Message":"No route."})");
     }
     const auto elapsed = std::chrono::steady_clock::now() - start;
     EXPECT_EQ(program.WaitForExit(), 0);
@@ -172,28 +159,29 @@ TEST_F(SiteHealthTest, AsksManyGatewaysWithinTwoSeconds) {
 
 TEST_F(SiteHealthTest, WarnsOfOneOfSeveral) {
     SystemTest::RunCommands(system_.Gateway(1), "fault silence always");
-    const Ending ending = Health({"--all"}, "3");
+    const Ending ending = HealthOfSite({"--all"}, {"--timeout", "3"});
     EXPECT_EQ(ending.status, 1);
     EXPECT_THAT(ending.output, StartsWith("WARNING - 1 of 2 gateways answer; gateway 2 (Cellar): no answer | "));
 }
 
 TEST_F(SiteHealthTest, AsksAGatewayByItsName) {
-    EXPECT_THAT(Health({"--gateway", "Cellar"}).output, StartsWith("OK - gateway 2 (Cellar): answers | gateway2="));
-    EXPECT_EQ(Health({"--gateway", "Celar"}).status, 64);
-    EXPECT_EQ(Health({"--gateway", "1", "--all"}).status, 64);
+    EXPECT_THAT(HealthOfSite({"--gateway", "Cellar"}).output,
+                StartsWith("OK - gateway 2 (Cellar): answers | gateway2="));
+    EXPECT_EQ(HealthOfSite({"--gateway", "Celar"}).status, 64);
+    EXPECT_EQ(HealthOfSite({"--gateway", "1", "--all"}).status, 64);
     EXPECT_EQ(RunMuxctl({"health", "--all"}).status, 64);
 }
 
 TEST_F(SiteHealthTest, IsCriticalWithFilesThatCannotBeUsed) {
     folder_.Write("hall.json", "{");
-    const Ending ending = Health({"--all"});
+    const Ending ending = HealthOfSite({"--all"});
     EXPECT_EQ(ending.status, 2);
     EXPECT_THAT(ending.output, StartsWith("CRITICAL - " + file_ + " is not JSON"));
 }
 
 TEST_F(SiteHealthTest, IsCriticalWithoutAnyGateway) {
     folder_.Write("hall.json", "{}");
-    const Ending ending = Health({"--all"});
+    const Ending ending = HealthOfSite({"--all"});
     EXPECT_EQ(ending.status, 2);
     EXPECT_EQ(ending.output, "CRITICAL - the configuration has no gateways\n");
 }
@@ -202,7 +190,7 @@ TEST(HealthSystemTest, NamesAMuxThatHangs) {
     MuxSystem system;
     system.Mux().Signal(SIGSTOP);
     const std::string name = "127.0.0.1:" + std::to_string(system.Port());
-    const Ending ending = HealthOf(system, "1");
+    const Ending ending = HealthOf(system.Port(), {"--timeout", "1"});
     EXPECT_EQ(ending.status, 2);
     EXPECT_THAT(ending.output, StartsWith("CRITICAL - the Mux at " + name + " does not answer | gateway1=U\n"));
     system.Mux().Signal(SIGCONT);
@@ -210,14 +198,12 @@ TEST(HealthSystemTest, NamesAMuxThatHangs) {
 
 TEST(HealthSystemTest, ReportsAMissingConnectionOnStandardOutput) {
     const Testing::ReservedPort port;
-    const std::vector<std::string> arguments = {"health", "--gateway", "1", "--port", std::to_string(port.Number())};
-    const Ending ending = RunMuxctl(arguments);
+    const Ending ending = HealthOf(port.Number());
     EXPECT_EQ(ending.status, 2);
     EXPECT_THAT(ending.output, StartsWith("CRITICAL - cannot connect to 127.0.0.1:"));
     EXPECT_EQ(ending.error, "");
-    std::vector<std::string> inJson = arguments;
-    inJson.emplace_back("--json");
-    EXPECT_THAT(RunMuxctl(inJson).output, StartsWith(R"({"Status":"CRITICAL","Summary":"cannot connect to )"));
+    EXPECT_THAT(HealthOf(port.Number(), {"--json"}).output,
+                StartsWith(R"({"Status":"CRITICAL","Summary":"cannot connect to )"));
 }
 
 }  // namespace

@@ -10,9 +10,8 @@
 namespace Muxctl {
 namespace {
 
-std::string HelpOf(std::vector<std::string> command) {
-    command.emplace_back("--help");
-    const Ending ending = RunMuxctl(command);
+std::string HelpOf(const Words& command) {
+    const Ending ending = RunMuxctl(command + Words{"--help"});
     EXPECT_EQ(ending.status, 0);
     return ending.output;
 }

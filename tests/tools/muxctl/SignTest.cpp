@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +19,6 @@ namespace Muxctl {
 namespace {
 
 using testing::StartsWith;
-using Words = std::vector<std::string>;
 
 // Other implementations: one that verifies, and the Python package.
 const char* const kVerifying =
@@ -31,24 +33,30 @@ const char* const kSigning =
     "request = dwmux.Request(dwmux.Operation.REMOVE_CARD, 1, 5, card=card)\n"
     "print(dwmux.sign_command(request, site='hall', key=open(sys.argv[1]).read()))\n";
 
+const Words kLock = {"-g", "1", "-l", "5"};
+
 class SignTest : public testing::Test {
   protected:
     void SetUp() override {
         const Ending made = RunMuxctl({"new-key", key, "--kid", "reception"});
         ASSERT_EQ(made.status, 0) << made.error;
         publicKey = made.output;
+        const auto keys =
+            std::make_shared<Jose::KeySet>(Jose::KeySet::FromText("set", "{\"keys\":[" + publicKey + "]}"));
+        proxysCheck.emplace("hall", keys, [this] {
+            return std::chrono::time_point_cast<std::chrono::microseconds>(std::chrono::system_clock::now()) + ahead;
+        });
     }
 
     Words SignCommand(const Words& words) const {
-        Words command = {"sign"};
-        command.insert(command.end(), words.begin(), words.end());
-        command.insert(command.end(), {"--audience", "hall", "--signing-key", key});
-        return command;
+        return Words{"sign"} + words + Words{"--audience", "hall", "--signing-key", key};
     }
 
-    // What the proxy sends on; or its reason.
-    std::string AcceptedBy(MuxProxy::CommandCheck& check, const std::string& compact) const {
-        const auto read = check.Read({{1, 5}, "reception", compact, false});
+    // What the proxy sends on for a line that was printed, which is for the lock 5 of gateway 1; or its reason.
+    std::string AcceptedLine(const std::string& line, std::chrono::seconds later = std::chrono::seconds(0)) {
+        EXPECT_EQ(line.find('\n'), line.size() - 1);
+        ahead = later;
+        const auto read = proxysCheck->Read({{1, 5}, "reception", line.substr(0, line.find('\n')), false});
         if (const auto* const refused = std::get_if<MuxProxy::RefusedCommand>(&read)) {
             return refused->reason;
         }
@@ -56,56 +64,39 @@ class SignTest : public testing::Test {
         return text.substr(text.find("\"MessageCode\""));
     }
 
-    // What the proxy, which started an hour ago, sends on for a line that was printed.
-    std::string AcceptedLine(const std::string& line, std::chrono::seconds later = std::chrono::seconds(0)) const {
-        EXPECT_EQ(line.find('\n'), line.size() - 1);
-        std::chrono::seconds ahead(-3600);
-        MuxProxy::CommandCheck check("hall", Keys(), [&ahead] {
-            return std::chrono::time_point_cast<std::chrono::microseconds>(std::chrono::system_clock::now()) + ahead;
-        });
-        ahead = later;
-        return AcceptedBy(check, line.substr(0, line.find('\n')));
-    }
-
-    // For the lock 5 of gateway 1.
-    std::string Accepted(const Words& words, std::chrono::seconds later = std::chrono::seconds(0)) const {
+    std::string Accepted(const Words& words, std::chrono::seconds later = std::chrono::seconds(0)) {
         const Ending ending = RunMuxctl(SignCommand(words));
         EXPECT_EQ(ending.status, 0) << ending.error;
         return AcceptedLine(ending.output, later);
     }
 
-    MuxProxy::CommandCheck::Keys Keys() const {
-        return std::make_shared<Jose::KeySet>(Jose::KeySet::FromText("set", "{\"keys\":[" + publicKey + "]}"));
-    }
-
-    // The error of a command line without a lock of its own.
     static std::string ErrorOf(const Words& command) {
         const Ending ending = RunMuxctl(command);
         EXPECT_EQ(ending.status, 64);
         EXPECT_EQ(ending.output, "");
         return ending.error;
     }
-    std::string SignErrorOf(Words words) const {
-        words.insert(words.end(), {"-g", "1", "-l", "5"});
-        return ErrorOf(SignCommand(words));
-    }
+    std::string SignErrorOf(const Words& words) const { return ErrorOf(SignCommand(words + kLock)); }
 
     const Testing::TemporaryFolder folder;
     const std::string key = (folder.Path() / "reception.jwk").string();
     std::string publicKey;
+    // Of the check's clock, which started an hour ago.
+    std::chrono::seconds ahead{-3600};
+    std::optional<MuxProxy::CommandCheck> proxysCheck;
 };
 
 TEST_F(SignTest, SignsWhatTheProxyAccepts) {
-    EXPECT_EQ(Accepted({"open", "-g", "1", "-l", "5"}), R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})");
-    EXPECT_EQ(Accepted({"event-open-close", "-g", "1", "-l", "5", "-d", "7"}),
+    EXPECT_EQ(Accepted(Words{"open"} + kLock), R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})");
+    EXPECT_EQ(Accepted(Words{"event-open-close", "-d", "7"} + kLock),
               R"("MessageCode":113,"Data":{"gatewayID":1,"lockID":5,"duration":7}})");
-    EXPECT_EQ(Accepted({"whitelist-add", "-g", "1", "-l", "5", "--card", "04a1B2C3", "--uid", "--options", "9"}),
+    EXPECT_EQ(Accepted(Words{"whitelist-add", "--card", "04a1B2C3", "--uid", "--options", "9"} + kLock),
               R"("MessageCode":21,"Data":{"gatewayID":1,"lockID":5,"setupNumber":0,"options":1,)"
               R"("cardData":"04a1B2C3","isUIDCard":true}})");
 }
 
 TEST_F(SignTest, SignsWhatAnotherImplementationAccepts) {
-    const std::string compact = RunMuxctl(SignCommand({"open", "-g", "1", "-l", "5"})).output;
+    const std::string compact = RunMuxctl(SignCommand(Words{"open"} + kLock)).output;
     const Ending ending = RunToEnd({"/usr/bin/python3", "-B", "-c", kVerifying, compact, publicKey});
     EXPECT_EQ(ending.output, "{'alg': 'ES256', 'kid': 'reception'}\n") << ending.error;
 }
@@ -137,21 +128,14 @@ TEST_F(SignTest, TakesTheNameOfALock) {
 }
 
 TEST_F(SignTest, LetsACommandExpire) {
-    const Words words = {"open", "-g", "1", "-l", "5", "--valid-for", "10"};
+    const Words words = Words{"open", "--valid-for", "10"} + kLock;
     EXPECT_THAT(Accepted(words, std::chrono::seconds(8)), StartsWith("\"MessageCode\":10"));
     EXPECT_EQ(Accepted(words, std::chrono::seconds(11)), "it has expired");
 }
 
 TEST_F(SignTest, SignsEachTimeAnew) {
-    const Words command = SignCommand({"open", "-g", "1", "-l", "5"});
-    std::chrono::seconds ahead(-3600);
-    MuxProxy::CommandCheck check("hall", Keys(), [&ahead] {
-        return std::chrono::time_point_cast<std::chrono::microseconds>(std::chrono::system_clock::now()) + ahead;
-    });
-    ahead = std::chrono::seconds(0);
     for (int repetition = 0; repetition < 2; ++repetition) {
-        const std::string line = RunMuxctl(command).output;
-        EXPECT_THAT(AcceptedBy(check, line.substr(0, line.size() - 1)), StartsWith("\"MessageCode\":10"));
+        EXPECT_THAT(Accepted(Words{"open"} + kLock), StartsWith("\"MessageCode\":10"));
     }
 }
 
@@ -166,16 +150,13 @@ TEST_F(SignTest, NamesWhatIsWrong) {
               "muxctl: --card: must be at most 10 bytes with --uid\n");
     EXPECT_THAT(SignErrorOf({"open", "--valid-for", "301"}), StartsWith("muxctl: --valid-for: must be"));
     EXPECT_EQ(ErrorOf(SignCommand({"open", "-g", "1", "-l", "5,6"})), "muxctl: sign takes one lock\n");
-    EXPECT_THAT(ErrorOf({"sign", "open", "-g", "1", "-l", "5", "--audience", "hall"}),
+    EXPECT_THAT(ErrorOf(Words{"sign", "open", "--audience", "hall"} + kLock),
                 StartsWith("muxctl: --signing-key is required\n"));
 }
 
 TEST_F(SignTest, NamesAKeyThatCannotBeUsed) {
-    const Words start = {"sign", "open", "-g", "1", "-l", "5", "--audience", "hall", "--signing-key"};
-    const auto errorOf = [&start](const std::string& file) {
-        Words command = start;
-        command.push_back(file);
-        return ErrorOf(command);
+    const auto errorOf = [](const std::string& file) {
+        return ErrorOf(Words{"sign", "open", "--audience", "hall", "--signing-key", file} + kLock);
     };
     const std::string missing = (folder.Path() / "none").string();
     EXPECT_EQ(errorOf(missing), "muxctl: " + missing + " cannot be read: No such file or directory\n");

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/TemporaryFolder.h"
@@ -16,9 +18,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
-using Words = std::vector<std::string>;
-
-constexpr const char* kOpenFive = R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})";
 
 // What --lock and --gateway open in the site of the test: "1/5" for lock 5 of gateway 1.
 std::string AddressIn(const std::string& request) {
@@ -34,22 +33,11 @@ class SiteOptionsTest : public testing::Test {
     // The locks that a command opens, one after the other.
     Words Opened(const Words& arguments) const {
         FakeMux mux;
-        RunningProgram program(
-            MuxctlCommand(arguments + Words{"--config", file_, "--timeout", "60"} + mux.PortArguments()));
-        mux.Accept();
-        Words opened;
-        for (std::string request = mux.ReceiveText(); request != "(nothing)"; request = mux.ReceiveText()) {
-            opened.push_back(AddressIn(request));
-            mux.Answer(request, 0, "{}");
-        }
+        ConnectedProgram program(mux, arguments + Words{"--config", file_} + kMuchTime);
+        Words opened = mux.AnswerAll();
+        std::transform(opened.begin(), opened.end(), opened.begin(), AddressIn);
         EXPECT_EQ(program.WaitForExit(), 0) << program.ErrorOutput();
         return opened;
-    }
-
-    std::string RequestOf(const Words& arguments) const {
-        const Exchange exchange = Exchanged(arguments + Words{"--config", file_});
-        EXPECT_EQ(exchange.ending.status, 0) << exchange.ending.error;
-        return BehindTheIdIn(exchange.request);
     }
 
     Testing::TemporaryFolder folder_;
@@ -60,14 +48,27 @@ class SiteOptionsTest : public testing::Test {
          {"Name":"6","ID":10},{"Name":"Left, right","ID":11}]}]})");
 };
 
-TEST_F(SiteOptionsTest, OpenALockByItsName) {
-    EXPECT_EQ(RequestOf({"open", "Front door"}), kOpenFive);
-    EXPECT_EQ(RequestOf({"open", "Front door", "--gateway", "Hall"}), kOpenFive);
-    EXPECT_EQ(RequestOf({"open", "--gateway", "Hall", "--lock", "5"}), kOpenFive);
-    EXPECT_EQ(RequestOf({"open", "--gateway", "1", "--lock", "5"}), kOpenFive);
+// A number is an ID behind --lock, and a name without.
+TEST_F(SiteOptionsTest, OpenLocksByNamesAndIds) {
+    const std::vector<std::pair<Words, Words>> rows = {
+        {{"open", "Front door"}, {"1/5"}},
+        {{"open", "Front door", "--gateway", "Hall"}, {"1/5"}},
+        {{"open", "--lock", "Front door"}, {"1/5"}},
+        {{"open", "--lock", "Gate,Front door"}, {"2/7", "1/5"}},
+        {{"open", "--gateway", "1", "--lock", "5"}, {"1/5"}},
+        {{"open", "--gateway", "Hall", "--lock", "5"}, {"1/5"}},
+        {{"open", "--gateway", "Hall", "--lock", "Front door,6"}, {"1/5", "1/6"}},
+        {{"open", "--gateway", "Yard", "--lock", "6"}, {"2/6"}},
+        {{"open", "6"}, {"2/10"}},
+        {{"open", "Left, right"}, {"2/11"}},
+        {{"whitelist", "clear", "--gateway", "2", "--lock", "Side"}, {"2/9"}},
+    };
+    for (const auto& [arguments, locks] : rows) {
+        EXPECT_EQ(Opened(arguments), locks) << testing::PrintToString(arguments);
+    }
 }
 
-TEST_F(SiteOptionsTest, RefuseANameThatIsNotInTheSite) {
+TEST_F(SiteOptionsTest, RefuseWhatIsNotClear) {
     const std::vector<std::pair<Words, std::string>> rows = {
         {{"open", "Front dor"}, "no lock is named \"Front dor\"; did you mean \"Front door\"?\n"},
         {{"open", "Gate", "--gateway", "Hall"}, "gateway 1 has no lock \"Gate\", but gateway 2 has\n"},
@@ -75,44 +76,19 @@ TEST_F(SiteOptionsTest, RefuseANameThatIsNotInTheSite) {
         {{"open", "--gateway", "", "--lock", "5"}, "the name of a gateway must not be empty\n"},
         {{"health", "--gateway", ""}, "the name of a gateway must not be empty\n"},
         {{"open", "--gateway", "Halle", "--lock", "5"}, "no gateway is named \"Halle\"; did you mean \"Hall\"?\n"},
+        {{"open", "--lock", "Front door,Gat"}, "no lock is named \"Gat\"; did you mean \"Gate\"?\n"},
+        {{"open", "--lock", "Gate", "--gateway", "1"}, "gateway 1 has no lock \"Gate\", but gateway 2 has\n"},
+        {{"open", "--lock", "Left, right"}, "--lock takes a list; give the name \"Left, right\" without it\n"},
+        {{"open", "--lock", "Gate,Side"}, "several locks are named \"Side\": gateway 1, lock 8; gateway 2, lock 9\n"},
+        {{"open", "--lock", "Front door,6"}, "--lock: 6 is an ID, which requires --gateway\n"},
+        {{"open", "--lock", "Gate,"}, "the name of a lock must not be empty\n"},
     };
     for (const auto& [arguments, error] : rows) {
         const Ending ending = RunMuxctl(arguments + Words{"--config", file_});
-        EXPECT_EQ(ending.status, 64);
+        EXPECT_EQ(ending.status, 64) << testing::PrintToString(arguments);
         EXPECT_EQ(ending.error, "muxctl: " + error);
     }
     EXPECT_EQ(RunMuxctl({"open", "Gate", "--lock", "7", "--config", file_}).status, 64);
-}
-
-TEST_F(SiteOptionsTest, OpenALockOrAListByNamesInPlaceOfIds) {
-    EXPECT_THAT(Opened({"open", "--lock", "Front door"}), ElementsAre("1/5"));
-    EXPECT_THAT(Opened({"open", "--lock", "Gate,Front door"}), ElementsAre("2/7", "1/5"));
-    EXPECT_THAT(Opened({"open", "--gateway", "Hall", "--lock", "Front door,6"}), ElementsAre("1/5", "1/6"));
-    EXPECT_THAT(Opened({"whitelist", "clear", "--gateway", "2", "--lock", "Side"}), ElementsAre("2/9"));
-}
-
-// A number is an ID behind --lock, and a name without.
-TEST_F(SiteOptionsTest, TellApartIdsAndNamesOfDigits) {
-    EXPECT_THAT(Opened({"open", "--gateway", "Yard", "--lock", "6"}), ElementsAre("2/6"));
-    EXPECT_THAT(Opened({"open", "6"}), ElementsAre("2/10"));
-    EXPECT_THAT(Opened({"open", "Left, right"}), ElementsAre("2/11"));
-}
-
-TEST_F(SiteOptionsTest, RefuseAListInWhichOneIsNotClear) {
-    const std::vector<std::pair<Words, std::string>> rows = {
-        {{"Front door,Gat"}, "no lock is named \"Gat\"; did you mean \"Gate\"?\n"},
-        {{"gate"}, "no lock is named \"gate\"; did you mean \"Gate\"?\n"},
-        {{"Gate", "--gateway", "1"}, "gateway 1 has no lock \"Gate\", but gateway 2 has\n"},
-        {{"Left, right"}, "--lock takes a list; give the name \"Left, right\" without it\n"},
-        {{"Gate,Side"}, "several locks are named \"Side\": gateway 1, lock 8; gateway 2, lock 9\n"},
-        {{"Front door,6"}, "--lock: 6 is an ID, which requires --gateway\n"},
-        {{"Gate,"}, "the name of a lock must not be empty\n"},
-    };
-    for (const auto& [list, error] : rows) {
-        const Ending ending = RunMuxctl(Words{"open", "--config", file_, "--lock"} + list);
-        EXPECT_EQ(ending.status, 64);
-        EXPECT_EQ(ending.error, "muxctl: " + error);
-    }
 }
 
 TEST_F(SiteOptionsTest, TakeThePortOfTheSiteUnlessTheyAreGivenOne) {
@@ -120,10 +96,10 @@ TEST_F(SiteOptionsTest, TakeThePortOfTheSiteUnlessTheyAreGivenOne) {
     folder_.Write("hall.env", "MUX_PORT=" + std::to_string(mux.Port()) + "\n");
     RunningProgram health(MuxctlCommand({"health", "--config", file_}));
     mux.Accept();
-    mux.Answer(mux.ReceiveText(), 1, "{}");
+    mux.AnswerNext(1, "{}");
     EXPECT_EQ(health.WaitForExit(), 0);
     folder_.Write("hall.env", "MUX_PORT=1\n");
-    EXPECT_EQ(RequestOf({"open", "Front door"}), kOpenFive);
+    EXPECT_THAT(Opened({"open", "Front door"}), ElementsAre("1/5"));
 }
 
 TEST_F(SiteOptionsTest, ListTheLocks) {
@@ -153,8 +129,7 @@ TEST_F(SiteOptionsTest, SaysThatASiteDoesNotExist) {
 
 TEST_F(SiteOptionsTest, WatchShowsTheNamesOfLocks) {
     FakeMux mux;
-    RunningProgram watch(MuxctlCommand(Words{"watch", "--count", "1", "--config", file_} + mux.PortArguments()));
-    mux.Accept();
+    ConnectedProgram watch(mux, {"watch", "--count", "1", "--config", file_});
     mux.Send(R"({"Timestamp":1,"MessageID":"","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,"RFIDData":"0A"}})");
     EXPECT_EQ(watch.WaitForExit(), 0);
     EXPECT_THAT(watch.Output(), EndsWith("gateway 1  lock 5 (Front door)  card 0A\n"));
@@ -164,7 +139,7 @@ TEST(HostOptionTest, TakesThePortBehindTheHost) {
     FakeMux mux;
     RunningProgram health(MuxctlCommand({"health", "--host", "127.0.0.1:" + std::to_string(mux.Port())}));
     mux.Accept();
-    mux.Answer(mux.ReceiveText(), 1, "{}");
+    mux.AnswerNext(1, "{}");
     EXPECT_EQ(health.WaitForExit(), 0);
 }
 

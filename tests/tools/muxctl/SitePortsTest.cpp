@@ -14,7 +14,6 @@ namespace Muxctl {
 namespace {
 
 using testing::EndsWith;
-using testing::HasSubstr;
 
 TEST(SitePortsTest, AreThoseOfTheEnvironmentFiles) {
     const SiteFolder sites;
@@ -24,14 +23,6 @@ TEST(SitePortsTest, AreThoseOfTheEnvironmentFiles) {
     sites.SetDefaults("# MUX_PORT=1\nMUX_PORT=6000\n");
     EXPECT_EQ(PortOf("annex", sites.Places()).port, 6000);
     EXPECT_EQ(PortOf("hall", sites.Places()).port, 6001);
-}
-
-TEST(SitePortsTest, SayWhatIsWrong) {
-    const SiteFolder sites;
-    sites.Add("hall", "MUX_PORT=70000\n");
-    EXPECT_EQ(PortOf("hall", sites.Places()).port, std::nullopt);
-    ASSERT_EQ(PortOf("hall", sites.Places()).findings.size(), 1U);
-    EXPECT_THAT(PortOf("hall", sites.Places()).findings.front().text, HasSubstr("not 70000"));
 }
 
 TEST(SitePortsTest, BelongToTheSiteThatWasEnabledFirst) {

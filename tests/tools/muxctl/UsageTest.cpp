@@ -17,15 +17,26 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 struct Misuse {
-    std::vector<std::string> arguments;
+    Words arguments;
+    // All of the error if it ends with a line end, or how it begins.
     std::string error;
 };
+
+void ExpectMisuse(const std::vector<Misuse>& rows) {
+    SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {
+        const Ending ending = RunMuxctl(row.arguments);
+        EXPECT_EQ(ending.status, 64);
+        EXPECT_EQ(ending.output, "");
+        const std::string error = "muxctl: " + row.error;
+        EXPECT_EQ(error.back() == '\n' ? ending.error : ending.error.substr(0, error.size()), error);
+    });
+}
 
 const std::string kDetails = "\nRun 'muxctl --help' for details\n";
 const std::string kDetailsOfOpen = "\nRun 'muxctl open --help' for details\n";
 
 TEST(UsageTest, NamesTheWrongWordAndTheNearestRightOne) {
-    const std::vector<Misuse> rows = {
+    ExpectMisuse({
         {{"opne"}, "unknown command \"opne\"; did you mean \"open\"?" + kDetails},
         {{"opne", "--gateway", "1", "--lock", "5"}, "unknown command \"opne\"; did you mean \"open\"?" + kDetails},
         {{"unlock"}, "unknown command \"unlock\"" + kDetails},
@@ -38,17 +49,11 @@ TEST(UsageTest, NamesTheWrongWordAndTheNearestRightOne) {
         {{"open", "--hots", "mux"}, "unknown option --hots; did you mean --host?" + kDetailsOfOpen},
         {{"health", "stray"}, "unexpected argument \"stray\"\nRun 'muxctl health --help' for details\n"},
         {{"health", "\033[2J"}, "unexpected argument \"?[2J\"\nRun 'muxctl health --help' for details\n"},
-    };
-    SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {
-        const Ending ending = RunMuxctl(row.arguments);
-        EXPECT_EQ(ending.status, 64);
-        EXPECT_EQ(ending.output, "");
-        EXPECT_EQ(ending.error, "muxctl: " + row.error);
     });
 }
 
 TEST(UsageTest, NamesWhatIsMissing) {
-    const std::vector<Misuse> rows = {
+    ExpectMisuse({
         {{"open"}, "--gateway is required" + kDetailsOfOpen},
         {{"open", "-g", "1"}, "--lock is required" + kDetailsOfOpen},
         {{"whitelist"}, "whitelist requires a command: add, remove, clear, enable, disable, load, check\n"},
@@ -61,37 +66,29 @@ TEST(UsageTest, NamesWhatIsMissing) {
          "--lock: must be a decimal integer from -2147483648 to 2147483647 (no leading zeros), not Hall; a name "
          "requires --site or --config\n"},
         {{"whitelist", "check", "/dev/null", "-l", "Hall"}, "--lock: must be a decimal integer"},
-    };
-    SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {
-        const Ending ending = RunMuxctl(row.arguments);
-        EXPECT_EQ(ending.status, 64);
-        EXPECT_THAT(ending.error, StartsWith("muxctl: " + row.error));
     });
 }
 
 TEST(UsageTest, SaysWhyThereIsNoSuchCommand) {
-    const std::vector<Misuse> rows = {
+    ExpectMisuse({
         {{"access-allowed", "--gateway", "1", "--lock", "5"}, "\"access-allowed\" is not supported: the Mux refuses"},
         {{"configure", "mux.json"}, "\"configure\" is not supported: the Mux ignores"},
         {{"whitelist", "get", "--gateway", "1", "--lock", "5"}, "\"get\" is not supported: the Mux refuses"},
         {{"whitelist", "list"}, "\"list\" is not supported: the Mux refuses to read a whitelist"},
         {{"help", "configure"}, "\"configure\" is not supported: the Mux ignores"},
-    };
-    SystemTest::ForEachSideBySide(rows, [](const Misuse& row) {
-        const Ending ending = RunMuxctl(row.arguments);
-        EXPECT_EQ(ending.status, 64);
-        EXPECT_THAT(ending.error, StartsWith("muxctl: " + row.error));
     });
 }
 
 TEST(UsageTest, HelpIsACommandToo) {
-    for (const std::vector<std::string>& command :
-         std::vector<std::vector<std::string>>{{}, {"open"}, {"whitelist"}, {"whitelist", "add"}}) {
-        const Ending asked = RunMuxctl(std::vector<std::string>{"help"} + command);
-        EXPECT_EQ(asked.status, 0);
-        EXPECT_EQ(asked.error, "");
-        EXPECT_THAT(asked.output, HasSubstr("Usage: muxctl"));
-        EXPECT_EQ(asked.output, RunMuxctl(command + std::vector<std::string>{"--help"}).output);
+    for (const Words& command : {Words{}, Words{"open"}, Words{"whitelist"}, Words{"whitelist", "add"}}) {
+        const std::string help = RunMuxctl(Words{"help"} + command).output;
+        EXPECT_THAT(help, HasSubstr("Usage: muxctl"));
+        for (const Words& words : {Words{"help"} + command, command + Words{"--help"}, command + Words{"-h"}}) {
+            const Ending ending = RunMuxctl(words);
+            EXPECT_EQ(ending.status, 0);
+            EXPECT_EQ(ending.output, help);
+            EXPECT_EQ(ending.error, "");
+        }
     }
 }
 

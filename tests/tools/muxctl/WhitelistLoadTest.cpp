@@ -13,8 +13,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/MuxSystem.h"
-#include "tests/tools/muxctl/FakeMux.h"
-#include "tests/tools/muxctl/RunningProgram.h"
+#include "tests/tools/muxctl/Exchange.h"
 #include "tools/gateway-simulator/WhitelistFile.h"
 
 namespace Muxctl {
@@ -26,9 +25,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using Words = std::vector<std::string>;
-
-constexpr const char* kOkData = "{}";
 
 class WhitelistLoadTest : public testing::Test {
   protected:
@@ -36,11 +32,12 @@ class WhitelistLoadTest : public testing::Test {
     std::string Journal() const { return folder_.Read("cards.csv.journal"); }
     bool HasJournal() const { return std::filesystem::exists(folder_.Path() / "cards.csv.journal"); }
 
-    static Words Load(const std::string& file, std::uint16_t port, const Words& more = {},
-                      const std::string& timeout = "60") {
-        Words arguments = {"whitelist", "load", file, "--port", std::to_string(port), "--timeout", timeout};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return arguments;
+    static Words Load(const std::string& file, const Words& more = {}) {
+        return Words{"whitelist", "load", file} + more;
+    }
+    static Ending RunLoad(const std::string& file, std::uint16_t port, const Words& more = {},
+                          const Words& time = kMuchTime) {
+        return RunMuxctl(Load(file, more) + ToPort(port) + time);
     }
 
     // The cards of a lock in hexadecimal, oldest first.
@@ -60,7 +57,7 @@ TEST_F(WhitelistLoadTest, EnablesEachListAndAddsItsCards) {
     MuxSystem system(SystemTest::WithGateways({{1, {5, 6}}, {2, {5}}}));
     system.Gateway().ChangeLock(5, [](Simulator::Lock& lock) { lock.Cards().SetEnabled(false); });
     const std::string file = FileOf("gateway,lock,card,uid\n1,5,04A1,no\n1,6,04A1B2C3,yes\n2,5,04A2,no\n1,5,04A3,no\n");
-    const Ending ending = RunMuxctl(Load(file, system.Port()));
+    const Ending ending = RunLoad(file, system.Port());
     EXPECT_EQ(ending.status, 0) << ending.error;
     EXPECT_EQ(ending.output, file + ": 4 cards added\n");
     EXPECT_EQ(ending.error, "");
@@ -75,7 +72,7 @@ TEST_F(WhitelistLoadTest, TakesTheSimulatorsFileAsItIs) {
     const std::string text =
         R"({"Locks": [{"ID": 5, "Enabled": false, "Cards": [{"Card": "04A1B2C3", "SetupNumber": 2, "Option": 1}]}]})";
     MuxSystem system;
-    EXPECT_EQ(RunMuxctl(Load(FileOf(text), system.Port(), {"--gateway", "1"})).status, 0);
+    EXPECT_EQ(RunLoad(FileOf(text), system.Port(), {"--gateway", "1"}).status, 0);
     const auto cards = system.Gateway().FindLock(5)->Cards();
     EXPECT_FALSE(cards.IsEnabled());
     ASSERT_EQ(cards.Entries().size(), 1U);
@@ -90,11 +87,9 @@ TEST_F(WhitelistLoadTest, RemovesCardsOnlyWhenToldSo) {
     const Words lock = {"--gateway", "1", "--lock", "5"};
     system.Gateway().ChangeLock(5, [](Simulator::Lock& changed) { changed.Cards().Add({0, 0, {0xA1, 0x04}}); });
     system.Gateway().ChangeLock(5, [](Simulator::Lock& changed) { changed.Cards().Add({0, 0, {0x09}}); });
-    EXPECT_EQ(RunMuxctl(Load(file, system.Port(), lock)).output, file + ": 0 cards added, 1 already listed\n");
+    EXPECT_EQ(RunLoad(file, system.Port(), lock).output, file + ": 0 cards added, 1 already listed\n");
     EXPECT_THAT(CardsOf(system, 5), ElementsAre("A104", "09"));
-    Words clearing = lock;
-    clearing.emplace_back("--clear");
-    EXPECT_EQ(RunMuxctl(Load(file, system.Port(), clearing)).output, file + ": 1 card added\n");
+    EXPECT_EQ(RunLoad(file, system.Port(), lock + Words{"--clear"}).output, file + ": 1 card added\n");
     EXPECT_THAT(CardsOf(system, 5), ElementsAre("A104"));
 }
 
@@ -104,7 +99,7 @@ TEST_F(WhitelistLoadTest, ReportsWhatTheGatewayRefuses) {
     MuxSystem system;
     system.Gateway().ChangeLock(5, [](Simulator::Lock& lock) { lock.Cards().SetCapacity(1); });
     const std::string file = FileOf(kThreeCards);
-    const Ending ending = RunMuxctl(Load(file, system.Port()));
+    const Ending ending = RunLoad(file, system.Port());
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.output, "refused  " + file +
                                  ":3: add, gateway 1, lock 5, card 04A2 (Bob): Whitelist full. [error 3]\n"
@@ -118,7 +113,7 @@ TEST_F(WhitelistLoadTest, ReportsInJsonAndGoesOnBehindOneCard) {
     MuxSystem system;
     system.Gateway().ChangeLock(5, [](Simulator::Lock& lock) { lock.Cards().DemandCardLength(2); });
     const std::string file = FileOf("gateway,lock,card\n1,5,04\n1,5,0405\n");
-    const Ending ending = RunMuxctl(Load(file, system.Port(), {"--json"}));
+    const Ending ending = RunLoad(file, system.Port(), {"--json"});
     EXPECT_EQ(ending.status, 1);
     EXPECT_EQ(ending.output,
               R"({"File":")" + file +
@@ -130,7 +125,7 @@ TEST_F(WhitelistLoadTest, ReportsInJsonAndGoesOnBehindOneCard) {
 TEST_F(WhitelistLoadTest, SendsAnUnansweredRequestAgain) {
     MuxSystem system;
     SystemTest::RunCommands(system.Gateway(), "fault silence");
-    const Ending ending = RunMuxctl(Load(FileOf(kThreeCards), system.Port(), {}, "5"));
+    const Ending ending = RunLoad(FileOf(kThreeCards), system.Port(), {}, {"--timeout", "5"});
     EXPECT_EQ(ending.status, 0) << ending.output;
     EXPECT_EQ(CardsOf(system, 5).size(), 3U);
 }
@@ -140,7 +135,7 @@ TEST_F(WhitelistLoadTest, LeavesASilentGatewayAfterThreeRequests) {
     SystemTest::RunCommands(system.Gateway(), "fault silence always");
     const std::string file = FileOf("gateway,lock,card\n1,5,04A1\n2,6,04A1\n");
     const std::size_t before = system.Gateway().ReceivedFrames().size();
-    const Ending ending = RunMuxctl(Load(file, system.Port(), {}, "2"));
+    const Ending ending = RunLoad(file, system.Port(), {}, {"--timeout", "2"});
     EXPECT_EQ(ending.status, 2);
     EXPECT_EQ(system.Gateway().ReceivedFrames().size(), before + 3);
     EXPECT_EQ(ending.output,
@@ -150,35 +145,39 @@ TEST_F(WhitelistLoadTest, LeavesASilentGatewayAfterThreeRequests) {
     EXPECT_THAT(CardsOf(system, 6, 1), ElementsAre("A104"));
 }
 
-// Loads the three cards into lock 5, and has the program killed when the first card is answered.
-class ResumeTest : public WhitelistLoadTest {
+// Loads the three cards into lock 5 of a Mux that has the list enabled and is asked for the first card.
+class UnfinishedLoadTest : public WhitelistLoadTest {
   protected:
-    ResumeTest() : file_(FileOf(kThreeCards)) {
-        RunningProgram program(MuxctlCommand(Load(file_, mux_.Port())));
-        mux_.Accept();
-        mux_.Answer(mux_.ReceiveText(), 0, kOkData);
-        mux_.Answer(mux_.ReceiveText(), 0, kOkData);
-        mux_.ReceiveText();
-        program.Signal(SIGKILL);
-        program.WaitForEnd();
+    UnfinishedLoadTest() {
+        mux_.AnswerNext();
+        request_ = mux_.ReceiveText();
     }
 
-    // What follows the identifiers of the requests of this command line, all of which are answered.
+    FakeMux mux_;
+    std::string file_ = FileOf(kThreeCards);
+    ConnectedProgram program_{mux_, Load(file_) + kMuchTime};
+    std::string request_;
+};
+
+// Has the program killed when the first card is answered.
+class ResumeTest : public UnfinishedLoadTest {
+  protected:
+    ResumeTest() {
+        mux_.Answer(request_, 0, kAckData);
+        mux_.ReceiveText();
+        program_.Signal(SIGKILL);
+        program_.WaitForEnd();
+    }
+
+    // The requests of this command line, all of which are answered.
     Words RequestsOf(const Words& more) {
-        RunningProgram program(MuxctlCommand(Load(file_, mux_.Port(), more)));
-        mux_.Accept();
-        Words requests;
-        for (std::string request = mux_.ReceiveText(); request != "(nothing)"; request = mux_.ReceiveText()) {
-            requests.push_back(BehindTheIdIn(request));
-            mux_.Answer(request, 0, kOkData);
-        }
+        ConnectedProgram program(mux_, Load(file_, more) + kMuchTime);
+        Words requests = mux_.AnswerAll();
         EXPECT_EQ(program.WaitForExit(), 0);
         output_ = program.Output();
         return requests;
     }
 
-    FakeMux mux_;
-    std::string file_;
     std::string output_;
 };
 
@@ -214,7 +213,7 @@ TEST_F(ResumeTest, SendsALineAgainThatWasCutOff) {
 
 TEST_F(ResumeTest, IsOfTheSameMuxOnly) {
     const Testing::ReservedPort other;
-    const Ending ending = RunMuxctl(Load(file_, other.Number(), {"--resume"}));
+    const Ending ending = RunLoad(file_, other.Number(), {"--resume"});
     EXPECT_EQ(ending.status, 64);
     EXPECT_THAT(ending.error, HasSubstr("cards.csv.journal is of a load for 127.0.0.1:"));
 }
@@ -225,39 +224,34 @@ TEST_F(ResumeTest, HasAJournalForItsOwnerOnly) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST_F(WhitelistLoadTest, KeepsItsJournalWhenTheMuxGoesAway) {
-    FakeMux mux;
-    const std::string file = FileOf(kThreeCards);
-    RunningProgram program(MuxctlCommand(Load(file, mux.Port())));
-    mux.Accept();
-    mux.Answer(mux.ReceiveText(), 0, kOkData);
-    mux.ReceiveText();
-    mux.HangUp();
-    EXPECT_EQ(program.WaitForExit(), 2);
-    EXPECT_THAT(program.Output(),
-                HasSubstr(" has closed the connection (3 requests)\n" + file + ": 0 cards added, 3 not sent\n"));
+TEST_F(UnfinishedLoadTest, KeepsItsJournalWhenTheMuxGoesAway) {
+    mux_.HangUp();
+    EXPECT_EQ(program_.WaitForExit(), 2);
+    EXPECT_THAT(program_.Output(),
+                HasSubstr(" has closed the connection (3 requests)\n" + file_ + ": 0 cards added, 3 not sent\n"));
     EXPECT_THAT(Journal(), EndsWith("\nenable 1 5\n"));
 }
 
-TEST_F(WhitelistLoadTest, ReportsOnALoadThatIsInterrupted) {
-    FakeMux mux;
-    const std::string file = FileOf(kThreeCards);
-    RunningProgram program(MuxctlCommand(Load(file, mux.Port())));
-    mux.Accept();
-    mux.Answer(mux.ReceiveText(), 0, kOkData);
-    mux.ReceiveText();
-    program.Signal(SIGINT);
-    EXPECT_EQ(program.WaitForEnd(), "signal 2");
-    EXPECT_EQ(program.Output(),
-              "gateway 1, lock 5: not sent: interrupted (3 requests)\n" + file + ": 0 cards added, 3 not sent\n");
-    EXPECT_EQ(program.ErrorOutput(), "muxctl: run it again with --resume to send the rest\n");
+TEST_F(UnfinishedLoadTest, ReportsWhatIsNotSentWhenItIsInterrupted) {
+    program_.Signal(SIGINT);
+    EXPECT_EQ(program_.WaitForEnd(), "signal 2");
+    EXPECT_EQ(program_.Output(),
+              "gateway 1, lock 5: not sent: interrupted (3 requests)\n" + file_ + ": 0 cards added, 3 not sent\n");
+    EXPECT_EQ(program_.ErrorOutput(), "muxctl: run it again with --resume to send the rest\n");
     EXPECT_THAT(Journal(), EndsWith("\nenable 1 5\n"));
+}
+
+TEST_F(UnfinishedLoadTest, ReportsWhatIsNotSentWhenThePeerIsNoMux) {
+    mux_.Send("HTTP/1.1 400 Bad Request");
+    EXPECT_EQ(program_.WaitForExit(), 2);
+    EXPECT_THAT(program_.Output(), HasSubstr(" is not a Mux: "));
+    EXPECT_THAT(program_.Output(), EndsWith(file_ + ": 0 cards added, 3 not sent\n"));
 }
 
 TEST_F(WhitelistLoadTest, SaysWhyThereIsNothingToResume) {
     const Testing::ReservedPort nobody;
     const std::string file = FileOf(kThreeCards);
-    EXPECT_EQ(RunMuxctl(Load(file, nobody.Number(), {"--resume"})).error,
+    EXPECT_EQ(RunLoad(file, nobody.Number(), {"--resume"}).error,
               "muxctl: --resume: there is no unfinished load, as " + file + ".journal does not exist\n");
 }
 
@@ -266,39 +260,26 @@ TEST_F(WhitelistLoadTest, SaysWhatToDoAboutAFolderThatCannotBeWritten) {
     const std::string file = FileOf(kThreeCards);
     // Nobody can write what is a folder.
     std::filesystem::create_directory(file + ".journal");
-    const Ending ending = RunMuxctl(Load(file, mux.Port()));
+    const Ending ending = RunLoad(file, mux.Port());
     EXPECT_EQ(ending.status, 64);
     EXPECT_EQ(ending.error, "muxctl: cannot write " + file +
                                 ".journal: Is a directory; what is loaded is noted beside the file, so copy it to a "
                                 "folder that you may write to\n");
 }
 
-TEST_F(WhitelistLoadTest, ReportsOnALoadThatCannotGoOn) {
-    FakeMux mux;
-    const std::string file = FileOf(kThreeCards);
-    RunningProgram program(MuxctlCommand(Load(file, mux.Port())));
-    mux.Accept();
-    mux.Answer(mux.ReceiveText(), 0, kOkData);
-    mux.ReceiveText();
-    mux.Send("HTTP/1.1 400 Bad Request");
-    EXPECT_EQ(program.WaitForExit(), 2);
-    EXPECT_THAT(program.Output(), HasSubstr(" is not a Mux: "));
-    EXPECT_THAT(program.Output(), EndsWith(file + ": 0 cards added, 3 not sent\n"));
-}
-
 TEST_F(WhitelistLoadTest, SendsNothingOfAWrongFile) {
     const Testing::ReservedPort nobody;
     const std::string file = FileOf("gateway,lock,card\n1,5,04A\n");
-    const Ending ending = RunMuxctl(Load(file, nobody.Number()));
+    const Ending ending = RunLoad(file, nobody.Number());
     EXPECT_EQ(ending.status, 64);
     EXPECT_EQ(ending.error, "muxctl: " + file +
                                 ":2:5: card must be pairs of hexadecimal digits, not 04A\n"
                                 "muxctl: nothing was sent\n");
-    EXPECT_EQ(RunMuxctl(Load(file + ".none", nobody.Number())).status, 64);
-    EXPECT_EQ(RunMuxctl(Load("-", nobody.Number(), {"--resume"})).status, 64);
+    EXPECT_EQ(RunLoad(file + ".none", nobody.Number()).status, 64);
+    EXPECT_EQ(RunLoad("-", nobody.Number(), {"--resume"}).status, 64);
     FileOf(kThreeCards);
-    EXPECT_EQ(RunMuxctl(Load(file, nobody.Number(), {"--resume"})).status, 64);
-    EXPECT_EQ(RunMuxctl(Load(file, nobody.Number())).status, 2);
+    EXPECT_EQ(RunLoad(file, nobody.Number(), {"--resume"}).status, 64);
+    EXPECT_EQ(RunLoad(file, nobody.Number()).status, 2);
     EXPECT_FALSE(HasJournal());
 }
 
@@ -308,15 +289,11 @@ TEST_F(WhitelistLoadTest, HasAProgressBarOnATerminal) {
     setup.console = Testing::Console::kTerminal;
     setup.mergesError = true;
     setup.variables = {{"TERM", "xterm"}, {"NO_COLOR", "1"}};
-    RunningProgram program(MuxctlCommand(Load(FileOf(kThreeCards), mux.Port())), setup);
-    mux.Accept();
-    for (int count = 0; count < 2; ++count) {
-        mux.Answer(mux.ReceiveText(), 0, kOkData);
-    }
+    ConnectedProgram program(mux, Load(FileOf(kThreeCards)) + kMuchTime, setup);
+    mux.AnswerNext();
+    mux.AnswerNext();
     EXPECT_TRUE(program.WaitForOutput("[###############...............] 2 of 4, "));
-    for (int count = 0; count < 2; ++count) {
-        mux.Answer(mux.ReceiveText(), 0, kOkData);
-    }
+    mux.AnswerAll();
     EXPECT_EQ(program.WaitForExit(), 0);
 }
 

@@ -13,12 +13,17 @@ from proxy_site import MUX_AWAY, PROGRAMS, Site, certificates  # noqa: E402
 LOCK = ("--gateway", "1", "--lock", "5")
 
 
+def run_muxctl(*arguments):
+    return subprocess.run([PROGRAMS / "muxctl", *arguments], capture_output=True, text=True, check=False,
+                          env={**os.environ, "LC_ALL": "C"})
+
+
 class ThroughProxy(Site):
-    def muxctl(self, *arguments, client="reception", address=None):
-        address = ("--host", "localhost", "--port", str(self.proxy_port)) if address is None else address
-        return subprocess.run([PROGRAMS / "muxctl", *arguments, *address, *self.certificates_of(client)],
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False,
-                              env={**os.environ, "LC_ALL": "C"})
+    def address(self):
+        return "--host", "localhost", "--port", str(self.proxy_port)
+
+    def muxctl(self, *arguments, client="reception"):
+        return run_muxctl(*arguments, *self.address(), *self.certificates_of(client))
 
     def certificates_of(self, client):
         if client is None:
@@ -39,12 +44,7 @@ class ThroughProxy(Site):
         (self.folder / "mux.env").write_text(
             f"MUX_PORT=1\nMUX_TLS_HOST=localhost\nMUX_TLS_PORT={self.proxy_port}\n"
             f"MUX_TLS_CA={self.authority / 'authority.crt'}\nMUX_TLS_CERT={files}.crt\nMUX_TLS_KEY={files}.key\n")
-        done = subprocess.run([PROGRAMS / "muxctl", "open", "Door 5", "--config", self.mux_file], check=False,
-                              stdout=subprocess.PIPE, text=True)
-        self.assert_ends_with_ack(done)
-
-    def assert_ends_with_ack(self, done):
-        self.assertEqual((done.returncode, done.stdout[:3]), (0, "ACK"))
+        self.assert_ends(run_muxctl("open", "Door 5", "--config", self.mux_file), 0, "^ACK")
 
     def test_prints_a_refusal_of_the_proxy(self):
         self.assert_ends(self.muxctl("open", *LOCK, client="guest"), 1, r": Not allowed \[error -1\] \(")
@@ -72,24 +72,22 @@ class ThroughProxy(Site):
         self.reload()
         self.assert_ends(self.muxctl("open", *LOCK), 2,
                          r"server's certificate \"CN = .*\" is refused: its authority is not trusted$")
-        done = subprocess.run([PROGRAMS / "muxctl", "open", *LOCK, "--host", "localhost", "--port", str(self.proxy_port),
-                               "--ca", other / "authority.crt"], check=False, stderr=subprocess.PIPE, text=True)
-        self.assertEqual(done.returncode, 2)
-        self.assertRegex(done.stderr, r"\"CN = elsewhere\" is refused: it is not for localhost$")
+        self.assert_ends(run_muxctl("open", *LOCK, *self.address(), "--ca", other / "authority.crt"), 2,
+                         r"\"CN = elsewhere\" is refused: it is not for localhost$")
 
     def test_says_which_file_cannot_be_used(self):
         files = self.authority / "clients"
-        missing = subprocess.run([PROGRAMS / "muxctl", "health", "--ca", "/nowhere.crt"], check=False,
-                                 stderr=subprocess.PIPE, text=True)
+        missing = run_muxctl("health", "--ca", "/nowhere.crt")
         self.assertEqual(missing.stderr, "muxctl: /nowhere.crt cannot be used: No such file or directory\n")
         for key, reason in ((files / "guest.key", "the key does not belong to the certificate"),
                             (files / "guest.crt", "it has no private key without a password")):
-            done = subprocess.run([PROGRAMS / "muxctl", "health", "--ca", self.authority / "authority.crt", "--cert",
-                                   files / "reception.crt", "--key", key], check=False, stderr=subprocess.PIPE, text=True)
+            done = run_muxctl("health", "--ca", self.authority / "authority.crt", "--cert", files / "reception.crt",
+                              "--key", key)
             self.assertEqual(done.stderr, f"muxctl: {key} cannot be used: {reason}\n")
 
     def test_a_port_without_tls_is_reported(self):
-        done = self.muxctl("open", *LOCK, "--timeout", "1", address=("--port", str(self.mux_port)))
+        done = run_muxctl("open", *LOCK, "--timeout", "1", "--port", str(self.mux_port),
+                          *self.certificates_of("reception"))
         self.assert_ends(done, 2, "cannot connect to 127.0.0.1:[0-9]+: no TLS handshake")
 
     def test_checks_the_mux_and_its_gateways(self):
@@ -103,8 +101,8 @@ class ThroughProxy(Site):
         self.assert_ends(self.muxctl("health"), 2, "the proxy at localhost:[0-9]+ answers: Not sent, the Mux cannot be reached")
 
     def test_prints_events(self):
-        program = self.start(PROGRAMS / "muxctl", "watch", "--count", "1", "--host", "localhost", "--port",
-                             str(self.proxy_port), *self.certificates_of("reception"))
+        program = self.start(PROGRAMS / "muxctl", "watch", "--count", "1", *self.address(),
+                             *self.certificates_of("reception"))
         program.wait_for("watching localhost")
         self.simulator.command("card 5 04A1B2C3")
         program.wait_for("card 04A1B2C3")
