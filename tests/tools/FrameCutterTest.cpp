@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/support/Hex.h"
 
@@ -24,12 +26,6 @@ std::string TakeAll(FrameCutter& cutter) {
     return all;
 }
 
-std::string Cut(const std::string& hex) {
-    FrameCutter cutter;
-    cutter.Append(FromHex(hex));
-    return TakeAll(cutter);
-}
-
 TEST(FrameCutterTest, HandsOutAFrameOnceItsLastByteArrives) {
     FrameCutter cutter;
     const Bytes bytes = FromHex(kFirst);
@@ -41,10 +37,6 @@ TEST(FrameCutterTest, HandsOutAFrameOnceItsLastByteArrives) {
     EXPECT_EQ(TakeAll(cutter), "frame " + kFirst);
 }
 
-TEST(FrameCutterTest, SeparatesGluedFrames) {
-    EXPECT_EQ(Cut(kFirst + kSecond + kFirst), "frame " + kFirst + " | frame " + kSecond + " | frame " + kFirst);
-}
-
 TEST(FrameCutterTest, KeepsTheBeginningOfTheNextFrame) {
     FrameCutter cutter;
     cutter.Append(FromHex(kFirst + "14 FE"));
@@ -54,30 +46,25 @@ TEST(FrameCutterTest, KeepsTheBeginningOfTheNextFrame) {
     EXPECT_EQ(TakeAll(cutter), "frame " + kSecond);
 }
 
-TEST(FrameCutterTest, HandsOutJunkInFrontOfAFrame) {
-    EXPECT_EQ(Cut("DE AD BE EF" + kFirst), "junk DE AD BE EF | frame " + kFirst);
-}
-
-TEST(FrameCutterTest, KeepsTheLastByteOfJunkSinceItMayBeALength) {
-    EXPECT_EQ(Cut("01 02 03"), "junk 01 02");
-}
-
-TEST(FrameCutterTest, KeepsTwoBytesOfJunkWhenTheSecondMayBeginTheMagic) {
-    EXPECT_EQ(Cut("01 02 FE"), "junk 01");
-}
-
-TEST(FrameCutterTest, TakesAMagicWithoutLengthForJunk) {
-    EXPECT_EQ(Cut("FE FD 00 00" + kFirst), "junk FE FD 00 00 | frame " + kFirst);
-}
-
-TEST(FrameCutterTest, TakesALengthShorterThanAnyFrameForJunk) {
-    EXPECT_EQ(Cut("12 FE FD" + kFirst), "junk 12 FE FD | frame " + kFirst);
-    EXPECT_EQ(Cut("00 FE FD" + kFirst), "junk 00 FE FD | frame " + kFirst);
-}
-
-TEST(FrameCutterTest, AcceptsALengthByteThatLooksLikeMagic) {
-    const std::string frame = "FE FE FD " + ToHex(Bytes(251, 0x11));
-    EXPECT_EQ(Cut(frame), "frame " + frame);
+TEST(FrameCutterTest, TellsFramesAndJunkApart) {
+    const std::string beginsWithMagic = "FE FE FD " + ToHex(Bytes(251, 0x11));
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {kFirst + kSecond + kFirst, "frame " + kFirst + " | frame " + kSecond + " | frame " + kFirst},
+        {beginsWithMagic, "frame " + beginsWithMagic},
+        {"DE AD BE EF" + kFirst, "junk DE AD BE EF | frame " + kFirst},
+        // No length in front of the magic, or one that no frame has.
+        {"FE FD 00 00" + kFirst, "junk FE FD 00 00 | frame " + kFirst},
+        {"12 FE FD" + kFirst, "junk 12 FE FD | frame " + kFirst},
+        {"00 FE FD" + kFirst, "junk 00 FE FD | frame " + kFirst},
+        // The last byte may be a length, and the last two a length and the beginning of a magic.
+        {"01 02 03", "junk 01 02"},
+        {"01 02 FE", "junk 01"},
+    };
+    for (const auto& [bytes, chunks] : rows) {
+        FrameCutter cutter;
+        cutter.Append(FromHex(bytes));
+        EXPECT_EQ(TakeAll(cutter), chunks);
+    }
 }
 
 }  // namespace

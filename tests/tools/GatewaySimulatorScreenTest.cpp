@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <functional>
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
@@ -49,15 +50,10 @@ void WaitUntilAtWork(PseudoTerminal& terminal) {
 
 TEST(GatewaySimulatorScreenTest, ShowsTheGatewayAndItsLocks) {
     PseudoTerminal terminal(Command({"--locks", "5,600", "--counter", "41"}));
-    EXPECT_TRUE(terminal.WaitFor("gateway-simulator: 1 gateway, 0 connected"));
-    EXPECT_NE(PortOf(terminal), 0);
-    EXPECT_TRUE(terminal.WaitFor("counter 41"));
-    EXPECT_TRUE(terminal.WaitFor("lock 5"));
-    EXPECT_TRUE(terminal.WaitFor("closed"));
-    EXPECT_TRUE(terminal.WaitFor("battery 3 level 3"));
-    EXPECT_TRUE(terminal.WaitFor("cards 0/100"));
-    EXPECT_TRUE(terminal.WaitFor("lock 600"));
-    EXPECT_TRUE(terminal.WaitFor("> "));
+    for (const char* const text : {"gateway-simulator: 1 gateway, 0 connected", "127.0.0.1:", "counter 41", "lock 5",
+                                   "closed", "battery 3 level 3", "cards 0/100", "lock 600", "> "}) {
+        EXPECT_TRUE(terminal.WaitFor(text)) << text;
+    }
     EXPECT_THAT(terminal.Output(), Not(HasSubstr("Listening on")));
 }
 
@@ -104,23 +100,26 @@ TEST(GatewaySimulatorScreenTest, FollowsTheSizeOfTheWindow) {
     EXPECT_TRUE(terminal.WaitFor("lock 9"));
 }
 
-TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackAtTheEnd) {
-    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
-        PseudoTerminal terminal(Command({}));
-        WaitUntilAtWork(terminal);
-        EXPECT_FALSE(terminal.IsInLineMode());
-        EXPECT_FALSE(terminal.IsNonBlocking());
-        terminal.Signal(number);
-        EXPECT_EQ(terminal.WaitForExit(), 0) << number;
-        EXPECT_TRUE(terminal.WaitFor(kLeaveScreen)) << number;
-        EXPECT_TRUE(terminal.IsInLineMode()) << number;
-    }
+void ExpectEndAndTerminalBack(const std::function<void(PseudoTerminal&)>& end) {
     PseudoTerminal terminal(Command({}));
-    ASSERT_TRUE(terminal.WaitFor("> "));
-    terminal.Write("quit\r");
+    WaitUntilAtWork(terminal);
+    EXPECT_FALSE(terminal.IsInLineMode());
+    EXPECT_FALSE(terminal.IsNonBlocking());
+    end(terminal);
     EXPECT_EQ(terminal.WaitForExit(), 0);
     EXPECT_TRUE(terminal.WaitFor(kLeaveScreen));
     EXPECT_TRUE(terminal.IsInLineMode());
+}
+
+TEST(GatewaySimulatorScreenTest, GivesTheTerminalBackAtTheEnd) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+        SCOPED_TRACE(number);
+        ExpectEndAndTerminalBack([number](PseudoTerminal& terminal) { terminal.Signal(number); });
+    }
+    for (const char* const typed : {"quit\r", "\x03"}) {
+        SCOPED_TRACE(typed);
+        ExpectEndAndTerminalBack([typed](PseudoTerminal& terminal) { terminal.Write(typed); });
+    }
 }
 
 // Whoever shares the terminal would read nothing, and some programs take that for its end.
@@ -174,14 +173,6 @@ TEST(GatewaySimulatorScreenTest, TakesCommandsOnceItIsInTheForeground) {
     terminal.Write("now\n");
     terminal.Write("faults\n");
     EXPECT_TRUE(terminal.WaitFor("no faults")) << terminal.Output();
-}
-
-TEST(GatewaySimulatorScreenTest, EndsByTheKeyForIt) {
-    PseudoTerminal terminal(Command({}));
-    WaitUntilAtWork(terminal);
-    terminal.Write("\x03");
-    EXPECT_EQ(terminal.WaitForExit(), 0);
-    EXPECT_TRUE(terminal.IsInLineMode());
 }
 
 TEST(GatewaySimulatorScreenTest, EndsWithItsTerminal) {

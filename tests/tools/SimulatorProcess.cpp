@@ -11,20 +11,17 @@ std::vector<std::string> CommandWith(const std::vector<std::string>& options) {
     return command;
 }
 
-ProcessSetup SetupWith(const std::string& terminalKind) {
+ProcessSetup WithInputAndOneOutput() {
     ProcessSetup setup;
     setup.input = std::nullopt;
     setup.mergesError = true;
-    if (!terminalKind.empty()) {
-        setup.variables = {{"TERM", terminalKind}};
-    }
     return setup;
 }
 
 }  // namespace
 
-SimulatorProcess::SimulatorProcess(const std::vector<std::string>& options, const std::string& terminalKind)
-    : Process(CommandWith(options), SetupWith(terminalKind)) {}
+SimulatorProcess::SimulatorProcess(const std::vector<std::string>& options)
+    : Process(CommandWith(options), WithInputAndOneOutput()) {}
 
 std::uint16_t SimulatorProcess::PortBehind(const std::string& text) const {
     const std::string port = WaitForLineWith(text);
