@@ -28,6 +28,9 @@ using testing::ThrowsMessage;
 
 constexpr std::chrono::seconds kLong{20};
 
+const std::string kEvent =
+    R"({"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,"RFIDData":"0A"}})";
+
 class ClientTest : public testing::Test {
   protected:
     ClientTest() : client_(Address(), kLong), mux_(listener_.Accept()) {}
@@ -49,6 +52,18 @@ class ClientTest : public testing::Test {
     void ExpectNothingReceived() {
         client_.Wait(0ms);
         EXPECT_TRUE(mux_.IsQuietFor(20ms));
+    }
+    // Has the handler of events throw for one that the Mux sends.
+    void SendEventToThrowingHandler() {
+        client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
+        MuxSends(kEvent);
+    }
+    // Sends more than all buffers hold.
+    void SendMuch(std::chrono::milliseconds timeout) {
+        const Request large = Request::FromText(std::string(65000, ' '));
+        for (int count = 0; count < 1000; ++count) {
+            client_.SendOnly(large, timeout);
+        }
     }
     // Takes down what the client gets.
     Client::AnswerHandler Note(const std::string& name) {
@@ -74,9 +89,6 @@ Request ToGateway(int gateway, const std::string& id) {
 std::string Ack(const std::string& id) {
     return R"({"MessageID":")" + id + R"(","MessageCode":0})";
 }
-
-const std::string kEvent =
-    R"({"MessageID":"lockEventMessage-1","MessageCode":51,"Data":{"gatewayID":1,"lockID":5,"RFIDData":"0A"}})";
 
 // The text of 17 bytes in a packet of 23.
 const std::string kPacketA = std::string("\x17\x00MUXM", 6) + R"({"MessageID":"a"})";
@@ -143,12 +155,8 @@ TEST_F(ClientTest, WaitsOnlySoLong) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(client_.Wait(30ms));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
-}
-
-TEST_F(ClientTest, GivesUpWhenTheTimeIsOver) {
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(client_.Ask(WithId("a"), 30ms), std::nullopt);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
 }
 
 TEST_F(ClientTest, EndsEachRequestAtItsOwnTime) {
@@ -196,13 +204,7 @@ TEST_F(ClientTest, SendsWithoutWaitingForAnAnswer) {
 }
 
 TEST_F(ClientTest, SaysWhenWhatItSendsIsNotTaken) {
-    const std::string large(65000, ' ');
-    const auto sendMuch = [&] {
-        for (int count = 0; count < 1000; ++count) {
-            client_.SendOnly(Request::FromText(large), 50ms);
-        }
-    };
-    EXPECT_THAT(sendMuch, ThrowsMessage<ConnectionError>(HasSubstr(" accepts no data")));
+    EXPECT_THAT([&] { SendMuch(50ms); }, ThrowsMessage<ConnectionError>(HasSubstr(" accepts no data")));
 }
 
 TEST_F(ClientTest, LetsAHandlerSend) {
@@ -216,15 +218,14 @@ TEST_F(ClientTest, LetsAHandlerSend) {
 }
 
 TEST_F(ClientTest, PassesOnWhatAHandlerThrowsAndGoesOn) {
-    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
-    MuxSends(kEvent + Ack("a"));
+    SendEventToThrowingHandler();
+    MuxSends(Ack("a"));
     EXPECT_THAT([&] { client_.Wait(kLong); }, ThrowsMessage<std::logic_error>("from the handler"));
     EXPECT_TRUE(client_.Ask(WithId("a"), kLong));
 }
 
 TEST_F(ClientTest, ForgetsTheRequestThatItAskedWhenAHandlerThrows) {
-    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
-    MuxSends(kEvent);
+    SendEventToThrowingHandler();
     EXPECT_THAT([&] { client_.Ask(WithId("a"), kLong); }, ThrowsMessage<std::logic_error>("from the handler"));
     MuxSends(Ack("a") + Ack("b"));
     client_.Send(WithId("b"), Note("b"), kLong);
@@ -278,8 +279,7 @@ TEST_F(ClientTest, RefusesAnIdentifierThatIsNotSentYet) {
 }
 
 TEST_F(ClientTest, LetsAGatewayFinishTheRequestThatItForgot) {
-    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
-    MuxSends(kEvent);
+    SendEventToThrowingHandler();
     EXPECT_THROW(client_.Ask(ToGateway(1, "a"), kLong), std::logic_error);
     client_.Send(ToGateway(1, "b"), Note("b"), kLong);
     ExpectReceived({ToGateway(1, "a")});
@@ -291,9 +291,8 @@ TEST_F(ClientTest, LetsAGatewayFinishTheRequestThatItForgot) {
 }
 
 TEST_F(ClientTest, DoesNotSendWhatItForgotBefore) {
-    client_.OnEvent([](const Message&) { throw std::logic_error("from the handler"); });
     client_.Send(ToGateway(1, "a"), Note("a"), kLong);
-    MuxSends(kEvent);
+    SendEventToThrowingHandler();
     EXPECT_THROW(client_.Ask(ToGateway(1, "b"), kLong), std::logic_error);
     client_.Send(ToGateway(1, "c"), Note("c"), kLong);
     MuxSends(Ack("a"));
@@ -330,13 +329,7 @@ TEST_F(ClientTest, SaysWhenTheHostIsGone) {
     ASSERT_EQ(
         setsockopt(SocketTowards(listener_.Port()), IPPROTO_TCP, TCP_USER_TIMEOUT, &milliseconds, sizeof(milliseconds)),
         0);
-    const Request large = Request::FromText(std::string(65000, ' '));
-    const auto sendMuch = [&] {
-        for (int count = 0; count < 1000; ++count) {
-            client_.SendOnly(large, kLong);
-        }
-    };
-    EXPECT_THAT(sendMuch, ThrowsMessage<ConnectionError>(HasSubstr(" no longer responds: ")));
+    EXPECT_THAT([&] { SendMuch(kLong); }, ThrowsMessage<ConnectionError>(HasSubstr(" no longer responds: ")));
 }
 
 TEST_F(ClientTest, TakesWhatHasComeAlreadyWithoutWaiting) {
