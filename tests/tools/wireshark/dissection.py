@@ -7,6 +7,8 @@ import sys
 import tempfile
 import unittest
 
+from capture import Capture
+
 SOURCE = pathlib.Path(__file__).resolve().parents[3] / "tools" / "wireshark"
 SEPARATOR, BETWEEN_VALUES = "\t", "|"
 TSHARK_DEADLINE = 60
@@ -63,6 +65,34 @@ class DissectorTest(unittest.TestCase):
     def details(self, capture, protocol, arguments=()):
         """The lines of the packets' detailed view that belong to a protocol, without their indentation."""
         return [line.strip() for line in self.tshark(capture, "-O", protocol, *arguments).splitlines()]
+
+
+class ConnectionTest(DissectorTest):
+    """Has a capture with one connection to a server on `port`; the names of its fields begin with `protocol`."""
+
+    protocol = None
+    port = None
+
+    def setUp(self):
+        super().setUp()
+        self.capture = Capture()
+        self.connection = self.capture.connection(self.port)
+
+    def assert_links(self, *links):
+        """For each packet the number of the packet that it is answered in or that it answers, "" for none."""
+        fields = [f"{self.protocol}.response_in", f"{self.protocol}.response_to"]
+        self.assertEqual([tuple(row.values()) for row in self.rows(self.capture, fields)], list(links))
+
+    def assert_cut_anywhere(self, field, two, shown, way="to_server"):
+        """Two messages, in two segments that meet at every place, are each shown with the segment that ends it."""
+        stream = two[0] + two[1]
+        expected = []
+        for cut in range(1, len(stream)):
+            connection = self.capture.connection(self.port)
+            for segment in (stream[:cut], stream[cut:]):
+                getattr(connection, way)(segment)
+            expected += ("", "|".join(shown)) if cut < len(two[0]) else shown
+        self.assertEqual([row[field] for row in self.rows(self.capture, [field])], expected)
 
 
 def plain(values):

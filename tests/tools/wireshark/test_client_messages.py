@@ -1,11 +1,9 @@
 """Messages between clients and the Mux, as tshark shows them."""
 import unittest
 
-from capture import Capture
-from dissection import DissectorTest, main
+from dissection import ConnectionTest, main
 from frames import message, packet
 
-PORT = 5555
 EXPERT = "_ws.expert.message"
 LOCK = {"gatewayID": 1, "lockID": 5}
 SHOWN_LOCK = {"mux.gateway_id": "1", "mux.lock_id": "5"}
@@ -19,19 +17,15 @@ NAMES = {
 }
 
 
-class ClientTest(DissectorTest):
-    """With a capture of one client."""
-
-    def setUp(self):
-        super().setUp()
-        self.capture = Capture()
-        self.client = self.capture.connection(PORT)
+class ClientTest(ConnectionTest):
+    protocol = "mux"
+    port = 5555
 
     def request(self, code, message_id="a1", data=None):
-        self.client.to_server(packet(message(code, message_id, LOCK if data is None else data)))
+        self.connection.to_server(packet(message(code, message_id, LOCK if data is None else data)))
 
     def answer(self, code, message_id="a1", data=None):
-        self.client.from_server(message(code, message_id, {} if data is None else data).encode())
+        self.connection.from_server(message(code, message_id, {} if data is None else data).encode())
 
 
 class Fields(ClientTest):
@@ -40,7 +34,7 @@ class Fields(ClientTest):
     # Length 89, little-endian: the 83 characters of the text and the 6 bytes of the header.
     def test_every_part_of_a_packet_is_shown(self):
         text = '{"MessageID":"a1","MessageCode":10,"Timestamp":0,"Data":{"gatewayID":1,"lockID":5}}'
-        self.client.to_server(bytes.fromhex("59 00 4D 55 58 4D") + text.encode())
+        self.connection.to_server(bytes.fromhex("59 00 4D 55 58 4D") + text.encode())
         self.assert_fields(self.capture, [{
             "mux.length": "89", "mux.magic": "MUXM", "mux.code": "10", "mux.message_id": "a1", **SHOWN_LOCK,
             "mux.unread": "", "mux.text": "", EXPERT: ""}])
@@ -60,7 +54,7 @@ class Fields(ClientTest):
     def test_the_packet_list_tells_what_each_message_of_a_packet_is_about(self):
         self.request(10)
         refusal = message(1, "a1", {"ErrorCode": 0, "Message": "Error in request"})
-        self.client.from_server((refusal + message(51, "e1", {**LOCK, "RFIDData": "04A1"})).encode())
+        self.connection.from_server((refusal + message(51, "e1", {**LOCK, "RFIDData": "04A1"})).encode())
         lines = [line.split(" MUX ")[1].split(" ", 1)[1] for line in self.tshark(self.capture).splitlines()]
         self.assertEqual(lines, [
             'LOCK_OPEN gateway 1 lock 5 ID "a1"',
@@ -79,7 +73,7 @@ class Fields(ClientTest):
         self.answer(0, data={"Success": True, "ErrorCode": 0})
         self.answer(1, data={"ErrorCode": -12, "Message": "No route for the requested device. "})
         self.answer(0)
-        self.client.from_server(b'{"Timestamp":0,"MessageID":"a1","MessageCode":0,"Data":null}')
+        self.connection.from_server(b'{"Timestamp":0,"MessageID":"a1","MessageCode":0,"Data":null}')
         self.assert_fields(self.capture, [
             {"mux.success": "1", "mux.error_code": "0", "mux.error_text": ""},
             {"mux.success": "", "mux.error_code": "-12", "mux.error_text": "No route for the requested device. "},
@@ -104,7 +98,7 @@ class Fields(ClientTest):
             "mux.event_time": "22:13:20 14-11-2023", "mux.rfid_data": "04A1"}])
 
     def test_escapes_in_a_string_are_undone(self):
-        self.client.to_server(packet(r'{"MessageID":"a\"\/\b\u00e9\u20AC\ud83d\uDE00","MessageCode":10}'))
+        self.connection.to_server(packet(r'{"MessageID":"a\"\/\b\u00e9\u20AC\ud83d\uDE00","MessageCode":10}'))
         self.assert_fields(self.capture, [{"mux.message_id": 'a"/\\b\u00e9\u20ac\U0001F600', EXPERT: ""}])
 
 
@@ -113,7 +107,7 @@ class Remarks(ClientTest):
 
     def assert_remark(self, remark, *payloads):
         for payload in payloads:
-            self.client.to_server(payload)
+            self.connection.to_server(payload)
         self.assert_fields(self.capture, [{EXPERT: remark, "mux.code": ""}] * len(payloads))
 
     def test_a_length_of_0_stops_the_stream(self):
@@ -121,10 +115,10 @@ class Remarks(ClientTest):
 
     def test_behind_a_length_of_0_nothing_is_read(self):
         self.request(10, "before")
-        self.client.to_server(bytes.fromhex("00 00"))
+        self.connection.to_server(bytes.fromhex("00 00"))
         self.request(10, "behind")
         self.answer(0, "before")
-        self.client = self.capture.connection(PORT)
+        self.connection = self.capture.connection(self.port)
         self.request(10, "of another client")
         self.assert_fields(self.capture, [
             {"mux.message_id": "before", "mux.response_in": "4", EXPERT: ""},
@@ -148,15 +142,8 @@ class Remarks(ClientTest):
         self.assert_remark("JSON, but not an object: it ends the Mux",
                            *map(packet, ["[]", " [1, 2] ", '"a"', "-1.5e3", "true", "null", "0"]))
 
-    def assert_remarks(self, remark, *texts):
-        """The remark on each of the texts, in a capture of their own."""
-        self.setUp()
-        for text in texts:
-            self.client.to_server(packet(text))
-        self.assert_fields(self.capture, [{EXPERT: remark, "mux.response_in": ""}] * len(texts))
-
     def test_a_number_that_is_no_integer_ends_the_mux(self):
-        for text, trouble in {
+        troubles = {
             '{"MessageCode":10.0}': '"MessageCode" is not a 32-bit integer',
             '{"MessageCode":2147483648}': '"MessageCode" is not a 32-bit integer',
             '{"MessageCode":-2147483649}': '"MessageCode" is not a 32-bit integer',
@@ -167,9 +154,11 @@ class Remarks(ClientTest):
             '{"MessageCode":21,"Data":{"gatewayID":1,"lockID":4294967295}}': '"lockID" is not a 32-bit integer',
             '{"MessageCode":13,"Data":{"gatewayID":1,"lockID":5,"duration":-1}}':
                 '"duration" is not an integer from 0 to 4294967295',
-        }.items():
-            with self.subTest(text):
-                self.assert_remarks(f"{trouble}: it ends the Mux", text)
+        }
+        for text in troubles:
+            self.connection.to_server(packet(text))
+        self.assert_fields(self.capture, [
+            {EXPERT: f"{trouble}: it ends the Mux", "mux.response_in": ""} for trouble in troubles.values()])
 
     def test_a_missing_member_of_a_request_ends_the_mux(self):
         for code in (10, 11, 12, 13, 14, 22, 23, 24, 110, 111, 113, 114):
@@ -181,14 +170,19 @@ class Remarks(ClientTest):
         self.assert_fields(self.capture, [{EXPERT: f'No "{name}": it ends the Mux'} for name in missing])
 
     def test_what_is_never_answered_is_remarked(self):
-        self.assert_remarks("The Mux never answers this code", '{"MessageCode":2}')
         reserved = 'An ID with "requestNewSEQID-": no answer when it is done or there is no such lock'
-        self.assert_remarks(reserved, message(10, "x-requestNewSEQID-1", LOCK))
-        self.assert_remarks("", message(20, "x-requestNewSEQID-1", LOCK))
+        remarks = {
+            '{"MessageCode":2}': "The Mux never answers this code",
+            message(10, "x-requestNewSEQID-1", LOCK): reserved,
+            message(20, "x-requestNewSEQID-1", LOCK): "",
+        }
+        for text in remarks:
+            self.connection.to_server(packet(text))
+        self.assert_fields(self.capture, [{EXPERT: remark, "mux.response_in": ""} for remark in remarks.values()])
 
     def test_a_message_that_ends_the_mux_is_found_by_one_filter(self):
         for text in ("[]", '{"MessageCode":10.0}', "{}"):
-            self.client.to_server(packet(text))
+            self.connection.to_server(packet(text))
         self.assertEqual(len(self.rows(self.capture, ["mux.code"], ["-Y", "mux.ends_the_mux"])), 2)
 
     def test_a_code_without_a_meaning_is_remarked(self):
@@ -199,21 +193,16 @@ class Remarks(ClientTest):
             {"mux.code": "3", EXPERT: "A message code that has no meaning"}])
 
     def test_a_text_ends_at_its_first_nul(self):
-        self.client.to_server(packet(b'{"MessageCode":10}\0garbage'))
+        self.connection.to_server(packet(b'{"MessageCode":10}\0garbage'))
         self.assert_fields(self.capture, [{"mux.code": "10", "mux.ignored_text": b"\0garbage".hex(), EXPERT: ""}])
 
 
 class Exchanges(ClientTest):
     """Which answer belongs to which request."""
 
-    def assert_links(self, *links):
-        """For each packet the number of the packet that it is answered in or that it answers, "" for none."""
-        rows = self.rows(self.capture, ["mux.response_in", "mux.response_to"])
-        self.assertEqual([(row["mux.response_in"], row["mux.response_to"]) for row in rows], list(links))
-
     def test_a_request_and_its_answer_name_each_other_and_the_time_between(self):
-        self.client.to_server(packet(message(10, "a1", LOCK)), at=0.9)
-        self.client.from_server(message(0, "a1", {}).encode(), at=3.512)
+        self.connection.to_server(packet(message(10, "a1", LOCK)), at=0.9)
+        self.connection.from_server(message(0, "a1", {}).encode(), at=3.512)
         self.assert_fields(self.capture, [
             {"mux.response_in": "2", "mux.response_time": ""},
             {"mux.response_to": "1", "mux.response_time": "2.612000000"}])
@@ -233,7 +222,7 @@ class Exchanges(ClientTest):
         self.assert_links(("", ""), ("4", ""), ("", ""), ("", "2"))
 
     def test_a_request_without_an_id_and_one_without_a_meaning_are_answered_too(self):
-        self.client.to_server(packet("{}"))
+        self.connection.to_server(packet("{}"))
         self.request(112)
         self.answer(1, "a1")
         self.answer(1, "")
@@ -243,33 +232,18 @@ class Exchanges(ClientTest):
 class Stream(ClientTest):
     """How messages are cut out of what TCP carries."""
 
-    def ids(self, arguments=()):
-        return [row["mux.message_id"] for row in self.rows(self.capture, ["mux.message_id"], arguments)]
-
     def test_a_segment_may_end_anywhere_within_a_packet(self):
-        first, second = (packet(message(10, name, LOCK)) for name in "xy")
-        for cut in range(1, len(first + second)):
-            client = self.capture.connection(PORT)
-            client.to_server((first + second)[:cut])
-            client.to_server((first + second)[cut:])
-        self.assertEqual(self.ids(), [part for cut in range(1, len(first + second))
-                                      for part in (("", "x|y") if cut < len(first) else ("x", "y"))])
+        packets = tuple(packet(message(10, name, LOCK)) for name in "xy")
+        self.assert_cut_anywhere("mux.message_id", packets, ("x", "y"))
 
     def test_a_segment_may_end_anywhere_within_an_answer(self):
-        texts = (r'{"Timestamp":-1.5e+3,"MessageID":"x}\"\u00e9","MessageCode":0,"Data":{"Data":[true,null,{}]}}',
-                 '{"Timestamp":17,"MessageID":"y","MessageCode":0,"Data":{}}')
-        first, second = (text.encode() for text in texts)
-        for cut in range(1, len(first + second)):
-            client = self.capture.connection(PORT)
-            client.from_server((first + second)[:cut])
-            client.from_server((first + second)[cut:])
-        name = 'x}"\u00e9'
-        self.assertEqual(self.ids(), [part for cut in range(1, len(first + second))
-                                      for part in (("", name + "|y") if cut < len(first) else (name, "y"))])
+        answers = (rb'{"Timestamp":-1.5e+3,"MessageID":"x}\"\u00e9","MessageCode":0,"Data":{"Data":[true,null,{}]}}',
+                   b'{"Timestamp":17,"MessageID":"y","MessageCode":0,"Data":{}}')
+        self.assert_cut_anywhere("mux.message_id", answers, ('x}"\u00e9', "y"), way="from_server")
 
     def test_a_message_whose_rest_tcp_does_not_bring_is_shown_as_bytes(self):
-        self.client.to_server(packet(message(10, "x", LOCK)) + b"\x59\x00MUXM{")
-        self.client.from_server(message(0, "x", {}).encode() + b'{"Time')
+        self.connection.to_server(packet(message(10, "x", LOCK)) + b"\x59\x00MUXM{")
+        self.connection.from_server(message(0, "x", {}).encode() + b'{"Time')
         cut_short = "The rest of this message is not in the capture"
         self.assert_fields(self.capture, [
             {"mux.message_id": "x", "mux.unread": b"\x59\x00MUXM{".hex(), EXPERT: cut_short},

@@ -1,11 +1,9 @@
 """Frames between the Mux and its lock gateways, as tshark shows them."""
 import unittest
 
-from capture import Capture
-from dissection import DissectorTest, main
+from dissection import ConnectionTest, main
 from frames import frame, with_crc
 
-PORT = 2101
 EXPERT = "_ws.expert.message"
 SHORT = "Payload ends before the command's last field"
 READS_NO_MORE = ": the Mux reads nothing more of this gateway"
@@ -52,13 +50,13 @@ RESULTS = {
 }
 
 
-class Fields(DissectorTest):
-    """What stands in a frame."""
+class GatewayTest(ConnectionTest):
+    protocol = "brenk"
+    port = 2101
 
-    def setUp(self):
-        super().setUp()
-        self.capture = Capture()
-        self.connection = self.capture.connection(PORT)
+
+class Fields(GatewayTest):
+    """What stands in a frame."""
 
     # Written by hand; the CRC is what binascii.crc_hqx makes of the bytes before it.
     def test_every_field_of_the_header_is_shown(self):
@@ -121,13 +119,8 @@ class Fields(DissectorTest):
         self.assert_fields(self.capture, [{**header, **card}] * 4 + [{**header, **pin}])
 
 
-class Remarks(DissectorTest):
+class Remarks(GatewayTest):
     """What is wrong with a frame."""
-
-    def setUp(self):
-        super().setUp()
-        self.capture = Capture()
-        self.connection = self.capture.connection(PORT)
 
     def test_a_wrong_crc_is_an_error_and_the_right_one_is_told(self):
         self.connection.to_server(bytes.fromhex("13 FE FD 0E 01 00 00 05 00 00 00 2A 00 00 01 02 05 75 33"))
@@ -157,7 +150,7 @@ class Remarks(DissectorTest):
             frame(0x11, bytes.fromhex("01")): SHORT, frame(0x12): SHORT,
         }
         for each in rows:
-            self.capture.connection(PORT).from_server(each)
+            self.capture.connection(self.port).from_server(each)
         self.assert_fields(self.capture, [{EXPERT: remark} for remark in rows.values()])
 
     def test_a_command_without_a_meaning_in_its_direction_is_remarked(self):
@@ -175,18 +168,8 @@ class Remarks(DissectorTest):
             {EXPERT: "Remaining length is not the total length less 5"}, {EXPERT: "Header version is not 1"}])
 
 
-class Exchanges(DissectorTest):
+class Exchanges(GatewayTest):
     """Which answer belongs to which request."""
-
-    def setUp(self):
-        super().setUp()
-        self.capture = Capture()
-        self.connection = self.capture.connection(PORT)
-
-    def assert_links(self, *links):
-        """For each packet the number of the packet that it is answered in or that it answers, "" for none."""
-        rows = self.rows(self.capture, ["brenk.response_in", "brenk.response_to"])
-        self.assertEqual([(row["brenk.response_in"], row["brenk.response_to"]) for row in rows], list(links))
 
     def test_a_request_and_its_answer_name_each_other_and_the_time_between(self):
         self.connection.to_server(frame(0x0A, bytes(4), reference=3), at=1.5)
@@ -229,26 +212,11 @@ class Exchanges(DissectorTest):
         self.assert_links(("", ""), ("3", ""), ("", "2"))
 
 
-class Stream(DissectorTest):
+class Stream(GatewayTest):
     """How frames are cut out of what TCP carries."""
 
-    def setUp(self):
-        super().setUp()
-        self.capture = Capture()
-        self.connection = self.capture.connection(PORT)
-
-    def references(self, arguments=()):
-        return [row["brenk.reference_id"] for row in self.rows(self.capture, ["brenk.reference_id"], arguments)]
-
     def test_a_segment_may_end_anywhere_within_a_frame(self):
-        stream = frame(0x05, reference=1) + frame(0x06, reference=2)
-        for cut in range(1, len(stream)):
-            self.connection = self.capture.connection(PORT)
-            self.connection.to_server(stream[:cut])
-            self.connection.to_server(stream[cut:])
-        shown = self.references()
-        expected = [part for cut in range(1, len(stream)) for part in (("", "1|2") if cut < 19 else ("1", "2"))]
-        self.assertEqual(shown, expected)
+        self.assert_cut_anywhere("brenk.reference_id", (frame(0x05, reference=1), frame(0x06, reference=2)), ("1", "2"))
 
     def test_bytes_before_a_frame_are_remarked_and_the_frame_is_found(self):
         self.connection.from_server(bytes.fromhex("00 FF FE 11") + frame(0x00, b"\0", 7))
@@ -258,10 +226,11 @@ class Stream(DissectorTest):
     def test_a_frame_behind_other_bytes_is_found_wherever_the_segment_ends(self):
         stream = bytes.fromhex("AA BB CC") + frame(0x00, b"\0", 7)
         for cut in (1, 2, 3, 4, 5, 6, 10):
-            connection = self.capture.connection(PORT)
+            connection = self.capture.connection(self.port)
             connection.from_server(stream[:cut])
             connection.from_server(stream[cut:])
-        self.assertEqual(self.references(), ["", "7"] * 7)
+        rows = self.rows(self.capture, ["brenk.reference_id"])
+        self.assertEqual([row["brenk.reference_id"] for row in rows], ["", "7"] * 7)
 
     def test_a_magic_without_a_length_before_it_is_the_last_that_the_mux_reads(self):
         headless = frame(0x00, b"\0", 7)[1:]
@@ -282,7 +251,7 @@ class Stream(DissectorTest):
         self.connection.from_server(frame(0x00, b"\0", 8))
         self.connection.from_server(bytes.fromhex("10 FE FD") + frame(0x00, reference=8))
         self.connection.to_server(frame(0x05, reference=9))
-        other = self.capture.connection(PORT)
+        other = self.capture.connection(self.port)
         other.from_server(frame(0x00, b"\0", 8))
         self.assert_fields(self.capture, [
             {"brenk.response_in": "", EXPERT: ""},
