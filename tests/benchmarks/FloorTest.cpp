@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "benchmarks/load/Connection.h"
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/Process.h"
 #include "tests/support/ReservedPort.h"
@@ -19,62 +16,49 @@ namespace {
 
 using Testing::LoopbackSocket;
 using Testing::Process;
+using Testing::TestClient;
 
 constexpr const char* kRequest = R"({"Timestamp":1,"MessageID":"id-1","MessageCode":10,"Data":{}})";
 constexpr const char* kRefusal =
     R"({"Timestamp":1700000000,"MessageID":"id-1","MessageCode":1,"Data":{"ErrorCode":0,"Message":"Error in request"}})";
 
-LoopbackSocket::Bytes PacketBytes() {
-    return Testing::Packet(kRequest);
-}
-
-std::string ReceiveText(LoopbackSocket& socket, std::size_t count) {
-    const LoopbackSocket::Bytes bytes = socket.Receive(count);
-    return {bytes.begin(), bytes.end()};
-}
-
 class FloorTest : public testing::Test {
   protected:
-    LoopbackSocket ConnectClient() {
-        asio::io_context loop;
-        Connect(loop, {"127.0.0.1", static_cast<std::uint16_t>(port_.Number())});
-        return LoopbackSocket::ConnectedTo(port_.Number());
-    }
+    std::string Port() const { return std::to_string(port_.Number()); }
 
     Testing::ReservedPort port_;
 };
 
 TEST_F(FloorTest, RefusesAPacketWithItsMessageID) {
-    const Process floor({FLOOR_PATH, std::to_string(port_.Number())});
-    LoopbackSocket client = ConnectClient();
-    client.Send(PacketBytes());
-    EXPECT_EQ(ReceiveText(client, std::string(kRefusal).size()), kRefusal);
+    const Process floor({FLOOR_PATH, Port()});
+    TestClient client(port_.Number());
+    client.Send(kRequest);
+    EXPECT_EQ(client.Receive(), kRefusal);
 }
 
 TEST_F(FloorTest, CutsPacketsHoweverTheyAreTornAndGlued) {
-    const Process floor({FLOOR_PATH, std::to_string(port_.Number())});
-    LoopbackSocket client = ConnectClient();
-    const LoopbackSocket::Bytes packet = PacketBytes();
-    LoopbackSocket::Bytes glued = packet;
-    glued.insert(glued.end(), packet.begin(), packet.begin() + 9);
-    client.Send(glued);
-    EXPECT_EQ(ReceiveText(client, std::string(kRefusal).size()), kRefusal);
-    client.Send({packet.begin() + 9, packet.end()});
-    EXPECT_EQ(ReceiveText(client, std::string(kRefusal).size()), kRefusal);
+    const Process floor({FLOOR_PATH, Port()});
+    TestClient client(port_.Number());
+    const LoopbackSocket::Bytes bytes = Testing::Packet(kRequest);
+    const std::string packet(bytes.begin(), bytes.end());
+    client.SendRaw(packet + packet.substr(0, 9));
+    EXPECT_EQ(client.Receive(), kRefusal);
+    client.SendRaw(packet.substr(9));
+    EXPECT_EQ(client.Receive(), kRefusal);
 }
 
 TEST_F(FloorTest, ConnectsToItsGatewayFirst) {
     LoopbackSocket gateway = LoopbackSocket::Listening();
-    const Process floor({FLOOR_PATH, std::to_string(port_.Number()), std::to_string(gateway.Port())});
+    const Process floor({FLOOR_PATH, Port(), std::to_string(gateway.Port())});
     const LoopbackSocket connection = gateway.Accept();
-    LoopbackSocket client = ConnectClient();
-    client.Send(PacketBytes());
-    EXPECT_EQ(ReceiveText(client, std::string(kRefusal).size()), kRefusal);
+    TestClient client(port_.Number());
+    client.Send(kRequest);
+    EXPECT_EQ(client.Receive(), kRefusal);
 }
 
 // A port that is none must not become 0, for which the kernel picks one that nobody knows of.
 TEST_F(FloorTest, EndsWithItsUsageWhenAPortIsNone) {
-    const std::string port = std::to_string(port_.Number());
+    const std::string port = Port();
     const std::vector<std::vector<std::string>> wrong = {{},          {"--help"}, {""},         {"0"},
                                                          {"65536"},   {"-1"},     {port + "x"}, {port, "x"},
                                                          {port, "0"}, {port, ""}, {" 80"},      {port, port, port}};
