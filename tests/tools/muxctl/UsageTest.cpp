@@ -56,7 +56,9 @@ TEST(UsageTest, NamesWhatIsMissing) {
     ExpectMisuse({
         {{"open"}, "--gateway is required" + kDetailsOfOpen},
         {{"open", "-g", "1"}, "--lock is required" + kDetailsOfOpen},
-        {{"whitelist"}, "whitelist requires a command: add, remove, clear, enable, disable, load, check\n"},
+        {{"whitelist"},
+         "whitelist requires a command: add, remove, clear, enable, disable, load, check\n"
+         "Run 'muxctl whitelist --help' for details\n"},
         {{"--json"}, "muxctl requires a command: status, open, "},
         {{"locks"}, "locks requires --site or --config\n"},
         {{"open", "Front door"}, "\"Front door\" is the name of a lock, which requires --site or --config\n"},
