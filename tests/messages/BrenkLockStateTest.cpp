@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "diagnostics/Log.h"
-#include "tests/messages/LoggedLine.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/LoggedLine.h"
 
 namespace Brenk::Messages {
 namespace {

@@ -4,9 +4,9 @@
 #include <memory>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "messages/BrenkMessageBuilder.h"
+#include "tests/support/Threads.h"
 
 namespace Brenk::Messages {
 namespace {
@@ -138,18 +138,12 @@ TEST(Counters, NoAdvanceIsLostBetweenThreads) {
     constexpr int kThreads = 4;
     constexpr int kIncrements = 2000;
     BrenkMessageBuilder builder(0, 1);
-    std::vector<std::thread> threads;
-    for (int index = 0; index < kThreads; ++index) {
-        threads.emplace_back([&builder] {
-            for (int increment = 0; increment < kIncrements; ++increment) {
-                builder.IncrementSequenceCounter();
-                builder.IncrementReferenceID();
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Testing::OnThreads(kThreads, [&builder](int) {
+        for (int increment = 0; increment < kIncrements; ++increment) {
+            builder.IncrementSequenceCounter();
+            builder.IncrementReferenceID();
+        }
+    });
     EXPECT_EQ(builder.SequenceCounter(), static_cast<std::uint32_t>(kThreads * kIncrements));
     EXPECT_EQ(builder.ReferenceID(), 1 + kThreads * kIncrements % 63);
 }

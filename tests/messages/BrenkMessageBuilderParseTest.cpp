@@ -39,16 +39,6 @@ std::unique_ptr<BrenkMessage> ParsedOfType(int type) {
     return Parsed(WithByte(FromHex(kCardFrame), kPayloadTypeOffset, static_cast<unsigned char>(type)));
 }
 
-TEST(Parse, ReadsTheHeaderAsItStands) {
-    const auto message = Parsed(FromHex("11 12 13 14 15 16 17 D8 21 22 23 24 F1 F2 F3 F4 41"));
-    EXPECT_EQ(message->TotalLength(), 0x11);
-    EXPECT_EQ(message->Header().remainingLength, 0x14);
-    EXPECT_EQ(message->ReferenceID(), 0xD8);
-    EXPECT_EQ(message->SequenceCounter(), 0x21222324U);
-    EXPECT_EQ(message->DeviceAddress(), 0xF1F2F3F4U);
-    EXPECT_EQ(message->PayloadType(), 0x41);
-}
-
 TEST(Parse, ReadsThePayloadsOfAnswersAndEventsAndNoOthers) {
     const auto expected = [](int type) -> const std::type_info* {
         switch (type) {

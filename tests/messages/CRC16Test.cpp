@@ -6,9 +6,9 @@
 #include <numeric>
 #include <utility>
 
-#include "tests/messages/LoggedLine.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/LoggedLine.h"
 
 // The expected values are those of another implementation: python3, binascii.crc_hqx(data, 0).
 

@@ -52,14 +52,5 @@ TEST_F(FrameReaderTest, WhatIsNotWhollyInTheFrameIsOutOfRange) {
     EXPECT_THROW(reader_.Array<7>(0), std::out_of_range);
 }
 
-TEST(FrameReader, InAnEmptyFrameEverythingIsOutOfRange) {
-    const std::vector<unsigned char> empty;
-    const FrameReader reader(empty);
-    EXPECT_THROW(reader.Byte(0), std::out_of_range);
-    EXPECT_THROW(reader.BigEndian32(0), std::out_of_range);
-    EXPECT_THROW(reader.Bytes(0, 1), std::out_of_range);
-    EXPECT_THROW(reader.Array<1>(0), std::out_of_range);
-}
-
 }  // namespace
 }  // namespace Brenk::Messages

@@ -7,9 +7,9 @@
 #include <numeric>
 #include <string>
 
-#include "tests/messages/LoggedLine.h"
 #include "tests/messages/WireBytes.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/LoggedLine.h"
 
 // Expected bytes written by hand from the payload layout.
 

@@ -72,6 +72,11 @@ std::vector<CapturedLog::Line> CapturedLog::Lines() const {
     return Appender().Lines();
 }
 
+std::vector<CapturedLog::Line> CapturedLog::LinesBehind(std::size_t count) const {
+    const std::vector<Line> lines = Lines();
+    return {lines.begin() + static_cast<std::ptrdiff_t>(count), lines.end()};
+}
+
 int CapturedLog::Count(plog::Severity severity, const std::string& text) const {
     int count = 0;
     for (const Line& line : Lines()) {

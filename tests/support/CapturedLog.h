@@ -3,6 +3,7 @@
 #include <plog/Severity.h>
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,6 +23,9 @@ class CapturedLog {
 
     // All lines so far, oldest first, with the function signature in front as the log has it.
     std::vector<Line> Lines() const;
+
+    // Those behind the first `count`.
+    std::vector<Line> LinesBehind(std::size_t count) const;
 
     // How many lines of this severity end in exactly `text`, preceded by the blank that follows the signature.
     int Count(plog::Severity severity, const std::string& text) const;
