@@ -32,9 +32,5 @@ TEST(OwnerBlock, AThreadThatCannotBeStartedLeavesNoBlockBehind) {
     EXPECT_FALSE(StartWithOwner(thread, &owner));  // the leak check sees a block that nobody frees
 }
 
-TEST(OwnerBlock, NoBlockMeansNoOwner) {
-    EXPECT_EQ(TakeOwner<Owner>(nullptr), nullptr);
-}
-
 }  // namespace
 }  // namespace Threading

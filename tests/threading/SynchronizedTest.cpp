@@ -4,8 +4,9 @@
 
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "tests/support/Threads.h"
 
 namespace Threading {
 namespace {
@@ -33,17 +34,11 @@ TEST(Synchronized, OneOperationRunsAtATime) {
     constexpr int kThreads = 4;
     constexpr int kRounds = 1000;
     Synchronized<int> counter(0);
-    std::vector<std::thread> threads;
-    for (int index = 0; index < kThreads; ++index) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
-                counter.With([](int& value) { ++value; });
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Testing::OnThreads(kThreads, [&](int) {
+        for (int round = 0; round < kRounds; ++round) {
+            counter.With([](int& value) { ++value; });
+        }
+    });
     EXPECT_EQ(counter.With([](int value) { return value; }), kThreads * kRounds);
 }
 
