@@ -13,6 +13,7 @@
 #include "tests/mux/LogHook.h"
 #include "tests/net/GatewayConnection.h"
 #include "tests/net/SocketCalls.h"
+#include "tests/support/LoggedLine.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/SignalStorm.h"
 #include "tests/support/WaitUntil.h"
@@ -47,9 +48,7 @@ TEST_F(ClientSocketConnectTest, ResolvesHostAndPortAndSetsItsOptionsAndLogsItsSt
                                         "setsockopt SO_RCVTIMEO 2000000", "setsockopt SO_SNDTIMEO 15000000",
                                         "setsockopt SO_KEEPALIVE 1", "setsockopt TCP_KEEPIDLE 5",
                                         "setsockopt TCP_KEEPCNT 10", "setsockopt TCP_KEEPINTVL 5"));
-    const auto step = [](const std::string& text) {
-        return testing::Pair(plog::debug, testing::EndsWith(") " + text));
-    };
+    const auto step = [](const char* text) { return Testing::Logged(plog::debug, text); };
     EXPECT_THAT(log_.Lines(), ElementsAre(step("Getaddr ok. Address found."), step("Socket created."),
                                           step("Keepalive set."), step("Socket connected.")));
     EXPECT_EQ(SocketReports() + ConnectionReports(), 0);

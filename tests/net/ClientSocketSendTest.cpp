@@ -6,6 +6,7 @@
 
 #include "tests/net/GatewayConnection.h"
 #include "tests/net/SocketCalls.h"
+#include "tests/support/LoggedLine.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Brenk::Net {
@@ -15,6 +16,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Testing::Logged;
 
 class ClientSocketSendTest : public Testing::GatewayConnection {
   protected:
@@ -32,18 +34,13 @@ TEST_F(ClientSocketSendTest, LogsTheBytesThenSendsThemInOneCallWithoutFlagsAndLo
     EXPECT_EQ(gateway_.Receive(3), frame_);
     const FailingCalls failing(SocketCall::kSend, EPIPE);
     EXPECT_FALSE(socket_->Send(frame_));
-    auto lines = log_.Lines();
-    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(before));
-    const auto line = [](plog::Severity severity, const std::string& text) {
-        return testing::Pair(severity, testing::EndsWith(") " + text));
-    };
-    EXPECT_THAT(lines, ElementsAre(line(plog::debug, "Sending3 bytes of data. Bytes array:01 02 FF"),
-                                   line(plog::debug, "Send result:3"),
-                                   line(plog::debug, "Sending3 bytes of data. Bytes array:01 02 FF"),
-                                   line(plog::debug, "Send result:-1"),
-                                   line(plog::error, "Socket send failed. Error:Broken pipe"),
-                                   line(plog::error, GatewayLine("Broken pipe")),
-                                   line(plog::warning, "callback send 32"), line(plog::warning, "report 1")));
+    const auto sending = Logged(plog::debug, "Sending3 bytes of data. Bytes array:01 02 FF");
+    EXPECT_THAT(
+        log_.LinesBehind(before),
+        ElementsAre(sending, Logged(plog::debug, "Send result:3"), sending, Logged(plog::debug, "Send result:-1"),
+                    Logged(plog::error, "Socket send failed. Error:Broken pipe"),
+                    Logged(plog::error, GatewayLine("Broken pipe")), Logged(plog::warning, "callback send 32"),
+                    Logged(plog::warning, "report 1")));
     EXPECT_EQ(ConnectionReports(), 1);
     EXPECT_EQ(SocketReports(), 0);
 }

@@ -7,28 +7,21 @@
 #include <vector>
 
 #include "tests/support/LoopbackSocket.h"
+#include "tests/support/ResourceLimit.h"
 
 namespace Brenk::Net {
 namespace {
 
 using Testing::LoopbackSocket;
 
-// A soft limit of this process, until the end of the test.
 class FreeDescriptorsTest : public testing::Test {
   protected:
-    FreeDescriptorsTest() { getrlimit(RLIMIT_NOFILE, &before_); }
-    ~FreeDescriptorsTest() override { setrlimit(RLIMIT_NOFILE, &before_); }
-
     // False when this machine does not allow that many.
-    bool Allow(int count) const {
-        rlimit limit = before_;
-        limit.rlim_cur = static_cast<rlim_t>(count);
-        return setrlimit(RLIMIT_NOFILE, &limit) == 0;
-    }
+    bool Allow(int count) { return limit_.Set(static_cast<rlim_t>(count)); }
 
     static int LowestFree() { return LoopbackSocket().Descriptor(); }
 
-    rlimit before_ = {};
+    Testing::ResourceLimit limit_{RLIMIT_NOFILE};
 };
 
 TEST_F(FreeDescriptorsTest, AreCountedWhateverNumbersAreOpen) {

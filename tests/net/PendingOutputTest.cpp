@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <thread>
 #include <vector>
+
+#include "tests/support/Threads.h"
 
 namespace Brenk::Net {
 namespace {
@@ -178,20 +179,14 @@ TEST(OutputBudgetTest, KnowsTheMostThatWasUsedSinceItWasAsked) {
 
 TEST(OutputBudgetTest, IsNeverOverdrawnByThreadsThatTakeAtTheSameTime) {
     OutputBudget budget(1000);
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([&budget] {
-            for (int round = 0; round < 20000; ++round) {
-                if (budget.Take(300)) {
-                    EXPECT_LE(budget.Used(), 900U);
-                    budget.GiveBack(300);
-                }
+    Testing::OnThreads(4, [&budget](int) {
+        for (int round = 0; round < 20000; ++round) {
+            if (budget.Take(300)) {
+                EXPECT_LE(budget.Used(), 900U);
+                budget.GiveBack(300);
             }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+        }
+    });
     EXPECT_EQ(budget.Used(), 0U);
 }
 

@@ -11,6 +11,7 @@
 
 #include "tests/net/SocketCalls.h"
 #include "tests/net/TestServer.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Brenk::Net {
@@ -126,10 +127,8 @@ TEST_F(ServerSocketAcceptTest, AnInterruptedOrAbortedAcceptIsRepeatedWithoutALin
 TEST_F(ServerSocketAcceptTest, TheRoomForClientsIsWhatOthersAndTheReserveLeave) {
     static std::atomic<std::size_t> others{0};
     server_->SetDescriptorsForOthersCallback([](void*) { return others.load(); });
-    rlimit limit = {};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + 40;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    Testing::ResourceLimit limit(RLIMIT_NOFILE);
+    ASSERT_TRUE(limit.Set(static_cast<rlim_t>(LoopbackSocket().Descriptor()) + 40));
     const std::size_t room = server_->RoomForClients();
     EXPECT_GE(room, 10U);
     EXPECT_LT(room, 40U);
@@ -142,12 +141,10 @@ TEST_F(ServerSocketAcceptTest, TheRoomForClientsIsWhatOthersAndTheReserveLeave) 
 }
 
 TEST_F(ServerSocketAcceptTest, NoDescriptorOf1024OrMoreBecomesAClient) {
-    rlimit limit = {};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_cur = limit.rlim_max;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-    if (limit.rlim_max <= 2000) {
-        GTEST_SKIP() << "this system allows only " << limit.rlim_max << " descriptors";
+    Testing::ResourceLimit limit(RLIMIT_NOFILE);
+    ASSERT_TRUE(limit.Set(limit.Hard()));
+    if (limit.Hard() <= 2000) {
+        GTEST_SKIP() << "this system allows only " << limit.Hard() << " descriptors";
     }
     std::vector<LoopbackSocket> fillers(1100);
     std::promise<void> isAccepting;

@@ -12,12 +12,14 @@
 
 #include "tests/net/SocketCalls.h"
 #include "tests/net/TestServer.h"
+#include "tests/support/LoggedLine.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Brenk::Net {
 namespace {
 
 using testing::ElementsAre;
+using Testing::Logged;
 using Testing::LoopbackSocket;
 
 using ServerSocketReceiveTest = Testing::TestServer;
@@ -125,13 +127,9 @@ class ServerSocketFirstPassTest : public Testing::TestServer {
         const std::size_t before = log_.Lines().size();
         server_->StartReceiveLoop();
         EXPECT_TRUE(Testing::WaitUntil([&] { return log_.Lines().size() >= before + count; })) << log_.Text();
-        const auto lines = log_.Lines();
-        return {lines.begin() + static_cast<std::ptrdiff_t>(before),
-                lines.begin() + static_cast<std::ptrdiff_t>(std::min(lines.size(), before + count))};
-    }
-
-    static auto Line(plog::Severity severity, const std::string& text) {
-        return testing::Pair(severity, testing::EndsWith(") " + text));
+        auto lines = log_.LinesBehind(before);
+        lines.resize(std::min(lines.size(), count));
+        return lines;
     }
 
     static std::atomic<int> accepted;
@@ -189,12 +187,12 @@ TEST_F(ServerSocketFirstPassTest, ItsLinesComeInTheirOrderWithOneForEachPacket) 
     both.insert(both.end(), second.begin(), second.end());
     client.Send(both);
     const std::string number = Numbers().front();
-    EXPECT_THAT(LinesOfFirstPass(5),
-                ElementsAre(Line(plog::info, "Receive data loop thread spawned."),
-                            Line(plog::verbose, "Activity detected for socket " + number),
-                            Line(plog::warning, "Received on socket " + number + "bytes: 23 but expected size was: 11"),
-                            Line(plog::verbose, "Invoking DataReceivedCallback if not null."),
-                            Line(plog::verbose, "Invoking DataReceivedCallback if not null.")));
+    EXPECT_THAT(LinesOfFirstPass(5), ElementsAre(Logged(plog::info, "Receive data loop thread spawned."),
+                                                 Logged(plog::verbose, "Activity detected for socket " + number),
+                                                 Logged(plog::warning, "Received on socket " + number +
+                                                                           "bytes: 23 but expected size was: 11"),
+                                                 Logged(plog::verbose, "Invoking DataReceivedCallback if not null."),
+                                                 Logged(plog::verbose, "Invoking DataReceivedCallback if not null.")));
 }
 
 TEST_F(ServerSocketFirstPassTest, ClosedClientsAreClosedAtItsEndWithoutTakingTheLockAgain) {
@@ -204,16 +202,16 @@ TEST_F(ServerSocketFirstPassTest, ClosedClientsAreClosedAtItsEndWithoutTakingThe
     second.Close();
     const std::vector<std::string> numbers = Numbers();
     const auto activity = [&](std::size_t index) {
-        return Line(plog::verbose, "Activity detected for socket " + numbers.at(index));
+        return Logged(plog::verbose, "Activity detected for socket " + numbers.at(index));
     };
     const auto ended = [&](std::size_t index) {
-        return Line(plog::warning, "Recv returned 0 for socket " + numbers.at(index) +
-                                       " with a receivedData buffer empty. It will be market for close.");
+        return Logged(plog::warning, "Recv returned 0 for socket " + numbers.at(index) +
+                                         " with a receivedData buffer empty. It will be market for close.");
     };
     const auto closed = [&](std::size_t index) {
-        return Line(plog::debug, "Clearing reset sockets list. Current socket to close: " + numbers.at(index));
+        return Logged(plog::debug, "Clearing reset sockets list. Current socket to close: " + numbers.at(index));
     };
-    EXPECT_THAT(LinesOfFirstPass(7), ElementsAre(Line(plog::info, "Receive data loop thread spawned."), activity(0),
+    EXPECT_THAT(LinesOfFirstPass(7), ElementsAre(Logged(plog::info, "Receive data loop thread spawned."), activity(0),
                                                  ended(0), activity(1), ended(1), closed(0), closed(1)));
     EXPECT_TRUE(Testing::WaitUntil([] { return deleted == 2; }));
     EXPECT_FALSE(log_.Holds(plog::warning, "Requested lock withtout timeout")) << log_.Text();

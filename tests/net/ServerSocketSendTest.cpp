@@ -13,6 +13,7 @@
 
 #include "tests/net/SocketCalls.h"
 #include "tests/net/TestServer.h"
+#include "tests/support/LoggedLine.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Brenk::Net {
@@ -23,6 +24,7 @@ using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Testing::Logged;
 using Testing::LoopbackSocket;
 using Testing::ServerEvent;
 
@@ -94,14 +96,10 @@ TEST_F(ServerSocketSendTest, AFailedSendLogsItsStepsInOrderAndTakesTheListLockFo
     const std::size_t before = log_.Lines().size();
     const FailingCalls failing(SocketCall::kSend, EPIPE);
     EXPECT_FALSE(server_->Send(descriptor, Text("{}")));
-    auto lines = log_.Lines();
-    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(before));
-    const auto line = [](plog::Severity severity, const std::string& text) {
-        return testing::Pair(severity, testing::EndsWith(") " + text));
-    };
-    EXPECT_THAT(lines, ElementsAre(line(plog::debug, "Sending data to server client. Message data:{}"),
-                                   line(plog::error, FailureLine("Broken pipe", descriptor)),
-                                   line(plog::warning, "Requested lock withtout timeout for mutex clientsListMutex")));
+    EXPECT_THAT(log_.LinesBehind(before),
+                ElementsAre(Logged(plog::debug, "Sending data to server client. Message data:{}"),
+                            Logged(plog::error, FailureLine("Broken pipe", descriptor)),
+                            Logged(plog::warning, "Requested lock withtout timeout for mutex clientsListMutex")));
 }
 
 TEST_F(ServerSocketSendTest, ToNobodyItFailsAndClosesNobody) {

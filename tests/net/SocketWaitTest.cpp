@@ -8,6 +8,7 @@
 #include "net/WakeUp.h"
 #include "tests/net/SocketCalls.h"
 #include "tests/support/LoopbackSocket.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/SignalStorm.h"
 
 namespace Brenk::Net {
@@ -76,13 +77,9 @@ TEST(WakeUp, EndsAWaitForItsDescriptorUntilItIsCleared) {
 }
 
 TEST(WakeUp, WithoutADescriptorWakesNobodyAndDoesNoHarm) {
-    rlimit before = {};
-    getrlimit(RLIMIT_NOFILE, &before);
-    rlimit none = before;
-    none.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor());
-    setrlimit(RLIMIT_NOFILE, &none);
+    Testing::ResourceLimit none(RLIMIT_NOFILE);
+    none.Set(static_cast<rlim_t>(LoopbackSocket().Descriptor()));
     const WakeUp wakeUp;
-    setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(wakeUp.Descriptor(), -1);
     wakeUp.Wake();
     wakeUp.Clear();

@@ -80,34 +80,20 @@ bool TestServer::WaitForEvents(const std::string& what, int count) const {
 }
 
 void TestServer::OnAccepted(int descriptor, void* context) {
-    ServerEvent event;
-    event.what = "accepted";
-    event.descriptor = descriptor;
-    static_cast<TestServer*>(context)->Note(std::move(event));
+    static_cast<TestServer*>(context)->Note({"accepted", descriptor});
 }
 
 void TestServer::OnDeleted(int descriptor, void* context) {
-    ServerEvent event;
-    event.what = "deleted";
-    event.descriptor = descriptor;
-    static_cast<TestServer*>(context)->Note(std::move(event));
+    static_cast<TestServer*>(context)->Note({"deleted", descriptor});
 }
 
 void TestServer::OnReceived(int descriptor, std::vector<unsigned char>* packet, void* context) {
     const std::unique_ptr<std::vector<unsigned char>> owned(packet);
-    ServerEvent event;
-    event.what = "received";
-    event.descriptor = descriptor;
-    event.packet = *owned;
-    static_cast<TestServer*>(context)->Note(std::move(event));
+    static_cast<TestServer*>(context)->Note({"received", descriptor, *owned});
 }
 
 void TestServer::OnSent(int descriptor, int bytesSent, void* context) {
-    ServerEvent event;
-    event.what = "sent";
-    event.descriptor = descriptor;
-    event.bytesSent = bytesSent;
-    static_cast<TestServer*>(context)->Note(std::move(event));
+    static_cast<TestServer*>(context)->Note({"sent", descriptor, {}, bytesSent});
 }
 
 void TestServer::Note(ServerEvent event) {

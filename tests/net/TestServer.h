@@ -20,10 +20,10 @@ namespace Testing {
 struct ServerEvent {
     std::string what;  // "accepted", "deleted", "received", "sent"
     int descriptor = -1;
-    std::vector<unsigned char> packet;  // "received"
-    int bytesSent = 0;                  // "sent"
-    std::size_t connected = 0;          // how many clients were connected meanwhile
-    std::thread::id thread;             // on which it came
+    std::vector<unsigned char> packet = {};  // "received"
+    int bytesSent = 0;                       // "sent"
+    std::size_t connected = 0;               // how many clients were connected meanwhile
+    std::thread::id thread = {};             // on which it came
 };
 
 // A ServerSocket on a free port whose callbacks are noted.
