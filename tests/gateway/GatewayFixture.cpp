@@ -36,16 +36,22 @@ Brenk::GatewayOwner Owner::Callbacks(void* context) {
     return callbacks;
 }
 
+template <typename Received>
+void Owner::Note(const Received& received, std::vector<Received>& others,
+                 const std::function<void(const Received&)>& hook) {
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        others.push_back(received);
+    }
+    if (hook) {
+        hook(received);
+    }
+}
+
 void Owner::StateChanged(VirtualGateway* gateway, VirtualGatewayStatuses oldStatus, VirtualGatewayStatuses newStatus,
                          void* context) {
     const StateChange change = {gateway, oldStatus, newStatus, context, std::this_thread::get_id(), HoldsTimedLock()};
-    {
-        const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
-        currentOwner->stateChanges_.push_back(change);
-    }
-    if (currentOwner->onStateChanged) {
-        currentOwner->onStateChanged(change);
-    }
+    currentOwner->Note(change, currentOwner->stateChanges_, currentOwner->onStateChanged);
 }
 
 void Owner::ResponseReceived(VirtualGateway* gateway, VirtualGatewayResponseMessage* response, void* context) {
@@ -60,26 +66,14 @@ void Owner::ResponseReceived(VirtualGateway* gateway, VirtualGatewayResponseMess
             received.status = owned->statusPayload->StatusData();
         }
     }
-    {
-        const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
-        currentOwner->responses_.push_back(received);
-    }
-    if (currentOwner->onResponse) {
-        currentOwner->onResponse(received);
-    }
+    currentOwner->Note(received, currentOwner->responses_, currentOwner->onResponse);
 }
 
 void Owner::EventReceived(VirtualGateway* gateway, VirtualGatewayEventMessage* event, void* context) {
     const std::unique_ptr<VirtualGatewayEventMessage> owned(event);
     const ReceivedEvent received = {gateway,         owned->eventType, owned->deviceAddress,       owned->data,
                                     owned->reserved, context,          std::this_thread::get_id(), HoldsTimedLock()};
-    {
-        const std::lock_guard<std::mutex> lock(currentOwner->mutex_);
-        currentOwner->events_.push_back(received);
-    }
-    if (currentOwner->onEvent) {
-        currentOwner->onEvent(received);
-    }
+    currentOwner->Note(received, currentOwner->events_, currentOwner->onEvent);
 }
 
 std::vector<StateChange> Owner::StateChanges() const {
@@ -149,6 +143,15 @@ void GatewayTest::PassFirstRefresh() {
 void GatewayTest::BeReady() {
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
     ASSERT_NO_FATAL_FAILURE(PassFirstRefresh());
+}
+
+void GatewayTest::ReconnectWhenFaulted() {
+    owner_.onStateChanged = [](const StateChange& change) {
+        if (change.to == FAULTED) {
+            change.gateway->Disconnect();
+            change.gateway->Connect(false);
+        }
+    };
 }
 
 Bytes GatewayTest::SendStatusRequest(const std::string& id) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -26,6 +27,18 @@ using Brenk::FAULTED;
 using Brenk::NOT_PRESENT;
 using Brenk::READY;
 using Brenk::VirtualGateway;
+
+// Whether `call` throws a pointer to a new exception of this type; it is freed.
+template <typename Exception, typename Call>
+bool ThrowsNew(Call call) {
+    try {
+        call();
+    } catch (std::exception* thrown) {
+        const std::unique_ptr<std::exception> exception(thrown);
+        return dynamic_cast<Exception*>(thrown) != nullptr;
+    }
+    return false;
+}
 
 // A builder that refuses to build.
 class RefusingBuilder : public Brenk::Messages::BrenkMessageBuilder {
@@ -106,6 +119,11 @@ class Owner {
     static void EventReceived(Brenk::VirtualGateway* gateway, Brenk::Messages::VG::VirtualGatewayEventMessage* event,
                               void* context);
 
+    // Remembers what came among the others of its kind, and calls the hook.
+    template <typename Received>
+    void Note(const Received& received, std::vector<Received>& others,
+              const std::function<void(const Received&)>& hook);
+
     mutable std::mutex mutex_;
     std::vector<StateChange> stateChanges_;
     std::vector<ReceivedResponse> responses_;
@@ -136,6 +154,9 @@ class GatewayTest : public ::testing::Test {
 
     // ConnectReady and PassFirstRefresh.
     void BeReady();
+
+    // As the Mux does: from now on reconnects on the thread that reports a fault.
+    void ReconnectWhenFaulted();
 
     // Queues a status request for lock 5 and returns the frame that reaches the fake once both counters have moved on.
     Bytes SendStatusRequest(const std::string& id);

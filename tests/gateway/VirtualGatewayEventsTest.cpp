@@ -52,13 +52,7 @@ TEST(EventMessageType, IsThatOfFiveCodes) {
         const auto message = MessageOf(static_cast<std::uint8_t>(type), nullptr);
         EXPECT_EQ(VirtualGateway::IsEventMessageType(message.get()), eventTypes.count(type) == 1) << type;
     }
-    std::unique_ptr<Brenk::ArgumentNullException> exception;
-    try {
-        VirtualGateway::IsEventMessageType(nullptr);
-    } catch (Brenk::ArgumentNullException* thrown) {
-        exception.reset(thrown);
-    }
-    EXPECT_NE(exception, nullptr);
+    EXPECT_TRUE(ThrowsNew<Brenk::ArgumentNullException>([] { VirtualGateway::IsEventMessageType(nullptr); }));
 }
 
 TEST_F(EventsTest, AnEventFromTheSocketReachesTheCallbackOnTheReadThreadWithItsDataAsHexadecimal) {

@@ -10,24 +10,10 @@
 namespace Testing {
 namespace {
 
-using Brenk::ArgumentNullException;
-
-// Whether making a gateway throws a pointer to a new exception of this type.
-template <typename Exception, typename... Arguments>
-bool Throws(Arguments... arguments) {
-    try {
-        const VirtualGateway gateway(arguments...);
-    } catch (std::exception* thrown) {
-        const std::unique_ptr<std::exception> exception(thrown);
-        return dynamic_cast<Exception*>(thrown) != nullptr;
-    }
-    return false;
-}
-
 TEST(VirtualGatewayConstruction, AnEmptyAddressOrPort0Throws) {
-    EXPECT_TRUE(Throws<Brenk::NullObjectException>(""));
-    EXPECT_TRUE(Throws<Brenk::NullObjectException>("", 0U));
-    EXPECT_TRUE(Throws<Brenk::InvalidArgumentException>("127.0.0.1", 0U));
+    EXPECT_TRUE(ThrowsNew<Brenk::NullObjectException>([] { const VirtualGateway gateway(""); }));
+    EXPECT_TRUE(ThrowsNew<Brenk::NullObjectException>([] { const VirtualGateway gateway("", 0U); }));
+    EXPECT_TRUE(ThrowsNew<Brenk::InvalidArgumentException>([] { const VirtualGateway gateway("127.0.0.1", 0U); }));
 }
 
 TEST(VirtualGatewayConstruction, WithoutAPortItConnectsTo2101) {
@@ -195,13 +181,7 @@ TEST(VirtualGatewaySetUp, WithoutAnOwnerARefreshAtTheConnectIsRefusedThoughTheGa
     FakeGateway fake;
     fake.Listen();
     VirtualGateway gateway("127.0.0.1", fake.Port());
-    std::unique_ptr<ArgumentNullException> refused;
-    try {
-        gateway.Connect(true);
-    } catch (ArgumentNullException* exception) {
-        refused.reset(exception);
-    }
-    EXPECT_NE(refused, nullptr);
+    EXPECT_TRUE(ThrowsNew<Brenk::ArgumentNullException>([&] { gateway.Connect(true); }));
     EXPECT_EQ(gateway.Status(), CONNECTED);
     EXPECT_TRUE(gateway.Disconnect());
 }

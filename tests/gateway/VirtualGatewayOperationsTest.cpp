@@ -139,8 +139,7 @@ class OperationStatusTest : public GatewayTest {
     std::vector<CapturedLog::Line> LinesOf(const OperationCase& tested, bool expected) {
         const std::size_t before = log_.Lines().size();
         EXPECT_EQ(tested.call(*gateway_, Context(1)), expected) << tested.name;
-        const auto lines = log_.Lines();
-        return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()};
+        return log_.LinesBehind(before);
     }
 
     void ExpectNothingButItsOwnLines(const OperationCase& tested, bool isFaulted) {
@@ -162,13 +161,7 @@ class OperationStatusTest : public GatewayTest {
 
 TEST_F(OperationStatusTest, WithoutAContextEachThrowsAndQueuesNothing) {
     for (const OperationCase& tested : kOperations) {
-        std::unique_ptr<Brenk::ArgumentNullException> exception;
-        try {
-            tested.call(*gateway_, nullptr);
-        } catch (Brenk::ArgumentNullException* thrown) {
-            exception.reset(thrown);
-        }
-        EXPECT_NE(exception, nullptr) << tested.name;
+        EXPECT_TRUE(ThrowsNew<Brenk::ArgumentNullException>([&] { tested.call(*gateway_, nullptr); })) << tested.name;
     }
     EXPECT_FALSE(log_.Holds(plog::verbose, "RequestInfo built."));
 }

@@ -16,18 +16,6 @@ constexpr const char* kPushedText = "RequestInfo pushed to messagesQueue.";
 constexpr const char* kKeepAliveText = "Enquequing keep alive Get status.";
 constexpr const char* kFreedText = "Internal request message set. Deallocate message memory.";
 
-// Whether `call` throws a new ArgumentNullException; it is freed.
-template <typename Call>
-bool ThrowsArgumentNull(Call call) {
-    try {
-        call();
-    } catch (Brenk::ArgumentNullException* thrown) {
-        const std::unique_ptr<Brenk::ArgumentNullException> exception(thrown);
-        return true;
-    }
-    return false;
-}
-
 using QueueTest = GatewayTest;
 
 class QueueWithoutBuilderTest : public GatewayTest {
@@ -41,14 +29,16 @@ class QueueOfRefusingBuilderTest : public GatewayTest {
 };
 
 TEST_F(QueueTest, ANullMessageOrContextThrowsAndTheMessageStaysTheCallers) {
-    EXPECT_TRUE(ThrowsArgumentNull([&] { gateway_->EnqueueMessage("request-1", nullptr, nullptr); }));
+    EXPECT_TRUE(
+        ThrowsNew<Brenk::ArgumentNullException>([&] { gateway_->EnqueueMessage("request-1", nullptr, nullptr); }));
     EXPECT_EQ(log_.Count(plog::error, "Message is nullptr"), 1);
     const std::unique_ptr<BrenkMessage> message = builder_->BuildGetStatus(5);
-    EXPECT_TRUE(ThrowsArgumentNull([&] { gateway_->EnqueueMessage("request-1", message.get(), nullptr); }));
+    EXPECT_TRUE(ThrowsNew<Brenk::ArgumentNullException>(
+        [&] { gateway_->EnqueueMessage("request-1", message.get(), nullptr); }));
     EXPECT_EQ(message->DeviceAddress(), 5U);
     EXPECT_FALSE(log_.Holds(plog::verbose, kBuiltText));
     gateway_->SetOwner(Owner::Callbacks(nullptr));
-    EXPECT_TRUE(ThrowsArgumentNull([&] { gateway_->EnqueueRefreshSequenceCounter(); }));
+    EXPECT_TRUE(ThrowsNew<Brenk::ArgumentNullException>([&] { gateway_->EnqueueRefreshSequenceCounter(); }));
 }
 
 TEST_F(QueueTest, AMessageWhoseLockCannotBeTakenIsNotQueuedAndStaysTheCallers) {

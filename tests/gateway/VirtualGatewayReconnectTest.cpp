@@ -23,16 +23,6 @@ const StateSteps kOneReconnectAfterAnError = {
 
 class ReconnectTest : public GatewayTest {
   protected:
-    // As the Mux does: reconnects on the thread that reports the fault.
-    void ReconnectWhenFaulted() {
-        owner_.onStateChanged = [](const StateChange& change) {
-            if (change.to == FAULTED) {
-                change.gateway->Disconnect();
-                change.gateway->Connect(false);
-            }
-        };
-    }
-
     // Fails unless requests and events go through the connection.
     void ExpectWorking(FakeConnection& connection) {
         connection.Send(EventFrame(14, {0x01}));

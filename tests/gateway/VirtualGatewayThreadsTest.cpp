@@ -177,12 +177,7 @@ TEST_F(ThreadsTest, ARequestIsAddedToTheWaitingOnesWhileAnAnswerIsLookedUpInThem
 
 // Everything at once, for the race and memory checkers.
 TEST_F(ThreadsTest, OperationsFromManyThreadsGoOnWhileConnectionsComeAndGo) {
-    owner_.onStateChanged = [](const StateChange& change) {
-        if (change.to == FAULTED) {
-            change.gateway->Disconnect();
-            change.gateway->Connect(false);
-        }
-    };
+    ReconnectWhenFaulted();
     ASSERT_NO_FATAL_FAILURE(ConnectReady());
     StartSending();
     std::atomic<bool> stopped{false};
