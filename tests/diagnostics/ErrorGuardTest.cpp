@@ -3,8 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "tests/support/Threads.h"
 
 namespace Diagnostics {
 namespace {
@@ -60,18 +61,12 @@ TEST(ErrorGuard, ReportsOfManyThreadsAreAllCounted) {
     constexpr int kThreads = 4;
     constexpr std::uint32_t kReports = 1000;
     ErrorGuard guard;
-    std::vector<std::thread> threads;
-    for (int index = 0; index < kThreads; ++index) {
-        threads.emplace_back([&guard] {
-            for (std::uint32_t report = 0; report < kReports; ++report) {
-                guard.Report(ErrorKind::kSocket);
-                guard.Report(ErrorKind::kConnection);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Testing::OnThreads(kThreads, [&guard](int) {
+        for (std::uint32_t report = 0; report < kReports; ++report) {
+            guard.Report(ErrorKind::kSocket);
+            guard.Report(ErrorKind::kConnection);
+        }
+    });
     EXPECT_EQ(guard.FirstCounter(), kThreads * kReports);
     EXPECT_EQ(guard.SecondCounter(), kThreads * kReports);
 }

@@ -1,15 +1,11 @@
 #include "diagnostics/LogOutputs.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plog/Formatters/TxtFormatter.h>
 #include <plog/Record.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -17,6 +13,7 @@
 #include <thread>
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
 
@@ -75,27 +72,6 @@ TEST(LogOutputs, LinesOfSeveralThreadsStayWholeAndAreInOneOrder) {
     EXPECT_TRUE(text == "\xEF\xBB\xBF" + result.output);
 }
 
-TEST(LogOutputs, TheNoticeOfMissingLinesIsALineLikeTheOthers) {
-    const Testing::TemporaryFolder folder;
-    const std::string pipe = (folder.Path() / "pipe").string();
-    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
-    LogOutputs outputs(false);
-    outputs.AddDevice(LineTarget::File(pipe, -1));
-    Write(outputs, "first");
-    const auto stalled = std::chrono::steady_clock::now() + std::chrono::milliseconds(1200);
-    ASSERT_TRUE(Testing::WaitUntil([&] { return std::chrono::steady_clock::now() > stalled; }));
-    Write(outputs, "lost");
-    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
-    Write(outputs, "last");
-    outputs.Flush(std::chrono::seconds(30));
-    std::string text(4096, ' ');
-    text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, text.data(), text.size()), 0)));
-    close(reader);
-    EXPECT_THAT(text, testing::ContainsRegex("\\] first\n[-0-9]+ [:.0-9]+ WARN  .*static std::string "
-                                             "Diagnostics::LogOutputs::NoticeOfMissing.* Output was blocked\\. 1 lines "
-                                             "are missing here\\.\n.*\\] last\n$"));
-}
-
 constexpr std::size_t kSmallest = 1000;
 
 // Writes lines until they are in the file again.
@@ -148,17 +124,14 @@ TEST(LogOutputs, ALineThatWasWrittenInPartIsEndedBeforeTheNext) {
         LogOutputs outputs(false);
         outputs.AddFile("mux.log", kPlenty, 2);
         Write(outputs, "first");
-        rlimit limit = {};
-        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-        limit.rlim_cur = static_cast<rlim_t>(std::filesystem::file_size("mux.log") + 10);
-        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        Testing::ResourceLimit limit(RLIMIT_FSIZE);
+        EXPECT_TRUE(limit.Set(static_cast<rlim_t>(std::filesystem::file_size("mux.log") + 10)));
         const auto found = std::chrono::steady_clock::now() + std::chrono::milliseconds(2300);
         while (std::chrono::steady_clock::now() < found) {
             Write(outputs, "on the console only");
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
-        limit.rlim_cur = limit.rlim_max;
-        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        EXPECT_TRUE(limit.Set(limit.Hard()));
         WriteUntilTheFileHasThem(outputs, folder, "mux.log");
         Write(outputs, "last");
     });

@@ -8,10 +8,10 @@
 #include <limits>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "diagnostics/Log.h"
+#include "tests/support/Threads.h"
 
 namespace Diagnostics {
 namespace {
@@ -125,20 +125,14 @@ TEST(LogRecord, DoesNotKeepTheMemoryOfALongText) {
 TEST(LogRecord, IsSharedByNoTwoThreadsAtTheSameTime) {
     constexpr int kThreads = 8;
     constexpr int kTurns = 5000;
-    std::vector<std::thread> threads;
-    for (int number = 0; number < kThreads; ++number) {
-        threads.emplace_back([number] {
-            const std::string own(30, static_cast<char>('a' + number));
-            for (int turn = 0; turn < kTurns; ++turn) {
-                const LogRecordPointer record = TakeRecord();
-                record->Text() = own;
-                ASSERT_EQ(record->Text(), own);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Testing::OnThreads(kThreads, [](int number) {
+        const std::string own(30, static_cast<char>('a' + number));
+        for (int turn = 0; turn < kTurns; ++turn) {
+            const LogRecordPointer record = TakeRecord();
+            record->Text() = own;
+            ASSERT_EQ(record->Text(), own);
+        }
+    });
 }
 
 }  // namespace

@@ -28,6 +28,7 @@
 
 #include "diagnostics/ProcessEnd.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WaitUntil.h"
 
@@ -167,12 +168,9 @@ void ExpectThatNobodyWaits(Channel::Maker make, TargetMaker target = LineTarget:
 
 // As for a terminal or a pipe of another user.
 LineTarget ConsoleThatCannotBeOpenedOnceMore(int descriptor) {
-    rlimit before = {};
-    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit nothingMore = {0, before.rlim_max};
-    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &nothingMore), 0);
+    Testing::ResourceLimit nothingMore(RLIMIT_NOFILE);
+    EXPECT_TRUE(nothingMore.Set(0));
     LineTarget target = LineTarget::Console(descriptor);
-    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_EQ(target.Descriptor(), descriptor);
     return target;
 }

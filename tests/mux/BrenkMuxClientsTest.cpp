@@ -19,6 +19,7 @@
 #include "tests/support/FakeGateway.h"
 #include "tests/support/LoopbackSocket.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/WaitUntil.h"
 
 using Testing::CapturedLog;
@@ -101,20 +102,6 @@ class BrenkMuxClients : public testing::Test {
     Testing::TestMux mux{port.Number()};
 };
 
-TEST_F(BrenkMuxClients, EachClientGetsItsOwnAnswers) {
-    mux.Start();
-    MuxClient first = ConnectedClient();
-    MuxClient second = ConnectedClient();
-    for (int count = 0; count < 10; ++count) {
-        first.Send(Request(10, "first " + std::to_string(count), Testing::LockData()));
-        second.Send(Request(10, "second " + std::to_string(count), Testing::LockData()));
-    }
-    for (int count = 0; count < 10; ++count) {
-        EXPECT_EQ(first.Receive(), RequestNack("first " + std::to_string(count)));
-        EXPECT_EQ(second.Receive(), RequestNack("second " + std::to_string(count)));
-    }
-}
-
 TEST_F(BrenkMuxClients, AnEventGoesToTheClientsInTheOrderInWhichTheyCame) {
     StartWithGateway();
     std::vector<MuxClient> clients;
@@ -163,31 +150,6 @@ TEST_F(BrenkMuxClients, AnEventForAClientThatHasGoneNeverReachesTheNewcomerWithI
     ExpectGivenUp("event", descriptor, *newcomer);
 }
 
-TEST_F(BrenkMuxClients, AClientThatHasGoneHoldsUpTheOthersOnlyForItsAttempts) {
-    mux.Start();
-    MuxClient client = ConnectedClient();
-    mux.TakeIn(Request(99, "m1"), 999);
-    client.Send(Request(99, "m2"));
-    EXPECT_EQ(client.Receive(), RequestNack("m2"));
-}
-
-// While it lives, the process may open only so many descriptors more.
-class DescriptorLimit {
-  public:
-    explicit DescriptorLimit(rlim_t count) {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit limit = before_;
-        limit.rlim_cur = static_cast<rlim_t>(LoopbackSocket().Descriptor()) + count;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &before_); }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-
-  private:
-    rlimit before_ = {};
-};
-
 class CrowdedBrenkMux : public BrenkMuxClients {
   protected:
     // Connects clients until one is turned away, lets them all go again and returns how many were not.
@@ -208,6 +170,10 @@ class CrowdedBrenkMux : public BrenkMuxClients {
         return places;
     }
 
+    // The process may open only so many descriptors more.
+    void Allow(rlim_t count) { ASSERT_TRUE(limit.Set(static_cast<rlim_t>(LoopbackSocket().Descriptor()) + count)); }
+
+    Testing::ResourceLimit limit{RLIMIT_NOFILE};
     const ReservedPort nobody;
     const std::string fewLeft = "There is room for ";
 };
@@ -215,7 +181,7 @@ class CrowdedBrenkMux : public BrenkMuxClients {
 // The gateways thread is held behind its first attempt: gateways that are not connected yet must find room to be.
 TEST_F(CrowdedBrenkMux, HasFewerPlacesForClientsOnceAConfigurationHasBroughtItGateways) {
     constexpr int kGateways = 20;
-    const DescriptorLimit limit(120);
+    ASSERT_NO_FATAL_FAILURE(Allow(120));
     mux.Start();
     const int places = PlacesForClients();
     EXPECT_FALSE(log.Holds(plog::warning, fewLeft)) << log.Text();
@@ -231,7 +197,7 @@ TEST_F(CrowdedBrenkMux, HasFewerPlacesForClientsOnceAConfigurationHasBroughtItGa
 
 // No gateway is ever connected, so all keep their descriptor.
 TEST_F(CrowdedBrenkMux, SaysWhenItsGatewaysLeaveFewDescriptorsForClients) {
-    const DescriptorLimit limit(60);
+    ASSERT_NO_FATAL_FAILURE(Allow(60));
     mux.ParseConfiguration(ConfigurationText(std::vector<int>(60, nobody.Number())));
     mux.Start();
     EXPECT_TRUE(

@@ -4,17 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "mux/BrenkMux.h"
 #include "tests/mux/TestMux.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/Threads.h"
 
 using Testing::ConfigurationText;
 using Testing::LockData;
+using Testing::OnThreads;
 using Testing::Request;
 using Testing::ReservedPort;
 using Testing::TestMux;
@@ -24,28 +24,17 @@ namespace {
 
 constexpr int kRounds = 200;
 
-// Runs all actions side by side and waits for their end.
-void RunTogether(const std::vector<std::function<void()>>& actions) {
-    std::vector<std::thread> threads;
-    for (const auto& action : actions) {
-        threads.emplace_back(action);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
-
 class BrenkMuxConcurrency : public testing::Test {
   protected:
     BrenkMuxConcurrency() { mux.ParseConfiguration(ConfigurationText({port.Number()})); }
 
-    // A client's thread: requests whose IDs begin with `name`.
-    std::function<void()> Requests(const std::string& name, int gatewayID) {
-        return [this, name, gatewayID] {
+    // What so many clients send at the same time. The IDs of the first one's requests are "0 0", "0 1" and so on.
+    void TakeInRequests(int clients, int gatewayID) {
+        OnThreads(clients, [this, gatewayID](int client) {
             for (int round = 0; round < kRounds; ++round) {
-                mux.TakeIn(Request(22, name + std::to_string(round), LockData(gatewayID)));
+                mux.TakeIn(Request(22, std::to_string(client) + " " + std::to_string(round), LockData(gatewayID)));
             }
-        };
+        });
     }
 
     const ReservedPort port;
@@ -59,7 +48,7 @@ TEST_F(BrenkMuxConcurrency, LosesNoRequestWhileClientsAddAndTheGatewaysThreadTak
             mux.PopNextMessage();
         }
     });
-    RunTogether({Requests("a", 9), Requests("b", 9), Requests("c", 9)});
+    TakeInRequests(3, 9);
     done = true;
     gateways.join();
     EXPECT_EQ(mux.AnswerCount(), 3U * kRounds);
@@ -77,12 +66,12 @@ TEST_F(BrenkMuxConcurrency, AnswersEachRequestOnceWhileGatewaysAnswerAndRequests
     std::thread readThread([&] {
         while (!handedOn || mux.PendingCount() != 0) {
             for (int round = 0; round < kRounds; ++round) {
-                mux.AnswerFromGateway("a" + std::to_string(round), 0);
-                mux.AnswerFromGateway("b" + std::to_string(round), 8);
+                mux.AnswerFromGateway("0 " + std::to_string(round), 0);
+                mux.AnswerFromGateway("1 " + std::to_string(round), 8);
             }
         }
     });
-    RunTogether({Requests("a", 1), Requests("b", 1)});
+    TakeInRequests(2, 1);
     done = true;
     gateways.join();
     handedOn = true;
@@ -104,7 +93,7 @@ TEST_F(BrenkMuxConcurrency, DeliversWhileAnswersAreAdded) {
             mux.SendMessageToClientIfAvailable();
         }
     };
-    RunTogether({add, add, deliver});
+    OnThreads(3, [&](int thread) { thread < 2 ? add() : deliver(); });
     EXPECT_EQ(mux.AnswerCount(), 0U);
 }
 

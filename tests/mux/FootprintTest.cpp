@@ -9,10 +9,10 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "mux/ProcessSetUp.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Threads.h"
 
 namespace Mux {
 namespace {
@@ -44,13 +44,9 @@ int Arenas() {
 // Four threads that all hold memory at the same time.
 int ArenasOfFourThreads() {
     std::array<std::unique_ptr<std::string>, 4> held;
-    std::vector<std::thread> threads;
-    for (auto& text : held) {
-        threads.emplace_back([&text] { text = std::make_unique<std::string>(1000, 'x'); });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Testing::OnThreads(4, [&held](int number) {
+        held.at(static_cast<std::size_t>(number)) = std::make_unique<std::string>(1000, 'x');
+    });
     return Arenas();
 }
 

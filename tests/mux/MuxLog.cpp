@@ -62,8 +62,7 @@ void MuxLog::Expect(const Steps& steps) const {
 }
 
 std::vector<CapturedLog::Line> MuxLog::Lines() const {
-    std::vector<CapturedLog::Line> lines = log_.Lines();
-    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(begin_));
+    std::vector<CapturedLog::Line> lines = log_.LinesBehind(begin_);
     lines.erase(std::remove_if(lines.begin(), lines.end(),
                                [](const CapturedLog::Line& line) { return !IsOfTheMux(line.second); }),
                 lines.end());

@@ -72,7 +72,7 @@ class SignalRegistration : public testing::Test {
     }
 
   private:
-    const std::vector<int> kSignals = {SIGQUIT, SIGHUP, SIGABRT, SIGSEGV, SIGBUS, SIGINT, SIGTERM};
+    const std::vector<int> kSignals = {SIGQUIT, SIGHUP, SIGABRT, SIGSEGV, SIGBUS};
     std::vector<struct sigaction> before_;
 };
 
@@ -88,18 +88,6 @@ TEST_F(SignalRegistration, AsksForSixSignalsInTheirOrderEachBlockingThoseBeforeI
                                                 Registration{6, handler, 0, {3, 1, 9, 6}},
                                                 Registration{11, handler, 0, {3, 1, 9, 6, 11}},
                                                 Registration{7, handler, 0, {3, 1, 9, 6, 11, 7}}));
-    }
-}
-
-TEST_F(SignalRegistration, LeavesKillInterruptAndTerminateWithTheirDefaultAction) {
-    // A shell has what it starts in the background ignore the interrupt.
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
-    RegisterSignalHandlers();
-    for (const int signalNumber : {SIGKILL, SIGINT, SIGTERM}) {
-        struct sigaction action = {};
-        EXPECT_EQ(sigaction(signalNumber, nullptr, &action), 0);
-        EXPECT_EQ(action.sa_handler, SIG_DFL) << signalNumber;
     }
 }
 
