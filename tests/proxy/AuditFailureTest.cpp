@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <atomic>
 
@@ -10,6 +9,7 @@
 #include "tests/proxy/AuditKit.h"
 #include "tests/proxy/HostCalls.h"
 #include "tests/support/Process.h"
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/WaitUntil.h"
 
 namespace MuxProxy {
@@ -23,19 +23,8 @@ using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
 // While it lives, no file of this process can grow beyond this size.
-class FullDisk {
-  public:
-    explicit FullDisk(rlim_t bytes) {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit full = {bytes, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &full);
-    }
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-  private:
-    rlimit before_{};
+struct FullDisk : Testing::ResourceLimit {
+    explicit FullDisk(rlim_t bytes) : ResourceLimit(RLIMIT_FSIZE) { Set(bytes); }
 };
 
 struct AuditFailureTest : testing::Test {

@@ -49,9 +49,7 @@ TEST(BookSilence, IsWhatTheBookSays) {
     for (const Example& example : ClientBook().OfKind("silent")) {
         client.Send(example.text);
     }
-    const std::time_t from = std::time(nullptr);
-    client.Send(R"({"MessageID":"next","MessageCode":3})");
-    ExpectMessage(client.Receive(), "next", Refusal(), from);
+    ExpectServed(client);
     EXPECT_EQ(system.Gateway().ReceivedFrames().size(), MuxSystem::kFramesAtStart);
 }
 

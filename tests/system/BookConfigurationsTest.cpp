@@ -4,11 +4,11 @@
 
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/system/support/BookExamples.h"
+#include "tests/system/support/CrashLog.h"
 #include "tests/system/support/Exchange.h"
 #include "tests/system/support/FakeDumpTool.h"
 #include "tests/system/support/MuxSystem.h"
@@ -21,10 +21,6 @@ using Documents::Example;
 
 constexpr const char* kRequestText = R"({"MessageID":"a","MessageCode":14,"Data":{"gatewayID":1,"lockID":5}})";
 
-std::vector<std::string> Arguments(const Testing::ReservedPort& port, const std::string& file) {
-    return {"--port", "--port=" + std::to_string(port.Number()), "--configFile", file};
-}
-
 TEST(BookConfigurations, WorkWithTheGatewayThatTheyName) {
     Simulator::SimulatorOptions options;
     options.locks = {5};
@@ -36,7 +32,7 @@ TEST(BookConfigurations, WorkWithTheGatewayThatTheyName) {
             Replace(Replace(example.text, "192.168.1.20", "127.0.0.1"), "2101", std::to_string(gateway.Port()));
         const Testing::TemporaryFolder folder;
         const Testing::ReservedPort port;
-        MuxProcess mux(Arguments(port, folder.Write("mux.json", here)));
+        MuxProcess mux(ListeningOn(port, {"--configFile", folder.Write("mux.json", here)}));
         ASSERT_TRUE(mux.WaitFor("to state READY"));
         ASSERT_TRUE(gateway.WaitForFrames(MuxSystem::kFramesAtStart, kDeadline));
         TestClient client(port.Number());
@@ -53,7 +49,7 @@ void ExpectLog(const Example& example) {
     ASSERT_NE(log, nullptr);
     const Testing::TemporaryFolder folder;
     const Testing::ReservedPort port;
-    MuxProcess mux(Arguments(port, folder.Write("mux.json", example.text)));
+    MuxProcess mux(ListeningOn(port, {"--configFile", folder.Write("mux.json", example.text)}));
     std::istringstream lines(log->text);
     for (std::string line; std::getline(lines, line);) {
         EXPECT_TRUE(mux.WaitFor(line)) << line;
@@ -76,8 +72,9 @@ TEST(BookConfigurations, ThatAreFatalEndTheProcessAtItsStart) {
         const FakeDumpTool tool;
         const Testing::TemporaryFolder folder;
         const Testing::ReservedPort port;
-        MuxProcess mux(Arguments(port, folder.Write("mux.json", example.text)), tool.Environment());
+        MuxProcess mux(ListeningOn(port, {"--configFile", folder.Write("mux.json", example.text)}), tool.Environment());
         EXPECT_EQ(mux.WaitForEnd(), "status 255");
+        ExpectCrashLog(mux, tool);
         EXPECT_EQ(mux.Count("Main thread spawned."), 0U);
     });
 }

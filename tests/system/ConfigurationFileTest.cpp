@@ -47,7 +47,7 @@ const std::vector<FileRow> kWithoutGateways = {
 // Runs on, and refuses every request.
 void ExpectNoGateways(const std::string& file, const ExpectedLine& logged) {
     const Testing::ReservedPort port;
-    MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", file});
+    MuxProcess mux(ListeningOn(port, {"--configFile", file}));
     TestClient client(port.Number());
     const std::time_t from = std::time(nullptr);
     client.Send(R"({"MessageID":"a","MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})");
@@ -93,7 +93,7 @@ TEST(ConfigurationFile, OfMoreThan64MebibytesCannotBeRead) {
 
 TEST(ConfigurationFile, WithoutAnEndCannotBeReadAndTakesLittleMemory) {
     const Testing::ReservedPort port;
-    MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", "/dev/zero"});
+    MuxProcess mux(ListeningOn(port, {"--configFile", "/dev/zero"}));
     ASSERT_TRUE(mux.WaitFor("Cannot read configuration JSON data from file /dev/zero"));
     ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
     if (!kIsSanitized) {
@@ -106,7 +106,7 @@ TEST(ConfigurationFile, ThatIsAPipeIsRead) {
     const std::string pipe = (folder.Path() / "pipe").string();
     ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
     const Testing::ReservedPort port;
-    MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", pipe});
+    MuxProcess mux(ListeningOn(port, {"--configFile", pipe}));
     std::ofstream(pipe) << R"({"Enabled":false})";
     EXPECT_TRUE(mux.WaitFor(kNotEnabled));
 }

@@ -15,19 +15,14 @@
 
 #include "tests/support/ReservedPort.h"
 #include "tests/support/WaitUntil.h"
+#include "tests/system/support/Exchange.h"
 #include "tests/system/support/MuxProcess.h"
-#include "tests/system/support/TestClient.h"
 
 namespace SystemTest {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
-
-void Ask(TestClient& client) {
-    client.Send(R"({"MessageID":"a","MessageCode":3})");
-    ASSERT_NE(client.Receive().find("Error in request"), std::string::npos);
-}
 
 // Lines without what a terminal and the start of a file add.
 std::vector<std::string> LinesOf(const std::string& content) {
@@ -97,12 +92,12 @@ const std::map<std::string, Dead> kDead = {
 void AskForAWhile(std::uint16_t port) {
     TestClient client(port);
     for (int request = 0; request < 5; ++request) {
-        ASSERT_NO_FATAL_FAILURE(Ask(client));
+        ExpectServed(client);
     }
     const Clock::time_point end = Clock::now() + milliseconds(1500);
     ASSERT_TRUE(Testing::WaitUntil([&] { return Clock::now() > end; }));
     for (int request = 0; request < 5; ++request) {
-        ASSERT_NO_FATAL_FAILURE(Ask(client));
+        ExpectServed(client);
     }
 }
 
@@ -110,14 +105,14 @@ TEST(Console, ThatTakesNothingStopsNobodyAndTheFileHasEveryLine) {
     for (const auto& [name, dead] : kDead) {
         SCOPED_TRACE(name);
         const Testing::ReservedPort port;
-        MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, dead.console);
+        MuxProcess mux(ListeningOn(port, {"--verbose"}), {}, dead.console);
         ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
         dead.stop(mux);
         ASSERT_NO_FATAL_FAILURE(AskForAWhile(port.Number()));
         dead.goOn(mux);
         ASSERT_TRUE(mux.WaitFor("lines are missing here."));
         TestClient client(port.Number());
-        ASSERT_NO_FATAL_FAILURE(Ask(client));
+        ExpectServed(client);
         mux.Signal(SIGQUIT);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
         ExpectLinesBut(LinesOf(mux.Output()), LoggedLines(mux.Folder()));
@@ -129,7 +124,7 @@ TEST(Console, ThatTakesNothingKeepsNoEndingWaiting) {
     for (const auto& [name, dead] : kDead) {
         SCOPED_TRACE(name);
         const Testing::ReservedPort port;
-        MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, dead.console);
+        MuxProcess mux(ListeningOn(port, {"--verbose"}), {}, dead.console);
         ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
         dead.stop(mux);
         ASSERT_NO_FATAL_FAILURE(AskForAWhile(port.Number()));
@@ -152,10 +147,10 @@ TEST(Console, OfATerminalIsShownControlCharactersAsHexadecimal) {
     const std::string shown = R"(\x1B[2J\x1B]0;title\x07\x05\x7F\xC2\x9B5n)";
     for (const auto console : {Console::kTerminal, Console::kPipe}) {
         const Testing::ReservedPort port;
-        MuxProcess mux({"--verbose", "--port", "--port=" + std::to_string(port.Number())}, {}, console);
+        MuxProcess mux(ListeningOn(port, {"--verbose"}), {}, console);
         TestClient client(port.Number());
         client.Send(R"({"MessageID":"a","MessageCode":3,"Note":")" + harmful + R"("})");
-        ASSERT_NO_FATAL_FAILURE(Ask(client));
+        ExpectServed(client);
         mux.Signal(SIGQUIT);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
         const bool isTerminal = console == Console::kTerminal;

@@ -79,9 +79,7 @@ TEST(Delivery, IsToTheClientThatAsked) {
     ExchangeRunner runner(system);
     TestClient other = system.NewClient();
     runner.Run({kRequest, kRequest});
-    const std::time_t from = std::time(nullptr);
-    other.Send(R"({"MessageID":"other","MessageCode":3})");
-    ExpectMessage(other.Receive(), "other", Refusal(), from);
+    ExpectServed(other, "other");
 }
 
 // The older request keeps its place, the newer one is done by the gateway and never answered.
@@ -105,8 +103,7 @@ TEST(Delivery, OfTwoPendingRequestsWithOneMessageIdIsToTheOlderOne) {
     ASSERT_TRUE(
         system.Mux().WaitFor("Received a message from Virtual Gateway with ID twin that is not in the requests "
                              "list."));
-    newer.Send(R"({"MessageID":"next","MessageCode":3})");
-    ExpectMessage(newer.Receive(), "next", Refusal(), from);
+    ExpectServed(newer, "next");
 }
 
 const std::string kNotTaken = "Cannot send data to server socketResource temporarily unavailableSocket ";
@@ -124,9 +121,7 @@ std::chrono::milliseconds LongestWait(TestClient& client, int requests) {
     std::chrono::milliseconds longest{0};
     for (int number = 0; number < requests; ++number) {
         const auto begin = std::chrono::steady_clock::now();
-        const std::time_t from = std::time(nullptr);
-        client.Send(R"({"MessageID":"other","MessageCode":3})");
-        ExpectMessage(client.Receive(), "other", Refusal(), from);
+        ExpectServed(client, "other");
         longest = std::max(
             longest, std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin));
     }
@@ -137,9 +132,7 @@ std::chrono::milliseconds LongestWait(TestClient& client, int requests) {
 TEST(Delivery, ToAClientThatDoesNotReadEndsThatClientAndTheOthersGoOn) {
     constexpr std::size_t kRequests = 12;
     constexpr std::size_t kBytes = 60000;
-    SystemSetup setup;
-    setup.arguments = {};
-    MuxSystem system(setup);
+    MuxSystem system(WithArguments({}));
     ExchangeRunner runner(system);
     TestClient other = system.NewClient();
     TestClient stalled = system.NewClient(TestClient::Buffers::kSmall);
@@ -162,9 +155,7 @@ TEST(Delivery, ToAClientThatDoesNotReadEndsThatClientAndTheOthersGoOn) {
 // While megabytes are due to some that never read and to one that reads a little now and then.
 TEST(Delivery, ToOthersWaitsForNobodyWhoDoesNotRead) {
     constexpr std::size_t kNotReading = 4;
-    SystemSetup setup = WithGateways({});
-    setup.arguments = {};
-    MuxSystem system(setup);
+    MuxSystem system(WithArguments({}, WithGateways({})));
     TestClient other = system.NewClient();
     std::vector<TestClient> notReading;
     for (std::size_t number = 0; number < kNotReading; ++number) {
@@ -184,9 +175,7 @@ TEST(Delivery, ToOthersWaitsForNobodyWhoDoesNotRead) {
     // behind all of these.
     const TestClient greedy = system.NewClient(TestClient::Buffers::kSmall);
     EXPECT_THROW(AskForMuch(greedy, 200, 60000), std::system_error) << "it was not closed";
-    const std::time_t from = std::time(nullptr);
-    other.Send(R"({"MessageID":"last","MessageCode":3})");
-    ExpectMessage(other.Receive(), "last", Refusal(), from);
+    ExpectServed(other, "last");
     ASSERT_TRUE(system.Mux().WaitFor("Sending message answer with ID last"));
     const std::size_t dropped = system.Mux().Count("I will delete the answer from queue.");
     const std::size_t failures = system.Mux().Count("Cannot send data to server socket");

@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/support/ResourceLimit.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ExchangeRunner.h"
 
@@ -36,44 +36,6 @@ bool AllowDescriptors(const MuxProcess& mux, rlim_t count) {
     limit.rlim_cur = count;
     return prlimit(mux.Id(), RLIMIT_NOFILE, &limit, nullptr) == 0;
 }
-
-// Lets this process have as many descriptors as it may, until the end of the test.
-class ManyDescriptors {
-  public:
-    ManyDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit all = before_;
-        all.rlim_cur = all.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &all);
-    }
-    ~ManyDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-    ManyDescriptors(const ManyDescriptors&) = delete;
-    ManyDescriptors& operator=(const ManyDescriptors&) = delete;
-
-    bool Suffice(rlim_t count) const { return before_.rlim_max >= count; }
-
-  private:
-    rlimit before_ = {};
-};
-
-// The limit of this process below which the Mux inherits its own to raise, until the end of the test.
-class UsualDescriptors {
-  public:
-    UsualDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit usual = before_;
-        usual.rlim_cur = std::min<rlim_t>(kHighest, before_.rlim_cur);
-        setrlimit(RLIMIT_NOFILE, &usual);
-    }
-    ~UsualDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-    UsualDescriptors(const UsualDescriptors&) = delete;
-    UsualDescriptors& operator=(const UsualDescriptors&) = delete;
-
-    bool MayBeRaisedTo(rlim_t count) const { return before_.rlim_max >= count; }
-
-  private:
-    rlimit before_ = {};
-};
 
 // The numbers that follow `text` in the log.
 std::vector<int> NumbersBehind(const MuxProcess& mux, const std::string& text) {
@@ -130,12 +92,6 @@ std::vector<TestClient> FillUp(const MuxSystem& system) {
     return clients;
 }
 
-void ExpectServed(TestClient& client) {
-    const std::time_t from = std::time(nullptr);
-    client.Send(R"({"MessageID":"served","MessageCode":3})");
-    ExpectMessage(client.Receive(), "served", Refusal(), from);
-}
-
 TEST(Descriptors, ThatRunOutTurnNewcomersAwayUntilPlacesAreFree) {
     constexpr int kAllowed = 64;
     constexpr int kReserve = 16;
@@ -186,9 +142,7 @@ TEST(Descriptors, ThatAreTooFewForEightClientsAreALineAtTheStart) {
     const std::string kFew = " clients only. The process is allowed too few file descriptors.";
     const MuxSystem few(WithDescriptors({}, {0, 16}));
     EXPECT_TRUE(few.Mux().WaitFor(kFew));
-    SystemSetup verbose;
-    verbose.arguments = {"--verbose"};
-    const MuxSystem enough(WithDescriptors(verbose, {0, 64}));
+    const MuxSystem enough(WithDescriptors(WithArguments({"--verbose"}), {0, 64}));
     ASSERT_TRUE(enough.Mux().WaitFor("All modules threads spawned."));
     EXPECT_EQ(enough.Mux().Count(kFew), 0U);
 }
@@ -221,13 +175,21 @@ TEST(Descriptors, OfWhichFewerAreAllowedThanThereAreClientsHoldUpTheClientsAndNo
     EXPECT_EQ(system.Mux().Count("Accept loop received a broken socket"), 0U);
 }
 
-TEST(Descriptors, ThatAreManyGiveNoClientANumberOf1024OrMore) {
+class ManyDescriptors : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (allowed.Hard() < 2000) {
+            GTEST_SKIP() << "this machine allows fewer than 2000 descriptors";
+        }
+        allowed.Set(allowed.Hard());
+    }
+
+    Testing::ResourceLimit allowed{RLIMIT_NOFILE};
+};
+
+TEST_F(ManyDescriptors, GiveNoClientANumberOf1024OrMore) {
     // All but a few of the numbers that a client may have are taken.
     constexpr int kTaken = kHighest - 25;
-    const ManyDescriptors allowed;
-    if (!allowed.Suffice(2000)) {
-        GTEST_SKIP() << "this machine allows fewer than 2000 descriptors";
-    }
     MuxSystem system(WithDescriptors({}, {kTaken, 0}));
     std::vector<TestClient> clients = FillUp(system);
     ASSERT_GE(clients.size(), 2U);
@@ -237,21 +199,15 @@ TEST(Descriptors, ThatAreManyGiveNoClientANumberOf1024OrMore) {
     ExpectServed(clients.back());
 }
 
-TEST(Descriptors, OfGatewaysAre1024OrMoreWhereThatIsAllowed) {
-    const UsualDescriptors allowed;
-    if (!allowed.MayBeRaisedTo(2000)) {
-        GTEST_SKIP() << "this machine allows fewer than 2000 descriptors";
-    }
+// The Mux raises the limit that it inherits.
+TEST_F(ManyDescriptors, GiveGatewaysNumbersOf1024OrMore) {
+    ASSERT_TRUE(allowed.Set(kHighest));
     const MuxSystem system(WithGateways({GatewaySetup{1}, GatewaySetup{2}, GatewaySetup{3}}));
     EXPECT_EQ(CountOpen(system.Mux(), kHighest, 2000), 3);
 }
 
-TEST(Descriptors, OfGatewaysMayBe1024OrMore) {
+TEST_F(ManyDescriptors, OfWhichTheLowestAreTakenServeGatewaysAndNoClient) {
     constexpr int kTaken = 1100;
-    const ManyDescriptors allowed;
-    if (!allowed.Suffice(2000)) {
-        GTEST_SKIP() << "this machine allows fewer than 2000 descriptors";
-    }
     MuxSystem system(WithDescriptors({}, {kTaken, 0}));
     RunCommands(system.Gateway(), "card 5 04A1B2C3");
     EXPECT_TRUE(system.Mux().WaitFor("READER EVENT."));

@@ -93,8 +93,7 @@ class EndingUnderLoad : public testing::TestWithParam<Ending> {};
 // Everything is logged, so that every thread of the Mux is inside the logger most of the time.
 TEST_P(EndingUnderLoad, HasItsExactStatus) {
     const FakeDumpTool tool;
-    SystemSetup setup = WithGateways({GatewaySetup{1}, GatewaySetup{2}});
-    setup.arguments = {"--verbose"};
+    SystemSetup setup = WithArguments({"--verbose"}, WithGateways({GatewaySetup{1}, GatewaySetup{2}}));
     setup.environment = tool.Environment();
     MuxSystem system(setup);
     TestClient first = system.NewClient();

@@ -69,8 +69,7 @@ void ExpectEvent(const std::string& received, const EventRow& row, int gatewayId
 }
 
 SystemSetup InTimeZone() {
-    SystemSetup setup = WithGateways({{1, {5, 70000, 65535}, 1000}, {-7, {5}, 1000}});
-    setup.arguments = {"--verbose"};
+    SystemSetup setup = WithArguments({"--verbose"}, WithGateways({{1, {5, 70000, 65535}, 1000}, {-7, {5}, 1000}}));
     setup.environment = {{"TZ", kTimeZone}};
     return setup;
 }

@@ -110,9 +110,7 @@ TEST(GatewayConnection, OnWhichTheCounterIsRefusedOnceBecomesReady) {
 }
 
 TEST(GatewayConnection, OnWhichNothingComesIsReadOnAfter11Seconds) {
-    SystemSetup setup;
-    setup.arguments = {"--verbose"};
-    MuxSystem system(setup);
+    MuxSystem system(WithArguments({"--verbose"}));
     EXPECT_TRUE(system.Mux().WaitFor("Nothing received within 11 seconds."));
     ExchangeRunner(system).Run({kRequest});
 }
@@ -183,7 +181,7 @@ void ExpectUnreachable(const UnreachableRow& row) {
         folder.Write("mux.json", R"({"Enabled":true,"Gateways":[{"ID":1,"IpAddress":"127.0.0.1","Port":)" +
                                      std::to_string(port) + "}]}");
     const Testing::ReservedPort listen;
-    MuxProcess mux({"--port", "--port=" + std::to_string(listen.Number()), "--configFile", file, "--verbose"});
+    MuxProcess mux(ListeningOn(listen, {"--configFile", file, "--verbose"}));
     ExpectEndForCriticalErrors(mux, std::string(row.text) + row.reason);
     ExpectInOrder(mux.Lines(), {{"ERROR", std::string(row.text) + row.reason},
                                 {"ERROR", GatewayLine(port, row.reason)},

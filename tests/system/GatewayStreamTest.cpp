@@ -28,9 +28,7 @@ Exchange Unanswered(const std::string& fault, const std::string& log) {
 }
 
 TEST(GatewayStream, FaultsThatAreOvercomeAtOnce) {
-    SystemSetup setup = WithGateways({GatewaySetup{1}, GatewaySetup{2}});
-    setup.arguments = {"--verbose"};
-    MuxSystem system(setup);
+    MuxSystem system(WithArguments({"--verbose"}, WithGateways({GatewaySetup{1}, GatewaySetup{2}})));
     const std::vector<Exchange> answered = {
         UnderFault("byte-by-byte 5"),
         UnderFault("byte-by-byte 60"),

@@ -36,8 +36,7 @@ Endings BySignals(const std::vector<int>& numbers) {
     Endings endings;
     for (const int number : numbers) {
         const FakeDumpTool tool;
-        SystemSetup setup;
-        setup.arguments = {};
+        SystemSetup setup = WithArguments({});
         setup.environment = tool.Environment();
         MuxSystem system(setup);
         system.Mux().Signal(number);
@@ -65,15 +64,13 @@ Endings ByAGatewayThatIsNotThere() {
     const Testing::ReservedPort port;
     const Testing::ReservedPort nobody;
     const Testing::TemporaryFolder folder;
-    MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile",
-                    folder.Write("mux.json", ConfigurationWithGateway(nobody.Number()))});
+    MuxProcess mux(
+        ListeningOn(port, {"--configFile", folder.Write("mux.json", ConfigurationWithGateway(nobody.Number()))}));
     return {EndOf(mux)};
 }
 
 Endings ByAConnectionThatIsReset() {
-    SystemSetup setup;
-    setup.arguments = {};
-    MuxSystem system(setup);
+    MuxSystem system(WithArguments({}));
     system.Gateway().ResetConnection();
     return {EndOf(system.Mux())};
 }

@@ -42,8 +42,8 @@ std::string OptionFault(int option, int number, int error) {
 // The gateways' connections are the sockets that name their protocol.
 const std::string kGatewaySocket = "socket/" + std::to_string(IPPROTO_TCP);
 
-SystemSetup With(const std::string& faults, SystemSetup setup = {}) {
-    setup.arguments = {"--verbose"};
+SystemSetup With(const std::string& faults, const SystemSetup& base = {}) {
+    SystemSetup setup = WithArguments({"--verbose"}, base);
     setup.environment = {{"LD_PRELOAD", HOST_FAULTS_LIBRARY}, {"MUX_TEST_FAIL", faults}};
     setup.waitsUntilQuiet = false;
     return setup;
@@ -57,12 +57,6 @@ void ExpectLines(const MuxProcess& mux, const Texts& texts) {
     for (const std::string& text : texts) {
         EXPECT_TRUE(mux.WaitFor(text)) << text;
     }
-}
-
-void ExpectRefusal(TestClient& client) {
-    const std::time_t from = std::time(nullptr);
-    client.Send(R"({"MessageID":"refused","MessageCode":3})");
-    ExpectMessage(client.Receive(), "refused", Refusal(), from);
 }
 
 // A gateway that has just become ready may still be asked for its counter, and then refuses a request.
@@ -123,7 +117,7 @@ void ExpectWithoutGateways(const FaultRow& row) {
     MuxSystem system(WithoutGateways(row.faults));
     if (row.ending == kGoesOn) {
         TestClient client = system.NewClient();
-        ExpectRefusal(client);
+        ExpectServed(client);
     } else {
         EXPECT_EQ(system.Mux().WaitForEnd(), row.ending);
     }
@@ -207,7 +201,7 @@ void ExpectADeafGateway(const FaultRow& row) {
     client.Send(Replace(Request(14), "@G", "1"));
     EXPECT_TRUE(system.Mux().WaitFor("Message correctly enqueued by Virtual Gateway."));
     ExpectLines(system.Mux(), row.lines);
-    ExpectRefusal(client);
+    ExpectServed(client);
     EXPECT_TRUE(system.Gateway().ReceivedFrames().empty());
 }
 
@@ -221,7 +215,7 @@ TEST(HostFault, OfAnAcceptShutsTheDoorToNewClientsOnly) {
     ExpectLines(system.Mux(), {"Accept loop received a broken socket on Accept() request. Error: Too many open files",
                                "Accept loop thread closing."});
     EXPECT_TRUE(Testing::WaitUntil([&] { return system.Mux().ListeningPorts().empty(); }, kDeadline));
-    ExpectRefusal(client);
+    ExpectServed(client);
 }
 
 TEST(HostFault, OfABacktracesNamesLeavesTheAddresses) {
@@ -256,7 +250,7 @@ void ExpectTheNextClientServed(const FaultRow& row) {
     const TestClient first = system.NewClient();
     first.Send(R"({"MessageID":"first","MessageCode":3})");
     TestClient next = system.NewClient();
-    ExpectRefusal(next);
+    ExpectServed(next);
     ExpectLines(system.Mux(), row.lines);
 }
 
@@ -270,7 +264,7 @@ TEST(HostFault, OfMemoryForTheListOfClientsCostsTheReceiveLoopASecond) {
     const TestClient silent = system.NewClient();
     ASSERT_TRUE(system.Mux().WaitFor("Read select exits for timeout."));
     TestClient next = system.NewClient();
-    ExpectRefusal(next);
+    ExpectServed(next);
     ExpectLines(system.Mux(), {"Exception in the receive data loop: std::bad_alloc"});
 }
 
@@ -305,7 +299,7 @@ TEST(HostFault, OfMemoryCostsARequestOnItsWayToAGateway) {
     client.Send(Replace(Request(14), "@G", "1"));
     ExpectLines(system.Mux(), {"Exception throw in pop next message flow.", "Explicit release of mutex guards.",
                                "The exception was: std::bad_alloc"});
-    ExpectRefusal(client);
+    ExpectServed(client);
 }
 
 // What the end of a connection meets on the way to the next one.

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "tests/support/WaitUntil.h"
+#include "tests/system/support/Exchange.h"
 #include "tests/system/support/MuxSystem.h"
 #include "tests/system/support/SideBySide.h"
 
@@ -23,15 +24,6 @@ namespace SystemTest {
 namespace {
 
 constexpr const char* kDefaultLog = "smartlock_mux.log";
-
-std::vector<std::string> PortArguments(const Testing::ReservedPort& port) {
-    return {"--port", "--port=" + std::to_string(port.Number())};
-}
-
-std::vector<std::string> With(std::vector<std::string> arguments, const std::vector<std::string>& more) {
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
-}
 
 // The lines of a log file without the byte order mark at its start.
 std::vector<std::string> LinesInFile(std::string content) {
@@ -59,7 +51,7 @@ void EndWhenLogged(MuxProcess& mux, const Testing::TemporaryFolder& folder, cons
 
 TEST(LogFile, IsInTheWorkingDirectoryByDefaultAndHasWhatTheConsoleHas) {
     const Testing::ReservedPort port;
-    MuxProcess mux(PortArguments(port));
+    MuxProcess mux(ListeningOn(port));
     EndWhenLogged(mux, mux.Folder(), kDefaultLog);
     EXPECT_EQ(LinesInFile(mux.Folder().Read(kDefaultLog)), mux.Lines());
     EXPECT_GE(mux.Lines().size(), 10U);
@@ -69,7 +61,7 @@ TEST(LogFile, IsWhereTheOptionSays) {
     const Testing::ReservedPort port;
     const Testing::TemporaryFolder folder;
     const std::string file = (folder.Path() / "own.log").string();
-    MuxProcess mux(With(PortArguments(port), {"--logFile", file}));
+    MuxProcess mux(ListeningOn(port, {"--logFile", file}));
     EndWhenLogged(mux, folder, "own.log");
     EXPECT_EQ(LinesInFile(folder.Read("own.log")), mux.Lines());
     EXPECT_FALSE(std::filesystem::exists(mux.Folder().Path() / kDefaultLog));
@@ -77,23 +69,21 @@ TEST(LogFile, IsWhereTheOptionSays) {
 
 TEST(LogFile, ThatCannotBeOpenedIsNamedOnTheConsoleAndTheMuxRunsOn) {
     const Testing::ReservedPort port;
-    MuxProcess mux(With(PortArguments(port), {"--logFile", "/nonexistent/folder/mux.log"}));
+    MuxProcess mux(ListeningOn(port, {"--logFile", "/nonexistent/folder/mux.log"}));
     ASSERT_TRUE(mux.WaitFor("/nonexistent/folder/mux.log"));
     EXPECT_EQ(mux.Count("No such file or directory"), 1U);
     TestClient client(port.Number());
-    client.Send(R"({"MessageID":"a","MessageCode":3})");
-    EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+    ExpectServed(client);
 }
 
 TEST(LogFile, ThatIsALinkStaysOneAndItsTargetRolls) {
     const Testing::TemporaryFolder folder;
     std::filesystem::create_symlink("target.log", folder.Path() / "link.log");
     const Testing::ReservedPort port;
-    MuxProcess mux(With(PortArguments(port), {"--verbose", "--logFile", (folder.Path() / "link.log").string()}));
+    MuxProcess mux(ListeningOn(port, {"--verbose", "--logFile", (folder.Path() / "link.log").string()}));
     TestClient client(port.Number());
     for (int request = 0; request < 5; ++request) {
-        client.Send(R"({"MessageID":"a","MessageCode":3})");
-        ASSERT_NE(client.Receive().find("Error in request"), std::string::npos);
+        ExpectServed(client);
     }
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
@@ -108,8 +98,7 @@ void AskUntilItIsRead(std::uint16_t port, int reader) {
     std::string text;
     EXPECT_TRUE(Testing::WaitUntil(
         [&] {
-            client.Send(R"({"MessageID":"a","MessageCode":3})");
-            EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+            ExpectServed(client, "a");
             std::array<char, 65536> bytes = {};
             const ssize_t count = read(reader, bytes.data(), bytes.size());
             text.append(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
@@ -123,7 +112,7 @@ TEST(LogFile, ThatIsAPipeNeedsNoReaderAndIsWrittenToWhenThereIsOne) {
     const std::string pipe = (folder.Path() / "pipe").string();
     ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
     const Testing::ReservedPort port;
-    MuxProcess mux(With(PortArguments(port), {"--logFile", pipe}));
+    MuxProcess mux(ListeningOn(port, {"--logFile", pipe}));
     ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
     for (int reader = 0; reader < 2; ++reader) {
         const int descriptor = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -143,21 +132,17 @@ void LimitFiles(pid_t process, rlim_t bytes) {
 
 TEST(LogFile, ThatMayNotGrowCostsItsLinesOnlyAndGoesOnWhenItMay) {
     const Testing::ReservedPort port;
-    MuxProcess mux(PortArguments(port));
+    MuxProcess mux(ListeningOn(port));
     ASSERT_TRUE(mux.WaitFor("Mux ended initialization process."));
     LimitFiles(mux.Id(), 100);
     TestClient client(port.Number());
-    const auto ask = [&client] {
-        client.Send(R"({"MessageID":"a","MessageCode":3})");
-        EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
-    };
-    ask();
+    ExpectServed(client, "a");
     EXPECT_TRUE(mux.WaitFor("Enqueuing NACK mux answer a"));
     EXPECT_EQ(mux.Folder().Read(kDefaultLog).find("Enqueuing NACK mux answer a"), std::string::npos);
     LimitFiles(mux.Id(), RLIM_INFINITY);
     EXPECT_TRUE(Testing::WaitUntil(
         [&] {
-            ask();
+            ExpectServed(client, "a");
             return mux.Folder().Read(kDefaultLog).find("Enqueuing NACK mux answer a") != std::string::npos;
         },
         kDeadline));
@@ -177,10 +162,9 @@ void ExpectTracerLines(const TracerRow& row) {
     SCOPED_TRACE(testing::PrintToString(row.options));
     const std::string line = "[MuxPacket::IsMuxPacket] Data is a MUX packet.";
     const Testing::ReservedPort port;
-    MuxProcess mux(With(PortArguments(port), row.options));
+    MuxProcess mux(ListeningOn(port, row.options));
     TestClient client(port.Number());
-    client.Send(R"({"MessageID":"a","MessageCode":3})");
-    EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+    ExpectServed(client);
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
 
@@ -195,9 +179,10 @@ TEST(Console, HasTheLinesOfTheTracerWithTheDebugOptionOnly) {
 
 constexpr const char* kColorStart = "\x1B[";
 
-std::string ConsoleOf(const std::vector<std::string>& options, Console console) {
+std::string ConsoleOf(std::vector<std::string> options, Console console) {
+    options.insert(options.end(), {"--logFile", "/nonexistent/folder/mux.log"});
     const Testing::ReservedPort port;
-    MuxProcess mux(With(PortArguments(port), With({"--logFile", "/nonexistent/folder/mux.log"}, options)), {}, console);
+    const MuxProcess mux(ListeningOn(port, options), {}, console);
     EXPECT_TRUE(mux.WaitFor("Mux ended initialization process."));
     return mux.Output();
 }

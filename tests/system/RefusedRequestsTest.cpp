@@ -1,11 +1,11 @@
 // What the Mux answers by itself, and what it does not answer at all.
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <string>
 #include <vector>
 
+#include "tests/support/ResourceLimit.h"
 #include "tests/system/support/ExchangeRunner.h"
 
 namespace SystemTest {
@@ -131,7 +131,10 @@ TEST(RefusedRequests, TheMessageIdOfTheAnswerIsThatOfTheRequest) {
     const auto withId = [](const std::string& name, const std::string& member, const std::string& answered) {
         return Odd({name, "{" + member + R"("MessageCode":3})", "", Refusal(), "", "", answered});
     };
-    const std::string longId(65000, 'x');
+    // With the other members around it, the message fills a packet.
+    const std::string longId(0xFFFF - 6 - std::string(R"({"MessageID":"","MessageCode":3})").size(), 'x');
+    // Overlong, a surrogate, beyond the last code point, cut off.
+    const std::string noUtf8 = "\xC0\x80 \xED\xA0\x80 \xF4\x90\x80\x80 \xFF\xFE \xE2\x82";
     MuxSystem system;
     ExchangeRunner(system).Run({
         withId("none", "", ""),
@@ -140,6 +143,7 @@ TEST(RefusedRequests, TheMessageIdOfTheAnswerIsThatOfTheRequest) {
         withId("control characters", R"("MessageID":"\n\u0001\u001f\u007f",)", "\\n\\u0001\\u001F\x7F"),
         withId("characters beyond ASCII", "\"MessageID\":\"\\u00e9\u20ac\\ud83d\\ude00\",", "\u00e9\u20ac\U0001F600"),
         withId("a character 0", R"("MessageID":"a\u0000b",)", R"(a\u0000b)"),
+        withId("bytes that are no UTF-8", R"("MessageID":")" + noUtf8 + R"(",)", noUtf8),
         withId("the largest there is room for", R"("MessageID":")" + longId + R"(",)", longId),
         Odd({"a time stamp that is no number", R"({"Timestamp":"x","MessageID":"@I","MessageCode":3})", "", Refusal()}),
         Odd({"a time stamp beyond 32 bits", R"({"Timestamp":4294967297,"MessageID":"@I","MessageCode":3})", "",
@@ -184,29 +188,14 @@ TEST(SilentRequests, TextThatIsNoJson) {
     ExchangeRunner(system).Run(table);
 }
 
-// A program that is started meanwhile gives each of its threads so much stack.
-class StackLimit {
-  public:
-    explicit StackLimit(rlim_t bytes) {
-        getrlimit(RLIMIT_STACK, &before_);
-        rlimit limit = before_;
-        limit.rlim_cur = bytes;
-        EXPECT_EQ(setrlimit(RLIMIT_STACK, &limit), 0);
-    }
-    ~StackLimit() { setrlimit(RLIMIT_STACK, &before_); }
-    StackLimit(const StackLimit&) = delete;
-    StackLimit& operator=(const StackLimit&) = delete;
-
-  private:
-    rlimit before_ = {};
-};
-
 // Brackets nested as deep as a packet has room for must not cost the Mux its stack: of a megabyte there are 16 bytes
 // for each level, which no function gets by with that calls itself.
 TEST(SilentRequests, DeepNestingIsNoDanger) {
     const std::string open(32000, '[');
     const std::string close(32000, ']');
-    const StackLimit limit(rlim_t{1024} * 1024);
+    // A program that is started meanwhile gives each of its threads so much stack.
+    Testing::ResourceLimit stack(RLIMIT_STACK);
+    ASSERT_TRUE(stack.Set(rlim_t{1024} * 1024));
     MuxSystem system;
     ExchangeRunner(system).Run({
         Silent("never closed", std::string(65000, '[')),

@@ -10,12 +10,6 @@
 namespace SystemTest {
 namespace {
 
-SystemSetup Verbose() {
-    SystemSetup setup;
-    setup.arguments = {"--verbose"};
-    return setup;
-}
-
 // The descriptor in "Client with FD 7 accepted.".
 std::string DescriptorOf(const MuxProcess& mux) {
     static const std::string kStart = " Client with FD ";
@@ -68,7 +62,7 @@ class RequestLog : public testing::Test {
                        {"VERB", "Message sent. Deallocating messages memory."}});
     }
 
-    MuxSystem system_{Verbose()};
+    MuxSystem system_{WithArguments({"--verbose"})};
     TestClient client_ = system_.NewClient();
     std::string descriptor_;
 };

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/support/ReservedPort.h"
+#include "tests/system/support/Exchange.h"
 #include "tests/system/support/MuxProcess.h"
 #include "tests/system/support/TestClient.h"
 
@@ -19,24 +20,19 @@ std::uint16_t FreePort() {
     return Testing::ReservedPort().Number();
 }
 
-void ExpectAnswer(TestClient& client) {
-    client.Send(R"({"MessageID":"a","MessageCode":3})");
-    EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
-}
-
 TEST(Restart, AfterAKillListensAtOnceThoughOldConnectionsAreNotYetGone) {
     const std::uint16_t port = FreePort();
     const std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(port)};
     MuxProcess killed(arguments);
     TestClient old(port);
-    ExpectAnswer(old);
+    ExpectServed(old);
     killed.Signal(SIGKILL);
     ASSERT_EQ(killed.WaitForEnd(), "signal 9");
     // Its end of this connection stays with the kernel as long as the client does not close.
     MuxProcess restarted(arguments);
     ASSERT_TRUE(restarted.WaitFor("Accept loop thread spawned."));
     TestClient client(port);
-    ExpectAnswer(client);
+    ExpectServed(client);
     EXPECT_EQ(old.Receive(), "(closed)");
 }
 

@@ -11,6 +11,7 @@
 #include "tests/support/Process.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/system/support/Exchange.h"
 #include "tests/system/support/Sanitized.h"
 #include "tests/system/support/TestClient.h"
 
@@ -29,8 +30,7 @@ TEST(StandardStreams, ThatAreMissingAreNeitherASocketNorTheLog) {
     const Testing::TemporaryFolder folder;
     Testing::Process mux(CommandWithoutStreams(std::to_string(port.Number()), folder));
     TestClient client(port.Number());
-    client.Send(R"({"MessageID":"a","MessageCode":3})");
-    EXPECT_NE(client.Receive().find("Error in request"), std::string::npos);
+    ExpectServed(client);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         const std::string link = "/proc/" + std::to_string(mux.Id()) + "/fd/" + std::to_string(stream);
         EXPECT_EQ(std::filesystem::read_symlink(link), "/dev/null") << stream;

@@ -90,9 +90,7 @@ void WaitUntilStarted(const MuxProcess& mux, const std::string& maximum) {
 
 void ExpectStart(const std::vector<std::string>& options, const std::string& maximum) {
     const Testing::ReservedPort port;
-    std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(port.Number())};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    MuxProcess mux(arguments);
+    MuxProcess mux(ListeningOn(port, options));
     WaitUntilStarted(mux, maximum);
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
@@ -128,7 +126,7 @@ TEST(StartUpLog, IsVerboseWhenDebugIsAskedForToo) {
 
 TEST(StartUpLog, HasOneFormForEveryLine) {
     const Testing::ReservedPort port;
-    MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--verbose"});
+    MuxProcess mux(ListeningOn(port, {"--verbose"}));
     WaitUntilStarted(mux, "VERB");
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");
@@ -151,7 +149,7 @@ TEST(StartUpLog, WithAConfigurationNamesItAndItsGateways) {
     const Testing::TemporaryFolder folder;
     const std::string file = folder.Write("mux.json", ConfigurationWithGateway(gateway.Port()));
     const Testing::ReservedPort port;
-    const MuxProcess mux({"--port", "--port=" + std::to_string(port.Number()), "--configFile", file, "--verbose"});
+    const MuxProcess mux(ListeningOn(port, {"--configFile", file, "--verbose"}));
     ASSERT_TRUE(mux.WaitFor("changed state from CONNECTED to state READY"));
 
     ExpectInOrder(mux.Lines(), {{"INFO", "Initializing Mux modules..."},
@@ -179,9 +177,7 @@ TEST(StartUpLog, WithAConfigurationNamesItAndItsGateways) {
 }
 
 TEST(StartUpLog, FollowsAGatewayUntilItIsReady) {
-    SystemSetup setup;
-    setup.arguments = {"--verbose"};
-    MuxSystem system(setup);
+    MuxSystem system(WithArguments({"--verbose"}));
     const std::string start = "[BrenkMux::VirtualGatewayStateChangedCallback] Gateway 1 changed state from ";
     ExpectInOrder(system.Mux().Lines(),
                   {{"", "Getaddr ok. Address found."},

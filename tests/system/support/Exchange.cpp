@@ -45,6 +45,12 @@ void ExpectMessage(const std::string& received, const std::string& id, const Ans
     EXPECT_LE(timestamp, std::time(nullptr)) << "in the future";
 }
 
+void ExpectServed(TestClient& client, const std::string& id) {
+    const std::time_t from = std::time(nullptr);
+    client.Send(R"({"MessageID":")" + id + R"(","MessageCode":3})");
+    ExpectMessage(client.Receive(), id, Refusal(), from);
+}
+
 std::string Replace(std::string text, const std::string& mark, const std::string& replacement) {
     for (std::size_t found = text.find(mark); found != std::string::npos; found = text.find(mark, found)) {
         text.replace(found, mark.size(), replacement);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "tests/system/support/TestClient.h"
 #include "tests/system/support/Traffic.h"
 
 namespace SystemTest {
@@ -72,6 +73,9 @@ std::string MessageText(long long timestamp, const std::string& id, const Answer
 
 // Records a failure unless `received` is this message, byte for byte, with a time stamp between `from` and now.
 void ExpectMessage(const std::string& received, const std::string& id, const Answer& answer, std::time_t from);
+
+// Sends a request that needs no gateway, and records a failure unless its refusal is the next text that comes.
+void ExpectServed(TestClient& client, const std::string& id = "served");
 
 // `text` with every `mark` replaced.
 std::string Replace(std::string text, const std::string& mark, const std::string& replacement);

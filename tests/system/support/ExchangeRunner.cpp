@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <ctime>
 #include <stdexcept>
-#include <thread>
 
+#include "tests/support/Threads.h"
 #include "tools/gateway-simulator/FrameCodec.h"
 
 namespace SystemTest {
@@ -82,13 +82,10 @@ void ExchangeRunner::Run(const std::vector<Exchange>& table, std::size_t gateway
 }
 
 void ExchangeRunner::RunSideBySide(const std::vector<std::vector<Exchange>>& tables) {
-    std::vector<std::thread> threads;
-    for (std::size_t gateway = 0; gateway < tables.size(); ++gateway) {
-        threads.emplace_back([this, &tables, gateway] { Run(tables.at(gateway), gateway); });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Testing::OnThreads(static_cast<int>(tables.size()), [&](int number) {
+        const auto gateway = static_cast<std::size_t>(number);
+        Run(tables.at(gateway), gateway);
+    });
 }
 
 bool ExchangeRunner::RunOne(Lane& lane, const Exchange& exchange) {

@@ -42,6 +42,12 @@ std::vector<std::string> CommandWith(int allowedDescriptors, const std::vector<s
 
 }  // namespace
 
+std::vector<std::string> ListeningOn(const Testing::ReservedPort& port, const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(port.Number())};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
 MuxProcess::MuxProcess(const std::vector<std::string>& arguments, const Environment& environment, Console console,
                        const Descriptors& descriptors)
     : Process(CommandWith(descriptors.allowed, arguments),

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/support/Process.h"
+#include "tests/support/ReservedPort.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace SystemTest {
@@ -13,6 +14,9 @@ namespace SystemTest {
 using Testing::Console;
 
 constexpr std::chrono::seconds kDeadline = Testing::kProcessDeadline;
+
+// The arguments with which the Mux listens on this port, and further ones.
+std::vector<std::string> ListeningOn(const Testing::ReservedPort& port, const std::vector<std::string>& more = {});
 
 // The folder outlives the process.
 struct OwnFolder {

@@ -53,6 +53,11 @@ SystemSetup WithGateways(const std::vector<GatewaySetup>& gateways) {
     return setup;
 }
 
+SystemSetup WithArguments(const std::vector<std::string>& arguments, SystemSetup setup) {
+    setup.arguments = arguments;
+    return setup;
+}
+
 std::string ConfigurationWithGateway(std::uint16_t port) {
     return Configuration(GatewayEntry(1, port));
 }
@@ -65,8 +70,7 @@ MuxSystem::MuxSystem(const SystemSetup& setup) : setups_(setup.gateways) {
     }
     const std::string configuration = Configuration(entries);
     ExpectConfiguration(configuration);
-    std::vector<std::string> arguments = {"--port", "--port=" + std::to_string(Port()), "--configFile",
-                                          folder_.Write("mux.json", configuration)};
+    std::vector<std::string> arguments = ListeningOn(port_, {"--configFile", folder_.Write("mux.json", configuration)});
     arguments.insert(arguments.end(), setup.arguments.begin(), setup.arguments.end());
     mux_ = std::make_unique<MuxProcess>(arguments, setup.environment, Console::kPipe, setup.descriptors);
     if (setup.waitsUntilQuiet) {

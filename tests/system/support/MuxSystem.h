@@ -33,6 +33,7 @@ struct SystemSetup {
 };
 
 SystemSetup WithGateways(const std::vector<GatewaySetup>& gateways);
+SystemSetup WithArguments(const std::vector<std::string>& arguments, SystemSetup setup = {});
 
 // Everything there is in the field, on one machine: gateways, a configuration file that names them, and the Mux with
 // its clients' port.

@@ -14,9 +14,7 @@ constexpr const char* kQuestion = "Enquequing keep alive Get status.";
 }  // namespace
 
 SystemSetup UnansweredRequests::Setup() {
-    SystemSetup setup;
-    setup.arguments = {"--verbose"};
-    return setup;
+    return WithArguments({"--verbose"});
 }
 
 UnansweredRequests::UnansweredRequests(MuxSystem& system) : system_(system), client_(system.NewClient()) {
