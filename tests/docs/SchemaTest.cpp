@@ -179,9 +179,13 @@ TEST(MqttSignedCommandSchema, RequiresEveryClaimOfASignature) {
 // What an answer tells by its result, its code tells too.
 TEST(MqttSchemas, KeepWhatBelongsTogether) {
     const RightText reply("mqtt-reply", R"({"time":1,"gateway":1,"lock":5,"result":"not-fresh","errorCode":-7})");
-    reply.ExpectRefused(R"("not-fresh","errorCode":-7)",
-                        {R"("ack","errorCode":1)", R"("not-fresh","errorCode":7)", R"("nack","errorCode":-7)",
-                         R"("nack","errorCode":0,"status":{})"});
+    const std::string notFresh = R"("not-fresh","errorCode":-7)";
+    const std::string status =
+        R"(,"status":{"battery":"full","capacity_at_least":95,"battery_warning":false,"battery_alarm":false,)"
+        R"("mechanical_active":false,"fire_mode":false,"reader_connected":true})";
+    reply.ExpectFits(notFresh, {R"("ack","errorCode":0)" + status, R"("nack","errorCode":0)"});
+    reply.ExpectRefused(notFresh, {R"("ack","errorCode":1)", R"("not-fresh","errorCode":7)", R"("nack","errorCode":-7)",
+                                   R"("nack","errorCode":0)" + status, notFresh + status});
     RightText("mqtt-event", R"({"id":"0f8fad5b-d9cb-469f-a165-70867728950e-17","time":1,"event_type":"pin"})")
         .ExpectRefused(R"("pin")", {R"("pin","card":"*1234")"});
 }

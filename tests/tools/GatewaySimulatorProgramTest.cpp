@@ -97,8 +97,10 @@ TEST(GatewaySimulatorProgramTest, EndsWithZeroOnTermInterruptAndQuit) {
         EXPECT_EQ(program.WaitForExit(), 0) << number;
     }
     SimulatorProcess program({"--port", "0"});
+    program.PortBehind();
     program.Write("quit\n");
     EXPECT_EQ(program.WaitForExit(), 0);
+    EXPECT_THAT(program.Output(), testing::MatchesRegex("Listening on 127.0.0.1:[0-9]+\n"));
 }
 
 TEST(GatewaySimulatorProgramTest, EndsWhileAScriptWaitsAndAnAnswerIsDelayed) {

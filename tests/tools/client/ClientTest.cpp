@@ -155,8 +155,9 @@ TEST_F(ClientTest, WaitsOnlySoLong) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(client_.Wait(30ms));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
+    const auto asked = std::chrono::steady_clock::now();
     EXPECT_EQ(client_.Ask(WithId("a"), 30ms), std::nullopt);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - asked, 30ms);
 }
 
 TEST_F(ClientTest, EndsEachRequestAtItsOwnTime) {

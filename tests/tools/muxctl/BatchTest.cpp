@@ -98,7 +98,7 @@ class BatchTest : public testing::Test {
 const char* const kDoors =
     "# every morning\n"
     "\n"
-    "  open --gateway 1 --lock 5,6  # both\r\n"
+    "  open --gateway 1 --lock 5,-6  # both\r\n"
     "whitelist add --gateway '2' --lock 9 --card \"04\"A1\n"
     "close --gateway 1 --lock 5";
 
@@ -106,7 +106,7 @@ TEST_F(BatchTest, SendsALineWhenTheLastIsAnswered) {
     ConnectedProgram program(mux_, Batch(kDoors));
     const Words requests = {
         R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":5}})",
-        R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":6}})",
+        R"("MessageCode":10,"Data":{"gatewayID":1,"lockID":-6}})",
         R"("MessageCode":21,"Data":{"gatewayID":2,"lockID":9,"setupNumber":0,"options":0,"cardData":"04A1",)"
         R"("isUIDCard":false}})",
         R"("MessageCode":11,"Data":{"gatewayID":1,"lockID":5}})",

@@ -157,8 +157,10 @@ class Remarks(ClientTest):
         }
         for text in troubles:
             self.connection.to_server(packet(text))
+        self.answer(1, "")
         self.assert_fields(self.capture, [
-            {EXPERT: f"{trouble}: it ends the Mux", "mux.response_in": ""} for trouble in troubles.values()])
+            *({EXPERT: f"{trouble}: it ends the Mux", "mux.response_in": ""} for trouble in troubles.values()),
+            {"mux.code": "1", "mux.response_to": ""}])
 
     def test_a_missing_member_of_a_request_ends_the_mux(self):
         for code in (10, 11, 12, 13, 14, 22, 23, 24, 110, 111, 113, 114):
@@ -178,7 +180,7 @@ class Remarks(ClientTest):
         }
         for text in remarks:
             self.connection.to_server(packet(text))
-        self.assert_fields(self.capture, [{EXPERT: remark, "mux.response_in": ""} for remark in remarks.values()])
+        self.assert_fields(self.capture, [{EXPERT: remark} for remark in remarks.values()])
 
     def test_a_message_that_ends_the_mux_is_found_by_one_filter(self):
         for text in ("[]", '{"MessageCode":10.0}', "{}"):
