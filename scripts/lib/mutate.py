@@ -9,8 +9,8 @@ A fault is a table in tests/mutants/*.toml:
     new = "0x1022"
 
 Each fault is built in a copy of the tree below build/mutants and run against the tests of its folder and then, if
-these pass, against the whole suite. A catch counts when the tests that failed fail a second time: a test that fails now
-and then catches nothing. Nor does one that races a clock: these are left out (label "clock").
+these pass, against the whole suite. The first test that fails ends a run. A catch counts when it fails a second time: a
+test that fails now and then catches nothing. Nor does one that races a clock: these are left out (label "clock").
 """
 import argparse
 import concurrent.futures
@@ -19,16 +19,24 @@ import pathlib
 import queue
 import re
 import shutil
-import signal
 import subprocess
 import sys
+import threading
 import time
 import tomllib
 
+import psutil
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-WORKERS = max(1, os.cpu_count() or 1)
-TEST_SECONDS = 600
+# Tests wait more than they compute.
+WORKERS = 2 * (os.cpu_count() or 1)
+FAULTS_FOR_A_WORKER = 4
+TEST_SECONDS = 1200
 CHANCES = 3
+# A copy finds what another one has compiled: the same but for its folder. So does a file without its fault.
+SHARED_OBJECTS = {"CMAKE_CXX_COMPILER_LAUNCHER": "ccache", "CCACHE_DIR": str(ROOT / "build" / "mutants" / "ccache"),
+                  "CCACHE_BASEDIR": str(ROOT / "build" / "mutants"), "CCACHE_NOHASHDIR": "1"}
+FAILED_TEST = re.compile(r"Test +#\d+: (\S+) \.+\*\*\*")
 CAUGHT, SURVIVED, BROKEN, UNDECIDED = "caught", "SURVIVED", "DOES NOT BUILD", "RAN OUT OF TIME"
 
 
@@ -68,6 +76,19 @@ def selections(mutant):
     return (["-L", tests_label(mutant["file"])], [])
 
 
+def kill_with_descendants(process):
+    """Tests start processes in sessions of their own."""
+    try:
+        known = psutil.Process(process.pid)
+        for descendant in [known, *known.children(recursive=True)]:
+            try:
+                descendant.kill()
+            except psutil.NoSuchProcess:
+                pass
+    except psutil.NoSuchProcess:
+        pass
+
+
 class Worker:
     """A copy of the tree with a build of its own."""
 
@@ -75,16 +96,24 @@ class Worker:
         self.folder = ROOT / "build" / "mutants" / str(number)
         self.build = self.folder / "build" / "debug"
 
-    def run(self, *command, seconds=None):
-        """In a session of its own, so that whatever it started ends with it when its time is over."""
+    def run(self, *command, seconds=None, until=None):
+        """To its end, or to the first line that `until` finds something in. Raises TimeoutExpired when that takes more
+        than `seconds`. What it has started then ends with it."""
         process = subprocess.Popen(command, cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                   text=True, errors="replace", start_new_session=True)
-        try:
-            output = process.communicate(timeout=seconds)[0]
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            process.communicate()
-            raise
+                                   text=True, errors="replace", env={**os.environ, **SHARED_OBJECTS})
+        overdue = threading.Event()
+        timer = threading.Timer(seconds or threading.TIMEOUT_MAX, lambda: (overdue.set(), kill_with_descendants(process)))
+        timer.start()
+        with process:
+            output = ""
+            for line in process.stdout:
+                output += line
+                if until and until.search(line):
+                    kill_with_descendants(process)
+                    break
+        timer.cancel()
+        if overdue.is_set():
+            raise subprocess.TimeoutExpired(command, seconds, output)
         return subprocess.CompletedProcess(command, process.returncode, output)
 
     def prepare(self, mutants):
@@ -139,23 +168,25 @@ class Worker:
             except subprocess.TimeoutExpired:
                 return UNDECIDED, ""
             if failed:
-                return CAUGHT, ", ".join(failed[:2])
+                return CAUGHT, failed
         return SURVIVED, ""
 
     def failed_twice(self, selection):
-        """Tests that fail now and then stop the others, so these get further chances."""
+        """A test that fails now and then stops the others, so these get further chances."""
         for _ in range(CHANCES):
-            passed, failed = self.test("--stop-on-failure", *selection)
-            if passed:
-                return []
-            if not self.test("--rerun-failed")[0]:
+            failed = self.failed_test(*selection)
+            if not failed or self.failed_test("-R", f"^{re.escape(failed)}$"):
                 return failed
-        return []
+        return None
 
-    def test(self, *selection):
+    def failed_test(self, *selection):
+        """The first test that fails, if any."""
         result = self.run("ctest", "--preset", "debug", "--parallel", "4", "--timeout", "120", "-LE", "^clock$",
-                          *selection, seconds=TEST_SECONDS)
-        return result.returncode == 0, re.findall(r"^\s*\d+ - (\S+) ", result.stdout, re.MULTILINE)
+                          *selection, seconds=TEST_SECONDS, until=FAILED_TEST)
+        failed = FAILED_TEST.search(result.stdout)
+        if not failed and result.returncode != 0:
+            raise RuntimeError(f"mutate: ctest ended with {result.returncode}:\n{result.stdout[-2000:]}")
+        return failed[1] if failed else None
 
 
 def wanted_mutants():
@@ -173,7 +204,7 @@ def main():
         print("No fault concerns these files")
         return 0
     workers = queue.Queue()
-    copies = min(WORKERS, len(mutants))
+    copies = min(WORKERS, -(-len(mutants) // FAULTS_FOR_A_WORKER))
     print(f"Building {copies} copies of the tree ...", flush=True)
     for number in range(copies):
         worker = Worker(number)

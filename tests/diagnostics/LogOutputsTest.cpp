@@ -1,11 +1,15 @@
 #include "diagnostics/LogOutputs.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <plog/Formatters/TxtFormatter.h>
 #include <plog/Record.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -80,6 +84,22 @@ void WriteUntilTheFileHasThem(LogOutputs& outputs, const Testing::TemporaryFolde
         Write(outputs, "it is back");
         return folder.Read(name).find("it is back") != std::string::npos;
     }));
+}
+
+// Its reader comes after the line.
+TEST(LogOutputs, AFlushWaitsForADeviceToo) {
+    const Testing::TemporaryFolder folder;
+    const std::string pipe = (folder.Path() / "pipe").string();
+    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    LogOutputs outputs(false);
+    outputs.AddDevice(LineTarget::File(pipe, -1));
+    const std::string line = Write(outputs, "first");
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    outputs.Flush(std::chrono::seconds(30));
+    std::string text(4096, ' ');
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(reader, text.data(), text.size()), 0)));
+    close(reader);
+    EXPECT_EQ(text, line);
 }
 
 TEST(LogOutputs, AFileWhoseFolderWasGoneWhenItRolledHasLinesAgain) {

@@ -114,6 +114,10 @@ TEST_F(ResponseManagerTest, AResultIsPassedOnWithOneLineAndItsRequestFreed) {
         responses_.clear();
     }
     EXPECT_TRUE(statuses_.empty());
+    for (const char* const text : {"Response core from gateway: 1", "Response core from gateway: 200",
+                                   "Requested to add a new whitelist entry, but the whitelist is full."}) {
+        EXPECT_EQ(log_.Count(plog::warning, text), 1) << log_.Text();
+    }
 }
 
 TEST_F(ResponseManagerTest, OfASequenceRefreshOkAndNoRouteAreNotPassedOn) {

@@ -39,6 +39,7 @@ TEST(AbortingAssertion, LeavesADumpABacktraceAndStatus255ThoughNobodyReadsStanda
     });
     EXPECT_EQ(result.exitStatus, 255);
     EXPECT_TRUE(result.HasInOrder({kCrash, "Running gcore", "Obtaining stack trace", "(frames)"})) << result.output;
+    EXPECT_NE(process.GcoreArguments(), "");
 }
 
 }  // namespace

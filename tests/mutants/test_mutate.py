@@ -25,11 +25,11 @@ class PlayedWorker(mutate.Worker):
     def make(self, *selection):
         return subprocess.CompletedProcess("cmake", self.build_status, "")
 
-    def test(self, *selection):
+    def failed_test(self, *selection):
         ending = self.endings.pop(0)
         if ending == "no end":
             raise subprocess.TimeoutExpired("ctest", mutate.TEST_SECONDS)
-        return ending is None, [] if ending is None else [ending]
+        return ending
 
 
 class Verdicts(unittest.TestCase):
@@ -80,11 +80,19 @@ class Runs(unittest.TestCase):
         result = self.worker.run("sh", "-c", "echo out; echo error >&2; exit 3", seconds=60)
         self.assertEqual((result.stdout, result.returncode), ("out\nerror\n", 3))
 
+    # The pipe would stay open as long as the process that was started lives, in a session of its own.
     def test_that_are_not_done_in_time_end_with_all_that_they_started(self):
-        # The pipe would stay open as long as the second process lives.
         started = time.monotonic()
         with self.assertRaises(subprocess.TimeoutExpired):
-            self.worker.run("sh", "-c", "sleep 300 & wait", seconds=0.1)
+            self.worker.run("sh", "-c", "setsid sleep 300 & wait", seconds=0.5)
+        self.assertLess(time.monotonic() - started, 60)
+
+    def test_end_with_the_first_test_that_fails(self):
+        started = time.monotonic()
+        lines = "1/2 Test #12: A.Passes ....   Passed\n2/2 Test #7: B.Fails/0 ....***Failed    0.1 sec\n"
+        result = self.worker.run("sh", "-c", f"setsid sleep 300 & printf '{lines}'; wait", until=mutate.FAILED_TEST)
+        self.assertEqual(result.stdout, lines)
+        self.assertEqual(mutate.FAILED_TEST.search(result.stdout)[1], "B.Fails/0")
         self.assertLess(time.monotonic() - started, 60)
 
 

@@ -92,12 +92,12 @@ const std::map<std::string, Dead> kDead = {
 void AskForAWhile(std::uint16_t port) {
     TestClient client(port);
     for (int request = 0; request < 5; ++request) {
-        ExpectServed(client);
+        ASSERT_NO_FATAL_FAILURE(ExpectServed(client));
     }
     const Clock::time_point end = Clock::now() + milliseconds(1500);
     ASSERT_TRUE(Testing::WaitUntil([&] { return Clock::now() > end; }));
     for (int request = 0; request < 5; ++request) {
-        ExpectServed(client);
+        ASSERT_NO_FATAL_FAILURE(ExpectServed(client));
     }
 }
 
@@ -112,7 +112,7 @@ TEST(Console, ThatTakesNothingStopsNobodyAndTheFileHasEveryLine) {
         dead.goOn(mux);
         ASSERT_TRUE(mux.WaitFor("lines are missing here."));
         TestClient client(port.Number());
-        ExpectServed(client);
+        ASSERT_NO_FATAL_FAILURE(ExpectServed(client));
         mux.Signal(SIGQUIT);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
         ExpectLinesBut(LinesOf(mux.Output()), LoggedLines(mux.Folder()));
@@ -150,7 +150,7 @@ TEST(Console, OfATerminalIsShownControlCharactersAsHexadecimal) {
         MuxProcess mux(ListeningOn(port, {"--verbose"}), {}, console);
         TestClient client(port.Number());
         client.Send(R"({"MessageID":"a","MessageCode":3,"Note":")" + harmful + R"("})");
-        ExpectServed(client);
+        ASSERT_NO_FATAL_FAILURE(ExpectServed(client));
         mux.Signal(SIGQUIT);
         EXPECT_EQ(mux.WaitForEnd(), "status 0");
         const bool isTerminal = console == Console::kTerminal;

@@ -83,7 +83,7 @@ TEST(LogFile, ThatIsALinkStaysOneAndItsTargetRolls) {
     MuxProcess mux(ListeningOn(port, {"--verbose", "--logFile", (folder.Path() / "link.log").string()}));
     TestClient client(port.Number());
     for (int request = 0; request < 5; ++request) {
-        ExpectServed(client);
+        ASSERT_NO_FATAL_FAILURE(ExpectServed(client));
     }
     mux.Signal(SIGQUIT);
     EXPECT_EQ(mux.WaitForEnd(), "status 0");

@@ -261,11 +261,22 @@ TEST_F(MutexGuardTest, AnyOtherFailureOfATimedLockIsAWarningAndLeavesTheGuardUnl
 
 // The table of results holds for a lock without deadline as well, when it is asked for by a time-out below 1.
 TEST_F(MutexGuardTest, ATimeoutBelow1HasTheResultsOfATimedLock) {
+    {
+        MutexGuard guard = NewGuard();
+        PthreadCalls calls(guard);
+        calls.Fail("mutex_lock", EDEADLK);
+        EXPECT_TRUE(guard.Lock(0));
+        EXPECT_FALSE(guard.Lock(5)) << "it is locked";
+        EXPECT_EQ(log_.Count(plog::warning, "Mutex door already owned."), 1);
+        EXPECT_EQ(log_.Lines().size(), 1U) << log_.Text();
+        EXPECT_TRUE(guard.Release());
+    }
     MutexGuard guard = NewGuard();
     PthreadCalls calls(guard);
-    calls.Fail("mutex_lock", EDEADLK);
+    calls.Fail("mutex_lock", EOWNERDEAD);
+    calls.Fail("mutex_consistent", 0);
     EXPECT_TRUE(guard.Lock(0));
-    EXPECT_EQ(log_.Count(plog::warning, "Mutex door already owned."), 1);
+    EXPECT_TRUE(log_.Holds(plog::info, "Reclaiming consistancy"));
     EXPECT_TRUE(guard.Release());
 }
 

@@ -86,7 +86,19 @@ TEST(Mutex, TheConstructorInitializesNothingUnlessTold) {
     EXPECT_EQ(log.Count(plog::info, "Mutex m created."), 1);
 }
 
-// Each result has a text of its own, which the running program is seen to write.
+TEST(Mutex, ABusyMutexIsSaidToLackPermissionsAndAnInvalidOneHasTwoPoints) {
+    for (const auto& [result, text] : {std::pair{EBUSY, "Cannot create mutex. No permissions. Mutex: door"},
+                                       std::pair{EINVAL, "Cannot create mutex.. Invalid value. Mutex: door"}}) {
+        const CapturedLog log;
+        Mutex mutex("door", false, true);
+        PthreadCalls calls(mutex);
+        calls.Fail("mutex_init with attributes", result);
+        EXPECT_FALSE(mutex.Initialize(true));
+        EXPECT_EQ(log.Count(plog::error, text), 1) << log.Text();
+    }
+}
+
+// The running program is seen to write the text of each result.
 TEST(Mutex, AFailedCallIsOneErrorAndEndsTheInitializationWhichCanBeRepeated) {
     for (const char* const call : {"mutexattr_init", "mutexattr_settype errorcheck", "mutexattr_setrobust robust",
                                    "mutex_init with attributes"}) {
@@ -99,7 +111,7 @@ TEST(Mutex, AFailedCallIsOneErrorAndEndsTheInitializationWhichCanBeRepeated) {
                 EXPECT_FALSE(mutex.Initialize(true));
                 EXPECT_EQ(calls.Names().back(), call);
             }
-            EXPECT_TRUE(log.Holds(plog::error, " Mutex: door")) << call;
+            EXPECT_EQ(log.Count(plog::error, "Mutex: door"), 1) << call << '\n' << log.Text();
             EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
             EXPECT_TRUE(mutex.Initialize(true));
             EXPECT_EQ(log.Count(plog::info, "Mutex door created."), 1) << log.Text();

@@ -48,7 +48,9 @@ void ExpectMessage(const std::string& received, const std::string& id, const Ans
 void ExpectServed(TestClient& client, const std::string& id) {
     const std::time_t from = std::time(nullptr);
     client.Send(R"({"MessageID":")" + id + R"(","MessageCode":3})");
-    ExpectMessage(client.Receive(), id, Refusal(), from);
+    const std::string received = client.Receive();
+    ExpectMessage(received, id, Refusal(), from);
+    ASSERT_EQ(received.front(), '{') << "no answer";
 }
 
 std::string Replace(std::string text, const std::string& mark, const std::string& replacement) {

@@ -74,7 +74,8 @@ std::string MessageText(long long timestamp, const std::string& id, const Answer
 // Records a failure unless `received` is this message, byte for byte, with a time stamp between `from` and now.
 void ExpectMessage(const std::string& received, const std::string& id, const Answer& answer, std::time_t from);
 
-// Sends a request that needs no gateway, and records a failure unless its refusal is the next text that comes.
+// Sends a request that needs no gateway, and records a failure unless its refusal is the next text that comes: a fatal
+// one if none comes.
 void ExpectServed(TestClient& client, const std::string& id = "served");
 
 // `text` with every `mark` replaced.
