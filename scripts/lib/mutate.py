@@ -8,8 +8,8 @@ A fault is a table in tests/mutants/*.toml:
     old = "0x1021"                      # occurs exactly once in the file
     new = "0x1022"
 
-Each fault is built in a copy of the tree below build/mutants and run against the tests of its folder and then, if
-these pass, against the whole suite. The first test that fails ends a run. A catch counts when it fails a second time: a
+Each fault is built in a copy of the tree below build/mutants and run against the tests of its folder and then, as long
+as these pass, against those of the folders around it and the whole suite. The first test that fails ends a run. A catch counts when it fails a second time: a
 test that fails now and then catches nothing. Nor does one that races a clock: these are left out (label "clock").
 """
 import argparse
@@ -73,7 +73,8 @@ def tests_label(file):
 
 def selections(mutant):
     """CTest's arguments for the tests that are tried, one set after the other."""
-    return (["-L", tests_label(mutant["file"])], [])
+    family = pathlib.PurePath(mutant["file"]).parts[0]
+    return (["-L", tests_label(mutant["file"])], ["-L", f"^{family}(/|$)"], [])
 
 
 def kill_with_descendants(process):

@@ -45,10 +45,10 @@ class Verdicts(unittest.TestCase):
     def test_a_test_that_fails_once_catches_nothing_and_hides_no_other(self):
         self.assertEqual(self.verdict("A.Test", None, "B.Test", "B.Test"), ("caught", "B.Test"))
         self.assertEqual(self.verdict("A.Test", None, None, "B.Test", "B.Test"), ("caught", "B.Test"))
-        self.assertEqual(self.verdict("A.Test", None, None, None), ("SURVIVED", ""))
+        self.assertEqual(self.verdict("A.Test", None, None, None, None), ("SURVIVED", ""))
 
     def test_nothing_that_fails_catches_nothing(self):
-        self.assertEqual(self.verdict(None, None), ("SURVIVED", ""))
+        self.assertEqual(self.verdict(None, None, None), ("SURVIVED", ""))
 
     def test_a_run_that_is_not_done_in_time_is_no_catch(self):
         self.assertEqual(self.verdict("no end"), ("RAN OUT OF TIME", ""))
