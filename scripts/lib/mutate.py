@@ -9,7 +9,7 @@ A fault is a table in tests/mutants/*.toml:
     new = "0x1022"
 
 Each fault is built in a copy of the tree below build/mutants and run against the tests of its folder and then, as long
-as these pass, against those of the folders around it and the whole suite. The first test that fails ends a run. A catch counts when it fails a second time: a
+as these pass, against those of the folders around it, or of the whole daemon, and the whole suite. The first test that fails ends a run. A catch counts when it fails a second time: a
 test that fails now and then catches nothing. Nor does one that races a clock: these are left out (label "clock").
 """
 import argparse
@@ -30,7 +30,7 @@ import psutil
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # Tests wait more than they compute.
 WORKERS = 2 * (os.cpu_count() or 1)
-FAULTS_FOR_A_WORKER = 4
+FAULTS_FOR_A_WORKER = 15
 TEST_SECONDS = 1200
 CHANCES = 3
 # A copy finds what another one has compiled: the same but for its folder. So does a file without its fault.
@@ -74,7 +74,8 @@ def tests_label(file):
 def selections(mutant):
     """CTest's arguments for the tests that are tried, one set after the other."""
     family = pathlib.PurePath(mutant["file"]).parts[0]
-    return (["-L", tests_label(mutant["file"])], ["-L", f"^{family}(/|$)"], [])
+    around = f"^{family}(/|$)" if family in ("proxy", "tools") else "^(allocation|system)$"
+    return (["-L", tests_label(mutant["file"])], ["-L", around], [])
 
 
 def kill_with_descendants(process):
