@@ -9,8 +9,9 @@ A fault is a table in tests/mutants/*.toml:
     new = "0x1022"
 
 Each fault is built in a copy of the tree below build/mutants and run against the tests of its folder and then, as long
-as these pass, against those of the folders around it, or of the whole daemon, and the whole suite. The first test that fails ends a run. A catch counts when it fails a second time: a
-test that fails now and then catches nothing. Nor does one that races a clock: these are left out (label "clock").
+as these pass, against those of the folders around it, or of the whole daemon, and the whole suite. The first test that
+fails ends a run. A catch counts when it fails a second time: a test that fails now and then catches nothing. Nor does
+one that races a clock: these are left out (label "clock").
 """
 import argparse
 import concurrent.futures
