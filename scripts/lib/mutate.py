@@ -37,8 +37,9 @@ CHANCES = 3
 # A copy finds what another one has compiled: the same but for its folder. So does a file without its fault.
 SHARED_OBJECTS = {"CMAKE_CXX_COMPILER_LAUNCHER": "ccache", "CCACHE_DIR": str(ROOT / "build" / "mutants" / "ccache"),
                   "CCACHE_BASEDIR": str(ROOT / "build" / "mutants"), "CCACHE_NOHASHDIR": "1"}
-FAILED_TEST = re.compile(r"Test +#\d+: (\S+) \.+\*\*\*")
-CAUGHT, SURVIVED, BROKEN, UNDECIDED = "caught", "SURVIVED", "DOES NOT BUILD", "RAN OUT OF TIME"
+# Behind the name of a test with a parameter stands its value.
+FAILED_TEST = re.compile(r"Test +#\d+: (\S+) .*\.\*\*\*(?!Skipped|Not Run \(Disabled\))")
+CAUGHT, SURVIVED, BROKEN, UNDECIDED, ERROR = "caught", "SURVIVED", "DOES NOT BUILD", "RAN OUT OF TIME", "ERROR"
 
 
 def read_mutants(names, changed=None):
@@ -178,7 +179,7 @@ class Worker:
         """A test that fails now and then stops the others, so these get further chances."""
         for _ in range(CHANCES):
             failed = self.failed_test(*selection)
-            if not failed or self.failed_test("-R", f"^{re.escape(failed)}$"):
+            if not failed or self.failed_test("-R", f"^{re.escape(failed)}( |$)"):
                 return failed
         return None
 
@@ -188,7 +189,7 @@ class Worker:
                           *selection, seconds=TEST_SECONDS, until=FAILED_TEST)
         failed = FAILED_TEST.search(result.stdout)
         if not failed and result.returncode != 0:
-            raise RuntimeError(f"mutate: ctest ended with {result.returncode}:\n{result.stdout[-2000:]}")
+            raise RuntimeError(f"ctest ended with {result.returncode}:\n{result.stdout[-2000:]}")
         return failed[1] if failed else None
 
 
@@ -218,6 +219,8 @@ def main():
         worker = workers.get()
         try:
             return worker.try_out(mutant)
+        except (OSError, RuntimeError) as error:
+            return ERROR, str(error)
         finally:
             workers.put(worker)
 
@@ -232,7 +235,7 @@ def main():
 
     minutes = (time.monotonic() - started) / 60
     print(f"\n{len(verdicts.get(CAUGHT, []))} of {len(mutants)} faults caught in {minutes:.0f} minutes")
-    for verdict in (SURVIVED, BROKEN, UNDECIDED):
+    for verdict in (SURVIVED, BROKEN, UNDECIDED, ERROR):
         for name in verdicts.get(verdict, []):
             print(f"{verdict}: {name}")
     return 0 if len(verdicts.get(CAUGHT, [])) == len(mutants) else 1

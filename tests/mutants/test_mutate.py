@@ -89,7 +89,8 @@ class Runs(unittest.TestCase):
 
     def test_end_with_the_first_test_that_fails(self):
         started = time.monotonic()
-        lines = "1/2 Test #12: A.Passes ....   Passed\n2/2 Test #7: B.Fails/0 ....***Failed    0.1 sec\n"
+        lines = "1/3 Test #12: A.Passes ....   Passed\n2/3 Test #13: A.Waits ....***Skipped   0.1 sec\n" \
+                "3/3 Test #7: B.Fails/0  # GetParam() = 6 ....***Failed    0.1 sec\n"
         result = self.worker.run("sh", "-c", f"setsid sleep 300 & printf '{lines}'; wait", until=mutate.FAILED_TEST)
         self.assertEqual(result.stdout, lines)
         self.assertEqual(mutate.FAILED_TEST.search(result.stdout)[1], "B.Fails/0")
