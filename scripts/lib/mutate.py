@@ -38,7 +38,7 @@ CHANCES = 3
 SHARED_OBJECTS = {"CMAKE_CXX_COMPILER_LAUNCHER": "ccache", "CCACHE_DIR": str(ROOT / "build" / "mutants" / "ccache"),
                   "CCACHE_BASEDIR": str(ROOT / "build" / "mutants"), "CCACHE_NOHASHDIR": "1"}
 # Behind the name of a test with a parameter stands its value.
-FAILED_TEST = re.compile(r"Test +#\d+: (\S+) .*\.\*\*\*(?!Skipped|Not Run \(Disabled\))")
+FAILED_TEST = re.compile(r"Test +#\d+: (\S+) .*\*\*\*(?!Skipped|Not Run \(Disabled\))")
 CAUGHT, SURVIVED, BROKEN, UNDECIDED, ERROR = "caught", "SURVIVED", "DOES NOT BUILD", "RAN OUT OF TIME", "ERROR"
 
 

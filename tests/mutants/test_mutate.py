@@ -71,6 +71,11 @@ class Copies(unittest.TestCase):
         self.assertEqual(files, ["build/debug/object.o", "kept.cpp"])
 
 
+def line_of(verdict):
+    """CTest's line for a test with a parameter."""
+    return f" 3/12 Test  #7: B.Fails/0  # GetParam() = 6 ....{verdict}   0.1 sec"
+
+
 class Runs(unittest.TestCase):
     def setUp(self):
         self.worker = mutate.Worker(0)
@@ -89,12 +94,16 @@ class Runs(unittest.TestCase):
 
     def test_end_with_the_first_test_that_fails(self):
         started = time.monotonic()
-        lines = "1/3 Test #12: A.Passes ....   Passed\n2/3 Test #13: A.Waits ....***Skipped   0.1 sec\n" \
-                "3/3 Test #7: B.Fails/0  # GetParam() = 6 ....***Failed    0.1 sec\n"
-        result = self.worker.run("sh", "-c", f"setsid sleep 300 & printf '{lines}'; wait", until=mutate.FAILED_TEST)
-        self.assertEqual(result.stdout, lines)
-        self.assertEqual(mutate.FAILED_TEST.search(result.stdout)[1], "B.Fails/0")
+        result = self.worker.run("sh", "-c", f"setsid sleep 300 & echo '{line_of('***Failed ')}'; wait",
+                                 until=mutate.FAILED_TEST)
+        self.assertEqual(result.stdout, line_of("***Failed ") + "\n")
         self.assertLess(time.monotonic() - started, 60)
+
+    def test_know_a_failed_test_by_its_line(self):
+        for verdict in ("***Failed ", "***Timeout ", "***Not Run ", "Subprocess aborted***Exception: "):
+            self.assertEqual(mutate.FAILED_TEST.search(line_of(verdict))[1], "B.Fails/0")
+        for verdict in ("   Passed ", "***Skipped ", "***Not Run (Disabled) "):
+            self.assertIsNone(mutate.FAILED_TEST.search(line_of(verdict)))
 
 
 class Faults(unittest.TestCase):
