@@ -17,15 +17,15 @@ RATE = 500
 MISSED = re.compile(r"(\d+) events? w(?:as|ere) not shown")
 
 
-def choke(browser):
-    """To 600 ms and 20 kB a second."""
-    browser.driver.set_network_conditions(offline=False, latency=600, throughput=20_000)
+def choke(browser, latency=600):
+    """To this many milliseconds and 20 kB a second."""
+    browser.driver.set_network_conditions(offline=False, latency=latency, throughput=20_000)
 
 
 class Slow(Looking):
     def test_network_delays_what_is_done(self):
         browser = self.looking()
-        choke(browser)
+        choke(browser, latency=3000)
         browser.press("Open, Door 5")
         self.assertEqual(browser.button("Open, Door 5").get_attribute("aria-busy"), "true")
         browser.see("Done: the gateway has carried out the opening.", browser.door)
