@@ -27,7 +27,7 @@ class Slow(Looking):
         browser = self.looking()
         choke(browser, latency=3000)
         browser.press("Open, Door 5")
-        self.assertEqual(browser.button("Open, Door 5").get_attribute("aria-busy"), "true")
+        browser.see_busy("Open, Door 5", "true")
         browser.see("Done: the gateway has carried out the opening.", browser.door)
         self.assertEqual(self.opened(), 1)
 

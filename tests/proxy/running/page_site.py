@@ -120,6 +120,10 @@ class Chromium:
     def button(self, name, within=None):
         return self.wait(lambda: self.named(name, within), f'a button "{name}"')[0]
 
+    def see_busy(self, name, busy):
+        """The page draws what it knows with its next frame."""
+        self.wait(lambda: self.button(name).get_attribute("aria-busy") == busy, f"{name} with aria-busy={busy}")
+
     def press(self, name, within=None):
         """On a phone, what lies under the bar of pages is scrolled to first."""
         button = self.button(name, within)
