@@ -77,7 +77,7 @@ std::string JsonSchema::ViolationIn(const std::string& text) const {
     return result.IsError() ? rapidjson::GetParseError_En(result.Code()) : "";
 }
 
-const JsonSchema& JsonSchema::Named(const std::string& name) {
+const JsonSchema& JsonSchema::Named(const char* name) {
     static std::mutex inUse;
     static std::map<std::string, JsonSchema> schemas;
     const std::lock_guard<std::mutex> lock(inUse);

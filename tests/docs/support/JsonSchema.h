@@ -19,7 +19,7 @@ class JsonSchema {
     std::string ViolationIn(const std::string& text) const;
 
     // docs/schema/NAME.schema.json, read once.
-    static const JsonSchema& Named(const std::string& name);
+    static const JsonSchema& Named(const char* name);
 
   private:
     class Rules;
