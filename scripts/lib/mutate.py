@@ -107,6 +107,7 @@ class Worker:
                                    text=True, errors="replace", env={**os.environ, **SHARED_OBJECTS})
         overdue = threading.Event()
         timer = threading.Timer(seconds or threading.TIMEOUT_MAX, lambda: (overdue.set(), kill_with_descendants(process)))
+        timer.daemon = True
         timer.start()
         with process:
             output = ""
