@@ -4,6 +4,8 @@
 #include <plog/Log.h>
 
 #include <atomic>
+#include <mutex>
+#include <shared_mutex>
 #include <utility>
 
 #include "tests/support/CapturedLog.h"
@@ -15,6 +17,8 @@ struct LogHook::State {
     std::string text;
     std::function<void()> action;
     std::atomic<int> runs{0};
+    std::shared_mutex running;
+    bool isEnded = false;
 };
 
 namespace {
@@ -29,6 +33,10 @@ class HookAppender : public plog::IAppender {
             return;
         }
         const Running running;
+        const std::shared_lock<std::shared_mutex> lock(state->running);
+        if (state->isEnded) {
+            return;
+        }
         ++state->runs;
         state->action();
     }
@@ -66,6 +74,8 @@ LogHook::LogHook(std::string text, std::function<void()> action) : state_(std::m
 
 LogHook::~LogHook() {
     Appender().Set(nullptr);
+    const std::unique_lock<std::shared_mutex> lock(state_->running);
+    state_->isEnded = true;
 }
 
 int LogHook::Runs() const {

@@ -14,7 +14,10 @@ class LogHook {
   public:
     // `text` is looked for anywhere in the line; the action runs for each line that holds it.
     LogHook(std::string text, std::function<void()> action);
+
+    // Waits for an action that runs; none runs any more after it.
     ~LogHook();
+
     LogHook(const LogHook&) = delete;
     LogHook& operator=(const LogHook&) = delete;
 
