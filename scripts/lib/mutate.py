@@ -128,7 +128,7 @@ class Worker:
         for name in names:
             self.copy(name)
         self.remove_all_but(names)
-        configured = self.run("cmake", "--preset", "debug")
+        configured = self.run("cmake", "--preset", "debug", "-DCMAKE_CXX_FLAGS_DEBUG=-g0")
         if configured.returncode != 0:
             sys.exit(f"mutate: cannot configure the tree:\n{configured.stdout[-2000:]}")
         for label in sorted({tests_label(mutant["file"]) for mutant in mutants}):
