@@ -78,7 +78,8 @@ def selections(mutant):
     family = pathlib.PurePath(mutant["file"]).parts[0]
     around = f"^{family}(/|$)" if family in ("proxy", "tools") else "^(allocation|system)$"
     # A browser takes long to find what shorter tests find.
-    return (["-L", tests_label(mutant["file"])], ["-L", around, "-E", "^RunningPage"], [])
+    without_browser = ["-E", "^RunningPage"]
+    return (["-L", tests_label(mutant["file"]), *without_browser], ["-L", around, *without_browser], [])
 
 
 def kill_with_descendants(process):
