@@ -30,7 +30,7 @@ import psutil
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # Tests wait more than they compute.
-WORKERS = 2 * (os.cpu_count() or 1)
+WORKERS = 3 * (os.cpu_count() or 1)
 FAULTS_FOR_A_WORKER = 15
 TEST_SECONDS = 1200
 CHANCES = 3
@@ -188,7 +188,7 @@ class Worker:
 
     def failed_test(self, *selection):
         """The first test that fails, if any."""
-        result = self.run("ctest", "--preset", "debug", "--parallel", "4", "--timeout", "120", "-LE", "^clock$",
+        result = self.run("ctest", "--preset", "debug", "--parallel", "8", "--timeout", "120", "-LE", "^clock$",
                           *selection, seconds=TEST_SECONDS, until=FAILED_TEST)
         failed = FAILED_TEST.search(result.stdout)
         if not failed and result.returncode != 0:
