@@ -9,8 +9,6 @@
 namespace MuxProxy {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // In the place of a client's address.
 constexpr const char* kAddress = "mqtt";
 constexpr std::chrono::minutes kBetweenRows{1};
@@ -43,7 +41,7 @@ bool IsRefused(const MuxClient::Message& answer) {
 MqttCommands::MqttCommands(CommandPorts& ports, Topics topics) : ports_(ports), topics_(std::move(topics)) {}
 
 MqttCommands::Client& MqttCommands::ClientOf(const std::string& name) {
-    return clients_[names_.count(name) != 0 ? name : ""];
+    return clients_.try_emplace(names_.count(name) != 0 ? name : "", ports_.Now()).first->second;
 }
 
 void MqttCommands::SetClients(std::set<std::string> names) {
@@ -57,8 +55,8 @@ void MqttCommands::SetClients(std::set<std::string> names) {
 void MqttCommands::Received(const BrokerMessage& message) {
     const auto read = topics_.ReadCommand(message.topic);
     if (const auto* const invalid = std::get_if<InvalidTopic>(&read)) {
-        Client& nobody = clients_[""];
-        if (nobody.account.Rest().count() == 0) {
+        Client& nobody = ClientOf("");
+        if (nobody.account.Rest(ports_.Now()).count() == 0) {
             nobody.account.Spend(message.payload.size(), true);
             MayHaveRow() ? AddRow({}, Refusal::kNotValid, invalid->reason) : static_cast<void>(0);
         }
@@ -68,11 +66,11 @@ void MqttCommands::Received(const BrokerMessage& message) {
     asked.topic = std::get<CommandTopic>(read);
     asked.replyTopic = topics_.Reply(asked.topic.client);
     Client& client = ClientOf(asked.topic.client);
-    if (client.account.Rest().count() > 0) {
+    if (client.account.Rest(ports_.Now()).count() > 0) {
         TakeReply(asked, message);
         Note(client.tooMany, asked, kTooMany);
         RefuseBriefly(asked, Refusal::kNotSent, kTooMany);
-    } else if (commands_.Wait(Clock::now()).count() > 0) {
+    } else if (commands_.Wait(ports_.Now()).count() > 0) {
         Note(tooMany_, {}, kTooManyTogether);
     } else {
         commands_.Spend(1);
@@ -135,7 +133,7 @@ void MqttCommands::Refuse(const Asked& asked, Refusal refusal, const std::string
 }
 
 bool MqttCommands::MayHaveRow() {
-    if (refusals_.Wait(Clock::now()).count() > 0) {
+    if (refusals_.Wait(ports_.Now()).count() > 0) {
         Note(refusedBriefly_, {}, kTooManyRefused);
         return false;
     }
@@ -144,7 +142,7 @@ bool MqttCommands::MayHaveRow() {
 }
 
 void MqttCommands::RefuseBriefly(const Asked& asked, Refusal refusal, const std::string& reason) {
-    if (briefAnswers_.Wait(Clock::now()).count() > 0) {
+    if (briefAnswers_.Wait(ports_.Now()).count() > 0) {
         return;
     }
     briefAnswers_.Spend(1);
@@ -156,7 +154,7 @@ void MqttCommands::RefuseBriefly(const Asked& asked, Refusal refusal, const std:
 
 void MqttCommands::Note(Count& count, const Asked& asked, const std::string& remark) {
     ++count.count;
-    const Clock::time_point now = Clock::now();
+    const CommandPorts::Time now = ports_.Now();
     if (!count.noted || now >= *count.noted + kBetweenRows) {
         const std::size_t number = std::exchange(count.count, 0);
         count.noted = now;

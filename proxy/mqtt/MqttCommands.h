@@ -25,8 +25,10 @@ namespace MuxProxy {
 class CommandPorts {
   public:
     using Answered = std::function<void(const std::string& answer)>;
+    using Time = std::chrono::steady_clock::time_point;
 
     virtual ~CommandPorts() = default;
+    virtual Time Now() const = 0;
     // Whether the command may go on, which does not depend on the client's rights.
     virtual std::variant<CheckedCommand, RefusedCommand> Check(const CommandMessage& message) = 0;
     // One request of this client, as Dispatcher::Received() takes it. `answered` gets the text of its answer later.
@@ -73,10 +75,11 @@ class MqttCommands {
     // Counts what has no row of its own.
     struct Count {
         std::size_t count = 0;
-        std::optional<std::chrono::steady_clock::time_point> noted;
+        std::optional<CommandPorts::Time> noted;
     };
 
     struct Client {
+        explicit Client(CommandPorts::Time now) : account(now) {}
         ClientAccount account;
         Count tooMany;
     };

@@ -63,6 +63,7 @@ class MqttSite : private BrokerEvents, private CommandPorts, private OutboxPort 
     void BrokerFailed(const std::string& reason) override;
     void BrokerComplained(const std::string& complaint) override;
 
+    Time Now() const override { return std::chrono::steady_clock::now(); }
     std::variant<CheckedCommand, RefusedCommand> Check(const CommandMessage& message) override;
     void Ask(ClientIdentity client, std::string_view text, Answered answered) override;
     void AddRow(AuditRow row) override;

@@ -12,6 +12,10 @@ std::chrono::milliseconds Allowance::Wait(Clock::time_point now) {
     return left_ > 0 ? std::chrono::milliseconds(0) : (1 - left_) * period_;
 }
 
+ClientAccount::ClientAccount(Clock::time_point now)
+    : requests_(kRequestsPerSecond, std::chrono::milliseconds(1000 / kRequestsPerSecond), now),
+      rows_(60, std::chrono::seconds(3), now) {}
+
 void ClientAccount::Spend(std::size_t bytes, bool isRefused) {
     requests_.Spend((isRefused ? kCostOfRefused : 1) + static_cast<std::int64_t>(bytes / kBytesOfARequest));
 }
@@ -25,7 +29,7 @@ bool ClientAccount::AddPending(std::size_t bytes) {
 }
 
 bool ClientAccount::MayHaveRow() {
-    const bool isLeft = rows_.Wait(Allowance::Clock::now()).count() == 0;
+    const bool isLeft = rows_.Wait(Clock::now()).count() == 0;
     isLeft ? rows_.Spend(1) : static_cast<void>(++withoutRow_);
     return isLeft;
 }

@@ -31,6 +31,8 @@ class Allowance {
 // What one client, by the name in its certificate, may take up with all its connections. For the network loop.
 class ClientAccount {
   public:
+    using Clock = Allowance::Clock;
+
     // Requests a second, and how many of these a refused one costs, so that nobody floods the audit with refusals. Each
     // further kBytesOfARequest cost as much as a request.
     static constexpr std::int64_t kRequestsPerSecond = 100;
@@ -39,8 +41,11 @@ class ClientAccount {
     // Bytes that wait for all its connections to take them.
     static constexpr std::size_t kMostPending = 4U << 20U;
 
+    // With all that it may take at this time.
+    explicit ClientAccount(Clock::time_point now = Clock::now());
+
     // How long its connections are not read; 0 if they are.
-    std::chrono::milliseconds Rest() { return requests_.Wait(Allowance::Clock::now()); }
+    std::chrono::milliseconds Rest(Clock::time_point now = Clock::now()) { return requests_.Wait(now); }
     // A request of so many bytes was read.
     void Spend(std::size_t bytes, bool isRefused);
 
@@ -56,8 +61,8 @@ class ClientAccount {
     std::size_t connections = 0;
 
   private:
-    Allowance requests_{kRequestsPerSecond, std::chrono::milliseconds(1000 / kRequestsPerSecond)};
-    Allowance rows_{60, std::chrono::seconds(3)};
+    Allowance requests_;
+    Allowance rows_;
     std::size_t pending_ = 0;
     std::size_t withoutRow_ = 0;
 };

@@ -1,5 +1,7 @@
 """scripts/mutate: its verdicts, and that its faults fit the sources."""
 import pathlib
+import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -39,12 +41,12 @@ class Verdicts(unittest.TestCase):
         self.assertEqual(worker.endings, [])
         return verdict
 
-    def test_a_test_that_fails_twice_catches(self):
-        self.assertEqual(self.verdict("A.Test", "A.Test"), ("caught", "A.Test"))
+    def test_a_test_that_fails_each_time_catches(self):
+        self.assertEqual(self.verdict("A.Test", "A.Test", "A.Test"), ("caught", "A.Test"))
 
-    def test_a_test_that_fails_once_catches_nothing_and_hides_no_other(self):
-        self.assertEqual(self.verdict("A.Test", None, "B.Test", "B.Test"), ("caught", "B.Test"))
-        self.assertEqual(self.verdict("A.Test", None, None, "B.Test", "B.Test"), ("caught", "B.Test"))
+    def test_a_test_that_fails_now_and_then_catches_nothing_and_hides_no_other(self):
+        self.assertEqual(self.verdict("A.Test", None, "B.Test", "B.Test", "B.Test"), ("caught", "B.Test"))
+        self.assertEqual(self.verdict("A.Test", "A.Test", None, "B.Test", "B.Test", "B.Test"), ("caught", "B.Test"))
         self.assertEqual(self.verdict("A.Test", None, None, None, None), ("SURVIVED", ""))
 
     def test_nothing_that_fails_catches_nothing(self):
@@ -69,6 +71,15 @@ class Copies(unittest.TestCase):
             worker.remove_all_but(["kept.cpp"])
             files = sorted(str(path.relative_to(folder)) for path in worker.folder.rglob("*") if path.is_file())
         self.assertEqual(files, ["build/debug/object.o", "kept.cpp"])
+
+    def test_end_what_their_tests_left(self):
+        with tempfile.TemporaryDirectory() as folder:
+            worker = mutate.Worker(0)
+            worker.folder = pathlib.Path(folder)
+            program = shutil.copy(shutil.which("sleep"), folder)
+            with subprocess.Popen([program, "300"], start_new_session=True) as left:
+                worker.end_what_tests_left()
+                self.assertEqual(left.wait(60), -signal.SIGKILL)
 
 
 def line_of(verdict):
