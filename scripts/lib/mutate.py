@@ -8,13 +8,14 @@ A fault is a table in tests/mutants/*.toml:
     old = "0x1021"                      # occurs exactly once in the file
     new = "0x1022"
 
-Each fault is built in a copy of the tree below build/mutants and run against the tests of its folder and then, as long
-as these pass, against those of the folders around it, or of the whole daemon, and the whole suite. The first test that
-fails ends a run. A catch counts when it fails twice more, by itself: a test that fails now and then catches nothing.
+Each fault is built in a copy of the tree below build/mutants and run against the test that caught it last time, those of
+its folder and then, as long as these pass, those of the folders around it, or of the whole daemon, and the whole suite.
+The first test that fails ends a run. A catch counts when it fails twice more, by itself: a test that fails now and then catches nothing.
 Nor does one that races a clock: these are left out (label "clock").
 """
 import argparse
 import concurrent.futures
+import json
 import os
 import pathlib
 import queue
@@ -74,13 +75,33 @@ def tests_label(file):
     return f"^{folder}$"
 
 
-def selections(mutant):
+def exactly(test):
+    """CTest's arguments for one test, behind whose name its parameter may stand."""
+    return ["-R", f"^{re.escape(test)}( |$)"]
+
+
+def selections(mutant, catcher=None):
     """CTest's arguments for the tests that are tried, one set after the other."""
     family = pathlib.PurePath(mutant["file"]).parts[0]
     around = f"^{family}(/|$)" if family in ("proxy", "tools") else "^(allocation|system)$"
     # A browser takes long to find what shorter tests find.
     without_browser = ["-E", "^RunningPage"]
-    return (["-L", tests_label(mutant["file"]), *without_browser], ["-L", around, *without_browser], [])
+    return [*([exactly(catcher)] if catcher else []), ["-L", tests_label(mutant["file"]), *without_browser], ["-L", around, *without_browser], []]
+
+
+class Catchers:
+    """Which test caught which fault last time. Each is kept at once: a run may be cut short."""
+
+    def __init__(self, file=ROOT / "build" / "mutants" / "catchers.json"):
+        self.file = file
+        self.tests = json.loads(file.read_text()) if file.exists() else {}
+
+    def of(self, mutant):
+        return self.tests.get(mutant["name"])
+
+    def remember(self, name, test):
+        self.tests[name] = test
+        self.file.write_text(json.dumps(self.tests, indent=1, sort_keys=True))
 
 
 def kill_with_descendants(process):
@@ -140,9 +161,10 @@ class Worker:
                 sys.exit(f"mutate: the tests {label} do not build without any fault:\n{built.stdout[-2000:]}")
 
     def make(self, *selection):
-        """Builds the tests of a selection."""
+        """Builds the tests of a selection, if there are any."""
         listed = self.run(sys.executable, "scripts/lib/test_targets.py", "build/debug", *selection)
-        return self.run("cmake", "--build", "--preset", "debug", "--target", *listed.stdout.split())
+        targets = listed.stdout.split()
+        return self.run("cmake", "--build", "--preset", "debug", "--target", *targets) if targets else listed
 
     def remove_all_but(self, names):
         """What a fault was tried with in an earlier run, and is no longer part of the tree."""
@@ -158,12 +180,12 @@ class Worker:
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(source, target)
 
-    def try_out(self, mutant):
+    def try_out(self, mutant, catcher):
         file = self.folder / mutant["file"]
         original = file.read_text()
         file.write_text(original.replace(mutant["old"], mutant["new"]))
         try:
-            return self.judge(mutant)
+            return self.judge(mutant, catcher)
         finally:
             file.write_text(original)
             self.end_what_tests_left()
@@ -174,8 +196,8 @@ class Worker:
             if process.info["exe"] and pathlib.PurePath(process.info["exe"]).is_relative_to(self.folder):
                 kill_with_descendants(process)
 
-    def judge(self, mutant):
-        for selection in selections(mutant):
+    def judge(self, mutant, catcher=None):
+        for selection in selections(mutant, catcher):
             if self.make(*selection).returncode != 0:
                 return BROKEN, ""
             try:
@@ -190,7 +212,7 @@ class Worker:
         """A test that fails now and then stops the others, so these get further chances."""
         for _ in range(CHANCES):
             failed = self.failed_test(*selection)
-            if not failed or all(self.failed_test("-R", f"^{re.escape(failed)}( |$)") for _ in range(REPEATS)):
+            if not failed or all(self.failed_test(*exactly(failed)) for _ in range(REPEATS)):
                 return failed
         return None
 
@@ -218,6 +240,7 @@ def main():
     if not mutants:
         print("No fault concerns these files")
         return 0
+    catchers = Catchers()
     workers = queue.Queue()
     copies = min(WORKERS, -(-len(mutants) // FAULTS_FOR_A_WORKER))
     print(f"Building {copies} copies of the tree ...", flush=True)
@@ -229,7 +252,7 @@ def main():
     def try_out(mutant):
         worker = workers.get()
         try:
-            return worker.try_out(mutant)
+            return worker.try_out(mutant, catchers.of(mutant))
         except (OSError, RuntimeError) as error:
             return ERROR, str(error)
         finally:
@@ -243,6 +266,8 @@ def main():
             name = running[done]["name"]
             verdicts.setdefault(verdict, []).append(name)
             print(f"[{number}/{len(mutants)}] {name}: {verdict}{' by ' + by if by else ''}", flush=True)
+            if verdict == CAUGHT:
+                catchers.remember(name, by)
 
     minutes = (time.monotonic() - started) / 60
     print(f"\n{len(verdicts.get(CAUGHT, []))} of {len(mutants)} faults caught in {minutes:.0f} minutes")

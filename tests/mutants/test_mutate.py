@@ -23,11 +23,13 @@ class PlayedWorker(mutate.Worker):
         super().__init__(0)
         self.endings = list(endings)
         self.build_status = build
+        self.selections = []
 
     def make(self, *selection):
         return subprocess.CompletedProcess("cmake", self.build_status, "")
 
     def failed_test(self, *selection):
+        self.selections.append(selection)
         ending = self.endings.pop(0)
         if ending == "no end":
             raise subprocess.TimeoutExpired("ctest", mutate.TEST_SECONDS)
@@ -51,6 +53,17 @@ class Verdicts(unittest.TestCase):
 
     def test_nothing_that_fails_catches_nothing(self):
         self.assertEqual(self.verdict(None, None, None), ("SURVIVED", ""))
+
+    def test_what_caught_a_fault_last_time_is_tried_first(self):
+        worker = PlayedWorker(None, "B.Test", "B.Test", "B.Test")
+        self.assertEqual(worker.judge(MUTANT, "A.Test"), ("caught", "B.Test"))
+        self.assertEqual(worker.selections[0], ("-R", r"^A\.Test( |$)"))
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder, "catchers")
+            mutate.Catchers(file).remember("one", "A.Test")
+            mutate.Catchers(file).remember("two", "B.Test")
+            self.assertEqual([mutate.Catchers(file).of({"name": name}) for name in ("one", "two", "three")],
+                             ["A.Test", "B.Test", None])
 
     def test_a_run_that_is_not_done_in_time_is_no_catch(self):
         self.assertEqual(self.verdict("no end"), ("RAN OUT OF TIME", ""))
