@@ -6,12 +6,11 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "tests/support/ResourceLimit.h"
+#include "tests/support/Threads.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/system/support/ExchangeRunner.h"
 
@@ -59,18 +58,15 @@ int CountOpen(const MuxProcess& mux, int begin, int end) {
     return count;
 }
 
-// Whether the thread that wrote the line with `text` sleeps (proc_pid_stat(5)).
-bool Sleeps(const MuxProcess& mux, const std::string& text) {
+// Whether the thread that wrote the line with `text` sleeps.
+bool WriterSleeps(const MuxProcess& mux, const std::string& text) {
     const std::vector<std::string> lines = mux.Lines();
     const auto line = std::find_if(lines.begin(), lines.end(),
                                    [&](const std::string& one) { return one.find(text) != std::string::npos; });
     if (line == lines.end()) {
         return false;
     }
-    const std::string thread = line->substr(line->find('[') + 1, line->find(']') - line->find('[') - 1);
-    std::ifstream stat("/proc/" + std::to_string(mux.Id()) + "/task/" + thread + "/stat");
-    const std::string state{std::istreambuf_iterator<char>(stat), {}};
-    return state.substr(state.rfind(')') + 1, 3) == " S ";
+    return Testing::Sleeps(mux.Id(), std::stoi(line->substr(line->find('[') + 1)));
 }
 
 SystemSetup WithDescriptors(SystemSetup setup, const MuxProcess::Descriptors& descriptors) {
@@ -157,7 +153,8 @@ TEST(Descriptors, OfWhichFewerAreAllowedThanThereAreClientsHoldUpTheClientsAndNo
     }
     ASSERT_TRUE(system.Mux().WaitFor(" accepted.", clients.size()));
     // Behind that line it counts descriptors and sleeps in accept, which has taken the next number then.
-    ASSERT_TRUE(Testing::WaitUntil([&] { return Sleeps(system.Mux(), "Accept loop thread spawned."); }, kDeadline));
+    ASSERT_TRUE(
+        Testing::WaitUntil([&] { return WriterSleeps(system.Mux(), "Accept loop thread spawned."); }, kDeadline));
     const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(AllowDescriptors(system.Mux(), 10));
     ASSERT_TRUE(system.Mux().WaitFor(kLine, 3));
