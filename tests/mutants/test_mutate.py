@@ -1,5 +1,6 @@
 """scripts/mutate: its verdicts, and that its faults fit the sources."""
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
@@ -93,6 +94,10 @@ class Copies(unittest.TestCase):
             with subprocess.Popen([program, "300"], start_new_session=True) as left:
                 worker.end_what_tests_left()
                 self.assertEqual(left.wait(60), -signal.SIGKILL)
+
+    def test_leave_out_the_tests_of_the_faults(self):
+        labels = (mutate.ROOT / "tests" / "mutants" / "CMakeLists.txt").read_text()
+        self.assertRegex(re.search(r"LABELS (\w+)", labels)[1], mutate.LEFT_OUT)
 
 
 def line_of(verdict):
