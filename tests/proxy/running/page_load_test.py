@@ -94,7 +94,7 @@ class Many(Looking):
         raising.join()
         browser.go("events")
         last = f"*{(self.mux.sent - 1) % 0x10000:04X}"
-        browser.see(last, lambda: browser.element("ol.lines > li"))
+        browser.wait(lambda: any(last in line for line in browser.lines()), last)
         watched = browser.run("return watched")
         print(f"{self.mux.sent} events in {SECONDS:.0f} s; longest in ms: {watched}; {len(answered)} openings answered, "
               f"the slowest shown after {max(answered) * 1000:.0f} ms")
