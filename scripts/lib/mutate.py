@@ -10,8 +10,8 @@ A fault is a table in tests/mutants/*.toml:
 
 Each fault is built in a copy of the tree below build/mutants and run against the test that caught it last time, those of
 its folder and then, as long as these pass, those of the folders around it, or of the whole daemon, and the whole suite.
-The first test that fails ends a run. A catch counts when it fails twice more, by itself: a test that fails now and then catches nothing.
-Nor does one that races a clock: these are left out (label "clock").
+The first test that fails ends a run. A catch counts when it fails twice more, by itself: a test that fails now and then
+catches nothing. Nor does one that races a clock: these are left out (label "clock").
 """
 import argparse
 import concurrent.futures
