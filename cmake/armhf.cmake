@@ -15,8 +15,10 @@ set(CMAKE_CROSSCOMPILING_EMULATOR ${MUX_EMULATOR};-L;${root})
 # The emulator finds the libraries by itself, and a path of this build within the programs would make each build another.
 set(CMAKE_SKIP_RPATH ON)
 
-# Everything comes from one compiler: how its predecessors passed such arguments is of no concern.
-add_compile_options(-Wno-psabi)
+# Everything comes from one compiler: how its predecessors passed such arguments is of no concern. It names headers as
+# they were found: their real path, which it would take where that is shorter, may lie outside the folder whose name is
+# replaced in the debug symbols.
+add_compile_options(-Wno-psabi -fno-canonical-system-headers)
 
 # Programs and headers are those of this machine: Debian's cross compiler finds headers of every architecture itself.
 list(APPEND CMAKE_FIND_ROOT_PATH ${root})

@@ -252,7 +252,7 @@ TEST_F(AuditReaderTest, ReadsAFileThatNobodyWritesInAFolderThatItMayNotChange) {
     const Testing::ChildResult result = Testing::RunInChild(folder.Folder().Path(), readAsAnother);
     std::filesystem::permissions(folder.Folder().Path(), std::filesystem::perms(0755));
     EXPECT_EQ(result.exitStatus, Testing::kBodyReturned);
-    EXPECT_THAT(result.OutputLines(), SizeIs(4)) << result.output;
+    EXPECT_THAT(result.output, HasSubstr(Output()));
 }
 
 std::string ReasonNotToRead(const std::string& file) {

@@ -15,7 +15,6 @@ using std::chrono::minutes;
 using std::chrono::seconds;
 
 using Reason = LoginLimits::Reason;
-using Time = LoginLimits::Time;
 
 // A network for each number.
 std::string AddressOf(int number) {
@@ -54,7 +53,7 @@ class LoginLimitsTest : public testing::Test {
     }
 
     LoginLimits limits_;
-    Time now_ = kStart;
+    LoginLimits::Time now_ = kStart;
     int lastNetwork_ = 0;
 };
 
