@@ -97,6 +97,12 @@ class Chromium:
     def load(self, path="/"):
         self.driver.get(f"https://localhost:{self.site.web_port}{path}")
 
+    def downloaded(self, name):
+        """The only download's file, once it is whole: an empty one of its name stands beside the unfinished one first."""
+        file = self.downloads / name
+        self.wait(lambda: list(self.downloads.iterdir()) == [file], name)
+        return file
+
     def go(self, page):
         """By the page's own links, to its heading."""
         if self.driver.current_url.endswith("#/wall"):

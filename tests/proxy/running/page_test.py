@@ -241,8 +241,7 @@ class Cards(Looking):
         browser.go("cards")
         browser.see('The "Boss"')
         browser.press("Export")
-        file = browser.downloads / "cards.csv"
-        wait_until(file.exists, "the file")
+        file = browser.downloaded("cards.csv")
         header, row = file.read_text().splitlines()
         self.assertEqual(header, "gateway,lock,card,label,client,time")
         self.assertTrue(row.startswith('1,5,04A1B2C3D4,"The ""Boss""",'), row)
@@ -279,8 +278,7 @@ class Audit(Looking):
         self.assertIn("ben", row)
         self.assertIn("done", row)
         browser.press("Download as CSV")
-        file = browser.downloads / "audit.csv"
-        wait_until(file.exists, "the file")
+        file = browser.downloaded("audit.csv")
         self.assertEqual(len(file.read_text().splitlines()), 2)
         self.assertIn("ben", file.read_text().splitlines()[1])
 
